@@ -1,0 +1,133 @@
+#include "common/basic/wide_string.h"
+
+#include <algorithm>
+#include <cwchar>
+
+namespace dovrel {
+
+namespace {
+
+constexpr unsigned UNKNOWN_LENGTH = 0xFFFFFFFF;
+constexpr auto FAILED = static_cast<size_t>(-1);
+
+/** A conversion under way: what is left of the source and of the room. */
+class Conversion {
+public:
+    Conversion(char* dest, unsigned destSize, wchar_t const* src, unsigned count)
+        : m_dest(dest), m_room(destSize), m_src(src), m_count(count),
+          m_end(src + wcsnlen(src, count))
+    {
+    }
+
+    /** @return the bytes needed or written, terminator included. */
+    unsigned run()
+    {
+        unsigned bytes = 0;
+        for (;;) {
+            size_t converted = 0;
+            unsigned const attempted = convertLongestHalf(converted);
+            if (attempted == 0 && converted == FAILED) {
+                replaceOne();
+                bytes += 1;
+                continue;
+            }
+            bytes += static_cast<unsigned>(converted);
+            if (attempted == m_count || converted + 1 == m_room)
+                return bytes + 1;
+            advance(attempted, static_cast<unsigned>(converted));
+        }
+    }
+
+private:
+    /**
+     * Tries all that is left, then half as much again and again, until an attempt holds no bad
+     * character.
+     * @return the size of that attempt; 0, with @p converted FAILED, where the very next character
+     * is bad.
+     */
+    unsigned convertLongestHalf(size_t& converted)
+    {
+        unsigned attempt = m_count;
+        while ((converted = convert(attempt)) == FAILED) {
+            if (attempt == UNKNOWN_LENGTH)
+                attempt = std::min(static_cast<unsigned>(m_end - m_src), m_room / 2);
+            attempt /= 2;
+            if (attempt == 0)
+                return 0;
+        }
+        return attempt;
+    }
+
+    size_t convert(unsigned count)
+    {
+        // One more than the text has lets the terminator in; a larger limit would speak of
+        // characters that are not there.
+        size_t const limit = std::min<size_t>(count, static_cast<size_t>(m_end - m_src) + 1);
+        if (m_src <= m_knownBad && m_knownBad < m_src + limit)
+            return FAILED;
+        wchar_t const* next = m_src;
+        std::mbstate_t state{};
+        size_t const bytes = wcsnrtombs(m_dest, &next, limit, m_room, &state);
+        if (bytes == FAILED && !m_dest)
+            m_knownBad = findBad(limit);
+        return bytes;
+    }
+
+    /**
+     * Where the first bad character stands among the next @p limit, which are known to hold one.
+     *
+     * A failed size query does not tell the place. Looking it up once keeps the attempts that
+     * follow from reading up to the same character again and again.
+     */
+    wchar_t const* findBad(size_t limit) const
+    {
+        wchar_t const* const end = m_src + limit;
+        wchar_t const* at = m_src;
+        char scratch[SCRATCH_SIZE];
+        size_t bytes = 0;
+        while (bytes != FAILED && at && at != end) {
+            std::mbstate_t state{};
+            bytes = wcsnrtombs(scratch, &at, static_cast<size_t>(end - at), sizeof scratch, &state);
+        }
+        return at;
+    }
+
+    void replaceOne()
+    {
+        bool const unknown = m_count == UNKNOWN_LENGTH;
+        if (m_dest && m_room > 0)
+            *m_dest = '?';
+        advance(1, 1);
+        if (unknown)
+            m_count = UNKNOWN_LENGTH;
+    }
+
+    void advance(unsigned characters, unsigned bytes)
+    {
+        m_src += characters;
+        m_count -= characters;
+        if (m_dest)
+            m_dest += bytes;
+        m_room -= std::min(m_room, bytes);
+    }
+
+    static constexpr size_t SCRATCH_SIZE = 256;
+
+    char* m_dest;
+    unsigned m_room;
+    wchar_t const* m_src;
+    unsigned m_count;
+    wchar_t const* m_end;
+    wchar_t const* m_knownBad = nullptr;
+};
+
+}
+
+int safe_wcstombs_s(
+    unsigned* result, char* dest, unsigned destSize, wchar_t const* src, unsigned count)
+{
+    *result = Conversion(dest, destSize, src, count).run();
+    return 0;
+}
+
+}

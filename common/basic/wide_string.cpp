@@ -1,0 +1,305 @@
+#include "common/basic/wide_string.h"
+
+#include "common/basic/ascii_text.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace dovrel {
+
+namespace {
+
+constexpr unsigned LONGEST = basic_string::WHOLE_TEXT - 1;
+
+unsigned boundedLength(wchar_t const* text, unsigned count)
+{
+    return text ? static_cast<unsigned>(wcsnlen(text, std::min(count, LONGEST))) : 0;
+}
+
+}
+
+basic_string::basic_string() noexcept : m_small{}, m_heap(nullptr), m_length(0), m_capacity(0)
+{
+}
+
+basic_string::basic_string(wchar_t const* text, unsigned count) : basic_string()
+{
+    Allocate_Memory_Or_Use_Small_Buffer(text, count);
+}
+
+basic_string::basic_string(basic_string const& other) : basic_string()
+{
+    Allocate_Memory_Or_Use_Small_Buffer(other.c_str(), other.m_length);
+}
+
+basic_string::basic_string(basic_string&& other) noexcept : basic_string()
+{
+    swap(other);
+}
+
+basic_string::~basic_string()
+{
+    delete[] m_heap;
+}
+
+basic_string& basic_string::operator=(basic_string const& other)
+{
+    Allocate_Memory_Or_Use_Small_Buffer(other.c_str(), other.m_length);
+    return *this;
+}
+
+basic_string& basic_string::operator=(basic_string&& other) noexcept
+{
+    basic_string(std::move(other)).swap(*this);
+    return *this;
+}
+
+basic_string& basic_string::operator=(wchar_t const* text)
+{
+    Allocate_Memory_Or_Use_Small_Buffer(text);
+    return *this;
+}
+
+void basic_string::Allocate_Memory_Or_Use_Small_Buffer(wchar_t const* text, unsigned count)
+{
+    unsigned const length = boundedLength(text, count);
+    wchar_t* const destination = makeRoom(length);
+    if (length > 0)
+        std::wmemmove(destination, text, length);
+    finish(length);
+}
+
+// A source within this object's own text never needs more room than there is, so nothing is freed
+// under it.
+wchar_t* basic_string::makeRoom(unsigned length)
+{
+    bool const small = length < SMALL_BUFFER_SIZE;
+    if (m_capacity < length) {
+        wchar_t* const grown = small ? nullptr : new wchar_t[size_t{length} + 1];
+        delete[] m_heap;
+        m_heap = grown;
+        m_capacity = length;
+    }
+    return small ? m_small : m_heap;
+}
+
+void basic_string::finish(unsigned length) noexcept
+{
+    m_length = length;
+    if (length < SMALL_BUFFER_SIZE) {
+        m_small[length] = L'\0';
+        if (m_heap)
+            m_heap[0] = L'\0';
+    } else {
+        m_small[0] = L'\0';
+        m_heap[length] = L'\0';
+    }
+}
+
+basic_string& basic_string::operator+=(basic_string const& other)
+{
+    append(other.c_str(), other.m_length);
+    return *this;
+}
+
+void basic_string::append(wchar_t const* text, unsigned count)
+{
+    if (count > LONGEST - m_length)
+        throw std::bad_alloc();
+    unsigned const length = m_length + count;
+    if (length >= SMALL_BUFFER_SIZE && m_capacity < length) {
+        // Half as much again: a text that is put together piece by piece is copied a few times
+        // only.
+        unsigned const grownCapacity =
+            std::max(length, m_capacity + std::min(m_capacity / 2, LONGEST - m_capacity));
+        wchar_t* const grown = new wchar_t[size_t{grownCapacity} + 1];
+        std::wmemcpy(grown, c_str(), m_length);
+        std::wmemcpy(grown + m_length, text, count);
+        delete[] m_heap;
+        m_heap = grown;
+        m_capacity = grownCapacity;
+    } else {
+        wchar_t const* const present = c_str();
+        wchar_t* const destination = makeRoom(length);
+        if (destination != present)
+            std::wmemcpy(destination, present, m_length);
+        std::wmemmove(destination + m_length, text, count);
+    }
+    finish(length);
+}
+
+void basic_string::swap(basic_string& other) noexcept
+{
+    std::swap(m_small, other.m_small);
+    std::swap(m_heap, other.m_heap);
+    std::swap(m_length, other.m_length);
+    std::swap(m_capacity, other.m_capacity);
+}
+
+int basic_string::compare(basic_string const& other) const noexcept
+{
+    int const common = std::wmemcmp(c_str(), other.c_str(), std::min(m_length, other.m_length));
+    if (common != 0 || m_length == other.m_length)
+        return common;
+    return m_length < other.m_length ? -1 : 1;
+}
+
+string::basic_char_string::basic_char_string(basic_char_string const& other)
+{
+    if (!other.m_text)
+        return;
+    size_t const size = std::strlen(other.m_text) + 1;
+    m_text = new char[size];
+    std::memcpy(m_text, other.m_text, size);
+}
+
+string::basic_char_string::basic_char_string(basic_char_string&& other) noexcept
+    : m_text(std::exchange(other.m_text, nullptr))
+{
+}
+
+string::basic_char_string::~basic_char_string()
+{
+    delete[] m_text;
+}
+
+string::basic_char_string& string::basic_char_string::operator=(basic_char_string&& other) noexcept
+{
+    if (this != &other)
+        reset(std::exchange(other.m_text, nullptr));
+    return *this;
+}
+
+char const* string::basic_char_string::c_str() const noexcept
+{
+    static char const dummy[] = "";
+    return m_text ? m_text : dummy;
+}
+
+void string::basic_char_string::reset(char* text) noexcept
+{
+    delete[] m_text;
+    m_text = text;
+}
+
+string::string(wchar_t const* text, unsigned count) : basic_string(text, count)
+{
+}
+
+string::string(char const* text, unsigned count)
+{
+    storeNarrow(text, text ? std::strlen(text) : 0, count);
+}
+
+string::string(std::string const& text)
+{
+    storeNarrow(text.c_str(), text.size(), WHOLE_TEXT);
+}
+
+string::string(string const& other) = default;
+
+string& string::operator=(string const& other)
+{
+    return *this = other.c_str();
+}
+
+string& string::operator=(wchar_t const* text)
+{
+    Allocate_Memory_Or_Use_Small_Buffer(text);
+    m_narrow.reset();
+    return *this;
+}
+
+string& string::operator=(char const* text)
+{
+    return *this = string(text);
+}
+
+string& string::operator=(std::string const& text)
+{
+    return *this = string(text);
+}
+
+void string::storeNarrow(char const* text, size_t length, unsigned count)
+{
+    constexpr size_t STACK_ROOM = 256;
+    size_t const limit = std::min<size_t>({length, count, LONGEST});
+    wchar_t stackRoom[STACK_ROOM];
+    std::unique_ptr<wchar_t[]> heapRoom;
+    if (limit >= STACK_ROOM)
+        heapRoom.reset(new wchar_t[limit + 1]);
+    wchar_t* const wide = heapRoom ? heapRoom.get() : stackRoom;
+
+    size_t converted = ascii_text::NOT_ASCII;
+    if (ascii_text::isLocalesOwn())
+        converted = ascii_text::widen(text, limit, wide);
+    if (converted == ascii_text::NOT_ASCII)
+        converted = std::mbstowcs(wide, text, limit);
+    // Kept: one bad sequence turns the whole text to question marks, so that nobody mistakes a
+    // damaged name for a good one.
+    if (converted == static_cast<size_t>(-1)) {
+        std::wmemset(wide, L'?', limit);
+        converted = limit;
+    }
+    Allocate_Memory_Or_Use_Small_Buffer(wide, static_cast<unsigned>(converted));
+}
+
+string::operator char const*() const
+{
+    std::unique_ptr<char[]> text;
+    if (ascii_text::isLocalesOwn()) {
+        text.reset(new char[size_t{length()} + 1]);
+        if (ascii_text::narrow(c_str(), length(), text.get()))
+            text[length()] = '\0';
+        else
+            text.reset();
+    }
+    if (!text) {
+        unsigned size = 0;
+        safe_wcstombs_s(&size, nullptr, 0, c_str(), length());
+        text.reset(new char[size]);
+        unsigned written = 0;
+        safe_wcstombs_s(&written, text.get(), size, c_str(), length());
+        text[size - 1] = '\0';
+    }
+    m_narrow.reset(text.release());
+    return m_narrow.c_str();
+}
+
+string& string::operator+=(string const& other)
+{
+    append(other.c_str(), other.length());
+    m_narrow.reset();
+    return *this;
+}
+
+void string::swap(string& other) noexcept
+{
+    basic_string::swap(other);
+    std::swap(m_narrow, other.m_narrow);
+}
+
+string operator+(string const& a, string const& b)
+{
+    string sum(a.c_str(), a.length());
+    sum += b;
+    return sum;
+}
+
+template <> std::wostream& operator<< <wchar_t>(std::wostream& out, string const& text)
+{
+    return out.write(text.c_str(), static_cast<std::streamsize>(text.length()));
+}
+
+template <> std::ostream& operator<< <char>(std::ostream& out, string const& text)
+{
+    char const* narrow = text;
+    return out.write(narrow, static_cast<std::streamsize>(std::strlen(narrow)));
+}
+
+}
