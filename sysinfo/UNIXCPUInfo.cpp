@@ -1,0 +1,125 @@
+#include "common/basic/text_cast.h"
+#include "common/platform/trace.h"
+#include "sysinfo/SourceFile.h"
+#include "sysinfo/UNIXSystemInformation.h"
+#include "sysinfo/proc_stat.h"
+
+#include <boost/filesystem.hpp>
+
+#include <string_view>
+#include <unistd.h>
+
+namespace sysinfo {
+
+namespace {
+
+/** One of the processor's frequency files, in whole MHz; 0 where it is missing or holds no number.
+ */
+unsigned int readSpeedInMHZ(unsigned int index, char const* file)
+{
+    static constexpr char DEVICES[] = "/sys/devices/system/cpu/cpu";
+    dovrel::string const path = dovrel::str_cast(index, dovrel::string(DEVICES)) + file;
+    char const* const narrowPath = path;
+
+    boost::system::error_code error;
+    auto const type = boost::filesystem::status(narrowPath, error).type();
+    if (type == boost::filesystem::status_error || type == boost::filesystem::file_not_found)
+        return 0;
+
+    constexpr unsigned int KHZ_PER_MHZ = 1000;
+    SourceFile text(narrowPath);
+    unsigned int kilohertz = 0;
+    // The kernel writes "<unknown>" where the driver cannot tell.
+    return text >> kilohertz ? kilohertz / KHZ_PER_MHZ : 0;
+}
+
+}
+
+UNIXSystemInformation::UNIXCPUInfo::UNIXCPUInfo(unsigned int index) : m_index(index)
+{
+}
+
+UNIXSystemInformation::UNIXCPUInfo::~UNIXCPUInfo() = default;
+
+dovrel::string UNIXSystemInformation::UNIXCPUInfo::toString() const
+{
+    float const usage = getCurrentUsage();
+    unsigned int const maximum = getMaxSpeedInMHZ();
+    unsigned int const current = getCurrentSpeedInMHZ();
+    return dovrel::str_cast(m_index) + L" running at " + dovrel::str_cast(current) + L" / "
+        + dovrel::str_cast(maximum) + L" MHz usage: " + dovrel::str_cast(usage) + L"%";
+}
+
+unsigned int UNIXSystemInformation::UNIXCPUInfo::getMaxSpeedInMHZ() const
+{
+    return readSpeedInMHZ(m_index, "/cpufreq/bios_limit");
+}
+
+unsigned int UNIXSystemInformation::UNIXCPUInfo::getCurrentSpeedInMHZ() const
+{
+    return readSpeedInMHZ(m_index, "/cpufreq/scaling_cur_freq");
+}
+
+float UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const
+{
+    TRACE_SCOPE(
+        "virtual float sysinfo::UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const");
+    constexpr useconds_t SAMPLING_INTERVAL = 1'000'000;
+
+    unsigned int idle0 = 0;
+    unsigned int busy0 = 0;
+    if (!readCounters(idle0, busy0))
+        return 0.0F;
+
+    // Kept: the figure is worth waiting for. An idle processor holds the caller until it has done
+    // something, for about 101 seconds at most.
+    unsigned int idle1 = 0;
+    unsigned int busy1 = 0;
+    for (int triesLeft = 100; triesLeft >= 0; --triesLeft) {
+        usleep(SAMPLING_INTERVAL);
+        if (!readCounters(idle1, busy1))
+            return 0.0F;
+        if (busy1 != busy0)
+            break;
+    }
+
+    // Unsigned differences, so that counters which pass 2^32 between the samples still give the
+    // right ones.
+    int64_t const idle = idle1 - idle0;
+    int64_t const total = int64_t{busy1 - busy0} + idle;
+    // Kept: not-a-number where neither counter moved, which is neither idle nor busy.
+    auto const usage = static_cast<float>(
+        100 - (static_cast<long double>(idle) / static_cast<long double>(total)) * 100);
+    trace.write(3, "Calculating CPU usage: %d %d %d %d -> %f", idle0, busy0, idle1, busy1, usage);
+    return usage;
+}
+
+void UNIXSystemInformation::UNIXCPUInfo::destroy()
+{
+    dovrel::deleteUnlessNull(this);
+}
+
+SystemInformation::CPUInfo* UNIXSystemInformation::UNIXCPUInfo::clone() const
+{
+    return new UNIXCPUInfo(*this);
+}
+
+bool UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int& idle, unsigned int& busy) const
+{
+    TRACE_SCOPE("bool sysinfo::UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int&, "
+                "unsigned int&) const");
+    SourceFile file("/proc/stat");
+    if (!file) {
+        trace.write(1, "Failed to read: /proc/stat");
+        return false;
+    }
+    dovrel::string const label = dovrel::str_cast(m_index, dovrel::string("cpu"));
+    ProcessorCounters counters{idle, busy};
+    findProcessorCounters(file, static_cast<char const*>(label), counters);
+    idle = counters.idle;
+    busy = counters.busy;
+    trace.write(3, "Counted CPU as: %d/%d", idle, busy);
+    return true;
+}
+
+}

@@ -1,0 +1,73 @@
+#include "sysinfo/UNIXSystemInformation.h"
+
+#include "common/platform/trace.h"
+#include "sysinfo/SourceFile.h"
+#include "sysinfo/proc_stat.h"
+
+namespace sysinfo {
+
+UNIXSystemInformation::~UNIXSystemInformation() = default;
+
+bool UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const
+{
+    TRACE_SCOPE(
+        "virtual bool sysinfo::UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
+    trace.write(1, "not available in this build");
+    return false;
+}
+
+dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneInfo(
+    bool& unavailable) const
+{
+    TRACE_SCOPE("virtual dovrel::value_ptr<sysinfo::SystemInformation::CloneInfo> "
+                "sysinfo::UNIXSystemInformation::getCloneInfo(bool&) const");
+    trace.write(1, "not available in this build");
+    unavailable = true;
+    return {};
+}
+
+bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>&) const
+{
+    TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getDisksInternal("
+                "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo>, "
+                "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo> > >&) "
+                "const");
+    trace.write(1, "not available in this build");
+    return false;
+}
+
+dovrel::string UNIXSystemInformation::getLastError() const
+{
+    return m_lastError;
+}
+
+bool UNIXSystemInformation::getCPUsInternal(
+    std::vector<dovrel::value_ptr<CPUInfo>>& processors) const
+{
+    TRACE_SCOPE(
+        "virtual bool sysinfo::UNIXSystemInformation::getCPUsInternal("
+        "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo>, "
+        "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo> > >&) const");
+    SourceFile file("/proc/stat");
+    if (!file) {
+        trace.write(1, "Failed to open: /proc/stat");
+        return false;
+    }
+    uint32_t const count = countProcessors(
+        file, [&trace](std::string const& word) { trace.write(3, "Found CPU: %s", word); });
+    // Kept: numbered densely, whatever holes offline processors leave in the kernel's numbers.
+    for (uint32_t i = 0; i < count; ++i)
+        processors.emplace_back(new UNIXCPUInfo(i));
+    return true;
+}
+
+bool UNIXSystemInformation::getSystemInfo(
+    std::string&, std::string&, std::string&, HypervisorType&) const
+{
+    TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getSystemInfo(std::string&, "
+                "std::string&, std::string&, sysinfo::SystemInformation::HypervisorType&) const");
+    trace.write(1, "not available in this build");
+    return false;
+}
+
+}
