@@ -9,6 +9,7 @@
 
 namespace sysinfo {
 
+// cppcheck-suppress uninitMemberVar ; the buffer is written before it is read
 SourceFileBuffer::SourceFileBuffer(char const* path)
 {
     do

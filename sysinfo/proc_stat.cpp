@@ -9,6 +9,7 @@ class Bytes {
 public:
     static constexpr int END = -1;
 
+    // cppcheck-suppress uninitMemberVar ; the piece is written before it is read
     explicit Bytes(std::istream& text) : m_text(text) { }
 
     int next()

@@ -90,7 +90,7 @@ string str_cast(T const& value, First const& first, Second const& second)
 {
     Digits digits;
     write(value, digits);
-    string const text(digits.text, digits.length);
+    string text(digits.text, digits.length);
     if (first.empty() && second.empty())
         return text;
     return first + second + text;

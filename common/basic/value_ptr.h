@@ -43,7 +43,7 @@ public:
 
     value_ptr& operator=(value_ptr&& other) noexcept
     {
-        value_ptr(std::move(other)).swap(*this);
+        value_ptr(std::exchange(other.m_object, nullptr)).swap(*this);
         return *this;
     }
 

