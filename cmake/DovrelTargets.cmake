@@ -5,7 +5,7 @@ option(DOVREL_WARNINGS_AS_ERRORS "Stop at the first warning; for work on the lib
 function(dovrel_warnings target)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast
-        -Woverloaded-virtual -Wcast-align -Wnull-dereference -Wformat=2 -Wimplicit-fallthrough
+        -Woverloaded-virtual -Wcast-align -Wformat=2 -Wimplicit-fallthrough
         $<$<BOOL:${DOVREL_WARNINGS_AS_ERRORS}>:-Werror>)
 endfunction()
 

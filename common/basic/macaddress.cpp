@@ -1,5 +1,7 @@
 #include "common/basic/macaddress.h"
 
+#include "common/basic/mac_text.h"
+
 #include <iomanip>
 #include <ios>
 
@@ -39,17 +41,22 @@ bool readSeparator(std::wistream& in)
 
 }
 
-template <> std::wostream& operator<< <wchar_t>(std::wostream& out, macaddress_cpp const& address)
+void writeMacText(macaddress_cpp const& address, wchar_t* out) noexcept
 {
     constexpr wchar_t const* DIGITS = L"0123456789abcdef";
-    wchar_t text[macaddress_cpp::SIZE * 3];
-    wchar_t* end = text;
     for (unsigned i = 0; i < macaddress_cpp::SIZE; ++i) {
-        *end++ = DIGITS[address[i] >> 4];
-        *end++ = DIGITS[address[i] & 0x0F];
-        *end++ = L':';
+        if (i > 0)
+            *out++ = L':';
+        *out++ = DIGITS[address[i] >> 4];
+        *out++ = DIGITS[address[i] & 0x0F];
     }
-    return out.write(text, end - 1 - text);
+}
+
+template <> std::wostream& operator<< <wchar_t>(std::wostream& out, macaddress_cpp const& address)
+{
+    wchar_t text[MAC_TEXT_LENGTH];
+    writeMacText(address, text);
+    return out.write(text, MAC_TEXT_LENGTH);
 }
 
 template <> std::wistream& operator>><wchar_t>(std::wistream& in, macaddress_cpp& address)

@@ -58,38 +58,39 @@ private:
         return attempt;
     }
 
+    /**
+     * Converts the next @p count characters, in pieces: the C library first measures all that it is
+     * given, which for attempt after attempt on a long text would be most of the work.
+     */
     size_t convert(unsigned count)
     {
-        // One more than the text has lets the terminator in; a larger limit would speak of
-        // characters that are not there.
-        size_t const limit = std::min<size_t>(count, static_cast<size_t>(m_end - m_src) + 1);
-        if (m_src <= m_knownBad && m_knownBad < m_src + limit)
+        // One more than the text has lets the terminator in.
+        wchar_t const* const end =
+            m_src + std::min<size_t>(count, static_cast<size_t>(m_end - m_src) + 1);
+        // An attempt that reached a bad character tells the outcome of every other that would.
+        if (m_src <= m_knownBad && m_knownBad < end)
             return FAILED;
-        wchar_t const* next = m_src;
-        std::mbstate_t state{};
-        size_t const bytes = wcsnrtombs(m_dest, &next, limit, m_room, &state);
-        if (bytes == FAILED && !m_dest)
-            m_knownBad = findBad(limit);
-        return bytes;
-    }
-
-    /**
-     * Where the first bad character stands among the next @p limit, which are known to hold one.
-     *
-     * A failed size query does not tell the place. Looking it up once keeps the attempts that
-     * follow from reading up to the same character again and again.
-     */
-    wchar_t const* findBad(size_t limit) const
-    {
-        wchar_t const* const end = m_src + limit;
-        wchar_t const* at = m_src;
         char scratch[SCRATCH_SIZE];
         size_t bytes = 0;
-        while (bytes != FAILED && at && at != end) {
+        size_t piece = SMALLEST_PIECE;
+        for (wchar_t const* at = m_src; at != end; piece = std::min(piece * 2, LARGEST_PIECE)) {
+            size_t const characters = std::min(piece, static_cast<size_t>(end - at));
+            wchar_t const* next = at;
             std::mbstate_t state{};
-            bytes = wcsnrtombs(scratch, &at, static_cast<size_t>(end - at), sizeof scratch, &state);
+            size_t const got = m_dest
+                ? wcsnrtombs(m_dest + bytes, &next, characters, m_room - bytes, &state)
+                : wcsnrtombs(scratch, &next, characters, sizeof scratch, &state);
+            if (got == FAILED) {
+                m_knownBad = next;
+                return FAILED;
+            }
+            bytes += got;
+            bool const outOfRoom = m_dest && next != at + characters;
+            if (!next || outOfRoom)
+                break;
+            at = next;
         }
-        return at;
+        return bytes;
     }
 
     void replaceOne()
@@ -112,6 +113,8 @@ private:
     }
 
     static constexpr size_t SCRATCH_SIZE = 256;
+    static constexpr size_t SMALLEST_PIECE = 32;
+    static constexpr size_t LARGEST_PIECE = 4096;
 
     char* m_dest;
     unsigned m_room;

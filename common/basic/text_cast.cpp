@@ -1,5 +1,7 @@
 #include "common/basic/text_cast.h"
 
+#include "common/basic/mac_text.h"
+
 #include <charconv>
 #include <cwchar>
 #include <limits>
@@ -42,10 +44,8 @@ void write(float value, Digits& out)
 
 void write(macaddress_cpp const& value, Digits& out)
 {
-    std::wostringstream stream;
-    stream << value;
-    std::wstring const text = stream.str();
-    out.length = static_cast<unsigned>(text.copy(out.text, text.size()));
+    writeMacText(value, out.text);
+    out.length = MAC_TEXT_LENGTH;
 }
 
 bool isBlank(wchar_t c)

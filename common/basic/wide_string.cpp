@@ -56,9 +56,11 @@ basic_string& basic_string::operator=(basic_string const& other)
 
 basic_string& basic_string::operator=(basic_string&& other) noexcept
 {
-    basic_string former;
-    former.swap(*this);
-    swap(other);
+    if (this != &other) {
+        basic_string former;
+        former.swap(*this);
+        swap(other);
+    }
     return *this;
 }
 

@@ -109,9 +109,13 @@ void traceobject::logtosplit(dovrel::string& line)
     Destination const to = currentDestination();
     if (!to.sink || !m_function)
         return;
-    if (line.empty() || line.c_str()[line.length() - 1] != L'\n')
-        line += L"\n";
-    to.sink(to.context, m_level, m_function->signature, line);
+    try {
+        if (line.empty() || line.c_str()[line.length() - 1] != L'\n')
+            line += L"\n";
+        to.sink(to.context, m_level, m_function->signature, line);
+    } catch (...) {
+        // A lost line is better than a query that fails because it was watched.
+    }
 }
 
 void traceobject::compose(
@@ -138,6 +142,6 @@ void traceobject::compose(
         dovrel::string line(text.str().c_str());
         logtosplit(line);
     } catch (...) {
-        // A lost line is better than a query that fails because it was watched.
+        // A line that cannot be composed is lost too, and the query goes on.
     }
 }
