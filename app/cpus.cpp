@@ -1,0 +1,212 @@
+#include "app/cpus.h"
+
+#include "app/ProgressLine.h"
+#include "app/Session.h"
+#include "app/Table.h"
+#include "app/display.h"
+#include "app/json_text.h"
+#include "app/sampling.h"
+#include "app/sampling_options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+namespace app {
+
+namespace {
+
+/** What is known of one processor. */
+struct Processor {
+    std::optional<unsigned> currentMHz;
+    std::optional<unsigned> maxMHz;
+    std::optional<float> usagePercent;
+};
+
+constexpr unsigned BAR_CELLS = 10;
+
+/** The library's 0 MHz is its word for "the kernel does not tell". */
+std::optional<unsigned> knownSpeed(unsigned mhz)
+{
+    return mhz == 0 ? std::nullopt : std::optional(mhz);
+}
+
+/** @return false, with the user told, where the processors cannot be read. */
+bool readProcessors(Session& session, std::vector<Processor>& processors)
+{
+    CpuRecords records;
+    if (!session.query(
+            "the processors", [&] { return session.service().getCPUsInternal(records); }))
+        return false;
+    for (auto const& record : records)
+        processors.push_back({knownSpeed(record->getCurrentSpeedInMHZ()),
+            knownSpeed(record->getMaxSpeedInMHZ()), std::nullopt});
+    if (!session.settings().sampleUsage)
+        return true;
+
+    // A trace on the same terminal shows well enough that the program is alive.
+    ProgressLine line(session.settings().traceLevel == 0);
+    UsageSample const sample = sampleUsage(records, {session.settings().maxWait},
+        [&line](size_t done, size_t total, std::chrono::steady_clock::duration elapsed) {
+            line.show(done, total, elapsed);
+        });
+    if (sample.threadsLeftBehind)
+        session.leaveThreadsBehind();
+    for (size_t i = 0; i < processors.size(); ++i)
+        processors[i].usagePercent = sample.percent[i];
+    return true;
+}
+
+std::string speedText(std::optional<unsigned> mhz)
+{
+    return mhz ? std::to_string(*mhz) : UNKNOWN;
+}
+
+std::string barText(std::optional<float> percent)
+{
+    return percent ? bar(*percent, BAR_CELLS, localeIsUtf8()) : "";
+}
+
+size_t countUnknown(std::vector<Processor> const& processors)
+{
+    return static_cast<size_t>(std::count_if(processors.begin(), processors.end(),
+        [](Processor const& processor) { return !processor.usagePercent; }));
+}
+
+std::string waitText(Settings const& settings)
+{
+    double const seconds = std::chrono::duration<double>(settings.maxWait).count();
+    return (seconds == std::floor(seconds) ? std::to_string(std::lround(seconds))
+                                           : oneDecimal(seconds))
+        + " s";
+}
+
+std::string asTable(std::vector<Processor> const& processors, Settings const& settings)
+{
+    Table table;
+    table.addColumn("CPU", Table::RIGHT);
+    table.addColumn("MHz", Table::RIGHT);
+    table.addColumn("Max MHz", Table::RIGHT);
+    if (settings.sampleUsage) {
+        table.addColumn("Load", Table::RIGHT);
+        table.addColumn("", Table::LEFT);
+    }
+    for (size_t index = 0; index < processors.size(); ++index) {
+        Processor const& processor = processors[index];
+        std::vector<std::string> cells = {
+            std::to_string(index), speedText(processor.currentMHz), speedText(processor.maxMHz)};
+        if (settings.sampleUsage) {
+            cells.push_back(percentText(processor.usagePercent));
+            cells.push_back(barText(processor.usagePercent));
+        }
+        table.addRow(std::move(cells));
+    }
+    std::string text = table.text();
+    if (settings.sampleUsage && countUnknown(processors) > 0)
+        text += "\nLoad '-': no answer within " + waitText(settings)
+            + ". A processor that stays idle takes longer; see --max-wait.\n";
+    return text;
+}
+
+template <class Value> Json jsonValue(std::optional<Value> const& value)
+{
+    return value ? Json(*value) : Json(nullptr);
+}
+
+/** To hundredths: a float's further digits are noise, and would be printed as such. */
+std::optional<double> rounded(std::optional<float> percent)
+{
+    constexpr double STEPS = 100;
+    if (!percent)
+        return std::nullopt;
+    return std::round(static_cast<double>(*percent) * STEPS) / STEPS;
+}
+
+Json asJson(std::vector<Processor> const& processors)
+{
+    Json list = Json::array();
+    for (size_t index = 0; index < processors.size(); ++index)
+        list.push_back({{"index", index}, {"current_mhz", jsonValue(processors[index].currentMHz)},
+            {"max_mhz", jsonValue(processors[index].maxMHz)},
+            {"usage_percent", jsonValue(rounded(processors[index].usagePercent))}});
+    return Json{{"processors", std::move(list)}};
+}
+
+std::string countAndSpeed(std::vector<Processor> const& processors)
+{
+    std::optional<unsigned> fastest;
+    for (Processor const& processor : processors)
+        fastest = std::max(fastest, processor.maxMHz);
+    return std::to_string(processors.size())
+        + (fastest ? ", up to " + std::to_string(*fastest) + " MHz" : "");
+}
+
+std::string overallLoad(std::vector<Processor> const& processors, Settings const& settings)
+{
+    size_t const unknown = countUnknown(processors);
+    size_t const known = processors.size() - unknown;
+    if (known == 0)
+        return "load unknown: no answer within " + waitText(settings) + ", as when all are idle";
+    float sum = 0;
+    for (Processor const& processor : processors)
+        sum += processor.usagePercent.value_or(0.0F);
+    float const average = sum / static_cast<float>(known);
+    std::string text = "load " + percentText(average) + "  " + barText(average);
+    if (unknown > 0)
+        text += "  (" + std::to_string(known) + " of " + std::to_string(processors.size())
+            + "; the others gave no answer within " + waitText(settings) + ")";
+    return text;
+}
+
+class CpusCommand : public Command {
+public:
+    std::string name() const override { return "cpus"; }
+
+    std::string description() const override
+    {
+        return "Processors: their present and highest speeds and their loads";
+    }
+
+    void addOptions(CLI::App& options, Settings& settings) override
+    {
+        options.add_flag("--json", m_json, "Write JSON; what is unknown is null");
+        addSamplingOptions(options, settings);
+    }
+
+    ExitStatus run(Session& session) override
+    {
+        std::vector<Processor> processors;
+        if (!readProcessors(session, processors))
+            return EXIT_STATUS_QUERY_FAILED;
+        session.print(
+            m_json ? jsonText(asJson(processors)) : asTable(processors, session.settings()));
+        return EXIT_STATUS_OK;
+    }
+
+    ExitStatus summarize(Session& session, std::vector<SummaryLine>& lines) override
+    {
+        std::vector<Processor> processors;
+        if (!readProcessors(session, processors)) {
+            lines.push_back({"Processors", "could not be read"});
+            return EXIT_STATUS_QUERY_FAILED;
+        }
+        lines.push_back({"Processors", countAndSpeed(processors)});
+        if (session.settings().sampleUsage && !processors.empty())
+            lines.push_back({"", overallLoad(processors, session.settings())});
+        return EXIT_STATUS_OK;
+    }
+
+private:
+    bool m_json = false;
+};
+
+}
+
+std::unique_ptr<Command> makeCpusCommand()
+{
+    return std::make_unique<CpusCommand>();
+}
+
+}

@@ -1,0 +1,92 @@
+#include "app/display.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cwchar>
+#include <cwctype>
+#include <langinfo.h>
+
+namespace app {
+
+namespace {
+
+/** One character of narrow text, or one byte that is none. */
+struct Character {
+    size_t bytes;
+    std::optional<wchar_t> code;
+};
+
+Character characterAt(std::string const& text, size_t position)
+{
+    std::mbstate_t state{};
+    wchar_t code = 0;
+    size_t const bytes =
+        std::mbrtowc(&code, text.data() + position, text.size() - position, &state);
+    // 0 is the zero character; the two highest values are "invalid" and "cut short".
+    if (bytes == 0 || bytes > text.size() - position)
+        return {1, std::nullopt};
+    return {bytes, code};
+}
+
+}
+
+std::string printable(std::string const& text)
+{
+    std::string shown;
+    for (size_t position = 0; position < text.size();) {
+        Character const next = characterAt(text, position);
+        if (next.code && std::iswprint(static_cast<wint_t>(*next.code)))
+            shown.append(text, position, next.bytes);
+        else
+            shown += '?';
+        position += next.bytes;
+    }
+    return shown;
+}
+
+size_t displayWidth(std::string const& text)
+{
+    size_t width = 0;
+    for (size_t position = 0; position < text.size();) {
+        Character const next = characterAt(text, position);
+        int const columns = next.code ? wcwidth(*next.code) : 1;
+        width += static_cast<size_t>(std::max(columns, 0));
+        position += next.bytes;
+    }
+    return width;
+}
+
+std::string oneDecimal(double value)
+{
+    // The largest double has 309 digits before the point.
+    std::array<char, 320> digits;
+    auto const result = std::to_chars(
+        digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed, 1);
+    return std::string(digits.data(), result.ptr);
+}
+
+std::string percentText(std::optional<float> percent)
+{
+    return percent ? oneDecimal(static_cast<double>(*percent)) + " %" : UNKNOWN;
+}
+
+bool localeIsUtf8()
+{
+    return std::string(nl_langinfo(CODESET)) == "UTF-8";
+}
+
+std::string bar(float percent, unsigned cells, bool blocks)
+{
+    char const* const fullCell = blocks ? "\xE2\x96\x88" : "#"; // U+2588, full block
+    char const* const emptyCell = blocks ? "\xE2\x96\x91" : "."; // U+2591, light shade
+    float const share = std::clamp(percent / 100.0F, 0.0F, 1.0F);
+    auto const full = static_cast<unsigned>(std::lround(share * static_cast<float>(cells)));
+    std::string text;
+    for (unsigned cell = 0; cell < cells; ++cell)
+        text += cell < full ? fullCell : emptyCell;
+    return text;
+}
+
+}

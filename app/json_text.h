@@ -1,0 +1,18 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace app {
+
+/** Keeps the keys in the order in which a command writes them. */
+using Json = nlohmann::ordered_json;
+
+/**
+ * The document and a newline, valid UTF-8 whatever the machine's names are made of: each byte that
+ * is no UTF-8 becomes U+FFFD. Numbers have a decimal point in every locale.
+ */
+std::string jsonText(Json const& document);
+
+}

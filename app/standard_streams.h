@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+/**
+ * The three descriptors that every program is started with.
+ *
+ * Standard output is written once, at the end and in one piece: so an error of it can be told from
+ * success, and nothing is lost where the program leaves without the C library's own flush.
+ */
+namespace app {
+
+/**
+ * Opens /dev/null at each of the descriptors 0 to 2 that the caller left closed.
+ *
+ * A file that is opened later must not be given one of these numbers, or messages would end up in
+ * it. Standard output is opened for reading, so that writing to it still fails.
+ */
+void occupyStandardDescriptors() noexcept;
+
+/** Writes the whole text. @return 0, or the errno of the write that failed. write(2). */
+int writeWhole(int descriptor, std::string const& text) noexcept;
+
+/** Writes one line with the program's name before it to standard error, in one piece. */
+void complain(std::string const& message);
+
+}

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "app/commands.h"
+#include "app/exit_status.h"
+
+namespace app {
+
+class Session;
+
+/** What the program does without a command: every command's part of one screen. */
+ExitStatus runSummary(Session& session, Commands const& commands);
+
+}

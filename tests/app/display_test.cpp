@@ -1,0 +1,122 @@
+#include "app/Table.h"
+#include "app/display.h"
+#include "app/json_text.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <locale>
+
+using app::bar;
+using app::displayWidth;
+using app::oneDecimal;
+using app::printable;
+using app::Table;
+
+namespace {
+
+/** Sets the C library's locale for one test. */
+class LocaleFor {
+public:
+    explicit LocaleFor(char const* name) : m_former(std::setlocale(LC_ALL, nullptr))
+    {
+        EXPECT_NE(std::setlocale(LC_ALL, name), nullptr) << name;
+    }
+    LocaleFor(LocaleFor const&) = delete;
+    LocaleFor& operator=(LocaleFor const&) = delete;
+    ~LocaleFor() { std::setlocale(LC_ALL, m_former.c_str()); }
+
+private:
+    std::string m_former;
+};
+
+class CommaAndGroups : public std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+}
+
+TEST(Display, countsColumnsNotBytes)
+{
+    LocaleFor const utf8("C.UTF-8");
+    EXPECT_EQ(displayWidth("abc"), 3U);
+    EXPECT_EQ(displayWidth("Zürich"), 6U);
+    EXPECT_EQ(displayWidth("日本"), 4U);
+    EXPECT_EQ(displayWidth(""), 0U);
+}
+
+TEST(Display, hasNoControlCharactersAndNoBrokenText)
+{
+    LocaleFor const utf8("C.UTF-8");
+    EXPECT_EQ(printable("disk \x1B[2J\n"), "disk ?[2J?");
+    EXPECT_EQ(printable(std::string("a\0b", 3)), "a?b");
+    EXPECT_EQ(printable("Z\xFCrich Zürich\xC3"), "Z?rich Zürich?");
+    EXPECT_EQ(displayWidth(printable("Z\xFCrich\xC3")), 7U);
+}
+
+TEST(Display, hasOneDecimalAndAPoint)
+{
+    EXPECT_EQ(oneDecimal(0), "0.0");
+    EXPECT_EQ(oneDecimal(12.5), "12.5");
+    EXPECT_EQ(oneDecimal(99.97), "100.0");
+    EXPECT_EQ(oneDecimal(1e300).size(), 303U);
+}
+
+TEST(Display, drawsBarsOfConstantWidth)
+{
+    EXPECT_EQ(bar(0, 10, false), "..........");
+    EXPECT_EQ(bar(12.5F, 10, false), "#.........");
+    EXPECT_EQ(bar(50, 4, true), "██░░");
+    EXPECT_EQ(bar(100, 10, false), "##########");
+    EXPECT_EQ(bar(250, 4, false), "####");
+    EXPECT_EQ(bar(-1, 4, false), "....");
+}
+
+TEST(TextTable, alignsNumbersToTheRightByDisplayWidth)
+{
+    LocaleFor const utf8("C.UTF-8");
+    Table table;
+    table.addColumn("Ort", Table::LEFT);
+    table.addColumn("Größe", Table::RIGHT);
+    table.addColumn("", Table::LEFT);
+    table.addRow({"日本", "1", "x"});
+    table.addRow({"Zürich", "1000000"});
+
+    EXPECT_EQ(table.text(),
+        "Ort       Größe\n"
+        "日本          1  x\n"
+        "Zürich  1000000\n");
+}
+
+TEST(TextTable, withoutRowsIsItsHeading)
+{
+    Table table;
+    table.addColumn("CPU", Table::RIGHT);
+    EXPECT_EQ(table.text(), "CPU\n");
+}
+
+TEST(JsonText, isValidWhateverANameIsMadeOf)
+{
+    std::string const text = app::jsonText({{"name", "Z\xFCrich \x1B\""}});
+
+    app::Json const read = app::Json::parse(text);
+    EXPECT_EQ(read.at("name"), "Z\xEF\xBF\xBDrich \x1B\"");
+}
+
+TEST(JsonText, keepsTheOrderOfKeysAndEndsInANewline)
+{
+    EXPECT_EQ(app::jsonText({{"z", 1}, {"a", nullptr}}), "{\n  \"z\": 1,\n  \"a\": null\n}\n");
+}
+
+TEST(JsonText, hasNeitherCommasNorGroupsInNumbers)
+{
+    std::locale const former = std::locale::global(std::locale(std::locale(), new CommaAndGroups));
+    std::string const text = app::jsonText({{"a", 12.5}, {"b", 1234567}});
+    std::string const decimal = oneDecimal(1234.5);
+    std::locale::global(former);
+
+    EXPECT_EQ(text, "{\n  \"a\": 12.5,\n  \"b\": 1234567\n}\n");
+    EXPECT_EQ(decimal, "1234.5");
+}

@@ -1,0 +1,55 @@
+#include <sysinfo/LinuxSystemInformation.h>
+#include <sysinfo/plugin.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+/** Another build of the library: it knows one processor, which no machine has, and says on standard
+ * error how many of its records are left when it is closed. */
+namespace {
+
+std::atomic<int> recordsLeft{0};
+
+class OtherCpu : public sysinfo::SystemInformation::CPUInfo {
+public:
+    OtherCpu() { ++recordsLeft; }
+    OtherCpu(OtherCpu const& other) : CPUInfo(other) { ++recordsLeft; }
+    OtherCpu& operator=(OtherCpu const&) = delete;
+    ~OtherCpu() override { --recordsLeft; }
+
+    dovrel::string toString() const override { return "other"; }
+    unsigned int getMaxSpeedInMHZ() const override { return 456; }
+    unsigned int getCurrentSpeedInMHZ() const override { return 123; }
+    float getCurrentUsage() const override
+    {
+        if (std::getenv("OTHER_CPU_IS_IDLE"))
+            sleep(101);
+        return 42.5F;
+    }
+    void destroy() override { delete this; }
+    CPUInfo* clone() const override { return new OtherCpu(*this); }
+};
+
+class OtherSystem : public sysinfo::LinuxSystemInformation {
+public:
+    bool getCPUsInternal(std::vector<dovrel::value_ptr<CPUInfo>>& processors) const override
+    {
+        processors.emplace_back(new OtherCpu);
+        return true;
+    }
+};
+
+}
+
+sysinfo::SystemInformation* libopen()
+{
+    return new OtherSystem;
+}
+
+void libclose(sysinfo::SystemInformation* object)
+{
+    delete object;
+    std::fprintf(stderr, "records left: %d\n", recordsLeft.load());
+}

@@ -1,0 +1,131 @@
+#include "app/exit_status.h"
+#include "tests/app/Program.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using app_test::Folder;
+using app_test::linesOf;
+using app_test::Outcome;
+using app_test::Program;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(Program, helpNamesEveryCommandAndEveryExitStatus)
+{
+    Outcome const outcome = Program({"--help"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(outcome.err, "");
+    for (char const* const expected :
+        {"cpus", "--max-wait", "--no-usage", "--trace", "--library", "--version", "\n   0  ",
+            "\n   1  ", "\n   2  ", "\n  64  ", "\n  69  ", "\n  70  ", "\n  74  "})
+        EXPECT_THAT(outcome.out, HasSubstr(expected));
+}
+
+TEST(Program, helpOfACommandNamesItsOwnAndTheGeneralOptions)
+{
+    Outcome const outcome = Program({"cpus", "--help"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    for (char const* const expected : {"--json", "--max-wait", "--trace", "Exit status"})
+        EXPECT_THAT(outcome.out, HasSubstr(expected));
+}
+
+TEST(Program, versionIsOneLine)
+{
+    for (std::vector<std::string> const& arguments :
+        {std::vector<std::string>{"--version"}, {"cpus", "--version"}}) {
+        Outcome const outcome = Program(arguments).run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+        EXPECT_THAT(linesOf(outcome.out),
+            testing::ElementsAre(testing::MatchesRegex("dovrel-sysinfo [0-9]+[.][0-9.]+")));
+    }
+}
+
+struct WrongArguments : testing::TestWithParam<std::vector<std::string>> { };
+
+TEST_P(WrongArguments, areRefusedWithTheUsageStatus)
+{
+    Outcome const outcome = Program(GetParam()).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, StartsWith("dovrel-sysinfo: "));
+    EXPECT_THAT(outcome.err, HasSubstr("--help"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Program, WrongArguments,
+    testing::Values(std::vector<std::string>{"nonsense"},
+        std::vector<std::string>{"cpus", "--bogus"}, std::vector<std::string>{"cpus", "more"},
+        std::vector<std::string>{"--max-wait"}, std::vector<std::string>{"--max-wait", "0.5"},
+        std::vector<std::string>{"--max-wait", "-3"},
+        std::vector<std::string>{"cpus", "--max-wait", "nan"},
+        std::vector<std::string>{"cpus", "--max-wait", "5s"},
+        std::vector<std::string>{"--max-wait", "86401"}, std::vector<std::string>{"--trace", "6"},
+        std::vector<std::string>{"--trace", "-1"}, std::vector<std::string>{"--library"}));
+
+TEST(Program, aFullDeviceIsAnOutputError)
+{
+    for (std::vector<std::string> const& arguments :
+        {std::vector<std::string>{"cpus", "--no-usage"}, {"--no-usage"}, {"--help"}}) {
+        Program program(arguments);
+        program.outputFile = "/dev/full";
+        Outcome const outcome = program.run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_OUTPUT) << arguments.front();
+        EXPECT_THAT(
+            outcome.err, HasSubstr("cannot write to standard output: No space left on device"));
+    }
+}
+
+TEST(Program, aClosedOutputIsAnOutputError)
+{
+    Program program({"cpus", "--no-usage"});
+    program.closeOutput = true;
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OUTPUT);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: Bad file descriptor"));
+}
+
+TEST(Program, withoutArgumentsItSummarizesTheMachine)
+{
+    Folder const folder;
+    Program program({"--no-usage"});
+    program.replaced["/proc/stat"] =
+        folder.file("stat", "cpu0 1 1 1 1 1 1 1\ncpu1 1 1 1 1 1 1 1\n");
+    folder.file("sys/devices/system/cpu/cpu1/cpufreq/bios_limit", "3500000\n");
+    program.replaced["/sys"] = folder.path() / "sys";
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(outcome.out, "Processors  2, up to 3500 MHz\n");
+}
+
+TEST(Program, theSummaryHonoursTheLongestWait)
+{
+    Folder const folder;
+    Program program({"--max-wait", "1"});
+    program.replaced["/proc/stat"] = folder.file("stat", "cpu0 1 1 1 1 1 1 1\n");
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    EXPECT_THAT(outcome.out, HasSubstr("load unknown: no answer within 1 s"));
+}
+
+TEST(Program, theSummaryGoesOnAfterWhatCannotBeRead)
+{
+    Folder const folder;
+    Program program({});
+    program.replaced["/proc/stat"] = folder.file("stat", "");
+    std::filesystem::permissions(program.replaced["/proc/stat"], std::filesystem::perms::none);
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(outcome.out, "Processors  could not be read\n");
+}
