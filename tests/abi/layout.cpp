@@ -1,0 +1,131 @@
+#include "tests/abi/layout.h"
+
+#include "tests/abi/ElfFile.h"
+#include "tests/abi/library.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace layout {
+
+namespace {
+
+/** What the object's bytes at @p offset say when they are read as a @p T. */
+template <class T, class Object> T fieldAt(Object const& object, size_t offset)
+{
+    T value;
+    std::memcpy(&value, reinterpret_cast<char const*>(&object) + offset, sizeof value);
+    return value;
+}
+
+template <class Part, class Object> size_t offsetOf(Part const& part, Object const& object)
+{
+    return static_cast<size_t>(
+        reinterpret_cast<char const*>(&part) - reinterpret_cast<char const*>(&object));
+}
+
+/** The size of an object that the library exports, as its symbol table tells it. */
+size_t exportedSize(std::string const& mangled)
+{
+    auto const symbols = ElfFile(libraryPath()).dynamicSymbols();
+    auto const found = std::find_if(
+        symbols.begin(), symbols.end(), [&](auto const& s) { return s.name == mangled; });
+    return found == symbols.end() ? 0 : found->size;
+}
+
+/** Lets the test reach the text that only derived classes set. */
+struct OpenService : sysinfo::LinuxSystemInformation {
+    dovrel::string& lastError() { return m_lastError; }
+};
+
+template <class Record> void expectRecordInterface(RecordInterface const& figures)
+{
+    EXPECT_EQ(sizeof(Record), figures.size);
+    // Conversion to a base of an object that is nowhere touched needs none; only null stays null.
+    alignas(Record) char const room[sizeof(Record)] = {};
+    auto const* const record = reinterpret_cast<Record const*>(room);
+    EXPECT_EQ(offsetOf(static_cast<SystemInformation::Info const&>(*record), room), 0U);
+    EXPECT_EQ(
+        offsetOf(static_cast<dovrel::Cloneable<Record> const&>(*record), room), figures.cloneable);
+}
+
+}
+
+void expectText(Text const& offsets)
+{
+    dovrel::string const shortText(L"sda");
+    EXPECT_EQ(std::memcmp(&shortText, L"sda", 4 * sizeof(wchar_t)), 0);
+    EXPECT_EQ(fieldAt<wchar_t const*>(shortText, offsets.heap), nullptr);
+    EXPECT_EQ(fieldAt<unsigned>(shortText, offsets.length), 3U);
+
+    dovrel::string const longText(L"/dev/mapper/root");
+    EXPECT_EQ(fieldAt<wchar_t>(longText, 0), L'\0');
+    EXPECT_EQ(fieldAt<wchar_t const*>(longText, offsets.heap), longText.c_str());
+    EXPECT_EQ(fieldAt<unsigned>(longText, offsets.length), 16U);
+    EXPECT_EQ(fieldAt<unsigned>(longText, offsets.capacity), 16U);
+
+    EXPECT_EQ(fieldAt<char const*>(longText, offsets.narrow), nullptr);
+    char const* const narrow = longText;
+    EXPECT_EQ(fieldAt<char const*>(longText, offsets.narrow), narrow);
+}
+
+void expectService(Service const& offsets)
+{
+    OpenService service;
+    SystemInformation const& interface = service;
+    EXPECT_EQ(offsetOf(interface, service), 0U);
+    EXPECT_EQ(
+        offsetOf(static_cast<sysinfo::SystemInformation_Precursor const&>(interface), service), 0U);
+    EXPECT_EQ(
+        offsetOf(static_cast<dovrel::Cloneable<SystemInformation> const&>(interface), service), 0U);
+    EXPECT_EQ(offsetOf(service.lastError(), service), offsets.lastError);
+
+    // The library's own code has to look for it there too.
+    service.lastError() = L"no such disk";
+    EXPECT_EQ(interface.getLastError(), dovrel::string(L"no such disk"));
+}
+
+void expectRecordInterfaces(RecordInterface const& figures)
+{
+    EXPECT_EQ(sizeof(SystemInformation::Info), sizeof(void*));
+    expectRecordInterface<SystemInformation::DiskInfo>(figures);
+    expectRecordInterface<SystemInformation::PhysicalDiskInfo>(figures);
+    expectRecordInterface<SystemInformation::CPUInfo>(figures);
+    expectRecordInterface<SystemInformation::NetworkInfo>(figures);
+    expectRecordInterface<SystemInformation::CloneInfo>(figures);
+}
+
+void expectProcessor(Processor const& offsets)
+{
+    UNIXCPUInfo const processor(4711);
+    EXPECT_EQ(offsetOf(static_cast<dovrel::Cloneable<SystemInformation::CPUInfo> const&>(processor),
+                  processor),
+        offsets.cloneable);
+    EXPECT_EQ(fieldAt<uint32_t>(processor, offsets.index), 4711U);
+}
+
+void expectListCaches(ListCache const& figures)
+{
+    auto const& cache = SystemInformation::m_diskCache;
+    EXPECT_EQ(offsetOf(cache.word, cache), 0U);
+    EXPECT_EQ(offsetOf(cache.records, cache), figures.records);
+    EXPECT_EQ(offsetOf(cache.mutex, cache), figures.mutex);
+    for (char const* name : {"11m_diskCacheE", "9m_fsCacheE", "10m_cpuCacheE", "10m_netCacheE"}) {
+        EXPECT_EQ(exportedSize(std::string("_ZN7sysinfo17SystemInformation") + name), figures.size)
+            << name;
+    }
+}
+
+void expectMemoryCache(MemoryCache const& figures)
+{
+    auto const& cache = SystemInformation::m_memCache;
+    EXPECT_EQ(offsetOf(cache.words, cache), 0U);
+    EXPECT_EQ(sizeof cache.words, 20U);
+    EXPECT_EQ(offsetOf(cache.mutex, cache), figures.mutex);
+    EXPECT_EQ(exportedSize("_ZN7sysinfo17SystemInformation10m_memCacheE"), figures.size);
+}
+
+}

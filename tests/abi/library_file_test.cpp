@@ -1,0 +1,130 @@
+#include "tests/abi/ElfFile.h"
+#include "tests/abi/library.h"
+
+#include <gtest/gtest.h>
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+
+// What the library's file shows to the dynamic linker and asks of it.
+
+namespace {
+
+class LibraryFile : public testing::Test {
+protected:
+    ElfFile const file{libraryPath()};
+};
+
+std::string readable(std::string const& mangled)
+{
+    int status = 0;
+    std::unique_ptr<char, decltype(&std::free)> const text(
+        abi::__cxa_demangle(mangled.c_str(), nullptr, nullptr, &status), &std::free);
+    return status == 0 ? mangled + "  " + text.get() : mangled;
+}
+
+/**
+ * Tables and type descriptions of classes without a home source file are emitted wherever the
+ * optimiser sees a need, so they come and go between build types without a meaning for hosts, which
+ * bring their own.
+ */
+bool comesAndGoes(ElfFile::Symbol const& symbol)
+{
+    return symbol.binding == STB_WEAK && symbol.name.compare(0, 3, "_ZT") == 0
+        && symbol.name.compare(0, 4, "_ZTh") != 0;
+}
+
+std::vector<std::string> listedNames()
+{
+    std::ifstream file(EXPORTED_NAMES);
+    std::vector<std::string> names;
+    for (std::string line; std::getline(file, line);)
+        names.push_back(line);
+    return names;
+}
+
+void expectNone(std::vector<std::string> const& a, std::vector<std::string> const& butNotIn,
+    char const* complaint)
+{
+    std::vector<std::string> difference;
+    std::set_difference(
+        a.begin(), a.end(), butNotIn.begin(), butNotIn.end(), std::back_inserter(difference));
+    for (auto const& name : difference)
+        ADD_FAILURE() << complaint << ": " << readable(name);
+}
+
+TEST_F(LibraryFile, exportsExactlyTheListedNames)
+{
+    std::vector<std::string> exported;
+    for (auto const& symbol : file.dynamicSymbols()) {
+        if (!comesAndGoes(symbol))
+            exported.push_back(symbol.name);
+    }
+    std::sort(exported.begin(), exported.end());
+    auto const listed = listedNames();
+    ASSERT_FALSE(listed.empty()) << "no list at " << EXPORTED_NAMES;
+    ASSERT_TRUE(std::is_sorted(listed.begin(), listed.end()));
+    expectNone(exported, listed, "exported but not listed");
+    expectNone(listed, exported, "listed but not exported");
+}
+
+TEST_F(LibraryFile, exportsNothingOfTheLibrariesItIsMadeWith)
+{
+    for (auto const& symbol : file.dynamicSymbols()) {
+        std::string const name = readable(symbol.name);
+        // Mangled: names that begin with std:: or its abbreviations, or with boost::.
+        for (char const* prefix : {"_ZNSt", "_ZNKSt", "_ZSt", "_ZTVSt", "_ZTISt", "_ZTSSt",
+                 "_ZTVNSt", "_ZTINSt", "_ZTSNSt", "_ZNSs", "_ZN5boost", "_ZNK5boost", "_ZTVN5boost",
+                 "_ZTIN5boost", "_ZTSN5boost", "_ZGVZN5boost", "_ZN9__gnu_cxx"}) {
+            EXPECT_NE(symbol.name.compare(0, std::char_traits<char>::length(prefix), prefix), 0)
+                << name;
+        }
+    }
+}
+
+TEST_F(LibraryFile, hasNoSymbolThatPinsItInMemory)
+{
+    for (auto const& symbol : file.dynamicSymbols())
+        EXPECT_NE(symbol.binding, STB_GNU_UNIQUE) << readable(symbol.name);
+}
+
+TEST_F(LibraryFile, needsNoMoreThanTheRunTimeAndBoostFilesystem)
+{
+    auto needed = file.needed();
+#ifdef __SANITIZE_ADDRESS__
+    // What the sanitizers' build brings in addition, and no other.
+    EXPECT_EQ(std::erase(needed, "libasan.so.8"), 1U);
+    EXPECT_EQ(std::erase(needed, "libubsan.so.1"), 1U);
+#endif
+    EXPECT_EQ(needed,
+        (std::vector<std::string>{
+            "libboost_filesystem.so.1.74.0", "libstdc++.so.6", "libgcc_s.so.1", "libc.so.6"}));
+}
+
+TEST_F(LibraryFile, isBoundAtOnceAndReadOnlyFromThenOn)
+{
+    EXPECT_EQ(file.segmentFlags(PT_GNU_RELRO).size(), 1U);
+    auto const flags = file.dynamicValues(DT_FLAGS);
+    ASSERT_EQ(flags.size(), 1U);
+    EXPECT_TRUE(flags[0] & DF_BIND_NOW);
+}
+
+TEST_F(LibraryFile, hasCodeThatNobodyWritesTo)
+{
+    EXPECT_TRUE(file.dynamicValues(DT_TEXTREL).empty());
+    for (auto const flags : file.dynamicValues(DT_FLAGS))
+        EXPECT_FALSE(flags & DF_TEXTREL);
+    for (auto const flags : file.segmentFlags(PT_LOAD))
+        EXPECT_NE(flags & (PF_W | PF_X), static_cast<uint32_t>(PF_W | PF_X));
+}
+
+TEST_F(LibraryFile, wantsNoExecutableStack)
+{
+    EXPECT_EQ(file.segmentFlags(PT_GNU_STACK), (std::vector<uint32_t>{PF_R | PF_W}));
+}
+
+}

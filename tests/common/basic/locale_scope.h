@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+/** Sets the C library's LC_CTYPE as long as it lives, then brings the former one back. */
+class LocaleScope {
+public:
+    /**
+     * @param name "C", "C.UTF-8", or one of the encodings that the build makes locales of:
+     * "ISO-8859-1" and "SHIFT_JIS" (where byte 0x5C is a yen sign and 0x7E an overline).
+     * @throws std::runtime_error where there is no such locale.
+     */
+    explicit LocaleScope(char const* name);
+    LocaleScope(LocaleScope const&) = delete;
+    LocaleScope& operator=(LocaleScope const&) = delete;
+    ~LocaleScope();
+
+private:
+    std::string m_former;
+};

@@ -1,0 +1,187 @@
+#include "common/basic/wide_string.h"
+#include "tests/common/basic/locale_scope.h"
+#include "tests/common/basic/string_fields.h"
+#include "tests/support/allocation_counter.h"
+
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+#include <string>
+#include <utility>
+
+using dovrel::string;
+
+namespace {
+
+char const* narrow(string const& text)
+{
+    return text;
+}
+
+TEST(NarrowCopy, isNotThereBeforeItIsAskedFor)
+{
+    EXPECT_EQ(fieldsOf(string()).narrow, nullptr);
+    EXPECT_EQ(fieldsOf(string(L"text")).narrow, nullptr);
+    EXPECT_EQ(fieldsOf(string("text")).narrow, nullptr);
+}
+
+TEST(NarrowCopy, isOwnedByTheStringThatItWasAskedOf)
+{
+    string const text(L"text");
+    char const* const copy = narrow(text);
+    EXPECT_STREQ(copy, "text");
+    EXPECT_EQ(fieldsOf(text).narrow, copy);
+}
+
+TEST(NarrowCopy, ofAnEmptyTextIsEmptyAndNeverNull)
+{
+    string const text;
+    ASSERT_NE(narrow(text), nullptr);
+    EXPECT_STREQ(narrow(text), "");
+    EXPECT_STREQ(string::basic_char_string().c_str(), "");
+}
+
+TEST(NarrowCopy, isMadeAnewInAnotherArrayOnEachCall)
+{
+    string const text(L"the same text");
+    char const* const first = narrow(text);
+    std::string const bytes = first;
+    testkit::AllocationCounter const counter;
+    char const* const second = narrow(text);
+    size_t const calls = counter.calls();
+    EXPECT_GE(calls, 1U);
+    EXPECT_EQ(counter.liveBlocks(), 0);
+    EXPECT_NE(second, first);
+    EXPECT_EQ(second, bytes);
+}
+
+TEST(NarrowCopy, isAnArrayOfItsOwn)
+{
+    string const text(L"text");
+    testkit::AllocationCounter const counter;
+    static_cast<void>(narrow(text));
+    bool const isArray = testkit::AllocationCounter::latestWasArray();
+    EXPECT_TRUE(isArray);
+    EXPECT_EQ(counter.liveBlocks(), 1);
+}
+
+TEST(NarrowCopy, followsTheTextAndTheLocale)
+{
+    string text(L"caf\u00E9");
+    {
+        LocaleScope const locale("C.UTF-8");
+        EXPECT_STREQ(narrow(text), "caf\xC3\xA9");
+    }
+    {
+        LocaleScope const locale("ISO-8859-1");
+        EXPECT_STREQ(narrow(text), "caf\xE9");
+    }
+    LocaleScope const locale("C");
+    EXPECT_STREQ(narrow(text), "caf?");
+    text = L"bar";
+    EXPECT_STREQ(narrow(text), "bar");
+    text += string(L"\u20AC");
+    EXPECT_STREQ(narrow(text), "bar?");
+}
+
+TEST(NarrowCopy, isMadeInTheLocaleForCharactersThatLookLikeAscii)
+{
+    LocaleScope const locale("SHIFT_JIS");
+    EXPECT_STREQ(narrow(string(L"\u8868\u00A5")), "\x95\x5C\x5C");
+    EXPECT_STREQ(narrow(string("C:\\dir~")), "C:\\dir~");
+}
+
+TEST(NarrowCopy, endsWithTheTextInEachLocale)
+{
+    std::wstring content;
+    for (int round = 0; round < 60; ++round) {
+        content += round % 7 == 3 ? L'\u20AC' : static_cast<wchar_t>(L'a' + round % 26);
+        string const text(content.c_str());
+        for (char const* name : {"C", "C.UTF-8", "ISO-8859-1"}) {
+            LocaleScope const locale(name);
+            std::string expected;
+            for (wchar_t const c : content)
+                if (c != L'\u20AC')
+                    expected += static_cast<char>(c);
+                else
+                    expected += std::string_view(name) == "C.UTF-8" ? "\xE2\x82\xAC" : "?";
+            EXPECT_EQ(std::string(narrow(text)), expected) << name;
+        }
+    }
+}
+
+TEST(NarrowCopy, comesBackAsTheSameTextInUtf8)
+{
+    LocaleScope const locale("C.UTF-8");
+    for (wchar_t const* content : {L"plain", L"caf\u00E9", L"\u20AC\u8868", L"\U0001F600",
+             L"\U0010FFFF mixed \u00E9 and long enough for a block"}) {
+        string const text(content);
+        EXPECT_STREQ(string(narrow(text)).c_str(), content);
+        EXPECT_STREQ(string(std::string(narrow(text))).c_str(), content);
+    }
+}
+
+TEST(NarrowCopy, isCopiedByteForByteWithTheString)
+{
+    string const source(L"caf\u00E9");
+    {
+        LocaleScope const locale("ISO-8859-1");
+        ASSERT_STREQ(narrow(source), "caf\xE9");
+    }
+    // In this locale a fresh conversion would give the two bytes C3 A9.
+    LocaleScope const locale("C.UTF-8");
+    testkit::AllocationCounter const counter;
+    string const copied(source);
+    size_t const calls = counter.calls();
+    size_t const size = testkit::AllocationCounter::latestSize();
+    EXPECT_EQ(calls, 1U);
+    EXPECT_EQ(size, 5U);
+    ASSERT_NE(fieldsOf(copied).narrow, nullptr);
+    EXPECT_NE(fieldsOf(copied).narrow, fieldsOf(source).narrow);
+    EXPECT_STREQ(fieldsOf(copied).narrow, "caf\xE9");
+    EXPECT_STREQ(narrow(copied), "caf\xC3\xA9");
+}
+
+TEST(NarrowCopy, staysEmptyInTheCopyOfAStringThatHasNone)
+{
+    string const source(L"text");
+    string const copied(source);
+    char const* const copy = fieldsOf(copied).narrow;
+    EXPECT_TRUE(!copy || *copy == '\0');
+    EXPECT_STREQ(narrow(copied), "text");
+}
+
+TEST(NarrowCopy, moves)
+{
+    string source(L"text");
+    char const* const copy = narrow(source);
+    string const moved(std::move(source));
+    EXPECT_EQ(fieldsOf(moved).narrow, copy);
+    EXPECT_EQ(fieldsOf(source).narrow, nullptr);
+}
+
+/** 1 MiB of wide text of which the C locale can encode nothing, converted on a small stack. */
+void* convertHugeText(void* result)
+{
+    constexpr size_t LENGTH = 1024 * 1024 / sizeof(wchar_t);
+    string const text(std::wstring(LENGTH, L'\u20AC').c_str());
+    *static_cast<std::string*>(result) = narrow(text);
+    return nullptr;
+}
+
+TEST(NarrowCopy, ofAHugeTextNeedsNoDeepStack)
+{
+    LocaleScope const locale("C");
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
+    std::string result;
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, convertHugeText, &result), 0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    pthread_attr_destroy(&attributes);
+    EXPECT_EQ(result.length(), 262144U);
+    EXPECT_EQ(result.find_first_not_of('?'), std::string::npos);
+}
+
+}

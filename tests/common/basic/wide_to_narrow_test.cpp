@@ -1,0 +1,250 @@
+#include "common/basic/wide_string.h"
+#include "tests/common/basic/locale_scope.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+using dovrel::safe_wcstombs_s;
+
+namespace {
+
+constexpr unsigned UP_TO_TERMINATOR = 0xFFFFFFFF;
+constexpr unsigned FRESH = 0xDDDDDDDD;
+
+/** What one conversion reports and leaves in its destination. */
+struct Outcome {
+    int code;
+    unsigned result;
+    std::string bytes;
+
+    friend bool operator==(Outcome const&, Outcome const&) = default;
+};
+
+using Converter = int (*)(unsigned*, char*, unsigned, wchar_t const*, unsigned);
+
+// 64 untouched bytes follow the room, so that a write beyond it shows up in the outcome.
+Outcome convert(Converter converter, std::wstring const& text, unsigned room, unsigned count)
+{
+    Outcome outcome{-1, FRESH, std::string(room + 64, '#')};
+    outcome.code = converter(&outcome.result, outcome.bytes.data(), room, text.c_str(), count);
+    return outcome;
+}
+
+Outcome measure(Converter converter, std::wstring const& text, unsigned room, unsigned count)
+{
+    Outcome outcome{-1, FRESH, {}};
+    outcome.code = converter(&outcome.result, nullptr, room, text.c_str(), count);
+    return outcome;
+}
+
+/** One attempt of the C library. It is not told of more characters than there are. */
+size_t attempt(char* dest, unsigned destSize, wchar_t const* src, unsigned count)
+{
+    std::mbstate_t state{};
+    wchar_t const* next = src;
+    size_t const limit = std::min<size_t>(count, std::wcslen(src) + 1);
+    return wcsnrtombs(dest, &next, limit, destSize, &state);
+}
+
+/** The conversion by recursion, as one would tell it: a second opinion that shares no line with the
+ * library's. */
+int byRecursion(unsigned* result, char* dest, unsigned destSize, wchar_t const* src, unsigned count)
+{
+    unsigned tried = count;
+    for (;;) {
+        size_t const bytes = attempt(dest, destSize, src, tried);
+        if (bytes != static_cast<size_t>(-1)) {
+            *result = static_cast<unsigned>(bytes) + 1;
+            if (tried == count || bytes + 1 == destSize)
+                return 0;
+            unsigned rest = 0;
+            int const code = byRecursion(&rest, dest ? dest + bytes : nullptr,
+                destSize - std::min(destSize, static_cast<unsigned>(bytes)), src + tried,
+                count - tried);
+            *result = rest + static_cast<unsigned>(bytes);
+            return code;
+        }
+        *result = 0xFFFFFFFF;
+        if (tried == UP_TO_TERMINATOR)
+            tried = std::min(static_cast<unsigned>(std::wcslen(src)), destSize / 2);
+        tried /= 2;
+        if (tried == 0)
+            break;
+    }
+    if (dest)
+        *dest = '?';
+    unsigned rest = 0;
+    int const code = byRecursion(&rest, dest ? dest + 1 : nullptr,
+        destSize - std::min(destSize, 1U), src + 1, count == UP_TO_TERMINATOR ? count : count - 1);
+    *result = rest + 1;
+    return code;
+}
+
+std::string converted(std::wstring const& text)
+{
+    auto const count = static_cast<unsigned>(text.length());
+    Outcome const size = measure(safe_wcstombs_s, text, 0, count);
+    Outcome const outcome = convert(safe_wcstombs_s, text, size.result, count);
+    EXPECT_EQ(size.code, 0);
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.result, size.result);
+    return outcome.bytes.substr(0, outcome.result - 1);
+}
+
+TEST(WideToNarrow, encodesWhatTheLocaleCanEncode)
+{
+    LocaleScope const locale("C.UTF-8");
+    EXPECT_EQ(converted(L"plain"), "plain");
+    EXPECT_EQ(converted(L"a\u00E9\u20AC\U0001F600z"), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z");
+    EXPECT_EQ(converted(L""), "");
+}
+
+TEST(WideToNarrow, putsOneQuestionMarkForEachCharacterThatCannotBeEncoded)
+{
+    LocaleScope const locale("C");
+    EXPECT_EQ(converted(L"\u20ACbcdef"), "?bcdef");
+    EXPECT_EQ(converted(L"abcde\u20AC"), "abcde?");
+    EXPECT_EQ(converted(L"ab\u20ACdef"), "ab?def");
+    EXPECT_EQ(converted(L"\u20ACb\u20ACd\u20ACf"), "?b?d?f");
+    EXPECT_EQ(converted(L"a\u20AC\u20AC\u20ACef"), "a???ef");
+    EXPECT_EQ(converted(L"\u20AC\U0001F600\u00E9"), "???");
+    EXPECT_EQ(converted(L"\u20AC"), "?");
+}
+
+TEST(WideToNarrow, replacesHalvesOfSurrogatePairsInUtf8)
+{
+    LocaleScope const locale("C.UTF-8");
+    std::wstring text(L"\u20ACxy\u00E9");
+    text[1] = static_cast<wchar_t>(0xD800);
+    text[2] = static_cast<wchar_t>(-1);
+    EXPECT_EQ(converted(text), "\xE2\x82\xAC??\xC3\xA9");
+}
+
+TEST(WideToNarrow, encodesInEightBitAndTwoByteEncodings)
+{
+    {
+        LocaleScope const locale("ISO-8859-1");
+        EXPECT_EQ(converted(L"caf\u00E9 \u20AC \\~\u00FF"), "caf\xE9 ? \\~\xFF");
+    }
+    LocaleScope const locale("SHIFT_JIS");
+    EXPECT_EQ(converted(L"\u8868\u00A5\u203E\u00E9."), "\x95\x5C\x5C\x7E?.");
+}
+
+TEST(WideToNarrow, countsTheTerminatorWhereTheTextIsGivenUpToIt)
+{
+    LocaleScope const locale("C.UTF-8");
+    EXPECT_EQ(measure(safe_wcstombs_s, L"a\u20AC", 0, UP_TO_TERMINATOR), (Outcome{0, 5, {}}));
+    Outcome const whole = convert(safe_wcstombs_s, L"a\u20AC", 16, UP_TO_TERMINATOR);
+    EXPECT_EQ(whole.result, 5U);
+    EXPECT_EQ(whole.bytes.substr(0, 6), std::string("a\xE2\x82\xAC\0#", 6));
+}
+
+TEST(WideToNarrow, writesNoTerminatorWhereTheCountStopsIt)
+{
+    Outcome const outcome = convert(safe_wcstombs_s, L"abcdef", 16, 3);
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.result, 4U);
+    EXPECT_EQ(outcome.bytes.substr(0, 4), "abc#");
+}
+
+TEST(WideToNarrow, needsOneByteForACountOfZero)
+{
+    EXPECT_EQ(measure(safe_wcstombs_s, L"abc", 0, 0), (Outcome{0, 1, {}}));
+    Outcome const outcome = convert(safe_wcstombs_s, L"\u20AC", 4, 0);
+    EXPECT_EQ(outcome.result, 1U);
+    EXPECT_EQ(outcome.bytes, std::string(68, '#'));
+    EXPECT_EQ(measure(safe_wcstombs_s, L"", 0, UP_TO_TERMINATOR), (Outcome{0, 1, {}}));
+}
+
+TEST(WideToNarrow, neverWritesBeyondItsRoom)
+{
+    for (char const* name : {"C", "C.UTF-8", "SHIFT_JIS"}) {
+        LocaleScope const locale(name);
+        std::wstring const text(L"a\u20AC\u8868\u00E9\u00E9z\U0001F600\u00A5\\");
+        for (unsigned room = 0; room < 40; ++room) {
+            for (unsigned count : {0U, 1U, 2U, 5U, 9U, 20U, UP_TO_TERMINATOR}) {
+                Outcome const outcome = convert(safe_wcstombs_s, text, room, count);
+                EXPECT_EQ(outcome.code, 0);
+                EXPECT_EQ(outcome.bytes.substr(room), std::string(64, '#'))
+                    << name << ' ' << room << ' ' << count;
+            }
+        }
+    }
+}
+
+TEST(WideToNarrow, countsEveryCharacterUpToTheLastBadOneAsOneByteWithoutRoomKept)
+{
+    LocaleScope const locale("C.UTF-8");
+    std::wstring text(L"\u20AC\u20ACx\u20AC");
+    text[2] = static_cast<wchar_t>(0xDC00);
+    EXPECT_EQ(measure(safe_wcstombs_s, text, 0, UP_TO_TERMINATOR).result, 3 + 3 + 1U);
+    EXPECT_EQ(measure(safe_wcstombs_s, text, 3, UP_TO_TERMINATOR).result, 3 + 3 + 1U);
+    EXPECT_EQ(measure(safe_wcstombs_s, text, 0, 4).result, 3 + 3 + 1 + 3 + 1U);
+}
+
+/** @return a number from 0 to @p bound - 1; the same sequence on every machine. */
+unsigned below(std::mt19937& random, unsigned bound)
+{
+    return static_cast<unsigned>(random() % bound);
+}
+
+/** Texts of each mix: plain, now and then a character that some locales lack, nothing but those. */
+std::wstring randomText(std::mt19937& random)
+{
+    static constexpr wchar_t CHARACTERS[] = {L'a', L'Z', L'\\', L'~', L'\u00E9', L'\u00A5',
+        L'\u20AC', L'\u8868', L'\U0001F600', 0xD800, 0x7FFFFFFF, 0x110000, -1};
+    size_t const length = below(random, 40);
+    unsigned const oddShare = below(random, 5);
+    std::wstring text(length, L'x');
+    for (wchar_t& c : text)
+        if (below(random, 4) < oddShare)
+            c = CHARACTERS[below(random, std::size(CHARACTERS))];
+    return text;
+}
+
+void compareWithRecursion(char const* localeName)
+{
+    LocaleScope const locale(localeName);
+    std::mt19937 random(20110916);
+    for (int round = 0; round < 12000; ++round) {
+        std::wstring const text = randomText(random);
+        auto const length = static_cast<unsigned>(text.length());
+        unsigned const counts[] = {length, below(random, length + 1), UP_TO_TERMINATOR};
+        unsigned const count = counts[below(random, 3)];
+        unsigned const room = below(random, 4) ? below(random, 64) : 400;
+        ASSERT_EQ(
+            convert(safe_wcstombs_s, text, room, count), convert(byRecursion, text, room, count))
+            << "round " << round << ", room " << room << ", count " << count;
+        ASSERT_EQ(
+            measure(safe_wcstombs_s, text, room, count), measure(byRecursion, text, room, count))
+            << "round " << round << ", no destination, room " << room << ", count " << count;
+    }
+}
+
+TEST(WideToNarrow, doesAsTheRecursionDoesInTheCLocale)
+{
+    compareWithRecursion("C");
+}
+
+TEST(WideToNarrow, doesAsTheRecursionDoesInUtf8)
+{
+    compareWithRecursion("C.UTF-8");
+}
+
+TEST(WideToNarrow, doesAsTheRecursionDoesInAnEightBitEncoding)
+{
+    compareWithRecursion("ISO-8859-1");
+}
+
+TEST(WideToNarrow, doesAsTheRecursionDoesInATwoByteEncoding)
+{
+    compareWithRecursion("SHIFT_JIS");
+}
+
+}

@@ -1,0 +1,64 @@
+#include "common/platform/Mutex.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+TEST(Mutex, letsOneThreadInAtATime)
+{
+    dovrel::Mutex mutex;
+    long count = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 50000; ++round) {
+                std::lock_guard const lock(mutex);
+                ++count;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(count, 200000);
+}
+
+TEST(Mutex, isTriedWithoutWaiting)
+{
+    dovrel::Mutex mutex;
+    bool gotHeld = true;
+    bool gotFree = false;
+    ASSERT_TRUE(mutex.try_lock());
+    std::thread([&] { gotHeld = mutex.try_lock(); }).join();
+    mutex.unlock();
+    std::thread([&] {
+        gotFree = mutex.try_lock();
+        if (gotFree)
+            mutex.unlock();
+    }).join();
+    EXPECT_FALSE(gotHeld);
+    EXPECT_TRUE(gotFree);
+}
+
+TEST(Mutex, isUnlockedByTheEndOfItsGuard)
+{
+    dovrel::Mutex mutex;
+    {
+        std::lock_guard const lock(mutex);
+    }
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
+}
+
+TEST(Mutex, isNeitherCopiedNorAssigned)
+{
+    EXPECT_FALSE(std::is_copy_constructible_v<dovrel::Mutex>);
+    EXPECT_FALSE(std::is_copy_assignable_v<dovrel::Mutex>);
+    EXPECT_EQ(sizeof(dovrel::Mutex), sizeof(pthread_mutex_t));
+}
+
+}

@@ -1,0 +1,70 @@
+#include "common/platform/Thread.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <sys/time.h>
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+volatile std::sig_atomic_t alarms = 0;
+
+void countAlarm(int)
+{
+    alarms = alarms + 1;
+}
+
+/** Interrupts system calls every two milliseconds as long as it lives. */
+class IntervalTimer {
+public:
+    IntervalTimer()
+    {
+        alarms = 0;
+        struct sigaction action { };
+        action.sa_handler = countAlarm;
+        action.sa_flags = 0; // No SA_RESTART: calls are to end with EINTR.
+        sigaction(SIGALRM, &action, &m_former);
+        itimerval const interval{{0, 2000}, {0, 2000}};
+        setitimer(ITIMER_REAL, &interval, nullptr);
+    }
+    IntervalTimer(IntervalTimer const&) = delete;
+    IntervalTimer& operator=(IntervalTimer const&) = delete;
+    ~IntervalTimer()
+    {
+        itimerval const off{};
+        setitimer(ITIMER_REAL, &off, nullptr);
+        sigaction(SIGALRM, &m_former, nullptr);
+    }
+
+private:
+    struct sigaction m_former { };
+};
+
+milliseconds timeOfSleep(unsigned length)
+{
+    auto const start = steady_clock::now();
+    dovrel::Thread::Sleep(length);
+    return std::chrono::floor<milliseconds>(steady_clock::now() - start);
+}
+
+TEST(Thread, sleepsAtLeastAsLongAsItIsTold)
+{
+    for (unsigned length : {0U, 1U, 20U, 100U, 1050U}) {
+        milliseconds const time = timeOfSleep(length);
+        EXPECT_GE(time, milliseconds(length));
+        EXPECT_LT(time, milliseconds(length + 10000));
+    }
+}
+
+TEST(Thread, sleepsOnWhenSignalsArrive)
+{
+    IntervalTimer const timer;
+    EXPECT_GE(timeOfSleep(200), milliseconds(200));
+    EXPECT_GE(alarms, 5) << "the timer was to interrupt the sleep";
+}
+
+}

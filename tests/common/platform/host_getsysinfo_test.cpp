@@ -1,0 +1,64 @@
+#include "common/platform/getsysinfo.h"
+#include "sysinfo/SystemInformation.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+// The host's own identification of its machine, under the name of the library's weak one.
+extern "C" int getsysinfo(char* vendor, char* product, char* version, int* code)
+{
+    std::strcpy(vendor, "Host vendor");
+    std::strcpy(product, "Host product");
+    std::strcpy(version, "Host version");
+    *code = 8;
+    return 0;
+}
+
+namespace {
+
+using Identify = decltype(&getsysinfo);
+
+/** A host at work: it holds a service object, so the library is loaded. */
+class HostGetsysinfo : public testing::Test {
+protected:
+    dovrel::value_ptr<sysinfo::SystemInformation> const m_information =
+        sysinfo::SystemInformation::create();
+};
+
+/** @return a handle of the library under test, which this program is linked to. */
+void* sysinfoLibrary()
+{
+    Dl_info info{};
+    if (!dladdr(dlsym(RTLD_DEFAULT, "libopen"), &info))
+        return nullptr;
+    return dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
+}
+
+TEST_F(HostGetsysinfo, isTheOneThatEveryLibraryFinds)
+{
+    auto const found = reinterpret_cast<Identify>(dlsym(RTLD_DEFAULT, "getsysinfo"));
+    EXPECT_EQ(found, &getsysinfo);
+    char vendor[GETSYSINFO_TEXT_SIZE];
+    char product[GETSYSINFO_TEXT_SIZE];
+    char version[GETSYSINFO_TEXT_SIZE];
+    int code = 0;
+    ASSERT_EQ(found(vendor, product, version, &code), 0);
+    EXPECT_STREQ(vendor, "Host vendor");
+    EXPECT_STREQ(product, "Host product");
+    EXPECT_STREQ(version, "Host version");
+    EXPECT_EQ(code, 8);
+}
+
+TEST_F(HostGetsysinfo, standsBeforeTheLibrarysWeakOne)
+{
+    void* const library = sysinfoLibrary();
+    ASSERT_NE(library, nullptr);
+    auto const weak = reinterpret_cast<Identify>(dlsym(library, "getsysinfo"));
+    dlclose(library);
+    ASSERT_NE(weak, nullptr);
+    EXPECT_NE(weak, &getsysinfo);
+}
+
+}

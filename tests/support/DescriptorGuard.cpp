@@ -1,0 +1,43 @@
+#include "tests/support/DescriptorGuard.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace testkit {
+
+std::vector<int> openDescriptors()
+{
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    // The kernel gives the lowest free number, so a leak shows far below a limit of a million.
+    int const end = static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 16384));
+    std::vector<int> open;
+    for (int descriptor = 0; descriptor < end; ++descriptor)
+        if (::fcntl(descriptor, F_GETFD) >= 0)
+            open.push_back(descriptor);
+    return open;
+}
+
+DescriptorGuard::DescriptorGuard() : m_before(openDescriptors())
+{
+}
+
+DescriptorGuard::~DescriptorGuard()
+{
+    EXPECT_EQ(openDescriptors(), m_before) << "the open descriptors are not those of before";
+}
+
+void expectNoChildren()
+{
+    siginfo_t child{};
+    int const result = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT);
+    EXPECT_TRUE(result != 0 && errno == ECHILD) << "a child was left behind";
+}
+
+}

@@ -1,0 +1,48 @@
+#include "tests/support/SystemCalls.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace testkit {
+
+SystemCalls calls;
+
+void SystemCalls::onUsleep(std::function<void(useconds_t)> handler)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_onUsleep = std::move(handler);
+}
+
+std::vector<useconds_t> SystemCalls::usleeps() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_usleeps;
+}
+
+void SystemCalls::reset()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_onUsleep = nullptr;
+    m_usleeps.clear();
+}
+
+void SystemCalls::answerUsleep(useconds_t microseconds)
+{
+    std::function<void(useconds_t)> handler;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_usleeps.push_back(microseconds);
+        handler = m_onUsleep;
+    }
+    if (handler)
+        handler(microseconds);
+}
+
+}
+
+extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds)
+{
+    testkit::calls.answerUsleep(microseconds);
+    return 0;
+}

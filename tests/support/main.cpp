@@ -1,0 +1,58 @@
+#include "tests/support/DescriptorGuard.h"
+#include "tests/support/Machine.h"
+#include "tests/support/SystemCalls.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <optional>
+
+namespace {
+
+/** Lives in the machine while tests run. The report that GoogleTest writes afterwards, coverage and
+ * the leak checker, which reads /proc, need the real root again. */
+class Stay : public testing::Environment {
+public:
+    void SetUp() override { testkit::machine.enter(); }
+    void TearDown() override { testkit::machine.leave(); }
+};
+
+/** Gives every test an empty machine, and lets none leave a descriptor or a child behind. */
+class FreshStart : public testing::EmptyTestEventListener {
+    void OnTestStart(testing::TestInfo const& /*test*/) override
+    {
+        testkit::machine.empty();
+        testkit::calls.reset();
+        m_guard.emplace();
+    }
+
+    void OnTestEnd(testing::TestInfo const& /*test*/) override
+    {
+        m_guard.reset();
+        testkit::expectNoChildren();
+    }
+
+    std::optional<testkit::DescriptorGuard> m_guard;
+};
+
+}
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    if (GTEST_FLAG_GET(list_tests))
+        return RUN_ALL_TESTS();
+    try {
+        testkit::machine.prepare();
+    } catch (std::exception const& error) {
+        std::fprintf(stderr,
+            "The test machine, which takes a user and a mount namespace, cannot be built: %s\n",
+            error.what());
+        return 1;
+    }
+    testing::AddGlobalTestEnvironment(std::make_unique<Stay>().release());
+    testing::UnitTest::GetInstance()->listeners().Append(std::make_unique<FreshStart>().release());
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,226 @@
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/DescriptorGuard.h"
+#include "tests/support/Machine.h"
+#include "tests/support/SystemCalls.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest-spi.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+using testkit::calls;
+using testkit::CapturedTrace;
+using testkit::DescriptorGuard;
+using testkit::machine;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string outputOf(char const* command)
+{
+    FILE* const pipe = ::popen(command, "re");
+    if (!pipe)
+        return "popen failed";
+    std::string output;
+    char piece[256];
+    while (size_t const n = std::fread(piece, 1, sizeof piece, pipe))
+        output.append(piece, n);
+    ::pclose(pipe);
+    return output;
+}
+
+}
+
+TEST(Machine, isEmptyAtTheStartOfATest)
+{
+    for (char const* folder : {"/proc", "/sys", "/etc", "/sbin", "/usr/bin", "/usr/sbin"})
+        EXPECT_TRUE(fs::is_empty(folder)) << folder;
+    EXPECT_FALSE(fs::exists("/dev/kmsg"));
+    EXPECT_FALSE(fs::exists("/home"));
+}
+
+TEST(Machine, isEmptiedOfWhatATestHasMade)
+{
+    machine.file("/proc/stat", "cpu 1\n");
+    machine.file("/new/folder/file", "text");
+    machine.link("/etc/link", "/usr/lib");
+    machine.folder("/sys/locked");
+    machine.file("/sys/locked/file", "");
+    fs::permissions("/sys/locked", fs::perms::none);
+    machine.empty();
+    EXPECT_FALSE(fs::exists("/proc/stat"));
+    EXPECT_FALSE(fs::exists("/new"));
+    EXPECT_FALSE(fs::exists("/sys/locked"));
+    EXPECT_TRUE(fs::is_empty("/etc"));
+    EXPECT_FALSE(fs::is_empty("/usr/lib")) << "emptied through a link";
+    EXPECT_TRUE(fs::exists("/bin/sh"));
+}
+
+TEST(Machine, writesAFileAndReplacesIt)
+{
+    machine.file("/etc/some/file", "a long first text\n");
+    machine.file("/etc/some/file", std::string("b\0c", 3));
+    EXPECT_EQ(testkit::contentsOf("/etc/some/file"), std::string("b\0c", 3));
+}
+
+TEST(Machine, replacesALinkAndNotItsTarget)
+{
+    machine.file("/etc/target", "target");
+    machine.link("/etc/link", "target");
+    machine.file("/etc/link", "file");
+    EXPECT_EQ(testkit::contentsOf("/etc/target"), "target");
+}
+
+TEST(Machine, failsLoudlyWhereItCannotWrite)
+{
+    machine.file("/etc/file", "");
+    EXPECT_THROW(machine.file("/etc/file/below", ""), std::system_error);
+    EXPECT_THROW(machine.remove("/etc/nothing"), std::system_error);
+    EXPECT_THROW(machine.link("/etc/file", "/"), std::system_error);
+    EXPECT_THROW(testkit::contentsOf("/etc/nothing"), std::system_error);
+}
+
+TEST(Machine, obeysFilePermissions)
+{
+    machine.file("/etc/secret", "text");
+    fs::permissions("/etc/secret", fs::perms::none);
+    EXPECT_EQ(::open("/etc/secret", O_RDONLY | O_CLOEXEC), -1);
+    EXPECT_EQ(errno, EACCES);
+    EXPECT_NE(outputOf("/testkit/bin/cat /etc/secret 2>&1"), "text");
+}
+
+TEST(Machine, keepsTheRealMachineFromBeingWritten)
+{
+    EXPECT_THROW(machine.file("/usr/lib/testkit", ""), std::system_error);
+    EXPECT_THROW(machine.file(DOVREL_BUILD_FOLDER "/testkit", ""), std::system_error);
+    EXPECT_FALSE(fs::exists("/usr/lib/testkit"));
+}
+
+TEST(Machine, runsAToolThroughTheShell)
+{
+    machine.file("/etc/words", "one\ntwo\n");
+    machine.tool("/sbin/ifconfig", "grep two /etc/words; echo \"$1\"");
+    EXPECT_EQ(outputOf("/sbin/ifconfig -a"), "two\n-a\n");
+    EXPECT_EQ(outputOf("ifconfig -a"), "two\n-a\n");
+}
+
+TEST(Machine, hasNoToolsButThoseThatATestBrings)
+{
+    EXPECT_EQ(outputOf("command -v cat ls dmidecode"), "");
+}
+
+TEST(Machine, opensAPseudoTerminal)
+{
+    int const master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(master, 0);
+    EXPECT_EQ(::grantpt(master), 0);
+    EXPECT_EQ(::unlockpt(master), 0);
+    char const* const name = ::ptsname(master);
+    ASSERT_NE(name, nullptr);
+    EXPECT_EQ(std::string(name).rfind("/dev/pts/", 0), 0U) << name;
+    int const slave = ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_GE(slave, 0);
+    EXPECT_EQ(::write(slave, "x\n", 2), 2);
+    char text[8] = {};
+    EXPECT_EQ(::read(master, text, sizeof text), 3);
+    EXPECT_STREQ(text, "x\r\n");
+    ::close(slave);
+    ::close(master);
+}
+
+TEST(Machine, hasANullDevice)
+{
+    int const null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    ASSERT_GE(null, 0);
+    EXPECT_EQ(::write(null, "text", 4), 4);
+    char byte = 0;
+    EXPECT_EQ(::read(null, &byte, 1), 0);
+    ::close(null);
+}
+
+TEST(Machine, showsTheBuildFolderUnderItsOwnPath)
+{
+    EXPECT_FALSE(fs::is_empty(DOVREL_BUILD_FOLDER));
+    EXPECT_FALSE(fs::is_empty("/testkit/recorded"));
+}
+
+TEST(DescriptorGuard, isSilentWhereNothingIsLeftOpen)
+{
+    DescriptorGuard guard;
+    ::close(::open("/", O_RDONLY | O_CLOEXEC));
+}
+
+TEST(DescriptorGuard, reportsADescriptorThatIsLeftOpen)
+{
+    int leaked = -1;
+    EXPECT_NONFATAL_FAILURE(
+        {
+            DescriptorGuard guard;
+            leaked = ::open("/", O_RDONLY | O_CLOEXEC);
+        },
+        "descriptors");
+    ::close(leaked);
+}
+
+TEST(DescriptorGuard, reportsADescriptorThatWasClosed)
+{
+    int const open = ::open("/", O_RDONLY | O_CLOEXEC);
+    EXPECT_NONFATAL_FAILURE(
+        {
+            DescriptorGuard guard;
+            ::close(open);
+        },
+        "descriptors");
+}
+
+TEST(ChildGuard, reportsAChildThatNobodyWaitedFor)
+{
+    pid_t const child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    ASSERT_GT(child, 0);
+    EXPECT_NONFATAL_FAILURE(testkit::expectNoChildren(), "child");
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+    testkit::expectNoChildren();
+}
+
+TEST(SystemCalls, answersUsleepAtOnceAndRemembersIt)
+{
+    int handled = 0;
+    EXPECT_EQ(::usleep(4'000'000'000U), 0);
+    calls.onUsleep([&](useconds_t) { ++handled; });
+    EXPECT_EQ(::usleep(7), 0);
+    EXPECT_EQ(calls.usleeps(), (std::vector<useconds_t>{4'000'000'000U, 7}));
+    EXPECT_EQ(handled, 1);
+}
+
+TEST(CapturedTrace, collectsUpToItsLevelAndEndsWithItsLife)
+{
+    auto const say = [](unsigned level, char const* word) {
+        TRACE_SCOPE("void scope()");
+        trace.write(level, "word: %s", word);
+    };
+    {
+        CapturedTrace captured(3);
+        say(3, "three");
+        say(4, "four");
+        ASSERT_EQ(captured.lines().size(), 1U);
+        EXPECT_EQ(captured.lines()[0].scope, "void scope()");
+        EXPECT_EQ(captured.text(3), "word: three\n");
+        EXPECT_TRUE(captured.contains(3, "three"));
+        EXPECT_FALSE(captured.contains(3, "four"));
+        EXPECT_FALSE(captured.contains(1, "three"));
+    }
+    CapturedTrace later(0);
+    say(1, "one");
+    EXPECT_TRUE(later.lines().empty());
+}

@@ -1,0 +1,250 @@
+#include "sysinfo/UNIXSystemInformation.h"
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/Machine.h"
+#include "tests/support/SystemCalls.h"
+#include "tests/sysinfo/null_object.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <locale>
+#include <string>
+#include <type_traits>
+
+using testkit::calls;
+using testkit::CapturedTrace;
+using testkit::machine;
+
+namespace {
+
+using UNIXCPUInfo = sysinfo::UNIXSystemInformation::UNIXCPUInfo;
+using CPUInfo = sysinfo::SystemInformation::CPUInfo;
+
+constexpr char CPU0[] = "/sys/devices/system/cpu/cpu0/cpufreq/";
+
+std::string textOf(sysinfo::SystemInformation::Info const& record)
+{
+    return static_cast<char const*>(record.toString());
+}
+
+/** Reads both speeds from files of the same contents. @return the speed, which must be the same. */
+unsigned int speedFrom(std::string_view contents)
+{
+    machine.file(std::string(CPU0) + "scaling_cur_freq", contents);
+    machine.file(std::string(CPU0) + "bios_limit", contents);
+    UNIXCPUInfo const processor(0);
+    EXPECT_EQ(processor.getCurrentSpeedInMHZ(), processor.getMaxSpeedInMHZ());
+    return processor.getCurrentSpeedInMHZ();
+}
+
+void expectNoSpeeds()
+{
+    CapturedTrace trace;
+    EXPECT_EQ(UNIXCPUInfo(0).getCurrentSpeedInMHZ(), 0U);
+    EXPECT_EQ(UNIXCPUInfo(0).getMaxSpeedInMHZ(), 0U);
+    EXPECT_TRUE(trace.lines().empty()) << trace.lines()[0];
+}
+
+/** A host's numbers: thousands separated by a dot, a comma in front of decimals. */
+class Grouping : public std::numpunct<char> {
+    char do_thousands_sep() const override { return '.'; }
+    char do_decimal_point() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+class WideGrouping : public std::numpunct<wchar_t> {
+    wchar_t do_thousands_sep() const override { return L'.'; }
+    wchar_t do_decimal_point() const override { return L','; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+class GlobalLocale {
+public:
+    explicit GlobalLocale(std::locale const& locale) : m_former(std::locale::global(locale)) { }
+    GlobalLocale(GlobalLocale const&) = delete;
+    GlobalLocale& operator=(GlobalLocale const&) = delete;
+    ~GlobalLocale() { std::locale::global(m_former); }
+
+private:
+    std::locale m_former;
+};
+
+}
+
+TEST(CPUSpeed, isTheKernelsKilohertzInWholeMegahertz)
+{
+    EXPECT_EQ(speedFrom("2400000\n"), 2400U);
+    EXPECT_EQ(speedFrom("2400999\n"), 2400U);
+    EXPECT_EQ(speedFrom("1000\n"), 1U);
+    EXPECT_EQ(speedFrom("999\n"), 0U);
+    EXPECT_EQ(speedFrom("4294967295\n"), 4294967U);
+}
+
+TEST(CPUSpeed, isReadWithoutANewlineAndBehindBlanks)
+{
+    EXPECT_EQ(speedFrom("2400000"), 2400U);
+    EXPECT_EQ(speedFrom(" \t\n2400000 1000\r\n"), 2400U);
+}
+
+TEST(CPUSpeed, isZeroWhereTheFileHoldsNoNumber)
+{
+    EXPECT_EQ(speedFrom("<unknown>\n"), 0U);
+    EXPECT_EQ(speedFrom(""), 0U);
+    EXPECT_EQ(speedFrom("\n"), 0U);
+    EXPECT_EQ(speedFrom(std::string_view("\0\0\0", 3)), 0U);
+}
+
+TEST(CPUSpeed, comesFromAFileOfItsOwn)
+{
+    machine.file(std::string(CPU0) + "scaling_cur_freq", "1200000\n");
+    machine.file(std::string(CPU0) + "bios_limit", "2400000\n");
+    machine.file("/sys/devices/system/cpu/cpu7/cpufreq/scaling_cur_freq", "700000\n");
+    EXPECT_EQ(UNIXCPUInfo(0).getCurrentSpeedInMHZ(), 1200U);
+    EXPECT_EQ(UNIXCPUInfo(0).getMaxSpeedInMHZ(), 2400U);
+    EXPECT_EQ(UNIXCPUInfo(7).getCurrentSpeedInMHZ(), 700U);
+    EXPECT_EQ(UNIXCPUInfo(7).getMaxSpeedInMHZ(), 0U);
+}
+
+TEST(CPUSpeed, isReadAfreshOnEveryCall)
+{
+    EXPECT_EQ(speedFrom("2400000\n"), 2400U);
+    EXPECT_EQ(speedFrom("800000\n"), 800U);
+}
+
+TEST(CPUSpeed, isZeroWithoutAWordWhereTheKernelDoesNotTell)
+{
+    expectNoSpeeds();
+    machine.folder(CPU0);
+    expectNoSpeeds();
+}
+
+TEST(CPUSpeed, isZeroWhereTheFileMayNotBeRead)
+{
+    for (char const* name : {"scaling_cur_freq", "bios_limit"}) {
+        machine.file(std::string(CPU0) + name, "2400000\n");
+        std::filesystem::permissions(std::string(CPU0) + name, std::filesystem::perms::none);
+    }
+    expectNoSpeeds();
+}
+
+TEST(CPUSpeed, isZeroWhereTheFolderMayNotBeRead)
+{
+    speedFrom("2400000\n");
+    std::filesystem::permissions(CPU0, std::filesystem::perms::none);
+    expectNoSpeeds();
+}
+
+TEST(CPUSpeed, isZeroForAFolderALoopAndALinkToNowhere)
+{
+    machine.folder(std::string(CPU0) + "scaling_cur_freq");
+    machine.link(std::string(CPU0) + "bios_limit", "bios_limit");
+    expectNoSpeeds();
+    machine.remove(std::string(CPU0) + "scaling_cur_freq");
+    machine.remove(std::string(CPU0) + "bios_limit");
+    machine.link(std::string(CPU0) + "scaling_cur_freq", "nowhere");
+    machine.link(std::string(CPU0) + "bios_limit", "/nowhere");
+    expectNoSpeeds();
+}
+
+TEST(CPUSpeed, isReadThroughTheLinkToAPolicy)
+{
+    machine.file("/sys/devices/system/cpu/cpufreq/policy3/scaling_cur_freq", "1800000\n");
+    machine.file("/sys/devices/system/cpu/cpufreq/policy3/bios_limit", "3600000\n");
+    machine.link("/sys/devices/system/cpu/cpu3/cpufreq", "../cpufreq/policy3");
+    EXPECT_EQ(UNIXCPUInfo(3).getCurrentSpeedInMHZ(), 1800U);
+    EXPECT_EQ(UNIXCPUInfo(3).getMaxSpeedInMHZ(), 3600U);
+}
+
+TEST(CPUInfoText, isOneLine)
+{
+    machine.file(std::string(CPU0) + "scaling_cur_freq", "1200000\n");
+    machine.file(std::string(CPU0) + "bios_limit", "2400000\n");
+    machine.file("/proc/stat", "cpu0 50 0 0 100 0 0 0\n");
+    calls.onUsleep([](useconds_t) { machine.file("/proc/stat", "cpu0 60 0 0 170 0 0 0\n"); });
+    EXPECT_EQ(textOf(UNIXCPUInfo(0)), "0 running at 1200 / 2400 MHz usage: 12.5%");
+}
+
+TEST(CPUInfoText, isMadeOfZerosWhereTheKernelTellsNothing)
+{
+    EXPECT_EQ(textOf(UNIXCPUInfo(4294967295)), "4294967295 running at 0 / 0 MHz usage: 0%");
+}
+
+TEST(CPUInfoText, asksForUsageThenMaximumThenCurrentSpeedByTheVirtualOperations)
+{
+    class Asked : public UNIXCPUInfo {
+    public:
+        using UNIXCPUInfo::UNIXCPUInfo;
+        float getCurrentUsage() const override { return order += "usage ", 33.3333333F; }
+        unsigned int getMaxSpeedInMHZ() const override { return order += "maximum ", 9U; }
+        unsigned int getCurrentSpeedInMHZ() const override { return order += "current ", 8U; }
+        mutable std::string order;
+    };
+    Asked const processor(7);
+    EXPECT_EQ(textOf(processor), "7 running at 8 / 9 MHz usage: 33.3333%");
+    EXPECT_EQ(processor.order, "usage maximum current ");
+}
+
+TEST(CPUInfo, isNotTouchedByTheNumbersOfTheHostsLocale)
+{
+    std::locale const host(std::locale(std::locale::classic(), new Grouping), new WideGrouping);
+    GlobalLocale const installed(host);
+    machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/scaling_cur_freq", "1200000\n");
+    machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/bios_limit", "2400000\n");
+    machine.file("/proc/stat", "cpu1024 5000 0 0 10000 0 0 0\n");
+    calls.onUsleep([](useconds_t) {
+        std::string const text = "cpu1024 6000 0 0 17000 0 0 0\n";
+        machine.file("/proc/stat", text);
+    });
+    CapturedTrace trace(3);
+    EXPECT_EQ(textOf(UNIXCPUInfo(1024)), "1024 running at 1200 / 2400 MHz usage: 12.5%");
+    EXPECT_TRUE(trace.contains(3, "usage: 10000 5000 17000 6000 -> 12.5\n"));
+}
+
+TEST(CPUInfo, clonesToItsOwnClassAndIndex)
+{
+    UNIXCPUInfo const original(5);
+    dovrel::value_ptr<CPUInfo> const copy(original.clone());
+    ASSERT_TRUE(copy);
+    EXPECT_NE(copy.get(), static_cast<CPUInfo const*>(&original));
+    EXPECT_NE(dynamic_cast<UNIXCPUInfo const*>(copy.get()), nullptr);
+    EXPECT_EQ(textOf(*copy), "5 running at 0 / 0 MHz usage: 0%");
+}
+
+TEST(CPUInfo, clonesAndIsDestroyedThroughItsCloneableSide)
+{
+    dovrel::Cloneable<CPUInfo>* const original = new UNIXCPUInfo(6);
+    CPUInfo* const copy = original->clone();
+    original->destroy();
+    EXPECT_EQ(textOf(*copy), "6 running at 0 / 0 MHz usage: 0%");
+    dovrel::Cloneable<CPUInfo>& cloneableSide = *copy;
+    cloneableSide.destroy();
+}
+
+TEST(CPUInfo, isDeletedByDestroyThroughItsVirtualDestructor)
+{
+    class Watched : public UNIXCPUInfo {
+    public:
+        explicit Watched(int& deleted) : UNIXCPUInfo(0), m_deleted(deleted) { }
+        Watched(Watched const&) = delete;
+        Watched& operator=(Watched const&) = delete;
+        ~Watched() override { ++m_deleted; }
+
+    private:
+        int& m_deleted;
+    };
+    int deleted = 0;
+    auto* const processor = new Watched(deleted);
+    processor->UNIXCPUInfo::destroy();
+    EXPECT_EQ(deleted, 1);
+}
+
+TEST(CPUInfo, doesNothingWhenANullOneIsDestroyed)
+{
+    testkit::destroyNull<UNIXCPUInfo>();
+}
+
+TEST(CPUInfo, isMadeOnPurposeOnly)
+{
+    EXPECT_FALSE((std::is_convertible_v<unsigned int, UNIXCPUInfo>));
+    EXPECT_TRUE((std::is_constructible_v<UNIXCPUInfo, unsigned int>));
+}

@@ -1,0 +1,225 @@
+// A host that loads the library at run time and links nothing of it.
+
+#include "common/platform/Mutex.h"
+#include "sysinfo/SystemInformation.h"
+#include "tests/support/Machine.h"
+#include "tests/support/SystemCalls.h"
+
+#include <dlfcn.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using dovrel::value_ptr;
+using sysinfo::SystemInformation;
+using testkit::calls;
+using testkit::machine;
+
+namespace {
+
+struct MutexEvent {
+    bool made;
+    void const* address;
+};
+
+std::vector<MutexEvent>& mutexEvents()
+{
+    static std::vector<MutexEvent> events;
+    return events;
+}
+
+}
+
+// Every cache has a mutex. These take precedence over the library's own, so that the program sees
+// the caches come and go.
+namespace dovrel {
+
+Mutex::Mutex()
+{
+    pthread_mutex_init(&m_mutex, nullptr);
+    mutexEvents().push_back({true, this});
+}
+
+Mutex::~Mutex()
+{
+    pthread_mutex_destroy(&m_mutex);
+    mutexEvents().push_back({false, this});
+}
+
+}
+
+namespace {
+
+// The mangled names of SystemInformation's static members, in the order of their making.
+constexpr char const* CACHES[] = {
+    "m_diskCache", "m_fsCache", "m_cpuCache", "m_netCache", "m_memCache"};
+
+class Library {
+public:
+    Library() : m_handle(::dlopen(DOVREL_LIBRARY, RTLD_NOW | RTLD_LOCAL))
+    {
+        if (!m_handle)
+            throw std::runtime_error(::dlerror());
+    }
+    Library(Library const&) = delete;
+    Library& operator=(Library const&) = delete;
+    ~Library() { ::dlclose(m_handle); }
+
+    void* symbol(char const* name) const
+    {
+        void* const address = ::dlsym(m_handle, name);
+        EXPECT_NE(address, nullptr) << name;
+        return address;
+    }
+
+    char const* cache(char const* name) const
+    {
+        std::string const mangled = "_ZN7sysinfo17SystemInformation"
+            + std::to_string(std::string(name).size()) + name + "E";
+        return static_cast<char const*>(symbol(mangled.c_str()));
+    }
+
+    SystemInformation* open() const
+    {
+        return reinterpret_cast<SystemInformation* (*)()>(symbol("libopen"))();
+    }
+
+    void close(SystemInformation* information) const
+    {
+        reinterpret_cast<void (*)(SystemInformation*)>(symbol("libclose"))(information);
+    }
+
+private:
+    void* m_handle;
+};
+
+bool isLoaded()
+{
+    void* const handle = ::dlopen(DOVREL_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+    if (handle)
+        ::dlclose(handle);
+    return handle != nullptr;
+}
+
+/** @return the names of the caches that the given mutexes lie in, one after the other. */
+std::string cachesOf(
+    std::vector<void const*> const& mutexes, std::vector<char const*> const& addresses)
+{
+    std::string names;
+    for (void const* const mutex : mutexes)
+        for (size_t i = 0; i < addresses.size(); ++i) {
+            size_t const size = std::string(CACHES[i]) == "m_memCache"
+                ? sizeof(SystemInformation::MemoryCache)
+                : sizeof(SystemInformation::ListCache<SystemInformation::CPUInfo>);
+            char const* const address = static_cast<char const*>(mutex);
+            if (address >= addresses[i] && address < addresses[i] + size)
+                names += std::string(CACHES[i]) + " ";
+        }
+    return names;
+}
+
+}
+
+TEST(Plugin, makesTheCachesInOrderAndDestroysThemInReverse)
+{
+    mutexEvents().clear();
+    std::vector<char const*> addresses;
+    size_t made = 0;
+    {
+        Library const library;
+        made = mutexEvents().size();
+        for (char const* name : CACHES)
+            addresses.push_back(library.cache(name));
+    }
+    ASSERT_EQ(made, 5U);
+    ASSERT_EQ(mutexEvents().size(), 10U);
+    std::vector<void const*> inOrder;
+    std::vector<void const*> destroyed;
+    for (MutexEvent const& event : mutexEvents())
+        (event.made ? inOrder : destroyed).push_back(event.address);
+    EXPECT_EQ(
+        cachesOf(inOrder, addresses), "m_diskCache m_fsCache m_cpuCache m_netCache m_memCache ");
+    EXPECT_EQ(
+        cachesOf(destroyed, addresses), "m_memCache m_netCache m_cpuCache m_fsCache m_diskCache ");
+}
+
+TEST(Plugin, destroysTheRecordsThatAHostHasCachedWithTheLibrary)
+{
+    mutexEvents().clear();
+    machine.file("/proc/stat", "cpu0 1\n");
+    {
+        Library const library;
+        using Cache = SystemInformation::ListCache<SystemInformation::CPUInfo>;
+        auto* const cache =
+            const_cast<Cache*>(reinterpret_cast<Cache const*>(library.cache("m_cpuCache")));
+        EXPECT_EQ(cache->word, 0U);
+        EXPECT_TRUE(cache->records.empty());
+        SystemInformation* const information = library.open();
+        EXPECT_TRUE(information->getCPUsInternal(cache->records));
+        EXPECT_EQ(cache->records.size(), 1U);
+        library.close(information);
+    }
+    EXPECT_EQ(mutexEvents().size(), 10U);
+    EXPECT_FALSE(isLoaded());
+}
+
+TEST(Plugin, isReallyUnloadedAfterUse)
+{
+    machine.file("/proc/stat", "cpu0 1 0 0 1\n");
+    machine.file("/sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "1200000\n");
+    EXPECT_FALSE(isLoaded());
+    for (int round = 0; round < 2; ++round) {
+        Library const library;
+        EXPECT_TRUE(isLoaded());
+        SystemInformation* const information = library.open();
+        std::vector<value_ptr<SystemInformation::CPUInfo>> processors;
+        EXPECT_TRUE(information->getCPUsInternal(processors));
+        ASSERT_EQ(processors.size(), 1U);
+        EXPECT_EQ(processors[0]->getCurrentSpeedInMHZ(), 1200U);
+        library.close(information);
+    }
+    EXPECT_FALSE(isLoaded());
+}
+
+TEST(Plugin, loadsAndUnloadsWithoutEverBeingUsed)
+{
+    {
+        Library const library;
+    }
+    EXPECT_FALSE(isLoaded());
+}
+
+TEST(Plugin, samplesTheLoadOverOneSecond)
+{
+    machine.file("/proc/stat", "cpu0 50 0 0 100 0 0 0\n");
+    calls.onUsleep([](useconds_t) { machine.file("/proc/stat", "cpu0 60 0 0 170 0 0 0\n"); });
+    Library const library;
+    SystemInformation* const information = library.open();
+    std::vector<value_ptr<SystemInformation::CPUInfo>> processors;
+    ASSERT_TRUE(information->getCPUsInternal(processors));
+    EXPECT_FLOAT_EQ(processors.at(0)->getCurrentUsage(), 12.5F);
+    EXPECT_EQ(calls.usleeps(), std::vector<useconds_t>{1'000'000});
+    library.close(information);
+}
+
+TEST(Plugin, givesObjectsThatAreIndependent)
+{
+    Library const library;
+    SystemInformation* const one = library.open();
+    SystemInformation* const other = library.open();
+    EXPECT_NE(one, other);
+    library.close(one);
+    SystemInformation* const copy = other->clone();
+    library.close(other);
+    EXPECT_NE(copy, nullptr);
+    copy->destroy();
+}
+
+TEST(Plugin, closesNothing)
+{
+    Library const library;
+    library.close(nullptr);
+}

@@ -1,0 +1,115 @@
+// The parsers alone, fed by streams: what no file can do.
+
+#include "sysinfo/proc_stat.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+namespace {
+
+/** Gives a text in pieces of the given size, as a kernel file may; then the end, or an exception as
+ * a broken source. */
+class Pieces : public std::streambuf {
+public:
+    Pieces(std::string text, size_t size, bool breaks = false)
+        : m_text(std::move(text)), m_size(size), m_breaks(breaks)
+    {
+    }
+
+private:
+    int_type underflow() override
+    {
+        if (m_at == m_text.size()) {
+            if (m_breaks)
+                throw std::runtime_error("source broke");
+            return traits_type::eof();
+        }
+        size_t const n = std::min(m_size, m_text.size() - m_at);
+        setg(&m_text[m_at], &m_text[m_at], &m_text[m_at] + n);
+        m_at += n;
+        return traits_type::to_int_type(*gptr());
+    }
+
+    std::string m_text;
+    size_t m_size;
+    bool m_breaks;
+    size_t m_at = 0;
+};
+
+constexpr char TEXT[] = "cpu  9 9 9 9 9 9 9\ncpu0 1 2 3 4 5 6 7\ncpu1 10 20 30 40 50 60 70 80\n";
+
+}
+
+TEST(ProcStat, isReadTheSameInPiecesOfAnySize)
+{
+    for (size_t size = 1; size <= sizeof TEXT; ++size) {
+        Pieces counted(TEXT, size);
+        std::istream countedText(&counted);
+        std::vector<std::string> words;
+        EXPECT_EQ(sysinfo::countProcessors(
+                      countedText, [&](std::string const& word) { words.push_back(word); }),
+            2U);
+        EXPECT_EQ(words, (std::vector<std::string>{"cpu0", "cpu1"}));
+
+        Pieces searched(TEXT, size);
+        std::istream searchedText(&searched);
+        sysinfo::ProcessorCounters counters{0, 0};
+        EXPECT_TRUE(sysinfo::findProcessorCounters(searchedText, "cpu1", counters));
+        EXPECT_EQ(counters.idle, 40U);
+        EXPECT_EQ(counters.busy, 240U);
+    }
+}
+
+TEST(ProcStat, isReadAcrossTheReadersBufferAtEveryOffset)
+{
+    for (size_t filling = 8192 - 60; filling <= 8192 + 2; ++filling) {
+        std::string const text = std::string(filling, 'x') + "\n" + TEXT;
+        std::istringstream counted(text);
+        EXPECT_EQ(sysinfo::countProcessors(counted, [](std::string const&) {}), 2U) << filling;
+        std::istringstream searched(text);
+        sysinfo::ProcessorCounters counters{0, 0};
+        EXPECT_TRUE(sysinfo::findProcessorCounters(searched, "cpu0", counters)) << filling;
+        EXPECT_EQ(counters.idle, 4U) << filling;
+        EXPECT_EQ(counters.busy, 24U) << filling;
+    }
+}
+
+TEST(ProcStat, endsWithoutAnExceptionWhereTheSourceBreaks)
+{
+    // More than a reader takes at once, so that something was read before.
+    std::string const text = "cpu0 1 2 3 4 5 6 7\n" + std::string(100000, 'x');
+    Pieces counted(text, 1000, true);
+    std::istream countedText(&counted);
+    EXPECT_EQ(sysinfo::countProcessors(countedText, [](std::string const&) {}), 1U);
+
+    Pieces searched(text, 1000, true);
+    std::istream searchedText(&searched);
+    sysinfo::ProcessorCounters counters{11, 12};
+    EXPECT_FALSE(sysinfo::findProcessorCounters(searchedText, "cpu1", counters));
+    EXPECT_EQ(counters.idle, 11U);
+}
+
+TEST(ProcStat, saysFalseAndLeavesTheOutputAloneWithoutTheLabel)
+{
+    std::istringstream text(TEXT);
+    sysinfo::ProcessorCounters counters{11, 12};
+    EXPECT_FALSE(sysinfo::findProcessorCounters(text, "cpu2", counters));
+    EXPECT_EQ(counters.idle, 11U);
+    EXPECT_EQ(counters.busy, 12U);
+}
+
+TEST(ProcStat, findsNothingInAStreamThatHasFailed)
+{
+    std::istringstream text(TEXT);
+    text.setstate(std::ios_base::failbit);
+    EXPECT_EQ(sysinfo::countProcessors(text, [](std::string const&) {}), 0U);
+    sysinfo::ProcessorCounters counters{11, 12};
+    EXPECT_FALSE(sysinfo::findProcessorCounters(text, "cpu0", counters));
+    EXPECT_EQ(counters.idle, 11U);
+}
