@@ -1,0 +1,24 @@
+// A library with the plug-in's two entries and nothing behind them: what loading any C++ library
+// costs. Built twice, linked to the C++ library alone and to Boost.Filesystem too.
+
+#include <string>
+
+#ifdef BENCH_WITH_FILESYSTEM
+#include <boost/filesystem/operations.hpp>
+
+/** Keeps the linker from leaving the library out. */
+extern "C" __attribute__((visibility("default"))) bool usesFilesystem(char const* path)
+{
+    return boost::filesystem::exists(path);
+}
+#endif
+
+extern "C" __attribute__((visibility("default"))) void* libopen()
+{
+    return new std::string;
+}
+
+extern "C" __attribute__((visibility("default"))) void libclose(void* object)
+{
+    delete static_cast<std::string*>(object);
+}

@@ -1,0 +1,42 @@
+#include "bench/text_samples.h"
+#include "common/basic/wide_string.h"
+
+#include <benchmark/benchmark.h>
+
+// Short texts are what the library hands out most: device names, numbers, units.
+
+namespace {
+
+unsigned lengthOf(benchmark::State const& state)
+{
+    return static_cast<unsigned>(state.range(0));
+}
+
+template <class Text> void construct(benchmark::State& state)
+{
+    std::wstring const source = bench::asciiWide(lengthOf(state));
+    wchar_t const* text = source.c_str();
+    bench::AllocationCounter counter(state);
+    for (auto round : state) {
+        benchmark::DoNotOptimize(text);
+        Text made(text);
+        benchmark::DoNotOptimize(made);
+    }
+}
+
+template <class Text> void copy(benchmark::State& state)
+{
+    Text const source(bench::asciiWide(lengthOf(state)).c_str());
+    bench::AllocationCounter counter(state);
+    for (auto round : state) {
+        Text made(source);
+        benchmark::DoNotOptimize(made);
+    }
+}
+
+}
+
+BENCHMARK(construct<dovrel::string>)->Name("construct/dovrel")->Arg(3)->Arg(7);
+BENCHMARK(construct<std::wstring>)->Name("construct/wstring")->Arg(3)->Arg(7);
+BENCHMARK(copy<dovrel::string>)->Name("copy/dovrel")->Arg(3)->Arg(7);
+BENCHMARK(copy<std::wstring>)->Name("copy/wstring")->Arg(3)->Arg(7);
