@@ -12,9 +12,9 @@ namespace {
 // build that the program is linked with: same names, and the program comes first in the search.
 #if defined(__SANITIZE_ADDRESS__)
 // The address sanitizer has to see its own malloc everywhere and refuses RTLD_DEEPBIND.
-constexpr int LOAD_MODE = RTLD_NOW | RTLD_LOCAL;
+constexpr int BIND_TO_ITSELF = 0;
 #else
-constexpr int LOAD_MODE = RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND;
+constexpr int BIND_TO_ITSELF = RTLD_DEEPBIND;
 #endif
 
 // What the compiler makes of dovrel::trace::setDetailLevel(unsigned) and of
@@ -26,7 +26,7 @@ void* openLibrary(std::string const& path)
 {
     // dlopen(3) takes a name without a slash for a library to be searched for.
     std::string const file = path.find('/') == std::string::npos ? "./" + path : path;
-    void* const handle = dlopen(file.c_str(), LOAD_MODE);
+    void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | BIND_TO_ITSELF);
     if (!handle) {
         char const* const reason = dlerror();
         throw LibraryError("cannot load the library '" + path + "': " + (reason ? reason : ""));
@@ -48,6 +48,21 @@ Function* findEntry(void* handle, char const* name, std::string const& path)
     return entry;
 }
 
+TraceControl linkedTrace()
+{
+    return {&dovrel::trace::setDetailLevel, &dovrel::trace::setSink};
+}
+
+/** @return what governs the messages of a loaded build: where it is not bound to itself, they too
+ * are written by the linked one. */
+TraceControl loadedTrace(void* handle)
+{
+    if (BIND_TO_ITSELF == 0)
+        return linkedTrace();
+    return {find<void(unsigned)>(handle, SET_DETAIL_LEVEL),
+        find<void(dovrel::trace::Sink, void*)>(handle, SET_SINK)};
+}
+
 }
 
 void Library::Unload::operator()(void* handle) const noexcept
@@ -55,16 +70,12 @@ void Library::Unload::operator()(void* handle) const noexcept
     dlclose(handle);
 }
 
-Library::Library()
-    : m_trace{&dovrel::trace::setDetailLevel, &dovrel::trace::setSink},
-      m_service(libopen(), &libclose)
+Library::Library() : m_trace(linkedTrace()), m_service(libopen(), &libclose)
 {
 }
 
 Library::Library(std::string const& path)
-    : m_handle(openLibrary(path)), m_trace{find<void(unsigned)>(m_handle.get(), SET_DETAIL_LEVEL),
-                                       find<void(dovrel::trace::Sink, void*)>(
-                                           m_handle.get(), SET_SINK)},
+    : m_handle(openLibrary(path)), m_trace(loadedTrace(m_handle.get())),
       m_service(
           nullptr, findEntry<void(sysinfo::SystemInformation*)>(m_handle.get(), "libclose", path))
 {

@@ -11,7 +11,8 @@
 #include <string>
 #include <system_error>
 
-extern char** environ;
+// unistd.h declares it only where GNU extensions are on.
+extern char** environ; // NOLINT(readability-redundant-declaration): they are on for clang
 
 namespace {
 

@@ -26,6 +26,7 @@ template <class Text> void construct(benchmark::State& state)
 
 template <class Text> void copy(benchmark::State& state)
 {
+    // NOLINTNEXTLINE(readability-redundant-string-cstr): one of the two texts takes no std::wstring
     Text const source(bench::asciiWide(lengthOf(state)).c_str());
     bench::AllocationCounter counter(state);
     for (auto round : state) {

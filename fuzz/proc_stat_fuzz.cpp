@@ -1,4 +1,5 @@
-// /proc/stat: the count agrees with a second, naive reader, and no text whatever breaks either parser.
+// /proc/stat: the count agrees with a second, naive reader, and no text whatever breaks either
+// parser.
 
 #include "sysinfo/proc_stat.h"
 

@@ -188,7 +188,8 @@ TEST(CPUInfo, isNotTouchedByTheNumbersOfTheHostsLocale)
 {
     std::locale const host(std::locale(std::locale::classic(), new Grouping), new WideGrouping);
     GlobalLocale const installed(host);
-    machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/scaling_cur_freq", "1200000\n");
+    // Read with the host's separator, this would be a number with its dots in the wrong places.
+    machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/scaling_cur_freq", "1200000.000\n");
     machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/bios_limit", "2400000\n");
     machine.file("/proc/stat", "cpu1024 5000 0 0 10000 0 0 0\n");
     calls.onUsleep([](useconds_t) {
