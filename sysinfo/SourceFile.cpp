@@ -45,8 +45,10 @@ SourceFileBuffer::int_type SourceFileBuffer::underflow()
 std::streamsize SourceFileBuffer::xsgetn(char* out, std::streamsize count)
 {
     std::streamsize const buffered = std::min<std::streamsize>(count, egptr() - gptr());
-    std::memcpy(out, gptr(), static_cast<size_t>(buffered));
-    gbump(static_cast<int>(buffered));
+    if (buffered > 0) {
+        std::memcpy(out, gptr(), static_cast<size_t>(buffered));
+        gbump(static_cast<int>(buffered));
+    }
     std::streamsize done = buffered;
     while (done < count) {
         ssize_t const got = readSome(out + done, static_cast<size_t>(count - done));

@@ -12,18 +12,12 @@ namespace dovrel::ascii_text {
  */
 bool isLocalesOwn() noexcept;
 
-/**
- * Widens @p text up to @p count bytes or its first zero byte.
- *
- * @return the number of characters stored at @p out, without a terminator; `NOT_ASCII` where a byte
- * of 0x80 or more came first.
- */
-size_t widen(char const* text, size_t count, wchar_t* out) noexcept;
+/** Whether each of the first @p count characters is below 0x80. */
+bool isAscii(char const* text, size_t count) noexcept;
+bool isAscii(wchar_t const* text, size_t count) noexcept;
 
-/** Narrows @p count characters. @return false, with part of @p out written, where one is not ASCII.
- */
-bool narrow(wchar_t const* text, size_t count, char* out) noexcept;
-
-inline constexpr size_t NOT_ASCII = static_cast<size_t>(-1);
+/** Widens and narrows @p count characters for which `isAscii` holds. */
+void widen(char const* text, size_t count, wchar_t* out) noexcept;
+void narrow(wchar_t const* text, size_t count, char* out) noexcept;
 
 }

@@ -3,6 +3,7 @@
 #include "common/basic/ascii_text.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -18,13 +19,38 @@ constexpr unsigned LONGEST = basic_string::WHOLE_TEXT - 1;
 
 unsigned boundedLength(wchar_t const* text, unsigned count)
 {
-    return text ? static_cast<unsigned>(wcsnlen(text, std::min(count, LONGEST))) : 0;
+    if (!text)
+        return 0;
+    // The C library's search costs more to call than most texts take to go over.
+    constexpr unsigned SHORT = 8;
+    for (unsigned at = 0; at < SHORT; ++at)
+        if (at == count || text[at] == L'\0')
+            return at;
+    return SHORT + static_cast<unsigned>(wcsnlen(text + SHORT, std::min(count, LONGEST) - SHORT));
 }
 
-}
-
-basic_string::basic_string() noexcept : m_small{}, m_heap(nullptr), m_length(0), m_capacity(0)
+/** @return the terminated text in the locale's encoding; null where a character cannot be encoded
+ * or takes more than four bytes. */
+std::unique_ptr<char[]> encoded(wchar_t const* text, size_t length)
 {
+    size_t const size = length * 4 + 1;
+    std::unique_ptr<char[]> narrow(new char[size]);
+    std::mbstate_t state{};
+    size_t const bytes = wcsnrtombs(narrow.get(), &text, length + 1, size, &state);
+    return bytes == static_cast<size_t>(-1) || text ? nullptr : std::move(narrow);
+}
+
+std::unique_ptr<char[]> encodedWithSubstitutes(wchar_t const* text, unsigned length)
+{
+    unsigned size = 0;
+    safe_wcstombs_s(&size, nullptr, 0, text, length);
+    std::unique_ptr<char[]> narrow(new char[size]);
+    unsigned written = 0;
+    safe_wcstombs_s(&written, narrow.get(), size, text, length);
+    narrow[size - 1] = '\0';
+    return narrow;
+}
+
 }
 
 basic_string::basic_string(wchar_t const* text, unsigned count) : basic_string()
@@ -32,9 +58,16 @@ basic_string::basic_string(wchar_t const* text, unsigned count) : basic_string()
     Allocate_Memory_Or_Use_Small_Buffer(text, count);
 }
 
-basic_string::basic_string(basic_string const& other) : basic_string()
+basic_string::basic_string(basic_string const& other)
+    : m_heap(nullptr), m_length(other.m_length), m_capacity(other.m_length)
 {
-    Allocate_Memory_Or_Use_Small_Buffer(other.c_str(), other.m_length);
+    if (other.m_length < SMALL_BUFFER_SIZE) {
+        std::memcpy(m_small, other.m_small, sizeof m_small);
+    } else {
+        m_small[0] = L'\0';
+        m_heap = new wchar_t[size_t{m_length} + 1];
+        std::wmemcpy(m_heap, other.m_heap, size_t{m_length} + 1);
+    }
 }
 
 basic_string::basic_string(basic_string&& other) noexcept : basic_string()
@@ -42,15 +75,10 @@ basic_string::basic_string(basic_string&& other) noexcept : basic_string()
     swap(other);
 }
 
-basic_string::~basic_string()
-{
-    delete[] m_heap;
-}
-
 basic_string& basic_string::operator=(basic_string const& other)
 {
     if (this != &other)
-        Allocate_Memory_Or_Use_Small_Buffer(other.c_str(), other.m_length);
+        store(other.c_str(), other.m_length);
     return *this;
 }
 
@@ -72,11 +100,27 @@ basic_string& basic_string::operator=(wchar_t const* text)
 
 void basic_string::Allocate_Memory_Or_Use_Small_Buffer(wchar_t const* text, unsigned count)
 {
-    unsigned const length = boundedLength(text, count);
+    store(text, boundedLength(text, count));
+}
+
+void basic_string::store(wchar_t const* text, unsigned length)
+{
     wchar_t* const destination = makeRoom(length);
     if (length > 0)
         // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): as makeRoom() says
         std::wmemmove(destination, text, length);
+    finish(length);
+}
+
+void basic_string::adopt(std::unique_ptr<wchar_t[]> block, unsigned length)
+{
+    if (length < SMALL_BUFFER_SIZE) {
+        store(block.get(), length);
+        return;
+    }
+    delete[] m_heap;
+    m_heap = block.release();
+    m_capacity = length;
     finish(length);
 }
 
@@ -170,11 +214,6 @@ string::basic_char_string::basic_char_string(basic_char_string&& other) noexcept
 {
 }
 
-string::basic_char_string::~basic_char_string()
-{
-    delete[] m_text;
-}
-
 string::basic_char_string& string::basic_char_string::operator=(basic_char_string&& other) noexcept
 {
     if (this != &other)
@@ -200,12 +239,12 @@ string::string(wchar_t const* text, unsigned count) : basic_string(text, count)
 
 string::string(char const* text, unsigned count)
 {
-    storeNarrow(text, text ? std::strlen(text) : 0, count);
+    if (text)
+        storeNarrow(text, std::min<size_t>({std::strlen(text), count, LONGEST}));
 }
 
-string::string(std::string const& text)
+string::string(std::string const& text) : string(text.c_str())
 {
-    storeNarrow(text.c_str(), text.size(), WHOLE_TEXT);
 }
 
 string::string(string const& other) = default;
@@ -232,47 +271,45 @@ string& string::operator=(std::string const& text)
     return *this = string(text);
 }
 
-void string::storeNarrow(char const* text, size_t length, unsigned count)
+void string::storeNarrow(char const* text, size_t length)
 {
-    constexpr size_t STACK_ROOM = 256;
-    size_t const limit = std::min<size_t>({length, count, LONGEST});
+    if (ascii_text::isAscii(text, length) && ascii_text::isLocalesOwn()) {
+        auto const count = static_cast<unsigned>(length);
+        ascii_text::widen(text, count, makeRoom(count));
+        finish(count);
+        return;
+    }
+    // Seven characters take no more bytes than this in any encoding, and must not allocate.
+    constexpr size_t STACK_ROOM = 7 * MB_LEN_MAX + 1;
     wchar_t stackRoom[STACK_ROOM];
     std::unique_ptr<wchar_t[]> heapRoom;
-    if (limit >= STACK_ROOM)
-        heapRoom.reset(new wchar_t[limit + 1]);
+    if (length >= STACK_ROOM)
+        heapRoom.reset(new wchar_t[length + 1]);
     wchar_t* const wide = heapRoom ? heapRoom.get() : stackRoom;
-
-    size_t converted = ascii_text::NOT_ASCII;
-    if (ascii_text::isLocalesOwn())
-        converted = ascii_text::widen(text, limit, wide);
-    if (converted == ascii_text::NOT_ASCII)
-        converted = std::mbstowcs(wide, text, limit);
+    size_t converted = std::mbstowcs(wide, text, length);
     // Kept: one bad sequence turns the whole text to question marks, so that nobody mistakes a
     // damaged name for a good one.
     if (converted == static_cast<size_t>(-1)) {
-        std::wmemset(wide, L'?', limit);
-        converted = limit;
+        std::wmemset(wide, L'?', length);
+        converted = length;
     }
-    Allocate_Memory_Or_Use_Small_Buffer(wide, static_cast<unsigned>(converted));
+    if (heapRoom)
+        adopt(std::move(heapRoom), static_cast<unsigned>(converted));
+    else
+        store(wide, static_cast<unsigned>(converted));
 }
 
 string::operator char const*() const
 {
     std::unique_ptr<char[]> text;
-    if (ascii_text::isLocalesOwn()) {
+    if (ascii_text::isAscii(c_str(), length()) && ascii_text::isLocalesOwn()) {
         text.reset(new char[size_t{length()} + 1]);
-        if (ascii_text::narrow(c_str(), length(), text.get()))
-            text[length()] = '\0';
-        else
-            text.reset();
-    }
-    if (!text) {
-        unsigned size = 0;
-        safe_wcstombs_s(&size, nullptr, 0, c_str(), length());
-        text.reset(new char[size]);
-        unsigned written = 0;
-        safe_wcstombs_s(&written, text.get(), size, c_str(), length());
-        text[size - 1] = '\0';
+        ascii_text::narrow(c_str(), length(), text.get());
+        text[length()] = '\0';
+    } else {
+        text = encoded(c_str(), length());
+        if (!text)
+            text = encodedWithSubstitutes(c_str(), length());
     }
     m_narrow.reset(text.release());
     return m_narrow.c_str();

@@ -3,6 +3,7 @@
 #include "common/basic/export.h"
 
 #include <cstddef>
+#include <memory>
 #include <ostream>
 #include <string>
 
@@ -24,11 +25,15 @@ public:
     /** As a count: the whole text. */
     static constexpr unsigned WHOLE_TEXT = 0xFFFFFFFF;
 
-    basic_string() noexcept;
+    basic_string() noexcept : m_small{}, m_heap(nullptr), m_length(0), m_capacity(0) { }
     explicit basic_string(wchar_t const* text, unsigned count = WHOLE_TEXT);
     basic_string(basic_string const& other);
     basic_string(basic_string&& other) noexcept;
-    ~basic_string();
+    ~basic_string()
+    {
+        if (m_heap) // Mostly not: spares the texts inside the object a call.
+            delete[] m_heap;
+    }
 
     basic_string& operator=(basic_string const& other);
     basic_string& operator=(basic_string&& other) noexcept;
@@ -78,8 +83,11 @@ protected:
     /** Appends @p count characters, which may lie within this object's own text. */
     void append(wchar_t const* text, unsigned count);
 
-private:
-    static constexpr unsigned SMALL_BUFFER_SIZE = 8;
+    /** Stores @p length characters, none of them zero. */
+    void store(wchar_t const* text, unsigned length);
+
+    /** The same where they stand in a heap block, with room for a terminator. */
+    void adopt(std::unique_ptr<wchar_t[]> block, unsigned length);
 
     /** @return where a text of @p length is to be put; the heap block is made or grown as it needs.
      */
@@ -87,6 +95,9 @@ private:
 
     /** Terminates the text that was put there and makes it the active one. */
     void finish(unsigned length) noexcept;
+
+private:
+    static constexpr unsigned SMALL_BUFFER_SIZE = 8;
 
     // A kept heap block holds the text only while the small buffer is empty.
     bool usesHeap() const noexcept { return m_heap && m_small[0] == L'\0'; }
@@ -112,7 +123,11 @@ public:
         basic_char_string() noexcept = default;
         basic_char_string(basic_char_string const& other);
         basic_char_string(basic_char_string&& other) noexcept;
-        ~basic_char_string();
+        ~basic_char_string()
+        {
+            if (m_text) // As above.
+                delete[] m_text;
+        }
         basic_char_string& operator=(basic_char_string&& other) noexcept;
 
         /** @return the array, or an empty text where there is none; never null. */
@@ -168,7 +183,8 @@ public:
     void swap(string& other) noexcept;
 
 private:
-    void storeNarrow(char const* text, size_t length, unsigned count);
+    /** Stores up to @p length bytes' worth of characters of a text that has so many at least. */
+    void storeNarrow(char const* text, size_t length);
 
     mutable basic_char_string m_narrow;
 };

@@ -170,7 +170,7 @@ TEST(Cpus, areSampledWithinTheTimeOfOne)
     KernelCounters counters(COUNT);
     WorkingProcessors const working(counters);
 
-    Outcome const outcome = withCounters(counters, {"cpus", "--json", "--max-wait", "30"}).run();
+    Outcome const outcome = withCounters(counters, {"cpus", "--json", "--max-wait", "20"}).run();
 
     ASSERT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
     json const processors = json::parse(outcome.out).at("processors");

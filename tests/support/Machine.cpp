@@ -219,7 +219,6 @@ void Machine::enter()
         fail("chroot", m_root);
     if (::chdir("/") != 0)
         fail("chdir", "/");
-    obeyFilePermissions(true);
 }
 
 void Machine::leave()

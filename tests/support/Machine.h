@@ -39,7 +39,8 @@ public:
     /** Goes back to the real root and the former working directory. */
     void leave();
 
-    /** Removes everything but what the kit needs. Runs before each test. */
+    /** Removes everything but what the kit needs, and obeys file permissions from then on. Runs
+     * before each test. */
     void empty();
 
     /** Writes a file of mode 0644 with exactly @p text, in place of any former one; makes its

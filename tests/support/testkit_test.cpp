@@ -4,6 +4,7 @@
 #include "tests/support/SystemCalls.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -46,6 +47,23 @@ TEST(Machine, isEmptyAtTheStartOfATest)
         EXPECT_TRUE(fs::is_empty(folder)) << folder;
     EXPECT_FALSE(fs::exists("/dev/kmsg"));
     EXPECT_FALSE(fs::exists("/home"));
+}
+
+// Whichever of the two runs second would find what the first has made.
+TEST(Machine, isEmptyAgainAfterAnotherTest)
+{
+    EXPECT_FALSE(fs::exists("/etc/made"));
+    machine.file("/etc/made", "");
+    EXPECT_TRUE(calls.usleeps().empty());
+    ::usleep(1);
+}
+
+TEST(Machine, isEmptyAgainAfterYetAnotherTest)
+{
+    EXPECT_FALSE(fs::exists("/etc/made"));
+    machine.file("/etc/made", "");
+    EXPECT_TRUE(calls.usleeps().empty());
+    ::usleep(1);
 }
 
 TEST(Machine, isEmptiedOfWhatATestHasMade)
@@ -141,6 +159,9 @@ TEST(Machine, hasANullDevice)
 {
     int const null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
     ASSERT_GE(null, 0);
+    struct stat status { };
+    ASSERT_EQ(::fstat(null, &status), 0);
+    EXPECT_TRUE(S_ISCHR(status.st_mode));
     EXPECT_EQ(::write(null, "text", 4), 4);
     char byte = 0;
     EXPECT_EQ(::read(null, &byte, 1), 0);
@@ -189,6 +210,9 @@ TEST(ChildGuard, reportsAChildThatNobodyWaitedFor)
         ::_exit(0);
     ASSERT_GT(child, 0);
     EXPECT_NONFATAL_FAILURE(testkit::expectNoChildren(), "child");
+    siginfo_t ended{};
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_NONFATAL_FAILURE(testkit::expectNoChildren(), "child");
     EXPECT_EQ(::waitpid(child, nullptr, 0), child);
     testkit::expectNoChildren();
 }
@@ -220,7 +244,18 @@ TEST(CapturedTrace, collectsUpToItsLevelAndEndsWithItsLife)
         EXPECT_FALSE(captured.contains(3, "four"));
         EXPECT_FALSE(captured.contains(1, "three"));
     }
-    CapturedTrace later(0);
+    int called = 0;
+    auto const count = [](void* context, unsigned, char const*, dovrel::string const&) {
+        ++*static_cast<int*>(context);
+    };
+    dovrel::trace::setSink(count, &called);
     say(1, "one");
-    EXPECT_TRUE(later.lines().empty());
+    EXPECT_EQ(called, 0) << "the level outlived the object";
+    {
+        CapturedTrace captured;
+    }
+    dovrel::trace::setDetailLevel(5);
+    say(1, "nobody hears this");
+    dovrel::trace::setDetailLevel(0);
+    EXPECT_EQ(called, 0) << "the sink outlived the object";
 }

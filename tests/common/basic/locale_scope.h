@@ -7,7 +7,8 @@ class LocaleScope {
 public:
     /**
      * @param name "C", "C.UTF-8", or one of the encodings that the build makes locales of:
-     * "ISO-8859-1" and "SHIFT_JIS" (where byte 0x5C is a yen sign and 0x7E an overline).
+     * "ISO-8859-1", "SHIFT_JIS" (where byte 0x5C is a yen sign and 0x7E an overline) and "BS_4730"
+     * (where byte 0x23 is a pound sign and nothing is a number sign).
      * @throws std::runtime_error where there is no such locale.
      */
     explicit LocaleScope(char const* name);

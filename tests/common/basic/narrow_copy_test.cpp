@@ -7,6 +7,7 @@
 
 #include <pthread.h>
 #include <string>
+#include <string_view>
 #include <utility>
 
 using dovrel::string;
@@ -89,6 +90,32 @@ TEST(NarrowCopy, isMadeInTheLocaleForCharactersThatLookLikeAscii)
     LocaleScope const locale("SHIFT_JIS");
     EXPECT_STREQ(narrow(string(L"\u8868\u00A5")), "\x95\x5C\x5C");
     EXPECT_STREQ(narrow(string("C:\\dir~")), "C:\\dir~");
+}
+
+TEST(NarrowCopy, lacksTheAsciiCharactersThatTheLocaleLacks)
+{
+    LocaleScope const locale("BS_4730");
+    EXPECT_STREQ(narrow(string(L"a#b~")), "a?b?");
+    EXPECT_STREQ(narrow(string(L"\u00A3 1")), "\x23 1");
+}
+
+TEST(NarrowCopy, isRightWhereverAnOddCharacterStands)
+{
+    for (char const* name : {"C", "C.UTF-8", "ISO-8859-1"}) {
+        LocaleScope const locale(name);
+        char const* const odd = std::string_view(name) == "C" ? "?"
+            : std::string_view(name) == "C.UTF-8"             ? "\xC3\xA9"
+                                                              : "\xE9";
+        for (size_t length = 1; length < 20; ++length) {
+            for (size_t at = 0; at < length; ++at) {
+                std::wstring content(length, L'a');
+                content[at] = L'\u00E9';
+                std::string const expected =
+                    std::string(at, 'a') + odd + std::string(length - at - 1, 'a');
+                EXPECT_EQ(narrow(string(content.c_str())), expected) << name;
+            }
+        }
+    }
 }
 
 TEST(NarrowCopy, endsWithTheTextInEachLocale)

@@ -131,6 +131,14 @@ TEST(NarrowToWide, asksTheLocaleForBytesThatLookLikeAscii)
     EXPECT_EQ(wide(string("ab\x95")), L"???");
 }
 
+TEST(NarrowToWide, asksTheLocaleForBytesThatItGivesToOtherCharacters)
+{
+    LocaleScope const locale("BS_4730");
+    EXPECT_EQ(wide(string("a#b~")),
+        L"a\u00A3"
+        L"b\u203E");
+}
+
 TEST(NarrowToWide, readsAsTheLibraryDoesWhateverTheTextsLength)
 {
     for (char const* name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {

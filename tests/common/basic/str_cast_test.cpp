@@ -28,17 +28,27 @@ template <class T> std::wstring streamed(T value)
     return out.str();
 }
 
-/** Digits in groups of three, a decimal comma: what a host's global locale may bring. */
+/** Digits in groups and a decimal comma: what a host's global locale may bring. */
 class Grouping : public std::numpunct<wchar_t> {
-    wchar_t do_thousands_sep() const override { return L'.'; }
+public:
+    Grouping(wchar_t separator, char groupSize) : m_separator(separator), m_grouping(1, groupSize)
+    {
+    }
+
+private:
+    wchar_t do_thousands_sep() const override { return m_separator; }
     wchar_t do_decimal_point() const override { return L','; }
-    std::string do_grouping() const override { return "\3"; }
+    std::string do_grouping() const override { return m_grouping; }
+
+    wchar_t m_separator;
+    std::string m_grouping;
 };
 
 class GlobalLocaleScope {
 public:
-    GlobalLocaleScope()
-        : m_former(std::locale::global(std::locale(std::locale::classic(), new Grouping)))
+    /** Takes over @p facet. */
+    explicit GlobalLocaleScope(Grouping* facet)
+        : m_former(std::locale::global(std::locale(std::locale::classic(), facet)))
     {
     }
     GlobalLocaleScope(GlobalLocaleScope const&) = delete;
@@ -156,7 +166,7 @@ TEST(StrCast, writesAnyIntegerAsAStreamDoes)
 
 TEST(StrCast, doesNotFollowTheGlobalLocale)
 {
-    GlobalLocaleScope const grouping;
+    GlobalLocaleScope const grouping(new Grouping(L'.', 3));
     std::wostringstream control;
     control << 1234567;
     ASSERT_EQ(control.str(), L"1.234.567");
@@ -170,13 +180,19 @@ TEST(StrCast, doesNotFollowTheGlobalLocale)
 
 TEST(LiteralCast, doesNotFollowTheGlobalLocale)
 {
-    GlobalLocaleScope const grouping;
+    GlobalLocaleScope const grouping(new Grouping(L'.', 3));
     EXPECT_EQ(dovrel::literal_cast<int>(L"1.234.567", 9), 1);
     EXPECT_EQ(dovrel::literal_cast<long>(L"1234567", 9), 1234567);
     EXPECT_EQ(dovrel::literal_cast<long long>(L"123456789012", 9), 123456789012LL);
+}
+
+TEST(LiteralCast, takesNoMacAddressForOneGroupedNumber)
+{
+    GlobalLocaleScope const grouping(new Grouping(L':', 2));
     dovrel::macaddress_cpp expected;
     expected[0] = 0x12;
-    EXPECT_TRUE(dovrel::literal_cast<dovrel::macaddress_cpp>(L"12:0:0:0:0:0", {}) == expected);
+    expected[1] = 0x34;
+    EXPECT_TRUE(dovrel::literal_cast<dovrel::macaddress_cpp>(L"12:34:00:00:00:00", {}) == expected);
 }
 
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 using dovrel::string;
 using testkit::AllocationCounter;
 
@@ -128,6 +130,20 @@ TEST(StringStorage, replacesTheBlockWhereItIsTooSmallByOneThatFits)
     EXPECT_STREQ(text.c_str(), L"twenty-one characters");
 }
 
+TEST(StringStorage, keepsTheBlockOfAnAppendedText)
+{
+    string text(L"long enough for a block");
+    text += string(L" and then some");
+    std::wstring const content(text.capacity(), L'x');
+    ASSERT_GE(content.length(), 37U);
+    wchar_t const* const block = text.c_str();
+    AllocationCounter const counter;
+    text = content.c_str();
+    EXPECT_EQ(counter.calls(), 0U);
+    EXPECT_EQ(text.c_str(), block);
+    EXPECT_EQ(text.c_str(), content);
+}
+
 TEST(StringStorage, growsFromInsideToTheHeapAtTheEighthCharacter)
 {
     string text;
@@ -148,6 +164,8 @@ TEST(StringStorage, takesNoMoreCharactersThanTheCount)
     EXPECT_EQ(string(L"abcdef", 3).length(), 3U);
     EXPECT_STREQ(string(L"abcdef", 0).c_str(), L"");
     EXPECT_STREQ(string(L"abcdef", 6).c_str(), L"abcdef");
+    EXPECT_EQ(string(L"ab", 3).length(), 2U);
+    EXPECT_EQ(string(L"", 3).length(), 0U);
     EXPECT_EQ(string(L"abcdef", 100).length(), 6U);
     EXPECT_EQ(string(L"abcdef", 0xFFFFFFFE).length(), 6U);
     EXPECT_EQ(string(L"abcdef", 0xFFFFFFFF).length(), 6U);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <latch>
 #include <mutex>
 #include <thread>
 #include <type_traits>
@@ -11,20 +12,26 @@ namespace {
 
 TEST(Mutex, letsOneThreadInAtATime)
 {
+    constexpr int THREADS = 4;
+    constexpr int ROUNDS = 200;
     dovrel::Mutex mutex;
-    long count = 0;
+    std::latch start(THREADS);
+    int count = 0;
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < THREADS; ++i) {
         threads.emplace_back([&] {
-            for (int round = 0; round < 50000; ++round) {
+            start.arrive_and_wait();
+            for (int round = 0; round < ROUNDS; ++round) {
                 std::lock_guard const lock(mutex);
-                ++count;
+                int const before = count;
+                std::this_thread::yield(); // Invites the others to come between.
+                count = before + 1;
             }
         });
     }
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(count, 200000);
+    EXPECT_EQ(count, THREADS * ROUNDS);
 }
 
 TEST(Mutex, isTriedWithoutWaiting)
