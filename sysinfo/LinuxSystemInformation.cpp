@@ -16,11 +16,6 @@ void LinuxSystemInformation::destroy()
     dovrel::deleteUnlessNull(this);
 }
 
-bool LinuxSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const
-{
-    return UNIXSystemInformation::getMemoryInfo(totalKiB, freeKiB);
-}
-
 bool LinuxSystemInformation::getPhysicalDisksInternal(
     std::vector<dovrel::value_ptr<PhysicalDiskInfo>>&) const
 {

@@ -8,14 +8,6 @@ namespace sysinfo {
 
 UNIXSystemInformation::~UNIXSystemInformation() = default;
 
-bool UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const
-{
-    TRACE_SCOPE(
-        "virtual bool sysinfo::UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
-    trace.write(1, "not available in this build");
-    return false;
-}
-
 dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneInfo(
     bool& unavailable) const
 {

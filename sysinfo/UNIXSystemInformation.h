@@ -15,6 +15,11 @@ public:
     UNIXSystemInformation& operator=(UNIXSystemInformation const&) = default;
     ~UNIXSystemInformation() override;
 
+    /**
+     * The kernel's "MemTotal:" and "MemFree:" in KiB; proc(5), /proc/meminfo.
+     *
+     * @return whether both were found; an output whose label was not is left alone.
+     */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
     dovrel::value_ptr<CloneInfo> getCloneInfo(bool& unavailable) const override;
     bool getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>& disks) const override;

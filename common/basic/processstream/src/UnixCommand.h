@@ -1,0 +1,104 @@
+#pragma once
+
+#include "common/basic/export.h"
+#include "common/basic/processstream/src/generic_pstream.h"
+#include "common/basic/processstream/src/process_exception.h"
+
+#include <string>
+#include <sys/types.h>
+
+namespace dovrel {
+
+/**
+ * Puts a terminal in raw mode, cfmakeraw(3): bytes pass as they are, without echo, and a read
+ * returns what is there after at most a tenth of a second.
+ *
+ * @return whether it succeeded; `errno` tells why not.
+ */
+DOVREL_EXPORT bool makeTermRaw(int fd);
+
+/** A descriptor as a pipe; does not own it. */
+class DOVREL_EXPORT UnixPipe : public Pipe {
+public:
+    ~UnixPipe() override;
+
+    void setDescriptor(int fd) { m_fd = fd; }
+
+    /** read(2). The end of the data is also where a terminal's other side has gone (`EIO`). @throws
+     * ProcessException `REASON_PIPE` */
+    int read(char* buf, unsigned len) override;
+
+    /** write(2). @throws ProcessException `REASON_PIPE`, also where there is no room */
+    int write(char const* buf, unsigned len) override;
+
+private:
+    int m_fd = -1;
+};
+
+/**
+ * A shell command that runs under a raw pseudo-terminal of its own, with its error output on a pipe
+ * and with `LANG=C`; pty(7).
+ *
+ * Runs from the end of its constructor. Every descriptor is closed on exec of whatever else the
+ * host starts meanwhile, none has a number below 3, and their numbers stay taken until `destroy`.
+ *
+ * Errors: `ProcessException`. Threads: one object belongs to one thread at a time.
+ */
+class DOVREL_EXPORT UnixCommand : public Command {
+public:
+    /**
+     * Starts `/bin/sh -c` @p command and returns once the child is about to become the shell.
+     *
+     * @throws ProcessException where it cannot be started: reason, `errno` and line of the step
+     * that failed, in the child too. Nothing is left behind then.
+     */
+    explicit UnixCommand(std::string const& command);
+    UnixCommand(UnixCommand const&) = delete;
+    UnixCommand& operator=(UnixCommand const&) = delete;
+
+    /** Closes the terminal and waits up to about a second for the child's end, so that none is left
+     * behind. A child that runs on is not signalled; it then belongs to whoever ends it. */
+    ~UnixCommand() override;
+
+    int uncachedExitCode() override;
+    Pipe& stdInOut() override { return m_stdInOutPipe; }
+    Pipe& stdErr() override { return m_stdErrPipe; }
+
+    /** Closes all descriptors. Does not signal the child. */
+    void destroy();
+
+    /** Closes @p fd unless it is -1, and makes it -1. */
+    static void checkClose(int& fd);
+
+    /** In the child: sets it up and becomes the shell. @return the status to exit with where that
+     * failed. */
+    int weAreChild();
+
+    /** In the child: `weAreChild`, then _exit(2), which leaves the host's exit handlers and buffers
+     * alone. */
+    [[noreturn]] static void runOurChild(UnixCommand* command);
+
+    /** In the child: sends the failure to the parent. @return the status to exit with, 1. */
+    int raiseChildException(ProcessException const& exception);
+
+private:
+    void openTerminal();
+    void awaitChildsWord();
+    int tellParent(char const* text, size_t length);
+    int failInChild(reason_type reason, unsigned line);
+    [[noreturn]] void abandon(reason_type reason, unsigned line);
+    void reap();
+
+    int m_slaveFd = -1;
+    int m_masterFd = -1;
+    int m_errFds[2] = {-1, -1};
+    std::string m_command;
+    pid_t m_pid = -1;
+    UnixPipe m_stdInOutPipe;
+    UnixPipe m_stdErrPipe;
+    int m_statusFds[2] = {-1, -1};
+};
+
+}
+
+extern template class DOVREL_EXPORT pstream_wrapper<dovrel::UnixCommand, void>;

@@ -1,0 +1,154 @@
+#include "common/basic/processstream/src/generic_pstream.h"
+
+#include "common/basic/processstream/src/process_exception.h"
+#include "common/platform/Thread.h"
+
+#include <algorithm>
+#include <locale>
+
+using dovrel::ProcessException;
+
+namespace {
+
+constexpr unsigned ROUND_MS = 10;
+
+}
+
+Pipe::~Pipe() = default;
+
+Command::~Command() = default;
+
+int Command::exitCode(unsigned totalMs, unsigned stepMs)
+{
+    unsigned const step = std::max(stepMs, 1U);
+    unsigned budget = totalMs;
+    while (!m_cached) {
+        try {
+            m_cachedCode = uncachedExitCode();
+            m_cached = true;
+        } catch (ProcessException const& failure) {
+            if (failure.reason() != dovrel::REASON_NOT_EXITED)
+                throw;
+            dovrel::Thread::Sleep(step);
+            budget -= std::min(budget, step);
+            if (budget <= step)
+                throw ProcessException(dovrel::REASON_NOT_EXITED, __LINE__);
+        }
+    }
+    return m_cachedCode;
+}
+
+pipestreambuf::pipestreambuf(Command& command, Pipe& pipe, std::ios_base::openmode mode)
+    : m_command(command), m_pipe(pipe), m_output(BUFFER_SIZE), m_input(BUFFER_SIZE), m_pbsize(128),
+      m_timeout(100), m_mode(mode)
+{
+    setp(m_output.data(), m_output.data() + BUFFER_SIZE - 1);
+    char* const last = m_input.data() + BUFFER_SIZE - 1;
+    setg(last, last, last);
+}
+
+pipestreambuf::~pipestreambuf() = default;
+
+unsigned pipestreambuf::setTimeout(unsigned ms)
+{
+    unsigned const former = m_timeout;
+    m_timeout = ms;
+    return former;
+}
+
+// A refill stays one byte short of the buffer's end, so that it may always begin at the buffer's
+// beginning and nothing is ever moved there to be put back.
+pipestreambuf::int_type pipestreambuf::timed_underflow(size_t ms)
+{
+    if (gptr() < egptr() && *gptr() != '\n')
+        return traits_type::to_int_type(*gptr());
+
+    auto remaining = static_cast<unsigned>(ms);
+    char* const base = m_input.data();
+    for (;;) {
+        int const count = m_pipe.read(base, BUFFER_SIZE - 1);
+        if (count > 0) {
+            setg(base, base, base + count);
+            return traits_type::to_int_type(*base);
+        }
+        if (count < 0 || !wait(remaining))
+            return traits_type::eof();
+    }
+}
+
+bool pipestreambuf::wait(unsigned& remainingMs)
+{
+    if (remainingMs < ROUND_MS)
+        return false;
+    try {
+        m_command.exitCode(ROUND_MS, ROUND_MS);
+        remainingMs = 0;
+    } catch (ProcessException const& failure) {
+        if (failure.reason() == dovrel::REASON_NOT_EXITED) {
+            dovrel::Thread::Sleep(ROUND_MS);
+            remainingMs -= ROUND_MS;
+        } else {
+            remainingMs = 0;
+        }
+    }
+    return true;
+}
+
+bool pipestreambuf::flushInput()
+{
+    unsigned remaining = m_timeout;
+    while (pptr() > pbase()) {
+        auto const pending = static_cast<int>(pptr() - pbase());
+        int const written = m_pipe.write(pbase(), static_cast<unsigned>(pending));
+        if (written < 0 || written > pending)
+            break;
+        pbump(-written);
+        if (pptr() > pbase() && !wait(remaining))
+            return false;
+    }
+    return pptr() == pbase();
+}
+
+pipestreambuf::pos_type pipestreambuf::seekoff(
+    off_type off, std::ios_base::seekdir dir, std::ios_base::openmode which)
+{
+    bool const outputAlone = which == std::ios_base::out;
+    if (dir != std::ios_base::cur || outputAlone || off > 0 || -off > gptr() - eback())
+        return pos_type(off_type(-1));
+    gbump(static_cast<int>(off));
+    return pos_type(off_type(0));
+}
+
+int pipestreambuf::sync()
+{
+    return flushInput() ? 0 : -1;
+}
+
+pipestreambuf::int_type pipestreambuf::underflow()
+{
+    return timed_underflow(m_timeout);
+}
+
+pipestreambuf::int_type pipestreambuf::overflow(int_type c)
+{
+    if (traits_type::eq_int_type(c, traits_type::eof()))
+        return traits_type::eof();
+    bool const full = pptr() == pbase() + BUFFER_SIZE;
+    if (full && !flushInput())
+        return traits_type::eof();
+    *pptr() = traits_type::to_char_type(c);
+    pbump(1);
+    return flushInput() ? c : traits_type::eof();
+}
+
+namespace dovrel {
+
+pstream::pstream(pipestreambuf* buffer) : std::iostream(nullptr)
+{
+    imbue(std::locale::classic()); // Before there is a buffer, as it would be told.
+    rdbuf(buffer);
+}
+
+pstream::~pstream() = default;
+
+}

@@ -1,0 +1,108 @@
+#include "common/basic/processstream/src/process_exception.h"
+
+#include "common/basic/processstream/src/failure_text.h"
+#include "common/basic/text_cast.h"
+
+#include <cassert>
+#include <cerrno>
+#include <charconv>
+
+namespace dovrel {
+
+char const* const ERRORS[REASONS] = {
+    "Failed to create pseudo-terminal: ",
+    "Failed to create pipe: ",
+    "Failed to fork into process: ",
+    "Process has not exited: ",
+    "Failed to construct security descriptor: ",
+    "Failed to interact with console: ",
+    "Failed to find exit status: ",
+};
+
+namespace {
+
+/** Takes the numbers of a child's text one after the other; 0 from the first on that is none. */
+class Numbers {
+public:
+    explicit Numbers(std::string const& text) : m_at(text.data()), m_end(m_at + text.size()) { }
+
+    uint32_t next(uint32_t largest)
+    {
+        while (m_at != m_end && (*m_at == ' ' || (*m_at >= '\t' && *m_at <= '\r')))
+            ++m_at;
+        uint32_t number = 0;
+        auto const [behind, error] = std::from_chars(m_at, m_end, number);
+        if (error != std::errc() || number > largest) {
+            m_at = m_end;
+            return 0;
+        }
+        m_at = behind;
+        return number;
+    }
+
+private:
+    char const* m_at;
+    char const* m_end;
+};
+
+}
+
+FailureText::FailureText(reason_type reason, unsigned line, int code) noexcept
+{
+    append(reason);
+    m_text[m_length++] = ' ';
+    append(line);
+    m_text[m_length++] = ' ';
+    append(static_cast<uint32_t>(code));
+}
+
+void FailureText::append(uint32_t number) noexcept
+{
+    char* const end = std::to_chars(m_text + m_length, m_text + sizeof m_text, number).ptr;
+    m_length = static_cast<size_t>(end - m_text);
+}
+
+ProcessException::ProcessException(reason_type reason, unsigned line)
+    : m_reason(reason), m_code(errno), m_line(line)
+{
+    initCode(m_code);
+}
+
+ProcessException::~ProcessException() = default;
+
+char const* ProcessException::what() const noexcept
+{
+    return m_message.c_str();
+}
+
+void ProcessException::initCode(int code)
+{
+    m_code = code;
+    m_message = m_reason < REASONS ? ERRORS[m_reason] : "";
+    m_message += static_cast<char const*>(str_cast(code));
+    if (m_line != 0) {
+        m_message += " at line ";
+        m_message += static_cast<char const*>(str_cast(m_line));
+    }
+}
+
+std::string ProcessException::serialize() const
+{
+    FailureText const wire(m_reason, m_line, m_code);
+    std::string result(wire.text(), wire.length());
+    assert(result.size() < ProcessException::SERIALIZED_SIZE);
+    return result;
+}
+
+ProcessException ProcessException::deserialize(std::string const& text)
+{
+    Numbers numbers(text.size() > SERIALIZED_SIZE ? std::string() : text);
+    auto const reason = static_cast<reason_type>(numbers.next(REASONS - 1));
+    uint32_t const line = numbers.next(UINT32_MAX);
+    uint32_t const code = numbers.next(UINT32_MAX);
+    ProcessException exception(reason, line);
+    exception.initCode(static_cast<int>(code));
+    return exception;
+}
+
+}
