@@ -16,18 +16,6 @@ void LinuxSystemInformation::destroy()
     dovrel::deleteUnlessNull(this);
 }
 
-bool LinuxSystemInformation::getPhysicalDisksInternal(
-    std::vector<dovrel::value_ptr<PhysicalDiskInfo>>&) const
-{
-    TRACE_SCOPE(
-        "virtual bool sysinfo::LinuxSystemInformation::getPhysicalDisksInternal("
-        "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo>, "
-        "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo> > >&) "
-        "const");
-    trace.write(1, "not available in this build");
-    return false;
-}
-
 bool LinuxSystemInformation::getNetworksInternal(std::vector<dovrel::value_ptr<NetworkInfo>>&) const
 {
     TRACE_SCOPE("virtual bool sysinfo::LinuxSystemInformation::getNetworksInternal("

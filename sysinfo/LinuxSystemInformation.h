@@ -7,6 +7,8 @@ namespace sysinfo {
 /** What Linux tells: the one concrete service class. */
 class DOVREL_EXPORT LinuxSystemInformation : public UNIXSystemInformation {
 public:
+    class LinuxPhysicalDiskInfo;
+
     LinuxSystemInformation() = default;
     LinuxSystemInformation(LinuxSystemInformation const&) = default;
     LinuxSystemInformation& operator=(LinuxSystemInformation const&) = default;
@@ -28,9 +30,52 @@ public:
      * of a second after its output; the outputs are set as far as they were known.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
+    /**
+     * The whole disks of /proc/partitions (proc(5)) in its order, without USB storage.
+     *
+     * @return false, with @p disks untouched, where the file cannot be opened.
+     */
     bool getPhysicalDisksInternal(
         std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const override;
     bool getNetworksInternal(std::vector<dovrel::value_ptr<NetworkInfo>>& adapters) const override;
+};
+
+/** A physical disk. */
+class DOVREL_EXPORT LinuxSystemInformation::LinuxPhysicalDiskInfo
+    : public SystemInformation::PhysicalDiskInfo {
+public:
+    /**
+     * Asks the device for its sector size and looks for its persistent name in /dev/disk/by-id.
+     *
+     * @param name the kernel's name, without "/dev/".
+     * @param blocks the disk's figure in /proc/partitions.
+     */
+    LinuxPhysicalDiskInfo(dovrel::string const& name, uint64_t blocks, unsigned int partitions);
+    ~LinuxPhysicalDiskInfo() override;
+
+    /** One line, with a blank at its end: `sda (DISK_MODEL_1) 512000 bytes in  2 partitions `. */
+    dovrel::string toString() const override;
+
+    dovrel::string getDiskID() const override { return m_name; }
+    unsigned int getDiskNumberOfPartitions() const override { return m_partitions; }
+
+    /** Kept: blocks times logical sector size (`BLKSSZGET`), though the blocks are of 1,024 bytes:
+     * half the size of a disk with sectors of 512 bytes, four times that of one with 4,096. 0 where
+     * the device did not tell its sectors. */
+    uint64_t getDiskTotalSizeInBytes() const override { return m_blocks * m_sectorSize; }
+
+    /** @return the persistent name without its bus, `MODEL_SERIAL`; empty where there is none. */
+    dovrel::string getDiskCaption() const override { return m_caption; }
+
+    void destroy() override;
+    PhysicalDiskInfo* clone() const override;
+
+private:
+    dovrel::string m_name;
+    uint64_t m_blocks;
+    uint64_t m_sectorSize;
+    dovrel::string m_caption;
+    unsigned int m_partitions;
 };
 
 }

@@ -1,6 +1,6 @@
+#include "common/basic/SourceFile.h"
 #include "common/basic/text_cast.h"
 #include "common/platform/trace.h"
-#include "sysinfo/SourceFile.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/proc_stat.h"
 
@@ -27,7 +27,7 @@ unsigned int readSpeedInMHZ(unsigned int index, char const* file)
         return 0;
 
     constexpr unsigned int KHZ_PER_MHZ = 1000;
-    SourceFile text(narrowPath);
+    dovrel::SourceFile text(narrowPath);
     unsigned int kilohertz = 0;
     // The kernel writes "<unknown>" where the driver cannot tell.
     return text >> kilohertz ? kilohertz / KHZ_PER_MHZ : 0;
@@ -108,7 +108,7 @@ bool UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int& idle, unsign
 {
     TRACE_SCOPE("bool sysinfo::UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int&, "
                 "unsigned int&) const");
-    SourceFile file("/proc/stat");
+    dovrel::SourceFile file("/proc/stat");
     if (!file) {
         trace.write(1, "Failed to read: /proc/stat");
         return false;

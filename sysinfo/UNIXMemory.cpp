@@ -1,5 +1,5 @@
+#include "common/basic/SourceFile.h"
 #include "common/platform/trace.h"
-#include "sysinfo/SourceFile.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/proc_meminfo.h"
 
@@ -9,7 +9,7 @@ bool UNIXSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB)
 {
     TRACE_SCOPE(
         "virtual bool sysinfo::UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
-    SourceFile file("/proc/meminfo");
+    dovrel::SourceFile file("/proc/meminfo");
     KernelMemory const memory = readKernelMemory(file);
     if (memory.total) {
         totalKiB = *memory.total;

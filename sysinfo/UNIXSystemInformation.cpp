@@ -1,32 +1,12 @@
 #include "sysinfo/UNIXSystemInformation.h"
 
+#include "common/basic/SourceFile.h"
 #include "common/platform/trace.h"
-#include "sysinfo/SourceFile.h"
 #include "sysinfo/proc_stat.h"
 
 namespace sysinfo {
 
 UNIXSystemInformation::~UNIXSystemInformation() = default;
-
-dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneInfo(
-    bool& unavailable) const
-{
-    TRACE_SCOPE("virtual dovrel::value_ptr<sysinfo::SystemInformation::CloneInfo> "
-                "sysinfo::UNIXSystemInformation::getCloneInfo(bool&) const");
-    trace.write(1, "not available in this build");
-    unavailable = true;
-    return {};
-}
-
-bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>&) const
-{
-    TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getDisksInternal("
-                "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo>, "
-                "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo> > >&) "
-                "const");
-    trace.write(1, "not available in this build");
-    return false;
-}
 
 dovrel::string UNIXSystemInformation::getLastError() const
 {
@@ -40,7 +20,7 @@ bool UNIXSystemInformation::getCPUsInternal(
         "virtual bool sysinfo::UNIXSystemInformation::getCPUsInternal("
         "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo>, "
         "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo> > >&) const");
-    SourceFile file("/proc/stat");
+    dovrel::SourceFile file("/proc/stat");
     if (!file) {
         trace.write(1, "Failed to open: /proc/stat");
         return false;

@@ -2,13 +2,34 @@
 
 #include "sysinfo/SystemInformation.h"
 
+#include <set>
+#include <string>
+#include <vector>
+
+namespace boost::filesystem {
+class path;
+}
+
 namespace sysinfo {
+
+/**
+ * The whole disks under a device: kernel names, without "/dev/".
+ *
+ * A device-mapper node is looked up in /dev/mapper and its volume group in the output of
+ * `pvdisplay -c`; any other device directly under /dev is cut before its trailing digits.
+ *
+ * @param device a canonical path.
+ * @throws boost::filesystem::filesystem_error where /dev/mapper cannot be walked.
+ */
+DOVREL_EXPORT std::set<std::string> getRootDevices(boost::filesystem::path const& device);
 
 /** What any UNIX can tell. Abstract: the operating system's own class adds disks, adapters and
  * `clone`. */
 class DOVREL_EXPORT UNIXSystemInformation : public SystemInformation {
 public:
     class UNIXCPUInfo;
+    class UNIXCloneInfo;
+    class UNIXDiskInfo;
 
     UNIXSystemInformation() = default;
     UNIXSystemInformation(UNIXSystemInformation const&) = default;
@@ -21,7 +42,23 @@ public:
      * @return whether both were found; an output whose label was not is left alone.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
+    /**
+     * What the engine has written to /etc/dovrel/status.ini, with the percentage of /tmp/percent
+     * where there is one.
+     *
+     * A status below 5000 gives a record without counters; 5000 is shown as 5500 where the operator
+     * has answered "FinalSync" in /etc/dovrel/DRAnswer.ini, whatever the answer. Times are local,
+     * mktime(3). The cause of a missing file is traced once, until it changes.
+     */
     dovrel::value_ptr<CloneInfo> getCloneInfo(bool& unavailable) const override;
+    /**
+     * The mount points of block devices in /proc/mounts (proc(5)), in byte order, each with the
+     * physical disks beneath it.
+     *
+     * @return false, with @p disks untouched, where /proc/mounts or the physical disks cannot be
+     * read.
+     * @throws boost::filesystem::filesystem_error as `getRootDevices` does.
+     */
     bool getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>& disks) const override;
     dovrel::string getLastError() const override;
 
@@ -79,6 +116,91 @@ public:
 
 private:
     unsigned int m_index;
+};
+
+/** A snapshot of a recovery. */
+class DOVREL_EXPORT UNIXSystemInformation::UNIXCloneInfo : public SystemInformation::CloneInfo {
+public:
+    /** Times are seconds since the epoch, sizes MB of 1,048,576 bytes, @p throughput MB per second,
+     * @p operationProgress percent. */
+    UNIXCloneInfo(unsigned int operationID, unsigned int failedOperationID,
+        unsigned int operationProgress, unsigned int totalFiles, unsigned int totalMBytes,
+        unsigned int filesDone, unsigned int mbytesDone, long recoverStartTime, long recoverEndTime,
+        long restoreStartTime, long restoreEndTime, double throughput, dovrel::string lastError);
+    ~UNIXCloneInfo() override;
+
+    /** One line: `Progress: 10 / 200 operation = 5000`. */
+    dovrel::string toString() const override;
+
+    unsigned int getOperationID() const override { return m_operationID; }
+    unsigned int getFailedOperationID() const override { return m_failedOperationID; }
+    unsigned int getOperationProgress() const override { return m_operationProgress; }
+    unsigned int getTotalFiles() const override { return m_totalFiles; }
+    unsigned int getTotalMBytes() const override { return m_totalMBytes; }
+    unsigned int getFilesDone() const override { return m_filesDone; }
+    unsigned int getMBytesDone() const override { return m_mbytesDone; }
+    long getRecoverStartTime() const override { return m_recoverStartTime; }
+    long getRecoverEndTime() const override { return m_recoverEndTime; }
+    long getRestoreStartTime() const override { return m_restoreStartTime; }
+    long getRestoreEndTime() const override { return m_restoreEndTime; }
+    double getThroughput() const override { return m_throughput; }
+    dovrel::string getLastError() const override { return m_lastError; }
+
+    void destroy() override;
+    CloneInfo* clone() const override;
+
+private:
+    unsigned int m_operationID;
+    unsigned int m_failedOperationID;
+    unsigned int m_operationProgress;
+    unsigned int m_totalFiles;
+    unsigned int m_totalMBytes;
+    unsigned int m_filesDone;
+    unsigned int m_mbytesDone;
+    long m_recoverStartTime;
+    long m_recoverEndTime;
+    long m_restoreStartTime;
+    long m_restoreEndTime;
+    double m_throughput;
+    dovrel::string m_lastError;
+};
+
+/** A mounted filesystem. */
+class DOVREL_EXPORT UNIXSystemInformation::UNIXDiskInfo : public SystemInformation::DiskInfo {
+public:
+    /**
+     * Asks the filesystem for its size; statvfs(3).
+     *
+     * @param name the mount point. @param parents the disks beneath, which are copied.
+     */
+    UNIXDiskInfo(dovrel::string const& name,
+        std::vector<dovrel::value_ptr<PhysicalDiskInfo>> const& parents);
+    ~UNIXDiskInfo() override;
+
+    /** One line: `/boot 80000/100000 across 1 disks`, free and total bytes. */
+    dovrel::string toString() const override;
+
+    dovrel::string getDiskName() const override { return m_name; }
+    std::vector<dovrel::value_ptr<PhysicalDiskInfo>> getParentDisks() const override
+    {
+        return m_parents;
+    }
+
+    /** @return blocks times preferred block size, 32 bits of each, as they were when the record was
+     * made; 0 where the filesystem could not be asked. */
+    uint64_t getDiskSizeInBytes() const override { return m_sizeInBytes; }
+
+    /** Asks anew on every call. @return the blocks that are free to the superuser, times the
+     * preferred block size; 0 where the filesystem cannot be asked. */
+    uint64_t getDiskFreeInBytes() const override;
+
+    void destroy() override;
+    DiskInfo* clone() const override;
+
+private:
+    dovrel::string m_name;
+    uint64_t m_sizeInBytes;
+    std::vector<dovrel::value_ptr<PhysicalDiskInfo>> m_parents;
 };
 
 }

@@ -4,26 +4,31 @@
 #include <streambuf>
 #include <sys/types.h>
 
-namespace sysinfo {
+namespace dovrel {
+
+/** Which files count as a source; any other cannot be opened. */
+enum class SourceKind { any, regular };
 
 /** Reads a file's bytes as they are; a read that fails ends the text. */
 class SourceFileBuffer : public std::streambuf {
 public:
-    explicit SourceFileBuffer(char const* path);
+    SourceFileBuffer(char const* path, SourceKind kind);
     SourceFileBuffer(SourceFileBuffer const&) = delete;
     SourceFileBuffer& operator=(SourceFileBuffer const&) = delete;
     ~SourceFileBuffer() override;
 
     bool isOpen() const { return m_descriptor >= 0; }
+    int readError() const { return m_readError; }
 
 protected:
     int_type underflow() override;
     std::streamsize xsgetn(char* out, std::streamsize count) override;
 
 private:
-    ssize_t readSome(char* out, size_t count) const;
+    ssize_t readSome(char* out, size_t count);
 
-    int m_descriptor;
+    int m_descriptor = -1;
+    int m_readError = 0;
     char m_buffer[1024];
 };
 
@@ -32,12 +37,16 @@ private:
  *
  * Unlike std::ifstream its descriptor is close-on-exec from birth, so that a child which another
  * thread of the host starts meanwhile does not inherit it; a terminal under that name does not
- * become the host's; a read that a signal interrupts goes on; and numbers are read with the classic
- * locale. False where the file cannot be opened.
+ * become the host's; a FIFO that nobody writes to does not hold the caller; a read that a signal
+ * interrupts goes on; and numbers are read with the classic locale. False where the file cannot be
+ * opened; `errno` tells why.
  */
 class SourceFile : public std::istream {
 public:
-    explicit SourceFile(char const* path);
+    explicit SourceFile(char const* path, SourceKind kind = SourceKind::any);
+
+    /** @return the `errno` of the read that failed and so ended the text; 0 where none did. */
+    int readError() const { return m_buffer.readError(); }
 
 private:
     SourceFileBuffer m_buffer;

@@ -1,20 +1,29 @@
-#include "sysinfo/SourceFile.h"
+#include "common/basic/SourceFile.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <locale>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
-namespace sysinfo {
+namespace dovrel {
 
 // cppcheck-suppress uninitMemberVar ; the buffer is written before it is read
-SourceFileBuffer::SourceFileBuffer(char const* path)
+SourceFileBuffer::SourceFileBuffer(char const* path, SourceKind kind)
 {
     do
-        m_descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
+        m_descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     while (m_descriptor < 0 && errno == EINTR);
+    // What is looked at is the file that was opened: by its name it may be another by now.
+    struct stat status;
+    if (m_descriptor >= 0 && kind == SourceKind::regular
+        && (::fstat(m_descriptor, &status) != 0 || !S_ISREG(status.st_mode))) {
+        ::close(std::exchange(m_descriptor, -1));
+        errno = EINVAL;
+    }
 }
 
 SourceFileBuffer::~SourceFileBuffer()
@@ -23,12 +32,14 @@ SourceFileBuffer::~SourceFileBuffer()
         ::close(m_descriptor);
 }
 
-ssize_t SourceFileBuffer::readSome(char* out, size_t count) const
+ssize_t SourceFileBuffer::readSome(char* out, size_t count)
 {
     ssize_t got = -1;
     do
         got = ::read(m_descriptor, out, count);
     while (got < 0 && errno == EINTR);
+    if (got < 0 && m_readError == 0)
+        m_readError = errno;
     return got;
 }
 
@@ -59,7 +70,8 @@ std::streamsize SourceFileBuffer::xsgetn(char* out, std::streamsize count)
     return done;
 }
 
-SourceFile::SourceFile(char const* path) : std::istream(nullptr), m_buffer(path)
+SourceFile::SourceFile(char const* path, SourceKind kind)
+    : std::istream(nullptr), m_buffer(path, kind)
 {
     rdbuf(&m_buffer);
     imbue(std::locale::classic());

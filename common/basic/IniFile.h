@@ -1,0 +1,94 @@
+#pragma once
+
+#include "common/basic/export.h"
+#include "common/basic/ini_entries.h"
+#include "common/basic/wide_string.h"
+
+#include <cstddef>
+#include <istream>
+#include <ostream>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace dovrel {
+
+/**
+ * An INI file, read once and as a whole by its constructor and never written.
+ *
+ * A line is a heading `[section]`, whose "]" may be missing, or `key = value`; anything else is
+ * ignored. A ";" begins a comment wherever it stands, within quotes too. One pair of quotes around
+ * a value is taken off. The first assignment of a key in a section wins. Sections and keys are
+ * looked up without regard to case, towlower(3); texts are in the locale's encoding.
+ *
+ * Errors: a file that cannot be read gives an empty reader; see `savedError` and `errorText`. No
+ * look-up fails. Threads: after construction any number may look up at once.
+ */
+class DOVREL_EXPORT IniFile {
+public:
+    /** Files of more bytes are not read. */
+    static constexpr size_t LARGEST_FILE = size_t{64} << 20;
+
+    /**
+     * @param mustExist whether a missing file is an error.
+     * @param mayBeMissing whether a missing file is none; counts only where @p mustExist is false.
+     * @param third has no effect.
+     * @throws std::bad_alloc
+     */
+    IniFile(string const& path, bool mustExist, bool mayBeMissing, bool third);
+
+    /** Copies the entries, but not the error. */
+    IniFile(IniFile const& other);
+    IniFile& operator=(IniFile const&) = delete;
+    ~IniFile();
+
+    /** @return whether the section has an entry. */
+    bool SectionExists(string const& section) const;
+
+    /** @return whether the key is there; @p out is left alone where it is not. */
+    bool lookupString(string const& section, string const& key, string& out) const;
+
+    string ReadString(string const& section, string const& key, string const& fallback) const;
+
+    /** The value as `literal_cast` reads it: decimal, what follows the number ignored. */
+    long ReadInt(string const& section, string const& key, long const& fallback) const;
+
+    /** @return true for "true", in any case, and "1"; false for any other value. */
+    bool ReadBool(string const& section, string const& key, bool const& fallback) const;
+
+    /** The sections that have entries, as they are written: one that is written in two ways is
+     * there twice. */
+    std::set<string> ReadSectionNames() const;
+
+    /** @return `key=value` for each of the section's entries, in the order of the keys. */
+    std::vector<string> ReadSectionValues(string const& section) const;
+
+    /** Writes the entries for people: those of section @p name, or all where it is "*". */
+    void Dump(std::ostream& os, string const& name) const;
+
+    /** @return the number of entries. */
+    size_t size() const { return m_entries.size(); }
+
+    /** @return the `errno` of the first failure while reading, 0 for none. */
+    int savedError() const { return m_savedError; }
+
+    /** @return what went wrong, empty where nothing did. */
+    string errorText() const { return m_errorText; }
+
+private:
+    void read(std::istream& file);
+    void readIniLine(std::string_view& section, std::string_view line);
+    bool storeData(std::string_view section, std::string_view key, std::string_view value);
+    void fail(int error, wchar_t const* what);
+
+    string m_path;
+    IniEntries m_entries;
+    bool m_mustExist;
+    bool m_mayBeMissing;
+    [[maybe_unused]] bool m_third;
+    int m_savedError = 0;
+    string m_errorText;
+};
+
+}

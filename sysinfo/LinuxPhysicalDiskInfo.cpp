@@ -1,0 +1,144 @@
+#include "common/basic/SourceFile.h"
+#include "common/basic/handle.h"
+#include "common/basic/text_cast.h"
+#include "common/platform/trace.h"
+#include "sysinfo/LinuxSystemInformation.h"
+#include "sysinfo/proc_partitions.h"
+
+#include <boost/filesystem.hpp>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+using dovrel::string;
+
+namespace sysinfo {
+
+namespace {
+
+/** <scsi/scsi_ioctl.h> of the kernel; answers with an `int`. */
+constexpr unsigned long GET_SCSI_BUS_NUMBER = 0x5386;
+
+/** @return the opened device, -1 where it cannot be opened. A drive without a medium, or whose
+ * controller is gone, does not hold the caller. */
+int openDevice(string const& path)
+{
+    int fd = -1;
+    do
+        fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    while (fd == -1 && errno == EINTR);
+    return fd;
+}
+
+bool isUSBStorage(string const& path)
+{
+    int const fd = openDevice(path);
+    auto const owner = dovrel::autohandle(fd, ::close);
+    int bus = 0;
+    if (fd == -1 || ::ioctl(fd, GET_SCSI_BUS_NUMBER, &bus) != 0)
+        return false;
+    string const known = dovrel::str_cast(bus, string(L"/proc/scsi/usb-storage/"));
+    return ::access(known, F_OK) == 0;
+}
+
+/** @return the device's name among the persistent ones, empty where it has none. The names of the
+ * "wwn" family say nothing to people. */
+string findPersistentName(char const* device)
+{
+    namespace fs = boost::filesystem;
+    fs::path canonicalDevice;
+    for (fs::directory_entry const& link : fs::directory_iterator("/dev/disk/by-id/")) {
+        std::string const name = link.path().filename().string();
+        if (name.starts_with("wwn"))
+            continue;
+        fs::path const target = fs::canonical(link.path());
+        if (canonicalDevice.empty())
+            canonicalDevice = fs::canonical(device);
+        if (target == canonicalDevice)
+            return name;
+    }
+    return {};
+}
+
+/** `ata-MODEL_SERIAL` without the bus. */
+string withoutBus(string const& name)
+{
+    std::wstring const text = name.c_str();
+    return text.substr(text.find(L'-') + 1).c_str();
+}
+
+}
+
+LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
+    string const& name, uint64_t blocks, unsigned int partitions)
+    : m_name(name), m_blocks(blocks), m_sectorSize(0), m_partitions(partitions)
+{
+    TRACE_SCOPE("sysinfo::LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo("
+                "const dovrel::string&, uint64_t, unsigned int)");
+    string const path = string(L"/dev/") + m_name;
+    int const fd = openDevice(path);
+    auto const owner = dovrel::autohandle(fd, ::close);
+    int sectorSize = 0;
+    if (fd != -1 && ::ioctl(fd, BLKSSZGET, &sectorSize) == 0)
+        m_sectorSize = static_cast<uint64_t>(sectorSize);
+    try {
+        m_caption = withoutBus(findPersistentName(path));
+    } catch (boost::filesystem::filesystem_error const&) {
+        // Kept: a folder that is missing and a link that leads nowhere leave the disk without a
+        // caption.
+    }
+}
+
+LinuxSystemInformation::LinuxPhysicalDiskInfo::~LinuxPhysicalDiskInfo() = default;
+
+string LinuxSystemInformation::LinuxPhysicalDiskInfo::toString() const
+{
+    return m_name + L" (" + m_caption + L") "
+        + dovrel::str_cast<unsigned long long>(getDiskTotalSizeInBytes()) + L" bytes in  "
+        + dovrel::str_cast(m_partitions) + L" partitions ";
+}
+
+void LinuxSystemInformation::LinuxPhysicalDiskInfo::destroy()
+{
+    dovrel::deleteUnlessNull(this);
+}
+
+SystemInformation::PhysicalDiskInfo* LinuxSystemInformation::LinuxPhysicalDiskInfo::clone() const
+{
+    return new LinuxPhysicalDiskInfo(*this);
+}
+
+bool LinuxSystemInformation::getPhysicalDisksInternal(
+    std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const
+{
+    TRACE_SCOPE(
+        "virtual bool sysinfo::LinuxSystemInformation::getPhysicalDisksInternal("
+        "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo>, "
+        "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo> > >&) "
+        "const");
+    dovrel::SourceFile file("/proc/partitions");
+    if (!file) {
+        trace.write(1, "Failed to open: /proc/partitions");
+        return false;
+    }
+    auto const partitionFound = [&](std::string const& name) {
+        trace.write(3, "Partition: %s", name);
+    };
+    auto const diskFound = [&](DiskEntry const& disk) {
+        string const name = disk.name;
+        if (isUSBStorage(string(L"/dev/") + name)) {
+            trace.write(3, "Found (and ignoring) usb disk: /dev/%s", name);
+            return;
+        }
+        trace.write(3, "Found disk: /dev/%s", name);
+        disks.emplace_back(new LinuxPhysicalDiskInfo(name, disk.blocks, disk.partitions));
+    };
+    readPartitions(file, partitionFound, diskFound);
+    trace.write(3, "Returning: %d disks", disks.size());
+    return true;
+}
+
+}

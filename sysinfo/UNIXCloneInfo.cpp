@@ -1,0 +1,177 @@
+#include "common/basic/IniFile.h"
+#include "common/basic/SourceFile.h"
+#include "common/basic/text_cast.h"
+#include "common/platform/trace.h"
+#include "sysinfo/UNIXSystemInformation.h"
+#include "sysinfo/recovery_status.h"
+
+#include <atomic>
+#include <ctime>
+
+using dovrel::IniFile;
+using dovrel::string;
+
+namespace sysinfo {
+
+namespace {
+
+enum Operation : int { IDLE = 1000, RESTORE = 5000, FINAL_SYNC = 5500 };
+
+bool isLoaded(IniFile const& file)
+{
+    return file.savedError() == 0 && file.errorText().empty();
+}
+
+/** The text's local time as mktime(3) has it. Kept: an empty or odd text gives the time of a
+ * broken-down time that was zeroed, and filled as far as strptime(3) came. */
+long toTime(string const& text)
+{
+    tm brokenDown{};
+    ::strptime(text, "%d-%m-%Y %H:%M:%S", &brokenDown);
+    return static_cast<long>(::mktime(&brokenDown));
+}
+
+/** Tells a cause from the one that was seen before it. */
+class LastCause {
+public:
+    /** @return whether @p code differs from the one before. */
+    bool changesTo(int code)
+    {
+        uint32_t hash = 0;
+        string const text = dovrel::str_cast(code);
+        for (char const* at = text; *at != '\0'; ++at)
+            hash = hash * 101 + static_cast<uint32_t>(static_cast<signed char>(*at));
+        return m_hash.exchange(hash, std::memory_order_relaxed) != hash;
+    }
+
+private:
+    std::atomic<uint32_t> m_hash{0};
+};
+
+/** Kept: that the operator has answered is what counts, not the answer. */
+bool wantsFinalSync(IniFile const& answers)
+{
+    return isLoaded(answers) && !answers.ReadString(L"AdvancedOptions", L"FinalSync", L"").empty();
+}
+
+int64_t readCounter(IniFile const& status, wchar_t const* key)
+{
+    string text;
+    constexpr long long MISSING = -1;
+    return status.lookupString(L"RestoreStatus", key, text)
+        ? dovrel::literal_cast<long long>(text, MISSING)
+        : MISSING;
+}
+
+/** The engine's own figure takes the place of the computed one. Anybody may write to /tmp, so
+ * whatever is no regular file, and might hold the reader for ever, counts as unreadable. */
+std::optional<int> readPercentage()
+{
+    dovrel::SourceFile file("/tmp/percent", dovrel::SourceKind::regular);
+    int percentage = -1;
+    if (file >> percentage && percentage >= 0 && percentage <= 100)
+        return percentage;
+    return std::nullopt;
+}
+
+}
+
+UNIXSystemInformation::UNIXCloneInfo::UNIXCloneInfo(unsigned int operationID,
+    unsigned int failedOperationID, unsigned int operationProgress, unsigned int totalFiles,
+    unsigned int totalMBytes, unsigned int filesDone, unsigned int mbytesDone,
+    long recoverStartTime, long recoverEndTime, long restoreStartTime, long restoreEndTime,
+    double throughput, string lastError)
+    : m_operationID(operationID), m_failedOperationID(failedOperationID),
+      m_operationProgress(operationProgress), m_totalFiles(totalFiles), m_totalMBytes(totalMBytes),
+      m_filesDone(filesDone), m_mbytesDone(mbytesDone), m_recoverStartTime(recoverStartTime),
+      m_recoverEndTime(recoverEndTime), m_restoreStartTime(restoreStartTime),
+      m_restoreEndTime(restoreEndTime), m_throughput(throughput), m_lastError(std::move(lastError))
+{
+}
+
+UNIXSystemInformation::UNIXCloneInfo::~UNIXCloneInfo() = default;
+
+string UNIXSystemInformation::UNIXCloneInfo::toString() const
+{
+    return L"Progress: " + dovrel::str_cast(m_filesDone) + L" / " + dovrel::str_cast(m_totalFiles)
+        + L" operation = " + dovrel::str_cast(m_operationID);
+}
+
+void UNIXSystemInformation::UNIXCloneInfo::destroy()
+{
+    dovrel::deleteUnlessNull(this);
+}
+
+SystemInformation::CloneInfo* UNIXSystemInformation::UNIXCloneInfo::clone() const
+{
+    return new UNIXCloneInfo(*this);
+}
+
+dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneInfo(
+    bool& unavailable) const
+{
+    TRACE_SCOPE("virtual dovrel::value_ptr<sysinfo::SystemInformation::CloneInfo> "
+                "sysinfo::UNIXSystemInformation::getCloneInfo(bool&) const");
+    unavailable = true;
+    IniFile const status(L"/etc/dovrel/status.ini", true, false, false);
+    IniFile const answers(L"/etc/dovrel/DRAnswer.ini", true, false, false);
+    if (!isLoaded(status)) {
+        // A client polls: the same cause is told once.
+        static LastCause lastCause;
+        if (lastCause.changesTo(status.savedError()))
+            trace.write(
+                1, "Failed to open status.ini. %s: %d", status.errorText(), status.savedError());
+        return {};
+    }
+
+    using Record = dovrel::value_ptr<CloneInfo>;
+    long const recoverStart = toTime(status.ReadString(L"main", L"RecoverStart", L""));
+    long const recoverEnd = toTime(status.ReadString(L"main", L"RecoverEnd", L""));
+    long const now = static_cast<long>(::time(nullptr));
+    string const statusText = status.ReadString(L"Main", L"Status", L"");
+    if (statusText.empty()) {
+        trace.write(1, "Failed to read \"Status\" from status.ini");
+        return {};
+    }
+    int code = dovrel::literal_cast<int>(statusText, 0);
+    if (code == IDLE)
+        trace.write(5, "Idle state encountered");
+    if (code < RESTORE) {
+        unavailable = false;
+        return Record(new UNIXCloneInfo(static_cast<unsigned int>(code), 0, 0, 0, 0, 0, 0,
+            recoverStart, recoverEnd, 0, now, 0.0, L""));
+    }
+    if (code == RESTORE && wantsFinalSync(answers))
+        code = FINAL_SYNC;
+
+    long const restoreStart = toTime(status.ReadString(L"main", L"RestoreStart", L""));
+    string const restoreEndText = status.ReadString(L"main", L"RestoreEnd", L"");
+    long const restoreEnd = restoreEndText.empty() ? now : toTime(restoreEndText);
+
+    RestoreCounters counters;
+    counters.totalFiles = readCounter(status, L"TotalFiles");
+    counters.filesDone = readCounter(status, L"FilesDone");
+    counters.totalBytes = readCounter(status, L"TotalBytes");
+    counters.bytesDone = readCounter(status, L"BytesDone");
+    trace.write(5, "Read: %d / %d and %d / %d", counters.totalFiles, counters.filesDone,
+        counters.totalBytes, counters.bytesDone);
+
+    RestoreMetrics metrics = restoreMetrics(counters, ::difftime(restoreEnd, restoreStart));
+    if (std::optional<int> const told = readPercentage())
+        metrics.percentage = *told;
+    trace.write(5, "Calculated metrics. Done %d/%d files, %d/%d MB, percentage: %d",
+        counters.filesDone, metrics.totalFiles, metrics.doneMB, metrics.totalMB,
+        metrics.percentage);
+    trace.write(5, "Average throughput: %d MB/s", metrics.throughput);
+
+    unavailable = false;
+    // Hosts know these as 32 bits: what is more wraps.
+    return Record(new UNIXCloneInfo(static_cast<unsigned int>(code), 0,
+        static_cast<unsigned int>(metrics.percentage),
+        static_cast<unsigned int>(metrics.totalFiles), static_cast<unsigned int>(metrics.totalMB),
+        static_cast<unsigned int>(counters.filesDone), static_cast<unsigned int>(metrics.doneMB),
+        recoverStart, recoverEnd, restoreStart, restoreEnd,
+        static_cast<unsigned int>(metrics.throughput), L""));
+}
+
+}

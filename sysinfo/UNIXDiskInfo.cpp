@@ -1,0 +1,84 @@
+#include "common/basic/SourceFile.h"
+#include "common/basic/text_cast.h"
+#include "common/platform/trace.h"
+#include "sysinfo/UNIXSystemInformation.h"
+#include "sysinfo/proc_mounts.h"
+
+#include <boost/filesystem.hpp>
+
+#include <sys/statvfs.h>
+
+using dovrel::string;
+
+namespace sysinfo {
+
+UNIXSystemInformation::UNIXDiskInfo::UNIXDiskInfo(
+    string const& name, std::vector<dovrel::value_ptr<PhysicalDiskInfo>> const& parents)
+    : m_name(name), m_sizeInBytes(0), m_parents(parents)
+{
+    struct statvfs status;
+    // Kept: 32 bits of each, scaled by the preferred block size.
+    if (::statvfs(m_name, &status) == 0)
+        m_sizeInBytes = uint64_t{static_cast<uint32_t>(status.f_blocks)}
+            * static_cast<uint32_t>(status.f_bsize);
+}
+
+UNIXSystemInformation::UNIXDiskInfo::~UNIXDiskInfo() = default;
+
+string UNIXSystemInformation::UNIXDiskInfo::toString() const
+{
+    return m_name + L" " + dovrel::str_cast<unsigned long long>(getDiskFreeInBytes()) + L"/"
+        + dovrel::str_cast<unsigned long long>(m_sizeInBytes) + L" across "
+        + dovrel::str_cast(static_cast<unsigned int>(m_parents.size())) + L" disks";
+}
+
+uint64_t UNIXSystemInformation::UNIXDiskInfo::getDiskFreeInBytes() const
+{
+    struct statvfs status;
+    if (::statvfs(m_name, &status) != 0)
+        return 0;
+    return uint64_t{status.f_bfree} * uint64_t{status.f_bsize};
+}
+
+void UNIXSystemInformation::UNIXDiskInfo::destroy()
+{
+    dovrel::deleteUnlessNull(this);
+}
+
+SystemInformation::DiskInfo* UNIXSystemInformation::UNIXDiskInfo::clone() const
+{
+    return new UNIXDiskInfo(*this);
+}
+
+bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>& disks) const
+{
+    TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getDisksInternal("
+                "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo>, "
+                "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo> > >&) "
+                "const");
+    dovrel::SourceFile file("/proc/mounts");
+    if (!file) {
+        trace.write(1, "Failed to open /proc/mounts");
+        return false;
+    }
+    std::vector<dovrel::value_ptr<PhysicalDiskInfo>> physicalDisks;
+    if (!getPhysicalDisksInternal(physicalDisks))
+        return false;
+    for (auto const& [mountPoint, device] : readMounts(file)) {
+        std::vector<dovrel::value_ptr<PhysicalDiskInfo>> parents;
+        boost::system::error_code error;
+        auto const path = boost::filesystem::canonical(device, error);
+        if (error) {
+            trace.write(2, "Don't know what to do with device: %s", device);
+        } else {
+            std::set<std::string> const roots = getRootDevices(path);
+            for (auto const& disk : physicalDisks)
+                if (roots.count(static_cast<char const*>(disk->getDiskID())) != 0)
+                    parents.push_back(disk);
+        }
+        disks.emplace_back(new UNIXDiskInfo(mountPoint, parents));
+    }
+    return true;
+}
+
+}
