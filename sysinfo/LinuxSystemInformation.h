@@ -37,6 +37,16 @@ public:
      */
     bool getPhysicalDisksInternal(
         std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const override;
+    /**
+     * The adapters in the order of `ifconfig -a`, ifconfig(8), an alias as an adapter of its own.
+     *
+     * Kept: the name servers of resolv.conf(5) stand at the last adapter alone, and gateways are
+     * looked for, route(8), but only traced.
+     *
+     * @return false, with @p adapters untouched, where `ifconfig`, `route` or `cat` is missing.
+     * @throws std::out_of_range where a line of the tools ends before its fixed columns; the
+     * adapters but the last are in the list by then.
+     */
     bool getNetworksInternal(std::vector<dovrel::value_ptr<NetworkInfo>>& adapters) const override;
 };
 

@@ -33,13 +33,4 @@ bool UNIXSystemInformation::getCPUsInternal(
     return true;
 }
 
-bool UNIXSystemInformation::getSystemInfo(
-    std::string&, std::string&, std::string&, HypervisorType&) const
-{
-    TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getSystemInfo(std::string&, "
-                "std::string&, std::string&, sysinfo::SystemInformation::HypervisorType&) const");
-    trace.write(1, "not available in this build");
-    return false;
-}
-
 }

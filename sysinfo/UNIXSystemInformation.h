@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/basic/ip_address.h"
 #include "sysinfo/SystemInformation.h"
 
 #include <set>
@@ -30,6 +31,7 @@ public:
     class UNIXCPUInfo;
     class UNIXCloneInfo;
     class UNIXDiskInfo;
+    class UNIXNetworkInfo;
 
     UNIXSystemInformation() = default;
     UNIXSystemInformation(UNIXSystemInformation const&) = default;
@@ -65,6 +67,13 @@ public:
     /** Counts the words of /proc/stat that begin with "cpu" and end in a digit (proc(5)). */
     bool getCPUsInternal(std::vector<dovrel::value_ptr<CPUInfo>>& processors) const override;
 
+    /**
+     * What `getsysinfo` tells, each text of at most 47 bytes; and that the machine runs on Azure
+     * where its first adapter's address says so.
+     *
+     * @return whether `getsysinfo` succeeded; the outputs are set in any case.
+     * @throws what `getNetworksInternal` throws.
+     */
     bool getSystemInfo(std::string& vendor, std::string& product, std::string& version,
         HypervisorType& hypervisor) const override;
 
@@ -201,6 +210,52 @@ private:
     dovrel::string m_name;
     uint64_t m_sizeInBytes;
     std::vector<dovrel::value_ptr<PhysicalDiskInfo>> m_parents;
+};
+
+/** A network adapter. */
+class DOVREL_EXPORT UNIXSystemInformation::UNIXNetworkInfo : public SystemInformation::NetworkInfo {
+public:
+    UNIXNetworkInfo();
+    UNIXNetworkInfo(dovrel::string name, dovrel::string hostname, dovrel::macaddress_cpp mac,
+        std::vector<dovrel::ip_address> ipAddrs, std::vector<dovrel::string> netmasks,
+        std::vector<dovrel::ip_address> dnsAddrs);
+    ~UNIXNetworkInfo() override;
+
+    /** One line: `eth0 (00:0c:29:aa:bb:cc:00:00) [10.0.0.5,fe80::1] [255.255.255.0]`, `<invalid>`
+     * for what is no address. */
+    dovrel::string toString() const override;
+
+    /** @return the machine's name; gethostname(2). */
+    dovrel::string getHostname() const override { return m_hostname; }
+    dovrel::string getName() const override { return m_name; }
+    dovrel::macaddress_cpp getMACAddr() const override { return m_mac; }
+
+    /** @return dotted texts, in the order of the addresses that have one. */
+    std::vector<dovrel::string> getNetmasks() const override { return m_netmasks; }
+    std::vector<dovrel::ip_address> getIPAddrs() const override { return m_ipAddrs; }
+    std::vector<dovrel::ip_address> getDNSAddrs() const override { return m_dnsAddrs; }
+    std::vector<dovrel::ip_address> getGatewayAddrs() const override { return m_gatewayAddrs; }
+
+    NetworkInfo* clone() const override;
+    void destroy() override;
+
+    /**
+     * A mask in dotted form.
+     *
+     * A text of hexadecimal digits alone, or one that begins with "0x", is read as a number, `24`
+     * too
+     * (`0.0.0.36`); any other is returned as it is.
+     */
+    static dovrel::string convertMask(dovrel::string const& mask);
+
+private:
+    dovrel::string m_name;
+    dovrel::string m_hostname;
+    dovrel::macaddress_cpp m_mac;
+    std::vector<dovrel::ip_address> m_ipAddrs;
+    std::vector<dovrel::string> m_netmasks;
+    std::vector<dovrel::ip_address> m_dnsAddrs;
+    std::vector<dovrel::ip_address> m_gatewayAddrs;
 };
 
 }

@@ -1,0 +1,74 @@
+#include "common/basic/bad_address_cache.h"
+
+#include <cstring>
+#include <mutex>
+#include <netinet/in.h>
+
+namespace dovrel {
+
+namespace {
+
+// Under the maker's own domain, where there is no such host, and under a top-level domain that does
+// not exist. Not under ".invalid": a resolver may answer that one by itself, whoever redirects the
+// others.
+constexpr char KNOWN_BAD_ADDRESS_0[] = "no-such-host.dovrel.example";
+constexpr char KNOWN_BAD_ADDRESS_1[] = "no-such-host.dovrel-no-such-domain";
+
+constexpr char const* BAD_ADDRESSES[] = {KNOWN_BAD_ADDRESS_0, KNOWN_BAD_ADDRESS_1};
+
+constexpr unsigned CACHE_ENTRIES = 16;
+constexpr size_t ENTRY_SIZE = 16;
+
+unsigned char global_bad_address_cache[CACHE_ENTRIES * ENTRY_SIZE];
+
+// One more than there are entries; 0 before the cache is filled.
+unsigned global_bad_address_count;
+
+void fill_bad_address_cache()
+{
+    addrinfo const hints = resolverHints();
+    unsigned count = 0;
+    for (char const* name : BAD_ADDRESSES) {
+        addrinfo* answer = nullptr;
+        if (::getaddrinfo(name, nullptr, &hints, &answer) != 0)
+            continue;
+        for (addrinfo const* entry = answer; entry; entry = entry->ai_next) {
+            bool const isIP = entry->ai_family == AF_INET || entry->ai_family == AF_INET6;
+            if (isIP && count < CACHE_ENTRIES)
+                std::memcpy(
+                    global_bad_address_cache + ENTRY_SIZE * count++, entry->ai_addr, ENTRY_SIZE);
+        }
+        ::freeaddrinfo(answer);
+    }
+    global_bad_address_count = count + 1;
+}
+
+}
+
+addrinfo resolverHints() noexcept
+{
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_protocol = IPPROTO_TCP;
+    return hints;
+}
+
+bool in_bad_address_cache(int family, ::sockaddr const* address)
+{
+    static std::once_flag filled;
+    std::call_once(filled, fill_bad_address_cache);
+    size_t const size = family == AF_INET ? sizeof(sockaddr_in)
+        : family == AF_INET6              ? sizeof(sockaddr_in6)
+                                          : 0;
+    for (unsigned i = 0; size > 0 && i + 1 < global_bad_address_count; ++i) {
+        size_t const offset = ENTRY_SIZE * i;
+        // The last entry has no room behind it for a longer address.
+        if (offset + size <= sizeof global_bad_address_cache
+            && std::memcmp(global_bad_address_cache + offset, address, size) == 0)
+            return true;
+    }
+    return false;
+}
+
+}

@@ -1,0 +1,120 @@
+#include "common/platform/hypervisor.h"
+
+namespace dovrel {
+
+namespace {
+
+enum Code {
+    NONE = 0,
+    VMWARE = 1,
+    HYPERV = 2,
+    XEN = 3,
+    KVM = 4,
+    QEMU = 5,
+    VIRTUALBOX = 6,
+    PARALLELS = 7,
+    OTHER = 8,
+    BHYVE = 9,
+    AMAZON = 10,
+    AZURE = 11
+};
+
+constexpr std::string_view MICROSOFT_SIGNATURE = "Microsoft Hv";
+
+struct Signature {
+    std::string_view text;
+    Code code;
+};
+
+constexpr Signature SIGNATURES[] = {
+    {"VMwareVMware", VMWARE}, // Linux arch/x86/kernel/cpu/vmware.c
+    {"XenVMMXenVMM", XEN}, // Xen public/arch-x86/cpuid.h
+    {"KVMKVMKVM", KVM}, // Linux Documentation/virt/kvm/x86/cpuid.rst
+    {"TCGTCGTCGTCG", QEMU}, // QEMU's own emulation, target/i386/cpu.c
+    {"VBoxVBoxVBox", VIRTUALBOX}, // VirtualBox's manual, paravirtualisation interface "legacy"
+    {" lrpepyh  vr", PARALLELS}, // "prl hyperv  " with each register's bytes reversed
+    {"prl hyperv  ", PARALLELS}, // The same as newer versions write it
+    {"bhyve bhyve ", BHYVE}, // FreeBSD sys/amd64/vmm/x86.c
+    {MICROSOFT_SIGNATURE, HYPERV}, // Hypervisor Top Level Functional Specification, leaf 0x40000000
+};
+
+/** A platform that the firmware names. An empty text matches any. */
+struct Platform {
+    std::string_view vendor;
+    std::string_view product;
+    std::string_view version;
+    std::string_view assetTag;
+    bool needsHypervisor; ///< Where the same firmware is on machines without one.
+    Code code;
+};
+
+constexpr Platform PLATFORMS[] = {
+    // The cloud's documentation: the tag of every virtual machine's chassis.
+    {"Microsoft Corporation", "Virtual Machine", "", "7783-7084-3265-9085-8269-3286-77", false,
+        AZURE},
+    {"Microsoft Corporation", "Virtual Machine", "", "", false, HYPERV},
+    // The cloud's documentation, "Identify EC2 instances"; its *.metal instances have no
+    // hypervisor.
+    {"Amazon EC2", "", "", "", true, AMAZON},
+    {"Xen", "HVM domU", "4.2.amazon", "", false, AMAZON}, // The older, Xen-based instances
+    {"VMware, Inc.", "VMware", "", "", false, VMWARE}, // "VMware Virtual Platform", "VMware7,1"
+    {"innotek GmbH", "VirtualBox", "", "", false, VIRTUALBOX}, // Whatever interface it offers
+    {"Oracle Corporation", "VirtualBox", "", "", false, VIRTUALBOX},
+    {"Parallels", "Parallels", "", "", false, PARALLELS}, // "Parallels Virtual Platform"
+    {"", "BHYVE", "", "", false, BHYVE}, // The product of its UEFI firmware
+    {"Xen", "HVM domU", "", "", false, XEN}, // tools/firmware/hvmloader/smbios.c
+};
+
+bool beginsWith(std::string_view text, std::string_view beginning)
+{
+    return text.substr(0, beginning.size()) == beginning;
+}
+
+bool matches(Platform const& platform, MachineTraits const& machine)
+{
+    return beginsWith(machine.vendor, platform.vendor)
+        && beginsWith(machine.product, platform.product)
+        && beginsWith(machine.version, platform.version)
+        && beginsWith(machine.assetTag, platform.assetTag)
+        && (machine.underHypervisor || !platform.needsHypervisor);
+}
+
+Code codeOfSignature(std::string_view text)
+{
+    for (Signature const& signature : SIGNATURES)
+        if (beginsWith(text, signature.text))
+            return signature.code;
+    return OTHER;
+}
+
+}
+
+int hypervisorCode(MachineTraits const& machine)
+{
+    for (Platform const& platform : PLATFORMS)
+        if (matches(platform, machine))
+            return platform.code;
+    Code code = NONE;
+    for (std::string const& signature : machine.signatures)
+        if (code == NONE || code == HYPERV || code == OTHER)
+            code = codeOfSignature(signature);
+    if (code != NONE)
+        return code;
+    // An emulator whose processor does not tell.
+    if (beginsWith(machine.vendor, "QEMU"))
+        return QEMU;
+    return machine.underHypervisor ? OTHER : NONE;
+}
+
+std::string cutText(std::string_view text, size_t longest)
+{
+    if (text.size() > longest) {
+        auto const isContinuation = [](char c) { return (c & 0xC0) == 0x80; };
+        while (longest > 0 && isContinuation(text[longest]))
+            --longest;
+        text = text.substr(0, longest);
+    }
+    return std::string(text);
+}
+
+}

@@ -1,0 +1,52 @@
+#include "common/basic/text_cast.h"
+#include "common/platform/getsysinfo.h"
+#include "common/platform/trace.h"
+#include "sysinfo/UNIXSystemInformation.h"
+
+#include <cwchar>
+
+namespace sysinfo {
+
+namespace {
+
+SystemInformation::HypervisorType toHypervisor(int code)
+{
+    using System = SystemInformation;
+    if (code < System::HYPERVISOR_NONE || code > System::HYPERVISOR_AZURE)
+        return System::HYPERVISOR_OTHER;
+    return static_cast<System::HypervisorType>(code);
+}
+
+/** Whether the adapter's address begins with the prefix that IEEE has registered for the maker of
+ * the cloud's virtual adapters. */
+bool isOfAzure(SystemInformation::NetworkInfo const& adapter)
+{
+    static constexpr wchar_t PREFIX[] = L"00:0d:3a";
+    dovrel::string const address = dovrel::str_cast(adapter.getMACAddr());
+    return std::wcsncmp(address.c_str(), PREFIX, std::size(PREFIX) - 1) == 0;
+}
+
+}
+
+bool UNIXSystemInformation::getSystemInfo(std::string& vendor, std::string& product,
+    std::string& version, HypervisorType& hypervisor) const
+{
+    TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getSystemInfo(std::string&, "
+                "std::string&, std::string&, sysinfo::SystemInformation::HypervisorType&) const");
+    // A host's own routine may fail without a word or leave out a terminator.
+    char texts[3][GETSYSINFO_TEXT_SIZE + 1] = {};
+    int code = 0;
+    int const result = ::getsysinfo(texts[0], texts[1], texts[2], &code);
+    vendor = texts[0];
+    product = texts[1];
+    version = texts[2];
+    hypervisor = toHypervisor(code);
+
+    std::vector<dovrel::value_ptr<NetworkInfo>> adapters;
+    getNetworksInternal(adapters); // Whatever was found until it failed counts.
+    if (!adapters.empty() && isOfAzure(*adapters.front()))
+        hypervisor = HYPERVISOR_AZURE;
+    return result == 0;
+}
+
+}

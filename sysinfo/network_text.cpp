@@ -1,0 +1,124 @@
+#include "sysinfo/network_text.h"
+
+#include <utility>
+
+namespace sysinfo {
+
+namespace {
+
+/** In one pass: what comes together by a replacement is not replaced. */
+void replaceEach(std::string& line, std::string_view what, std::string_view by)
+{
+    size_t at = 0;
+    while ((at = line.find(what, at)) != std::string::npos) {
+        line.replace(at, what.size(), by);
+        at += by.size();
+    }
+}
+
+/** Hands out the words of a line; two separators in a row have an empty word between them. */
+class Words {
+public:
+    explicit Words(std::string_view line) : m_left(line) { }
+
+    bool isAtEnd() const { return m_atEnd; }
+
+    std::string_view next()
+    {
+        size_t const end = m_left.find_first_of(" \t\n\r/");
+        std::string_view const word = m_left.substr(0, end);
+        m_atEnd = end == std::string_view::npos;
+        if (!m_atEnd)
+            m_left.remove_prefix(end + 1);
+        return word;
+    }
+
+private:
+    std::string_view m_left;
+    bool m_atEnd = false;
+};
+
+void readAdapterLine(std::string_view line, AdapterText& adapter)
+{
+    Words words(line);
+    std::string_view keyword = words.next();
+    while (!words.isAtEnd()) {
+        std::string_view const value = words.next();
+        if (keyword == "inet" || keyword == "inet6")
+            adapter.addresses.emplace_back(value);
+        else if (keyword == "netmask" || keyword == "Mask")
+            adapter.netmasks.emplace_back(value);
+        else if (keyword == "ether" || keyword == "HWaddr")
+            adapter.hardwareAddresses.emplace_back(value);
+        keyword = value;
+    }
+}
+
+bool isPlain(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
+        || std::string_view("._-@+").find(c) != std::string_view::npos;
+}
+
+}
+
+AdapterText readAdapters(std::istream& output, std::function<void(std::string const&)> const& found,
+    std::function<void(AdapterText const&)> const& ended)
+{
+    constexpr char NAME_ENDS[] = " \t\r\n\v:";
+    AdapterText adapter;
+    for (std::string line; std::getline(output, line);) {
+        if (line.empty())
+            continue;
+        size_t const nameEnd = line.find_first_of(NAME_ENDS);
+        if (nameEnd != 0) {
+            if (!adapter.name.empty())
+                ended(adapter);
+            adapter = {};
+            adapter.name = line.substr(0, nameEnd);
+            found(adapter.name);
+        }
+        replaceEach(line, "addr:", "");
+        replaceEach(line, "Mask:", "Mask ");
+        readAdapterLine(line, adapter);
+    }
+    return adapter;
+}
+
+void readGateways(
+    std::istream& output, std::function<void(std::string const& gateway)> const& found)
+{
+    constexpr size_t GATEWAY_COLUMN = 16;
+    constexpr std::string_view HEADING = "Destination";
+    for (std::string line; std::getline(output, line);) {
+        if (line.empty() || HEADING.find(line.front()) != std::string_view::npos
+            || line.find("UG") == std::string::npos)
+            continue;
+        std::string const rest = line.substr(GATEWAY_COLUMN);
+        found(rest.substr(0, rest.find(' ')));
+    }
+}
+
+void readNameServers(
+    std::istream& text, std::function<void(std::string const& server)> const& found)
+{
+    constexpr size_t SERVER_COLUMN = 11;
+    for (std::string line; std::getline(text, line);)
+        if (line.find("nameserver") != std::string::npos)
+            found(line.substr(SERVER_COLUMN));
+}
+
+std::string grepArgument(std::string_view name)
+{
+    bool plain = !name.empty() && name.front() != '-';
+    for (char c : name)
+        plain = plain && isPlain(c);
+    if (plain)
+        return std::string(name);
+    std::string argument = "-F -e '";
+    for (char c : name)
+        argument += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return argument + "'";
+}
+
+}
