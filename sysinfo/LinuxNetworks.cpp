@@ -22,7 +22,7 @@ constexpr char IN_ENGLISH[] = "LANG=C ";
 std::string findTool(char const* name)
 {
     for (char const* folder : {"/bin/", "/sbin/", "/usr/sbin/", "/usr/bin/"}) {
-        std::string const path = std::string(folder) + name;
+        std::string path = std::string(folder) + name;
         boost::system::error_code error;
         auto const type = boost::filesystem::status(path, error).type();
         if (type != boost::filesystem::status_error && type != boost::filesystem::file_not_found)

@@ -39,14 +39,15 @@ uint64_t readSizeLine(std::istream& dump, std::string const& line, FirmwareDumpL
     std::string label;
     uint64_t number = 0;
     std::string unit;
-    dump >> label >> number >> unit;
+    dump >> label;
+    // Without a second field the number would be looked for on the next line, which would be lost.
+    bool const complete = hasSecondField(line) && dump >> number >> unit;
     listener.sizeLine(label, number, unit);
-    if (dump.fail()) {
+    if (!complete) {
         listener.sizeLineIgnored(line);
         dump.clear();
-        // The rest of the line would pass for a section's header. Without a second field the number
-        // was looked for on the next line, and nothing is left of this one.
-        if (sought && hasSecondField(line))
+        // The rest of the line would pass for a section's header.
+        if (sought)
             dump.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
         return 0;
     }

@@ -48,7 +48,7 @@ std::set<std::string> disksOfGroup(std::string const& key, std::set<std::string>
 std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>& lookedAt)
 {
     TRACE_SCOPE("std::set<std::string> sysinfo::getRootDevices(const boost::filesystem::path&)");
-    std::string const path = device.string();
+    std::string const& path = device.string();
     if (path.find("/dm-") != std::string::npos) {
         if (!lookedAt.insert(path).second)
             return {};

@@ -6,6 +6,7 @@
 #include <cassert>
 #include <cerrno>
 #include <charconv>
+#include <string_view>
 
 namespace dovrel {
 
@@ -24,7 +25,7 @@ namespace {
 /** Takes the numbers of a child's text one after the other; 0 from the first on that is none. */
 class Numbers {
 public:
-    explicit Numbers(std::string const& text) : m_at(text.data()), m_end(m_at + text.size()) { }
+    explicit Numbers(std::string_view text) : m_at(text.data()), m_end(m_at + text.size()) { }
 
     uint32_t next(uint32_t largest)
     {
@@ -96,7 +97,7 @@ std::string ProcessException::serialize() const
 
 ProcessException ProcessException::deserialize(std::string const& text)
 {
-    Numbers numbers(text.size() > SERIALIZED_SIZE ? std::string() : text);
+    Numbers numbers(std::string_view(text.data(), text.size() > SERIALIZED_SIZE ? 0 : text.size()));
     auto const reason = static_cast<reason_type>(numbers.next(REASONS - 1));
     uint32_t const line = numbers.next(UINT32_MAX);
     uint32_t const code = numbers.next(UINT32_MAX);
