@@ -4,6 +4,7 @@
 #include "common/platform/Thread.h"
 
 #include <algorithm>
+#include <limits>
 #include <locale>
 
 using dovrel::ProcessException;
@@ -63,7 +64,8 @@ pipestreambuf::int_type pipestreambuf::timed_underflow(size_t ms)
     if (gptr() < egptr() && *gptr() != '\n')
         return traits_type::to_int_type(*gptr());
 
-    auto remaining = static_cast<unsigned>(ms);
+    auto remaining =
+        static_cast<unsigned>(std::min<size_t>(ms, std::numeric_limits<unsigned>::max()));
     char* const base = m_input.data();
     for (;;) {
         int const count = m_pipe.read(base, BUFFER_SIZE - 1);
@@ -113,7 +115,7 @@ pipestreambuf::pos_type pipestreambuf::seekoff(
     off_type off, std::ios_base::seekdir dir, std::ios_base::openmode which)
 {
     bool const outputAlone = which == std::ios_base::out;
-    if (dir != std::ios_base::cur || outputAlone || off > 0 || -off > gptr() - eback())
+    if (dir != std::ios_base::cur || outputAlone || off > 0 || off < eback() - gptr())
         return pos_type(off_type(-1));
     gbump(static_cast<int>(off));
     return pos_type(off_type(0));
@@ -133,12 +135,24 @@ pipestreambuf::int_type pipestreambuf::overflow(int_type c)
 {
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::eof();
-    bool const full = pptr() == pbase() + BUFFER_SIZE;
-    if (full && !flushInput())
-        return traits_type::eof();
+    // The buffer has one byte more than the put area, for the character that did not fit. Where it
+    // cannot be sent it is given back: nothing may be pending beyond the area.
+    auto const giveBack = [this] {
+        if (pptr() > epptr())
+            pbump(-1);
+    };
     *pptr() = traits_type::to_char_type(c);
     pbump(1);
-    return flushInput() ? c : traits_type::eof();
+    bool sent = false;
+    try {
+        sent = flushInput();
+    } catch (...) {
+        giveBack();
+        throw;
+    }
+    if (!sent)
+        giveBack();
+    return sent ? c : traits_type::eof();
 }
 
 namespace dovrel {

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "common/basic/noncopyable.h"
+
+#include <vector>
+
+/**
+ * The C library's calls that start and watch a child, answered by the test program.
+ *
+ * The program defines functions of the same names; they do what the C library's do unless one of
+ * these objects says otherwise. One object of a kind at a time, and only while no other thread
+ * starts a child.
+ */
+namespace processcalls {
+
+enum Call : unsigned {
+    SOCKETPAIR,
+    POSIX_OPENPT,
+    GRANTPT,
+    UNLOCKPT,
+    PTSNAME_R,
+    OPEN,
+    PIPE2,
+    FCNTL,
+    FORK,
+    POLL,
+    READ,
+    WRITE,
+    WAITPID,
+    CLOSE,
+    ISATTY,
+    TCGETATTR,
+    TCSETATTR,
+    DUP2,
+    CALLS
+};
+
+enum Side { IN_PARENT, IN_CHILD };
+
+/** @return how often this process has made @p call since `forgetCalls`, since the last
+ * `FailingCall` was made or, in a child, since the fork. */
+unsigned callsMade(Call call);
+
+void forgetCalls();
+
+/** Makes a forked process of the tests a parent of its own. */
+void becomeParent();
+
+/** Makes one call fail while it lives. */
+class FailingCall : dovrel::noncopyable_::noncopyable {
+public:
+    /**
+     * @param code the `errno` that it fails with.
+     * @param number which one fails, counted from 1 and from now on, in a child from the fork on.
+     */
+    FailingCall(Call call, int code, Side side = IN_PARENT, unsigned number = 1);
+    ~FailingCall();
+};
+
+/** While it lives, a child's isatty(3) takes this long. */
+class SlowChild : dovrel::noncopyable_::noncopyable {
+public:
+    explicit SlowChild(unsigned milliseconds);
+    ~SlowChild();
+};
+
+/** While it lives, clock_nanosleep(2) returns at once and is remembered. */
+class RecordedSleeps : dovrel::noncopyable_::noncopyable {
+public:
+    RecordedSleeps();
+    ~RecordedSleeps();
+
+    /** @return the milliseconds of each sleep, in order. */
+    std::vector<unsigned> const& milliseconds() const { return m_milliseconds; }
+
+    void add(unsigned milliseconds) { m_milliseconds.push_back(milliseconds); }
+
+private:
+    std::vector<unsigned> m_milliseconds;
+};
+
+}

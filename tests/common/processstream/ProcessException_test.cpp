@@ -1,0 +1,195 @@
+#include "common/basic/processstream/src/process_exception.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <locale>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+using dovrel::ProcessException;
+using dovrel::reason_type;
+
+namespace {
+
+ProcessException failure(reason_type reason, unsigned line, int code)
+{
+    errno = code;
+    return ProcessException(reason, line);
+}
+
+/** Reason, line and code as one text. */
+std::string numbersOf(ProcessException const& exception)
+{
+    return std::to_string(exception.reason()) + '/' + std::to_string(exception.line()) + '/'
+        + std::to_string(exception.code());
+}
+
+/** The global locale of a host that writes 4'711. */
+class GroupingLocale {
+public:
+    GroupingLocale()
+        : m_former(std::locale::global(
+            std::locale(std::locale::classic(), std::make_unique<Groups>().release())))
+    {
+    }
+    GroupingLocale(GroupingLocale const&) = delete;
+    GroupingLocale& operator=(GroupingLocale const&) = delete;
+    ~GroupingLocale() { std::locale::global(m_former); }
+
+private:
+    struct Groups : std::numpunct<char> {
+        char do_thousands_sep() const override { return '\''; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+
+    std::locale m_former;
+};
+
+}
+
+TEST(ProcessException, saysReasonCodeAndLine)
+{
+    EXPECT_STREQ(
+        failure(dovrel::REASON_PIPE, 214, 24).what(), "Failed to create pipe: 24 at line 214");
+    EXPECT_STREQ(failure(dovrel::REASON_PSEUDO_TERMINAL, 1, 0).what(),
+        "Failed to create pseudo-terminal: 0 at line 1");
+    EXPECT_STREQ(failure(dovrel::REASON_FORK, UINT_MAX, 11).what(),
+        "Failed to fork into process: 11 at line 4294967295");
+    EXPECT_STREQ(failure(dovrel::REASON_SECURITY_DESCRIPTOR, 2, 1).what(),
+        "Failed to construct security descriptor: 1 at line 2");
+    EXPECT_STREQ(failure(dovrel::REASON_CONSOLE, 2, 1).what(),
+        "Failed to interact with console: 1 at line 2");
+    EXPECT_STREQ(failure(dovrel::REASON_EXIT_STATUS, 2, 10).what(),
+        "Failed to find exit status: 10 at line 2");
+}
+
+TEST(ProcessException, saysNothingOfALineWhereThereIsNone)
+{
+    EXPECT_STREQ(failure(dovrel::REASON_NOT_EXITED, 0, 4).what(), "Process has not exited: 4");
+}
+
+TEST(ProcessException, beginsItsMessageWithTheTextOfTheTable)
+{
+    for (unsigned reason = 0; reason < dovrel::REASONS; ++reason) {
+        ProcessException const exception(static_cast<reason_type>(reason), 0);
+        EXPECT_EQ(std::string(exception.what()).rfind(dovrel::ERRORS[reason], 0), 0U) << reason;
+    }
+}
+
+TEST(ProcessException, takesTheCodeOfTheMoment)
+{
+    errno = EMFILE;
+    ProcessException const exception(dovrel::REASON_PIPE, 7);
+    errno = 0;
+    EXPECT_EQ(numbersOf(exception), "1/7/24");
+}
+
+TEST(ProcessException, takesAnotherCodeAndSaysIt)
+{
+    ProcessException exception = failure(dovrel::REASON_PIPE, 7, 24);
+    exception.initCode(9);
+    EXPECT_EQ(exception.code(), 9);
+    EXPECT_STREQ(exception.what(), "Failed to create pipe: 9 at line 7");
+    exception.initCode(-1);
+    EXPECT_EQ(exception.code(), -1);
+    EXPECT_STREQ(exception.what(), "Failed to create pipe: -1 at line 7");
+}
+
+TEST(ProcessException, isCaughtAsAStandardExceptionAndCopied)
+{
+    static_assert(std::is_base_of_v<std::exception, ProcessException>);
+    static_assert(sizeof(reason_type) == 4);
+    try {
+        throw failure(dovrel::REASON_FORK, 5, 12);
+    } catch (std::exception const& exception) {
+        EXPECT_STREQ(exception.what(), "Failed to fork into process: 12 at line 5");
+    }
+    ProcessException copy = failure(dovrel::REASON_PIPE, 1, 1);
+    copy = failure(dovrel::REASON_FORK, 5, 12);
+    EXPECT_EQ(numbersOf(copy), "2/5/12");
+}
+
+TEST(ProcessException, hasPlainDigitsWhateverTheHostsLocaleWrites)
+{
+    GroupingLocale const grouping;
+    ProcessException const exception = failure(dovrel::REASON_PIPE, 4711, 1234567);
+    EXPECT_STREQ(exception.what(), "Failed to create pipe: 1234567 at line 4711");
+    EXPECT_EQ(exception.serialize(), "1 4711 1234567");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 4711 1234567")), "1/4711/1234567");
+}
+
+TEST(ProcessException, becomesThreeNumbers)
+{
+    EXPECT_EQ(failure(dovrel::REASON_PIPE, 152, 9).serialize(), "1 152 9");
+    EXPECT_EQ(failure(dovrel::REASON_PSEUDO_TERMINAL, 0, 0).serialize(), "0 0 0");
+}
+
+TEST(ProcessException, writesANegativeCodeUnsigned)
+{
+    EXPECT_EQ(failure(dovrel::REASON_PIPE, 152, -1).serialize(), "1 152 4294967295");
+    EXPECT_EQ(ProcessException::deserialize("1 152 4294967295").code(), -1);
+    EXPECT_EQ(ProcessException::deserialize("1 152 2147483648").code(), INT_MIN);
+}
+
+TEST(ProcessException, becomesATextThatFitsTheWireAtItsLongest)
+{
+    std::string const text = failure(dovrel::REASON_EXIT_STATUS, UINT_MAX, -1).serialize();
+    EXPECT_EQ(text, "6 4294967295 4294967295");
+    EXPECT_LT(text.size(), ProcessException::SERIALIZED_SIZE);
+}
+
+TEST(ProcessException, isTheSameAfterTheWire)
+{
+    for (unsigned reason = 0; reason < dovrel::REASONS; ++reason) {
+        for (unsigned line : {0U, 1U, 214U, UINT_MAX}) {
+            for (int code : {0, 24, INT_MAX, -1, INT_MIN}) {
+                ProcessException const sent = failure(static_cast<reason_type>(reason), line, code);
+                errno = 77;
+                ProcessException const received = ProcessException::deserialize(sent.serialize());
+                EXPECT_EQ(numbersOf(received), numbersOf(sent));
+                EXPECT_STREQ(received.what(), sent.what());
+            }
+        }
+    }
+}
+
+TEST(ProcessException, readsNumbersBetweenAnyWhiteSpace)
+{
+    EXPECT_EQ(numbersOf(ProcessException::deserialize(" 1\t152\n\r\v\f9 ")), "1/152/9");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("001 00152 9 and more")), "1/152/9");
+}
+
+TEST(ProcessException, hasZeroForNumbersThatAreMissing)
+{
+    errno = EMFILE;
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("")), "0/0/0");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("   ")), "0/0/0");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("6")), "6/0/0");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("6 152")), "6/152/0");
+    EXPECT_STREQ(ProcessException::deserialize("6").what(), "Failed to find exit status: 0");
+}
+
+TEST(ProcessException, hasZeroFromTheFirstNumberOnThatIsNone)
+{
+    for (char const* text : {"x 152 9", "-1 152 9", "4294967296 152 9", "7 152 9",
+             "4294967295 152 9", "99999999999999999999 1 1", ", 1 1"})
+        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "0/0/0") << text;
+    for (char const* text : {"1 x 9", "1 -152 9", "1 4294967296 9", "1,152,9", "1 0x10 9"})
+        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/0/0") << text;
+    for (char const* text : {"1 152 x", "1 152 -9", "1 152 4294967296", "1 152. 9"})
+        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/0") << text;
+    EXPECT_EQ(numbersOf(ProcessException::deserialize(std::string("1\0 152 9", 8))), "1/0/0");
+}
+
+TEST(ProcessException, isAllZeroForATextThatIsLongerThanAChildSends)
+{
+    std::string text = "1 152 9";
+    text.resize(ProcessException::SERIALIZED_SIZE, ' ');
+    EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/9");
+    text += ' ';
+    EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "0/0/0");
+}
