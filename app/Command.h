@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/exit_status.h"
+#include "app/json_text.h"
 
 #include <string>
 #include <vector>
@@ -33,6 +34,7 @@ public:
     /** Adds what the command understands beyond the general options. */
     virtual void addOptions(CLI::App& options, Settings& settings) = 0;
 
+    /** Prints what the command is about, as JSON where the settings say so. */
     virtual ExitStatus run(Session& session) = 0;
 
     /**
@@ -41,6 +43,13 @@ public:
      * @return `EXIT_STATUS_OK`, or `EXIT_STATUS_QUERY_FAILED` with a line that says so.
      */
     virtual ExitStatus summarize(Session& session, std::vector<SummaryLine>& lines) = 0;
+
+    /**
+     * The same for scripts: adds the keys that the command's own JSON has.
+     *
+     * @return `EXIT_STATUS_OK`, or `EXIT_STATUS_QUERY_FAILED` with null for what is unknown.
+     */
+    virtual ExitStatus summarize(Session& session, Json& document) = 0;
 };
 
 }

@@ -14,6 +14,7 @@ namespace app {
 struct Settings {
     std::string libraryPath; // Empty for the build that the program is linked with.
     unsigned traceLevel = 0;
+    bool json = false;
     bool sampleUsage = true;
     std::chrono::steady_clock::duration maxWait = std::chrono::seconds(5);
 };
@@ -34,10 +35,16 @@ public:
      * Asks the library one thing.
      *
      * @param subject what is read, for the message on standard error, as in "the processors".
-     * @return what @p ask returns; false has been told to the user, with the cause where the
-     * library names one.
+     * @param silentFailure what it means where @p ask returns false and the library names no cause.
+     * @return what @p ask returns, false where it throws; false has been told to the user, with the
+     * cause. Outputs that @p ask had set by then stay set.
+     * @throws std::bad_alloc only: that is no answer about the machine.
      */
-    bool query(std::string const& subject, std::function<bool()> const& ask);
+    bool query(std::string const& subject, std::function<bool()> const& ask,
+        std::string const& silentFailure = "");
+
+    /** The library's trace up to @p level, from here to the end of what is returned. */
+    TraceOutput::Recording record(unsigned level) { return {m_trace, level}; }
 
     /** Adds to what the program writes to standard output when the command has ended. */
     void print(std::string const& text) { m_output += text; }

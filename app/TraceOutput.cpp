@@ -21,7 +21,7 @@ TraceOutput::TraceOutput(TraceControl const& control, unsigned shownLevel)
     if (!m_control)
         return;
     m_control.setSink(&TraceOutput::receive, this);
-    m_control.setDetailLevel(std::max(m_shownLevel, FAILURE_LEVEL));
+    listenUpTo(FAILURE_LEVEL);
 }
 
 TraceOutput::~TraceOutput()
@@ -38,6 +38,12 @@ std::string TraceOutput::takeFailure()
     return std::exchange(m_failure, {});
 }
 
+void TraceOutput::listenUpTo(unsigned level) const
+{
+    if (m_control)
+        m_control.setDetailLevel(std::max(m_shownLevel, level));
+}
+
 void TraceOutput::receive(
     void* context, unsigned level, char const* /*scope*/, dovrel::string const& line)
 {
@@ -47,10 +53,34 @@ void TraceOutput::receive(
     text = printable(text);
     if (level <= self.m_shownLevel)
         (void)writeWhole(STDERR_FILENO, "trace " + std::to_string(level) + ": " + text + "\n");
-    if (level == FAILURE_LEVEL) {
-        std::lock_guard const lock(self.m_mutex);
+    std::lock_guard const lock(self.m_mutex);
+    if (self.m_recording && level <= self.m_recording->m_level)
+        self.m_recording->m_messages.push_back({level, text});
+    if (level == FAILURE_LEVEL)
         self.m_failure = std::move(text);
+}
+
+TraceOutput::Recording::Recording(TraceOutput& trace, unsigned level)
+    : m_trace(trace), m_level(level)
+{
+    {
+        std::lock_guard const lock(m_trace.m_mutex);
+        m_trace.m_recording = this;
     }
+    m_trace.listenUpTo(std::max(m_level, FAILURE_LEVEL));
+}
+
+TraceOutput::Recording::~Recording()
+{
+    m_trace.listenUpTo(FAILURE_LEVEL);
+    std::lock_guard const lock(m_trace.m_mutex);
+    m_trace.m_recording = nullptr;
+}
+
+std::vector<TraceMessage> TraceOutput::Recording::messages() const
+{
+    std::lock_guard const lock(m_trace.m_mutex);
+    return m_messages;
 }
 
 }

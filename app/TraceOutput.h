@@ -4,6 +4,7 @@
 
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -13,6 +14,12 @@ struct TraceControl {
     void (*setSink)(dovrel::trace::Sink sink, void* context) = nullptr;
 
     explicit operator bool() const noexcept { return setDetailLevel && setSink; }
+};
+
+/** One message, without its newline. */
+struct TraceMessage {
+    unsigned level;
+    std::string text;
 };
 
 /**
@@ -35,7 +42,27 @@ public:
     /** @return the text of the latest failure since the last call, empty where there was none. */
     std::string takeFailure();
 
+    /** Keeps the messages up to a level while it exists; one at a time. Shows no more than before.
+     */
+    class Recording {
+    public:
+        Recording(TraceOutput& trace, unsigned level);
+        Recording(Recording const&) = delete;
+        Recording& operator=(Recording const&) = delete;
+        ~Recording();
+
+        std::vector<TraceMessage> messages() const;
+
+    private:
+        friend class TraceOutput;
+
+        TraceOutput& m_trace;
+        unsigned const m_level;
+        std::vector<TraceMessage> m_messages; // Guarded by the mutex of the trace.
+    };
+
 private:
+    void listenUpTo(unsigned level) const;
     static void receive(
         void* context, unsigned level, char const* scope, dovrel::string const& line);
 
@@ -43,6 +70,7 @@ private:
     unsigned const m_shownLevel;
     std::mutex m_mutex;
     std::string m_failure;
+    Recording* m_recording = nullptr;
 };
 
 }

@@ -33,6 +33,7 @@ void addGeneralOptions(CLI::App& options, Settings& settings)
         ->check(CLI::Range(0, 5).description(""))
         ->type_name("LEVEL")
         ->group(GROUP);
+    options.add_flag("--json", settings.json, "Write JSON; what is unknown is null")->group(GROUP);
     options
         .add_option("--library", settings.libraryPath, "Use another build of the library, a file")
         ->type_name("PATH")

@@ -1,6 +1,7 @@
 #include "app/commands.h"
 
 #include "app/cpus.h"
+#include "app/memory.h"
 
 namespace app {
 
@@ -8,6 +9,7 @@ Commands makeCommands()
 {
     Commands commands;
     commands.push_back(makeCpusCommand());
+    commands.push_back(makeMemoryCommand());
     return commands;
 }
 

@@ -110,11 +110,6 @@ std::string asTable(std::vector<Processor> const& processors, Settings const& se
     return text;
 }
 
-template <class Value> Json jsonValue(std::optional<Value> const& value)
-{
-    return value ? Json(*value) : Json(nullptr);
-}
-
 /** To hundredths: a float's further digits are noise, and would be printed as such. */
 std::optional<double> rounded(std::optional<float> percent)
 {
@@ -131,7 +126,7 @@ Json asJson(std::vector<Processor> const& processors)
         list.push_back({{"index", index}, {"current_mhz", jsonValue(processors[index].currentMHz)},
             {"max_mhz", jsonValue(processors[index].maxMHz)},
             {"usage_percent", jsonValue(rounded(processors[index].usagePercent))}});
-    return Json{{"processors", std::move(list)}};
+    return list;
 }
 
 std::string countAndSpeed(std::vector<Processor> const& processors)
@@ -171,7 +166,6 @@ public:
 
     void addOptions(CLI::App& options, Settings& settings) override
     {
-        options.add_flag("--json", m_json, "Write JSON; what is unknown is null");
         addSamplingOptions(options, settings);
     }
 
@@ -180,8 +174,9 @@ public:
         std::vector<Processor> processors;
         if (!readProcessors(session, processors))
             return EXIT_STATUS_QUERY_FAILED;
-        session.print(
-            m_json ? jsonText(asJson(processors)) : asTable(processors, session.settings()));
+        Settings const& settings = session.settings();
+        session.print(settings.json ? jsonText({{"processors", asJson(processors)}})
+                                    : asTable(processors, settings));
         return EXIT_STATUS_OK;
     }
 
@@ -198,8 +193,13 @@ public:
         return EXIT_STATUS_OK;
     }
 
-private:
-    bool m_json = false;
+    ExitStatus summarize(Session& session, Json& document) override
+    {
+        std::vector<Processor> processors;
+        bool const known = readProcessors(session, processors);
+        document["processors"] = known ? asJson(processors) : Json(nullptr);
+        return known ? EXIT_STATUS_OK : EXIT_STATUS_QUERY_FAILED;
+    }
 };
 
 }

@@ -72,6 +72,23 @@ std::string percentText(std::optional<float> percent)
     return percent ? oneDecimal(static_cast<double>(*percent)) + " %" : UNKNOWN;
 }
 
+std::string sizeText(std::optional<uint64_t> bytes)
+{
+    constexpr std::array UNITS = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    constexpr double STEP = 1024;
+    if (!bytes)
+        return UNKNOWN;
+    if (*bytes < 1024)
+        return std::to_string(*bytes) + " B";
+    double size = static_cast<double>(*bytes) / STEP;
+    size_t unit = 0;
+    // 1,023.95 would be shown as 1,024.0 of a unit, which is one of the next.
+    constexpr double ROUNDED_TO_STEP = STEP - 0.05;
+    for (; size >= ROUNDED_TO_STEP && unit + 1 < UNITS.size(); ++unit)
+        size /= STEP;
+    return oneDecimal(size) + " " + UNITS[unit];
+}
+
 bool localeIsUtf8()
 {
     return std::string(nl_langinfo(CODESET)) == "UTF-8";

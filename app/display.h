@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -24,6 +25,9 @@ std::string oneDecimal(double value);
 
 /** "12.5 %", or `UNKNOWN`. */
 std::string percentText(std::optional<float> percent);
+
+/** A size in units of 1,024, "15.6 GiB", with one decimal from KiB on; or `UNKNOWN`. */
+std::string sizeText(std::optional<uint64_t> bytes);
 
 /** @return true where the locale writes UTF-8. nl_langinfo(3). */
 bool localeIsUtf8();

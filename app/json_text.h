@@ -2,12 +2,19 @@
 
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <string>
 
 namespace app {
 
 /** Keeps the keys in the order in which a command writes them. */
 using Json = nlohmann::ordered_json;
+
+/** What is unknown is null. */
+template <class Value> Json jsonValue(std::optional<Value> const& value)
+{
+    return value ? Json(*value) : Json(nullptr);
+}
 
 /**
  * The document and a newline, valid UTF-8 whatever the machine's names are made of: each byte that

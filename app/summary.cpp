@@ -7,8 +7,25 @@
 
 namespace app {
 
+namespace {
+
+ExitStatus runAsJson(Session& session, Commands const& commands)
+{
+    ExitStatus status = EXIT_STATUS_OK;
+    Json document = Json::object();
+    for (auto const& command : commands)
+        status = std::max(status, command->summarize(session, document));
+    session.print(jsonText(document));
+    return status;
+}
+
+}
+
 ExitStatus runSummary(Session& session, Commands const& commands)
 {
+    if (session.settings().json)
+        return runAsJson(session, commands);
+
     ExitStatus status = EXIT_STATUS_OK;
     std::vector<SummaryLine> lines;
     for (auto const& command : commands)

@@ -11,6 +11,7 @@ using app::bar;
 using app::displayWidth;
 using app::oneDecimal;
 using app::printable;
+using app::sizeText;
 using app::Table;
 
 namespace {
@@ -62,6 +63,25 @@ TEST(Display, hasOneDecimalAndAPoint)
     EXPECT_EQ(oneDecimal(12.5), "12.5");
     EXPECT_EQ(oneDecimal(99.97), "100.0");
     EXPECT_EQ(oneDecimal(1e300).size(), 303U);
+}
+
+TEST(Display, givesSizesInTheLargestUnitThatTheyFill)
+{
+    EXPECT_EQ(sizeText(0), "0 B");
+    EXPECT_EQ(sizeText(1023), "1023 B");
+    EXPECT_EQ(sizeText(1024), "1.0 KiB");
+    EXPECT_EQ(sizeText(1536), "1.5 KiB");
+    EXPECT_EQ(sizeText(8ULL << 30), "8.0 GiB");
+    EXPECT_EQ(sizeText(1536ULL << 40), "1.5 PiB");
+    EXPECT_EQ(sizeText(std::nullopt), "-");
+}
+
+TEST(Display, neverGivesAThousandAndTwentyFourOfAUnit)
+{
+    EXPECT_EQ(sizeText((1ULL << 20) - 100), "1023.9 KiB");
+    EXPECT_EQ(sizeText((1ULL << 20) - 1), "1.0 MiB");
+    EXPECT_EQ(sizeText((1ULL << 60) - 1), "1.0 EiB");
+    EXPECT_EQ(sizeText(UINT64_MAX), "16.0 EiB");
 }
 
 TEST(Display, drawsBarsOfConstantWidth)

@@ -4,10 +4,11 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <unistd.h>
 
-/** Another build of the library: it knows one processor, which no machine has, and says on standard
- * error how many of its records are left when it is closed. */
+/** Another build of the library: it knows one processor and a memory, which no machine has, traces
+ * nothing, and says on standard error how many of its records are left when it is closed. */
 namespace {
 
 std::atomic<int> recordsLeft{0};
@@ -32,11 +33,25 @@ public:
     CPUInfo* clone() const override { return new OtherCpu(*this); }
 };
 
+class OtherFailure : public std::exception {
+public:
+    char const* what() const noexcept override { return "the other memory\nfailed"; }
+};
+
 class OtherSystem : public sysinfo::LinuxSystemInformation {
 public:
     bool getCPUsInternal(std::vector<dovrel::value_ptr<CPUInfo>>& processors) const override
     {
         processors.emplace_back(new OtherCpu);
+        return true;
+    }
+
+    bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override
+    {
+        totalKiB = 3072;
+        if (std::getenv("OTHER_MEMORY_FAILS"))
+            throw OtherFailure();
+        freeKiB = 1024;
         return true;
     }
 };

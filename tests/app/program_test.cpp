@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using app_test::Folder;
 using app_test::linesOf;
 using app_test::Outcome;
 using app_test::Program;
@@ -17,9 +16,9 @@ TEST(Program, helpNamesEveryCommandAndEveryExitStatus)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
     EXPECT_EQ(outcome.err, "");
-    for (char const* const expected :
-        {"cpus", "--max-wait", "--no-usage", "--trace", "--library", "--version", "\n   0  ",
-            "\n   1  ", "\n   2  ", "\n  64  ", "\n  69  ", "\n  70  ", "\n  74  "})
+    for (char const* const expected : {"cpus", "memory", "--json", "--max-wait", "--no-usage",
+             "--trace", "--library", "--version", "\n   0  ", "\n   1  ", "\n   2  ", "\n  64  ",
+             "\n  69  ", "\n  70  ", "\n  74  "})
         EXPECT_THAT(outcome.out, HasSubstr(expected));
 }
 
@@ -59,6 +58,7 @@ TEST_P(WrongArguments, areRefusedWithTheUsageStatus)
 INSTANTIATE_TEST_SUITE_P(Program, WrongArguments,
     testing::Values(std::vector<std::string>{"nonsense"},
         std::vector<std::string>{"cpus", "--bogus"}, std::vector<std::string>{"cpus", "more"},
+        std::vector<std::string>{"memory", "--max-wait", "2"},
         std::vector<std::string>{"--max-wait"}, std::vector<std::string>{"--max-wait", "0.5"},
         std::vector<std::string>{"--max-wait", "-3"},
         std::vector<std::string>{"cpus", "--max-wait", "nan"},
@@ -88,44 +88,4 @@ TEST(Program, aClosedOutputIsAnOutputError)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OUTPUT);
     EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: Bad file descriptor"));
-}
-
-TEST(Program, withoutArgumentsItSummarizesTheMachine)
-{
-    Folder const folder;
-    Program program({"--no-usage"});
-    program.replaced["/proc/stat"] =
-        folder.file("stat", "cpu0 1 1 1 1 1 1 1\ncpu1 1 1 1 1 1 1 1\n");
-    folder.file("sys/devices/system/cpu/cpu1/cpufreq/bios_limit", "3500000\n");
-    program.replaced["/sys"] = folder.path() / "sys";
-
-    Outcome const outcome = program.run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_EQ(outcome.out, "Processors  2, up to 3500 MHz\n");
-}
-
-TEST(Program, theSummaryHonoursTheLongestWait)
-{
-    Folder const folder;
-    Program program({"--max-wait", "1"});
-    program.replaced["/proc/stat"] = folder.file("stat", "cpu0 1 1 1 1 1 1 1\n");
-
-    Outcome const outcome = program.run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_THAT(outcome.out, HasSubstr("load unknown: no answer within 1 s"));
-}
-
-TEST(Program, theSummaryGoesOnAfterWhatCannotBeRead)
-{
-    Folder const folder;
-    Program program({});
-    program.replaced["/proc/stat"] = folder.file("stat", "");
-    std::filesystem::permissions(program.replaced["/proc/stat"], std::filesystem::perms::none);
-
-    Outcome const outcome = program.run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(outcome.out, "Processors  could not be read\n");
 }

@@ -1,0 +1,136 @@
+#include "common/basic/processstream/src/UnixCommand.h"
+
+#include <benchmark/benchmark.h>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <system_error>
+
+// What a terminal has at hand is read, without a child that would have to be waited for: how often
+// a reader finds nothing is a race with the child, different from run to run.
+
+namespace {
+
+constexpr unsigned PIECE = 256;
+
+/** As much as a terminal holds for its reader, one byte less than 4 KiB. */
+constexpr int CONTENTS = 4095;
+
+void expect(bool succeeded, char const* call)
+{
+    if (!succeeded)
+        throw std::system_error(errno, std::generic_category(), call);
+}
+
+/** A raw pseudo-terminal as a child has it, both sides here; the side that is read never blocks. */
+class FilledTerminal {
+public:
+    FilledTerminal()
+    {
+        m_master = posix_openpt(O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        expect(m_master >= 0 && grantpt(m_master) == 0 && unlockpt(m_master) == 0, "posix_openpt");
+        char name[64];
+        expect(ptsname_r(m_master, name, sizeof name) == 0, "ptsname_r");
+        m_slave = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
+        expect(m_slave >= 0 && dovrel::makeTermRaw(m_slave), name);
+    }
+    FilledTerminal(FilledTerminal const&) = delete;
+    FilledTerminal& operator=(FilledTerminal const&) = delete;
+    ~FilledTerminal()
+    {
+        close(m_slave);
+        close(m_master);
+    }
+
+    int reader() const { return m_master; }
+
+    /** Returns when all of it is there to be read. */
+    void fill() const
+    {
+        static char const zeros[CONTENTS] = {};
+        expect(write(m_slave, zeros, sizeof zeros) == CONTENTS, "write to the terminal");
+        for (int there = 0; there < CONTENTS; sched_yield())
+            expect(ioctl(m_master, FIONREAD, &there) == 0, "FIONREAD");
+    }
+
+private:
+    int m_master = -1;
+    int m_slave = -1;
+};
+
+/** There always is something to be read, so nobody asks for it. */
+class NoChild : public Command {
+public:
+    explicit NoChild(Pipe& pipe) : m_pipe(pipe) { }
+    int uncachedExitCode() override { return 0; }
+    Pipe& stdInOut() override { return m_pipe; }
+    Pipe& stdErr() override { return m_pipe; }
+
+private:
+    Pipe& m_pipe;
+};
+
+/** Times how long @p readAll takes for a full terminal. @p readAll returns the bytes it read. */
+template <class Read>
+void timeReading(benchmark::State& state, FilledTerminal const& terminal, Read readAll)
+{
+    using Clock = std::chrono::steady_clock;
+    for (auto round : state) {
+        terminal.fill();
+        auto const start = Clock::now();
+        int const size = readAll();
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+        if (size != CONTENTS) {
+            state.SkipWithError("not all that is in the terminal was read");
+            break;
+        }
+    }
+}
+
+void readDovrel(benchmark::State& state)
+{
+    FilledTerminal const terminal;
+    dovrel::UnixPipe pipe;
+    pipe.setDescriptor(terminal.reader());
+    NoChild command(pipe);
+    pipestreambuf buffer(command, pipe, std::ios_base::openmode());
+    std::istream stream(&buffer);
+    timeReading(state, terminal, [&stream] {
+        int total = 0;
+        char piece[PIECE];
+        while (total + static_cast<int>(PIECE) <= CONTENTS && stream.read(piece, PIECE))
+            total += PIECE;
+        stream.read(piece, CONTENTS - total);
+        benchmark::DoNotOptimize(piece);
+        return total + static_cast<int>(stream.gcount());
+    });
+}
+
+void readBare(benchmark::State& state)
+{
+    FilledTerminal const terminal;
+    timeReading(state, terminal, [&terminal] {
+        int total = 0;
+        char piece[PIECE];
+        while (total < CONTENTS) {
+            ssize_t const size = read(terminal.reader(), piece, sizeof piece);
+            if (size <= 0)
+                break;
+            total += static_cast<int>(size);
+        }
+        benchmark::DoNotOptimize(piece);
+        return total;
+    });
+}
+
+}
+
+BENCHMARK(readDovrel)->Name("read_terminal/dovrel")->UseManualTime();
+BENCHMARK(readBare)->Name("read_terminal/bare")->UseManualTime();

@@ -1,0 +1,273 @@
+#include "app/exit_status.h"
+#include "tests/app/MemoryMachine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+using app_test::linesOf;
+using app_test::MemoryMachine;
+using app_test::Outcome;
+using app_test::Program;
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+namespace {
+
+constexpr char const* KERNEL = "MemTotal:       16000000 kB\nMemFree:         4000000 kB\n";
+
+constexpr char const* TWO_MODULES = "Memory Device\n\tSize: 8192 MB\n\n"
+                                    "Memory Device\n\tSize: No Module Installed\n\n"
+                                    "Memory Device\n\tSize: 8 GB\n";
+
+/** What `memory --json` tells. */
+json memoryOf(Outcome const& outcome)
+{
+    return json::parse(outcome.out).at("memory");
+}
+
+json figures(json const& total, json const& free, json const& source)
+{
+    return {{"total_bytes", total}, {"free_bytes", free}, {"total_source", source}};
+}
+
+}
+
+TEST(Memory, isTheKernelsWhereTheModulesTellNoMore)
+{
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    machine.modules("Memory Device\n\tSize: 512 MB\n");
+
+    Outcome const table = machine.program({"memory"}).run();
+    Outcome const document = machine.program({"memory", "--json"}).run();
+
+    EXPECT_EQ(table.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(table.err, "");
+    EXPECT_THAT(linesOf(table.out),
+        ElementsAre("Memory      Size   Share", //
+            "Total   15.3 GiB          as the kernel counts", //
+            "Free     3.8 GiB  25.0 %", //
+            "Used    11.4 GiB  75.0 %  ########.."));
+    EXPECT_EQ(document.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(memoryOf(document), figures(16000000ULL * 1024, 4000000ULL * 1024, "kernel"));
+}
+
+TEST(Memory, isThatOfTheModulesWhereTheyTellMore)
+{
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    machine.modules(TWO_MODULES);
+
+    Outcome const table = machine.program({"memory"}).run();
+    Outcome const document = machine.program({"memory", "--json"}).run();
+
+    EXPECT_THAT(linesOf(table.out).at(1), "Total   16.0 GiB          of the installed modules");
+    EXPECT_EQ(memoryOf(document), figures(16ULL << 30, 4000000ULL * 1024, "modules"));
+}
+
+TEST(Memory, saysNothingOfItsSourceWhereTheTraceDoesNot)
+{
+    // The tool fails after its output: its sum counts, but no message tells of it.
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    machine.tool(std::string("printf '") + "Memory Device\\n\\tSize: 32 GB\\n" + "'\nexit 1\n");
+
+    Outcome const table = machine.program({"memory"}).run();
+    Outcome const document = machine.program({"memory", "--json"}).run();
+
+    EXPECT_EQ(table.status, app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(table.out).at(1), "Total   32.0 GiB");
+    EXPECT_EQ(memoryOf(document), figures(32ULL << 30, 4000000ULL * 1024, nullptr));
+}
+
+TEST(Memory, hasABarOfBlocksWhereTheLocaleHasThem)
+{
+    MemoryMachine machine;
+    machine.kernel("MemTotal: 1000 kB\nMemFree: 600 kB\n");
+    Program program = machine.program({"memory"});
+    program.environment["LC_ALL"] = "C.UTF-8";
+
+    EXPECT_THAT(linesOf(program.run().out).at(3), "Used     400.0 KiB  40.0 %  ████░░░░░░");
+}
+
+TEST(Memory, mayBeUsedUp)
+{
+    MemoryMachine machine;
+    machine.kernel("MemTotal: 2048 kB\nMemFree: 0 kB\n");
+
+    Outcome const table = machine.program({"memory"}).run();
+    Outcome const document = machine.program({"memory", "--json"}).run();
+
+    EXPECT_THAT(linesOf(table.out),
+        ElementsAre("Memory     Size    Share", //
+            "Total   2.0 MiB           as the kernel counts", //
+            "Free        0 B    0.0 %", //
+            "Used    2.0 MiB  100.0 %  ##########"));
+    EXPECT_EQ(memoryOf(document), figures(2 << 20, 0, "kernel"));
+}
+
+TEST(Memory, ofWhichTheKernelCountsNothingIsUnknown)
+{
+    MemoryMachine machine;
+    machine.kernel("MemTotal: 0 kB\nMemFree: 0 kB\n");
+
+    Outcome const table = machine.program({"memory"}).run();
+    Outcome const document = machine.program({"memory", "--json"}).run();
+
+    EXPECT_EQ(table.status, app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(table.out),
+        ElementsAre(
+            "Memory  Size  Share", "Total      -", "Free     0 B      -", "Used       -      -"));
+    EXPECT_EQ(memoryOf(document), figures(nullptr, 0, nullptr));
+}
+
+TEST(Memory, withMoreFreeThanThereIsHasNoUsedShare)
+{
+    MemoryMachine machine;
+    machine.kernel("MemTotal: 1024 kB\nMemFree: 2048 kB\n");
+
+    EXPECT_THAT(linesOf(machine.program({"memory"}).run().out),
+        ElementsAre("Memory     Size  Share", //
+            "Total   1.0 MiB         as the kernel counts", //
+            "Free    2.0 MiB      -", //
+            "Used          -      -"));
+}
+
+TEST(Memory, ofMoreBytesThanCanBeCountedIsUnknown)
+{
+    // 2^54 KiB are 2^64 bytes, and one KiB less can be told still.
+    MemoryMachine machine;
+    machine.kernel("MemTotal: 18014398509481984 kB\nMemFree: 18014398509481983 kB\n");
+
+    EXPECT_EQ(memoryOf(machine.program({"memory", "--json"}).run()),
+        figures(nullptr, 18446744073709550592ULL, nullptr));
+}
+
+TEST(Memory, whoseFreeFigureIsMissingFailsAndTellsTheRest)
+{
+    MemoryMachine machine;
+    machine.kernel("MemTotal: 2048 kB\n");
+
+    Outcome const table = machine.program({"memory"}).run();
+    Outcome const document = machine.program({"memory", "--json"}).run();
+
+    EXPECT_EQ(table.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(table.err, app_test::KERNEL_TELLS_NO_MEMORY);
+    EXPECT_THAT(linesOf(table.out),
+        ElementsAre("Memory     Size  Share", //
+            "Total   2.0 MiB         as the kernel counts", //
+            "Free          -      -", //
+            "Used          -      -"));
+    EXPECT_EQ(document.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(memoryOf(document), figures(2 << 20, nullptr, "kernel"));
+}
+
+TEST(Memory, thatCannotBeReadAtAllIsNamed)
+{
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    machine.hideKernel();
+
+    Outcome const outcome = machine.program({"memory", "--json"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, app_test::KERNEL_TELLS_NO_MEMORY);
+}
+
+TEST(Memory, ofTheModulesAloneFailsAndIsTold)
+{
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    machine.hideKernel();
+    machine.modules(TWO_MODULES);
+
+    Outcome const outcome = machine.program({"memory", "--json"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(memoryOf(outcome), figures(16ULL << 30, nullptr, "modules"));
+}
+
+TEST(Memory, keepsTheKernelsFiguresWhereNoToolCanBeStarted)
+{
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    Program program = machine.program({"memory", "--json"});
+    program.replaced["/dev/ptmx"] = machine.folder().file("ptmx", "no terminals here\n");
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_THAT(linesOf(outcome.err),
+        ElementsAre(MatchesRegex("dovrel-sysinfo: cannot read the memory: "
+                                 "Failed to create pseudo-terminal: [0-9]+ at line [0-9]+")));
+    EXPECT_EQ(memoryOf(outcome), figures(16000000ULL * 1024, 4000000ULL * 1024, "kernel"));
+}
+
+TEST(Memory, keepsTheKernelsFiguresWhereTheToolDoesNotEnd)
+{
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    machine.tool("sleep 1\n");
+
+    Outcome const outcome = machine.program({"memory"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_THAT(linesOf(outcome.err), ElementsAre(HasSubstr("Process has not exited: ")));
+    EXPECT_THAT(linesOf(outcome.out).at(1), HasSubstr("15.3 GiB"));
+}
+
+TEST(Memory, showsNoMoreOfTheTraceThanIsWanted)
+{
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    machine.modules(TWO_MODULES);
+
+    EXPECT_THAT(machine.program({"memory"}).run().err, IsEmpty());
+    EXPECT_THAT(linesOf(machine.program({"memory", "--trace", "3"}).run().err),
+        ElementsAre("trace 3: Total Memory: 16000000", "trace 3: Free Memory: 4000000"));
+    EXPECT_THAT(linesOf(machine.program({"memory", "--trace", "4"}).run().err),
+        ElementsAre("trace 3: Total Memory: 16000000", "trace 3: Free Memory: 4000000",
+            "trace 4: dmidecode ran successfully, found: 16777216"));
+}
+
+TEST(Memory, ofAnotherLibraryHasNoSourceWithoutATrace)
+{
+    Outcome const outcome = Program({"--library", DOVREL_OTHER_LIBRARY, "memory", "--json"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(memoryOf(outcome), figures(3 << 20, 1 << 20, nullptr));
+}
+
+TEST(Memory, ofACopyOfTheLibraryHasTheSourceThatItTraces)
+{
+    MemoryMachine machine;
+    machine.kernel(KERNEL);
+    machine.modules(TWO_MODULES);
+    auto const copy = machine.folder().path() / "copy.so";
+    std::filesystem::copy_file(DOVREL_LIBRARY, copy);
+    Program program = machine.program({"memory", "--json", "--library", copy.string()});
+    program.environment["ASAN_OPTIONS"] = "detect_odr_violation=0";
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
+    EXPECT_EQ(memoryOf(outcome), figures(16ULL << 30, 4000000ULL * 1024, "modules"));
+}
+
+TEST(Memory, survivesWhatOnlyALoadedLibraryCanThrow)
+{
+    Program program({"--library", DOVREL_OTHER_LIBRARY, "memory"});
+    program.environment["OTHER_MEMORY_FAILS"] = "yes";
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(outcome.err,
+        "dovrel-sysinfo: cannot read the memory: the other memory?failed\nrecords left: 0\n");
+    EXPECT_THAT(linesOf(outcome.out).at(1), "Total   3.0 MiB");
+}
