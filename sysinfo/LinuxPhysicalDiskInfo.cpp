@@ -8,6 +8,7 @@
 #include <boost/filesystem.hpp>
 
 #include <cerrno>
+#include <cwchar>
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -66,8 +67,8 @@ string findPersistentName(char const* device)
 /** `ata-MODEL_SERIAL` without the bus. */
 string withoutBus(string const& name)
 {
-    std::wstring const text = name.c_str();
-    return text.substr(text.find(L'-') + 1).c_str();
+    wchar_t const* const sign = std::wcschr(name.c_str(), L'-');
+    return sign ? string(sign + 1) : name;
 }
 
 }

@@ -44,8 +44,8 @@ template <class Element, class Text> string joined(std::vector<Element> const& e
 UNIXSystemInformation::UNIXNetworkInfo::UNIXNetworkInfo() = default;
 
 UNIXSystemInformation::UNIXNetworkInfo::UNIXNetworkInfo(string name, string hostname,
-    dovrel::macaddress_cpp mac, std::vector<ip_address> ipAddrs, std::vector<string> netmasks,
-    std::vector<ip_address> dnsAddrs)
+    dovrel::macaddress_cpp const& mac, std::vector<ip_address> ipAddrs,
+    std::vector<string> netmasks, std::vector<ip_address> dnsAddrs)
     : m_name(std::move(name)), m_hostname(std::move(hostname)), m_mac(mac),
       m_ipAddrs(std::move(ipAddrs)), m_netmasks(std::move(netmasks)),
       m_dnsAddrs(std::move(dnsAddrs))

@@ -216,7 +216,7 @@ private:
 class DOVREL_EXPORT UNIXSystemInformation::UNIXNetworkInfo : public SystemInformation::NetworkInfo {
 public:
     UNIXNetworkInfo();
-    UNIXNetworkInfo(dovrel::string name, dovrel::string hostname, dovrel::macaddress_cpp mac,
+    UNIXNetworkInfo(dovrel::string name, dovrel::string hostname, dovrel::macaddress_cpp const& mac,
         std::vector<dovrel::ip_address> ipAddrs, std::vector<dovrel::string> netmasks,
         std::vector<dovrel::ip_address> dnsAddrs);
     ~UNIXNetworkInfo() override;

@@ -33,7 +33,7 @@ void pack(uint32_t code, std::string& out)
 /** Takes the next character off the front. */
 uint32_t unpack(std::string_view& bytes)
 {
-    auto const lead = static_cast<unsigned char>(bytes.front());
+    auto const lead = static_cast<unsigned char>(bytes[0]);
     int const continuations = lead < 0x80 ? 0 : std::countl_one(lead) - 1;
     uint32_t code = continuations == 0 ? lead : lead & (0x3FU >> continuations);
     for (int i = 1; i <= continuations; ++i)
