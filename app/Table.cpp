@@ -27,19 +27,31 @@ void Table::addRow(std::vector<std::string> cells)
 std::string Table::text() const
 {
     std::string lines;
-    for (auto const& row : m_rows) {
-        std::string line;
-        for (size_t column = 0; column < row.size(); ++column) {
-            std::string const& cell = row[column];
-            std::string const padding(m_columns[column].width - displayWidth(cell), ' ');
-            if (column > 0)
-                line += "  ";
-            line += m_columns[column].alignment == RIGHT ? padding + cell : cell + padding;
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        lines += line + "\n";
-    }
+    for (Row const& row : m_rows)
+        lines += line(row) + "\n";
     return lines;
+}
+
+std::vector<std::string> Table::rows() const
+{
+    std::vector<std::string> lines;
+    for (size_t i = 1; i < m_rows.size(); ++i)
+        lines.push_back(line(m_rows[i]));
+    return lines;
+}
+
+std::string Table::line(Row const& row) const
+{
+    std::string text;
+    for (size_t column = 0; column < row.size(); ++column) {
+        std::string const& cell = row[column];
+        std::string const padding(m_columns[column].width - displayWidth(cell), ' ');
+        if (column > 0)
+            text += "  ";
+        text += m_columns[column].alignment == RIGHT ? padding + cell : cell + padding;
+    }
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
 }
 
 }

@@ -21,14 +21,21 @@ public:
     /** @return the lines, each with its newline and without blanks at its end. */
     std::string text() const;
 
+    /** @return the lines below the heading, without newlines. */
+    std::vector<std::string> rows() const;
+
 private:
+    using Row = std::vector<std::string>;
+
     struct Column {
         Alignment alignment;
         size_t width;
     };
 
+    std::string line(Row const& row) const;
+
     std::vector<Column> m_columns;
-    std::vector<std::vector<std::string>> m_rows{1}; // The headings come first.
+    std::vector<Row> m_rows{1}; // The headings come first.
 };
 
 }

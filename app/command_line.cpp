@@ -15,11 +15,12 @@ constexpr char const* VERSION = "dovrel-sysinfo " DOVREL_SYSINFO_VERSION;
 constexpr char const* EXIT_STATUSES = "Exit status:\n"
                                       "   0  everything could be read\n"
                                       "   1  something could not be read, named on standard error\n"
-                                      "   2  no recovery is running\n"
+                                      "   2  no recovery has been started on this machine\n"
                                       "  64  the arguments are wrong\n"
                                       "  69  the library could not be loaded\n"
                                       "  70  out of memory, or another failure inside the program\n"
-                                      "  74  standard output could not be written";
+                                      "  74  standard output could not be written\n"
+                                      " 130  Ctrl-C ended what was followed";
 
 /** Each command has them too, so that they may stand before or behind its name. */
 void addGeneralOptions(CLI::App& options, Settings& settings)

@@ -25,8 +25,6 @@ struct Processor {
     std::optional<float> usagePercent;
 };
 
-constexpr unsigned BAR_CELLS = 10;
-
 /** The library's 0 MHz is its word for "the kernel does not tell". */
 std::optional<unsigned> knownSpeed(unsigned mhz)
 {
@@ -62,11 +60,6 @@ bool readProcessors(Session& session, std::vector<Processor>& processors)
 std::string speedText(std::optional<unsigned> mhz)
 {
     return mhz ? std::to_string(*mhz) : UNKNOWN;
-}
-
-std::string barText(std::optional<float> percent)
-{
-    return percent ? bar(*percent, BAR_CELLS, localeIsUtf8()) : "";
 }
 
 size_t countUnknown(std::vector<Processor> const& processors)

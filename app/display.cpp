@@ -72,21 +72,23 @@ std::string percentText(std::optional<float> percent)
     return percent ? oneDecimal(static_cast<double>(*percent)) + " %" : UNKNOWN;
 }
 
-std::string sizeText(std::optional<uint64_t> bytes)
+std::string sizeText(std::optional<uint64_t> bytes, SizeUnit unit)
 {
     constexpr std::array UNITS = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
     constexpr double STEP = 1024;
     if (!bytes)
         return UNKNOWN;
+    if (unit == UNIT_BYTES)
+        return std::to_string(*bytes);
     if (*bytes < 1024)
         return std::to_string(*bytes) + " B";
     double size = static_cast<double>(*bytes) / STEP;
-    size_t unit = 0;
+    size_t power = 0;
     // 1,023.95 would be shown as 1,024.0 of a unit, which is one of the next.
     constexpr double ROUNDED_TO_STEP = STEP - 0.05;
-    for (; size >= ROUNDED_TO_STEP && unit + 1 < UNITS.size(); ++unit)
+    for (; size >= ROUNDED_TO_STEP && power + 1 < UNITS.size(); ++power)
         size /= STEP;
-    return oneDecimal(size) + " " + UNITS[unit];
+    return oneDecimal(size) + " " + UNITS[power];
 }
 
 bool localeIsUtf8()
@@ -104,6 +106,12 @@ std::string bar(float percent, unsigned cells, bool blocks)
     for (unsigned cell = 0; cell < cells; ++cell)
         text += cell < full ? fullCell : emptyCell;
     return text;
+}
+
+std::string barText(std::optional<float> percent)
+{
+    constexpr unsigned CELLS = 10;
+    return percent ? bar(*percent, CELLS, localeIsUtf8()) : "";
 }
 
 }

@@ -26,8 +26,13 @@ std::string oneDecimal(double value);
 /** "12.5 %", or `UNKNOWN`. */
 std::string percentText(std::optional<float> percent);
 
-/** A size in units of 1,024, "15.6 GiB", with one decimal from KiB on; or `UNKNOWN`. */
-std::string sizeText(std::optional<uint64_t> bytes);
+enum SizeUnit {
+    UNIT_FITTING, ///< Units of 1,024, "15.6 GiB", with one decimal from KiB on.
+    UNIT_BYTES ///< The number of bytes alone.
+};
+
+/** A size, or `UNKNOWN`. */
+std::string sizeText(std::optional<uint64_t> bytes, SizeUnit unit = UNIT_FITTING);
 
 /** @return true where the locale writes UTF-8. nl_langinfo(3). */
 bool localeIsUtf8();
@@ -38,5 +43,8 @@ bool localeIsUtf8();
  * @param blocks true for block characters in UTF-8, false for '#' and '.'.
  */
 std::string bar(float percent, unsigned cells, bool blocks);
+
+/** A bar of ten columns as the locale can write it, or nothing. */
+std::string barText(std::optional<float> percent);
 
 }

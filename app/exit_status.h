@@ -16,7 +16,8 @@ enum ExitStatus : int {
     EXIT_STATUS_USAGE = 64,
     EXIT_STATUS_LIBRARY = 69,
     EXIT_STATUS_INTERNAL = 70,
-    EXIT_STATUS_OUTPUT = 74
+    EXIT_STATUS_OUTPUT = 74,
+    EXIT_STATUS_INTERRUPTED = 130 // What a shell makes of Ctrl-C.
 };
 
 }

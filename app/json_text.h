@@ -18,7 +18,8 @@ template <class Value> Json jsonValue(std::optional<Value> const& value)
 
 /**
  * The document and a newline, valid UTF-8 whatever the machine's names are made of: each byte that
- * is no UTF-8 becomes U+FFFD. Numbers have a decimal point in every locale.
+ * is no UTF-8 becomes U+FFFD. Control characters are escaped, for the terminal's sake those too
+ * that JSON would take as they are. Numbers have a decimal point in every locale.
  */
 std::string jsonText(Json const& document);
 

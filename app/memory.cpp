@@ -99,12 +99,6 @@ bool readMemory(Session& session, Memory& memory)
     return complete;
 }
 
-std::string barText(std::optional<float> percent)
-{
-    constexpr unsigned BAR_CELLS = 10;
-    return percent ? bar(*percent, BAR_CELLS, localeIsUtf8()) : "";
-}
-
 std::string sourceText(std::optional<TotalSource> source)
 {
     if (!source)

@@ -31,15 +31,15 @@ void addSamplingOptions(CLI::App& options, Settings& settings)
         ->group("Load");
 }
 
-std::optional<std::chrono::steady_clock::duration> parseSeconds(std::string const& text)
+std::optional<std::chrono::steady_clock::duration> parseSeconds(
+    std::string const& text, double shortest)
 {
-    constexpr double SHORTEST = 1;
     constexpr double LONGEST = 86400;
     double seconds = 0;
     char const* const end = text.data() + text.size();
     auto const read = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
     // Written so that not-a-number, which from_chars reads too, is refused.
-    if (read.ec != std::errc() || read.ptr != end || !(seconds >= SHORTEST && seconds <= LONGEST))
+    if (read.ec != std::errc() || read.ptr != end || !(seconds >= shortest && seconds <= LONGEST))
         return std::nullopt;
     return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
         std::chrono::duration<double>(seconds));

@@ -16,10 +16,11 @@ struct Settings;
 void addSamplingOptions(CLI::App& options, Settings& settings);
 
 /**
- * Reads a number of seconds from 1 to 86400, with a decimal point in every locale.
+ * Reads a number of seconds from @p shortest to 86400, with a decimal point in every locale.
  *
  * @return nothing where the text is anything else.
  */
-std::optional<std::chrono::steady_clock::duration> parseSeconds(std::string const& text);
+std::optional<std::chrono::steady_clock::duration> parseSeconds(
+    std::string const& text, double shortest = 1);
 
 }

@@ -6,7 +6,8 @@
  * The three descriptors that every program is started with.
  *
  * Standard output is written once, at the end and in one piece: so an error of it can be told from
- * success, and nothing is lost where the program leaves without the C library's own flush.
+ * success, and nothing is lost where the program leaves without the C library's own flush. A
+ * command that follows something writes each piece as it comes, by the same function.
  */
 namespace app {
 

@@ -1,14 +1,7 @@
 #include "bench/made_up_proc.h"
+#include "bench/own_mounts.h"
 
-#include <sched.h>
-#include <sys/mount.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <fstream>
-#include <stdexcept>
 #include <string>
-#include <system_error>
 
 namespace bench {
 
@@ -16,26 +9,6 @@ namespace {
 
 // A machine has many more interrupt lines than busy ones, so that line is long and mostly zeros.
 constexpr unsigned INTERRUPT_LINES = 1024;
-
-[[noreturn]] void failed(char const* call)
-{
-    throw std::system_error(errno, std::generic_category(), call);
-}
-
-void writeText(char const* path, std::string const& text)
-{
-    std::ofstream file(path);
-    if (!(file << text << std::flush))
-        throw std::runtime_error(std::string("cannot write ") + path);
-}
-
-/** A user namespace without a map has no user who could own a file. */
-void becomeRootOfOwnNamespace(uid_t user, gid_t group)
-{
-    writeText("/proc/self/setgroups", "deny");
-    writeText("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
-    writeText("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
-}
 
 std::string processorLine(unsigned index)
 {
@@ -50,17 +23,8 @@ std::string processorLine(unsigned index)
 
 void replaceProc()
 {
-    uid_t const user = geteuid();
-    gid_t const group = getegid();
-    if (unshare(CLONE_NEWNS) != 0) {
-        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
-            failed("unshare");
-        becomeRootOfOwnNamespace(user, group);
-    }
-    if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-        failed("mount /");
-    if (mount("tmpfs", "/proc", "tmpfs", 0, nullptr) != 0)
-        failed("mount /proc");
+    enterOwnMounts();
+    emptyFolder("/proc");
 }
 
 void writeProcStat(unsigned processors)

@@ -1,7 +1,6 @@
 #include "common/basic/bad_address_cache.h"
 
 #include <cstring>
-#include <mutex>
 #include <netinet/in.h>
 
 namespace dovrel {
@@ -56,8 +55,8 @@ addrinfo resolverHints() noexcept
 
 bool in_bad_address_cache(int family, ::sockaddr const* address)
 {
-    static std::once_flag filled;
-    std::call_once(filled, fill_bad_address_cache);
+    // Threads that come first at once wait for the one that fills it.
+    [[maybe_unused]] static bool const filled = (fill_bad_address_cache(), true);
     size_t const size = family == AF_INET ? sizeof(sockaddr_in)
         : family == AF_INET6              ? sizeof(sockaddr_in6)
                                           : 0;

@@ -113,7 +113,8 @@ IniEntries::Packed IniEntries::store(std::string_view text)
 IniEntries::Packed IniEntries::storeFolded(Packed written)
 {
     std::string fold;
-    for (std::string_view left = bytes(written); !left.empty();)
+    std::string_view left = bytes(written);
+    while (!left.empty())
         pack(folded(unpack(left)), fold);
     return fold == bytes(written) ? written : append(fold);
 }
@@ -148,11 +149,10 @@ void IniEntries::sort()
 {
     rankSections();
     auto const rank = [this](Entry const& entry) { return m_sections[entry.section].rank; };
-    std::sort(m_entries.begin(), m_entries.end(), [&](Entry const& a, Entry const& b) {
+    std::stable_sort(m_entries.begin(), m_entries.end(), [&](Entry const& a, Entry const& b) {
         if (rank(a) != rank(b))
             return rank(a) < rank(b);
-        int const order = bytes(a.folded).compare(bytes(b.folded));
-        return order != 0 ? order < 0 : a.key.offset < b.key.offset; // As they were added.
+        return bytes(a.folded) < bytes(b.folded);
     });
     auto const same = [&](Entry const& a, Entry const& b) {
         return rank(a) == rank(b) && bytes(a.folded) == bytes(b.folded);

@@ -1,3 +1,4 @@
+#include "tests/abi/disk_layout.h"
 #include "tests/abi/layout.h"
 
 #include <gtest/gtest.h>
@@ -39,8 +40,85 @@ TEST(AMD64Layout, ofRecordsBeginsWithTwoTables)
     expectProcessor({.cloneable = 8, .index = 16});
 }
 
+TEST(AMD64Layout, ofARecoveryIsFiguresTimesThroughputLastError)
+{
+    EXPECT_EQ(sizeof(UNIXCloneInfo), 144U);
+    expectRecovery({.cloneable = 8, .figures = 16, .times = 48, .throughput = 80, .lastError = 88});
+}
+
+TEST(AMD64Layout, ofAddressesIsATableAndASocketAddress)
+{
+    expectAddresses({.size = 136, .storage = 8});
+    expectNetworkError({.size = 48, .code = 8, .text = 16});
+}
+
+TEST(AMD64Layout, ofAnAdapterIsNamesHardwareAddressLists)
+{
+    expectAdapter({.cloneable = 8, .name = 16, .hostname = 72, .mac = 128, .lists = 136});
+}
+
 TEST(AMD64Layout, ofTheCachesIsWordRecordsLock)
 {
     expectListCaches({.size = 72, .records = 8, .mutex = 32});
     expectMemoryCache({.size = 64, .mutex = 24});
+}
+
+TEST(AMD64Layout, ofAFailureIsReasonCodeMessageLine)
+{
+    EXPECT_EQ(sizeof(dovrel::reason_type), 4U);
+    EXPECT_EQ(sizeof(dovrel::ProcessException), 56U);
+    expectFailure({.reason = 8, .code = 12, .message = 16, .line = 48});
+}
+
+TEST(AMD64Layout, ofAChildHasItsDescriptorsAtTheirPlaces)
+{
+    EXPECT_EQ(sizeof(Command), 16U);
+    EXPECT_EQ(sizeof(Pipe), 8U);
+    EXPECT_EQ(sizeof(dovrel::UnixPipe), 16U);
+    EXPECT_EQ(sizeof(dovrel::UnixCommand), 112U);
+    expectChild({.slave = 16,
+        .master = 20,
+        .errors = 24,
+        .command = 32,
+        .pid = 64,
+        .stdInOut = 72,
+        .stdErr = 88,
+        .status = 104});
+}
+
+TEST(AMD64Layout, ofAChildsStreamsIsCommandThenBuffers)
+{
+    EXPECT_EQ(sizeof(pipestreambuf), 144U);
+    expectStreamBuffer(
+        {.command = 64, .pipe = 72, .output = 80, .input = 104, .putBack = 128, .timeout = 132});
+    EXPECT_EQ(sizeof(ChildStreamType), 968U);
+    expectChildStream({.command = 24, .output = 136, .errors = 280, .errorStream = 424});
+}
+
+TEST(AMD64Layout, ofDisksBeginsWithTwoTablesAndTheName)
+{
+    EXPECT_EQ(sizeof(UNIXDiskInfo), 104U);
+    expectMountedDisk({.cloneable = 8, .name = 16, .size = 72, .parents = 80});
+    EXPECT_EQ(sizeof(LinuxPhysicalDiskInfo), 152U);
+    expectPhysicalDisk({.cloneable = 8,
+        .name = 16,
+        .blocks = 72,
+        .sectorSize = 80,
+        .caption = 88,
+        .partitions = 144});
+}
+
+TEST(AMD64Layout, ofAnOwnerIsWhatItSharesAndTheCount)
+{
+    EXPECT_EQ(sizeof(dovrel::handle<int>), 24U);
+    EXPECT_EQ(sizeof(dovrel::handles0<int, int (*)(int)>), 24U);
+    expectOwner({.shared = 8, .count = 16, .value = 8, .closer = 16});
+}
+
+TEST(AMD64Layout, ofACommandsOutputIsCommandBufferStream)
+{
+    EXPECT_EQ(sizeof(OutputBuffer), 232U);
+    EXPECT_EQ(sizeof(pistream), 512U);
+    expectCommandOutput(
+        {.command = 64, .buffer = 96, .stream = 224, .bufferInStream = 16, .base = 248});
 }

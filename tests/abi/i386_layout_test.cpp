@@ -1,3 +1,4 @@
+#include "tests/abi/disk_layout.h"
 #include "tests/abi/layout.h"
 
 #include <gtest/gtest.h>
@@ -39,8 +40,85 @@ TEST(I386Layout, ofRecordsBeginsWithTwoTables)
     expectProcessor({.cloneable = 4, .index = 8});
 }
 
+TEST(I386Layout, ofARecoveryIsFiguresTimesThroughputLastError)
+{
+    EXPECT_EQ(sizeof(UNIXCloneInfo), 108U);
+    expectRecovery({.cloneable = 4, .figures = 8, .times = 36, .throughput = 52, .lastError = 60});
+}
+
+TEST(I386Layout, ofAddressesIsATableAndASocketAddress)
+{
+    expectAddresses({.size = 132, .storage = 4});
+    expectNetworkError({.size = 32, .code = 4, .text = 8});
+}
+
+TEST(I386Layout, ofAnAdapterIsNamesHardwareAddressLists)
+{
+    expectAdapter({.cloneable = 4, .name = 8, .hostname = 56, .mac = 104, .lists = 112});
+}
+
 TEST(I386Layout, ofTheCachesIsWordRecordsLock)
 {
     expectListCaches({.size = 40, .records = 4, .mutex = 16});
     expectMemoryCache({.size = 44, .mutex = 20});
+}
+
+TEST(I386Layout, ofAFailureIsReasonCodeMessageLine)
+{
+    EXPECT_EQ(sizeof(dovrel::reason_type), 4U);
+    EXPECT_EQ(sizeof(dovrel::ProcessException), 40U);
+    expectFailure({.reason = 4, .code = 8, .message = 12, .line = 36});
+}
+
+TEST(I386Layout, ofAChildHasItsDescriptorsAtTheirPlaces)
+{
+    EXPECT_EQ(sizeof(Command), 12U);
+    EXPECT_EQ(sizeof(Pipe), 4U);
+    EXPECT_EQ(sizeof(dovrel::UnixPipe), 8U);
+    EXPECT_EQ(sizeof(dovrel::UnixCommand), 80U);
+    expectChild({.slave = 12,
+        .master = 16,
+        .errors = 20,
+        .command = 28,
+        .pid = 52,
+        .stdInOut = 56,
+        .stdErr = 64,
+        .status = 72});
+}
+
+TEST(I386Layout, ofAChildsStreamsIsCommandThenBuffers)
+{
+    EXPECT_EQ(sizeof(pipestreambuf), 76U);
+    expectStreamBuffer(
+        {.command = 32, .pipe = 36, .output = 40, .input = 52, .putBack = 64, .timeout = 68});
+    EXPECT_EQ(sizeof(ChildStreamType), 524U);
+    expectChildStream({.command = 12, .output = 92, .errors = 168, .errorStream = 244});
+}
+
+TEST(I386Layout, ofDisksBeginsWithTwoTablesAndTheName)
+{
+    EXPECT_EQ(sizeof(UNIXDiskInfo), 76U);
+    expectMountedDisk({.cloneable = 4, .name = 8, .size = 56, .parents = 64});
+    EXPECT_EQ(sizeof(LinuxPhysicalDiskInfo), 124U);
+    expectPhysicalDisk({.cloneable = 4,
+        .name = 8,
+        .blocks = 56,
+        .sectorSize = 64,
+        .caption = 72,
+        .partitions = 120});
+}
+
+TEST(I386Layout, ofAnOwnerIsWhatItSharesAndTheCount)
+{
+    EXPECT_EQ(sizeof(dovrel::handle<int>), 12U);
+    EXPECT_EQ(sizeof(dovrel::handles0<int, int (*)(int)>), 12U);
+    expectOwner({.shared = 4, .count = 8, .value = 4, .closer = 8});
+}
+
+TEST(I386Layout, ofACommandsOutputIsCommandBufferStream)
+{
+    EXPECT_EQ(sizeof(OutputBuffer), 188U);
+    EXPECT_EQ(sizeof(pistream), 332U);
+    expectCommandOutput(
+        {.command = 32, .buffer = 56, .stream = 184, .bufferInStream = 8, .base = 196});
 }

@@ -109,6 +109,23 @@ void expectProcessor(Processor const& offsets)
     EXPECT_EQ(fieldAt<uint32_t>(processor, offsets.index), 4711U);
 }
 
+void expectRecovery(Recovery const& offsets)
+{
+    UNIXCloneInfo const record(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12.5, L"torn");
+    EXPECT_EQ(offsetOf(static_cast<dovrel::Cloneable<SystemInformation::CloneInfo> const&>(record),
+                  record),
+        offsets.cloneable);
+    for (uint32_t i = 0; i < 7; ++i)
+        EXPECT_EQ(fieldAt<uint32_t>(record, offsets.figures + i * sizeof i), i + 1);
+    for (uint32_t i = 0; i < 4; ++i)
+        EXPECT_EQ(
+            fieldAt<long>(record, offsets.times + i * sizeof(long)), static_cast<long>(i + 8));
+    EXPECT_EQ(fieldAt<double>(record, offsets.throughput), 12.5);
+    EXPECT_EQ(std::memcmp(reinterpret_cast<char const*>(&record) + offsets.lastError, L"torn",
+                  5 * sizeof(wchar_t)),
+        0);
+}
+
 void expectListCaches(ListCache const& figures)
 {
     auto const& cache = SystemInformation::m_diskCache;

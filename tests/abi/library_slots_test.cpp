@@ -58,4 +58,15 @@ TEST(ProcessorSlots, areInOrder)
     EXPECT_EQ(vtableOf(&processor, expected), expected);
 }
 
+TEST(RecoverySlots, areInOrder)
+{
+    UNIXSystemInformation::UNIXCloneInfo const record(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0.0, L"");
+    auto const expected = recordTable(std::string(UNIX_CLASS) + "13UNIXCloneInfo",
+        {"toString", "getOperationID", "getFailedOperationID", "getOperationProgress",
+            "getTotalFiles", "getTotalMBytes", "getFilesDone", "getMBytesDone",
+            "getRecoverStartTime", "getRecoverEndTime", "getRestoreStartTime", "getRestoreEndTime",
+            "getThroughput", "getLastError", "!destroy", "clone"});
+    EXPECT_EQ(vtableOf(&record, expected), expected);
+}
+
 }

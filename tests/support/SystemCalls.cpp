@@ -20,9 +20,16 @@ std::vector<useconds_t> SystemCalls::usleeps() const
     return m_usleeps;
 }
 
+void SystemCalls::onTime(std::function<time_t()> handler)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_onTime = std::move(handler);
+}
+
 void SystemCalls::reset()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
+    m_onTime = nullptr;
     m_onUsleep = nullptr;
     m_usleeps.clear();
 }
@@ -39,10 +46,32 @@ void SystemCalls::answerUsleep(useconds_t microseconds)
         handler(microseconds);
 }
 
+time_t SystemCalls::answerTime()
+{
+    std::function<time_t()> handler;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        handler = m_onTime;
+    }
+    if (handler)
+        return handler();
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec;
+}
+
 }
 
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds)
 {
     testkit::calls.answerUsleep(microseconds);
     return 0;
+}
+
+extern "C" __attribute__((visibility("default"))) time_t time(time_t* out) noexcept
+{
+    time_t const now = testkit::calls.answerTime();
+    if (out)
+        *out = now;
+    return now;
 }

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <ctime>
 #include <functional>
 #include <mutex>
 #include <vector>
@@ -26,15 +27,22 @@ public:
     /** @return the microseconds of every `usleep` since the test began, in order. */
     std::vector<useconds_t> usleeps() const;
 
+    /** Called for the seconds of each `time`; without it `time` tells the real ones. */
+    void onTime(std::function<time_t()> handler);
+
     void reset();
 
     /** What the function `usleep` does. */
     void answerUsleep(useconds_t microseconds);
 
+    /** What the function `time` does. */
+    time_t answerTime();
+
 private:
     mutable std::mutex m_mutex;
     std::function<void(useconds_t)> m_onUsleep;
     std::vector<useconds_t> m_usleeps;
+    std::function<time_t()> m_onTime;
 };
 
 /** The one set of answers of the test program. */

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 
@@ -225,6 +226,22 @@ TEST(SystemCalls, answersUsleepAtOnceAndRemembersIt)
     EXPECT_EQ(::usleep(7), 0);
     EXPECT_EQ(calls.usleeps(), (std::vector<useconds_t>{4'000'000'000U, 7}));
     EXPECT_EQ(handled, 1);
+}
+
+TEST(SystemCalls, tellsTheRealTimeUnlessItIsToldAnother)
+{
+    timespec real{};
+    ASSERT_EQ(::clock_gettime(CLOCK_REALTIME, &real), 0);
+    time_t out = 0;
+    EXPECT_GE(::time(&out), real.tv_sec);
+    EXPECT_LE(out, real.tv_sec + 60);
+
+    calls.onTime([] { return time_t{1364133909}; });
+    EXPECT_EQ(::time(&out), 1364133909);
+    EXPECT_EQ(out, 1364133909);
+    EXPECT_EQ(::time(nullptr), 1364133909);
+    calls.reset();
+    EXPECT_GE(::time(nullptr), real.tv_sec);
 }
 
 TEST(CapturedTrace, collectsUpToItsLevelAndEndsWithItsLife)

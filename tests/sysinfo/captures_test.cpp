@@ -3,66 +3,28 @@
 
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/Machine.h"
+#include "tests/sysinfo/captures.h"
 #include "tests/sysinfo/second_reader.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
-using testkit::Capture;
+using testkit::Captures;
+using testkit::CaptureSource;
 using testkit::contentsOf;
+using testkit::endsWith;
+using testkit::expectFact;
 using testkit::machine;
+using testkit::sourcesOf;
 
 namespace {
 
 using UNIXCPUInfo = sysinfo::UNIXSystemInformation::UNIXCPUInfo;
 using Processors = std::vector<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo>>;
-
-struct Source {
-    std::string path;
-    std::map<std::string, std::string> facts; // The index's; none of a file of this project's own.
-};
-
-bool endsWith(std::string const& text, std::string const& end)
-{
-    return text.size() >= end.size()
-        && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-/** All texts of one tool whose names end in @p end: the recorded ones, and where there is a
- * collection those of it, which must have some. */
-std::vector<Source> sourcesOf(std::string const& tool, std::string const& end)
-{
-    std::vector<Source> sources;
-    for (auto const& entry : std::filesystem::directory_iterator("/testkit/recorded/" + tool))
-        if (endsWith(entry.path(), end))
-            sources.push_back({entry.path(), {}});
-    EXPECT_FALSE(sources.empty()) << "nothing recorded of " << tool;
-    if (!std::getenv("DOVREL_CAPTURES"))
-        return sources;
-
-    size_t const recorded = sources.size();
-    for (Capture const& capture : testkit::readIndex(contentsOf("/testkit/captures/INDEX.tsv")))
-        if (capture.tool == tool && endsWith(capture.path, end))
-            sources.push_back({"/testkit/captures/" + capture.path, capture.facts});
-    EXPECT_GT(sources.size(), recorded) << "the collection has nothing of " << tool;
-    return sources;
-}
-
-void expectFact(Source const& source, char const* name, uint64_t value)
-{
-    if (source.facts.empty())
-        return;
-    auto const fact = source.facts.find(name);
-    ASSERT_NE(fact, source.facts.end()) << "the index does not tell " << name;
-    EXPECT_EQ(fact->second, std::to_string(value)) << name;
-}
 
 constexpr char CPU_FOLDER[] = "sys/devices/system/cpu/";
 
@@ -110,20 +72,11 @@ std::map<unsigned int, std::string> speedsIn(
     return speeds;
 }
 
-class Captures : public testing::Test {
-protected:
-    static void SetUpTestSuite()
-    {
-        if (!std::getenv("DOVREL_CAPTURES"))
-            std::puts("DOVREL_CAPTURES is not set: running on tests/recorded/ alone.");
-    }
-};
-
 }
 
 TEST_F(Captures, ofProcessorsAreReadAsTheSecondReaderReadsThem)
 {
-    for (Source const& source : sourcesOf("proc-stat", ".txt")) {
+    for (CaptureSource const& source : sourcesOf("proc-stat", ".txt")) {
         SCOPED_TRACE(source.path);
         std::string const text = contentsOf(source.path);
         testkit::ProcStat const expected = testkit::readProcStat(text);
@@ -150,7 +103,7 @@ TEST_F(Captures, ofProcessorsAreReadAsTheSecondReaderReadsThem)
 
 TEST_F(Captures, ofSpeedsAreReadAsTheSecondReaderReadsThem)
 {
-    for (Source const& source : sourcesOf("sys-cpufreq", "-listing.txt")) {
+    for (CaptureSource const& source : sourcesOf("sys-cpufreq", "-listing.txt")) {
         SCOPED_TRACE(source.path);
         auto const listing = testkit::readListing(contentsOf(source.path));
         showFiles(listing);

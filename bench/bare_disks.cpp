@@ -1,0 +1,214 @@
+#include "bench/bare_disks.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <system_error>
+#include <unordered_map>
+
+namespace bench {
+
+namespace {
+
+constexpr char BY_ID[] = "/dev/disk/by-id/";
+
+[[noreturn]] void failed(char const* path)
+{
+    throw std::system_error(errno, std::generic_category(), path);
+}
+
+std::string readFile(char const* path)
+{
+    int const file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        failed(path);
+    std::string text;
+    char piece[16384];
+    for (ssize_t size; (size = read(file, piece, sizeof piece)) > 0;)
+        text.append(piece, static_cast<size_t>(size));
+    close(file);
+    return text;
+}
+
+std::string_view takeWord(std::string_view& line)
+{
+    size_t start = 0;
+    while (start < line.size() && line[start] == ' ')
+        ++start;
+    size_t end = start;
+    while (end < line.size() && line[end] != ' ')
+        ++end;
+    std::string_view const word = line.substr(start, end - start);
+    line.remove_prefix(end);
+    return word;
+}
+
+std::string_view takeLine(std::string_view& text)
+{
+    size_t const end = std::min(text.find('\n'), text.size());
+    std::string_view const line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return line;
+}
+
+/** Calls @p visit with the names of the folder that are no "wwn", until it returns true. */
+template <class Visit> void visitNames(Visit visit)
+{
+    std::unique_ptr<DIR, int (*)(DIR*)> const folder(opendir(BY_ID), closedir);
+    if (!folder)
+        failed(BY_ID);
+    while (dirent const* entry = readdir(folder.get())) {
+        if (std::strncmp(entry->d_name, "wwn", 3) != 0 && entry->d_name[0] != '.'
+            && visit(entry->d_name))
+            return;
+    }
+}
+
+/** Beneath the folder of the persistent names. @param resolved PATH_MAX bytes. */
+void resolveName(char const* name, char* resolved)
+{
+    char path[sizeof BY_ID + NAME_MAX] = "";
+    std::strcpy(path, BY_ID);
+    std::strcat(path, name);
+    if (!realpath(path, resolved))
+        failed(path);
+}
+
+class Captions {
+public:
+    explicit Captions(Resolve resolve) : m_resolve(resolve)
+    {
+        if (resolve == Resolve::once)
+            visitNames([this](char const* name) {
+                char target[PATH_MAX];
+                resolveName(name, target);
+                m_names.emplace(target, name);
+                return false;
+            });
+    }
+
+    std::string of(char const* path) const
+    {
+        char device[PATH_MAX];
+        if (!realpath(path, device))
+            failed(path);
+        std::string found;
+        if (m_resolve == Resolve::once) {
+            auto const at = m_names.find(device);
+            if (at != m_names.end())
+                found = at->second;
+        } else {
+            visitNames([&](char const* name) {
+                char target[PATH_MAX];
+                resolveName(name, target);
+                if (std::strcmp(target, device) != 0)
+                    return false;
+                found = name;
+                return true;
+            });
+        }
+        return found.substr(found.find('-') + 1);
+    }
+
+private:
+    Resolve m_resolve;
+    std::unordered_map<std::string, std::string> m_names;
+};
+
+/** One question to a device, with the device opened for it. @return -1 where it has no answer. */
+int ask(char const* path, unsigned long question)
+{
+    int const device = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    int answer = 0;
+    if (device < 0 || ioctl(device, question, &answer) != 0)
+        answer = -1;
+    close(device);
+    return answer;
+}
+
+bool isUsbStorage(char const* path)
+{
+    constexpr unsigned long GET_SCSI_BUS_NUMBER = 0x5386;
+    int const bus = ask(path, GET_SCSI_BUS_NUMBER);
+    return bus >= 0 && access(("/proc/scsi/usb-storage/" + std::to_string(bus)).c_str(), F_OK) == 0;
+}
+
+}
+
+std::vector<BareDisk> bareDisks(Resolve resolve)
+{
+    std::string const text = readFile("/proc/partitions");
+    Captions const captions(resolve);
+    std::vector<BareDisk> disks;
+    std::string_view left = text;
+    takeLine(left);
+    while (!left.empty()) {
+        std::string_view line = takeLine(left);
+        takeWord(line);
+        takeWord(line);
+        std::string_view const blocks = takeWord(line);
+        std::string_view const name = takeWord(line);
+        if (name.empty())
+            continue;
+        if (name.back() >= '0' && name.back() <= '9') {
+            if (!disks.empty() && name.compare(0, disks.back().name.size(), disks.back().name) == 0)
+                ++disks.back().partitions;
+            continue;
+        }
+        std::string const path = "/dev/" + std::string(name);
+        if (isUsbStorage(path.c_str()))
+            continue;
+        uint64_t number = 0;
+        std::from_chars(blocks.data(), blocks.data() + blocks.size(), number);
+        auto const sector = static_cast<uint64_t>(ask(path.c_str(), BLKSSZGET));
+        disks.push_back({std::string(name), captions.of(path.c_str()), number * sector, 0});
+    }
+    return disks;
+}
+
+std::vector<BareMount> bareMounts()
+{
+    std::string const text = readFile("/proc/mounts");
+    std::vector<BareDisk> const disks = bareDisks(Resolve::for_each_disk);
+    std::vector<std::pair<std::string_view, std::string_view>> mounts;
+    for (std::string_view left = text; !left.empty();) {
+        std::string_view line = takeLine(left);
+        std::string_view const device = takeWord(line);
+        if (device.compare(0, 5, "/dev/") == 0)
+            mounts.emplace_back(takeWord(line), device);
+    }
+    std::stable_sort(mounts.begin(), mounts.end(),
+        [](auto const& a, auto const& b) { return a.first < b.first; });
+
+    std::vector<BareMount> found;
+    for (auto const& [folder, device] : mounts) {
+        char resolved[PATH_MAX];
+        if (!realpath(std::string(device).c_str(), resolved))
+            failed("a device");
+        std::string_view name = std::string_view(resolved).substr(5);
+        name = name.substr(0, name.find_last_not_of("0123456789") + 1);
+        BareMount mount{std::string(folder), 0, {}};
+        for (size_t i = 0; i < disks.size(); ++i)
+            if (disks[i].name == name)
+                mount.disks.push_back(i);
+        struct statvfs status;
+        if (statvfs(mount.folder.c_str(), &status) == 0)
+            mount.bytes = uint64_t{status.f_blocks} * status.f_bsize;
+        found.push_back(std::move(mount));
+    }
+    return found;
+}
+
+}

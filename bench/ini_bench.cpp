@@ -1,0 +1,98 @@
+#include "bench/ini_rivals.h"
+#include "bench/made_up_ini.h"
+
+#include <benchmark/benchmark.h>
+
+#include <malloc.h>
+
+#include <clocale>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using bench::MadeUpIni;
+
+namespace {
+
+/** Bytes that the program has from the heap, the large blocks that are mapped by themselves
+ * included. */
+size_t heapBytes()
+{
+    struct mallinfo2 const info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+template <class Reader> size_t heapBytesOf(std::string const& path)
+{
+    size_t const before = heapBytes();
+    Reader const reader(path);
+    return heapBytes() - before;
+}
+
+template <class Reader> void load(benchmark::State& state)
+{
+    MadeUpIni const& ini = MadeUpIni::ofKeys(static_cast<unsigned>(state.range(0)));
+    for (auto round : state) {
+        Reader const reader(ini.path());
+        benchmark::DoNotOptimize(&reader);
+    }
+    state.counters["heap_bytes"] = static_cast<double>(heapBytesOf<Reader>(ini.path()));
+}
+
+/** All readers are asked in texts of their own kind, made beforehand, and give a copy. */
+template <class Reader> void lookUp(benchmark::State& state)
+{
+    MadeUpIni const& ini = MadeUpIni::ofKeys(static_cast<unsigned>(state.range(0)));
+    Reader const reader(ini.path());
+    std::vector<typename Reader::Question> questions;
+    for (bench::IniEntry const& entry : ini.sample()) {
+        questions.push_back(Reader::question(entry));
+        if (reader.find(questions.back()) != Reader::text(entry.value))
+            throw std::runtime_error("a value was not found again");
+    }
+    size_t at = 0;
+    for (auto round : state) {
+        auto const value = reader.find(questions[at]);
+        benchmark::DoNotOptimize(&value);
+        at = at + 1 < questions.size() ? at + 1 : 0;
+    }
+}
+
+void sizes(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Arg(100)->Arg(10000)->Arg(100000);
+}
+
+}
+
+BENCHMARK(load<bench::DovrelReader>)->Name("ini_load/dovrel")->Apply(sizes);
+BENCHMARK(load<bench::InihReader>)->Name("ini_load/inih")->Apply(sizes);
+BENCHMARK(load<bench::SimpleIniReader>)->Name("ini_load/simpleini")->Apply(sizes);
+BENCHMARK(load<bench::PropertyTreeReader>)->Name("ini_load/property_tree")->Apply(sizes);
+BENCHMARK(lookUp<bench::DovrelReader>)->Name("ini_look_up/dovrel")->Apply(sizes);
+BENCHMARK(lookUp<bench::InihReader>)->Name("ini_look_up/inih")->Apply(sizes);
+BENCHMARK(lookUp<bench::SimpleIniReader>)->Name("ini_look_up/simpleini")->Apply(sizes);
+BENCHMARK(lookUp<bench::PropertyTreeReader>)->Name("ini_look_up/property_tree")->Apply(sizes);
+
+int main(int argc, char** argv)
+{
+    // As most hosts have it: the library converts the locale's encoding.
+    if (!std::setlocale(LC_ALL, "C.UTF-8")) {
+        std::fputs("ini_bench: the locale C.UTF-8 is missing\n", stderr);
+        return 2;
+    }
+    try {
+        benchmark::Initialize(&argc, argv);
+        if (benchmark::ReportUnrecognizedArguments(argc, argv))
+            return 2;
+        benchmark::RunSpecifiedBenchmarks();
+        benchmark::Shutdown();
+        return 0;
+    } catch (std::exception const& error) {
+        std::cerr << "ini_bench: " << error.what() << '\n';
+        return 2;
+    }
+}

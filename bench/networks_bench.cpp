@@ -1,0 +1,151 @@
+#include "bench/adapter_text.h"
+#include "bench/own_mounts.h"
+#include "common/basic/ip_address.h"
+#include "sysinfo/SystemInformation.h"
+#include "sysinfo/network_text.h"
+
+#include <benchmark/benchmark.h>
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using sysinfo::SystemInformation;
+
+namespace {
+
+unsigned adaptersOf(benchmark::State const& state)
+{
+    return static_cast<unsigned>(state.range(0));
+}
+
+void expect(bool condition, char const* complaint)
+{
+    if (!condition)
+        throw std::runtime_error(complaint);
+}
+
+/** A tool that prints a text, in the time that a shell and a small program take. */
+void writeTool(std::string const& name, std::string const& output)
+{
+    std::string const path = "/sbin/" + name;
+    bench::writeText(path + ".txt", output);
+    bench::writeText(path, "#!/bin/sh\nexec cat " + path + ".txt\n");
+    chmod(path.c_str(), 0755);
+}
+
+void writeMachine(benchmark::State const& state)
+{
+    writeTool("ifconfig", bench::adapterText(adaptersOf(state)));
+    writeTool("route", bench::routeText(adaptersOf(state)));
+    bench::writeText("/etc/resolv.conf", "nameserver 192.168.1.1\nnameserver 192.168.1.2\n");
+}
+
+// The tools --------------------------------------------------------------------------------------
+
+void listDovrel(benchmark::State& state)
+{
+    writeMachine(state);
+    auto const system = SystemInformation::create();
+    std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>> adapters;
+    for (auto round : state) {
+        adapters.clear();
+        expect(system->getNetworksInternal(adapters), "the adapters cannot be listed");
+    }
+    expect(adapters.size() == adaptersOf(state) && adapters.back()->getIPAddrs().size() == 2
+            && adapters.back()->getDNSAddrs().size() == 2,
+        "the adapters were not read");
+}
+
+size_t run(std::string const& command)
+{
+    std::unique_ptr<FILE, int (*)(FILE*)> const child(popen(command.c_str(), "re"), pclose);
+    expect(child != nullptr, "popen failed");
+    size_t all = 0;
+    char piece[4096];
+    for (size_t size; (size = fread(piece, 1, sizeof piece, child.get())) > 0;)
+        all += size;
+    return all;
+}
+
+/** The same command lines one after the other, and nothing made of what they print. */
+void listByBareCommands(benchmark::State& state)
+{
+    writeMachine(state);
+    size_t printed = 0;
+    for (auto round : state) {
+        printed += run("LANG=C /sbin/ifconfig -a");
+        for (unsigned i = 0; i + 1 < adaptersOf(state); ++i)
+            printed += run("LANG=C /sbin/route -n | grep " + bench::adapterName(i));
+        printed += run("LANG=C /bin/cat /etc/resolv.conf");
+    }
+    expect(printed > bench::adapterText(adaptersOf(state)).size(), "the tools printed nothing");
+}
+
+// Their text -------------------------------------------------------------------------------------
+
+void parseDovrel(benchmark::State& state)
+{
+    std::istringstream text(bench::adapterText(adaptersOf(state)));
+    size_t adapters = 0;
+    size_t addresses = 0;
+    for (auto round : state) {
+        text.clear();
+        text.seekg(0);
+        adapters = 0;
+        addresses = 0;
+        auto const last = sysinfo::readAdapters(
+            text, [&](std::string const&) { ++adapters; },
+            [&](sysinfo::AdapterText const& adapter) { addresses += adapter.addresses.size(); });
+        addresses += last.addresses.size();
+    }
+    expect(adapters == adaptersOf(state) && addresses == 2 * adapters, "the text was not read");
+}
+
+void parseByBareScan(benchmark::State& state)
+{
+    std::string const text = bench::adapterText(adaptersOf(state));
+    std::vector<bench::BareAdapter> adapters;
+    for (auto round : state)
+        adapters = bench::scanAdapters(text);
+    expect(adapters.size() == adaptersOf(state) && adapters.back().addresses.size() == 2,
+        "the text was not read");
+}
+
+}
+
+BENCHMARK(listDovrel)->Name("networks/dovrel")->Arg(1)->Arg(10)->Arg(200)->UseRealTime();
+BENCHMARK(listByBareCommands)
+    ->Name("networks/bare_commands")
+    ->Arg(1)
+    ->Arg(10)
+    ->Arg(200)
+    ->UseRealTime();
+BENCHMARK(parseDovrel)->Name("parse_adapters/dovrel")->Arg(200);
+BENCHMARK(parseByBareScan)->Name("parse_adapters/bare_scan")->Arg(200);
+
+int main(int argc, char** argv)
+{
+    try {
+        benchmark::CPUInfo::Get();
+        bench::enterOwnMounts();
+        bench::emptyFolder("/sbin");
+        bench::emptyFolder("/etc");
+        benchmark::Initialize(&argc, argv);
+        if (benchmark::ReportUnrecognizedArguments(argc, argv))
+            return 2;
+        benchmark::RunSpecifiedBenchmarks();
+        benchmark::Shutdown();
+        return 0;
+    } catch (std::exception const& error) {
+        std::cerr << "networks_bench: " << error.what() << '\n';
+        return 2;
+    }
+}

@@ -1,0 +1,147 @@
+#include "tests/common/basic/NaiveIni.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cwctype>
+#include <set>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+std::string trimmed(std::string text)
+{
+    auto const isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (!text.empty() && isBlank(text.back()))
+        text.pop_back();
+    while (!text.empty() && isBlank(text.front()))
+        text.erase(text.begin());
+    return text;
+}
+
+/** A text ends at its first zero byte; one that is not of the encoding is all question marks. */
+std::wstring wide(std::string const& narrow)
+{
+    std::string const text = narrow.c_str();
+    std::wstring result(text.size() + 1, L'\0');
+    size_t const length = std::mbstowcs(result.data(), text.c_str(), result.size());
+    if (length == static_cast<size_t>(-1))
+        return std::wstring(text.size(), L'?');
+    result.resize(length);
+    return result;
+}
+
+std::wstring lower(std::wstring text)
+{
+    for (wchar_t& c : text)
+        c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+    return text;
+}
+
+std::wstring upper(std::wstring text)
+{
+    for (wchar_t& c : text) {
+        auto const other = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
+        if (std::towlower(static_cast<wint_t>(other)) == std::towlower(static_cast<wint_t>(c)))
+            c = other;
+    }
+    return text;
+}
+
+std::string shown(std::wstring const& text)
+{
+    std::ostringstream out;
+    for (wchar_t c : text)
+        if (c >= L' ' && c < 0x7F)
+            out << static_cast<char>(c);
+        else
+            out << "<U+" << std::hex << static_cast<unsigned long>(c) << '>';
+    return out.str();
+}
+
+std::wstring textOf(dovrel::string const& text)
+{
+    return {text.c_str(), text.length()};
+}
+
+}
+
+bool NaiveIni::Before::operator()(Place const& a, Place const& b) const
+{
+    return std::pair(lower(a.first), lower(a.second)) < std::pair(lower(b.first), lower(b.second));
+}
+
+NaiveIni::NaiveIni(std::string const& text)
+{
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        readLine(line);
+}
+
+void NaiveIni::readLine(std::string line)
+{
+    line = trimmed(line.substr(0, line.find(';')));
+    if (line.empty())
+        return;
+    if (line[0] == '[') {
+        line.erase(0, 1);
+        m_section = trimmed(line.substr(0, line.find(']')));
+        return;
+    }
+    size_t const sign = line.find('=');
+    if (sign == std::string::npos)
+        return;
+    std::string value = trimmed(line.substr(sign + 1));
+    if (value == "\"" || value == "'")
+        value = "";
+    else if (value.size() > 1 && value[0] == value.back() && (value[0] == '"' || value[0] == '\''))
+        value = value.substr(1, value.size() - 2);
+    m_entries.emplace(Place(wide(m_section), wide(trimmed(line.substr(0, sign)))), wide(value));
+}
+
+std::string NaiveIni::differenceFrom(dovrel::IniFile const& file) const
+{
+    if (file.size() != m_entries.size())
+        return "there are " + std::to_string(file.size()) + " entries, expected "
+            + std::to_string(m_entries.size());
+    std::set<std::wstring> names;
+    for (auto const& [place, value] : m_entries) {
+        names.insert(place.first);
+        for (bool const otherCase : {false, true}) {
+            dovrel::string found(L"former");
+            std::wstring const section = otherCase ? upper(place.first) : place.first;
+            std::wstring const key = otherCase ? upper(place.second) : place.second;
+            if (!file.lookupString(section.c_str(), key.c_str(), found))
+                return "not found: [" + shown(section) + "] " + shown(key);
+            if (textOf(found) != value)
+                return '[' + shown(section) + "] " + shown(key) + " is " + shown(textOf(found))
+                    + ", expected " + shown(value);
+        }
+    }
+    std::set<std::wstring> namesOfFile;
+    for (dovrel::string const& name : file.ReadSectionNames())
+        namesOfFile.insert(textOf(name));
+    if (namesOfFile != names)
+        return "the sections are others";
+    for (std::wstring const& section : names)
+        if (std::string difference = differenceOfSection(file, section); !difference.empty())
+            return difference;
+    return {};
+}
+
+std::string NaiveIni::differenceOfSection(
+    dovrel::IniFile const& file, std::wstring const& section) const
+{
+    std::vector<std::wstring> expected;
+    for (auto const& [place, value] : m_entries)
+        if (lower(place.first) == lower(section))
+            expected.push_back(place.second + L'=' + value);
+    std::vector<std::wstring> values;
+    for (dovrel::string const& value : file.ReadSectionValues(section.c_str()))
+        values.push_back(textOf(value));
+    if (!file.SectionExists(section.c_str()))
+        return "does not exist: [" + shown(section) + ']';
+    if (values != expected)
+        return "other entries, or in another order: [" + shown(section) + ']';
+    return {};
+}

@@ -1,0 +1,130 @@
+#include "common/basic/NetworkError.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <locale>
+#include <string>
+#include <type_traits>
+
+using dovrel::NetworkError;
+
+namespace {
+
+/** A host's own class, whose message has a text for the code. */
+class Named : public NetworkError {
+public:
+    using NetworkError::NetworkError;
+    using NetworkError::operator=;
+
+    void makeString() override
+    {
+        NetworkError::makeString();
+        ++composed;
+    }
+
+    int composed = 0;
+};
+
+/** A locale of a host that groups the digits of its numbers. */
+class Grouping : public std::numpunct<wchar_t> {
+    std::string do_grouping() const override { return "\1"; }
+    wchar_t do_thousands_sep() const override { return L'.'; }
+};
+
+void expectError(NetworkError const& error, int code, std::string const& text)
+{
+    EXPECT_EQ(error.code(), code);
+    EXPECT_EQ(error.what(), text);
+    EXPECT_EQ(error.toString(), text);
+    EXPECT_EQ(static_cast<bool>(error), code != 0);
+    EXPECT_EQ(!error, code == 0);
+}
+
+}
+
+TEST(NetworkError, isNoneWithoutAMessageByDefault)
+{
+    expectError(NetworkError(), 0, "");
+}
+
+TEST(NetworkError, namesItsCodeInTheMessageAndNothingElse)
+{
+    expectError(NetworkError(-2), -2, "Network Error: code = -2");
+    expectError(NetworkError(-6), -6, "Network Error: code = -6");
+    expectError(NetworkError(111), 111, "Network Error: code = 111");
+    expectError(NetworkError(INT_MAX), INT_MAX, "Network Error: code = 2147483647");
+    expectError(NetworkError(INT_MIN), INT_MIN, "Network Error: code = -2147483648");
+}
+
+TEST(NetworkError, hasAMessageOfCodeZeroOnceItWasGiven)
+{
+    expectError(NetworkError(0), 0, "Network Error: code = 0");
+    NetworkError assigned;
+    assigned = 0;
+    expectError(assigned, 0, "Network Error: code = 0");
+}
+
+TEST(NetworkError, takesANewCodeWithItsMessage)
+{
+    NetworkError error(-2);
+    NetworkError const& returned = error = -6;
+    EXPECT_EQ(&returned, &error);
+    expectError(error, -6, "Network Error: code = -6");
+    error = 0;
+    expectError(error, 0, "Network Error: code = 0");
+}
+
+TEST(NetworkError, composesAnAssignedCodesMessageThroughTheClassOfTheHost)
+{
+    Named error(-2);
+    EXPECT_EQ(error.composed, 0);
+    NetworkError& base = error;
+    base = -6;
+    EXPECT_EQ(error.composed, 1);
+    expectError(error, -6, "Network Error: code = -6");
+}
+
+TEST(NetworkError, composesTheSameMessageAgain)
+{
+    NetworkError error;
+    error.makeString();
+    expectError(error, 0, "Network Error: code = 0");
+    error.makeString();
+    EXPECT_STREQ(error.what(), "Network Error: code = 0");
+}
+
+TEST(NetworkError, isCopiedWithItsMessage)
+{
+    NetworkError const original(-2);
+    NetworkError const copy = original;
+    NetworkError assigned(7);
+    assigned = original;
+    expectError(copy, -2, "Network Error: code = -2");
+    expectError(assigned, -2, "Network Error: code = -2");
+    EXPECT_NE(copy.what(), original.what());
+}
+
+TEST(NetworkError, isCaughtAsAStandardException)
+{
+    try {
+        throw NetworkError(-6);
+    } catch (std::exception const& caught) {
+        EXPECT_STREQ(caught.what(), "Network Error: code = -6");
+    }
+}
+
+TEST(NetworkError, writesItsCodeWithoutTheHostsGrouping)
+{
+    std::locale const former = std::locale::global(std::locale(std::locale(), new Grouping));
+    std::string const text = NetworkError(-123456).what();
+    std::locale::global(former);
+    EXPECT_EQ(text, "Network Error: code = -123456");
+}
+
+TEST(NetworkError, isNoNumberByItself)
+{
+    EXPECT_FALSE((std::is_convertible_v<NetworkError, int>));
+    EXPECT_FALSE((std::is_convertible_v<NetworkError, bool>));
+    EXPECT_FALSE((std::is_convertible_v<int, NetworkError>));
+}

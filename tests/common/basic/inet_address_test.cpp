@@ -1,0 +1,320 @@
+#include "common/basic/inet_address.h"
+
+#include "common/basic/NetworkError.h"
+#include "common/basic/text_cast.h"
+#include "tests/common/basic/random_addresses.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+
+using dovrel::inet_address;
+using dovrel::ip_address;
+using dovrel::string;
+
+namespace {
+
+inet_address parsed(std::string const& text)
+{
+    return inet_address(string(text));
+}
+
+std::string textOf(ip_address const& value)
+{
+    return static_cast<char const*>(value.toStringInternal());
+}
+
+std::optional<int> codeOf(std::function<void()> const& action)
+{
+    try {
+        action();
+        return std::nullopt;
+    } catch (dovrel::NetworkError const& error) {
+        return error.code();
+    }
+}
+
+void expectInvalid(inet_address const& value)
+{
+    EXPECT_EQ(value.family(), ip_address::AF_INVALID);
+    EXPECT_EQ(value.port(), 0);
+    EXPECT_EQ(codeOf([&] { value.toStringInternal(); }), -6);
+}
+
+inet_address scoped(uint32_t scope, uint32_t flow = 0)
+{
+    inet_address value = parsed("fe80::1:80");
+    auto& storage = reinterpret_cast<sockaddr_in6&>(value.sockaddr());
+    storage.sin6_scope_id = scope;
+    storage.sin6_flowinfo = flow;
+    return value;
+}
+
+class Socket {
+public:
+    Socket(int family, int type) : m_number(::socket(family, type | SOCK_CLOEXEC, 0)) { }
+    explicit Socket(int number) : m_number(number) { }
+    Socket(Socket const&) = delete;
+    Socket& operator=(Socket const&) = delete;
+    ~Socket() { ::close(m_number); }
+
+    int number() const { return m_number; }
+
+private:
+    int m_number;
+};
+
+/** Connects two stream sockets on this machine and compares what each says of itself and the other.
+ */
+void expectBothEnds(char const* loopback)
+{
+    inet_address const own(0, string(loopback));
+    Socket const listener(own.family(), SOCK_STREAM);
+    ASSERT_EQ(::bind(listener.number(), own.sockaddrPtr(), own.sockaddrsize()), 0);
+    ASSERT_EQ(::listen(listener.number(), 1), 0);
+    inet_address const server = inet_address::getSockName(listener.number());
+    EXPECT_TRUE(server.ip_address::isEqual(own));
+    EXPECT_NE(server.port(), 0);
+
+    Socket const client(own.family(), SOCK_STREAM);
+    ASSERT_EQ(::connect(client.number(), server.sockaddrPtr(), server.sockaddrsize()), 0);
+    Socket const accepted(::accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC));
+    EXPECT_TRUE(inet_address::getPeerName(client.number()).isEqual(server));
+    EXPECT_TRUE(inet_address::getSockName(accepted.number()).isEqual(server));
+    EXPECT_TRUE(inet_address::getPeerName(accepted.number())
+                    .isEqual(inet_address::getSockName(client.number())));
+    EXPECT_EQ(textOf(server), std::string(loopback) + ':' + std::to_string(server.port()));
+}
+
+}
+
+TEST(InetAddress, isReadFromAddressColonPort)
+{
+    for (std::string const text : {"10.0.0.1:8080", "10.0.0.1:0", "10.0.0.1:65535", "fe80::1:443",
+             "::ffff:10.0.0.1:80", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff:1"}) {
+        inet_address const value = parsed(text);
+        EXPECT_TRUE(value.valid()) << text;
+        EXPECT_EQ(std::to_string(value.port()), text.substr(text.rfind(':') + 1));
+        EXPECT_EQ(textOf(value), text);
+    }
+}
+
+TEST(InetAddress, isNoneWhereTheTextIsAnythingElse)
+{
+    for (std::string const text :
+        {"", "10.0.0.1", "10.0.0.1:", "10.0.0.1:x", "10.0.0.1:-1", "[::1]:80", "::1", ":80", ":",
+            "::", "host:80", "10.0.0.1.:80", "10.0.0:80", "10.0.0.1:99999999999", "10.0.0.1 :80"}) {
+        SCOPED_TRACE(text);
+        expectInvalid(parsed(text));
+    }
+    expectInvalid(parsed("10.0.0.1:80:"));
+    expectInvalid(parsed("10.0.0.1:80:80"));
+}
+
+TEST(InetAddress, takesTheLastColonForThePortsKept)
+{
+    inet_address const value = parsed("fe80::1:80");
+    EXPECT_EQ(value.port(), 80);
+    EXPECT_TRUE(value.ip_address::isEqual(ip_address(string("fe80::1"))));
+    inet_address const all = parsed(":::80");
+    EXPECT_EQ(all.port(), 80);
+    EXPECT_TRUE(all.ip_address::isEqual(ip_address(string("::"))));
+}
+
+TEST(InetAddress, cutsAPortToItsLowSixteenBitsKept)
+{
+    EXPECT_EQ(parsed("10.0.0.1:70000").port(), 4464);
+    EXPECT_EQ(parsed("10.0.0.1:65536").port(), 0);
+    EXPECT_EQ(parsed("10.0.0.1:-2").port(), 65534);
+    EXPECT_EQ(parsed("10.0.0.1:2147483647").port(), 65535);
+    EXPECT_EQ(parsed("10.0.0.1:65535").port(), 65535);
+}
+
+TEST(InetAddress, isMadeOfAPortAndTheTextOfAnAddress)
+{
+    inet_address const ipv4(443, string("10.0.0.1"));
+    EXPECT_EQ(textOf(ipv4), "10.0.0.1:443");
+    EXPECT_TRUE(ipv4.ipv4());
+    inet_address const ipv6(443, string("fe80::1"));
+    EXPECT_EQ(textOf(ipv6), "fe80::1:443");
+    EXPECT_TRUE(ipv6.isEqual(parsed("fe80::1:443")));
+    EXPECT_TRUE(ipv4.isEqual(parsed("10.0.0.1:443")));
+}
+
+TEST(InetAddress, storesNoPortWhereTheTextIsNoAddress)
+{
+    for (std::string const text : {"", "host", "10.0.0.1:80", "[::1]", "10.0.0"}) {
+        inet_address const value(443, string(text));
+        expectInvalid(value);
+        sockaddr_storage expected{};
+        expected.ss_family = ip_address::AF_INVALID;
+        EXPECT_EQ(std::memcmp(&value.sockaddr(), &expected, sizeof expected), 0) << text;
+    }
+}
+
+TEST(InetAddress, isTheWildcardOfAFamily)
+{
+    inet_address const ipv4(80, AF_INET);
+    EXPECT_EQ(textOf(ipv4), "0.0.0.0:80");
+    inet_address const ipv6(8080, AF_INET6);
+    EXPECT_EQ(textOf(ipv6), ":::8080");
+    EXPECT_EQ(std::memcmp(&reinterpret_cast<sockaddr_in6 const&>(ipv6.sockaddr()).sin6_addr,
+                  &in6addr_any, sizeof in6addr_any),
+        0);
+}
+
+TEST(InetAddress, takesAnyFamilyForAWildcardAsGiven)
+{
+    for (unsigned short const family :
+        std::initializer_list<unsigned short>{AF_UNSPEC, AF_UNIX, 5, 0xFFFF}) {
+        inet_address const value(0x1234, family);
+        EXPECT_EQ(value.family(), family);
+        EXPECT_FALSE(value.valid());
+        EXPECT_EQ(value.port(), 0);
+        EXPECT_EQ(reinterpret_cast<sockaddr_in const&>(value.sockaddr()).sin_port, htons(0x1234));
+    }
+}
+
+TEST(InetAddress, takesANewPortWhereItIsAnAddress)
+{
+    for (char const* const text : {"10.0.0.1:80", "fe80::1:80"}) {
+        inet_address value = parsed(text);
+        value.setPort(443);
+        EXPECT_EQ(value.port(), 443);
+        EXPECT_TRUE(value.ip_address::isEqual(parsed(text)));
+        value.setPort(0);
+        EXPECT_EQ(value.port(), 0);
+    }
+    inet_address none = parsed("");
+    sockaddr_storage const before = none.sockaddr();
+    none.setPort(443);
+    expectInvalid(none);
+    EXPECT_EQ(std::memcmp(&none.sockaddr(), &before, sizeof before), 0);
+}
+
+TEST(InetAddress, printsItsPortThroughTheBaseClass)
+{
+    std::unique_ptr<ip_address> const value = std::make_unique<inet_address>(parsed("::1:443"));
+    EXPECT_EQ(textOf(*value), "::1:443");
+}
+
+TEST(InetAddressEquality, isThatOfEveryByte)
+{
+    EXPECT_TRUE(parsed("10.0.0.1:80").isEqual(parsed("10.0.0.1:80")));
+    EXPECT_FALSE(parsed("10.0.0.1:80").isEqual(parsed("10.0.0.1:81")));
+    EXPECT_FALSE(parsed("10.0.0.1:80").isEqual(parsed("10.0.0.2:80")));
+    EXPECT_FALSE(parsed("10.0.0.1:80").isEqual(parsed("::ffff:10.0.0.1:80")));
+    inet_address padded = parsed("10.0.0.1:80");
+    reinterpret_cast<char*>(&padded.sockaddr())[sizeof(sockaddr_storage) - 1] = 1;
+    EXPECT_FALSE(padded.isEqual(parsed("10.0.0.1:80")));
+    EXPECT_TRUE(padded.isEqual(padded));
+}
+
+TEST(InetAddressEquality, tellsScopesAndFlowsApartWhichAnAddressDoesNot)
+{
+    EXPECT_FALSE(scoped(1).isEqual(scoped(2)));
+    EXPECT_FALSE(scoped(1, 1).isEqual(scoped(1, 2)));
+    EXPECT_TRUE(scoped(1, 1).isEqual(scoped(1, 1)));
+    EXPECT_TRUE(scoped(1, 1).ip_address::isEqual(scoped(2, 2)));
+}
+
+TEST(InetAddressEquality, isNeverThatOfNoAddress)
+{
+    inet_address const none = parsed("");
+    EXPECT_FALSE(none.isEqual(none));
+    EXPECT_FALSE(none.isEqual(parsed("10.0.0.1:80")));
+    EXPECT_FALSE(parsed("10.0.0.1:80").isEqual(none));
+}
+
+TEST(InetAddressOrder, isThatOfTheAddressThenOfThePort)
+{
+    EXPECT_TRUE(parsed("10.0.0.1:80").isLess(parsed("10.0.0.1:443")));
+    EXPECT_FALSE(parsed("10.0.0.1:443").isLess(parsed("10.0.0.1:80")));
+    EXPECT_FALSE(parsed("10.0.0.1:80").isLess(parsed("10.0.0.1:80")));
+    EXPECT_TRUE(parsed("192.168.0.1:443").isLess(parsed("10.0.0.2:80")));
+    // 255 and 256: as numbers, not as the bytes of the network.
+    EXPECT_TRUE(parsed("fe80::1:255").isLess(parsed("fe80::1:256")));
+    EXPECT_TRUE(parsed("fe80::1:32767").isLess(parsed("fe80::1:32768")));
+    EXPECT_TRUE(parsed("").isLess(parsed("10.0.0.1:80")));
+    EXPECT_FALSE(parsed("10.0.0.1:80").isLess(parsed("")));
+    EXPECT_FALSE(parsed("").isLess(parsed("x")));
+    EXPECT_FALSE(scoped(1).isLess(scoped(2)) || scoped(2).isLess(scoped(1)));
+}
+
+TEST(InetAddressOrder, isAStrictWeakOrderOfRandomAddresses)
+{
+    std::vector<inet_address> values;
+    for (ip_address const& address : testkit::randomAddresses(3000)) {
+        inet_address value(0, AF_UNSPEC);
+        value.sockaddr() = address.sockaddr();
+        values.push_back(value);
+    }
+    auto const isTied = [](auto& x, auto& y) { return !x.isLess(y) && !y.isLess(x); };
+    for (size_t i = 0; i + 2 < values.size(); ++i) {
+        inet_address const& a = values[i];
+        inet_address const& b = values[i + 1];
+        inet_address const& c = values[i + 2];
+        EXPECT_FALSE(a.isLess(a));
+        EXPECT_FALSE(a.isLess(b) && b.isLess(a));
+        EXPECT_FALSE(a.isLess(b) && b.isLess(c) && !a.isLess(c));
+        EXPECT_FALSE(isTied(a, b) && isTied(b, c) && !isTied(a, c));
+        EXPECT_EQ(isTied(a, b),
+            (!a.valid() && !b.valid()) || (a.ip_address::isEqual(b) && a.port() == b.port()));
+        EXPECT_FALSE(a.isEqual(b) && !isTied(a, b));
+    }
+}
+
+TEST(InetAddress, survivesTheWayThroughItsTextForRandomAddresses)
+{
+    unsigned short port = 0;
+    for (ip_address const& address : testkit::randomAddresses(3000)) {
+        if (!address.valid())
+            continue;
+        port = static_cast<unsigned short>(port * 31 + 7);
+        inet_address const value(port, address.toStringInternal());
+        EXPECT_TRUE(inet_address(value.toStringInternal()).isEqual(value)) << textOf(value);
+        EXPECT_EQ(value.port(), port);
+    }
+}
+
+TEST(InetAddressOfASocket, isThatOfEachEnd)
+{
+    expectBothEnds("127.0.0.1");
+}
+
+TEST(InetAddressOfASocket, isNoneOfASocketThatIsNotOfTheInternet)
+{
+    int ends[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    Socket const one(ends[0]);
+    Socket const other(ends[1]);
+    expectInvalid(inet_address::getPeerName(one.number()));
+    expectInvalid(inet_address::getSockName(other.number()));
+}
+
+TEST(InetAddressOfASocket, failsWithMinusOneWhateverTheCauseKept)
+{
+    errno = 0;
+    EXPECT_EQ(codeOf([] { inet_address::getPeerName(-1); }), -1);
+    EXPECT_EQ(errno, EBADF);
+    EXPECT_EQ(codeOf([] { inet_address::getSockName(-1); }), -1);
+    Socket const unconnected(AF_INET, SOCK_STREAM);
+    EXPECT_EQ(codeOf([&] { inet_address::getPeerName(unconnected.number()); }), -1);
+    EXPECT_EQ(errno, ENOTCONN);
+    EXPECT_EQ(textOf(inet_address::getSockName(unconnected.number())), "0.0.0.0:0");
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    Socket const reader(ends[0]);
+    Socket const writer(ends[1]);
+    EXPECT_EQ(codeOf([&] { inet_address::getSockName(reader.number()); }), -1);
+    EXPECT_EQ(errno, ENOTSOCK);
+}

@@ -1,0 +1,162 @@
+#include "tests/sysinfo/DiskCalls.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+
+namespace testkit {
+
+namespace {
+
+constexpr unsigned long GET_SCSI_BUS_NUMBER = 0x5386;
+
+DiskCalls* current = nullptr;
+
+bool isFile(int fd, std::string const& path)
+{
+    struct stat open { };
+    struct stat named { };
+    return ::fstat(fd, &open) == 0 && ::stat(path.c_str(), &named) == 0
+        && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+bool answerFrom(std::map<std::string, int> const& answers, int fd, void* out)
+{
+    for (auto const& [path, number] : answers) {
+        if (isFile(fd, path)) {
+            *static_cast<int*>(out) = number;
+            return true;
+        }
+    }
+    return false;
+}
+
+/** The C library's function, or a sanitizer's around it. */
+template <class Function> Function next(char const* name)
+{
+    auto const function = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+    if (!function)
+        std::abort();
+    return function;
+}
+
+}
+
+DiskCalls::DiskCalls()
+{
+    current = this;
+}
+
+DiskCalls::~DiskCalls()
+{
+    current = nullptr;
+}
+
+void DiskCalls::filesystem(std::string const& mountPoint, struct statvfs const& status)
+{
+    m_filesystems[mountPoint] = status;
+}
+
+void DiskCalls::forget()
+{
+    m_opened.clear();
+    m_filesystemsAsked.clear();
+    m_readlinks = 0;
+}
+
+bool DiskCalls::answerIoctl(int fd, unsigned long request, void* out)
+{
+    if (request == BLKSSZGET)
+        return answerFrom(m_sectorSizes, fd, out);
+    return request == GET_SCSI_BUS_NUMBER && answerFrom(m_buses, fd, out);
+}
+
+bool DiskCalls::answerStatvfs(char const* path, struct statvfs* out)
+{
+    m_filesystemsAsked.emplace_back(path);
+    auto const found = m_filesystems.find(path);
+    if (found == m_filesystems.end())
+        return false;
+    *out = found->second;
+    return true;
+}
+
+bool DiskCalls::isInterrupted(char const* path, int flags)
+{
+    m_opened.push_back({path, flags});
+    auto const found = m_interrupts.find(path);
+    if (found == m_interrupts.end() || found->second == 0)
+        return false;
+    --found->second;
+    errno = EINTR;
+    return true;
+}
+
+struct statvfs filesystemOf(
+    unsigned long long blocks, unsigned long long freeBlocks, unsigned long blockSize)
+{
+    struct statvfs status { };
+    status.f_bsize = blockSize;
+    status.f_blocks = blocks;
+    status.f_bfree = freeBlocks;
+    // Figures that must not be taken in place of those.
+    status.f_frsize = 1;
+    status.f_bavail = 3;
+    return status;
+}
+
+}
+
+// Where files have 64-bit offsets, the headers give open and statvfs their other names by
+// themselves.
+#pragma GCC visibility push(default)
+extern "C" {
+
+int ioctl(int fd, unsigned long request, ...) noexcept
+{
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*); // As the C library itself takes it.
+    va_end(arguments);
+    if (testkit::current && testkit::current->answerIoctl(fd, request, argument))
+        return 0;
+    static auto const real = testkit::next<int (*)(int, unsigned long, ...)>("ioctl");
+    return real(fd, request, argument);
+}
+
+int statvfs(char const* path, struct statvfs* out) noexcept
+{
+    if (testkit::current && testkit::current->answerStatvfs(path, out))
+        return 0;
+    static auto const real = testkit::next<int (*)(char const*, struct statvfs*)>("statvfs64");
+    return real(path, out);
+}
+
+int open(char const* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    auto const mode = va_arg(arguments, mode_t); // Not looked at where it was not given.
+    va_end(arguments);
+    if (testkit::current && testkit::current->isInterrupted(path, flags))
+        return -1;
+    static auto const real = testkit::next<int (*)(char const*, int, ...)>("open64");
+    return real(path, flags, mode);
+}
+
+ssize_t readlink(char const* path, char* out, size_t size) noexcept
+{
+    if (testkit::current)
+        testkit::current->countReadlink();
+    static auto const real = testkit::next<ssize_t (*)(char const*, char*, size_t)>("readlink");
+    return real(path, out, size);
+}
+}
+#pragma GCC visibility pop

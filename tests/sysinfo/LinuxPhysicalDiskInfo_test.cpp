@@ -1,0 +1,306 @@
+#include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/DescriptorGuard.h"
+#include "tests/support/Machine.h"
+#include "tests/sysinfo/DiskCalls.h"
+#include "tests/sysinfo/null_object.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <memory>
+#include <string>
+
+using sysinfo::SystemInformation;
+using testkit::CapturedTrace;
+using testkit::machine;
+using LinuxPhysicalDiskInfo = sysinfo::LinuxSystemInformation::LinuxPhysicalDiskInfo;
+
+namespace {
+
+std::string text(dovrel::string const& value)
+{
+    return static_cast<char const*>(value);
+}
+
+void showLink(std::string const& name, std::string const& target)
+{
+    machine.link("/dev/disk/by-id/" + name, target);
+}
+
+class PhysicalDisk : public testing::Test {
+protected:
+    PhysicalDisk()
+    {
+        machine.file("/dev/sda", "");
+        machine.file("/dev/sda1", "");
+        machine.file("/dev/sdb", "");
+    }
+
+    static LinuxPhysicalDiskInfo sda() { return {L"sda", 1000, 2}; }
+    static std::string caption() { return text(sda().getDiskCaption()); }
+
+    testkit::DiskCalls m_calls;
+};
+
+}
+
+TEST_F(PhysicalDisk, tellsWhatItWasMadeOf)
+{
+    LinuxPhysicalDiskInfo const disk(L"sda", 1000, 4294967295U);
+    EXPECT_EQ(text(disk.getDiskID()), "sda");
+    EXPECT_EQ(disk.getDiskNumberOfPartitions(), 4294967295U);
+    EXPECT_EQ(text(disk.getDiskCaption()), "");
+}
+
+TEST_F(PhysicalDisk, isAsLargeAsItsBlocksTimesItsSectorsKept)
+{
+    for (int const sector : {512, 520, 4096}) {
+        m_calls.sectorSize("/dev/sda", sector);
+        EXPECT_EQ(sda().getDiskTotalSizeInBytes(), 1000U * static_cast<unsigned>(sector));
+    }
+}
+
+TEST_F(PhysicalDisk, hasASizeOf64Bits)
+{
+    m_calls.sectorSize("/dev/sda", 4096);
+    EXPECT_EQ(
+        LinuxPhysicalDiskInfo(L"sda", 16106127360, 0).getDiskTotalSizeInBytes(), 65970697666560U);
+    EXPECT_EQ(
+        LinuxPhysicalDiskInfo(L"sda", UINT64_MAX, 0).getDiskTotalSizeInBytes(), UINT64_MAX * 4096);
+}
+
+TEST_F(PhysicalDisk, hasNoSizeWhereTheDeviceDoesNotTellItsSectors)
+{
+    EXPECT_EQ(sda().getDiskTotalSizeInBytes(), 0U); // No block device at all.
+    EXPECT_EQ(LinuxPhysicalDiskInfo(L"sdz", 1000, 0).getDiskTotalSizeInBytes(), 0U);
+}
+
+TEST_F(PhysicalDisk, hasNoSizeWhereTheDeviceCannotBeOpened)
+{
+    m_calls.sectorSize("/dev/sda", 512);
+    ASSERT_EQ(::chmod("/dev/sda", 0), 0);
+    showLink("ata-MODEL", "../../sda");
+    LinuxPhysicalDiskInfo const disk = sda();
+    EXPECT_EQ(disk.getDiskTotalSizeInBytes(), 0U);
+    EXPECT_EQ(text(disk.getDiskCaption()), "MODEL");
+}
+
+TEST_F(PhysicalDisk, isOpenedOnceForReadingAndForNobodyElse)
+{
+    m_calls.forget();
+    sda();
+    std::string opened;
+    for (auto const& [path, flags] : m_calls.opened()) {
+        if (path != "/dev/sda")
+            continue;
+        opened += path;
+        EXPECT_EQ(flags & O_ACCMODE, O_RDONLY);
+        EXPECT_NE(flags & O_CLOEXEC, 0);
+        EXPECT_NE(flags & O_NONBLOCK, 0) << "a drive without a medium would hold the caller";
+    }
+    EXPECT_EQ(opened, "/dev/sda");
+}
+
+TEST_F(PhysicalDisk, isOpenedAgainAfterASignal)
+{
+    m_calls.sectorSize("/dev/sda", 512);
+    m_calls.interruptOpening("/dev/sda", 3);
+    EXPECT_EQ(sda().getDiskTotalSizeInBytes(), 512000U);
+}
+
+TEST_F(PhysicalDisk, isCaptionedByItsPersistentNameWithoutTheBus)
+{
+    showLink("ata-DISK_MODEL_1", "../../sda");
+    EXPECT_EQ(caption(), "DISK_MODEL_1");
+}
+
+TEST_F(PhysicalDisk, losesNoMoreOfItsNameThanTheBus)
+{
+    showLink("scsi-SATA_A-B-C", "../../sda");
+    EXPECT_EQ(caption(), "SATA_A-B-C");
+}
+
+TEST_F(PhysicalDisk, keepsAPersistentNameWithoutABus)
+{
+    showLink("nodash", "/dev/sda");
+    EXPECT_EQ(caption(), "nodash");
+}
+
+TEST_F(PhysicalDisk, mayHaveNothingBehindTheBus)
+{
+    showLink("ata-", "/dev/sda");
+    EXPECT_EQ(caption(), "");
+}
+
+TEST_F(PhysicalDisk, isNeverCaptionedByAWorldWideName)
+{
+    showLink("wwn-0x5000c500a0b1c2d3", "../../sda");
+    EXPECT_EQ(caption(), "");
+    showLink("wwnx", "../../sda");
+    showLink("wwn", "../../sda");
+    EXPECT_EQ(caption(), "");
+    showLink("ata-wwn", "../../sda");
+    EXPECT_EQ(caption(), "wwn");
+}
+
+TEST_F(PhysicalDisk, isNotCaptionedByNamesOfOtherDevices)
+{
+    showLink("ata-OTHER", "../../sdb");
+    showLink("ata-MODEL-part1", "../../sda1");
+    EXPECT_EQ(caption(), "");
+    showLink("usb-MINE:0_a\\x20b", "../../sda");
+    EXPECT_EQ(caption(), "MINE:0_a\\x20b");
+}
+
+TEST_F(PhysicalDisk, isFoundThroughLinksOnEitherSide)
+{
+    machine.file("/dev/scsi/disc", "");
+    machine.link("/dev/sdc", "scsi/disc");
+    machine.link("/dev/block/8:32", "../sdc");
+    showLink("scsi-LINKED", "../../block/8:32");
+    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "LINKED");
+    machine.file("/dev/disk/by-id/ata-FILE", "");
+    machine.link("/dev/sdd", "disk/by-id/ata-FILE");
+    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdd", 1, 0).getDiskCaption()), "FILE");
+}
+
+TEST_F(PhysicalDisk, isCaptionedByTheFirstOfItsNamesInTheOrderOfTheFolder)
+{
+    showLink("ata-A", "../../sda");
+    showLink("scsi-B", "../../sda");
+    std::string const found = caption();
+    ASSERT_TRUE(found == "A" || found == "B") << found;
+    machine.remove(found == "A" ? "/dev/disk/by-id/ata-A" : "/dev/disk/by-id/scsi-B");
+    EXPECT_EQ(caption(), found == "A" ? "B" : "A");
+}
+
+TEST_F(PhysicalDisk, hasNoCaptionWhereThereAreNoPersistentNames)
+{
+    EXPECT_EQ(caption(), ""); // No folder.
+    machine.folder("/dev/disk/by-id");
+    EXPECT_EQ(caption(), ""); // An empty one.
+    machine.remove("/dev/disk/by-id");
+    machine.file("/dev/disk/by-id", "");
+    EXPECT_EQ(caption(), ""); // No folder but a file.
+}
+
+TEST_F(PhysicalDisk, hasNoCaptionWhereTheFolderCannotBeRead)
+{
+    showLink("ata-MODEL", "../../sda");
+    ASSERT_EQ(::chmod("/dev/disk/by-id", 0), 0);
+    m_calls.sectorSize("/dev/sda", 512);
+    LinuxPhysicalDiskInfo const disk = sda();
+    EXPECT_EQ(text(disk.getDiskCaption()), "");
+    EXPECT_EQ(disk.getDiskTotalSizeInBytes(), 512000U);
+}
+
+TEST_F(PhysicalDisk, hasNoCaptionWhereALinkBeforeItsOwnLeadsNowhereKept)
+{
+    m_calls.sectorSize("/dev/sda", 512);
+    showLink("ata-GONE", "../../sdz");
+    EXPECT_EQ(caption(), "");
+    EXPECT_EQ(sda().getDiskTotalSizeInBytes(), 512000U);
+
+    machine.remove("/dev/disk/by-id/ata-GONE");
+    showLink("ata-ROUND", "ata-ROUND");
+    EXPECT_EQ(caption(), "");
+
+    // The names that are not looked at cannot mislead.
+    machine.remove("/dev/disk/by-id/ata-ROUND");
+    showLink("wwn-GONE", "../../sdz");
+    showLink("ata-MODEL", "../../sda");
+    EXPECT_EQ(caption(), "MODEL");
+}
+
+TEST_F(PhysicalDisk, isFoundOrNotByTheFoldersOrderWhereALinkLeadsNowhereKept)
+{
+    showLink("ata-A", "../../sda");
+    showLink("ata-GONE", "../../sdz");
+    std::string const before = caption();
+    machine.remove("/dev/disk/by-id/ata-A");
+    showLink("ata-A", "../../sda"); // Now it is the younger one.
+    std::string const after = caption();
+    EXPECT_EQ(before + after, "A") << "one of the two orders stops at the dangling link";
+}
+
+TEST_F(PhysicalDisk, hasNoCaptionWhereTheDeviceItselfIsGone)
+{
+    showLink("ata-MODEL", "../../sda");
+    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdz", 1, 0).getDiskCaption()), "");
+}
+
+TEST_F(PhysicalDisk, isLookedForWithOneStepForEachOfTenThousandLinks)
+{
+    machine.file("/dev/scsi/disc", "");
+    machine.link("/dev/sdc", "scsi/disc");
+    for (unsigned i = 0; i < 10'000; ++i)
+        showLink("ata-OTHER-" + std::to_string(i), "../../sdb");
+    m_calls.forget();
+    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
+    // Each link is followed once, and the device's own too.
+    EXPECT_EQ(m_calls.readlinks(), 10'001U);
+}
+
+TEST_F(PhysicalDisk, showsItselfInOneLineWithABlankAtItsEnd)
+{
+    m_calls.sectorSize("/dev/sda", 512);
+    showLink("ata-DISK_MODEL_1", "../../sda");
+    EXPECT_EQ(text(sda().toString()), "sda (DISK_MODEL_1) 512000 bytes in  2 partitions ");
+    EXPECT_EQ(
+        text(LinuxPhysicalDiskInfo(L"vdz", 7, 0).toString()), "vdz () 0 bytes in  0 partitions ");
+    m_calls.sectorSize("/dev/sda", 4096);
+    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sda", 16106127360, 4294967295U).toString()),
+        "sda (DISK_MODEL_1) 65970697666560 bytes in  4294967295 partitions ");
+}
+
+TEST_F(PhysicalDisk, isClonedWithAllThatItKnows)
+{
+    m_calls.sectorSize("/dev/sda", 512);
+    showLink("ata-DISK_MODEL_1", "../../sda");
+    auto original = std::make_unique<LinuxPhysicalDiskInfo>(L"sda", 1000, 2);
+    dovrel::value_ptr<SystemInformation::PhysicalDiskInfo> const copy(original->clone());
+    EXPECT_NE(copy.get(), original.get());
+    EXPECT_NE(dynamic_cast<LinuxPhysicalDiskInfo const*>(copy.get()), nullptr);
+    // The copy asks nobody, and holds nothing of the original.
+    original.reset();
+    machine.remove("/dev/sda");
+    EXPECT_EQ(text(copy->toString()), "sda (DISK_MODEL_1) 512000 bytes in  2 partitions ");
+    EXPECT_EQ(text(copy->getDiskID()), "sda");
+}
+
+TEST_F(PhysicalDisk, isDestroyedThroughItsVirtualDestructor)
+{
+    struct Counting : LinuxPhysicalDiskInfo {
+        explicit Counting(int& deleted) : LinuxPhysicalDiskInfo(L"sda", 1, 0), count(deleted) { }
+        Counting(Counting const&) = delete;
+        Counting& operator=(Counting const&) = delete;
+        ~Counting() override { ++count; }
+        int& count;
+    };
+    int deleted = 0;
+    auto* const disk = new Counting(deleted);
+    disk->LinuxPhysicalDiskInfo::destroy();
+    EXPECT_EQ(deleted, 1);
+    testkit::destroyNull<LinuxPhysicalDiskInfo>();
+}
+
+TEST_F(PhysicalDisk, leavesNoDescriptorHoweverItWasMade)
+{
+    testkit::DescriptorGuard const guard;
+    showLink("ata-GONE", "../../sdz");
+    for (unsigned i = 0; i < 1'000; ++i) {
+        sda();
+        LinuxPhysicalDiskInfo(L"missing", 1, 0);
+    }
+}
+
+TEST_F(PhysicalDisk, tracesNothingOfItsOwn)
+{
+    CapturedTrace trace;
+    showLink("ata-GONE", "../../sdz");
+    sda();
+    EXPECT_TRUE(trace.lines().empty());
+}

@@ -1,0 +1,338 @@
+#include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/DescriptorGuard.h"
+#include "tests/support/Machine.h"
+#include "tests/sysinfo/DiskCalls.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/filesystem.hpp>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+using sysinfo::LinuxSystemInformation;
+using sysinfo::SystemInformation;
+using testkit::CapturedTrace;
+using testkit::machine;
+
+namespace {
+
+using Disks = std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>>;
+
+std::string text(dovrel::string const& value)
+{
+    return static_cast<char const*>(value);
+}
+
+/** One line a mount: `/data: sda sdb`. */
+std::string lines(Disks const& disks)
+{
+    std::string all;
+    for (auto const& disk : disks) {
+        all += text(disk->getDiskName()) + ':';
+        for (auto const& parent : disk->getParentDisks())
+            all += ' ' + text(parent->getDiskID());
+        all += '\n';
+    }
+    return all;
+}
+
+class DisksQuery : public testing::Test {
+protected:
+    std::string answer()
+    {
+        Disks disks;
+        m_calls.forget();
+        EXPECT_TRUE(LinuxSystemInformation().getDisksInternal(disks));
+        return lines(disks);
+    }
+
+    /** Makes a file of each device and lists it in the kernel's table, too. */
+    static void showDevices(std::initializer_list<char const*> names)
+    {
+        std::string table = "major minor  #blocks  name\n\n";
+        for (char const* name : names) {
+            machine.file(std::string("/dev/") + name, "");
+            table += std::string("   8        0          2 ") + name + '\n';
+        }
+        machine.file("/proc/partitions", table);
+    }
+
+    testkit::DiskCalls m_calls;
+};
+
+}
+
+TEST_F(DisksQuery, tellsMountsWithTheDisksBeneath)
+{
+    showDevices({"sda", "sda1", "sdb", "sdb1"});
+    machine.file("/proc/mounts",
+        "rootfs / rootfs rw 0 0\n/dev/sdb1 /data ext4 rw 0 0\n"
+        "proc /proc proc rw 0 0\n/dev/sda1 / ext4 rw 0 0\n");
+    EXPECT_EQ(answer(), "/: sda\n/data: sdb\n");
+}
+
+TEST_F(DisksQuery, tellsMountsInTheOrderOfTheirBytes)
+{
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts",
+        "/dev/sda1 /b x\n/dev/sda1 /a/b x\n/dev/sda1 /a-b x\n"
+        "/dev/sda1 /B x\n/dev/sda1 / x\n");
+    EXPECT_EQ(answer(), "/: sda\n/B: sda\n/a-b: sda\n/a/b: sda\n/b: sda\n");
+}
+
+TEST_F(DisksQuery, tellsTheDeviceThatWasMountedLastOverAPoint)
+{
+    showDevices({"sda", "sda1", "sdb", "sdb1"});
+    machine.file("/proc/mounts", "/dev/sda1 /mnt ext4 rw 0 0\n/dev/sdb1 /mnt ext4 rw 0 0\n");
+    EXPECT_EQ(answer(), "/mnt: sdb\n");
+}
+
+TEST_F(DisksQuery, endsAtABlankLineKept)
+{
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n\n/dev/sda1 /data ext4 rw 0 0\n");
+    EXPECT_EQ(answer(), "/: sda\n");
+}
+
+TEST_F(DisksQuery, tellsTheFiguresOfEachFilesystem)
+{
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts", "/dev/sda1 /boot ext4 rw 0 0\n/dev/sda1 /gone ext4 rw 0 0\n");
+    m_calls.filesystem("/boot", testkit::filesystemOf(100, 80, 1000));
+    Disks disks;
+    ASSERT_TRUE(LinuxSystemInformation().getDisksInternal(disks));
+    ASSERT_EQ(disks.size(), 2U);
+    EXPECT_EQ(text(disks[0]->toString()), "/boot 80000/100000 across 1 disks");
+    EXPECT_EQ(text(disks[1]->toString()), "/gone 0/0 across 1 disks");
+}
+
+TEST_F(DisksQuery, asksNoFilesystemThatItDoesNotTell)
+{
+    // A hung file server would hold the caller.
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts",
+        "nas:/export /nas nfs rw 0 0\nsystemd-1 /auto autofs rw 0 0\n"
+        "/dev/sda1 / ext4 rw 0 0\n");
+    answer();
+    EXPECT_EQ(m_calls.filesystemsAsked(), std::vector<std::string>{"/"});
+}
+
+TEST_F(DisksQuery, tellsAndAsksForNamesAsTheKernelEscapesThemKept)
+{
+    showDevices({"sda", "sda1"});
+    machine.folder("/my disk");
+    machine.file("/proc/mounts", "/dev/sda1 /my\\040disk ext4 rw 0 0\n");
+    EXPECT_EQ(answer(), "/my\\040disk: sda\n");
+    EXPECT_EQ(m_calls.filesystemsAsked(), std::vector<std::string>{"/my\\040disk"});
+}
+
+TEST_F(DisksQuery, addsToTheListThatItIsGiven)
+{
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
+    Disks disks;
+    LinuxSystemInformation const information;
+    ASSERT_TRUE(information.getDisksInternal(disks));
+    ASSERT_TRUE(information.getDisksInternal(disks));
+    EXPECT_EQ(lines(disks), "/: sda\n/: sda\n");
+}
+
+TEST_F(DisksQuery, saysFalseAndLeavesTheListAloneWithoutTheMounts)
+{
+    showDevices({"sda"});
+    Disks disks(1);
+    CapturedTrace trace;
+    EXPECT_FALSE(LinuxSystemInformation().getDisksInternal(disks));
+    EXPECT_EQ(disks.size(), 1U);
+    ASSERT_EQ(trace.lines().size(), 1U) << "the disks are not looked at";
+    EXPECT_EQ(trace.text(1), "Failed to open /proc/mounts\n");
+    EXPECT_EQ(trace.lines()[0].scope.rfind(
+                  "virtual bool sysinfo::UNIXSystemInformation::getDisksInternal(std::vector<", 0),
+        0U)
+        << trace.lines()[0];
+}
+
+TEST_F(DisksQuery, saysFalseWhereTheMountsCannotBeOpened)
+{
+    showDevices({"sda"});
+    machine.file("/proc/mounts", "");
+    ASSERT_EQ(::chmod("/proc/mounts", 0), 0);
+    Disks disks;
+    EXPECT_FALSE(LinuxSystemInformation().getDisksInternal(disks));
+}
+
+TEST_F(DisksQuery, saysFalseAndLeavesTheListAloneWithoutThePhysicalDisks)
+{
+    machine.file("/dev/sda1", "");
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
+    Disks disks(1);
+    CapturedTrace trace;
+    EXPECT_FALSE(LinuxSystemInformation().getDisksInternal(disks));
+    EXPECT_EQ(disks.size(), 1U);
+    ASSERT_EQ(trace.lines().size(), 1U);
+    EXPECT_EQ(trace.text(1), "Failed to open: /proc/partitions\n");
+    EXPECT_TRUE(m_calls.filesystemsAsked().empty());
+}
+
+TEST_F(DisksQuery, asksItsOwnObjectForThePhysicalDisks)
+{
+    struct TwoDisks : LinuxSystemInformation {
+        bool getPhysicalDisksInternal(
+            std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const override
+        {
+            disks.emplace_back(new LinuxPhysicalDiskInfo(L"sdb", 1, 0));
+            disks.emplace_back(new LinuxPhysicalDiskInfo(L"sda", 2, 0));
+            disks.emplace_back(new LinuxPhysicalDiskInfo(L"sdb", 3, 0));
+            return true;
+        }
+    };
+    machine.file("/dev/sdb7", "");
+    machine.file("/proc/mounts", "/dev/sdb7 / ext4 rw 0 0\n");
+    Disks disks;
+    EXPECT_TRUE(TwoDisks().getDisksInternal(disks));
+    EXPECT_EQ(lines(disks), "/: sdb sdb\n");
+}
+
+TEST_F(DisksQuery, tellsNothingOfAMachineWithoutMounts)
+{
+    showDevices({"sda"});
+    machine.file("/proc/mounts", "");
+    EXPECT_EQ(answer(), "");
+}
+
+TEST_F(DisksQuery, tellsAMountOfADeviceThatIsNotThereWithoutDisks)
+{
+    showDevices({"sda"});
+    machine.file("/proc/mounts", "/dev/root / ext4 rw 0 0\n/dev/sda\\040x /x ext4 rw 0 0\n");
+    CapturedTrace trace;
+    EXPECT_EQ(answer(), "/:\n/x:\n");
+    EXPECT_EQ(trace.text(2),
+        "Don't know what to do with device: /dev/root\n"
+        "Don't know what to do with device: /dev/sda\\040x\n");
+    EXPECT_EQ(trace.text(1), "");
+}
+
+TEST_F(DisksQuery, tellsAMountOfADeviceInAnotherFolderWithoutDisks)
+{
+    showDevices({"sda", "cciss/c0d0p1"});
+    machine.file("/proc/mounts", "/dev/cciss/c0d0p1 / ext3 rw 0 0\n");
+    CapturedTrace trace;
+    EXPECT_EQ(answer(), "/:\n");
+    EXPECT_EQ(trace.text(2), "Don't know what to do with device: /dev/cciss/c0d0p1\n");
+}
+
+TEST_F(DisksQuery, findsNoDiskForPartitionsOfAnotherFormKept)
+{
+    showDevices({"nvme0n1", "nvme0n1p1", "sda"});
+    machine.file("/proc/mounts", "/dev/nvme0n1p1 / ext4 rw 0 0\n");
+    EXPECT_EQ(answer(), "/:\n");
+}
+
+TEST_F(DisksQuery, followsLinksToTheDevice)
+{
+    showDevices({"sda", "sda1"});
+    machine.link("/dev/disk/by-uuid/1234", "../../sda1");
+    machine.link("/dev/root", "sda1");
+    machine.file("/proc/mounts",
+        "/dev/disk/by-uuid/1234 / ext4 rw 0 0\n/dev/root /r ext4 rw 0 0\n"
+        "/dev/./mapper/../sda1 /s ext4 rw 0 0\n");
+    machine.folder("/dev/mapper");
+    EXPECT_EQ(answer(), "/: sda\n/r: sda\n/s: sda\n");
+}
+
+TEST_F(DisksQuery, tellsNoDiskOfUSB)
+{
+    showDevices({"sda", "sda1", "sdb", "sdb1"});
+    m_calls.bus("/dev/sdb", 4);
+    machine.folder("/proc/scsi/usb-storage/4");
+    machine.file("/proc/mounts", "/dev/sdb1 /stick vfat rw 0 0\n/dev/sda1 / ext4 rw 0 0\n");
+    EXPECT_EQ(answer(), "/: sda\n/stick:\n");
+}
+
+TEST_F(DisksQuery, tellsTheDisksOfALogicalVolumeInTheOrderOfThePhysicalDisks)
+{
+    // The names of the disks have to end in the colon that goes on with the tool's field.
+    showDevices({"sdb:", "sda2:", "sdc:", "dm-0"});
+    machine.link("/dev/mapper/vg-root", "../dm-0");
+    machine.file("/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n");
+    machine.tool(
+        "/sbin/pvdisplay", "echo /dev/mapper/vg:/dev/sda2:x\necho /dev/mapper/vg:/dev/sdb:x");
+    EXPECT_EQ(answer(), "/: sdb: sda2:\n");
+}
+
+TEST_F(DisksQuery, tellsNoDiskOfALogicalVolumeAsTheToolReallyWritesItKept)
+{
+    showDevices({"sda", "sda2", "dm-0"});
+    machine.link("/dev/mapper/vg-root", "../dm-0");
+    machine.file("/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n");
+    machine.tool("/sbin/pvdisplay", "echo '  /dev/sda2:vg:974716928:-1:8:8:-1:4096:118984'");
+    EXPECT_EQ(answer(), "/:\n");
+}
+
+TEST_F(DisksQuery, passesOnThatTheNamesOfVolumesAreMissing)
+{
+    testkit::DescriptorGuard const guard;
+    showDevices({"sda", "dm-0"});
+    machine.file("/proc/mounts", "/dev/dm-0 / ext4 rw 0 0\n");
+    Disks disks;
+    EXPECT_THROW(
+        LinuxSystemInformation().getDisksInternal(disks), boost::filesystem::filesystem_error);
+    machine.link("/dev/mapper/gone", "../dm-9");
+    EXPECT_THROW(
+        LinuxSystemInformation().getDisksInternal(disks), boost::filesystem::filesystem_error);
+}
+
+TEST_F(DisksQuery, opensNothingThatAChildWouldInherit)
+{
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
+    answer();
+    EXPECT_FALSE(m_calls.opened().empty());
+    for (auto const& [path, flags] : m_calls.opened())
+        EXPECT_NE(flags & O_CLOEXEC, 0) << path;
+}
+
+TEST_F(DisksQuery, tellsTenThousandMounts)
+{
+    showDevices({"sda", "sda1"});
+    std::string mounts;
+    for (unsigned i = 0; i < 10'000; ++i)
+        mounts += "/dev/sda1 /mnt/" + std::to_string(i) + " ext4 rw 0 0\n";
+    machine.file("/proc/mounts", mounts);
+    m_calls.forget();
+    Disks disks;
+    ASSERT_TRUE(LinuxSystemInformation().getDisksInternal(disks));
+    ASSERT_EQ(disks.size(), 10'000U);
+    EXPECT_EQ(text(disks[9'999]->getDiskName()), "/mnt/9999");
+    EXPECT_EQ(disks[9'999]->getParentDisks().size(), 1U);
+    // One question a mount; the disks are looked at once for all.
+    EXPECT_EQ(m_calls.filesystemsAsked().size(), 10'000U);
+    EXPECT_EQ(m_calls.opened().size(), 4U);
+}
+
+TEST_F(DisksQuery, leavesNoDescriptorInTenThousandRounds)
+{
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
+    testkit::DescriptorGuard const guard;
+    for (unsigned i = 0; i < 10'000; ++i)
+        ASSERT_EQ(answer(), "/: sda\n");
+}
+
+TEST_F(DisksQuery, leavesNeitherDescriptorNorChildInAHundredRoundsWithTheTool)
+{
+    showDevices({"sda", "dm-0"});
+    machine.link("/dev/mapper/vg-root", "../dm-0");
+    machine.file("/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n");
+    machine.tool("/sbin/pvdisplay", "echo /dev/mapper/vg:/dev/sda:");
+    testkit::DescriptorGuard const guard;
+    for (unsigned i = 0; i < 100; ++i)
+        ASSERT_EQ(answer(), "/:\n");
+    testkit::expectNoChildren();
+}

@@ -1,0 +1,109 @@
+// Anybody who may name an adapter chooses a text that ends in a shell's command line: nothing of it
+// may run, and grep has to look for just that text.
+
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/Machine.h"
+#include "tests/sysinfo/NetworkMachine.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <filesystem>
+#include <set>
+#include <string>
+
+using testkit::CapturedTrace;
+using testkit::contentsOf;
+using testkit::machine;
+using testkit::NetworkAnswer;
+using testkit::NetworkMachine;
+
+namespace {
+
+class HostileAdapter : public testing::Test {
+protected:
+    /** Looks for the gateways of the adapter @p name, which a table has beside another's. */
+    void expectFoundAsItStands(std::string const& name)
+    {
+        SCOPED_TRACE(name);
+        NetworkMachine net;
+        net.ifconfigPrints(name + ": flags=1\nlo: flags=1\n");
+        net.routePrints("0.0.0.0         10.0.0.1        0.0.0.0         UG    0 0 0 " + name
+            + "\n0.0.0.0         10.9.9.9        0.0.0.0         UG    0 0 0 zzz\n");
+        CapturedTrace const trace;
+        EXPECT_TRUE(NetworkAnswer().known);
+        EXPECT_EQ(net.runsOf("grep"), "[-F][-e][" + name + "]\n");
+        EXPECT_EQ(net.runsOf("route"), "LANG=C /sbin/route -n\n");
+        EXPECT_TRUE(trace.contains(5, "Found gateway for " + name + ": 10.0.0.1\n"));
+        EXPECT_FALSE(trace.contains(5, "10.9.9.9"));
+        expectNothingElseRan();
+    }
+
+    static void expectNothingElseRan()
+    {
+        std::set<std::string> files;
+        for (auto const& entry : std::filesystem::directory_iterator("/tmp"))
+            files.insert(entry.path());
+        EXPECT_EQ(files,
+            (std::set<std::string>{
+                "/tmp/cat.log", "/tmp/grep.log", "/tmp/ifconfig.log", "/tmp/route.log"}));
+        EXPECT_FALSE(std::filesystem::exists("/x"));
+        for (std::string const& file : files)
+            machine.remove(file);
+    }
+
+    void TearDown() override { std::setlocale(LC_ALL, "C"); }
+};
+
+}
+
+TEST_F(HostileAdapter, isNoCommand)
+{
+    for (std::string const name : {"$(>/x)", "`>/x`", ";>/x", "|>/x", "&>/x", ">/x", "<x", "&&>/x",
+             "${IFS}x", "$HOME", "$$", "(x)", "{x,y}", "!x", "#x", "~", "a;b|c&d"})
+        expectFoundAsItStands(name);
+}
+
+TEST_F(HostileAdapter, leavesItsQuotes)
+{
+    for (std::string const name :
+        {"'", "\"", "'>/x;'", "\">/x\"", "''", "a'b\"c", "\\", "\\'", "a\\", "'\\''>/x'"})
+        expectFoundAsItStands(name);
+}
+
+TEST_F(HostileAdapter, isNoOption)
+{
+    for (std::string const name : {"-a", "--help", "-v", "-f", "-", "--", "-eUG"})
+        expectFoundAsItStands(name);
+}
+
+TEST_F(HostileAdapter, isNoPattern)
+{
+    for (std::string const name : {"*", "?", "[z]", "^0", "$", "x\\|z", "z*"})
+        expectFoundAsItStands(name);
+}
+
+TEST_F(HostileAdapter, isCutAtItsFirstBlank)
+{
+    NetworkMachine net;
+    net.ifconfigPrints("$(touch /x): flags=1\nlo: flags=1\n");
+    EXPECT_EQ(NetworkAnswer().names(), (std::vector<std::string>{"$(touch", "lo"}));
+    EXPECT_EQ(net.runsOf("grep"), "[-F][-e][$(touch]\n");
+    expectNothingElseRan();
+}
+
+TEST_F(HostileAdapter, mayBeOfUTF8)
+{
+    ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
+    expectFoundAsItStands("\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9x");
+    expectFoundAsItStands("\xF0\x9F\x98\x80\xF0\x9F\x98\x80\xF0\x9F\x98\x80");
+}
+
+TEST_F(HostileAdapter, isLookedForAsQuestionMarksWhereTheLocaleCannotTakeItKept)
+{
+    NetworkMachine net;
+    net.ifconfigPrints("\xC3\xA9$: flags=1\nlo: flags=1\n");
+    EXPECT_TRUE(NetworkAnswer().known);
+    EXPECT_EQ(net.runsOf("grep"), "[-F][-e][???]\n");
+    expectNothingElseRan();
+}

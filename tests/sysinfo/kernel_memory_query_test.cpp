@@ -1,0 +1,130 @@
+#include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/Machine.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+using sysinfo::LinuxSystemInformation;
+using sysinfo::UNIXSystemInformation;
+using testkit::CapturedTrace;
+using testkit::contentsOf;
+using testkit::machine;
+
+namespace {
+
+constexpr uint64_t UNTOUCHED_TOTAL = 11;
+constexpr uint64_t UNTOUCHED_FREE = 12;
+
+constexpr char MEMINFO[] = "MemTotal: 8000000 kB\nMemFree: 3000000 kB\nMemAvailable: 5 kB\n";
+
+void expectKernelsFigures(std::string_view meminfo, bool known, uint64_t total, uint64_t free)
+{
+    SCOPED_TRACE(meminfo.substr(0, 100));
+    machine.file("/proc/meminfo", meminfo);
+    uint64_t totalKiB = UNTOUCHED_TOTAL;
+    uint64_t freeKiB = UNTOUCHED_FREE;
+    LinuxSystemInformation const information;
+    EXPECT_EQ(information.UNIXSystemInformation::getMemoryInfo(totalKiB, freeKiB), known);
+    EXPECT_EQ(totalKiB, total);
+    EXPECT_EQ(freeKiB, free);
+}
+
+}
+
+TEST(KernelMemoryQuery, tellsBothFigures)
+{
+    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+}
+
+TEST(KernelMemoryQuery, startsNoTool)
+{
+    machine.tool("/usr/sbin/dmidecode", "echo ran >/ran");
+    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+    EXPECT_FALSE(std::filesystem::exists("/ran"));
+}
+
+TEST(KernelMemoryQuery, saysFalseWithTheOneFigureThatItFound)
+{
+    expectKernelsFigures("MemTotal: 7 kB\nBuffers: 1 kB\n", false, 7, UNTOUCHED_FREE);
+    expectKernelsFigures("MemFree: 3 kB\nBuffers: 1 kB\n", false, UNTOUCHED_TOTAL, 3);
+    expectKernelsFigures("MemTotal: 7 kB\nMemFree:\n", false, 7, UNTOUCHED_FREE);
+}
+
+TEST(KernelMemoryQuery, saysFalseAndLeavesTheOutputsAloneWithoutFigures)
+{
+    expectKernelsFigures("", false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    expectKernelsFigures("MemTotal:7 kB\n", false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    // The table that kernels before 2.6 put first.
+    expectKernelsFigures("        total:    used:    free:\nMem: 526110720 500051968 26058752\n"
+                         "MemTotal: 513780 kB\nMemFree: 25448 kB\n",
+        false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+}
+
+TEST(KernelMemoryQuery, saysFalseAndLeavesTheOutputsAloneWhereThereIsNoFile)
+{
+    uint64_t total = UNTOUCHED_TOTAL;
+    uint64_t free = UNTOUCHED_FREE;
+    CapturedTrace trace;
+    LinuxSystemInformation const information;
+    EXPECT_FALSE(information.UNIXSystemInformation::getMemoryInfo(total, free));
+    EXPECT_EQ(total, UNTOUCHED_TOTAL);
+    EXPECT_EQ(free, UNTOUCHED_FREE);
+    EXPECT_TRUE(trace.lines().empty());
+}
+
+TEST(KernelMemoryQuery, readsTheFourLinesOfAContainer)
+{
+    expectKernelsFigures("MemTotal: 524288 kB\nMemFree: 401408 kB\nCached: 0 kB\nBuffers: 0 kB\n",
+        true, 524288, 401408);
+    expectKernelsFigures("MemTotal: 0 kB\nMemFree: 0 kB\n", true, 0, 0);
+}
+
+TEST(KernelMemoryQuery, readsTheLinesOfA32BitKernel)
+{
+    expectKernelsFigures("MemTotal: 2075428 kB\nMemFree: 1771036 kB\nHighTotal: 1179296 kB\n"
+                         "HighFree: 1 kB\nLowTotal: 896132 kB\nLowFree: 2 kB\n",
+        true, 2075428, 1771036);
+}
+
+TEST(KernelMemoryQuery, tellsFiguresBeyond32Bits)
+{
+    expectKernelsFigures(
+        "MemTotal: 400016779264 kB\nMemFree: 4294967296 kB\n", true, 400016779264U, 4294967296U);
+}
+
+TEST(KernelMemoryQuery, readsTheRecordedFiles)
+{
+    std::string const folder = "/testkit/recorded/proc-meminfo/";
+    expectKernelsFigures(contentsOf(folder + "made-good.txt"), true, 16275348, 9120576);
+    expectKernelsFigures(contentsOf(folder + "made-odd.txt"), true, 400016779264U, 4294967301U);
+    expectKernelsFigures(contentsOf(folder + "made-broken.txt"), false, 16275348, UNTOUCHED_FREE);
+}
+
+TEST(KernelMemoryQuery, tracesTheFiguresAtLevelThree)
+{
+    CapturedTrace trace;
+    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+    EXPECT_EQ(trace.text(3), "Total Memory: 8000000\nFree Memory: 3000000\n");
+    ASSERT_EQ(trace.lines().size(), 2U);
+    for (testkit::TraceLine const& line : trace.lines())
+        EXPECT_EQ(line.scope,
+            "virtual bool sysinfo::UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) "
+            "const");
+}
+
+TEST(KernelMemoryQuery, tracesFiguresBeyond32Bits)
+{
+    CapturedTrace trace(3);
+    expectKernelsFigures("MemTotal: 400016779264 kB\n", false, 400016779264U, UNTOUCHED_FREE);
+    EXPECT_EQ(trace.text(3), "Total Memory: 400016779264\n");
+}
+
+TEST(KernelMemoryQuery, isSilentBelowItsTraceLevel)
+{
+    CapturedTrace trace(2);
+    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+    EXPECT_TRUE(trace.lines().empty());
+}

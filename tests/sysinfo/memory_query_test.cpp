@@ -1,0 +1,300 @@
+// The memory queries in a machine of one's own. A dump of less than 256 bytes arrives in one piece,
+// so that no size line is lost in it.
+
+#include "common/basic/processstream/src/process_exception.h"
+#include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/Machine.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+using sysinfo::LinuxSystemInformation;
+using testkit::CapturedTrace;
+using testkit::contentsOf;
+using testkit::machine;
+
+namespace {
+
+constexpr uint64_t GB = uint64_t{1} << 20;
+constexpr uint64_t UNTOUCHED_TOTAL = 11;
+constexpr uint64_t UNTOUCHED_FREE = 12;
+
+constexpr char MEMINFO[] = "MemTotal: 8000000 kB\nMemFree: 3000000 kB\nMemAvailable: 5 kB\n";
+constexpr char MODULES[] = "Memory Device\n\tSize: 4096 MB\n\nMemory Device\n\tSize: 4 GB\n";
+
+/** What the Linux query answers. */
+struct Answer {
+    bool known = false;
+    uint64_t total = UNTOUCHED_TOTAL;
+    uint64_t free = UNTOUCHED_FREE;
+    std::optional<dovrel::reason_type> thrown;
+
+    Answer()
+    {
+        try {
+            known = LinuxSystemInformation().getMemoryInfo(total, free);
+        } catch (dovrel::ProcessException const& failure) {
+            thrown = failure.reason();
+        }
+    }
+};
+
+void expectAnswer(bool known, uint64_t total, uint64_t free)
+{
+    Answer const answer;
+    EXPECT_FALSE(answer.thrown);
+    EXPECT_EQ(answer.known, known);
+    EXPECT_EQ(answer.total, total);
+    EXPECT_EQ(answer.free, free);
+}
+
+/** Makes a dmidecode that prints @p dump and then does @p then. */
+void dmidecodePrints(std::string_view dump, std::string const& then = "")
+{
+    machine.file("/dump", dump);
+    machine.tool("/usr/sbin/dmidecode", "cat /dump\n" + then);
+}
+
+}
+
+TEST(MemoryQuery, raisesTheTotalToTheSumOfTheModules)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES);
+    expectAnswer(true, 8388608, 3000000);
+}
+
+TEST(MemoryQuery, leavesATotalAloneThatIsNotBelowTheSum)
+{
+    dmidecodePrints(MODULES);
+    machine.file("/proc/meminfo", "MemTotal: 8388608 kB\nMemFree: 3 kB\n");
+    expectAnswer(true, 8388608, 3);
+    machine.file("/proc/meminfo", "MemTotal: 8388609 kB\nMemFree: 3 kB\n");
+    expectAnswer(true, 8388609, 3);
+    machine.file("/proc/meminfo", "MemTotal: 8388607 kB\nMemFree: 3 kB\n");
+    expectAnswer(true, 8388608, 3);
+}
+
+TEST(MemoryQuery, keepsTheKernelsTotalWhereThereIsNoTool)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    CapturedTrace trace;
+    expectAnswer(true, 8000000, 3000000);
+    EXPECT_EQ(trace.text(4), "");
+    EXPECT_EQ(trace.text(1) + trace.text(2), "");
+}
+
+TEST(MemoryQuery, keepsTheKernelsTotalWhereTheToolMayNotBeRun)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    machine.file("/usr/sbin/dmidecode", "#!/bin/sh\necho 'Memory Device'\n");
+    CapturedTrace trace(4);
+    expectAnswer(true, 8000000, 3000000);
+    EXPECT_EQ(trace.text(4), "");
+}
+
+TEST(MemoryQuery, keepsTheKernelsTotalWhereTheToolPrintsNothing)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    machine.tool("/usr/sbin/dmidecode", "exit 0");
+    CapturedTrace trace(4);
+    expectAnswer(true, 8000000, 3000000);
+    EXPECT_EQ(trace.text(4), "dmidecode ran successfully, found: 0\n");
+}
+
+TEST(MemoryQuery, keepsTheKernelsTotalWhereTheToolMayNotReadTheTables)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints("# dmidecode 3.4\nScanning /dev/mem for entry point.\n",
+        "echo '/dev/mem: Permission denied' >&2\nexit 1");
+    CapturedTrace trace(4);
+    expectAnswer(true, 8000000, 3000000);
+    EXPECT_EQ(trace.text(4), "");
+}
+
+TEST(MemoryQuery, countsTheModulesOfAToolThatFailed)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES, "exit 3");
+    CapturedTrace trace(4);
+    expectAnswer(true, 8388608, 3000000);
+    EXPECT_EQ(trace.text(4), "");
+}
+
+TEST(MemoryQuery, doesNotReadTheToolsErrors)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints("Memory Device\n", "printf '\\tSize: 64 GB\\n' >&2");
+    expectAnswer(true, 8000000, 3000000);
+}
+
+TEST(MemoryQuery, saysFalseWithATotalFromTheModulesWhereTheKernelTellsNothing)
+{
+    dmidecodePrints(MODULES);
+    expectAnswer(false, 8388608, UNTOUCHED_FREE);
+    machine.file("/proc/meminfo", MEMINFO);
+    std::filesystem::permissions("/proc/meminfo", std::filesystem::perms::none);
+    expectAnswer(false, 8388608, UNTOUCHED_FREE);
+    machine.file("/proc/meminfo", "");
+    expectAnswer(false, 8388608, UNTOUCHED_FREE);
+}
+
+TEST(MemoryQuery, saysFalseWithTheTotalWhereTheFreeMemoryIsMissing)
+{
+    machine.file("/proc/meminfo", "MemTotal: 9000000 kB\n");
+    dmidecodePrints(MODULES);
+    expectAnswer(false, 9000000, UNTOUCHED_FREE);
+    machine.file("/proc/meminfo", "MemTotal: 7 kB\nBuffers: 1 kB\n");
+    expectAnswer(false, 8388608, UNTOUCHED_FREE);
+}
+
+TEST(MemoryQuery, runsTheToolWithoutArgumentsOnEveryCall)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    machine.tool("/usr/sbin/dmidecode", "echo \"$# arguments\" >>/ran");
+    expectAnswer(true, 8000000, 3000000);
+    expectAnswer(true, 8000000, 3000000);
+    EXPECT_EQ(contentsOf("/ran"), "0 arguments\n0 arguments\n");
+}
+
+TEST(MemoryQuery, readsAModuleThatIsPrintedInDriblets)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    machine.tool("/usr/sbin/dmidecode",
+        "printf 'Memory Device\\n\\tForm'; sleep 0.05; printf ' Factor: DIMM\\n'; sleep 0.05\n"
+        "printf '\\tSize: 64 GB\\n'");
+    expectAnswer(true, 64 * GB, 3000000);
+}
+
+TEST(MemoryQuery, losesASizeLineThatTheFirstReadOf255BytesCutsKept)
+{
+    constexpr size_t READ = 255;
+    std::string const header = "Memory Device\n";
+    std::string const cut = "\tSize: 64 GB";
+    machine.file("/proc/meminfo", MEMINFO);
+    for (size_t begin = READ - cut.size() - 2; begin <= READ + 1; ++begin) {
+        SCOPED_TRACE(begin);
+        std::string const filling(begin - header.size() - 1, ' ');
+        dmidecodePrints(header + filling + "\n" + cut + "\n\tSize: 16 GB\n");
+        // The line's blank need not be at hand, but its newline must.
+        bool const lost = begin + 1 < READ && begin + cut.size() >= READ;
+        CapturedTrace trace;
+        expectAnswer(true, (lost ? 16 : 64 + 16) * GB, 3000000);
+        EXPECT_EQ(trace.contains(5, "Failed to seek?!\n"), lost);
+        EXPECT_EQ(trace.contains(5, "Ignoring size line \tSize: 64 GB\n"), lost);
+    }
+}
+
+TEST(MemoryQuery, countsAHundredAndTwentyEightModulesButThoseThatStraddleTwoReadsKept)
+{
+    constexpr uint64_t MODULES_OF_64_GB = 128;
+    machine.file("/proc/meminfo", MEMINFO);
+    std::string dump;
+    for (uint64_t i = 0; i < MODULES_OF_64_GB; ++i)
+        dump += "Memory Device\n\tSize: 64 GB\n\tForm Factor: DIMM\n\tSpeed: 3200 MT/s\n\n";
+    dmidecodePrints(dump);
+    CapturedTrace trace;
+    Answer const answer;
+    EXPECT_FALSE(answer.thrown);
+    uint64_t lost = 0;
+    for (testkit::TraceLine const& line : trace.lines())
+        lost += line.line == "Ignoring size line \tSize: 64 GB\n";
+    EXPECT_LT(lost, MODULES_OF_64_GB / 2); // A read of 255 bytes cuts one line in four records.
+    EXPECT_EQ(answer.total, (MODULES_OF_64_GB - lost) * 64 * GB);
+    EXPECT_EQ(
+        trace.text(4), "dmidecode ran successfully, found: " + std::to_string(answer.total) + "\n");
+}
+
+TEST(MemoryQuery, throwsWhereTheToolDoesNotEndAfterItsOutput)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    // Longer than the reading and the looking for its end take, a third of a second, but short
+    // enough to be reaped within the second behind that.
+    dmidecodePrints(MODULES, "sleep 0.8");
+    CapturedTrace trace(4);
+    Answer const answer;
+    EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(answer.total, 8000000U);
+    EXPECT_EQ(answer.free, 3000000U);
+    EXPECT_EQ(trace.text(4), "");
+}
+
+TEST(MemoryQuery, throwsWhereASignalEndsTheShellKept)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    machine.file("/dump", MODULES);
+    std::filesystem::rename("/bin/sh", "/bin/real-sh");
+    machine.file("/bin/sh", "#!/bin/real-sh\n/testkit/bin/cat /dump\nkill -KILL $$\n");
+    std::filesystem::permissions("/bin/sh", std::filesystem::perms{0755});
+    Answer const answer;
+    std::filesystem::rename("/bin/real-sh", "/bin/sh");
+    EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(answer.total, 8000000U);
+    EXPECT_EQ(answer.free, 3000000U);
+}
+
+TEST(MemoryQuery, throwsWhereThereIsNoTerminalForTheTool)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES);
+    std::filesystem::rename("/dev/ptmx", "/dev/elsewhere");
+    Answer const answer;
+    std::filesystem::rename("/dev/elsewhere", "/dev/ptmx");
+    EXPECT_EQ(answer.thrown, dovrel::REASON_PSEUDO_TERMINAL);
+    EXPECT_EQ(answer.total, 8000000U);
+    EXPECT_EQ(answer.free, 3000000U);
+}
+
+TEST(MemoryQuery, tracesWhatItReadsInOrder)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints("# dump\nMemory Device\n\tSize: 16 GB\n\tSize: No Module Installed\n");
+    CapturedTrace trace;
+    expectAnswer(true, 16 * GB, 3000000);
+    std::string text;
+    for (testkit::TraceLine const& line : trace.lines())
+        if (line.scope.find("UnixCommand") == std::string::npos)
+            text += std::to_string(line.level) + ": " + line.line;
+    EXPECT_EQ(text,
+        "3: Total Memory: 8000000\n"
+        "3: Free Memory: 3000000\n"
+        "5: Parsing line: # dump\n"
+        "5: New section: \n"
+        "5: Parsing line: Memory Device\n"
+        "5: New section: # dump\n"
+        "5: Parsing line: \tSize: 16 GB\n"
+        "5: Parsing size line: 'Size:' '16' 'GB'\n"
+        "5: Parsing line: \n"
+        "5: Parsing line: \tSize: No Module Installed\n"
+        "5: Parsing size line: 'Size:' '0' ''\n"
+        "5: Ignoring size line \tSize: No Module Installed\n"
+        "5: Parsing line: \n"
+        "4: dmidecode ran successfully, found: 16777216\n");
+}
+
+TEST(MemoryQuery, isSilentBelowItsTraceLevels)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES);
+    {
+        CapturedTrace trace(3);
+        expectAnswer(true, 8388608, 3000000);
+        EXPECT_EQ(trace.lines().size(), 2U);
+    }
+    {
+        CapturedTrace trace(4);
+        expectAnswer(true, 8388608, 3000000);
+        EXPECT_EQ(trace.text(4), "dmidecode ran successfully, found: 8388608\n");
+        EXPECT_EQ(trace.lines().size(), 3U);
+        EXPECT_EQ(trace.lines().back().scope,
+            "virtual bool sysinfo::LinuxSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) "
+            "const");
+    }
+    CapturedTrace trace(0);
+    expectAnswer(true, 8388608, 3000000);
+    EXPECT_TRUE(trace.lines().empty());
+}

@@ -1,0 +1,351 @@
+#include "sysinfo/network_text.h"
+
+#include "tests/sysinfo/pieces.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using sysinfo::AdapterText;
+using sysinfo::readAdapters;
+using sysinfo::readGateways;
+using sysinfo::readNameServers;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+struct Adapters {
+    Texts found;
+    std::vector<AdapterText> blocks; // The last one too.
+};
+
+Adapters adaptersIn(std::istream& output)
+{
+    Adapters adapters;
+    AdapterText const last = readAdapters(
+        output, [&](std::string const& name) { adapters.found.push_back(name); },
+        [&](AdapterText const& text) { adapters.blocks.push_back(text); });
+    adapters.blocks.push_back(last);
+    return adapters;
+}
+
+Adapters adaptersIn(std::string const& output)
+{
+    std::istringstream stream(output);
+    return adaptersIn(stream);
+}
+
+/** The one block of a text that begins with one's name. */
+AdapterText blockOf(std::string const& lines)
+{
+    Adapters const adapters = adaptersIn("eth0: flags\n" + lines);
+    EXPECT_EQ(adapters.blocks.size(), 1U);
+    return adapters.blocks.back();
+}
+
+Texts namesOf(Adapters const& adapters)
+{
+    Texts names;
+    for (AdapterText const& block : adapters.blocks)
+        names.push_back(block.name);
+    return names;
+}
+
+Texts gatewaysIn(std::string const& output)
+{
+    std::istringstream stream(output);
+    Texts gateways;
+    readGateways(stream, [&](std::string const& gateway) { gateways.push_back(gateway); });
+    return gateways;
+}
+
+Texts serversIn(std::string const& text)
+{
+    std::istringstream stream(text);
+    Texts servers;
+    readNameServers(stream, [&](std::string const& server) { servers.push_back(server); });
+    return servers;
+}
+
+constexpr char OLD_STYLE[] = "eth0      Link encap:Ethernet  HWaddr 00:0C:29:AA:BB:CC  \n"
+                             "          inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.255.255.0\n"
+                             "          inet6 addr: fe80::20c:29ff:feaa:bbcc/64 Scope:Link\n"
+                             "          UP BROADCAST RUNNING MULTICAST  MTU:1500  Metric:1\n"
+                             "\n"
+                             "lo        Link encap:Local Loopback  \n"
+                             "          inet addr:127.0.0.1  Mask:255.0.0.0\n";
+
+constexpr char NEW_STYLE[] =
+    "eth0: flags=4163<UP,BROADCAST,RUNNING,MULTICAST>  mtu 1500\n"
+    "        inet 10.0.0.5  netmask 255.255.255.0  broadcast 10.0.0.255\n"
+    "        inet6 fe80::20c:29ff:feaa:bbcc  prefixlen 64  scopeid 0x20<link>\n"
+    "        ether 00:0c:29:aa:bb:cc  txqueuelen 1000  (Ethernet)\n"
+    "\n"
+    "lo: flags=73<UP,LOOPBACK,RUNNING>  mtu 65536\n"
+    "        inet 127.0.0.1  netmask 255.0.0.0\n";
+
+}
+
+TEST(AdapterText, isReadInTheNewStyle)
+{
+    Adapters const adapters = adaptersIn(NEW_STYLE);
+    EXPECT_EQ(adapters.found, (Texts{"eth0", "lo"}));
+    ASSERT_EQ(adapters.blocks.size(), 2U);
+    EXPECT_EQ(adapters.blocks[0].name, "eth0");
+    EXPECT_EQ(adapters.blocks[0].addresses, (Texts{"10.0.0.5", "fe80::20c:29ff:feaa:bbcc"}));
+    EXPECT_EQ(adapters.blocks[0].netmasks, Texts{"255.255.255.0"});
+    EXPECT_EQ(adapters.blocks[0].hardwareAddresses, Texts{"00:0c:29:aa:bb:cc"});
+    EXPECT_EQ(adapters.blocks[1].name, "lo");
+    EXPECT_EQ(adapters.blocks[1].addresses, Texts{"127.0.0.1"});
+    EXPECT_EQ(adapters.blocks[1].netmasks, Texts{"255.0.0.0"});
+    EXPECT_TRUE(adapters.blocks[1].hardwareAddresses.empty());
+}
+
+TEST(AdapterText, isReadInTheOldStyleWithAnEmptyTextForEachIPv6AddressKept)
+{
+    Adapters const adapters = adaptersIn(OLD_STYLE);
+    EXPECT_EQ(adapters.found, (Texts{"eth0", "lo"}));
+    ASSERT_EQ(adapters.blocks.size(), 2U);
+    EXPECT_EQ(adapters.blocks[0].addresses, (Texts{"10.0.0.5", ""}));
+    EXPECT_EQ(adapters.blocks[0].netmasks, Texts{"255.255.255.0"});
+    EXPECT_EQ(adapters.blocks[0].hardwareAddresses, Texts{"00:0C:29:AA:BB:CC"});
+    EXPECT_EQ(adapters.blocks[1].addresses, Texts{"127.0.0.1"});
+    EXPECT_EQ(adapters.blocks[1].netmasks, Texts{"255.0.0.0"});
+}
+
+TEST(AdapterText, isOfNobodyBeforeTheFirstName)
+{
+    EXPECT_EQ(namesOf(adaptersIn("")), Texts{""});
+    EXPECT_EQ(namesOf(adaptersIn("\n\n")), Texts{""});
+    Adapters const stray = adaptersIn("  inet 10.0.0.1  netmask 255.0.0.0\n");
+    EXPECT_TRUE(stray.found.empty());
+    EXPECT_EQ(stray.blocks.back().addresses, Texts{"10.0.0.1"});
+    // What stood before the first name goes with nobody.
+    Adapters const named = adaptersIn("  inet 10.0.0.1\neth0: x\n");
+    EXPECT_EQ(namesOf(named), Texts{"eth0"});
+    EXPECT_TRUE(named.blocks.back().addresses.empty());
+}
+
+TEST(AdapterText, hasTheNameUpToTheFirstColonOrBlank)
+{
+    for (std::string const end : {":", " ", "\t", "\r", "\v", ": flags", ":1    Link"})
+        EXPECT_EQ(adaptersIn("eth0" + end + "\n").found, Texts{"eth0"}) << end;
+    EXPECT_EQ(adaptersIn("eth0").found, Texts{"eth0"});
+    EXPECT_EQ(adaptersIn("eth0\f: x").found, Texts{"eth0\f"});
+    EXPECT_EQ(adaptersIn("br-12.3@x: y").found, Texts{"br-12.3@x"});
+}
+
+TEST(AdapterText, beginsNoBlockOnALineThatBeginsWithABlankOrAColon)
+{
+    for (std::string const begin : {" ", "\t", "\r", "\v", ":"})
+        EXPECT_TRUE(adaptersIn(begin + "eth0: flags\n").found.empty());
+}
+
+TEST(AdapterText, isOfItsOwnForEachAliasUnderTheAdaptersNameKept)
+{
+    Adapters const adapters = adaptersIn(
+        "eth0      Link encap:Ethernet  HWaddr 00:0C:29:AA:BB:CC\n          inet addr:10.0.0.5\n\n"
+        "eth0:1    Link encap:Ethernet  HWaddr 00:0C:29:AA:BB:CC\n          inet addr:10.0.0.6\n\n"
+        "eth0:web: flags=1\n        inet 10.0.0.7\n");
+    EXPECT_EQ(namesOf(adapters), (Texts{"eth0", "eth0", "eth0"}));
+    EXPECT_EQ(adapters.blocks[1].addresses, Texts{"10.0.0.6"});
+    EXPECT_EQ(adapters.blocks[2].addresses, Texts{"10.0.0.7"});
+}
+
+TEST(AdapterText, takesTheWordBehindAKeyword)
+{
+    EXPECT_EQ(blockOf("  inet 1.2.3.4\n  inet 5.6.7.8\n").addresses, (Texts{"1.2.3.4", "5.6.7.8"}));
+    EXPECT_EQ(blockOf("  inet6 fe80::1/64\n").addresses, Texts{"fe80::1"});
+    EXPECT_EQ(blockOf("\tinet\t1.2.3.4\tnetmask\t0xffffff00\n").netmasks, Texts{"0xffffff00"});
+    EXPECT_EQ(blockOf("  inet nonsense\n").addresses, Texts{"nonsense"});
+    EXPECT_EQ(blockOf("  Mask:255.255.0.0\n").netmasks, Texts{"255.255.0.0"});
+    EXPECT_EQ(blockOf("  ether a\n  HWaddr b\n").hardwareAddresses, (Texts{"a", "b"}));
+    EXPECT_EQ(blockOf("  inet/1.2.3.4\n").addresses, Texts{"1.2.3.4"});
+}
+
+TEST(AdapterText, takesAnEmptyWordBetweenTwoBlanksKept)
+{
+    EXPECT_EQ(blockOf("  inet  1.2.3.4\n").addresses, Texts{""});
+    EXPECT_EQ(blockOf("  inet addr: 1.2.3.4\n").addresses, Texts{""});
+    EXPECT_EQ(blockOf("  netmask  255.0.0.0\n").netmasks, Texts{""});
+    EXPECT_EQ(blockOf("  inet \n").addresses, Texts{""});
+    EXPECT_EQ(blockOf("  ether\t\t00:11\n").hardwareAddresses, Texts{""});
+}
+
+TEST(AdapterText, takesNothingBehindAKeywordThatEndsItsLine)
+{
+    AdapterText const block = blockOf("  inet\n  netmask\n  ether\n  1.2.3.4\n");
+    EXPECT_TRUE(block.addresses.empty());
+    EXPECT_TRUE(block.netmasks.empty());
+    EXPECT_TRUE(block.hardwareAddresses.empty());
+}
+
+TEST(AdapterText, takesAKeywordForAValueAndForAKeyword)
+{
+    AdapterText const block = blockOf("  inet inet6 netmask ether x\n");
+    EXPECT_EQ(block.addresses, (Texts{"inet6", "netmask"}));
+    EXPECT_EQ(block.netmasks, Texts{"ether"});
+    EXPECT_EQ(block.hardwareAddresses, Texts{"x"});
+}
+
+TEST(AdapterText, knowsItsKeywordsInOneSpellingOnly)
+{
+    AdapterText const block =
+        blockOf("  Inet 1\n  INET 1\n  inet4 1\n  xinet 1\n  mask 1\n  Netmask 1\n  hwaddr 1\n"
+                "  Ether 1\n  inet: 1\n");
+    EXPECT_TRUE(block.addresses.empty());
+    EXPECT_TRUE(block.netmasks.empty());
+    EXPECT_TRUE(block.hardwareAddresses.empty());
+}
+
+TEST(AdapterText, hasItsPrefixesDeletedWhereverTheyStand)
+{
+    EXPECT_EQ(blockOf("  inet addr:addr:1.2.3.4\n").addresses, Texts{"1.2.3.4"});
+    EXPECT_EQ(blockOf("  inet 1.addr:2.3.4\n").addresses, Texts{"1.2.3.4"});
+    EXPECT_EQ(blockOf("  HWaddr:x\n").hardwareAddresses, Texts());
+    // What comes together by that is not deleted again.
+    EXPECT_EQ(blockOf("  inet adaddr:dr:1\n").addresses, Texts{"addr:1"});
+    EXPECT_EQ(blockOf("  P-t-P:10.0.0.2  Mask:Mask:1\n").netmasks, (Texts{"Mask", "1"}));
+}
+
+TEST(AdapterText, takesValuesOffTheLineOfTheNameToo)
+{
+    AdapterText const block = adaptersIn("eth0 inet 1.2.3.4 ether x").blocks.back();
+    EXPECT_EQ(block.addresses, Texts{"1.2.3.4"});
+    EXPECT_EQ(block.hardwareAddresses, Texts{"x"});
+    EXPECT_EQ(adaptersIn("inet 1.2.3.4").blocks.back().addresses, Texts{"1.2.3.4"});
+}
+
+TEST(AdapterText, isReadWithCarriageReturns)
+{
+    Adapters const adapters =
+        adaptersIn("eth0: flags=1\r\n        inet 10.0.0.5  netmask 255.0.0.0\r\n\r\nlo: x\r\n");
+    EXPECT_EQ(namesOf(adapters), (Texts{"eth0", "lo"}));
+    EXPECT_EQ(adapters.blocks[0].addresses, Texts{"10.0.0.5"});
+    EXPECT_EQ(adapters.blocks[0].netmasks, Texts{"255.0.0.0"});
+}
+
+TEST(AdapterText, isReadWhateverBytesTheTextHas)
+{
+    using namespace std::string_literals;
+    Adapters const adapters = adaptersIn("\xC3\xA9t\xC3\xA9: x\n\xFF\x00z y\n  inet \x00\xFE\n"s);
+    EXPECT_EQ(adapters.found, (Texts{"\xC3\xA9t\xC3\xA9", "\xFF\x00z"s}));
+    EXPECT_EQ(adapters.blocks.back().addresses, Texts{"\x00\xFE"s});
+    std::string const longLine = "  " + std::string(1'000'000, 'x') + " inet 1.2.3.4";
+    EXPECT_EQ(blockOf(longLine).addresses, Texts{"1.2.3.4"});
+}
+
+TEST(AdapterText, isTheSameInPiecesOfAnySize)
+{
+    for (size_t const size : {1, 7, 128}) {
+        testkit::Pieces pieces(OLD_STYLE, size);
+        std::istream stream(&pieces);
+        Adapters const adapters = adaptersIn(stream);
+        EXPECT_EQ(namesOf(adapters), (Texts{"eth0", "lo"}));
+        EXPECT_EQ(adapters.blocks[0].addresses, (Texts{"10.0.0.5", ""}));
+    }
+}
+
+TEST(AdapterText, endsWhereItsSourceBreaks)
+{
+    testkit::Pieces pieces("eth0: x\n inet 1.2.3.4\nlo", 4, testkit::Pieces::BREAKS);
+    std::istream stream(&pieces);
+    EXPECT_EQ(adaptersIn(stream).blocks.front().addresses, Texts{"1.2.3.4"});
+}
+
+TEST(GatewayText, isTheSecondColumnOfLinesWithUG)
+{
+    EXPECT_EQ(
+        gatewaysIn("Kernel IP routing table\n"
+                   "Destination     Gateway         Genmask         Flags Metric Ref Use Iface\n"
+                   "0.0.0.0         10.0.0.1        0.0.0.0         UG    0      0   0 eth0\n"
+                   "10.0.0.0        0.0.0.0         255.255.255.0   U     0      0   0 eth0\n"
+                   "172.16.0.0      10.0.0.254      255.255.0.0     UG    0      0   0 eth0\n"),
+        (Texts{"10.0.0.1", "10.0.0.254"}));
+}
+
+TEST(GatewayText, isCutAtTheFirstBlankOnly)
+{
+    EXPECT_EQ(gatewaysIn("0123456789abcdef10.0.0.1\tUG\n"), Texts{"10.0.0.1\tUG"});
+    EXPECT_EQ(gatewaysIn("0123456789abcdefUG"), Texts{"UG"});
+    EXPECT_EQ(gatewaysIn("0123456789UGcdef x\n"), Texts{""});
+    EXPECT_EQ(gatewaysIn("0123456789UGcdef\n"), Texts{""});
+    EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        UG\r\n"), Texts{"10.0.0.1"});
+}
+
+TEST(GatewayText, isOutOfRangeOnAShorterLine)
+{
+    for (size_t length = 2; length < 16; ++length)
+        EXPECT_THROW(gatewaysIn("UG" + std::string(length - 2, '.')), std::out_of_range) << length;
+    EXPECT_TRUE(gatewaysIn("short\n\n").empty());
+    EXPECT_TRUE(gatewaysIn("").empty());
+}
+
+TEST(GatewayText, isNotLookedForOnLinesThatBeginWithALetterOfTheHeadingKept)
+{
+    std::string const rest = "0.0.0.0........10.0.0.1 UG";
+    for (char const letter : std::string("Destination"))
+        EXPECT_TRUE(gatewaysIn(letter + rest).empty()) << letter;
+    // "default" begins with another letter than the heading.
+    for (char const letter : std::string("0dXK ug"))
+        EXPECT_EQ(gatewaysIn(letter + rest), Texts{"10.0.0.1"}) << letter;
+}
+
+TEST(GatewayText, wantsUGInTheseLetters)
+{
+    EXPECT_TRUE(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         ug\n").empty());
+    EXPECT_TRUE(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         U G\n").empty());
+    EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         UGHD\n").size(), 1U);
+}
+
+TEST(NameServerText, isWhatStandsBehindElevenCharacters)
+{
+    EXPECT_EQ(serversIn("nameserver 10.0.0.1\nnameserver\tfe80::1%eth0\nnameserver 10.0.0.2 # x\n"),
+        (Texts{"10.0.0.1", "fe80::1%eth0", "10.0.0.2 # x"}));
+    EXPECT_EQ(serversIn("nameserver  10.0.0.1"), Texts{" 10.0.0.1"});
+    EXPECT_EQ(serversIn("nameserver 10.0.0.1\r\n"), Texts{"10.0.0.1\r"});
+    EXPECT_EQ(serversIn("nameserver \n"), Texts{""});
+    EXPECT_EQ(serversIn("nameservers1.2.3.4"), Texts{"1.2.3.4"});
+}
+
+TEST(NameServerText, isTakenOffCommentsTooKept)
+{
+    EXPECT_EQ(serversIn("# nameserver 10.0.0.1\n"), Texts{"r 10.0.0.1"});
+    EXPECT_EQ(serversIn(" nameserver 10.0.0.1\n"), Texts{" 10.0.0.1"});
+    EXPECT_EQ(serversIn("options no-nameserver\n"), Texts{"nameserver"});
+}
+
+TEST(NameServerText, isOutOfRangeOnAShorterLine)
+{
+    EXPECT_THROW(serversIn("nameserver"), std::out_of_range);
+    EXPECT_THROW(serversIn("nameserver 1.2.3.4\nnameserver\n"), std::out_of_range);
+}
+
+TEST(NameServerText, isNotOnOtherLines)
+{
+    EXPECT_TRUE(serversIn("").empty());
+    EXPECT_TRUE(serversIn("\n\nsearch a.example\noptions ndots:2\nNameserver 10.0.0.1\n").empty());
+}
+
+TEST(GrepArgument, isAPlainNameAsItStands)
+{
+    for (std::string const name : {"eth0", "lo", "br-0a1b2c", "eth0.100", "veth1@if2", "a_b", "c++",
+             "0", "wlp2s0-", "_", "."})
+        EXPECT_EQ(sysinfo::grepArgument(name), name);
+}
+
+TEST(GrepArgument, isOneQuotedWordForAnyOther)
+{
+    EXPECT_EQ(sysinfo::grepArgument("-a"), "-F -e '-a'");
+    EXPECT_EQ(sysinfo::grepArgument(""), "-F -e ''");
+    EXPECT_EQ(sysinfo::grepArgument("a b"), "-F -e 'a b'");
+    EXPECT_EQ(sysinfo::grepArgument("a'b"), "-F -e 'a'\\''b'");
+    EXPECT_EQ(sysinfo::grepArgument("'"), "-F -e ''\\'''");
+    for (char const odd : std::string(" \t\"$`\\;&|<>()*?[]{}~#!%^=,/\x7F\x80\xFF"))
+        EXPECT_EQ(
+            sysinfo::grepArgument(std::string("x") + odd), "-F -e 'x" + std::string(1, odd) + "'");
+}

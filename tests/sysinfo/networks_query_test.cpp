@@ -1,0 +1,354 @@
+// The network adapters, with tools that print what a test tells them.
+
+#include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/Machine.h"
+#include "tests/sysinfo/NetworkMachine.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+using dovrel::string;
+using sysinfo::SystemInformation;
+using testkit::CapturedTrace;
+using testkit::machine;
+using testkit::NetworkAnswer;
+using testkit::NetworkMachine;
+
+namespace {
+
+using Names = std::vector<std::string>;
+using UNIXNetworkInfo = sysinfo::UNIXSystemInformation::UNIXNetworkInfo;
+
+class NetworksQuery : public testing::Test {
+protected:
+    NetworkMachine net;
+};
+
+class NetworkTools : public NetworksQuery { };
+
+constexpr char NEW_STYLE[] = "eth0: flags=4163<UP>  mtu 1500\n"
+                             "        inet 10.0.0.5  netmask 255.255.255.0\n"
+                             "        inet6 fe80::1  prefixlen 64\n"
+                             "        ether 00:0c:29:aa:bb:cc  txqueuelen 1000\n"
+                             "\n"
+                             "lo: flags=73<UP,LOOPBACK>  mtu 65536\n"
+                             "        inet 127.0.0.1  netmask 255.0.0.0\n";
+
+constexpr char OLD_STYLE[] = "eth0      Link encap:Ethernet  HWaddr 00:0C:29:AA:BB:CC  \n"
+                             "          inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.255.0.0\n"
+                             "          inet6 addr: fe80::1/64 Scope:Link\n"
+                             "\n"
+                             "lo        Link encap:Local Loopback  \n"
+                             "          inet addr:127.0.0.1  Mask:255.0.0.0\n";
+
+/** A line of `route -n`. */
+std::string route(std::string const& gateway, std::string const& adapter)
+{
+    std::string line = "0.0.0.0         " + gateway;
+    line.resize(32, ' ');
+    return line + "0.0.0.0         UG    0      0        0 " + adapter + "\n";
+}
+
+}
+
+TEST_F(NetworksQuery, listsTheAdaptersOfTheNewStyle)
+{
+    net.ifconfigPrints(NEW_STYLE);
+    NetworkAnswer const answer;
+    EXPECT_TRUE(answer.known);
+    EXPECT_EQ(answer.text(),
+        "eth0 (00:0c:29:aa:bb:cc:00:00) [10.0.0.5,fe80::1] [255.255.255.0]\n"
+        "lo (00:00:00:00:00:00:00:00) [127.0.0.1] [255.0.0.0]\n");
+}
+
+TEST_F(NetworksQuery, listsTheAdaptersOfTheOldStyleWithAnInvalidAddressForIPv6Kept)
+{
+    net.ifconfigPrints(OLD_STYLE);
+    NetworkAnswer const answer;
+    EXPECT_TRUE(answer.known);
+    EXPECT_EQ(answer.text(),
+        "eth0 (00:0c:29:aa:bb:cc:00:00) [10.0.0.5,<invalid>] [255.255.0.0]\n"
+        "lo (00:00:00:00:00:00:00:00) [127.0.0.1] [255.0.0.0]\n");
+}
+
+TEST_F(NetworksQuery, listsAnAliasAsAnAdapterOfItsParentsNameKept)
+{
+    net.ifconfigPrints("eth0: flags=1\n  inet 10.0.0.5\n\neth0:1: flags=1\n  inet 10.0.0.6\n");
+    EXPECT_EQ(NetworkAnswer().text(),
+        "eth0 (00:00:00:00:00:00:00:00) [10.0.0.5] []\n"
+        "eth0 (00:00:00:00:00:00:00:00) [10.0.0.6] []\n");
+}
+
+TEST_F(NetworksQuery, writesEveryMaskInDottedForm)
+{
+    net.ifconfigPrints(
+        "a: x\n  netmask 0xffffff00\n  netmask 24\n  Mask:255.255.0.0\n  netmask  \n");
+    EXPECT_EQ(NetworkAnswer().text(),
+        "a (00:00:00:00:00:00:00:00) [] [255.255.255.0,0.0.0.36,255.255.0.0,]\n");
+}
+
+TEST_F(NetworksQuery, takesTheLastHardwareAddressAndNoneOfANonsensicalOne)
+{
+    net.ifconfigPrints("a: x\n  ether 00:11:22:33:44:55\n  ether 66:77:88:99:aa:bb\n"
+                       "b: x\n  ether 00:11:22:33:44:55\n  ether nonsense\n"
+                       "c: x\n  HWaddr 80-00-00-4A-FE-80-00-00-00\n"
+                       "d: x\n  ether 1:2:3\n");
+    EXPECT_EQ(NetworkAnswer().text(),
+        "a (66:77:88:99:aa:bb:00:00) [] []\n"
+        "b (00:00:00:00:00:00:00:00) [] []\n"
+        "c (80:00:00:4a:fe:80:00:00) [] []\n"
+        "d (00:00:00:00:00:00:00:00) [] []\n");
+}
+
+TEST_F(NetworksQuery, addsToWhatIsInTheListAndLooksForItsGatewaysToo)
+{
+    net.ifconfigPrints("lo: x\n");
+    net.routePrints(route("10.0.0.1", "old0"));
+    std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>> before;
+    before.emplace_back(new UNIXNetworkInfo(string("old0"), {}, {}, {}, {}, {}));
+    before.emplace_back(new UNIXNetworkInfo());
+    CapturedTrace const trace;
+    NetworkAnswer const answer(before);
+    EXPECT_EQ(answer.names(), (Names{"old0", "", "lo"}));
+    EXPECT_TRUE(trace.contains(5, "Found gateway for old0: 10.0.0.1"));
+    EXPECT_TRUE(trace.contains(5, "Finding default gateway for \n"));
+    EXPECT_EQ(net.runsOf("grep"), "[old0]\n"); // There is nothing to look for a nameless one.
+}
+
+TEST_F(NetworksQuery, tracesGatewaysAndStoresNoneKept)
+{
+    net.ifconfigPrints(NEW_STYLE);
+    net.routePrints(
+        route("10.0.0.1", "eth0") + route("10.0.0.254", "eth0") + route("10.9.9.9", "lo"));
+    net.resolverText("nameserver 10.0.0.1\n");
+    CapturedTrace const trace;
+    NetworkAnswer const answer;
+    EXPECT_EQ(trace.text(5),
+        "Found adapter: eth0\nAdding adapter: eth0\nFound adapter: lo\n"
+        "Finding default gateway for eth0\nFound gateway for eth0: 10.0.0.1\n"
+        "Found gateway for eth0: 10.0.0.254\nFound nameserver: 10.0.0.1\nAdding adapter: lo\n");
+    for (auto const& adapter : answer.adapters)
+        EXPECT_TRUE(adapter->getGatewayAddrs().empty());
+    for (testkit::TraceLine const& line : trace.lines())
+        EXPECT_EQ(line.scope.rfind(
+                      "virtual bool sysinfo::LinuxSystemInformation::getNetworksInternal(", 0),
+            0U);
+}
+
+TEST_F(NetworksQuery, looksForNoGatewayOfTheLastAdapterKept)
+{
+    net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
+    net.routePrints(route("10.0.0.1", "lo"));
+    NetworkAnswer const answer;
+    EXPECT_EQ(answer.names(), (Names{"eth0", "eth1", "lo"}));
+    EXPECT_EQ(net.runsOf("grep"), "[eth0]\n[eth1]\n");
+}
+
+TEST_F(NetworksQuery, findsTheGatewaysOfLongerNamesTooKept)
+{
+    net.ifconfigPrints("eth1: x\neth10: x\nlo: x\n");
+    net.routePrints(route("10.0.0.1", "eth10"));
+    CapturedTrace const trace;
+    NetworkAnswer const answer;
+    EXPECT_TRUE(trace.contains(5, "Found gateway for eth1: 10.0.0.1\n"));
+    EXPECT_TRUE(trace.contains(5, "Found gateway for eth10: 10.0.0.1\n"));
+}
+
+TEST_F(NetworksQuery, putsNameServersAtTheLastAdapterOnlyKept)
+{
+    net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
+    net.resolverText("# nameserver 10.0.0.9\nsearch example\n\nnameserver 10.0.0.1\n"
+                     "nameserver fe80::1\nnameserver 10.0.0.2 \n");
+    EXPECT_EQ(NetworkAnswer().nameServers(), "\n\n<invalid> 10.0.0.1 fe80::1 <invalid>\n");
+}
+
+TEST_F(NetworksQuery, hasNoPlaceForNameServersWithoutAnAdapter)
+{
+    net.resolverText("nameserver 10.0.0.1\n");
+    CapturedTrace const trace;
+    NetworkAnswer const answer;
+    EXPECT_TRUE(answer.known);
+    EXPECT_TRUE(answer.adapters.empty());
+    EXPECT_EQ(trace.text(5), "Found nameserver: 10.0.0.1\n");
+    EXPECT_EQ(net.runsOf("route"), "");
+}
+
+TEST_F(NetworksQuery, hasNoNameServersWhereThereIsNoFile)
+{
+    net.ifconfigPrints("lo: x\n");
+    machine.remove("/etc/resolv.conf");
+    EXPECT_EQ(NetworkAnswer().nameServers(), "\n");
+    machine.link("/etc/resolv.conf", "../run/missing");
+    EXPECT_EQ(NetworkAnswer().nameServers(), "\n");
+    machine.remove("/etc/resolv.conf");
+    machine.folder("/etc/resolv.conf");
+    EXPECT_EQ(NetworkAnswer().nameServers(), "\n");
+}
+
+TEST_F(NetworksQuery, throwsOutOfRangeOnAShortNameServerLineWithAllButTheLastAdapterListed)
+{
+    net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
+    net.resolverText("nameserver 10.0.0.1\nnameserver\n");
+    NetworkAnswer const answer;
+    EXPECT_TRUE(answer.outOfRange);
+    EXPECT_EQ(answer.names(), (Names{"eth0", "eth1"}));
+    EXPECT_EQ(answer.nameServers(), "\n\n");
+}
+
+TEST_F(NetworksQuery, throwsOutOfRangeOnAShortGatewayLineWithAllButTheLastAdapterListed)
+{
+    net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
+    net.routePrints("0.0.0.0 UG eth1\n");
+    NetworkAnswer const answer;
+    EXPECT_TRUE(answer.outOfRange);
+    EXPECT_EQ(answer.names(), (Names{"eth0", "eth1"}));
+    EXPECT_EQ(net.runsOf("cat"), "");
+}
+
+TEST_F(NetworksQuery, tellsTheHostsNameInEveryAdapterAskedForOnce)
+{
+    net.host.name = "a-host.example";
+    net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
+    NetworkAnswer const answer;
+    ASSERT_EQ(answer.adapters.size(), 3U);
+    for (auto const& adapter : answer.adapters)
+        EXPECT_EQ(adapter->getHostname(), string("a-host.example"));
+    EXPECT_EQ(net.host.nameQuestions, 1);
+}
+
+TEST_F(NetworksQuery, tellsALongHostNameAndNoneThatCannotBeAsked)
+{
+    net.ifconfigPrints("lo: x\n");
+    net.host.name = std::string(64, 'h'); // The kernel's longest.
+    EXPECT_EQ(NetworkAnswer().adapters.at(0)->getHostname(), string(net.host.name));
+    net.host.name = std::string(1000, 'h');
+    std::string const cut = static_cast<char const*>(NetworkAnswer().adapters.at(0)->getHostname());
+    EXPECT_GE(cut.size(), 64U);
+    EXPECT_EQ(cut, std::string(cut.size(), 'h'));
+    net.host.nameFails = true;
+    EXPECT_TRUE(NetworkAnswer().adapters.at(0)->getHostname().empty());
+}
+
+TEST_F(NetworksQuery, endsWhereARefillBeginsWithTheByteFFKept)
+{
+    std::string first = "eth0: x\n  inet 10.0.0.1 ";
+    first.resize(127, '.');
+    net.ifconfigPrints(first + "\n\xFF" + "eth1: x\n");
+    EXPECT_EQ(NetworkAnswer().names(), Names{"eth0"});
+    net.ifconfigPrints(first + ".\n\xFF" + "eth1: x\n");
+    EXPECT_EQ(NetworkAnswer().adapters.size(), 2U);
+}
+
+TEST_F(NetworksQuery, readsAllOfALongOutput)
+{
+    std::string output = "eth0: x\n";
+    for (int i = 0; i < 2000; ++i)
+        output += "        inet 10.0." + std::to_string(i / 256) + '.' + std::to_string(i % 256)
+            + "  netmask 255.255.0.0\n";
+    net.ifconfigPrints(output);
+    NetworkAnswer const answer;
+    ASSERT_EQ(answer.adapters.size(), 1U);
+    EXPECT_EQ(answer.adapters[0]->getIPAddrs().size(), 2000U);
+    EXPECT_EQ(answer.adapters[0]->getNetmasks().size(), 2000U);
+}
+
+TEST_F(NetworkTools, runWithTheirUntranslatedOutput)
+{
+    ::setenv("LANG", "de_DE.UTF-8", 1);
+    net.ifconfigPrints("eth0: x\nlo: x\n");
+    NetworkAnswer const answer;
+    ::unsetenv("LANG");
+    EXPECT_EQ(net.runsOf("ifconfig"), "LANG=C /sbin/ifconfig -a\n");
+    EXPECT_EQ(net.runsOf("route"), "LANG=C /sbin/route -n\n");
+    EXPECT_EQ(net.runsOf("grep"), "[eth0]\n");
+    EXPECT_EQ(net.runsOf("cat"), "LANG=C /bin/cat /etc/resolv.conf\n");
+}
+
+TEST_F(NetworkTools, areAskedAfreshByEveryQuery)
+{
+    net.ifconfigPrints("eth0: x\nlo: x\n");
+    EXPECT_EQ(NetworkAnswer().adapters.size(), 2U);
+    net.ifconfigPrints("lo: x\n");
+    EXPECT_EQ(NetworkAnswer().adapters.size(), 1U);
+}
+
+TEST_F(NetworkTools, mayFailAndAreBelievedAllTheSame)
+{
+    net.ifconfigPrints("eth0: x\nlo: x\n", "exit 1");
+    net.routePrints(route("10.0.0.1", "eth0"), "kill -9 $$");
+    CapturedTrace const trace;
+    NetworkAnswer const answer;
+    EXPECT_TRUE(answer.known);
+    EXPECT_EQ(answer.adapters.size(), 2U);
+    EXPECT_TRUE(trace.contains(5, "Found gateway for eth0: 10.0.0.1\n"));
+}
+
+TEST_F(NetworkTools, areTakenFromTheFirstOfFourPlaces)
+{
+    net.ifconfigPrints("eth0: x\nlo: x\n");
+    for (std::string const tool : {"ifconfig", "route", "cat"}) {
+        std::vector<std::string> const places{
+            "/bin/" + tool, "/sbin/" + tool, "/usr/sbin/" + tool, "/usr/bin/" + tool};
+        std::string const arguments = tool == "ifconfig" ? " -a\n"
+            : tool == "route"                            ? " -n\n"
+                                                         : " /etc/resolv.conf\n";
+        for (std::string const& place : places)
+            net.toolAt(place, tool);
+        for (std::string const& place : places) {
+            EXPECT_TRUE(NetworkAnswer().known);
+            EXPECT_EQ(net.runsOf(tool), "LANG=C " + place + arguments);
+            machine.remove("/tmp/" + tool + ".log");
+            machine.remove(place);
+        }
+        EXPECT_FALSE(NetworkAnswer().known) << "no " << tool;
+        net.toolAt("/usr/bin/" + tool, tool);
+    }
+}
+
+TEST_F(NetworkTools, leaveTheListAloneWhereOneIsMissing)
+{
+    net.ifconfigPrints("eth0: x\nlo: x\n");
+    for (std::string const path : {"/sbin/ifconfig", "/sbin/route", "/bin/cat"}) {
+        std::filesystem::rename(path, "/tmp/away");
+        CapturedTrace const trace;
+        NetworkAnswer const answer(
+            std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>>(1));
+        EXPECT_FALSE(answer.known);
+        EXPECT_EQ(answer.adapters.size(), 1U);
+        EXPECT_EQ(net.runsOf("ifconfig"), "");
+        std::filesystem::rename("/tmp/away", path);
+    }
+}
+
+TEST_F(NetworkTools, areWhateverStandsAtTheirPlaceKept)
+{
+    net.ifconfigPrints("lo: x\n");
+    machine.folder("/bin/ifconfig");
+    NetworkAnswer const fromAFolder;
+    EXPECT_TRUE(fromAFolder.known);
+    EXPECT_TRUE(fromAFolder.adapters.empty());
+    machine.remove("/bin/ifconfig");
+    machine.file("/bin/ifconfig", "not executable");
+    NetworkAnswer const fromAFile;
+    EXPECT_TRUE(fromAFile.known);
+    EXPECT_TRUE(fromAFile.adapters.empty());
+    EXPECT_EQ(net.runsOf("ifconfig"), "");
+}
+
+TEST_F(NetworkTools, areLookedForFurtherWhereALinkLeadsNowhere)
+{
+    net.ifconfigPrints("lo: x\n");
+    machine.link("/bin/ifconfig", "missing");
+    EXPECT_EQ(NetworkAnswer().names(), Names{"lo"});
+    machine.remove("/bin/ifconfig");
+    machine.link("/bin/ifconfig", "ifconfig");
+    EXPECT_EQ(NetworkAnswer().names(), Names{"lo"});
+    machine.remove("/bin/ifconfig");
+    machine.link("/bin/ifconfig", "../sbin/ifconfig");
+    EXPECT_EQ(NetworkAnswer().names(), Names{"lo"});
+}

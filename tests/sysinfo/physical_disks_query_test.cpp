@@ -1,0 +1,260 @@
+#include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/DescriptorGuard.h"
+#include "tests/support/Machine.h"
+#include "tests/sysinfo/DiskCalls.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+using sysinfo::LinuxSystemInformation;
+using testkit::CapturedTrace;
+using testkit::machine;
+
+namespace {
+
+using Disks = std::vector<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo>>;
+
+constexpr char HEADING[] = "major minor  #blocks  name\n\n";
+
+std::string lines(Disks const& disks)
+{
+    std::string text;
+    for (auto const& disk : disks)
+        text += std::string(static_cast<char const*>(disk->toString())) + '\n';
+    return text;
+}
+
+class PhysicalDisksQuery : public testing::Test {
+protected:
+    std::string answer()
+    {
+        Disks disks;
+        m_calls.forget();
+        EXPECT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
+        return lines(disks);
+    }
+
+    /** Makes files of these devices, sectors of 512 bytes each, and a table of them. */
+    void showDevices(std::initializer_list<char const*> names)
+    {
+        std::string table = HEADING;
+        for (char const* name : names) {
+            machine.file(std::string("/dev/") + name, "");
+            m_calls.sectorSize(std::string("/dev/") + name, 512);
+            table += std::string("   8        0          2 ") + name + '\n';
+        }
+        machine.file("/proc/partitions", table);
+    }
+
+    testkit::DiskCalls m_calls;
+};
+
+}
+
+TEST_F(PhysicalDisksQuery, tellsDisksInTheOrderOfTheTable)
+{
+    showDevices({"sdb", "sda", "sda1", "sda2"});
+    machine.link("/dev/disk/by-id/ata-MODEL", "../../sda");
+    EXPECT_EQ(answer(),
+        "sdb () 1024 bytes in  0 partitions \n"
+        "sda (MODEL) 1024 bytes in  2 partitions \n");
+}
+
+TEST_F(PhysicalDisksQuery, addsToTheListThatItIsGiven)
+{
+    showDevices({"sda"});
+    Disks disks;
+    LinuxSystemInformation const information;
+    ASSERT_TRUE(information.getPhysicalDisksInternal(disks));
+    ASSERT_TRUE(information.getPhysicalDisksInternal(disks));
+    EXPECT_EQ(disks.size(), 2U);
+}
+
+TEST_F(PhysicalDisksQuery, saysFalseAndLeavesTheListAloneWithoutTheTable)
+{
+    Disks disks(1);
+    CapturedTrace trace;
+    EXPECT_FALSE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
+    EXPECT_EQ(disks.size(), 1U);
+    ASSERT_EQ(trace.lines().size(), 1U);
+    EXPECT_EQ(trace.text(1), "Failed to open: /proc/partitions\n");
+    EXPECT_EQ(trace.lines()[0].scope.rfind("virtual bool sysinfo::LinuxSystemInformation::"
+                                           "getPhysicalDisksInternal(std::vector<",
+                  0),
+        0U)
+        << trace.lines()[0];
+}
+
+TEST_F(PhysicalDisksQuery, saysFalseWhereTheTableCannotBeOpened)
+{
+    machine.file("/proc/partitions", HEADING);
+    ASSERT_EQ(::chmod("/proc/partitions", 0), 0);
+    Disks disks;
+    EXPECT_FALSE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
+}
+
+TEST_F(PhysicalDisksQuery, tellsNothingOfATableWithoutDisks)
+{
+    machine.file("/proc/partitions", HEADING);
+    CapturedTrace trace;
+    EXPECT_EQ(answer(), "");
+    ASSERT_EQ(trace.lines().size(), 1U);
+    EXPECT_EQ(trace.text(3), "Returning: 0 disks\n");
+    machine.file("/proc/partitions", "");
+    EXPECT_EQ(answer(), "");
+}
+
+TEST_F(PhysicalDisksQuery, tracesWhatItFindsAtLevelThree)
+{
+    showDevices({"sda9", "sda", "sda1", "sda2", "md0", "sda3", "sdb"});
+    CapturedTrace trace;
+    answer();
+    EXPECT_EQ(trace.text(3),
+        "Partition: sda1\nPartition: sda2\nFound disk: /dev/sda\n"
+        "Found disk: /dev/sdb\nReturning: 2 disks\n");
+    EXPECT_EQ(trace.lines().size(), 5U) << "nothing at other levels";
+}
+
+TEST_F(PhysicalDisksQuery, tracesHowManyAreInTheListAltogether)
+{
+    showDevices({"sda"});
+    Disks disks(5);
+    CapturedTrace trace;
+    EXPECT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
+    EXPECT_TRUE(trace.contains(3, "Returning: 6 disks\n"));
+}
+
+TEST_F(PhysicalDisksQuery, isSilentBelowItsTraceLevel)
+{
+    showDevices({"sda", "sda1"});
+    CapturedTrace trace(2);
+    answer();
+    EXPECT_TRUE(trace.lines().empty());
+}
+
+TEST_F(PhysicalDisksQuery, ignoresStorageThatHangsOnUSB)
+{
+    showDevices({"sda", "sda1", "sdb", "sdb1"});
+    m_calls.bus("/dev/sda", 0);
+    m_calls.bus("/dev/sdb", 12);
+    machine.file("/proc/scsi/usb-storage/12", "");
+    CapturedTrace trace;
+    EXPECT_EQ(answer(), "sda () 1024 bytes in  1 partitions \n");
+    EXPECT_EQ(trace.text(3),
+        "Partition: sda1\nFound disk: /dev/sda\nPartition: sdb1\n"
+        "Found (and ignoring) usb disk: /dev/sdb\nReturning: 1 disks\n");
+}
+
+TEST_F(PhysicalDisksQuery, knowsUSBStorageByItsFolderToo)
+{
+    showDevices({"sdb"});
+    m_calls.bus("/dev/sdb", 0);
+    machine.folder("/proc/scsi/usb-storage/0");
+    EXPECT_EQ(answer(), "");
+}
+
+TEST_F(PhysicalDisksQuery, listsADiskOfAnotherBusThanUSB)
+{
+    showDevices({"sdb"});
+    m_calls.bus("/dev/sdb", 1);
+    machine.file("/proc/scsi/usb-storage/11", "");
+    machine.file("/proc/scsi/usb-storage/2", "");
+    EXPECT_NE(answer(), "");
+    m_calls.bus("/dev/sdb", -1);
+    EXPECT_NE(answer(), "");
+    machine.file("/proc/scsi/usb-storage/-1", "");
+    EXPECT_EQ(answer(), "");
+}
+
+TEST_F(PhysicalDisksQuery, listsADiskThatDoesNotTellItsBus)
+{
+    // The bus that is not told must not count as bus 0.
+    showDevices({"sdb"});
+    machine.folder("/proc/scsi/usb-storage/0");
+    EXPECT_EQ(answer(), "sdb () 1024 bytes in  0 partitions \n");
+}
+
+TEST_F(PhysicalDisksQuery, listsADiskThatCannotBeOpened)
+{
+    showDevices({"sda", "sdb"});
+    m_calls.bus("/dev/sda", 0);
+    machine.folder("/proc/scsi/usb-storage/0");
+    ASSERT_EQ(::chmod("/dev/sda", 0), 0);
+    machine.remove("/dev/sdb");
+    EXPECT_EQ(answer(), "sda () 0 bytes in  0 partitions \nsdb () 0 bytes in  0 partitions \n");
+}
+
+TEST_F(PhysicalDisksQuery, listsTheLastDiskAndThoseBeforeOtherDevices)
+{
+    showDevices({"sda", "sr0", "vda", "nvme0n1", "nvme0n1p1", "xvdc"});
+    EXPECT_EQ(answer(),
+        "sda () 1024 bytes in  0 partitions \n"
+        "vda () 1024 bytes in  0 partitions \n"
+        "xvdc () 1024 bytes in  0 partitions \n");
+}
+
+TEST_F(PhysicalDisksQuery, looksAtNoDiskThatTheNextOneDisplacesKept)
+{
+    showDevices({"sda", "sda1", "sdaa"});
+    EXPECT_EQ(answer(), "sdaa () 1024 bytes in  0 partitions \n");
+    for (auto const& opened : m_calls.opened())
+        EXPECT_NE(opened.path, "/dev/sda");
+}
+
+TEST_F(PhysicalDisksQuery, opensNeitherPartitionsNorOtherDevices)
+{
+    showDevices({"sda", "sda1", "md0", "sdb9"});
+    answer();
+    std::string opened;
+    for (auto const& [path, flags] : m_calls.opened()) {
+        opened += path + ' ';
+        EXPECT_EQ(flags & O_ACCMODE, O_RDONLY) << path;
+        EXPECT_NE(flags & O_CLOEXEC, 0) << path;
+    }
+    EXPECT_EQ(opened, "/proc/partitions /dev/sda /dev/sda ");
+}
+
+TEST_F(PhysicalDisksQuery, goesOnAfterSignals)
+{
+    showDevices({"sdb"});
+    m_calls.bus("/dev/sdb", 3);
+    machine.folder("/proc/scsi/usb-storage/3");
+    m_calls.interruptOpening("/dev/sdb", 2);
+    m_calls.interruptOpening("/proc/partitions", 2);
+    EXPECT_EQ(answer(), "");
+}
+
+TEST_F(PhysicalDisksQuery, isNotHeldByADeviceThatNobodyWritesTo)
+{
+    machine.file("/proc/partitions", std::string(HEADING) + "8 0 2 sda\n");
+    ASSERT_EQ(::mkfifo("/dev/sda", 0644), 0);
+    EXPECT_EQ(answer(), "sda () 0 bytes in  0 partitions \n");
+}
+
+TEST_F(PhysicalDisksQuery, tellsSixHundredDisks)
+{
+    std::string table = HEADING;
+    for (char first = 'a'; first < 'z'; ++first)
+        for (char second = 'a'; second < 'z'; ++second)
+            table += std::string("8 0 2 sd") + first + second + '\n';
+    machine.file("/proc/partitions", table);
+    Disks disks;
+    EXPECT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
+    ASSERT_EQ(disks.size(), 625U);
+    EXPECT_EQ(std::string(static_cast<char const*>(disks[624]->getDiskID())), "sdyy");
+}
+
+TEST_F(PhysicalDisksQuery, leavesNoDescriptorInTenThousandRounds)
+{
+    showDevices({"sda", "sda1"});
+    machine.link("/dev/disk/by-id/ata-GONE", "../../sdz");
+    testkit::DescriptorGuard const guard;
+    for (unsigned i = 0; i < 10'000; ++i)
+        ASSERT_EQ(answer(), "sda () 1024 bytes in  1 partitions \n");
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/SystemCalls.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+
+/** The engine's files, and a client's poll of them at a time that stands still. */
+namespace testkit {
+
+constexpr char RECOVERY_STATUS[] = "/etc/dovrel/status.ini";
+constexpr char RECOVERY_ANSWERS[] = "/etc/dovrel/DRAnswer.ini";
+constexpr char RECOVERY_PERCENT[] = "/tmp/percent";
+
+constexpr time_t RECOVERY_NOW = 1'400'000'000;
+
+using RecoveryRecord = dovrel::value_ptr<sysinfo::SystemInformation::CloneInfo>;
+
+/** @param before what the flag is set to; it has to be what the record says afterwards. */
+inline RecoveryRecord pollRecovery(bool before = false)
+{
+    calls.onTime([] { return RECOVERY_NOW; });
+    bool unavailable = before;
+    RecoveryRecord record = sysinfo::LinuxSystemInformation().getCloneInfo(unavailable);
+    EXPECT_EQ(unavailable, !record);
+    return record;
+}
+
+}

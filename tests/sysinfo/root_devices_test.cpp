@@ -1,0 +1,270 @@
+#include "sysinfo/UNIXSystemInformation.h"
+#include "tests/support/CapturedTrace.h"
+#include "tests/support/DescriptorGuard.h"
+#include "tests/support/Machine.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/filesystem.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <string>
+
+using sysinfo::getRootDevices;
+using testkit::CapturedTrace;
+using testkit::contentsOf;
+using testkit::machine;
+
+namespace {
+
+using Names = std::set<std::string>;
+
+/** A device-mapper node and its name. */
+void showVolume(std::string const& name, std::string const& node)
+{
+    machine.file("/dev/" + node, "");
+    machine.link("/dev/mapper/" + name, "../" + node);
+}
+
+/** Makes the tool of this machine print a text, and note each of its runs. */
+void showPhysicalVolumes(std::string const& output, std::string const& arguments = "-c")
+{
+    machine.file("/tmp/output", output);
+    machine.tool("/sbin/pvdisplay",
+        "[ \"$*\" = '" + arguments + "' ] || exit 9\necho run >>/tmp/runs\ncat /tmp/output");
+}
+
+size_t runs()
+{
+    if (!std::filesystem::exists("/tmp/runs"))
+        return 0;
+    std::string const noted = contentsOf("/tmp/runs");
+    return static_cast<size_t>(std::count(noted.begin(), noted.end(), '\n'));
+}
+
+}
+
+TEST(RootDevices, areTheDeviceWithoutItsTrailingDigits)
+{
+    EXPECT_EQ(getRootDevices("/dev/sda3"), Names{"sda"});
+    EXPECT_EQ(getRootDevices("/dev/sda"), Names{"sda"});
+    EXPECT_EQ(getRootDevices("/dev/sdaa127"), Names{"sdaa"});
+    EXPECT_EQ(getRootDevices("/dev/hd1a2"), Names{"hd1a"});
+    EXPECT_EQ(getRootDevices("/dev/sda2:"), Names{"sda2:"});
+}
+
+TEST(RootDevices, areNoDisksWherePartitionsHaveAnotherFormKept)
+{
+    EXPECT_EQ(getRootDevices("/dev/nvme0n1p1"), Names{"nvme0n1p"});
+    EXPECT_EQ(getRootDevices("/dev/mmcblk0p2"), Names{"mmcblk0p"});
+    EXPECT_EQ(getRootDevices("/dev/md0"), Names{"md"});
+    EXPECT_EQ(getRootDevices("/dev/123"), Names{""});
+}
+
+TEST(RootDevices, areUnknownOfADeviceInAnotherFolder)
+{
+    for (char const* device : {"/dev/cciss/c0d0p1", "/tmp/image", "/dev", "/", "x:", "sda1", ":"}) {
+        CapturedTrace trace;
+        EXPECT_EQ(getRootDevices(device), Names{}) << device;
+        ASSERT_EQ(trace.lines().size(), 1U) << device;
+        EXPECT_EQ(
+            trace.text(2), "Don't know what to do with device: " + std::string(device) + '\n');
+        EXPECT_EQ(trace.lines()[0].scope,
+            "std::set<std::string> sysinfo::getRootDevices(const boost::filesystem::path&)");
+    }
+}
+
+TEST(RootDevices, areSilentBelowTheirTraceLevel)
+{
+    CapturedTrace trace(1);
+    getRootDevices("/dev/cciss/c0d0p1");
+    EXPECT_TRUE(trace.lines().empty());
+}
+
+TEST(RootDevices, areNotLookedForByAToolUnlessTheyAreVolumes)
+{
+    showPhysicalVolumes("");
+    getRootDevices("/dev/sda3");
+    getRootDevices("/dev/cciss/c0d0p1");
+    getRootDevices("/dev/xdm-0");
+    EXPECT_EQ(runs(), 0U);
+}
+
+TEST(RootDevices, ofAVolumeAreThoseOfTheLinesOfItsGroup)
+{
+    showVolume("vg-root", "dm-0");
+    showPhysicalVolumes("/dev/mapper/vg:/dev/sda2:rest\n/dev/mapper/vg:/dev/sdb:\n"
+                        "/dev/mapper/other:/dev/sdc:rest\n");
+    // The colon that ends the second field goes on with it, and ends the digits.
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), (Names{"sda2:", "sdb:"}));
+    EXPECT_EQ(runs(), 1U);
+}
+
+TEST(RootDevices, ofAVolumeAreNoneOfTheLinesThatTheToolReallyWritesKept)
+{
+    showVolume("vg-root", "dm-0");
+    showPhysicalVolumes("  /dev/sda2:vg:974716928:-1:8:8:-1:4096:118984:0:118984:JkXv0A\n");
+    CapturedTrace trace;
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
+    EXPECT_TRUE(trace.lines().empty());
+    EXPECT_EQ(runs(), 1U);
+}
+
+TEST(RootDevices, ofAVolumeComeOfFieldsThatAreComparedAsTheyStandKept)
+{
+    showVolume("vg-root", "dm-0");
+    for (char const* line :
+        {"  /dev/mapper/vg:/dev/sda:", "/dev/mapper/vg :/dev/sda:", "/dev/mapper/vg",
+            "/dev/mapper/vg:/dev/sda", "/dev/mapper/v:/dev/sda:", "/dev/mapper/vg-root:/dev/sda:",
+            "vg:/dev/sda:", "", ":", "::", ":/dev/sda:", "/dev/sda:/dev/mapper/vg:"}) {
+        showPhysicalVolumes(std::string(line) + '\n');
+        EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{}) << line;
+    }
+    showPhysicalVolumes("/dev/mapper/vg:/dev/sda::::\n/dev/mapper/vg:/dev/sdb:x");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), (Names{"sda:", "sdb:"}));
+}
+
+TEST(RootDevices, ofAVolumeMayBeUnknown)
+{
+    showVolume("vg-root", "dm-0");
+    showPhysicalVolumes("/dev/mapper/vg:x:rest\n/dev/mapper/vg:/dev/sda:\n/dev/mapper/vg::\n");
+    CapturedTrace trace;
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
+    EXPECT_EQ(trace.text(2),
+        "Don't know what to do with device: x:\nDon't know what to do with device: :\n");
+    EXPECT_EQ(trace.lines().size(), 2U);
+}
+
+TEST(RootDevices, ofAVolumeAreReadFromTheRecordedOutput)
+{
+    showVolume("vg-root", "dm-0");
+    std::string const folder = "/testkit/recorded/pvdisplay-c/";
+    showPhysicalVolumes(contentsOf(folder + "made-good.txt"));
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
+    showPhysicalVolumes(contentsOf(folder + "made-odd.txt"));
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), (Names{"sda2:", "sdb:", "sdh9:"}));
+    showPhysicalVolumes(contentsOf(folder + "made-broken.txt"));
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
+}
+
+TEST(RootDevices, ofAVolumeComeOfItsNameBeforeTheFirstDashKept)
+{
+    showVolume("my--group-root", "dm-0");
+    showPhysicalVolumes("/dev/mapper/my:/dev/sda:\n/dev/mapper/my--group:/dev/sdb:\n");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
+}
+
+TEST(RootDevices, ofAVolumeComeOfItsWholeNameWhereThereIsNoDash)
+{
+    showVolume("cryptroot", "dm-3");
+    showPhysicalVolumes("/dev/mapper/cryptroot:/dev/sda:\n/dev/mapper/crypt:/dev/sdb:\n");
+    EXPECT_EQ(getRootDevices("/dev/dm-3"), Names{"sda:"});
+}
+
+TEST(RootDevices, ofAVolumeComeOfTheNameThatLeadsToIt)
+{
+    showVolume("a-root", "dm-0");
+    showVolume("b-root", "dm-1");
+    machine.file("/dev/mapper/control", "");
+    showPhysicalVolumes("/dev/mapper/a:/dev/sda:\n/dev/mapper/b:/dev/sdb:\n");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
+    EXPECT_EQ(getRootDevices("/dev/dm-1"), Names{"sdb:"});
+}
+
+TEST(RootDevices, ofAVolumeAreNoneWhereNoNameLeadsToIt)
+{
+    showVolume("a-root", "dm-0");
+    showPhysicalVolumes("/dev/mapper/a:/dev/sda:\n");
+    EXPECT_EQ(getRootDevices("/dev/dm-7"), Names{});
+    EXPECT_EQ(getRootDevices("/dev/block/dm-0"), Names{});
+    machine.remove("/dev/mapper/a-root");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
+    EXPECT_EQ(runs(), 0U) << "there is nothing to ask the tool for";
+}
+
+TEST(RootDevices, ofAVolumeAreNoneWhereTheToolFailsOrSaysNothing)
+{
+    showVolume("vg-root", "dm-0");
+    machine.tool("/sbin/pvdisplay", "exit 5");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
+    machine.tool("/sbin/pvdisplay", "kill -9 $$");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
+}
+
+TEST(RootDevices, ofAVolumeAreNoneWhereTheToolIsMissing)
+{
+    showVolume("vg-root", "dm-0");
+    CapturedTrace trace;
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
+    EXPECT_TRUE(trace.lines().empty());
+}
+
+TEST(RootDevices, ofAVolumeAreTakenFromAToolThatFailsInTheEnd)
+{
+    showVolume("vg-root", "dm-0");
+    machine.tool("/sbin/pvdisplay", "echo /dev/mapper/vg:/dev/sda:; exit 5");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
+}
+
+TEST(RootDevices, ofAVolumeAreThoseOfAThousandLines)
+{
+    showVolume("vg-root", "dm-0");
+    std::string output;
+    for (unsigned i = 0; i < 1'000; ++i)
+        output += "/dev/mapper/vg:/dev/sd" + std::to_string(i) + "x:rest of the line\n";
+    showPhysicalVolumes(output);
+    Names const names = getRootDevices("/dev/dm-0");
+    EXPECT_EQ(names.size(), 1'000U);
+    EXPECT_EQ(names.count("sd999x:"), 1U);
+}
+
+TEST(RootDevices, ofAVolumeOnAVolumeAreThoseOfBoth)
+{
+    showVolume("upper-root", "dm-0");
+    showVolume("lower-pv", "dm-1:");
+    showPhysicalVolumes("/dev/mapper/upper:/dev/dm-1:\n/dev/mapper/upper:/dev/sda:\n"
+                        "/dev/mapper/lower:/dev/sdb:\n");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), (Names{"sda:", "sdb:"}));
+    EXPECT_EQ(runs(), 2U);
+}
+
+TEST(RootDevices, ofAVolumeOnItselfAreFoundAllTheSame)
+{
+    // A name of a device may end in a colon, too, so that the tool's nonsense leads in a circle.
+    showVolume("a-root", "dm-0:");
+    showVolume("b-root", "dm-1:");
+    showPhysicalVolumes("/dev/mapper/a:/dev/dm-0:\n/dev/mapper/a:/dev/dm-1:\n"
+                        "/dev/mapper/b:/dev/dm-0:\n/dev/mapper/b:/dev/sda:\n"
+                        "/dev/mapper/a:/dev/dm-1:\n/dev/mapper/a:/dev/sdb:\n");
+    EXPECT_EQ(getRootDevices("/dev/dm-0:"), (Names{"sda:", "sdb:"}));
+    EXPECT_EQ(runs(), 2U);
+    EXPECT_EQ(getRootDevices("/dev/dm-1:"), (Names{"sda:", "sdb:"}));
+}
+
+TEST(RootDevices, passOnThatTheNamesOfVolumesAreMissing)
+{
+    testkit::DescriptorGuard const guard;
+    EXPECT_THROW(getRootDevices("/dev/dm-0"), boost::filesystem::filesystem_error);
+    EXPECT_EQ(getRootDevices("/dev/sda1"), Names{"sda"});
+}
+
+TEST(RootDevices, passOnThatANameOfAVolumeLeadsNowhere)
+{
+    testkit::DescriptorGuard const guard;
+    machine.link("/dev/mapper/gone-root", "../dm-9");
+    for (unsigned i = 0; i < 100; ++i)
+        EXPECT_THROW(getRootDevices("/dev/dm-0"), boost::filesystem::filesystem_error);
+}
+
+TEST(RootDevices, passOnWhatHappensBelowAVolumeAndEndTheTool)
+{
+    testkit::DescriptorGuard const guard;
+    showVolume("vg-root", "dm-0");
+    machine.tool("/sbin/pvdisplay",
+        "rm -r /dev/mapper\necho /dev/mapper/vg:/dev/dm-1:\n"
+        "echo /dev/mapper/vg:/dev/sda:");
+    EXPECT_THROW(getRootDevices("/dev/dm-0"), boost::filesystem::filesystem_error);
+    testkit::expectNoChildren();
+}
