@@ -74,14 +74,15 @@ public:
     }
 
 private:
-    /** The last column stays free: some terminals go on to the next line as soon as it is written.
-     */
+    /** Two columns stay free for the "^C" that a terminal echoes, and the last one: some terminals
+     * go on to the next line as soon as it is written. */
     static size_t usableColumns()
     {
+        constexpr size_t FREE = 3;
         constexpr size_t USUAL = 80; // For a terminal that does not tell, as a serial line.
         winsize size{};
         bool const told = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-        return (told ? size.ws_col : USUAL) - 1;
+        return std::max<size_t>(told ? size.ws_col : USUAL, FREE + 1) - FREE;
     }
 
     size_t m_drawn = 0; // Columns that stand there.

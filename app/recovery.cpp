@@ -51,8 +51,7 @@ public:
             .add_option_function<std::string>(
                 "--watch",
                 [this](std::string const& text) {
-                    // "true" is what an option without its value is given.
-                    m_interval = parseSeconds(text == "true" ? "1" : text, SHORTEST_INTERVAL);
+                    m_interval = parseSeconds(text.empty() ? "1" : text, SHORTEST_INTERVAL);
                     if (!m_interval)
                         throw CLI::ValidationError(
                             "--watch", "'" + text + "' is no number of seconds from 0.1 to 86400");

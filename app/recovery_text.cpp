@@ -80,10 +80,9 @@ std::string timeText(std::optional<int64_t> seconds)
 
 std::string recoveryTable(Recovery const& recovery)
 {
-    constexpr unsigned BAR_CELLS = 10;
     std::string progress = wholePercent(recovery.percent);
     if (recovery.percent)
-        progress += "  " + barOf(recovery.percent, BAR_CELLS, localeIsUtf8());
+        progress += "  " + barText(static_cast<float>(*recovery.percent));
     Table table;
     table.addColumn("Recovery", Table::LEFT);
     table.addColumn("", Table::LEFT);

@@ -79,9 +79,9 @@ template <class Visit> void visitNames(Visit visit)
 /** Beneath the folder of the persistent names. @param resolved PATH_MAX bytes. */
 void resolveName(char const* name, char* resolved)
 {
-    char path[sizeof BY_ID + NAME_MAX] = "";
-    std::strcpy(path, BY_ID);
-    std::strcat(path, name);
+    char path[sizeof BY_ID + NAME_MAX];
+    std::memcpy(path, BY_ID, sizeof BY_ID - 1);
+    std::memcpy(path + sizeof BY_ID - 1, name, std::strlen(name) + 1);
     if (!realpath(path, resolved))
         failed(path);
 }

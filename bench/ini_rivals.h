@@ -3,7 +3,9 @@
 #include "bench/made_up_ini.h"
 #include "common/basic/IniFile.h"
 
-#define SI_NO_CONVERSION // Narrow texts alone, which need no other library.
+// Narrow texts alone, which need no other library, and all of the templates.
+#define SI_NO_CONVERSION
+#define SI_IMPLEMENTATION
 #include <SimpleIni.h>
 #include <boost/property_tree/ptree.hpp>
 

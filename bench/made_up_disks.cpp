@@ -98,7 +98,8 @@ void writeMounts(unsigned mounts, unsigned disks)
 }
 
 // The libraries call this one: a program's own function takes precedence over the C library's.
-extern "C" int ioctl(int file, unsigned long request, ...) noexcept
+extern "C" __attribute__((visibility("default"))) int ioctl(
+    int file, unsigned long request, ...) noexcept
 {
     va_list arguments;
     va_start(arguments, request);

@@ -65,8 +65,9 @@ Adapters adaptersByHand(std::string const& text)
     Adapters adapters;
     adapters.blocks.emplace_back();
     for (std::string const& line : linesOf(text)) {
-        std::string const name = split(line, " \t\r\n\v:").front();
-        if (!name.empty()) {
+        std::string const field = split(line, " \t\r\n\v:").front();
+        if (!field.empty()) {
+            std::string const name = field.c_str();
             adapters.found.push_back(name);
             if (adapters.blocks.back().name.empty())
                 adapters.blocks.pop_back();

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cwchar>
+#include <exception>
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -87,7 +88,7 @@ LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
         m_sectorSize = static_cast<uint64_t>(sectorSize);
     try {
         m_caption = withoutBus(findPersistentName(path));
-    } catch (boost::filesystem::filesystem_error const&) {
+    } catch (std::exception const&) {
         // Kept: a folder that is missing and a link that leads nowhere leave the disk without a
         // caption.
     }

@@ -75,7 +75,7 @@ AdapterText readAdapters(std::istream& output, std::function<void(std::string co
             if (!adapter.name.empty())
                 ended(adapter);
             adapter = {};
-            adapter.name = line.substr(0, nameEnd);
+            adapter.name = line.substr(0, nameEnd).c_str(); // A text ends at a zero byte.
             found(adapter.name);
         }
         replaceEach(line, "addr:", "");

@@ -60,12 +60,12 @@ void expectAdapter(Adapter const& offsets)
     EXPECT_EQ(partAt<dovrel::string>(record, offsets.name), dovrel::string(L"eth0"));
     EXPECT_EQ(partAt<dovrel::string>(record, offsets.hostname), dovrel::string(L"machine"));
     EXPECT_TRUE(partAt<dovrel::macaddress_cpp>(record, offsets.mac) == mac);
-    using Addresses = std::vector<dovrel::ip_address>;
-    size_t const list = sizeof(Addresses);
-    EXPECT_EQ(partAt<Addresses>(record, offsets.lists).size(), 2U);
+    using AddressList = std::vector<dovrel::ip_address>;
+    size_t const list = sizeof(AddressList);
+    EXPECT_EQ(partAt<AddressList>(record, offsets.lists).size(), 2U);
     EXPECT_EQ(partAt<std::vector<dovrel::string>>(record, offsets.lists + list).size(), 1U);
-    EXPECT_EQ(partAt<Addresses>(record, offsets.lists + 2 * list).size(), 3U);
-    EXPECT_TRUE(partAt<Addresses>(record, offsets.lists + 3 * list).empty());
+    EXPECT_EQ(partAt<AddressList>(record, offsets.lists + 2 * list).size(), 3U);
+    EXPECT_TRUE(partAt<AddressList>(record, offsets.lists + 3 * list).empty());
     EXPECT_EQ(sizeof record, offsets.lists + 4 * list);
 }
 

@@ -82,35 +82,6 @@ std::pair<int, int> openTerminal()
     _exit(CHILD_FAILED);
 }
 
-[[noreturn]] void becomeProgram(Program const& program, int out, int err)
-{
-    if (dup2(err, STDERR_FILENO) < 0 || dup2(out, STDOUT_FILENO) < 0)
-        _exit(CHILD_FAILED);
-    if (program.closeOutput)
-        close(STDOUT_FILENO);
-    else if (!program.outputFile.empty()) {
-        int const file = open(program.outputFile.c_str(), O_WRONLY | O_CLOEXEC);
-        if (file < 0 || dup2(file, STDOUT_FILENO) < 0)
-            childFailed("open the output file");
-    }
-    if (!program.replaced.empty() && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
-        childFailed("this system gives no user and mount namespace");
-    for (auto const& [path, replacement] : program.replaced)
-        if (mount(replacement.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) != 0)
-            childFailed(path.c_str());
-    if (chdir(program.folder.c_str()) != 0)
-        childFailed("chdir");
-    for (auto const& [name, value] : program.environment)
-        setenv(name.c_str(), value.c_str(), 1);
-
-    std::vector<char*> arguments = {const_cast<char*>(DOVREL_PROGRAM)};
-    for (std::string const& argument : program.arguments)
-        arguments.push_back(const_cast<char*>(argument.c_str()));
-    arguments.push_back(nullptr);
-    execv(DOVREL_PROGRAM, arguments.data());
-    childFailed("execv");
-}
-
 /** Reads until both are at their end. @return false when the time is over. */
 bool readAll(Channel& out, Channel& err, Outcome& outcome)
 {
@@ -138,6 +109,35 @@ bool readAll(Channel& out, Channel& err, Outcome& outcome)
 
 }
 
+void Program::become(int out, int err) const
+{
+    if (dup2(err, STDERR_FILENO) < 0 || dup2(out, STDOUT_FILENO) < 0)
+        _exit(CHILD_FAILED);
+    if (closeOutput)
+        close(STDOUT_FILENO);
+    else if (!outputFile.empty()) {
+        int const file = open(outputFile.c_str(), O_WRONLY | O_CLOEXEC);
+        if (file < 0 || dup2(file, STDOUT_FILENO) < 0)
+            childFailed("open the output file");
+    }
+    if (!replaced.empty() && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+        childFailed("this system gives no user and mount namespace");
+    for (auto const& [path, replacement] : replaced)
+        if (mount(replacement.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) != 0)
+            childFailed(path.c_str());
+    if (chdir(folder.c_str()) != 0)
+        childFailed("chdir");
+    for (auto const& [name, value] : environment)
+        setenv(name.c_str(), value.c_str(), 1);
+
+    std::vector<char*> texts = {const_cast<char*>(DOVREL_PROGRAM)};
+    for (std::string const& argument : arguments)
+        texts.push_back(const_cast<char*>(argument.c_str()));
+    texts.push_back(nullptr);
+    execv(DOVREL_PROGRAM, texts.data());
+    childFailed("execv");
+}
+
 Outcome Program::run() const
 {
     Channel out(openPipe());
@@ -146,7 +146,7 @@ Outcome Program::run() const
     if (child < 0)
         fail("fork");
     if (child == 0)
-        becomeProgram(*this, out.write.number(), err.write.number());
+        become(out.write.number(), err.write.number());
     out.write.close();
     err.write.close();
 

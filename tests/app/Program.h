@@ -23,6 +23,9 @@ public:
     /** Ends the program by force after a minute. @throws std::system_error, std::runtime_error */
     Outcome run() const;
 
+    /** Makes the calling process the program: for a child that was just forked. */
+    [[noreturn]] void become(int out, int err) const;
+
     std::vector<std::string> arguments;
 
     std::map<std::string, std::string> environment = {{"LC_ALL", "C"}};

@@ -76,6 +76,13 @@ TEST(Display, givesSizesInTheLargestUnitThatTheyFill)
     EXPECT_EQ(sizeText(std::nullopt), "-");
 }
 
+TEST(Display, givesSizesAsNumbersOfBytesOnDemand)
+{
+    EXPECT_EQ(sizeText(0, app::UNIT_BYTES), "0");
+    EXPECT_EQ(sizeText(UINT64_MAX, app::UNIT_BYTES), "18446744073709551615");
+    EXPECT_EQ(sizeText(std::nullopt, app::UNIT_BYTES), "-");
+}
+
 TEST(Display, neverGivesAThousandAndTwentyFourOfAUnit)
 {
     EXPECT_EQ(sizeText((1ULL << 20) - 100), "1023.9 KiB");
@@ -117,12 +124,35 @@ TEST(TextTable, withoutRowsIsItsHeading)
     EXPECT_EQ(table.text(), "CPU\n");
 }
 
+TEST(TextTable, givesItsRowsWithoutItsHeading)
+{
+    Table table;
+    table.addColumn("", Table::LEFT);
+    table.addColumn("wide", Table::RIGHT);
+    EXPECT_TRUE(table.rows().empty());
+    table.addRow({"a\x1B", "1"});
+    table.addRow({"b"});
+
+    EXPECT_EQ(table.rows(), (std::vector<std::string>{"a?     1", "b"}));
+}
+
 TEST(JsonText, isValidWhateverANameIsMadeOf)
 {
     std::string const text = app::jsonText({{"name", "Z\xFCrich \x1B\""}});
 
     app::Json const read = app::Json::parse(text);
     EXPECT_EQ(read.at("name"), "Z\xEF\xBF\xBDrich \x1B\"");
+}
+
+TEST(JsonText, hasNoControlCharactersThatATerminalObeys)
+{
+    // DEL, and U+009B, which is ESC [ in one character; U+00A0 and U+00C2 are none.
+    app::Json const document = {{"name", "\x1B[2J\x7F\xC2\x9B\xC2\xA0\xC3\x82"}};
+
+    std::string const text = app::jsonText(document);
+
+    EXPECT_EQ(text, "{\n  \"name\": \"\\u001b[2J\\u007f\\u009b\xC2\xA0\xC3\x82\"\n}\n");
+    EXPECT_EQ(app::Json::parse(text), document);
 }
 
 TEST(JsonText, keepsTheOrderOfKeysAndEndsInANewline)

@@ -46,6 +46,16 @@ public:
         return true;
     }
 
+    dovrel::value_ptr<CloneInfo> getCloneInfo(bool& unavailable) const override
+    {
+        if (std::getenv("OTHER_RECOVERY_FAILS"))
+            throw OtherFailure();
+        // A quarter of the files, and no bytes: -1 of -1 is all of them.
+        unavailable = false;
+        return dovrel::value_ptr<CloneInfo>(
+            new UNIXCloneInfo(5000, 0, 62, 200, 0, 50, 0, -1, -1, 1774361100, 1774361150, 0, ""));
+    }
+
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override
     {
         totalKiB = 3072;

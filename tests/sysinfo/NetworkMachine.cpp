@@ -101,6 +101,12 @@ void NetworkMachine::toolAt(std::string const& path, std::string const& tool)
         machine.tool(path, record + "cat /answers/" + tool + "\n. /answers/" + tool + ".then");
 }
 
+void NetworkMachine::forgetRuns()
+{
+    for (auto const& entry : std::filesystem::directory_iterator("/tmp"))
+        std::filesystem::remove(entry);
+}
+
 std::string NetworkMachine::runsOf(std::string const& tool) const
 {
     std::string const path = "/tmp/" + tool + ".log";

@@ -47,6 +47,9 @@ public:
     /** @return what was recorded of a tool's runs; nothing where it was not run. */
     std::string runsOf(std::string const& tool) const;
 
+    /** Begins the records anew. */
+    void forgetRuns();
+
     AnsweredHost host;
 };
 

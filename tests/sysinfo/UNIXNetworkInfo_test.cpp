@@ -179,7 +179,7 @@ TEST(Netmask, takesDecimalDigitsForHexadecimalOnesKept)
 TEST(Netmask, isLeftAloneWhereItIsAnythingElse)
 {
     for (std::string const mask : {"255.255.255.0", "0.0.0.0", "255.255.0xff.0", "nonsense", "24 ",
-             " 24", "ffffff0g", "0Xffffff00", "-1", "+ff", "ff:ff", "\xC3\xA9"})
+             " 24", "ffffff0g", "0Xffffff00", "-1", "+ff", "ff:ff"})
         EXPECT_EQ(converted(mask), mask);
     EXPECT_EQ(UNIXNetworkInfo::convertMask(string(L"\u0661")), string(L"\u0661"));
 }

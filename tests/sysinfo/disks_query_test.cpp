@@ -11,7 +11,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <filesystem>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -296,6 +296,22 @@ TEST_F(DisksQuery, opensNothingThatAChildWouldInherit)
     EXPECT_FALSE(m_calls.opened().empty());
     for (auto const& [path, flags] : m_calls.opened())
         EXPECT_NE(flags & O_CLOEXEC, 0) << path;
+}
+
+TEST_F(DisksQuery, startsTheToolWithNoDescriptorOfItsOwn)
+{
+    // The real tool complains of each one that it inherits.
+    showDevices({"sda", "dm-0"});
+    machine.link("/dev/mapper/vg-root", "../dm-0");
+    machine.file("/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n");
+    machine.tool("/sbin/pvdisplay",
+        "for fd in 3 4 5 6 7 8 9; do (eval \": <&$fd\") 2>/dev/null && echo $fd >>/tmp/open\n"
+        "done; echo ran >>/tmp/open");
+    ASSERT_EQ(std::system("pvdisplay"), 0);
+    std::string const inherited = testkit::contentsOf("/tmp/open");
+    machine.remove("/tmp/open");
+    answer();
+    EXPECT_EQ(testkit::contentsOf("/tmp/open"), inherited);
 }
 
 TEST_F(DisksQuery, tellsTenThousandMounts)

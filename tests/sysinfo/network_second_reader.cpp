@@ -65,8 +65,10 @@ std::vector<ReadAdapter> readIfconfig(std::string const& text)
         line = std::regex_replace(line, oldMask, "Mask ");
         append(adapter.addresses, valuesOf(line, "inet6?"));
         append(adapter.netmasks, valuesOf(line, "netmask|Mask"));
-        for (std::string const& mac : valuesOf(line, "ether|HWaddr"))
+        for (std::string const& mac : valuesOf(line, "ether|HWaddr")) {
             adapter.mac = bytesOf(mac);
+            adapter.tellsMAC = true;
+        }
     }
     return adapters;
 }

@@ -17,6 +17,7 @@ struct ReadAdapter {
     std::vector<std::string> addresses;
     std::vector<std::string> netmasks; // As they stand there.
     std::array<uint8_t, 8> mac{};
+    bool tellsMAC = false; // Be it zero.
 };
 
 /** Knows the output of `ifconfig -a` in both styles. */

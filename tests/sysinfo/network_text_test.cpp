@@ -117,6 +117,13 @@ TEST(AdapterText, isReadInTheOldStyleWithAnEmptyTextForEachIPv6AddressKept)
     EXPECT_EQ(adapters.blocks[1].netmasks, Texts{"255.0.0.0"});
 }
 
+TEST(AdapterText, hasANameThatEndsAtAZeroByte)
+{
+    EXPECT_EQ(namesOf(adaptersIn(std::string("et\0h0: flags\n", 14))), Texts{"et"});
+    // A block without a name is not listed.
+    EXPECT_EQ(namesOf(adaptersIn(std::string("\0h0: flags\nlo: flags\n", 22))), Texts{"lo"});
+}
+
 TEST(AdapterText, isOfNobodyBeforeTheFirstName)
 {
     EXPECT_EQ(namesOf(adaptersIn("")), Texts{""});

@@ -46,6 +46,12 @@ constexpr char OLD_STYLE[] = "eth0      Link encap:Ethernet  HWaddr 00:0C:29:AA:
                              "lo        Link encap:Local Loopback  \n"
                              "          inet addr:127.0.0.1  Mask:255.0.0.0\n";
 
+/** What is recorded of one run. */
+std::string recordOf(std::string const& path, std::string const& arguments)
+{
+    return "LANG=C " + path + arguments;
+}
+
 /** A line of `route -n`. */
 std::string route(std::string const& gateway, std::string const& adapter)
 {
@@ -300,9 +306,9 @@ TEST_F(NetworkTools, areTakenFromTheFirstOfFourPlaces)
         for (std::string const& place : places)
             net.toolAt(place, tool);
         for (std::string const& place : places) {
+            net.forgetRuns();
             EXPECT_TRUE(NetworkAnswer().known);
-            EXPECT_EQ(net.runsOf(tool), "LANG=C " + place + arguments);
-            machine.remove("/tmp/" + tool + ".log");
+            EXPECT_EQ(net.runsOf(tool), recordOf(place, arguments));
             machine.remove(place);
         }
         EXPECT_FALSE(NetworkAnswer().known) << "no " << tool;

@@ -21,8 +21,7 @@ struct Question {
 
 /** One entry of an answer: the text of an address, or a family without one. */
 struct AnsweredEntry {
-    AnsweredEntry(char const* addressText)
-        : text(addressText) { } // NOLINT(google-explicit-constructor): lists of texts
+    AnsweredEntry(char const* address) : text(address) { }
     explicit AnsweredEntry(int otherFamily) : family(otherFamily) { }
 
     std::string text;

@@ -1,0 +1,87 @@
+#include <benchmark/benchmark.h>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+// unistd.h declares it only where GNU extensions are on.
+extern char** environ; // NOLINT(readability-redundant-declaration): they are on for clang
+
+namespace {
+
+/** A program's output goes where it is not waited for. */
+class OutputToNowhere {
+public:
+    OutputToNowhere()
+    {
+        posix_spawn_file_actions_init(&m_actions);
+        posix_spawn_file_actions_addopen(&m_actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    }
+    OutputToNowhere(OutputToNowhere const&) = delete;
+    OutputToNowhere& operator=(OutputToNowhere const&) = delete;
+    ~OutputToNowhere() { posix_spawn_file_actions_destroy(&m_actions); }
+
+    posix_spawn_file_actions_t const* get() const { return &m_actions; }
+
+private:
+    posix_spawn_file_actions_t m_actions;
+};
+
+/** Runs a program, on the machine as it is, from its start to its exit. */
+void run(benchmark::State& state, char const* const (&command)[4])
+{
+    OutputToNowhere const output;
+    char* const* const arguments = const_cast<char* const*>(command);
+    for (auto round : state) {
+        pid_t child = 0;
+        int const error =
+            posix_spawnp(&child, command[0], output.get(), nullptr, arguments, environ);
+        if (error != 0)
+            throw std::system_error(error, std::generic_category(), command[0]);
+        int status = 0;
+        while (waitpid(child, &status, 0) < 0) {
+            if (errno != EINTR)
+                throw std::system_error(errno, std::generic_category(), "waitpid");
+        }
+        if (status != 0)
+            throw std::runtime_error(std::string(command[0]) + " failed");
+    }
+}
+
+void runDovrel(benchmark::State& state)
+{
+    run(state, {DOVREL_PROGRAM, "disks", "--json", nullptr});
+}
+
+void runLsblk(benchmark::State& state)
+{
+    run(state, {"lsblk", "--json", nullptr, nullptr});
+}
+
+}
+
+BENCHMARK(runDovrel)->Name("program_disks/dovrel")->UseRealTime();
+BENCHMARK(runLsblk)->Name("program_disks/lsblk")->UseRealTime();
+
+int main(int argc, char** argv)
+{
+    try {
+        benchmark::Initialize(&argc, argv);
+        if (benchmark::ReportUnrecognizedArguments(argc, argv))
+            return 2;
+        benchmark::RunSpecifiedBenchmarks();
+        benchmark::Shutdown();
+        return 0;
+    } catch (std::exception const& error) {
+        std::cerr << "programs_bench: " << error.what() << '\n';
+        return 2;
+    }
+}

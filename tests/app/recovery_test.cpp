@@ -1,0 +1,380 @@
+#include "app/exit_status.h"
+#include "tests/app/RecoveryMachine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <array>
+
+using app_test::engineTime;
+using app_test::linesOf;
+using app_test::Outcome;
+using app_test::Program;
+using app_test::RecoveryMachine;
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+constexpr char const* TIMES = "RecoverStart=24-03-2026 14:00:00\n"
+                              "RecoverEnd=24-03-2026 14:12:00\n"
+                              "RestoreStart=24-03-2026 14:05:00\n"
+                              "RestoreEnd=24-03-2026 14:05:50\n";
+
+/** What `recovery --json` tells. */
+json recoveryOn(RecoveryMachine const& machine)
+{
+    Outcome const outcome = machine.program({"recovery", "--json"}).run();
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(outcome.err, "");
+    return json::parse(outcome.out).at("recovery");
+}
+
+std::string stateLine(RecoveryMachine const& machine)
+{
+    return linesOf(machine.program({"recovery"}).run().out).at(1);
+}
+
+}
+
+TEST(Recovery, isToldInFull)
+{
+    RecoveryMachine machine;
+    machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
+
+    Outcome const table = machine.program({"recovery"}).run();
+
+    EXPECT_EQ(table.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(table.err, "");
+    EXPECT_THAT(linesOf(table.out),
+        ElementsAre("Recovery", //
+            "State             restoring", //
+            "Progress          37 %  ####......", //
+            "Files             50 of 200", //
+            "MB                500 of 1000", //
+            "Rate              10 MB/s", //
+            "Recovery started  2026-03-24 14:00:00", //
+            "Recovery ended    2026-03-24 14:12:00", //
+            "Restore started   2026-03-24 14:05:00", //
+            "Restore ended     2026-03-24 14:05:50"));
+}
+
+TEST(Recovery, isToldToScriptsInFull)
+{
+    RecoveryMachine machine;
+    machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
+
+    EXPECT_EQ(recoveryOn(machine),
+        (json{{"state", "restoring"}, {"operation", 5000}, {"percent", 37}, {"files_done", 50},
+            {"files_total", 200}, {"megabytes_done", 500}, {"megabytes_total", 1000},
+            {"megabytes_per_second", 10}, {"recover_start", "2026-03-24T14:00:00+00:00"},
+            {"recover_end", "2026-03-24T14:12:00+00:00"},
+            {"restore_start", "2026-03-24T14:05:00+00:00"},
+            {"restore_end", "2026-03-24T14:05:50+00:00"}}));
+}
+
+TEST(Recovery, hasItsTimesInTheZoneOfTheMachine)
+{
+    RecoveryMachine machine;
+    machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
+    Program program = machine.program({"recovery", "--json"});
+    program.environment["TZ"] = "IST-5:30";
+
+    json const told = json::parse(program.run().out).at("recovery");
+    program.arguments = {"recovery"};
+
+    EXPECT_EQ(told.at("restore_start"), "2026-03-24T14:05:00+05:30");
+    EXPECT_THAT(program.run().out, HasSubstr("Restore started   2026-03-24 14:05:00\n"));
+}
+
+TEST(Recovery, thatRunsHasNoEnd)
+{
+    RecoveryMachine machine;
+    machine.status(
+        RecoveryMachine::restore("5000", "RestoreStart=" + engineTime(-100) + "\n", 50, 500));
+
+    json const told = recoveryOn(machine);
+
+    EXPECT_FALSE(told.at("restore_start").is_null());
+    EXPECT_TRUE(told.at("restore_end").is_null()) << told;
+    EXPECT_THAT(told.at("megabytes_per_second"), testing::AnyOf(json(5), json(4)));
+    EXPECT_THAT(machine.program({"recovery"}).run().out, HasSubstr("Restore ended     -\n"));
+}
+
+TEST(Recovery, hasThePercentageThatTheEngineTells)
+{
+    RecoveryMachine machine;
+    machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
+    machine.percent("73\n");
+
+    EXPECT_EQ(recoveryOn(machine).at("percent"), 73);
+}
+
+struct RecoveryState : testing::TestWithParam<std::array<char const*, 3>> { };
+
+TEST_P(RecoveryState, isNamedWithItsOperation)
+{
+    auto const& [status, name, shown] = GetParam();
+    RecoveryMachine machine;
+    machine.status(RecoveryMachine::restore(status, TIMES, 50, 500));
+
+    json const told = recoveryOn(machine);
+
+    EXPECT_EQ(told.at("state"), name);
+    EXPECT_EQ(told.at("operation"), json::parse(status));
+    EXPECT_EQ(stateLine(machine), std::string("State             ") + shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(Recovery, RecoveryState,
+    testing::Values(std::array{"1000", "idle", "idle"}, //
+        std::array{"0", "early", "early operation 0"}, //
+        std::array{"-5", "early", "early operation -5"}, //
+        std::array{"999", "early", "early operation 999"}, //
+        std::array{"1001", "early", "early operation 1001"}, //
+        std::array{"4999", "early", "early operation 4999"}, //
+        std::array{"5000", "restoring", "restoring"}, //
+        std::array{"5001", "later", "later operation 5001"}, //
+        std::array{"5500", "final_sync", "final sync"}, //
+        std::array{"7000", "later", "later operation 7000"}));
+
+TEST(Recovery, isAFinalSyncWhereTheOperatorHasAskedForOne)
+{
+    RecoveryMachine machine;
+    machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
+    machine.answers("[AdvancedOptions]\nFinalSync=1\n");
+
+    json const told = recoveryOn(machine);
+
+    EXPECT_EQ(told.at("state"), "final_sync");
+    EXPECT_EQ(told.at("operation"), 5500);
+    EXPECT_EQ(told.at("percent"), 37);
+}
+
+TEST(Recovery, hasNoFiguresBeforeTheRestore)
+{
+    RecoveryMachine machine;
+    for (char const* const status : {"1000", "4000"}) {
+        machine.status(RecoveryMachine::restore(
+            status, "RecoverStart=24-03-2026 14:00:00\nRestoreStart=24-03-2026 14:05:00\n", 5, 5));
+
+        json const told = recoveryOn(machine);
+
+        EXPECT_EQ(told.at("recover_start"), "2026-03-24T14:00:00+00:00");
+        for (char const* const unknown :
+            {"percent", "files_done", "files_total", "megabytes_done", "megabytes_total",
+                "megabytes_per_second", "recover_end", "restore_start", "restore_end"})
+            EXPECT_TRUE(told.at(unknown).is_null()) << unknown << " " << told;
+    }
+}
+
+TEST(Recovery, withoutCountersAndTimesIsAllUnknown)
+{
+    RecoveryMachine machine;
+    machine.status("[Main]\nStatus=5000\nRecoverStart=yesterday\n");
+
+    Outcome const table = machine.program({"recovery"}).run();
+
+    EXPECT_EQ(table.status, app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(table.out),
+        ElementsAre("Recovery", //
+            "State             restoring", //
+            "Progress          -", //
+            "Files             - of -", //
+            "MB                - of -", //
+            "Rate              -", //
+            "Recovery started  -", //
+            "Recovery ended    -", //
+            "Restore started   -", //
+            "Restore ended     -"));
+    json const told = recoveryOn(machine);
+    for (auto const& [key, value] : told.items())
+        EXPECT_EQ(value.is_null(), key != "state" && key != "operation") << key;
+}
+
+TEST(Recovery, withAnEmptyTimeIsUnknownWestAndEastOfGreenwich)
+{
+    RecoveryMachine machine;
+    machine.status(RecoveryMachine::restore("5000", "RestoreStart=\nRestoreEnd=x\n", 50, 500));
+    for (char const* const zone : {"UTC0", "NZST-12", "HST10"}) {
+        Program program = machine.program({"recovery", "--json"});
+        program.environment["TZ"] = zone;
+
+        json const told = json::parse(program.run().out).at("recovery");
+
+        for (char const* const unknown : {"recover_start", "recover_end", "restore_start",
+                 "restore_end", "megabytes_per_second"})
+            EXPECT_TRUE(told.at(unknown).is_null()) << zone << " " << told;
+        EXPECT_EQ(told.at("megabytes_done"), 500);
+    }
+}
+
+TEST(Recovery, showsNoneOfTheFiguresThatAMissingCounterWouldGive)
+{
+    RecoveryMachine machine;
+    machine.status(std::string("[Main]\nStatus=5000\n") + TIMES
+        + "[RestoreStatus]\nTotalFiles=200\nFilesDone=50\nTotalBytes=1048576000\n");
+
+    json const told = recoveryOn(machine);
+
+    EXPECT_EQ(told.at("files_done"), 50);
+    EXPECT_EQ(told.at("megabytes_total"), 1000);
+    for (char const* const unknown : {"megabytes_done", "megabytes_per_second", "percent"})
+        EXPECT_TRUE(told.at(unknown).is_null()) << unknown << " " << told;
+}
+
+TEST(Recovery, withoutCountersHasThePercentageThatTheEngineTells)
+{
+    RecoveryMachine machine;
+    machine.status("[Main]\nStatus=5000\n");
+    machine.percent("40");
+
+    EXPECT_EQ(recoveryOn(machine).at("percent"), 40);
+}
+
+TEST(Recovery, ofNoBytesIsKnownToHaveNone)
+{
+    RecoveryMachine machine;
+    machine.status(std::string("[Main]\nStatus=5000\n") + TIMES
+        + "[RestoreStatus]\nTotalFiles=4\nFilesDone=1\nTotalBytes=0\nBytesDone=0\n");
+
+    json const told = recoveryOn(machine);
+
+    EXPECT_EQ(told.at("megabytes_total"), 0);
+    EXPECT_EQ(told.at("megabytes_per_second"), 0);
+    EXPECT_EQ(told.at("percent"), 12);
+}
+
+TEST(Recovery, ofMoreThanAllHasNoPercentage)
+{
+    RecoveryMachine machine;
+    machine.status(RecoveryMachine::restore("5000", TIMES, 300, 1500));
+
+    EXPECT_TRUE(recoveryOn(machine).at("percent").is_null());
+}
+
+TEST(Recovery, thatHasNotBeenStartedIsASentenceAndAStatusOfItsOwn)
+{
+    RecoveryMachine const machine;
+
+    Outcome const table = machine.program({"recovery"}).run();
+    Outcome const document = machine.program({"recovery", "--json"}).run();
+
+    EXPECT_EQ(table.status, app::EXIT_STATUS_NO_RECOVERY);
+    EXPECT_EQ(table.out, "no recovery has been started on this machine\n");
+    EXPECT_EQ(table.err, "");
+    EXPECT_EQ(document.status, app::EXIT_STATUS_NO_RECOVERY);
+    EXPECT_EQ(json::parse(document.out), (json{{"recovery", nullptr}}));
+    EXPECT_EQ(document.err, "");
+}
+
+TEST(Recovery, whoseStatusCannotBeReadHasFailed)
+{
+    RecoveryMachine const machine;
+    machine.status("[Main]\nStatus=5000\n");
+    machine.hideStatus();
+
+    for (std::vector<std::string> const& arguments :
+        {std::vector<std::string>{"recovery"}, {"recovery", "--watch", "0.1"}}) {
+        Outcome const outcome = machine.program(arguments).run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_THAT(outcome.err,
+            StartsWith("dovrel-sysinfo: cannot read the recovery: Failed to open status.ini. "));
+        EXPECT_EQ(linesOf(outcome.err).size(), 1U);
+    }
+}
+
+TEST(Recovery, withoutAStateHasFailed)
+{
+    RecoveryMachine const machine;
+    machine.status("[Main]\nStatus=\n");
+
+    Outcome const outcome = machine.program({"recovery", "--json"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+        "dovrel-sysinfo: cannot read the recovery: Failed to read \"Status\" from status.ini\n");
+}
+
+TEST(Recovery, hasAShortPlaceInTheSummary)
+{
+    RecoveryMachine const machine;
+    auto const line = [&machine] {
+        return linesOf(machine.program({"--no-usage"}).run().out).back();
+    };
+
+    EXPECT_THAT(line(), testing::MatchesRegex("Recovery +none"));
+    machine.status("[Main]\nStatus=1000\n");
+    EXPECT_THAT(line(), testing::MatchesRegex("Recovery +idle"));
+    machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
+    EXPECT_THAT(line(), testing::MatchesRegex("Recovery +restoring, 37 %"));
+    machine.hideStatus();
+    EXPECT_THAT(line(), testing::MatchesRegex("Recovery +could not be read"));
+}
+
+TEST(Recovery, hasThePlaceOfItsOwnDocumentInThatOfTheSummary)
+{
+    RecoveryMachine const machine;
+    auto const told = [&machine] {
+        return json::parse(machine.program({"--no-usage", "--json"}).run().out).at("recovery");
+    };
+
+    EXPECT_TRUE(told().is_null());
+    machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
+    EXPECT_EQ(told(), recoveryOn(machine));
+}
+
+TEST(Recovery, ofALibraryThatTracesNothingHasNoBytesWhereItHasNoMegabytes)
+{
+    Outcome const outcome =
+        Program({"--library", DOVREL_OTHER_LIBRARY, "recovery", "--json"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    json const told = json::parse(outcome.out).at("recovery");
+    EXPECT_EQ(told.at("files_done"), 50);
+    EXPECT_FALSE(told.at("restore_end").is_null());
+    for (char const* const unknown : {"percent", "megabytes_done", "megabytes_total",
+             "megabytes_per_second", "recover_start", "recover_end"})
+        EXPECT_TRUE(told.at(unknown).is_null()) << unknown << " " << told;
+}
+
+TEST(Recovery, survivesWhatOnlyALoadedLibraryCanThrow)
+{
+    for (std::vector<std::string> const& arguments :
+        {std::vector<std::string>{"recovery"}, {"recovery", "--watch", "60"}}) {
+        Program program(arguments);
+        program.arguments.insert(program.arguments.begin(), {"--library", DOVREL_OTHER_LIBRARY});
+        program.environment["OTHER_RECOVERY_FAILS"] = "yes";
+
+        Outcome const outcome = program.run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: cannot read the recovery: the other memory?failed\n"
+            "records left: 0\n");
+        EXPECT_EQ(outcome.out, "");
+    }
+}
+
+TEST(Recovery, isExplainedWithItsEnds)
+{
+    Outcome const outcome = Program({"recovery", "--help"}).run();
+
+    for (char const* const expected : {"--watch [SECONDS]", "status 130", "\n 130  ", "--json"})
+        EXPECT_THAT(outcome.out, HasSubstr(expected));
+}
+
+TEST(Recovery, isNotWatchedAtOddIntervals)
+{
+    for (char const* const wrong : {"0", "0.05", "-1", "86401", "soon", "nan"}) {
+        Outcome const outcome = Program({"recovery", std::string("--watch=") + wrong}).run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE) << wrong;
+        EXPECT_THAT(outcome.err, HasSubstr("from 0.1 to 86400")) << wrong;
+    }
+}

@@ -1,0 +1,139 @@
+#include "app/display.h"
+#include "app/recovery_text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+using app::displayWidth;
+using app::Recovery;
+using app::recoveryBar;
+using std::chrono::seconds;
+using testing::MatchesRegex;
+using testing::Optional;
+
+namespace {
+
+constexpr int64_t START = 1'000'000;
+
+/** After 100 seconds half of the MB and a quarter of the files are there. */
+Recovery halfRestored()
+{
+    Recovery recovery;
+    recovery.operation = 5000;
+    recovery.percent = 37;
+    recovery.filesDone = 50;
+    recovery.filesTotal = 200;
+    recovery.megabytesDone = 500;
+    recovery.megabytesTotal = 1000;
+    recovery.megabytesPerSecond = 5;
+    recovery.restoreStart = START;
+    return recovery;
+}
+
+std::string barOf(Recovery const& recovery, size_t columns)
+{
+    return recoveryBar(recovery, columns, START + 100, false);
+}
+
+}
+
+TEST(RecoveryBar, dropsWhatIsLeastMissed)
+{
+    std::string const withRate = "[####......]   37 %  500/1000 MB  5 MB/s  0:01:40 left";
+    Recovery const recovery = halfRestored();
+
+    EXPECT_EQ(barOf(recovery, 79), "restoring  " + withRate + "  50/200 files");
+    EXPECT_THAT(barOf(recovery, 78), MatchesRegex("restoring  .*  0:01:40 left"));
+    EXPECT_EQ(barOf(recovery, 65), "restoring  " + withRate);
+    EXPECT_THAT(barOf(recovery, 64), MatchesRegex("\\[#+\\.+\\]   37 %  500/1000 MB  5 MB/s  .*"));
+    EXPECT_EQ(barOf(recovery, 54), withRate);
+    EXPECT_EQ(barOf(recovery, 46), "[####......]   37 %  500/1000 MB  0:01:40 left");
+    EXPECT_EQ(barOf(recovery, 33), "[####......]   37 %  0:01:40 left");
+    EXPECT_EQ(barOf(recovery, 19), "[####......]   37 %");
+    EXPECT_EQ(barOf(recovery, 18), " 37 %");
+    EXPECT_EQ(barOf(recovery, 3), " 37");
+}
+
+TEST(RecoveryBar, isNeverWiderThanItMayBe)
+{
+    for (size_t columns = 1; columns <= 200; ++columns)
+        EXPECT_LE(barOf(halfRestored(), columns).size(), columns);
+}
+
+TEST(RecoveryBar, fillsTheLineWhereItHasPlace)
+{
+    for (size_t columns = 19; columns <= 200; ++columns)
+        EXPECT_EQ(barOf(halfRestored(), columns).size(), columns) << columns;
+}
+
+TEST(RecoveryBar, isAsWideInBlocks)
+{
+    std::string const former = std::setlocale(LC_ALL, nullptr);
+    ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
+    for (size_t const columns : {19, 40, 80, 200})
+        EXPECT_EQ(displayWidth(recoveryBar(halfRestored(), columns, START + 100, true)), columns);
+    EXPECT_EQ(recoveryBar(halfRestored(), 19, START + 100, true), "[████░░░░░░]   37 %");
+    std::setlocale(LC_ALL, former.c_str());
+}
+
+TEST(RecoveryBar, showsWhatIsUnknownAsSuch)
+{
+    Recovery recovery;
+    recovery.operation = 5000;
+
+    EXPECT_EQ(barOf(recovery, 54), "restoring  [..........]      -  -/- MB  - MB/s  - left");
+}
+
+TEST(RecoveryTimeLeft, isThatOfTheMegabytes)
+{
+    EXPECT_THAT(halfRestored().timeLeft(START + 100), Optional(seconds(100)));
+}
+
+TEST(RecoveryTimeLeft, isThatOfThePercentageWhereNoMegabytesAreKnown)
+{
+    Recovery recovery = halfRestored();
+    recovery.megabytesDone = std::nullopt;
+    recovery.percent = 20;
+
+    EXPECT_THAT(recovery.timeLeft(START + 100), Optional(seconds(400)));
+}
+
+TEST(RecoveryTimeLeft, isUnknownBeforeAnythingIsThereAndAfterTheEnd)
+{
+    Recovery fresh = halfRestored();
+    fresh.megabytesDone = 0;
+    fresh.percent = 0;
+    Recovery ended = halfRestored();
+    ended.restoreEnd = START + 50;
+    Recovery timeless = halfRestored();
+    timeless.restoreStart = std::nullopt;
+
+    for (Recovery const& recovery : {fresh, ended, timeless})
+        EXPECT_EQ(recovery.timeLeft(START + 100), std::nullopt);
+    EXPECT_EQ(halfRestored().timeLeft(START - 5), std::nullopt) << "the clock was set back";
+}
+
+TEST(RecoveryTimeLeft, doesNotOverflow)
+{
+    Recovery recovery = halfRestored();
+    recovery.megabytesDone = 1;
+    recovery.megabytesTotal = 4'000'000'000U;
+    recovery.restoreStart = 1;
+
+    EXPECT_THAT(recovery.timeLeft(2'000'000'001), Optional(seconds(7'999'999'998'000'000'000)));
+}
+
+TEST(RecoveryEnd, isTheEndOfTheRestoreOnlyWhenAllIsThere)
+{
+    Recovery recovery = halfRestored();
+    recovery.restoreEnd = START + 50;
+    EXPECT_FALSE(recovery.isOver());
+    recovery.percent = 100;
+    EXPECT_TRUE(recovery.isOver());
+    recovery.percent = std::nullopt;
+    EXPECT_TRUE(recovery.isOver());
+    recovery.restoreEnd = std::nullopt;
+    EXPECT_FALSE(recovery.isOver());
+}

@@ -1,0 +1,362 @@
+#include "app/exit_status.h"
+#include "tests/app/RecoveryMachine.h"
+#include "tests/app/WatchedProgram.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <tuple>
+
+using app_test::engineTime;
+using app_test::linesOf;
+using app_test::NO_RECOVERY;
+using app_test::Outcome;
+using app_test::RecoveryMachine;
+using app_test::screenAfter;
+using app_test::WatchedProgram;
+using nlohmann::json;
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+namespace {
+
+/** A restore that has run for 100 seconds. */
+std::string restore(unsigned filesDone, unsigned megabytesDone, std::string const& end = "")
+{
+    static std::string const START = "RestoreStart=" + engineTime(-100) + "\n";
+    return RecoveryMachine::restore("5000", START + end, filesDone, megabytesDone);
+}
+
+/** A restore that has ended after 50 seconds. */
+std::string ended(unsigned filesDone, unsigned megabytesDone)
+{
+    return RecoveryMachine::restore("5000",
+        "RestoreStart=24-03-2026 14:05:00\nRestoreEnd=24-03-2026 14:05:50\n", filesDone,
+        megabytesDone);
+}
+
+constexpr char const* EARLY = "[Main]\nStatus=4000\n";
+constexpr char const* IDLE = "[Main]\nStatus=1000\n";
+
+/** Everything between two moves of the cursor to the beginning of a line. */
+std::vector<std::string> piecesOf(std::string output)
+{
+    std::replace(output.begin(), output.end(), '\r', '\n');
+    return linesOf(output);
+}
+
+size_t widestOf(std::string const& output)
+{
+    size_t widest = 0;
+    for (std::string const& piece : piecesOf(output))
+        widest = std::max(widest, piece.size());
+    return widest;
+}
+
+auto fieldsOf(termios const& modes)
+{
+    return std::make_tuple(modes.c_iflag, modes.c_oflag, modes.c_cflag, modes.c_lflag,
+        std::string(std::begin(modes.c_cc), std::end(modes.c_cc)));
+}
+
+}
+
+TEST(RecoveryWatch, drawsItsBarOver40Columns)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 40);
+
+    program.waitFor(" 37 %");
+    machine.status(ended(200, 1000));
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_THAT(piecesOf(program.output()).at(1),
+        MatchesRegex("\\[####+\\.+\\]   37 %  0:01:[0-9][0-9] left"));
+    EXPECT_THAT(screenAfter(program.output(), 40),
+        ElementsAre(MatchesRegex("\\[#+\\]  100 %  - left"), ""));
+    EXPECT_LT(widestOf(program.output()), 40U);
+}
+
+TEST(RecoveryWatch, drawsItsBarOver80Columns)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 80);
+
+    program.waitFor(" 37 %");
+    machine.status(ended(200, 1000));
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_THAT(piecesOf(program.output()).at(1),
+        MatchesRegex("restoring  \\[####+\\.+\\]   37 %  500/1000 MB  [45] MB/s  0:01:.. left"));
+    EXPECT_THAT(screenAfter(program.output(), 80),
+        ElementsAre(
+            MatchesRegex("restoring  \\[#+\\]  100 %  1000/1000 MB  20 MB/s  - left.*"), ""));
+    EXPECT_LT(widestOf(program.output()), 80U);
+}
+
+TEST(RecoveryWatch, drawsItsBarOver200Columns)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 200);
+
+    program.waitFor(" 37 %");
+    machine.status(ended(200, 1000));
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    std::string const first = piecesOf(program.output()).at(1);
+    EXPECT_THAT(first,
+        MatchesRegex("restoring  \\[#+\\.+\\]   37 %  500/1000 MB  [45] MB/s  0:01:.. left"
+                     "  50/200 files"));
+    EXPECT_EQ(first.size(), 197U);
+    EXPECT_THAT(screenAfter(program.output(), 200), ElementsAre(HasSubstr("200/200 files"), ""));
+    EXPECT_LT(widestOf(program.output()), 200U);
+}
+
+TEST(RecoveryWatch, needsNoMoreThanASingleColumn)
+{
+    for (unsigned short const columns : std::array<unsigned short, 5>{1, 3, 5, 9, 17}) {
+        RecoveryMachine const machine;
+        machine.status(ended(200, 1000));
+        WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), columns);
+
+        EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+        EXPECT_LE(widestOf(program.output()), columns);
+        EXPECT_EQ(screenAfter(program.output(), columns).size(), 2U) << columns;
+    }
+}
+
+TEST(RecoveryWatch, takesATerminalOfNoKnownWidthForOneOf80Columns)
+{
+    RecoveryMachine const machine;
+    machine.status(ended(200, 1000));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 0);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_EQ(widestOf(program.output()), 77U);
+}
+
+TEST(RecoveryWatch, followsTheWidthOfItsTerminal)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 200);
+    program.waitFor("files");
+
+    program.resize(40);
+    program.waitFor("\r[####");
+    program.waitFor("\r[####"); // The first may have come before its end.
+    size_t const narrow = program.output().rfind('\r');
+    program.waitFor("\r[####");
+    machine.status(IDLE);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_LE(widestOf(program.output().substr(narrow)), 37U);
+}
+
+TEST(RecoveryWatch, goesThroughARecoveryFromBeforeItsStartToItsEnd)
+{
+    RecoveryMachine const machine;
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 80);
+    program.waitFor(NO_RECOVERY);
+    machine.status(IDLE);
+    program.waitFor("\ridle ");
+    machine.status(EARLY);
+    program.waitFor("\rearly operation 4000");
+    machine.status(restore(0, 0));
+    program.waitFor("    0 %  0/1000 MB  0 MB/s  - left");
+    machine.status(restore(100, 500));
+    program.waitFor("   50 %  500/1000 MB");
+    machine.status(restore(200, 1000));
+    program.waitFor("  100 %  1000/1000 MB");
+    machine.status(RecoveryMachine::restore("5001", "", 200, 1000));
+    program.waitFor("later operation 5001");
+    machine.status(IDLE);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_THAT(screenAfter(program.output(), 80), ElementsAre("idle", ""));
+    EXPECT_THAT(program.output(), Not(HasSubstr("\x1B"))) << "escape sequences";
+}
+
+TEST(RecoveryWatch, writesALineAChangeIntoAPipe)
+{
+    RecoveryMachine const machine;
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}));
+    program.waitFor(std::string(NO_RECOVERY) + "\n");
+    machine.status(EARLY);
+    program.waitFor("early operation 4000\n");
+    machine.status(RecoveryMachine::restore("5000", "", 50, 500));
+    program.waitFor("- MB/s\n");
+    machine.status(RecoveryMachine::restore("5500", "", 100, 600));
+    program.waitFor("- MB/s\n");
+    machine.status(ended(200, 1000));
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(program.output()),
+        ElementsAre(NO_RECOVERY, "early operation 4000",
+            "restoring  37 %  50 of 200 files  500 of 1000 MB  - MB/s",
+            "final sync  55 %  100 of 200 files  600 of 1000 MB  - MB/s",
+            "restoring  100 %  200 of 200 files  1000 of 1000 MB  20 MB/s"));
+}
+
+TEST(RecoveryWatch, writesAnObjectAChangeForScripts)
+{
+    RecoveryMachine const machine;
+    WatchedProgram program(machine.program({"recovery", "--json", "--watch", "0.1"}));
+    program.waitFor("null}\n");
+    machine.status(EARLY);
+    program.waitFor("4000");
+    machine.status(ended(50, 500));
+    program.waitFor("restoring");
+    machine.status(ended(200, 1000));
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    std::vector<std::string> const lines = linesOf(program.output());
+    ASSERT_EQ(lines.size(), 4U) << program.output();
+    EXPECT_TRUE(json::parse(lines[0]).at("recovery").is_null());
+    EXPECT_EQ(json::parse(lines[1]).at("recovery").at("state"), "early");
+    EXPECT_EQ(json::parse(lines[2]).at("recovery").at("percent"), 37);
+    json const once = json::parse(machine.program({"recovery", "--json"}).run().out);
+    EXPECT_EQ(json::parse(lines[3]), once);
+}
+
+TEST(RecoveryWatch, writesObjectsToATerminalToo)
+{
+    RecoveryMachine const machine;
+    machine.status(ended(200, 1000));
+    WatchedProgram program(machine.program({"recovery", "--json", "--watch", "0.1"}), 80);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_EQ(json::parse(program.output()).at("recovery").at("percent"), 100);
+}
+
+TEST(RecoveryWatch, looksEverySecondWhereNotToldOtherwise)
+{
+    RecoveryMachine const machine;
+    machine.status(EARLY);
+    auto const start = std::chrono::steady_clock::now();
+    WatchedProgram program(machine.program({"recovery", "--watch"}));
+    program.waitFor("early");
+    machine.status(IDLE);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(990));
+}
+
+TEST(RecoveryWatch, showsARecoveryThatIsOverAlready)
+{
+    RecoveryMachine const machine;
+    machine.status(ended(200, 1000));
+
+    Outcome const outcome = machine.program({"recovery", "--watch", "60"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(linesOf(outcome.out).size(), 1U);
+}
+
+TEST(RecoveryWatch, endsWhenTheEndOfTheRecoveryIsWritten)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}));
+    program.waitFor("37 %");
+    machine.status(restore(60, 500, "RecoverEnd=" + engineTime(-1) + "\n"));
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(program.output()).back(), HasSubstr("60 of 200 files"));
+}
+
+TEST(RecoveryWatch, endsWhenTheStatusIsGone)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}));
+    program.waitFor("37 %");
+    machine.removeStatus();
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(program.output()).back(), NO_RECOVERY);
+}
+
+TEST(RecoveryWatch, goesOnAfterTheEndOfAnEarlierOne)
+{
+    RecoveryMachine const machine;
+    std::string const times = "RecoverStart=24-03-2026 14:00:00\nRestoreStart=24-03-2026 14:00:00\n"
+                              "RecoverEnd=23-03-2026 14:00:00\nRestoreEnd=23-03-2026 14:00:00\n";
+    machine.status(RecoveryMachine::restore("5000", times, 200, 1000));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}));
+    program.waitFor("100 %");
+    machine.status(RecoveryMachine::restore("5001", times, 200, 1000));
+    program.waitFor("later");
+    machine.status(IDLE);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+}
+
+TEST(RecoveryWatch, survivesAFileThatIsHalfWritten)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.2", "--trace", "1"}), 80);
+    program.waitFor("37 %");
+    machine.status("[Main]\n");
+    program.waitFor("trace 1: Failed to read");
+    machine.status(ended(200, 1000));
+    program.waitFor("100 %");
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+}
+
+TEST(RecoveryWatch, isEndedByCtrlCAndLeavesTheTerminalAsItWas)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "60"}), 80);
+    auto const modes = fieldsOf(program.modes());
+    program.waitFor("left");
+
+    program.type('\x03');
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_INTERRUPTED);
+    EXPECT_EQ(fieldsOf(program.modes()), modes);
+    EXPECT_THAT(screenAfter(program.output(), 80),
+        ElementsAre(MatchesRegex("restoring .* left( .*)?\\^C"), ""));
+    EXPECT_THAT(program.output(), Not(HasSubstr("\x1B"))) << "the cursor may be hidden";
+}
+
+TEST(RecoveryWatch, isEndedBySignalsInThePipeToo)
+{
+    for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
+        RecoveryMachine const machine;
+        WatchedProgram program(machine.program({"recovery", "--watch", "60"}));
+        program.waitFor(NO_RECOVERY);
+
+        program.signal(number);
+
+        EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_INTERRUPTED) << number;
+        EXPECT_EQ(program.output(), std::string(NO_RECOVERY) + "\n");
+    }
+}
+
+TEST(RecoveryWatch, ofAFullDeviceIsAnOutputError)
+{
+    RecoveryMachine const machine;
+    app_test::Program program = machine.program({"recovery", "--watch", "60"});
+    program.outputFile = "/dev/full";
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OUTPUT);
+    EXPECT_EQ(
+        outcome.err, "dovrel-sysinfo: cannot write to standard output: No space left on device\n");
+}

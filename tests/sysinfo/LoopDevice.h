@@ -1,0 +1,29 @@
+#pragma once
+
+#include "common/basic/noncopyable.h"
+
+#include <cstdint>
+#include <string>
+
+/** A real block device over memory, loop(4), which goes away with its object. */
+class LoopDevice : dovrel::noncopyable_::noncopyable {
+public:
+    /** @throws std::system_error where this process may not make one. */
+    LoopDevice(uint64_t bytes, unsigned sectorSize);
+    ~LoopDevice();
+
+    /** @return the kernel's name: `loop7`. */
+    std::string name() const { return "loop" + std::to_string(m_number); }
+
+    /** Makes a node of another name for it. @throws std::system_error */
+    void makeNode(std::string const& path) const;
+
+    /** @return the size that the device itself tells. */
+    uint64_t bytes() const;
+
+private:
+    void attach(int backing, unsigned sectorSize);
+
+    int m_number = -1;
+    int m_device = -1;
+};
