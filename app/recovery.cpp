@@ -58,7 +58,8 @@ public:
                 },
                 WATCH_HELP)
             ->expected(0, 1)
-            ->type_name("[SECONDS]");
+            ->type_name("[SECONDS]")
+            ->group("Recovery");
     }
 
     ExitStatus run(Session& session) override

@@ -3,6 +3,7 @@
 #include "common/basic/text_cast.h"
 #include "common/platform/trace.h"
 #include "sysinfo/LinuxSystemInformation.h"
+#include "sysinfo/canonical_path.h"
 #include "sysinfo/proc_partitions.h"
 
 #include <boost/filesystem.hpp>
@@ -51,14 +52,17 @@ bool isUSBStorage(string const& path)
 string findPersistentName(char const* device)
 {
     namespace fs = boost::filesystem;
-    fs::path canonicalDevice;
+    std::optional<std::string> canonicalDevice;
     for (fs::directory_entry const& link : fs::directory_iterator("/dev/disk/by-id/")) {
         std::string const name = link.path().filename().string();
         if (name.starts_with("wwn"))
             continue;
-        fs::path const target = fs::canonical(link.path());
-        if (canonicalDevice.empty())
-            canonicalDevice = fs::canonical(device);
+        std::optional<std::string> const target = canonicalPath(link.path().c_str());
+        if (target && !canonicalDevice)
+            canonicalDevice = canonicalPath(device);
+        // Kept: a link that leads nowhere ends the search.
+        if (!target || !canonicalDevice)
+            return {};
         if (target == canonicalDevice)
             return name;
     }
@@ -89,8 +93,7 @@ LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
     try {
         m_caption = withoutBus(findPersistentName(path));
     } catch (std::exception const&) {
-        // Kept: a folder that is missing and a link that leads nowhere leave the disk without a
-        // caption.
+        // A folder that is missing leaves the disk without a caption.
     }
 }
 

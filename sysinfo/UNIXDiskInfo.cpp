@@ -2,15 +2,49 @@
 #include "common/basic/text_cast.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
+#include "sysinfo/canonical_path.h"
 #include "sysinfo/proc_mounts.h"
 
 #include <boost/filesystem.hpp>
 
+#include <map>
+#include <optional>
 #include <sys/statvfs.h>
 
 using dovrel::string;
 
 namespace sysinfo {
+
+namespace {
+
+using DiskList = std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>>;
+
+/** Where devices lead, each looked up once: many mounts may be of one device. */
+class CanonicalPaths {
+public:
+    std::optional<std::string> const& of(std::string const& device)
+    {
+        auto const [path, isNew] = m_paths.try_emplace(device);
+        if (isNew)
+            path->second = canonicalPath(device.c_str());
+        return path->second;
+    }
+
+private:
+    std::map<std::string, std::optional<std::string>> m_paths;
+};
+
+/** @return copies of the disks whose names are among @p roots, in their order. */
+DiskList selected(DiskList const& disks, std::set<std::string> const& roots)
+{
+    DiskList selection;
+    for (auto const& disk : disks)
+        if (roots.count(static_cast<char const*>(disk->getDiskID())) != 0)
+            selection.push_back(disk);
+    return selection;
+}
+
+}
 
 UNIXSystemInformation::UNIXDiskInfo::UNIXDiskInfo(
     string const& name, std::vector<dovrel::value_ptr<PhysicalDiskInfo>> const& parents)
@@ -61,21 +95,16 @@ bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskI
         trace.write(1, "Failed to open /proc/mounts");
         return false;
     }
-    std::vector<dovrel::value_ptr<PhysicalDiskInfo>> physicalDisks;
+    DiskList physicalDisks;
     if (!getPhysicalDisksInternal(physicalDisks))
         return false;
+    CanonicalPaths paths;
     for (auto const& [mountPoint, device] : readMounts(file)) {
-        std::vector<dovrel::value_ptr<PhysicalDiskInfo>> parents;
-        boost::system::error_code error;
-        auto const path = boost::filesystem::canonical(device, error);
-        if (error) {
+        DiskList parents;
+        if (auto const& path = paths.of(device))
+            parents = selected(physicalDisks, getRootDevices(*path));
+        else
             trace.write(2, "Don't know what to do with device: %s", device);
-        } else {
-            std::set<std::string> const roots = getRootDevices(path);
-            for (auto const& disk : physicalDisks)
-                if (roots.count(static_cast<char const*>(disk->getDiskID())) != 0)
-                    parents.push_back(disk);
-        }
         disks.emplace_back(new UNIXDiskInfo(mountPoint, parents));
     }
     return true;

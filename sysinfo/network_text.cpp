@@ -25,15 +25,22 @@ public:
 
     std::string_view next()
     {
-        size_t const end = m_left.find_first_of(" \t\n\r/");
+        size_t end = 0;
+        while (end < m_left.size() && !isSeparator(m_left[end]))
+            ++end;
         std::string_view const word = m_left.substr(0, end);
-        m_atEnd = end == std::string_view::npos;
+        m_atEnd = end == m_left.size();
         if (!m_atEnd)
             m_left.remove_prefix(end + 1);
         return word;
     }
 
 private:
+    static bool isSeparator(char c)
+    {
+        return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '/';
+    }
+
     std::string_view m_left;
     bool m_atEnd = false;
 };

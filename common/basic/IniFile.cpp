@@ -25,11 +25,12 @@ void trim(std::string_view& text)
 /** @return false where the text is longer than that. */
 bool readWhole(std::istream& text, size_t longest, std::string& out)
 {
-    constexpr size_t PIECE = 65536;
+    size_t piece = 2048;
     while (text.good() && out.size() <= longest) {
         size_t const length = out.size();
-        out.resize(length + PIECE);
-        text.read(out.data() + length, PIECE);
+        piece *= 2;
+        out.resize(length + piece);
+        text.read(out.data() + length, static_cast<std::streamsize>(piece));
         out.resize(length + static_cast<size_t>(text.gcount()));
     }
     return out.size() <= longest;

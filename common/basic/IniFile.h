@@ -20,9 +20,8 @@ namespace dovrel {
  * A line is a heading `[section]`, whose "]" may be missing, or `key = value`; anything else is
  * ignored. A ";" begins a comment wherever it stands, within quotes too. One pair of quotes around
  * a value is taken off. The first assignment of a key in a section wins. Sections and keys are
- * looked up without regard to case, towlower(3); texts are in the locale's encoding. What a host
- * changes in `LC_CTYPE` after construction counts for the texts of look-ups and not for those of
- * the file.
+ * looked up without regard to case, towlower(3); texts are in the locale's encoding. A host
+ * that changes `LC_CTYPE` after construction may not find what is not ASCII.
  *
  * Errors: a file that cannot be read gives an empty reader; see `savedError` and `errorText`. No
  * look-up fails. Threads: after construction any number may look up at once.

@@ -29,7 +29,7 @@ private:
 
     int m_descriptor = -1;
     int m_readError = 0;
-    char m_buffer[1024];
+    char m_buffer[8192];
 };
 
 /**

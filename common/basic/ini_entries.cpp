@@ -58,25 +58,48 @@ string unpacked(std::string_view bytes)
     if (bytes.size() > room.size())
         largeRoom.resize(bytes.size());
     wchar_t* const text = largeRoom.empty() ? room.data() : largeRoom.data();
-    unsigned length = 0;
-    while (!bytes.empty())
-        text[length++] = static_cast<wchar_t>(unpack(bytes));
-    return string(text, length);
+    size_t length = 0;
+    if (ascii_text::isAscii(bytes.data(), bytes.size())) {
+        length = bytes.size();
+        ascii_text::widen(bytes.data(), length, text);
+    } else {
+        while (!bytes.empty())
+            text[length++] = static_cast<wchar_t>(unpack(bytes));
+    }
+    return string(text, static_cast<unsigned>(length));
 }
 
-uint32_t folded(uint32_t code)
+uint32_t towlower(uint32_t code)
 {
     return static_cast<uint32_t>(std::towlower(static_cast<wint_t>(code)));
 }
 
-std::string folded(string const& text)
-{
-    std::string out;
-    for (wchar_t const* at = text.c_str(); *at; ++at)
-        pack(folded(static_cast<uint32_t>(*at)), out);
-    return out;
 }
 
+// Most characters are ASCII, and the C library's function asks for the locale each time. Not all of
+// them stay ASCII everywhere: Turkish lowers "I" to another letter.
+IniEntries::IniEntries() : m_lower{}, m_asciiStaysAscii(true)
+{
+    for (uint32_t code = 0; code < m_lower.size(); ++code) {
+        uint32_t const lower = towlower(code);
+        m_asciiStaysAscii = m_asciiStaysAscii && lower < m_lower.size();
+        m_lower[code] = static_cast<char>(lower);
+    }
+}
+
+std::string IniEntries::folded(string const& text) const
+{
+    wchar_t const* const wide = text.c_str();
+    std::string fold;
+    if (m_asciiStaysAscii && ascii_text::isAscii(wide, text.length())) {
+        fold.resize(text.length());
+        for (size_t i = 0; i < fold.size(); ++i)
+            fold[i] = m_lower[static_cast<size_t>(wide[i])];
+    } else {
+        for (wchar_t const* at = wide; *at; ++at)
+            pack(towlower(static_cast<uint32_t>(*at)), fold);
+    }
+    return fold;
 }
 
 void IniEntries::add(std::string_view section, std::string_view key, std::string_view value)
@@ -114,8 +137,14 @@ IniEntries::Packed IniEntries::storeFolded(Packed written)
 {
     std::string fold;
     std::string_view left = bytes(written);
-    while (!left.empty())
-        pack(folded(unpack(left)), fold);
+    if (m_asciiStaysAscii && ascii_text::isAscii(left.data(), left.size())) {
+        fold = left;
+        for (char& c : fold)
+            c = m_lower[static_cast<size_t>(c)];
+    } else {
+        while (!left.empty())
+            pack(towlower(unpack(left)), fold);
+    }
     return fold == bytes(written) ? written : append(fold);
 }
 

@@ -2,6 +2,7 @@
 
 #include "common/basic/wide_string.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -27,6 +28,8 @@ public:
         size_t first;
         size_t last;
     };
+
+    IniEntries();
 
     /** Adds an entry, to be found after `sort`. The texts are in the locale's encoding and end at
      * their first zero byte. @throws std::length_error beyond 4 GiB of texts */
@@ -73,12 +76,15 @@ private:
     Packed append(std::string_view bytes);
     void addSection(std::string_view name);
     void rankSections();
+    std::string folded(string const& text) const;
     std::string_view bytes(Packed text) const noexcept;
 
     std::string m_bytes;
     std::vector<Section> m_sections;
     std::vector<Entry> m_entries;
     std::vector<OrderedSection> m_order;
+    std::array<char, 128> m_lower; ///< Of each ASCII character, as at construction.
+    bool m_asciiStaysAscii; ///< Else `m_lower` is not used.
     std::string m_lastSection; ///< As it was given, while entries are added.
 };
 

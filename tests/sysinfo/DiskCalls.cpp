@@ -68,7 +68,7 @@ void DiskCalls::forget()
 {
     m_opened.clear();
     m_filesystemsAsked.clear();
-    m_readlinks = 0;
+    m_realpaths = 0;
 }
 
 bool DiskCalls::answerIoctl(int fd, unsigned long request, void* out)
@@ -151,12 +151,12 @@ int open(char const* path, int flags, ...)
     return real(path, flags, mode);
 }
 
-ssize_t readlink(char const* path, char* out, size_t size) noexcept
+char* realpath(char const* path, char* resolved) noexcept
 {
     if (testkit::current)
-        testkit::current->countReadlink();
-    static auto const real = testkit::next<ssize_t (*)(char const*, char*, size_t)>("readlink");
-    return real(path, out, size);
+        testkit::current->countRealpath();
+    static auto const real = testkit::next<char* (*)(char const*, char*)>("realpath");
+    return real(path, resolved);
 }
 }
 #pragma GCC visibility pop

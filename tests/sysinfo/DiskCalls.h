@@ -13,7 +13,7 @@ namespace testkit {
 /**
  * Answers the calls by which disks and filesystems are asked, while it lives; one at a time.
  *
- * The program defines `ioctl`, `statvfs`, `open` and `readlink`, which do what the C library's do
+ * The program defines `ioctl`, `statvfs`, `open` and `realpath`, which do what the C library's do
  * where nothing else is said here: an ordinary file of the machine is no block device, after all.
  */
 class DiskCalls : dovrel::noncopyable_::noncopyable {
@@ -43,7 +43,7 @@ public:
     /** All that was opened, or tried to be. */
     std::vector<Opened> const& opened() const { return m_opened; }
 
-    unsigned readlinks() const { return m_readlinks; }
+    unsigned realpaths() const { return m_realpaths; }
 
     /** The paths that statvfs(3) was asked for. */
     std::vector<std::string> const& filesystemsAsked() const { return m_filesystemsAsked; }
@@ -52,7 +52,7 @@ public:
     bool answerIoctl(int fd, unsigned long request, void* out);
     bool answerStatvfs(char const* path, struct statvfs* out);
     bool isInterrupted(char const* path, int flags);
-    void countReadlink() { ++m_readlinks; }
+    void countRealpath() { ++m_realpaths; }
 
 private:
     std::map<std::string, int> m_sectorSizes;
@@ -61,7 +61,7 @@ private:
     std::map<std::string, unsigned> m_interrupts;
     std::vector<Opened> m_opened;
     std::vector<std::string> m_filesystemsAsked;
-    unsigned m_readlinks = 0;
+    unsigned m_realpaths = 0;
 };
 
 /** @return a filesystem of so many blocks. */

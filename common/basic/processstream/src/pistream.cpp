@@ -23,11 +23,15 @@ typename basic_pbuf<Char, Traits>::int_type basic_pbuf<Char, Traits>::underflow(
 {
     if (!m_stream)
         return Traits::eof();
-    size_t count = 0;
-    do {
-        std::clearerr(m_stream);
-        count = std::fread(m_buffer, sizeof(Char), sizeof m_buffer / sizeof(Char), m_stream);
-    } while (count == 0 && std::ferror(m_stream) != 0 && errno == EINTR);
+    // Nobody else has this stream, so nothing needs its lock.
+    auto const refill = [this] {
+        return ::fread_unlocked(m_buffer, sizeof(Char), sizeof m_buffer / sizeof(Char), m_stream);
+    };
+    size_t count = refill();
+    while (count == 0 && ::ferror_unlocked(m_stream) != 0 && errno == EINTR) {
+        ::clearerr_unlocked(m_stream);
+        count = refill();
+    }
     this->setg(m_buffer, m_buffer, m_buffer + count);
     if (count == 0)
         return Traits::eof();
