@@ -35,7 +35,7 @@ constexpr Signature SIGNATURES[] = {
     {" lrpepyh  vr", PARALLELS}, // "prl hyperv  " with each register's bytes reversed
     {"prl hyperv  ", PARALLELS}, // The same as newer versions write it
     {"bhyve bhyve ", BHYVE}, // FreeBSD sys/amd64/vmm/x86.c
-    {MICROSOFT_SIGNATURE, HYPERV}, // Hypervisor Top Level Functional Specification, leaf 0x40000000
+    {MICROSOFT_SIGNATURE, HYPERV}, // Microsoft's "Hypervisor Top Level Functions", leaf 0x40000000
 };
 
 /** A platform that the firmware names. An empty text matches any. */
