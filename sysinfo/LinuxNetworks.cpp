@@ -80,13 +80,15 @@ bool LinuxSystemInformation::getNetworksInternal(
     std::string const ifconfig = findTool("ifconfig");
     std::string const route = findTool("route");
     std::string const cat = findTool("cat");
-    if (ifconfig.empty() || route.empty() || cat.empty())
+    if (ifconfig.empty() || route.empty() || cat.empty()) {
+        trace.write(1, "Failed to find one of: ifconfig, route, cat");
         return false;
+    }
 
     string const hostname = hostName();
     auto const add = [&](AdapterText const& text, std::vector<ip_address> const& nameServers) {
         trace.write(5, "Adding adapter: %s", text.name);
-        adapters.emplace_back(makeRecord(text, hostname, nameServers));
+        adapters.push_back(dovrel::value_ptr<NetworkInfo>(makeRecord(text, hostname, nameServers)));
     };
     auto const found = [&](std::string const& name) { trace.write(5, "Found adapter: %s", name); };
     AdapterText last;
@@ -95,7 +97,8 @@ bool LinuxSystemInformation::getNetworksInternal(
         last = readAdapters(output, found, [&](AdapterText const& text) { add(text, {}); });
     }
     for (auto const& adapter : adapters)
-        traceGateways(trace, route, adapter->getName());
+        if (adapter) // The caller's list may hold anything.
+            traceGateways(trace, route, adapter->getName());
 
     // Kept: the machine's name servers stand at the adapter that is listed last, and at no other.
     std::vector<ip_address> nameServers;

@@ -139,7 +139,8 @@ bool LinuxSystemInformation::getPhysicalDisksInternal(
             return;
         }
         trace.write(3, "Found disk: /dev/%s", name);
-        disks.emplace_back(new LinuxPhysicalDiskInfo(name, disk.blocks, disk.partitions));
+        disks.push_back(dovrel::value_ptr<PhysicalDiskInfo>(
+            new LinuxPhysicalDiskInfo(name, disk.blocks, disk.partitions)));
     };
     readPartitions(file, partitionFound, diskFound);
     trace.write(3, "Returning: %d disks", disks.size());

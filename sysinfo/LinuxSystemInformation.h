@@ -21,13 +21,15 @@ public:
      * The kernel's figures, the total raised to the sum of the memory modules that `dmidecode`
      * lists where that is more, dmidecode(8). Starts a child process on every call.
      *
-     * Where the tool is missing, fails or may not read the firmware's tables, the kernel's total
-     * stands. Kept: the tool's output is read in pieces of at most 255 bytes, and a module whose
-     * size line straddles two of them is left out, so the sum may be short.
+     * Where the tool is missing, or tells no more than the kernel, the kernel's total stands; its
+     * exit status does not matter. Kept: the tool's output is read in pieces of at most 255 bytes,
+     * and a module whose size line straddles two of them is left out, so the sum may be short.
      *
      * @return whether the kernel told both figures, whatever the modules told.
-     * @throws dovrel::ProcessException where the tool cannot be started, or has not ended a tenth
-     * of a second after its output; the outputs are set as far as they were known.
+     * @throws dovrel::ProcessException where the tool cannot be started; has not ended a tenth of a
+     * second after its output ended or stopped; was ended by a signal; or left no exit status, as
+     * in a host that ignores SIGCHLD or waits for all children. The outputs are set as far as they
+     * were known.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
     /**

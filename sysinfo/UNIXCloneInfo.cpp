@@ -137,9 +137,10 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
     if (code == IDLE)
         trace.write(5, "Idle state encountered");
     if (code < RESTORE) {
-        unavailable = false;
-        return Record(new UNIXCloneInfo(static_cast<unsigned int>(code), 0, 0, 0, 0, 0, 0,
+        Record record(new UNIXCloneInfo(static_cast<unsigned int>(code), 0, 0, 0, 0, 0, 0,
             recoverStart, recoverEnd, 0, now, 0.0, L""));
+        unavailable = false;
+        return record;
     }
     if (code == RESTORE && wantsFinalSync(answers))
         code = FINAL_SYNC;
@@ -164,14 +165,15 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
         metrics.percentage);
     trace.write(5, "Average throughput: %d MB/s", metrics.throughput);
 
-    unavailable = false;
     // Hosts know these as 32 bits: what is more wraps.
-    return Record(new UNIXCloneInfo(static_cast<unsigned int>(code), 0,
+    Record record(new UNIXCloneInfo(static_cast<unsigned int>(code), 0,
         static_cast<unsigned int>(metrics.percentage),
         static_cast<unsigned int>(metrics.totalFiles), static_cast<unsigned int>(metrics.totalMB),
         static_cast<unsigned int>(counters.filesDone), static_cast<unsigned int>(metrics.doneMB),
         recoverStart, recoverEnd, restoreStart, restoreEnd,
         static_cast<unsigned int>(metrics.throughput), L""));
+    unavailable = false;
+    return record;
 }
 
 }

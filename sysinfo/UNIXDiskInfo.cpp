@@ -105,7 +105,7 @@ bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskI
             parents = selected(physicalDisks, getRootDevices(*path));
         else
             trace.write(2, "Don't know what to do with device: %s", device);
-        disks.emplace_back(new UNIXDiskInfo(mountPoint, parents));
+        disks.push_back(dovrel::value_ptr<DiskInfo>(new UNIXDiskInfo(mountPoint, parents)));
     }
     return true;
 }

@@ -29,7 +29,7 @@ bool UNIXSystemInformation::getCPUsInternal(
         file, [&trace](std::string const& word) { trace.write(3, "Found CPU: %s", word); });
     // Kept: numbered densely, whatever holes offline processors leave in the kernel's numbers.
     for (uint32_t i = 0; i < count; ++i)
-        processors.emplace_back(new UNIXCPUInfo(i));
+        processors.push_back(dovrel::value_ptr<CPUInfo>(new UNIXCPUInfo(i)));
     return true;
 }
 

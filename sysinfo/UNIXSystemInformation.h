@@ -68,7 +68,7 @@ public:
     bool getCPUsInternal(std::vector<dovrel::value_ptr<CPUInfo>>& processors) const override;
 
     /**
-     * What `getsysinfo` tells, each text of at most 47 bytes; and that the machine runs on Azure
+     * What `getsysinfo` tells, each text of at most 48 bytes; and that the machine runs on Azure
      * where its first adapter's address says so.
      *
      * @return whether `getsysinfo` succeeded; the outputs are set in any case.
@@ -230,7 +230,8 @@ public:
     dovrel::string getName() const override { return m_name; }
     dovrel::macaddress_cpp getMACAddr() const override { return m_mac; }
 
-    /** @return dotted texts, in the order of the addresses that have one. */
+    /** @return texts, dotted where they could be read, in the order of the addresses that have one.
+     */
     std::vector<dovrel::string> getNetmasks() const override { return m_netmasks; }
     std::vector<dovrel::ip_address> getIPAddrs() const override { return m_ipAddrs; }
     std::vector<dovrel::ip_address> getDNSAddrs() const override { return m_dnsAddrs; }
@@ -244,7 +245,7 @@ public:
      *
      * A text of hexadecimal digits alone, or one that begins with "0x", is read as a number, `24`
      * too
-     * (`0.0.0.36`); any other is returned as it is.
+     * (`0.0.0.36`). Any other is returned as it is, and so is one that is no number of 32 bits.
      */
     static dovrel::string convertMask(dovrel::string const& mask);
 

@@ -1,6 +1,7 @@
 #include "common/basic/processstream/src/pistream.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
+#include "sysinfo/physical_volumes.h"
 
 #include <boost/filesystem.hpp>
 
@@ -30,18 +31,9 @@ std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>&
 std::set<std::string> disksOfGroup(std::string const& key, std::set<std::string>& lookedAt)
 {
     std::set<std::string> disks;
-    pistream volumes("pvdisplay -c");
-    for (std::string line; std::getline(volumes, line);) {
-        size_t const first = line.find(':');
-        if (first == std::string::npos)
-            continue;
-        size_t const second = line.find(':', first + 1);
-        if (second == std::string::npos || line.compare(0, first, key) != 0)
-            continue;
-        // Kept: the second field goes on with the colon that ends it.
-        std::string const device = line.substr(first + 1, second - first);
-        disks.merge(rootDevices(device, lookedAt));
-    }
+    pistream output("pvdisplay -c");
+    readPhysicalVolumes(output, key,
+        [&](std::string const& device) { disks.merge(rootDevices(device, lookedAt)); });
     return disks;
 }
 

@@ -44,7 +44,7 @@ bool readProcessor(dovrel::MachineTraits& machine)
         // The first register is the highest leaf of the range; old versions of KVM left it zero.
         // Where there is no such range a processor answers with another leaf's registers.
         bool const isRange = a >= leaf && a < leaf + LEAF_DISTANCE;
-        if (!isRange && !(a == 0 && leaf == FIRST_LEAF))
+        if (!isRange && !(a == 0 && b != 0 && leaf == FIRST_LEAF))
             continue;
         unsigned const registers[] = {b, c, d};
         char signature[sizeof registers];

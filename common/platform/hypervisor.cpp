@@ -95,9 +95,12 @@ int hypervisorCode(MachineTraits const& machine)
         if (matches(platform, machine))
             return platform.code;
     Code code = NONE;
-    for (std::string const& signature : machine.signatures)
-        if (code == NONE || code == HYPERV || code == OTHER)
-            code = codeOfSignature(signature);
+    for (std::string const& signature : machine.signatures) {
+        Code const next = codeOfSignature(signature);
+        bool const isBetter = code == NONE || code == HYPERV || (code == OTHER && next != HYPERV);
+        if (isBetter)
+            code = next;
+    }
     if (code != NONE)
         return code;
     // An emulator whose processor does not tell.

@@ -122,9 +122,18 @@ void Program::become(int out, int err) const
     }
     if (!replaced.empty() && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
         childFailed("this system gives no user and mount namespace");
-    for (auto const& [path, replacement] : replaced)
-        if (mount(replacement.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) != 0)
-            childFailed(path.c_str());
+    // A replacement may lie below a place that is replaced, and such a place below another.
+    std::vector<std::string> sources;
+    for (auto const& [path, replacement] : replaced) {
+        int const source = open(replacement.c_str(), O_PATH | O_CLOEXEC);
+        sources.push_back("/proc/self/fd/" + std::to_string(source));
+    }
+    for (auto place = replaced.rbegin(); place != replaced.rend(); ++place) {
+        char const* const path = place->first.c_str();
+        if (mount(sources.back().c_str(), path, nullptr, MS_BIND | MS_REC, nullptr) != 0)
+            childFailed(path);
+        sources.pop_back();
+    }
     if (chdir(folder.c_str()) != 0)
         childFailed("chdir");
     for (auto const& [name, value] : environment)

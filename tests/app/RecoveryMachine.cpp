@@ -59,6 +59,13 @@ Program RecoveryMachine::program(std::vector<std::string> arguments) const
     Program program(std::move(arguments));
     program.replaced["/etc"] = m_folder.path() / "etc";
     program.replaced["/tmp"] = m_folder.path() / "tmp";
+    // The program and its library may themselves stand in the folder that is replaced.
+    auto const build = std::filesystem::path(DOVREL_PROGRAM).parent_path().parent_path();
+    auto const place = m_folder.path() / "tmp" / build.lexically_relative("/tmp");
+    if (build.string().starts_with("/tmp/")) {
+        std::filesystem::create_directories(place);
+        program.replaced[place] = build;
+    }
     program.environment["TZ"] = "UTC0";
     return program;
 }

@@ -137,8 +137,8 @@ TEST(Networks, cannotBeReadWithoutTheTools)
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED) << tool;
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err,
-            "dovrel-sysinfo: cannot read the network adapters: ifconfig, route or cat is "
-            "missing\n");
+            "dovrel-sysinfo: cannot read the network adapters: "
+            "Failed to find one of: ifconfig, route, cat\n");
     }
 }
 

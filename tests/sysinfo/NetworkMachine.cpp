@@ -104,7 +104,8 @@ void NetworkMachine::toolAt(std::string const& path, std::string const& tool)
 void NetworkMachine::forgetRuns()
 {
     for (auto const& entry : std::filesystem::directory_iterator("/tmp"))
-        std::filesystem::remove(entry);
+        if (entry.is_regular_file())
+            std::filesystem::remove(entry);
 }
 
 std::string NetworkMachine::runsOf(std::string const& tool) const

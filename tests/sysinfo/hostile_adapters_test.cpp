@@ -43,7 +43,8 @@ protected:
     {
         std::set<std::string> files;
         for (auto const& entry : std::filesystem::directory_iterator("/tmp"))
-            files.insert(entry.path());
+            if (entry.is_regular_file()) // A build folder may stand here.
+                files.insert(entry.path());
         EXPECT_EQ(files,
             (std::set<std::string>{
                 "/tmp/cat.log", "/tmp/grep.log", "/tmp/ifconfig.log", "/tmp/route.log"}));

@@ -327,8 +327,18 @@ TEST_F(NetworkTools, leaveTheListAloneWhereOneIsMissing)
         EXPECT_FALSE(answer.known);
         EXPECT_EQ(answer.adapters.size(), 1U);
         EXPECT_EQ(net.runsOf("ifconfig"), "");
+        EXPECT_TRUE(trace.contains(1, "Failed to find one of: ifconfig, route, cat\n"));
         std::filesystem::rename("/tmp/away", path);
     }
+}
+
+TEST_F(NetworkTools, areNotAskedForRecordsThatAreNone)
+{
+    net.ifconfigPrints("eth0: x\nlo: x\n");
+    NetworkAnswer const answer(std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>>(1));
+    EXPECT_TRUE(answer.known);
+    ASSERT_EQ(answer.adapters.size(), 3U);
+    EXPECT_FALSE(answer.adapters.front());
 }
 
 TEST_F(NetworkTools, areWhateverStandsAtTheirPlaceKept)

@@ -77,8 +77,10 @@ TEST(Hypervisor, isNotTheOneWhoseInterfaceItOffersBesideItsOwn)
         hypervisorCode(withSignatures({"KVMKVMKVM", "Microsoft Hv"})), System::HYPERVISOR_KVM);
     EXPECT_EQ(
         hypervisorCode(withSignatures({"Microsoft Hv", "XenVMMXenVMM"})), System::HYPERVISOR_XEN);
-    EXPECT_EQ(hypervisorCode(withSignatures({"SomeSomeSome", "Microsoft Hv"})),
-        System::HYPERVISOR_HYPERV);
+    EXPECT_EQ(
+        hypervisorCode(withSignatures({"SomeSomeSome", "Microsoft Hv"})), System::HYPERVISOR_OTHER);
+    EXPECT_EQ(
+        hypervisorCode(withSignatures({"Microsoft Hv", "SomeSomeSome"})), System::HYPERVISOR_OTHER);
     EXPECT_EQ(
         hypervisorCode(withSignatures({"SomeSomeSome", "bhyve bhyve "})), System::HYPERVISOR_BHYVE);
     EXPECT_EQ(

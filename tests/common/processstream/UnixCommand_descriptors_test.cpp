@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -116,9 +117,16 @@ TEST(UnixCommandDescriptors, areGoneForTheStreamsAfterTheyAreDestroyed)
 {
     UnixCommand command("exit 0");
     command.destroy();
+    // Whoever opens files now is given the same numbers.
+    std::array<int, 8> files;
+    for (int& file : files)
+        file = ::open("/dev/null", O_RDWR | O_CLOEXEC);
     char byte = 0;
     EXPECT_THROW(command.stdInOut().read(&byte, 1), dovrel::ProcessException);
+    EXPECT_THROW(command.stdInOut().write(&byte, 1), dovrel::ProcessException);
     EXPECT_THROW(command.stdErr().read(&byte, 1), dovrel::ProcessException);
+    for (int const file : files)
+        ::close(file);
 }
 
 TEST(UnixCommandDescriptors, areClosedOnce)

@@ -144,7 +144,7 @@ TEST(UnixCommandFailure, ofMovingADescriptorOffTheStandardThreeIsThatOfItsKind)
 TEST(UnixCommandFailure, comesAfterASecondWithoutAWordOfTheChild)
 {
     testkit::DescriptorGuard const guard;
-    SlowChild const slow(1300);
+    SlowChild const slow(20'000); // It is not waited for.
     auto const start = std::chrono::steady_clock::now();
     auto const failure = failureOfStart();
     auto const time = std::chrono::steady_clock::now() - start;

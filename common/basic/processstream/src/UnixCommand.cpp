@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -188,6 +189,10 @@ void UnixCommand::awaitChildsWord()
     if (ready == -1)
         abandon(REASON_PIPE, __LINE__);
     if (ready == 0) {
+        // It is still this host's own copy, held up by whatever runs there at a fork.
+        ::kill(m_pid, SIGKILL);
+        unlessInterrupted([&] { return ::waitpid(m_pid, nullptr, 0); });
+        m_pid = NOT_STARTED;
         errno = ETIMEDOUT;
         abandon(REASON_FORK, __LINE__);
     }
@@ -268,8 +273,11 @@ int UnixCommand::uncachedExitCode()
     pid_t const pid = unlessInterrupted([&] { return ::waitpid(m_pid, &status, WNOHANG); });
     if (pid == 0)
         throw ProcessException(REASON_NOT_EXITED, __LINE__);
-    if (pid == -1)
+    if (pid == -1) {
+        if (errno == ECHILD) // A host that ignores SIGCHLD, or waits for all children.
+            m_pid = EXITED;
         throw ProcessException(REASON_EXIT_STATUS, __LINE__);
+    }
     if (WIFEXITED(status)) {
         m_pid = EXITED;
         return WEXITSTATUS(status);
@@ -287,6 +295,9 @@ void UnixCommand::destroy()
     checkClose(m_errFds[1]);
     checkClose(m_statusFds[0]);
     checkClose(m_statusFds[1]);
+    // The numbers may be somebody else's files from now on.
+    m_stdInOutPipe.setDescriptor(-1);
+    m_stdErrPipe.setDescriptor(-1);
 }
 
 void UnixCommand::checkClose(int& fd)

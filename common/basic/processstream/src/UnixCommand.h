@@ -42,7 +42,8 @@ private:
  * Runs from the end of its constructor. Every descriptor is closed on exec of whatever else the
  * host starts meanwhile, none has a number below 3, and their numbers stay taken until `destroy`.
  *
- * Errors: `ProcessException`. Threads: one object belongs to one thread at a time.
+ * Errors: `ProcessException`. Threads: one object belongs to one thread at a time, and to none that
+ * is cancelled, pthread_cancel(3), while it starts or ends.
  */
 class DOVREL_EXPORT UnixCommand : public Command {
 public:

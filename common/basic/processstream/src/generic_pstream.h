@@ -70,7 +70,8 @@ private:
  * child's exit, which sleeps 10 ms, and sleeps 10 ms more. The data ends where the pipe says so,
  * where the time is used up, or at the first empty read after the child's exit.
  *
- * Read failures leave as `dovrel::ProcessException`, which a stream turns into its bad state.
+ * Failures to read and to write leave as `dovrel::ProcessException`, which a stream turns into its
+ * bad state.
  */
 class DOVREL_EXPORT pipestreambuf : public std::streambuf, dovrel::nonassignable_::nonassignable {
 public:
