@@ -26,6 +26,7 @@ struct Branch {
 std::vector<Branch> makeTree(std::vector<Disk> const& disks, std::vector<Mount> const& mounts)
 {
     std::vector<Branch> tree;
+    tree.reserve(disks.size() + 1);
     for (Disk const& disk : disks)
         tree.push_back({disk, {}});
     Branch rest;

@@ -27,7 +27,8 @@ std::optional<std::string> isoTime(std::optional<int64_t> seconds)
     if (!local || std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &*local) == 0)
         return std::nullopt;
     std::string iso = text.data();
-    return iso.insert(iso.size() - 2, ":"); // strftime(3) writes +0100.
+    iso.insert(iso.size() - 2, ":"); // strftime(3) writes +0100.
+    return iso;
 }
 
 std::string countText(std::optional<uint32_t> count)

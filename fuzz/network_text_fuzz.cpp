@@ -67,7 +67,7 @@ Adapters adaptersByHand(std::string const& text)
     for (std::string const& line : linesOf(text)) {
         std::string const field = split(line, " \t\r\n\v:").front();
         if (!field.empty()) {
-            std::string const name = field.c_str();
+            std::string const name = field.substr(0, field.find('\0'));
             adapters.found.push_back(name);
             if (adapters.blocks.back().name.empty())
                 adapters.blocks.pop_back();

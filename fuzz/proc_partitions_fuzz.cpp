@@ -48,12 +48,12 @@ std::vector<Found> readNaively(std::string const& text)
         size_t next = disk + 1;
         for (; next < entries.size(); ++next) {
             std::string const& other = entries[next].name;
-            if (other.find(name) != 0 || !endsInDigit(other))
+            if (!other.starts_with(name) || !endsInDigit(other))
                 break;
             found.push_back({other, 0, 0, false});
             ++partitions;
         }
-        bool const displaced = next < entries.size() && entries[next].name.find(name) == 0;
+        bool const displaced = next < entries.size() && entries[next].name.starts_with(name);
         if (!displaced)
             found.push_back({name, entries[disk].blocks, partitions, true});
     }

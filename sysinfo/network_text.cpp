@@ -1,5 +1,6 @@
 #include "sysinfo/network_text.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sysinfo {
@@ -82,7 +83,7 @@ AdapterText readAdapters(std::istream& output, std::function<void(std::string co
             if (!adapter.name.empty())
                 ended(adapter);
             adapter = {};
-            adapter.name = line.substr(0, nameEnd).c_str(); // A text ends at a zero byte.
+            adapter.name = line.substr(0, std::min(nameEnd, line.find('\0')));
             found(adapter.name);
         }
         replaceEach(line, "addr:", "");
