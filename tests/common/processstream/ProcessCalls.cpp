@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 
@@ -295,7 +296,7 @@ int clock_nanosleep(clockid_t clock, int flags, timespec const* length, timespec
     auto* const recorder = processcalls::recorder.load();
     if (!recorder)
         return next().clock_nanosleep(clock, flags, length, left);
-    auto const milliseconds = length->tv_sec * 1000 + length->tv_nsec / 1'000'000;
+    auto const milliseconds = int64_t{length->tv_sec} * 1000 + length->tv_nsec / 1'000'000;
     recorder->add(static_cast<unsigned>(milliseconds));
     return 0;
 }

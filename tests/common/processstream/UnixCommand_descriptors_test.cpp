@@ -184,6 +184,10 @@ TEST(UnixCommandDescriptors, mayHaveNumbersBeyond1024)
 TEST(UnixCommandDescriptors, areAllGivenBackWhereTheHostHasNoMore)
 {
     EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+        // The sanitizers look through a pipe at an object whose type they have not seen before.
+        {
+            UnixCommand const first("exit 0");
+        }
         auto const before = openDescriptors();
         for (rlim_t room = 0; room <= DESCRIPTORS; ++room) {
             rlimit limit{};
