@@ -18,11 +18,11 @@ class ip_address;
 /**
  * What the machine consists of.
  *
- * Errors: a query returns `bool`, writes the cause to the trace and leaves the records found until
- * then in the caller's list. Ownership: records belong to the caller through their `value_ptr`;
- * they share nothing and may outlive the object that made them. Threads: an object and its records
- * belong to one thread at a time; different objects are independent. Every query reads its sources
- * afresh.
+ * Errors: a query returns `bool`, writes the cause to the trace where it knows one, and leaves the
+ * records found until then in the caller's list. Ownership: records belong to the caller through
+ * their `value_ptr`; they share nothing and may outlive the object that made them. Threads: an
+ * object and its records belong to one thread at a time; different objects are independent. Every
+ * query reads its sources afresh.
  *
  * The order of the virtual operations is part of the binary interface.
  */
