@@ -5,26 +5,37 @@
 
 #include <cstdlib>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 namespace {
 
-sysinfo::KernelMemory readNaively(std::string const& text)
+/** What was met, in order. */
+using Figures = std::vector<std::pair<sysinfo::KernelFigure, uint64_t>>;
+
+Figures readNaively(std::string const& text)
 {
-    sysinfo::KernelMemory memory;
+    Figures figures;
+    bool hasTotal = false;
+    bool hasFree = false;
     NaiveFields fields(text);
     std::string word;
     uint64_t number = 0;
-    while (!(memory.total && memory.free)) {
+    while (!(hasTotal && hasFree)) {
         if (!fields.word(word) || !fields.number(number))
             break;
-        if (word == "MemTotal:")
-            memory.total = number;
-        if (word == "MemFree:")
-            memory.free = number;
+        if (word == "MemTotal:") {
+            hasTotal = true;
+            figures.emplace_back(sysinfo::KernelFigure::TOTAL, number);
+        }
+        if (word == "MemFree:") {
+            hasFree = true;
+            figures.emplace_back(sysinfo::KernelFigure::FREE, number);
+        }
         if (!fields.word(word))
             break;
     }
-    return memory;
+    return figures;
 }
 
 }
@@ -33,9 +44,10 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
 {
     std::string const text(reinterpret_cast<char const*>(data), size);
     std::istringstream stream(text);
-    sysinfo::KernelMemory const memory = sysinfo::readKernelMemory(stream);
-    sysinfo::KernelMemory const expected = readNaively(text);
-    if (memory.total != expected.total || memory.free != expected.free)
+    Figures figures;
+    sysinfo::readKernelMemory(stream,
+        [&](sysinfo::KernelFigure figure, uint64_t kib) { figures.emplace_back(figure, kib); });
+    if (figures != readNaively(text))
         std::abort();
     return 0;
 }

@@ -10,16 +10,15 @@ bool UNIXSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB)
     TRACE_SCOPE(
         "virtual bool sysinfo::UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
     dovrel::SourceFile file("/proc/meminfo");
-    KernelMemory const memory = readKernelMemory(file);
-    if (memory.total) {
-        totalKiB = *memory.total;
-        trace.write(3, "Total Memory: %d", totalKiB);
-    }
-    if (memory.free) {
-        freeKiB = *memory.free;
-        trace.write(3, "Free Memory: %d", freeKiB);
-    }
-    return memory.total && memory.free;
+    return readKernelMemory(file, [&](KernelFigure figure, uint64_t kib) {
+        if (figure == KernelFigure::TOTAL) {
+            totalKiB = kib;
+            trace.write(3, "Total Memory: %d", kib);
+        } else {
+            freeKiB = kib;
+            trace.write(3, "Free Memory: %d", kib);
+        }
+    });
 }
 
 }

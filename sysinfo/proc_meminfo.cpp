@@ -4,20 +4,25 @@
 
 namespace sysinfo {
 
-KernelMemory readKernelMemory(std::istream& text)
+bool readKernelMemory(
+    std::istream& text, std::function<void(KernelFigure figure, uint64_t kib)> const& met)
 {
-    KernelMemory memory;
+    bool hasTotal = false;
+    bool hasFree = false;
     std::string label;
     std::string unit;
     uint64_t number = 0;
-    while (!(memory.total && memory.free) && text >> label >> number) {
-        if (label == "MemTotal:")
-            memory.total = number;
-        else if (label == "MemFree:")
-            memory.free = number;
+    while (!(hasTotal && hasFree) && text >> label >> number) {
+        if (label == "MemTotal:") {
+            hasTotal = true;
+            met(KernelFigure::TOTAL, number);
+        } else if (label == "MemFree:") {
+            hasFree = true;
+            met(KernelFigure::FREE, number);
+        }
         text >> unit;
     }
-    return memory;
+    return hasTotal && hasFree;
 }
 
 }

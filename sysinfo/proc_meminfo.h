@@ -1,16 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <istream>
-#include <optional>
 
 namespace sysinfo {
 
-/** Two of the kernel's figures, in KiB; an absent one was not found. */
-struct KernelMemory {
-    std::optional<uint64_t> total;
-    std::optional<uint64_t> free;
-};
+enum class KernelFigure { TOTAL, FREE };
 
 /**
  * Reads "MemTotal:" and "MemFree:" out of the text of /proc/meminfo (proc(5)), of which they are
@@ -18,7 +14,11 @@ struct KernelMemory {
  *
  * Reads label, number and unit by threes until both are found; the first line that has no unit or
  * no number puts the reading out of step or ends it, as the lines further down would.
+ *
+ * @param met is told of each figure, in KiB, as it is met; where a label repeats, of each.
+ * @return whether both were found.
  */
-KernelMemory readKernelMemory(std::istream& text);
+bool readKernelMemory(
+    std::istream& text, std::function<void(KernelFigure figure, uint64_t kib)> const& met);
 
 }

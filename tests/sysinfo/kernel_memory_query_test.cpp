@@ -122,6 +122,13 @@ TEST(KernelMemoryQuery, tracesFiguresBeyond32Bits)
     EXPECT_EQ(trace.text(3), "Total Memory: 400016779264\n");
 }
 
+TEST(KernelMemoryQuery, tracesEachFigureAsItIsMet)
+{
+    CapturedTrace trace(3);
+    expectKernelsFigures("MemFree: 3 kB\nMemFree: 4 kB\nMemTotal: 7 kB\n", true, 7, 4);
+    EXPECT_EQ(trace.text(3), "Free Memory: 3\nFree Memory: 4\nTotal Memory: 7\n");
+}
+
 TEST(KernelMemoryQuery, isSilentBelowItsTraceLevel)
 {
     CapturedTrace trace(2);

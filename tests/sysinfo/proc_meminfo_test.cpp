@@ -3,28 +3,45 @@
 #include "sysinfo/proc_meminfo.h"
 #include "tests/sysinfo/pieces.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
+using ::testing::ElementsAre;
+using ::testing::Pair;
 using testkit::Pieces;
 
 namespace {
 
 using Figure = std::optional<uint64_t>;
 
-sysinfo::KernelMemory readText(std::string const& text)
+struct KernelFigures {
+    Figure total;
+    Figure free;
+};
+
+/** The figures as a host has them at the end: the last of each. */
+KernelFigures kernelFiguresOf(std::istream& text)
 {
-    std::istringstream stream(text);
-    return sysinfo::readKernelMemory(stream);
+    KernelFigures figures;
+    bool const found =
+        sysinfo::readKernelMemory(text, [&](sysinfo::KernelFigure figure, uint64_t kib) {
+            (figure == sysinfo::KernelFigure::TOTAL ? figures.total : figures.free) = kib;
+        });
+    EXPECT_EQ(found, figures.total && figures.free);
+    return figures;
 }
 
 void expectFigures(std::string const& text, Figure total, Figure free)
 {
     SCOPED_TRACE(text.substr(0, 200));
-    sysinfo::KernelMemory const memory = readText(text);
+    std::istringstream stream(text);
+    auto const memory = kernelFiguresOf(stream);
     EXPECT_EQ(memory.total, total);
     EXPECT_EQ(memory.free, free);
 }
@@ -44,7 +61,7 @@ TEST(ProcMeminfo, isReadTheSameInPiecesOfAnySize)
     for (size_t size = 1; size <= sizeof TEXT; ++size) {
         Pieces pieces(TEXT, size);
         std::istream stream(&pieces);
-        sysinfo::KernelMemory const memory = sysinfo::readKernelMemory(stream);
+        auto const memory = kernelFiguresOf(stream);
         EXPECT_EQ(memory.total, Figure(8010864)) << size;
         EXPECT_EQ(memory.free, Figure(538768)) << size;
     }
@@ -53,7 +70,7 @@ TEST(ProcMeminfo, isReadTheSameInPiecesOfAnySize)
 TEST(ProcMeminfo, isReadNoFurtherThanNeeded)
 {
     std::istringstream stream("MemTotal: 7 kB\nMemFree: 3 kB\nHugePages_Total: 0\n");
-    sysinfo::readKernelMemory(stream);
+    kernelFiguresOf(stream);
     std::string next;
     EXPECT_TRUE(stream >> next);
     EXPECT_EQ(next, "HugePages_Total:");
@@ -123,6 +140,17 @@ TEST(ProcMeminfo, takesTheLastOfTotalsThatRepeat)
     expectFigures("MemTotal: 7 kB\nMemTotal: 8 kB\nMemFree: 3 kB\nMemTotal: 9 kB\n", 8, 3);
 }
 
+TEST(ProcMeminfo, isToldAsItIsMet)
+{
+    std::istringstream stream("MemFree: 3 kB\nMemFree: 4 kB\nBuffers: 1 kB\nMemTotal: 7 kB\n");
+    std::vector<std::pair<sysinfo::KernelFigure, uint64_t>> met;
+    sysinfo::readKernelMemory(
+        stream, [&](sysinfo::KernelFigure figure, uint64_t kib) { met.emplace_back(figure, kib); });
+    EXPECT_THAT(met,
+        ElementsAre(Pair(sysinfo::KernelFigure::FREE, 3), Pair(sysinfo::KernelFigure::FREE, 4),
+            Pair(sysinfo::KernelFigure::TOTAL, 7)));
+}
+
 TEST(ProcMeminfo, mayHaveBlankLinesAndCarriageReturns)
 {
     expectFigures("\r\n\n \t\r\nMemTotal:\t7 kB\r\n\r\n\nMemFree: 3 kB\r\n", 7, 3);
@@ -154,7 +182,7 @@ TEST(ProcMeminfo, tellsWhatCameBeforeTheSourceBroke)
 {
     Pieces pieces("MemTotal: 7 kB\nMemFr", 4, Pieces::BREAKS);
     std::istream stream(&pieces);
-    sysinfo::KernelMemory const memory = sysinfo::readKernelMemory(stream);
+    auto const memory = kernelFiguresOf(stream);
     EXPECT_EQ(memory.total, Figure(7));
     EXPECT_EQ(memory.free, Figure());
 }
@@ -163,7 +191,7 @@ TEST(ProcMeminfo, findsNothingInAStreamThatHasFailed)
 {
     std::istringstream stream(TEXT);
     stream.setstate(std::ios_base::failbit);
-    sysinfo::KernelMemory const memory = sysinfo::readKernelMemory(stream);
+    auto const memory = kernelFiguresOf(stream);
     EXPECT_FALSE(memory.total);
     EXPECT_FALSE(memory.free);
 }
