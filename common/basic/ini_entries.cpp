@@ -9,6 +9,7 @@
 #include <cwctype>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace dovrel {
 
@@ -51,23 +52,31 @@ std::string packed(std::string_view narrow)
     return out;
 }
 
-string unpacked(std::string_view bytes)
-{
-    std::array<wchar_t, 64> room;
-    std::wstring largeRoom;
-    if (bytes.size() > room.size())
-        largeRoom.resize(bytes.size());
-    wchar_t* const text = largeRoom.empty() ? room.data() : largeRoom.data();
-    size_t length = 0;
-    if (ascii_text::isAscii(bytes.data(), bytes.size())) {
-        length = bytes.size();
-        ascii_text::widen(bytes.data(), length, text);
-    } else {
-        while (!bytes.empty())
-            text[length++] = static_cast<wchar_t>(unpack(bytes));
+/** The text that was packed, written where it stays. */
+class Unpacked : public string {
+public:
+    explicit Unpacked(std::string_view bytes)
+    {
+        bool const ascii = ascii_text::isAscii(bytes.data(), bytes.size());
+        auto const length =
+            static_cast<unsigned>(ascii ? bytes.size() : bytes.size() - continuations(bytes));
+        wchar_t* text = makeRoom(length);
+        if (ascii)
+            ascii_text::widen(bytes.data(), length, text);
+        else
+            while (!bytes.empty())
+                *text++ = static_cast<wchar_t>(unpack(bytes));
+        finish(length);
     }
-    return string(text, static_cast<unsigned>(length));
-}
+
+private:
+    /** The bytes that only carry a character on. */
+    static size_t continuations(std::string_view bytes)
+    {
+        return static_cast<size_t>(std::count_if(bytes.begin(), bytes.end(),
+            [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }));
+    }
+};
 
 uint32_t towlower(uint32_t code)
 {
@@ -87,19 +96,18 @@ IniEntries::IniEntries() : m_lower{}, m_asciiStaysAscii(true)
     }
 }
 
-std::string IniEntries::folded(string const& text) const
+std::string_view IniEntries::folded(string const& text, FoldRoom& room) const
 {
     wchar_t const* const wide = text.c_str();
-    std::string fold;
-    if (m_asciiStaysAscii && ascii_text::isAscii(wide, text.length())) {
-        fold.resize(text.length());
-        for (size_t i = 0; i < fold.size(); ++i)
-            fold[i] = m_lower[static_cast<size_t>(wide[i])];
-    } else {
-        for (wchar_t const* at = wide; *at; ++at)
-            pack(towlower(static_cast<uint32_t>(*at)), fold);
+    size_t const length = text.length();
+    if (m_asciiStaysAscii && length <= room.near.size() && ascii_text::isAscii(wide, length)) {
+        for (size_t i = 0; i < length; ++i)
+            room.near[i] = m_lower[static_cast<size_t>(wide[i])];
+        return {room.near.data(), length};
     }
-    return fold;
+    for (wchar_t const* at = wide; *at; ++at)
+        pack(towlower(static_cast<uint32_t>(*at)), room.far);
+    return room.far;
 }
 
 void IniEntries::add(std::string_view section, std::string_view key, std::string_view value)
@@ -157,7 +165,8 @@ IniEntries::Packed IniEntries::append(std::string_view bytes)
     return where;
 }
 
-void IniEntries::rankSections()
+// Ranks follow the order of the names; names that differ in case only have one.
+uint32_t IniEntries::rankSections()
 {
     std::vector<uint32_t> order(m_sections.size());
     for (uint32_t i = 0; i < order.size(); ++i)
@@ -165,83 +174,101 @@ void IniEntries::rankSections()
     std::sort(order.begin(), order.end(), [this](uint32_t a, uint32_t b) {
         return bytes(m_sections[a].folded) < bytes(m_sections[b].folded);
     });
-    uint32_t rank = 0;
+    uint32_t ranks = 0;
     for (size_t i = 0; i < order.size(); ++i) {
         Section& section = m_sections[order[i]];
-        if (i > 0 && bytes(m_sections[order[i - 1]].folded) != bytes(section.folded))
-            ++rank;
-        section.rank = rank;
+        if (i == 0 || bytes(m_sections[order[i - 1]].folded) != bytes(section.folded))
+            ++ranks;
+        section.rank = ranks - 1;
     }
+    return ranks;
 }
 
+// Each rank's entries go where those of all lower ranks end, in the order in which they came.
+void IniEntries::bringSectionsTogether(uint32_t ranks)
+{
+    m_order.assign(ranks, {});
+    for (Entry const& entry : m_entries)
+        ++m_order[m_sections[entry.section].rank].entries.last;
+    size_t end = 0;
+    for (OrderedSection& section : m_order) {
+        section.entries.first = end;
+        end += section.entries.last;
+        section.entries.last = section.entries.first;
+    }
+    std::vector<Entry> together(m_entries.size());
+    for (Entry const& entry : m_entries) {
+        Section const& section = m_sections[entry.section];
+        OrderedSection& ordered = m_order[section.rank];
+        ordered.folded = section.folded;
+        together[ordered.entries.last++] = entry;
+    }
+    m_entries = std::move(together);
+}
+
+// Sections first: the keys of one are few and stand together, where the sum of all does not fit
+// into a processor's cache.
 void IniEntries::sort()
 {
-    rankSections();
-    auto const rank = [this](Entry const& entry) { return m_sections[entry.section].rank; };
-    std::stable_sort(m_entries.begin(), m_entries.end(), [&](Entry const& a, Entry const& b) {
-        if (rank(a) != rank(b))
-            return rank(a) < rank(b);
-        return bytes(a.folded) < bytes(b.folded);
-    });
-    auto const same = [&](Entry const& a, Entry const& b) {
-        return rank(a) == rank(b) && bytes(a.folded) == bytes(b.folded);
-    };
-    m_entries.erase(std::unique(m_entries.begin(), m_entries.end(), same), m_entries.end());
+    bringSectionsTogether(rankSections());
+    auto const begin = m_entries.begin();
+    auto kept = begin;
+    for (OrderedSection& section : m_order) {
+        auto const first = begin + static_cast<ptrdiff_t>(section.entries.first);
+        auto const last = begin + static_cast<ptrdiff_t>(section.entries.last);
+        std::stable_sort(first, last,
+            [this](Entry const& a, Entry const& b) { return bytes(a.folded) < bytes(b.folded); });
+        auto const end = std::unique(first, last,
+            [this](Entry const& a, Entry const& b) { return bytes(a.folded) == bytes(b.folded); });
+        section.entries.first = static_cast<size_t>(kept - begin);
+        kept = kept == first ? end : std::move(first, end, kept);
+        section.entries.last = static_cast<size_t>(kept - begin);
+    }
+    m_entries.erase(kept, m_entries.end());
     m_entries.shrink_to_fit();
     m_bytes.shrink_to_fit();
     m_lastSection.clear();
+}
 
-    m_order.clear();
-    for (size_t i = 0; i < m_entries.size(); ++i) {
-        if (i == 0 || rank(m_entries[i]) != rank(m_entries[i - 1]))
-            m_order.push_back({m_sections[m_entries[i].section].folded, {i, i}});
-        m_order.back().entries.last = i + 1;
+template <class Ordered> size_t IniEntries::findName(
+    std::vector<Ordered> const& all, Range range, std::string_view name) const noexcept
+{
+    while (range.first != range.last) {
+        size_t const middle = range.first + (range.last - range.first) / 2;
+        int const order = bytes(all[middle].folded).compare(name);
+        if (order == 0)
+            return middle;
+        (order < 0 ? range.first : range.last) = order < 0 ? middle + 1 : middle;
     }
+    return NONE;
 }
 
 IniEntries::Range IniEntries::findSection(string const& section) const
 {
-    std::string const name = folded(section);
-    auto const at = std::lower_bound(m_order.begin(), m_order.end(), name,
-        [this](OrderedSection const& one, std::string const& other) {
-            return bytes(one.folded) < other;
-        });
-    if (at == m_order.end() || bytes(at->folded) != name)
-        return {0, 0};
-    return at->entries;
+    FoldRoom room;
+    size_t const at = findName(m_order, {0, m_order.size()}, folded(section, room));
+    return at == NONE ? Range{0, 0} : m_order[at].entries;
 }
 
 size_t IniEntries::find(string const& section, string const& key) const
 {
-    Range const range = findSection(section);
-    std::string const name = folded(key);
-    auto const first = m_entries.begin() + static_cast<ptrdiff_t>(range.first);
-    auto const last = m_entries.begin() + static_cast<ptrdiff_t>(range.last);
-    auto const at = std::lower_bound(first, last, name,
-        [this](Entry const& one, std::string const& other) { return bytes(one.folded) < other; });
-    if (at == last || bytes(at->folded) != name)
-        return NONE;
-    return static_cast<size_t>(at - m_entries.begin());
-}
-
-std::string_view IniEntries::bytes(Packed text) const noexcept
-{
-    return {m_bytes.data() + text.offset, text.length};
+    FoldRoom room;
+    return findName(m_entries, findSection(section), folded(key, room));
 }
 
 string IniEntries::section(size_t entry) const
 {
-    return unpacked(bytes(m_sections[m_entries[entry].section].written));
+    return Unpacked(bytes(m_sections[m_entries[entry].section].written));
 }
 
 string IniEntries::key(size_t entry) const
 {
-    return unpacked(bytes(m_entries[entry].key));
+    return Unpacked(bytes(m_entries[entry].key));
 }
 
 string IniEntries::value(size_t entry) const
 {
-    return unpacked(bytes(m_entries[entry].value));
+    return Unpacked(bytes(m_entries[entry].value));
 }
 
 }

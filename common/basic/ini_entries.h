@@ -70,14 +70,26 @@ private:
         Packed folded;
         Range entries;
     };
+    /** Where a text that is looked for is folded: most are short, and need no heap. */
+    struct FoldRoom {
+        std::array<char, 64> near;
+        std::string far;
+    };
 
     Packed store(std::string_view text);
     Packed storeFolded(Packed written);
     Packed append(std::string_view bytes);
     void addSection(std::string_view name);
-    void rankSections();
-    std::string folded(string const& text) const;
-    std::string_view bytes(Packed text) const noexcept;
+    uint32_t rankSections();
+    void bringSectionsTogether(uint32_t ranks);
+    std::string_view folded(string const& text, FoldRoom& room) const;
+    /** @return which of those in the range has that folded name, or `NONE`. */
+    template <class Ordered> size_t findName(
+        std::vector<Ordered> const& all, Range range, std::string_view name) const noexcept;
+    std::string_view bytes(Packed text) const noexcept
+    {
+        return {m_bytes.data() + text.offset, text.length};
+    }
 
     std::string m_bytes;
     std::vector<Section> m_sections;
