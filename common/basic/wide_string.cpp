@@ -70,9 +70,9 @@ basic_string::basic_string(basic_string const& other)
     }
 }
 
-basic_string::basic_string(basic_string&& other) noexcept : basic_string()
+basic_string::basic_string(basic_string&& other) noexcept
 {
-    swap(other);
+    take(other);
 }
 
 basic_string& basic_string::operator=(basic_string const& other)
@@ -84,10 +84,13 @@ basic_string& basic_string::operator=(basic_string const& other)
 
 basic_string& basic_string::operator=(basic_string&& other) noexcept
 {
-    if (this != &other) {
-        basic_string former;
-        former.swap(*this);
-        swap(other);
+    if (this == &other)
+        return *this;
+    if (other.m_length <= m_capacity) {
+        store(other.c_str(), other.m_length); // The block that is here stays, as for a copy.
+    } else {
+        delete[] m_heap;
+        take(other);
     }
     return *this;
 }
@@ -149,6 +152,15 @@ void basic_string::finish(unsigned length) noexcept
         m_small[0] = L'\0';
         m_heap[length] = L'\0';
     }
+}
+
+void basic_string::take(basic_string& other) noexcept
+{
+    std::memcpy(m_small, other.m_small, sizeof m_small);
+    other.m_small[0] = L'\0';
+    m_heap = std::exchange(other.m_heap, nullptr);
+    m_length = std::exchange(other.m_length, 0);
+    m_capacity = std::exchange(other.m_capacity, 0);
 }
 
 basic_string& basic_string::operator+=(basic_string const& other)
@@ -239,8 +251,7 @@ string::string(wchar_t const* text, unsigned count) : basic_string(text, count)
 
 string::string(char const* text, unsigned count)
 {
-    if (text)
-        storeNarrow(text, std::min<size_t>({std::strlen(text), count, LONGEST}));
+    storeNarrow(text, count);
 }
 
 string::string(std::string const& text) : string(text.c_str())
@@ -263,20 +274,23 @@ string& string::operator=(wchar_t const* text)
 
 string& string::operator=(char const* text)
 {
-    return *this = string(text);
+    storeNarrow(text, WHOLE_TEXT);
+    m_narrow.reset();
+    return *this;
 }
 
 string& string::operator=(std::string const& text)
 {
-    return *this = string(text);
+    return *this = text.c_str();
 }
 
-void string::storeNarrow(char const* text, size_t length)
+void string::storeNarrow(char const* text, unsigned count)
 {
+    size_t const length = text ? std::min<size_t>({std::strlen(text), count, LONGEST}) : 0;
     if (ascii_text::isAscii(text, length) && ascii_text::isLocalesOwn()) {
-        auto const count = static_cast<unsigned>(length);
-        ascii_text::widen(text, count, makeRoom(count));
-        finish(count);
+        auto const characters = static_cast<unsigned>(length);
+        ascii_text::widen(text, characters, makeRoom(characters));
+        finish(characters);
         return;
     }
     // Seven characters take no more bytes than this in any encoding, and must not allocate.
@@ -293,10 +307,11 @@ void string::storeNarrow(char const* text, size_t length)
         std::wmemset(wide, L'?', length);
         converted = length;
     }
-    if (heapRoom)
-        adopt(std::move(heapRoom), static_cast<unsigned>(converted));
+    auto const characters = static_cast<unsigned>(converted);
+    if (heapRoom && characters > capacity())
+        adopt(std::move(heapRoom), characters);
     else
-        store(wide, static_cast<unsigned>(converted));
+        store(wide, characters);
 }
 
 string::operator char const*() const

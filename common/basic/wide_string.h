@@ -102,6 +102,9 @@ private:
     // A kept heap block holds the text only while the small buffer is empty.
     bool usesHeap() const noexcept { return m_heap && m_small[0] == L'\0'; }
 
+    /** Takes over what @p other holds and leaves it empty; frees nothing of this object's own. */
+    void take(basic_string& other) noexcept;
+
     wchar_t m_small[SMALL_BUFFER_SIZE];
     wchar_t* m_heap;
     unsigned m_length;
@@ -183,8 +186,8 @@ public:
     void swap(string& other) noexcept;
 
 private:
-    /** Stores up to @p length bytes' worth of characters of a text that has so many at least. */
-    void storeNarrow(char const* text, size_t length);
+    /** Stores the characters of the text, of its first @p count bytes at most; null is empty. */
+    void storeNarrow(char const* text, unsigned count);
 
     mutable basic_char_string m_narrow;
 };

@@ -1,10 +1,12 @@
 #include "common/basic/wide_string.h"
+#include "tests/common/basic/locale_scope.h"
 #include "tests/common/basic/string_fields.h"
 #include "tests/support/allocation_counter.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 using dovrel::string;
 using testkit::AllocationCounter;
@@ -88,6 +90,46 @@ TEST(StringStorage, keepsItsHeapBlockForLaterTexts)
     EXPECT_STREQ(text.c_str(), L"twenty CHARACTERS 20");
     EXPECT_EQ(counter.calls(), 0U);
     EXPECT_EQ(counter.liveBlocks(), 0);
+}
+
+TEST(StringStorage, keepsItsHeapBlockWhateverKindOfTextIsAssigned)
+{
+    string text(L"twenty characters 20");
+    wchar_t const* const block = text.c_str();
+    std::string const standard("fifteen-letters");
+    string shortSource(L"abc");
+    string longSource(L"sixteen letters!");
+    AllocationCounter const counter;
+
+    text = "abc";
+    EXPECT_EQ(text.capacity(), 20U);
+    text = "fifteen letters";
+    EXPECT_EQ(text.c_str(), block);
+    EXPECT_STREQ(text.c_str(), L"fifteen letters");
+    text = standard;
+    EXPECT_EQ(text.c_str(), block);
+    EXPECT_STREQ(text.c_str(), L"fifteen-letters");
+    text = std::move(shortSource);
+    EXPECT_EQ(text.capacity(), 20U);
+    EXPECT_STREQ(text.c_str(), L"abc");
+    text = std::move(longSource);
+    EXPECT_EQ(text.c_str(), block);
+    EXPECT_STREQ(text.c_str(), L"sixteen letters!");
+    EXPECT_EQ(counter.calls(), 0U);
+}
+
+TEST(StringStorage, keepsItsHeapBlockForTextsThatAreConverted)
+{
+    LocaleScope const locale("C.UTF-8");
+    string text(std::wstring(200, L'x').c_str());
+    wchar_t const* const block = text.c_str();
+    std::string euros;
+    while (euros.size() < 3 * 150)
+        euros += "\xE2\x82\xAC";
+    text = euros;
+    EXPECT_EQ(text.c_str(), block);
+    EXPECT_EQ(text.capacity(), 200U);
+    EXPECT_EQ(text.c_str(), std::wstring(150, L'\u20AC'));
 }
 
 TEST(StringStorage, isEmptyAgainAfterALongTextWithoutGivingTheBlockBack)
