@@ -17,9 +17,9 @@ constexpr double SHORTEST_INTERVAL = 0.1;
 constexpr char const* WATCH_HELP = "Follow the recovery, looking every SECONDS (1):\n"
                                    "a bar on a terminal, else a line a change;\n"
                                    "waits for one to start; ends when the state is idle\n"
-                                   "again, the end of the recovery is written, the end\n"
-                                   "of the restore is written at 100 percent, or the\n"
-                                   "status file is gone; or with Ctrl-C, status 130";
+                                   "again, the end of the recovery is written, nothing\n"
+                                   "follows a restore that ended with 100 percent, or\n"
+                                   "the status file is gone; Ctrl-C: status 130";
 
 Json documentOf(RecoveryAnswer const& answer)
 {

@@ -5,12 +5,15 @@
 #include <sysinfo/SystemInformation.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <ctime>
+#include <fcntl.h>
 #include <limits>
 #include <locale>
 #include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace app {
@@ -21,6 +24,9 @@ constexpr char const* SUBJECT = "the recovery";
 
 /** Without it the library has nothing to tell, and says only that it has not. */
 constexpr char const* STATUS_FILE = "/etc/dovrel/status.ini";
+
+/** A percentage that the engine tells is in here. */
+constexpr char const* PERCENT_FILE = "/tmp/percent";
 
 enum Operation : int32_t { IDLE = 1000, RESTORE = 5000, FINAL_SYNC = 5500 };
 
@@ -101,17 +107,40 @@ int64_t halfShare(int64_t done, int64_t total)
     return std::clamp(done, -LARGEST, LARGEST) * WEIGHT / (total == 0 ? 1 : total);
 }
 
+/** @return the percentage that the engine tells, where it tells one. The library takes it for its
+ * own and does not say so. */
+std::optional<unsigned> enginesPercent()
+{
+    // Anybody may have put anything there, a pipe that would block among it.
+    int const file = open(PERCENT_FILE, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (file == -1)
+        return std::nullopt;
+    struct stat status { };
+    std::array<char, 32> text;
+    ssize_t const length = fstat(file, &status) == 0 && S_ISREG(status.st_mode)
+        ? read(file, text.data(), text.size())
+        : 0;
+    close(file);
+    std::istringstream words(
+        std::string(text.data(), static_cast<size_t>(std::max<ssize_t>(length, 0))));
+    words.imbue(std::locale::classic());
+    unsigned percent = 0;
+    return words >> percent ? std::optional(percent) : std::nullopt;
+}
+
 /** The percentage of missing counters is one in name only: without any it is 100. One that differs
- * from it has been told by the engine. */
+ * from it, or that stands in the engine's own file, has been told by the engine. */
 std::optional<unsigned> knownPercent(unsigned percent, Counters const& counters)
 {
     bool const counted = counters.filesTotal >= 0 && counters.filesDone >= 0
         && counters.bytesTotal >= 0 && counters.bytesDone >= 0;
+    if (counted)
+        return percent;
     int64_t const computed = halfShare(counters.filesDone, counters.filesTotal)
         + halfShare(counters.bytesDone, counters.bytesTotal);
-    if (percent > 100 || (!counted && computed == int64_t{percent}))
+    if (computed == int64_t{percent} && enginesPercent() != percent)
         return std::nullopt;
-    return percent;
+    return percent <= 100 ? std::optional(percent) : std::nullopt;
 }
 
 /** @param earliest, latest when the library was asked, for it gives the end of a restore that runs
@@ -179,15 +208,21 @@ RecoveryPhase Recovery::phase() const
     return operation == FINAL_SYNC ? RecoveryPhase::FINAL_SYNC : RecoveryPhase::LATER;
 }
 
-bool Recovery::isOver() const
+bool Recovery::isOver(int64_t now) const
 {
     if (phase() == RecoveryPhase::IDLE)
         return true;
     // An end before the start is that of the recovery before this one.
     if (recoverEnd && (!recoverStart || *recoverEnd >= *recoverStart))
         return true;
-    return restoreEnd && (!restoreStart || *restoreEnd >= *restoreStart)
-        && percent.value_or(100) == 100;
+    bool const restored = restoreEnd && (!restoreStart || *restoreEnd >= *restoreStart)
+        && percent.value_or(100) >= 100;
+    if (!restored || phase() == RecoveryPhase::LATER)
+        return false;
+    // The engine goes on to a later operation at once, if it does. An end to come is that of
+    // another clock.
+    constexpr int64_t SETTLED_SECONDS = 3;
+    return now < *restoreEnd || now - *restoreEnd >= SETTLED_SECONDS;
 }
 
 std::optional<std::chrono::seconds> Recovery::timeLeft(int64_t now) const
@@ -198,7 +233,7 @@ std::optional<std::chrono::seconds> Recovery::timeLeft(int64_t now) const
     if (megabytesDone && megabytesTotal && *megabytesDone > 0 && *megabytesTotal >= *megabytesDone)
         return std::chrono::seconds(
             elapsed * (int64_t{*megabytesTotal} - *megabytesDone) / *megabytesDone);
-    if (percent && *percent > 0)
+    if (percent && *percent > 0 && *percent <= 100)
         return std::chrono::seconds(elapsed * (100 - *percent) / *percent);
     return std::nullopt;
 }

@@ -29,8 +29,11 @@ struct Recovery {
 
     RecoveryPhase phase() const;
 
-    /** @return true where nothing more is to come: idle, recovered, or restored to 100 percent. */
-    bool isOver() const;
+    /**
+     * @return true where nothing more is to come at @p now: idle, recovered, or restored as a whole
+     * some seconds ago without a later operation, for an engine that writes no end of the recovery.
+     */
+    bool isOver(int64_t now) const;
 
     /** @return what the restore still takes if it goes on as it went so far. */
     std::optional<std::chrono::seconds> timeLeft(int64_t now) const;

@@ -6,15 +6,19 @@
 #include "app/standard_streams.h"
 
 #include <cstring>
+#include <ctime>
+#include <optional>
 #include <unistd.h>
 
 namespace app {
 
 namespace {
 
-/** Looks that may find nothing while the engine writes its file anew. */
-constexpr unsigned LOOKS_UNTIL_GONE = 2;
-constexpr unsigned LOOKS_UNTIL_UNREADABLE = 5;
+using Clock = std::chrono::steady_clock;
+
+/** How long looks may find nothing while the engine writes its file anew. */
+constexpr auto GONE_AFTER = std::chrono::seconds(1);
+constexpr auto UNREADABLE_AFTER = std::chrono::seconds(4);
 
 enum class Course { GOES_ON, OVER, UNREADABLE };
 
@@ -31,33 +35,31 @@ ViewKind wantedView(Settings const& settings)
 class Watch {
 public:
     /** @return whether the answer tells something to show. */
-    bool isNews(RecoveryAnswer const& answer)
+    bool isNews(RecoveryAnswer const& answer, Clock::time_point now)
     {
         m_course = Course::GOES_ON;
         if (answer.recovery) {
-            m_looksInVain = 0;
+            m_inVainSince.reset();
             m_cause.clear();
             // An idle engine may be about to start; any other state is a recovery.
             m_seen = m_seen || answer.recovery->phase() != RecoveryPhase::IDLE;
-            if (m_seen && answer.recovery->isOver())
+            if (m_seen && answer.recovery->isOver(std::time(nullptr)))
                 m_course = Course::OVER;
             return true;
         }
-        ++m_looksInVain;
+        if (answer.missing && !m_seen) {
+            m_inVainSince.reset();
+            return true;
+        }
+        if (!m_inVainSince)
+            m_inVainSince = now;
         // The library names the same cause only once.
         if (!answer.cause.empty())
             m_cause = answer.cause;
-        if (!answer.missing) {
-            if (m_looksInVain >= LOOKS_UNTIL_UNREADABLE)
-                m_course = Course::UNREADABLE;
+        if (now - *m_inVainSince < (answer.missing ? GONE_AFTER : UNREADABLE_AFTER))
             return false;
-        }
-        if (m_seen && m_looksInVain < LOOKS_UNTIL_GONE)
-            return false;
-        if (m_seen)
-            m_course = Course::OVER;
-        m_looksInVain = 0;
-        return true;
+        m_course = answer.missing ? Course::OVER : Course::UNREADABLE;
+        return answer.missing;
     }
 
     Course course() const { return m_course; }
@@ -66,12 +68,11 @@ public:
 private:
     Course m_course = Course::GOES_ON;
     bool m_seen = false;
-    unsigned m_looksInVain = 0; // Since the last one that told something.
+    std::optional<Clock::time_point> m_inVainSince; // The first look that told nothing.
     std::string m_cause;
 };
 
-ExitStatus followWith(
-    RecoveryView& view, Session& session, std::chrono::steady_clock::duration interval, int& error)
+ExitStatus followWith(RecoveryView& view, Session& session, Clock::duration interval, int& error)
 {
     StopSignals const signals;
     Watch watch;
@@ -79,7 +80,7 @@ ExitStatus followWith(
         RecoveryAnswer answer;
         if (!pollRecovery(session, answer))
             return EXIT_STATUS_QUERY_FAILED;
-        if (watch.isNews(answer))
+        if (watch.isNews(answer, Clock::now()))
             error = view.show(answer.recovery);
         if (error != 0)
             return EXIT_STATUS_OUTPUT;

@@ -247,12 +247,21 @@ TEST(Recovery, ofNoBytesIsKnownToHaveNone)
     EXPECT_EQ(told.at("percent"), 12);
 }
 
-TEST(Recovery, ofMoreThanAllHasNoPercentage)
+TEST(Recovery, withoutCountersIsAllDoneWhereTheEngineSaysSo)
+{
+    RecoveryMachine machine;
+    machine.status("[Main]\nStatus=5000\n");
+    machine.percent("100\n");
+
+    EXPECT_EQ(recoveryOn(machine).at("percent"), 100);
+}
+
+TEST(Recovery, ofMoreThanAllHasMoreThan100Percent)
 {
     RecoveryMachine machine;
     machine.status(RecoveryMachine::restore("5000", TIMES, 300, 1500));
 
-    EXPECT_TRUE(recoveryOn(machine).at("percent").is_null());
+    EXPECT_EQ(recoveryOn(machine).at("percent"), 150);
 }
 
 TEST(Recovery, thatHasNotBeenStartedIsASentenceAndAStatusOfItsOwn)

@@ -125,15 +125,49 @@ TEST(RecoveryTimeLeft, doesNotOverflow)
     EXPECT_THAT(recovery.timeLeft(2'000'000'001), Optional(seconds(7'999'999'998'000'000'000)));
 }
 
-TEST(RecoveryEnd, isTheEndOfTheRestoreOnlyWhenAllIsThere)
+TEST(RecoveryTimeLeft, isUnknownWhereMoreIsDoneThanThereWas)
 {
     Recovery recovery = halfRestored();
+    recovery.megabytesDone = *recovery.megabytesTotal + 1;
+    recovery.percent = 104;
+
+    EXPECT_EQ(recovery.timeLeft(START + 100), std::nullopt);
+}
+
+TEST(RecoveryEnd, isTheEndOfTheRestoreOnlyWhenAllIsThere)
+{
+    constexpr int64_t LATER = START + 100;
+    Recovery recovery = halfRestored();
     recovery.restoreEnd = START + 50;
-    EXPECT_FALSE(recovery.isOver());
+    EXPECT_FALSE(recovery.isOver(LATER));
     recovery.percent = 100;
-    EXPECT_TRUE(recovery.isOver());
+    EXPECT_TRUE(recovery.isOver(LATER));
+    recovery.percent = 104;
+    EXPECT_TRUE(recovery.isOver(LATER));
     recovery.percent = std::nullopt;
-    EXPECT_TRUE(recovery.isOver());
+    EXPECT_TRUE(recovery.isOver(LATER));
     recovery.restoreEnd = std::nullopt;
-    EXPECT_FALSE(recovery.isOver());
+    EXPECT_FALSE(recovery.isOver(LATER));
+}
+
+TEST(RecoveryEnd, isNotTheEndOfARestoreThatALaterOperationFollows)
+{
+    Recovery recovery = halfRestored();
+    recovery.percent = 100;
+    recovery.restoreEnd = START + 50;
+    recovery.operation = 6000;
+    EXPECT_FALSE(recovery.isOver(START + 1000));
+    recovery.recoverEnd = START + 900;
+    EXPECT_TRUE(recovery.isOver(START + 1000));
+}
+
+TEST(RecoveryEnd, leavesTheEngineTimeToGoOnAfterTheRestore)
+{
+    Recovery recovery = halfRestored();
+    recovery.percent = 100;
+    recovery.restoreEnd = START + 50;
+    EXPECT_FALSE(recovery.isOver(START + 50));
+    EXPECT_FALSE(recovery.isOver(START + 52));
+    EXPECT_TRUE(recovery.isOver(START + 53));
+    EXPECT_TRUE(recovery.isOver(START + 49)) << "the clock was set back";
 }

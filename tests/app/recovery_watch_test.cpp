@@ -10,6 +10,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <thread>
 #include <tuple>
 
 using app_test::engineTime;
@@ -298,6 +299,39 @@ TEST(RecoveryWatch, goesOnAfterTheEndOfAnEarlierOne)
     program.waitFor("100 %");
     machine.status(RecoveryMachine::restore("5001", times, 200, 1000));
     program.waitFor("later");
+    machine.status(IDLE);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+}
+
+TEST(RecoveryWatch, followsTheOperationsBehindTheRestore)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}));
+    program.waitFor("37 %");
+    std::string const times =
+        "RestoreStart=" + engineTime(-100) + "\nRestoreEnd=" + engineTime(-1) + "\n";
+    machine.status(RecoveryMachine::restore("5000", times, 200, 1000));
+    program.waitFor("100 %");
+    machine.status(RecoveryMachine::restore("6000", times, 200, 1000));
+    program.waitFor("later operation 6000");
+    machine.status(IDLE);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+}
+
+TEST(RecoveryWatch, survivesAFileThatIsAwayForAMoment)
+{
+    RecoveryMachine const machine;
+    machine.status(restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1", "--trace", "1"}), 80);
+    program.waitFor("37 %");
+    machine.removeStatus();
+    program.waitFor("trace 1: Failed to open");
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    machine.status(restore(60, 600));
+    program.waitFor("45 %");
     machine.status(IDLE);
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
