@@ -1,6 +1,7 @@
 // Disks as the kernel really makes them: where this process may have loop devices, it brings two,
-// and a /dev and a /proc/partitions that show them as disks. It needs user 0 of the machine itself,
-// so it cannot live in the test kit's machine.
+// and a /dev and a /proc/partitions that show them as disks; and where there is device-mapper, too,
+// a logical volume on one of them. It needs user 0 of the machine itself, so it cannot live in the
+// test kit's machine.
 
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/SystemFailure.h"
@@ -10,21 +11,25 @@
 
 #include <boost/filesystem.hpp>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -33,13 +38,10 @@ using sysinfo::SystemInformation;
 
 namespace {
 
-constexpr uint64_t SIZE = 16 * 1024 * 1024;
+constexpr uint64_t SIZE = uint64_t{16} * 1024 * 1024;
 
 std::unique_ptr<LoopDevice> small; // Sectors of 512 bytes.
 std::unique_ptr<LoopDevice> large; // Of 4,096.
-
-/** The disks of the machine's own volumes, by path, as they were found before /dev was replaced. */
-std::vector<std::pair<std::string, std::set<std::string>>> volumes;
 
 std::string text(dovrel::string const& value)
 {
@@ -67,7 +69,7 @@ void makeDevices()
     large = std::make_unique<LoopDevice>(SIZE, 4096);
 }
 
-/** Gives this process a /dev with nothing but the two, by names that do not end in a digit, and a
+/** Gives this process a /dev with no disks but the two, by names that do not end in a digit, and a
  * table that lists them with the kernel's figures. */
 void showDevices()
 {
@@ -79,6 +81,9 @@ void showDevices()
     if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
         || ::mount("loop-devices-test", "/dev", "tmpfs", 0, "mode=0755") != 0)
         testkit::fail("mount", "/dev");
+    if (::mknod("/dev/null", S_IFCHR | 0666, makedev(1, 3)) != 0
+        || ::mknod("/dev/urandom", S_IFCHR | 0444, makedev(1, 9)) != 0)
+        testkit::fail("mknod", "/dev/null");
     small->makeNode("/dev/loopa");
     large->makeNode("/dev/loopb");
     fs::create_directories("/dev/disk/by-id");
@@ -88,28 +93,144 @@ void showDevices()
         testkit::fail("mount", "/proc/partitions");
 }
 
-/** Looks at the real /dev/mapper, which is only read. */
-void findVolumes()
+bool runs(std::string const& command)
 {
-    std::error_code none;
-    for (auto const& entry : fs::directory_iterator("/dev/mapper", none)) {
-        fs::path const node = fs::canonical(entry.path(), none);
-        if (node.string().rfind("/dev/dm-", 0) == 0)
-            volumes.emplace_back(
-                entry.path().string(), sysinfo::getRootDevices(node.string().c_str()));
-    }
-    if (volumes.empty())
-        std::puts("note: no logical volumes here; the tests' own pvdisplay speaks for them");
+    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-/** @return whether the device carries a filesystem now, mounted on /dev/data. */
-bool mountFilesystem()
+std::string contentsOf(char const* path)
 {
-    fs::create_directories("/dev/data");
-    return std::system("PATH=/sbin:/usr/sbin:/bin:/usr/bin mke2fs -q -F -b 4096 /dev/loopb "
-                       ">/dev/mke2fs.log 2>&1")
-        == 0
-        && ::mount("/dev/loopb", "/dev/data", "ext4", 0, nullptr) == 0;
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/** @throws std::runtime_error with what the tool said. */
+void run(std::string const& command)
+{
+    if (std::system(("{ " + command + "; } >/dev/tool.log 2>&1").c_str()) != 0)
+        throw std::runtime_error(command + ": " + contentsOf("/dev/tool.log"));
+}
+
+/** Looks into the machine's own /dev. @return why there can be no logical volume, or nothing. */
+std::string obstacleToVolumes()
+{
+    int const control = ::open("/dev/mapper/control", O_RDWR | O_CLOEXEC);
+    int const code = errno;
+    if (control >= 0)
+        ::close(control);
+    else if (code != EACCES && code != EPERM)
+        return "there is no device-mapper";
+    if (control < 0 || ::geteuid() != 0)
+        return "only user 0 may use device-mapper";
+    if (!runs("lvm version") || !runs("dmsetup --version"))
+        return "the tools of LVM are missing";
+    return {};
+}
+
+/** A real logical volume that takes up a disk, with the names that udev(7) would give it. Like the
+ * loop devices it goes away with its last descriptor, however this process ends. */
+class LogicalVolume : dovrel::noncopyable_::noncopyable {
+public:
+    /** Needs a /dev of this process's own. @throws std::exception */
+    explicit LogicalVolume(std::string const& disk);
+    ~LogicalVolume() { ::close(m_device); }
+
+    std::string const& group() const { return m_group; }
+    std::string path() const { return "/dev/mapper/" + m_group + "-all"; }
+    std::string const& node() const { return m_node; }
+
+private:
+    std::string m_group = "dovrel" + std::to_string(::getpid());
+    std::string m_node; // "/dev/dm-0"
+    int m_device = -1;
+};
+
+/** Lets LVM see nothing but one disk, and neither ask nor wait for udev, which works on another
+ * /dev than this process's. What pvdisplay tells goes into /dev/pvdisplay.log, too. */
+void confineVolumeTools(std::string const& disk)
+{
+    std::string const onlyDisk = "[ \"a|^" + disk + "$|\", \"r|.*|\" ]\n";
+    fs::create_directories("/dev/lvm");
+    std::ofstream("/dev/lvm/lvm.conf")
+        << R"(devices/dir = "/dev"
+devices/scan = [ "/dev" ]
+devices/use_devicesfile = 0
+devices/hints = "none"
+devices/obtain_device_list_from_udev = 0
+devices/external_device_info_source = "none"
+global/locking_dir = "/dev/lvm"
+activation/monitoring = 0
+activation/udev_sync = 0
+activation/udev_rules = 0
+backup/backup = 0
+backup/archive = 0
+)"
+        << "devices/filter = " << onlyDisk << "devices/global_filter = " << onlyDisk;
+    ::setenv("LVM_SYSTEM_DIR", "/dev/lvm", 1);
+    ::setenv("DM_DISABLE_UDEV", "1", 1);
+    fs::create_directories("/dev/tools");
+    std::ofstream("/dev/tools/pvdisplay")
+        << "#!/bin/sh\nPATH=${PATH#/dev/tools:}\npvdisplay \"$@\" | tee -a /dev/pvdisplay.log\n";
+    fs::permissions("/dev/tools/pvdisplay", fs::perms::owner_all);
+    ::setenv("PATH", (std::string("/dev/tools:") + std::getenv("PATH")).c_str(), 1);
+}
+
+LogicalVolume::LogicalVolume(std::string const& disk)
+{
+    confineVolumeTools(disk);
+    run("pvcreate --yes " + disk);
+    run("vgcreate --yes " + m_group + ' ' + disk);
+    std::string const giveBack = "dmsetup remove --deferred " + m_group + "-all";
+    run("lvcreate --yes --zero n --extents 100%FREE --name all " + m_group + " || { " + giveBack
+        + "; false; }");
+    m_device = ::open(path().c_str(), O_RDONLY | O_CLOEXEC);
+    int const code = errno;
+    run(giveBack); // From here on the kernel does it when nobody uses the volume any more.
+    struct stat status { };
+    if (m_device < 0 || ::fstat(m_device, &status) != 0)
+        throw std::system_error(code, std::generic_category(), path());
+    std::string const name = "dm-" + std::to_string(minor(status.st_rdev));
+    m_node = "/dev/" + name;
+    if (::mknod(m_node.c_str(), S_IFBLK | 0600, status.st_rdev) != 0)
+        testkit::fail("mknod", m_node);
+    fs::remove(path());
+    fs::create_symlink("../" + name, path());
+}
+
+/** @return whether the device carries a filesystem now, mounted on the folder; where not, a note
+ * has been written. */
+bool mountOrNote(std::string const& device, std::string const& folder)
+{
+    fs::create_directories(folder);
+    if (std::system(("mke2fs -q -F -b 4096 " + device + " >/dev/mke2fs.log 2>&1").c_str()) == 0
+        && ::mount(device.c_str(), folder.c_str(), "ext4", 0, nullptr) == 0)
+        return true;
+    std::puts("note: no filesystem can be made or mounted; answered calls speak for it");
+    return false;
+}
+
+/** @return the disks beneath a mount, which the library lists once and with the kernel's figures.
+ */
+std::vector<std::string> disksBeneath(std::string const& folder)
+{
+    std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>> mounts;
+    EXPECT_TRUE(LinuxSystemInformation().getDisksInternal(mounts));
+    struct statvfs status { };
+    EXPECT_EQ(::statvfs(folder.c_str(), &status), 0);
+    std::vector<std::string> disks;
+    unsigned found = 0;
+    for (auto const& mount : mounts) {
+        if (text(mount->getDiskName()) != folder)
+            continue;
+        ++found;
+        EXPECT_EQ(mount->getDiskSizeInBytes(), uint64_t{status.f_blocks} * status.f_bsize);
+        EXPECT_EQ(mount->getDiskFreeInBytes(), uint64_t{status.f_bfree} * status.f_bsize);
+        EXPECT_GT(mount->getDiskFreeInBytes(), SIZE / 2);
+        for (auto const& disk : mount->getParentDisks())
+            disks.push_back(text(disk->getDiskID()));
+    }
+    EXPECT_EQ(found, 1U);
+    return disks;
 }
 
 }
@@ -141,40 +262,31 @@ TEST(LoopDevices, areListedAsDisksThatHangOnNoBus)
 
 TEST(LoopDevices, areFoundBeneathARealMount)
 {
-    if (!mountFilesystem()) {
-        std::puts("note: no filesystem can be made or mounted; answered calls speak for it");
+    if (!mountOrNote("/dev/loopb", "/dev/data"))
         return;
-    }
-    std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>> disks;
-    EXPECT_TRUE(LinuxSystemInformation().getDisksInternal(disks));
-    struct statvfs status { };
-    EXPECT_EQ(::statvfs("/dev/data", &status), 0);
-    unsigned found = 0;
-    for (auto const& disk : disks) {
-        if (text(disk->getDiskName()) != "/dev/data")
-            continue;
-        ++found;
-        ASSERT_EQ(disk->getParentDisks().size(), 1U);
-        EXPECT_EQ(text(disk->getParentDisks()[0]->getDiskID()), "loopb");
-        EXPECT_EQ(disk->getDiskSizeInBytes(), uint64_t{status.f_blocks} * status.f_bsize);
-        EXPECT_EQ(disk->getDiskFreeInBytes(), uint64_t{status.f_bfree} * status.f_bsize);
-        EXPECT_GT(disk->getDiskFreeInBytes(), SIZE / 2);
-    }
-    EXPECT_EQ(found, 1U);
+    EXPECT_EQ(disksBeneath("/dev/data"), std::vector<std::string>{"loopb"});
     EXPECT_EQ(::umount("/dev/data"), 0);
 }
 
-TEST(Volumes, ofThisMachineHaveNoDisksKept)
+TEST(LogicalVolume, hasNoDisksThoughTheToolTellsThemKept)
 {
-    // The tool's first field is never the path of a group, so no line of it counts.
-    for (auto const& [path, disks] : volumes)
-        EXPECT_TRUE(disks.empty()) << path;
+    LogicalVolume const volume("/dev/loopa");
+    std::puts("note: a real logical volume was made, on a loop device");
+    EXPECT_EQ(sysinfo::getRootDevices(volume.node().c_str()), std::set<std::string>{});
+    std::string const told = contentsOf("/dev/pvdisplay.log");
+    EXPECT_EQ(told.rfind("  /dev/loopa:" + volume.group() + ':', 0), 0U) << told;
+    if (!mountOrNote(volume.path(), "/dev/volume"))
+        return;
+    EXPECT_EQ(disksBeneath("/dev/volume"), std::vector<std::string>{});
+    EXPECT_EQ(contentsOf("/dev/pvdisplay.log"), told + told) << "the tool was asked again";
+    EXPECT_EQ(::umount("/dev/volume"), 0);
 }
 
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    findVolumes();
+    ::setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
+    std::string obstacle = obstacleToVolumes();
     try {
         makeDevices();
         showDevices();
@@ -182,7 +294,14 @@ int main(int argc, char** argv)
     } catch (std::system_error const& error) {
         std::printf(
             "note: no loop devices here (%s); answered calls speak for them\n", error.what());
-        GTEST_FLAG_SET(filter, "Volumes.*");
+        GTEST_FLAG_SET(filter, "-*");
+        if (obstacle.empty())
+            obstacle = "there is no loop device for it";
+    }
+    if (!obstacle.empty()) {
+        std::printf("note: no logical volume here (%s); the tests' own pvdisplay speaks for it\n",
+            obstacle.c_str());
+        GTEST_FLAG_SET(filter, GTEST_FLAG_GET(filter) + ":-LogicalVolume.*");
     }
     int const result = RUN_ALL_TESTS();
     large.reset();
