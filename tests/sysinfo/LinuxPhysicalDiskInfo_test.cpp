@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -232,16 +233,36 @@ TEST_F(PhysicalDisk, hasNoCaptionWhereTheDeviceItselfIsGone)
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdz", 1, 0).getDiskCaption()), "");
 }
 
-TEST_F(PhysicalDisk, isLookedForWithOneStepForEachOfTenThousandLinks)
+TEST_F(PhysicalDisk, isLookedForWithOneStepForEachOfTenThousandLinksUpToOneThatDanglesKept)
 {
     machine.file("/dev/scsi/disc", "");
     machine.link("/dev/sdc", "scsi/disc");
-    for (unsigned i = 0; i < 10'000; ++i)
-        showLink("ata-OTHER-" + std::to_string(i), "../../sdb");
+    machine.file("/dev/sde", "");
+    for (unsigned i = 0; i < 10'000; ++i) {
+        std::string const number = std::to_string(i);
+        if (i % 10 == 0)
+            showLink("wwn-" + number, "../../sdz"); // Dangles, and does not count.
+        else
+            showLink("ata-" + number, i % 100 == 55 ? "../../sde" : "../../sdb");
+    }
     m_calls.forget();
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
-    // Each link is resolved once, and the device once in all.
-    EXPECT_EQ(m_calls.realpaths(), 10'001U);
+    // Each link that counts is resolved once, and the device once in all.
+    EXPECT_EQ(m_calls.realpaths(), 9'001U);
+
+    machine.remove("/dev/sde");
+    unsigned links = 0;
+    for (auto const& link : std::filesystem::directory_iterator("/dev/disk/by-id")) {
+        if (link.path().filename().string().rfind("wwn", 0) == 0)
+            continue;
+        ++links;
+        if (!std::filesystem::exists(link.path()))
+            break;
+    }
+    EXPECT_LT(links, 9'000U) << "there was none that dangled";
+    m_calls.forget();
+    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
+    EXPECT_EQ(m_calls.realpaths(), links + 1);
 }
 
 TEST_F(PhysicalDisk, showsItselfInOneLineWithABlankAtItsEnd)
