@@ -31,19 +31,11 @@ std::optional<unsigned> knownSpeed(unsigned mhz)
     return mhz == 0 ? std::nullopt : std::optional(mhz);
 }
 
-/** @return false, with the user told, where the processors cannot be read. */
-bool readProcessors(Session& session, std::vector<Processor>& processors)
+/** Samples the loads. @return false, with the user told, where one's figures could not be read. */
+bool readLoads(Session& session, CpuRecords const& records, std::vector<Processor>& processors)
 {
-    CpuRecords records;
-    if (!session.query(
-            "the processors", [&] { return session.service().getCPUsInternal(records); }))
-        return false;
-    for (auto const& record : records)
-        processors.push_back({knownSpeed(record->getCurrentSpeedInMHZ()),
-            knownSpeed(record->getMaxSpeedInMHZ()), std::nullopt});
-    if (!session.settings().sampleUsage)
-        return true;
-
+    constexpr unsigned FAILURES = 1;
+    auto const trace = session.record(FAILURES);
     // A trace on the same terminal shows well enough that the program is alive.
     ProgressLine line(session.settings().traceLevel == 0);
     UsageSample const sample = sampleUsage(records, {session.settings().maxWait},
@@ -52,9 +44,28 @@ bool readProcessors(Session& session, std::vector<Processor>& processors)
         });
     if (sample.threadsLeftBehind)
         session.leaveThreadsBehind();
+    bool const failed = !trace.messages().empty();
     for (size_t i = 0; i < processors.size(); ++i)
-        processors[i].usagePercent = sample.percent[i];
-    return true;
+        // A load that cannot be read is 0 to the library.
+        if (!failed || sample.percent[i] != 0.0F)
+            processors[i].usagePercent = sample.percent[i];
+    return session.query("the load of every processor", [failed] { return !failed; });
+}
+
+/** @param processors stays empty where they cannot be read.
+ * @return with the user told, what could not be read. */
+ExitStatus readProcessors(Session& session, std::optional<std::vector<Processor>>& processors)
+{
+    CpuRecords records;
+    if (!session.query(
+            "the processors", [&] { return session.service().getCPUsInternal(records); }))
+        return EXIT_STATUS_QUERY_FAILED;
+    processors.emplace();
+    for (auto const& record : records)
+        processors->push_back({knownSpeed(record->getCurrentSpeedInMHZ()),
+            knownSpeed(record->getMaxSpeedInMHZ()), std::nullopt});
+    bool const known = !session.settings().sampleUsage || readLoads(session, records, *processors);
+    return known ? EXIT_STATUS_OK : EXIT_STATUS_QUERY_FAILED;
 }
 
 std::string speedText(std::optional<unsigned> mhz)
@@ -99,7 +110,7 @@ std::string asTable(std::vector<Processor> const& processors, Settings const& se
     std::string text = table.text();
     if (settings.sampleUsage && countUnknown(processors) > 0)
         text += "\nLoad '-': no answer within " + waitText(settings)
-            + ". A processor that stays idle takes longer; see --max-wait.\n";
+            + ", or no figure. A processor that stays idle takes longer; see --max-wait.\n";
     return text;
 }
 
@@ -164,34 +175,32 @@ public:
 
     ExitStatus run(Session& session) override
     {
-        std::vector<Processor> processors;
-        if (!readProcessors(session, processors))
-            return EXIT_STATUS_QUERY_FAILED;
+        std::optional<std::vector<Processor>> processors;
+        ExitStatus const status = readProcessors(session, processors);
         Settings const& settings = session.settings();
-        session.print(settings.json ? jsonText({{"processors", asJson(processors)}})
-                                    : asTable(processors, settings));
-        return EXIT_STATUS_OK;
+        if (processors)
+            session.print(settings.json ? jsonText({{"processors", asJson(*processors)}})
+                                        : asTable(*processors, settings));
+        return status;
     }
 
     ExitStatus summarize(Session& session, std::vector<SummaryLine>& lines) override
     {
-        std::vector<Processor> processors;
-        if (!readProcessors(session, processors)) {
-            lines.push_back({"Processors", "could not be read"});
-            return EXIT_STATUS_QUERY_FAILED;
-        }
-        lines.push_back({"Processors", countAndSpeed(processors)});
-        if (session.settings().sampleUsage && !processors.empty())
-            lines.push_back({"", overallLoad(processors, session.settings())});
-        return EXIT_STATUS_OK;
+        std::optional<std::vector<Processor>> processors;
+        ExitStatus const status = readProcessors(session, processors);
+        lines.push_back(
+            {"Processors", processors ? countAndSpeed(*processors) : "could not be read"});
+        if (session.settings().sampleUsage && processors && !processors->empty())
+            lines.push_back({"", overallLoad(*processors, session.settings())});
+        return status;
     }
 
     ExitStatus summarize(Session& session, Json& document) override
     {
-        std::vector<Processor> processors;
-        bool const known = readProcessors(session, processors);
-        document["processors"] = known ? asJson(processors) : Json(nullptr);
-        return known ? EXIT_STATUS_OK : EXIT_STATUS_QUERY_FAILED;
+        std::optional<std::vector<Processor>> processors;
+        ExitStatus const status = readProcessors(session, processors);
+        document["processors"] = processors ? asJson(*processors) : Json(nullptr);
+        return status;
     }
 };
 

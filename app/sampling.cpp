@@ -6,6 +6,7 @@
 #include <mutex>
 #include <new>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <utility>
 
 namespace app {
@@ -70,6 +71,17 @@ extern "C" void* runSamplingThread(void* argument)
     return nullptr;
 }
 
+/** Lets every thread have a file open at the same moment, as far as the system allows. */
+void allowDescriptors(size_t threads)
+{
+    constexpr rlim_t OTHERS = 64;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= threads + OTHERS)
+        return;
+    limit.rlim_cur = std::min<rlim_t>(threads + OTHERS, limit.rlim_max);
+    setrlimit(RLIMIT_NOFILE, &limit); // Where it fails, the loads that cannot be read are unknown.
+}
+
 /** Started threads; those that are not joined are left to themselves. */
 class Threads {
 public:
@@ -127,6 +139,7 @@ UsageSample sampleUsage(
     board->records = records;
     board->percent.resize(total);
     Threads threads(std::min(total, limits.maxThreads));
+    allowDescriptors(std::min(total, limits.maxThreads));
     UsageSample sample;
     sample.percent.resize(total);
 

@@ -44,7 +44,8 @@ struct UsageSample {
 using SamplingProgress =
     std::function<void(size_t done, size_t total, std::chrono::steady_clock::duration elapsed)>;
 
-/** Asks all records side by side. @throws std::bad_alloc */
+/** Asks all records side by side. Raises the process's soft limit of descriptors to what that
+ * needs, getrlimit(2). @throws std::bad_alloc */
 UsageSample sampleUsage(
     CpuRecords const& records, SamplingLimits const& limits, SamplingProgress const& progress);
 

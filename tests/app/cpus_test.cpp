@@ -1,5 +1,6 @@
 #include "app/exit_status.h"
 #include "tests/app/Program.h"
+#include "tests/app/WatchedProgram.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <fstream>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -19,10 +21,12 @@ using app_test::Folder;
 using app_test::linesOf;
 using app_test::Outcome;
 using app_test::Program;
+using app_test::WatchedProgram;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Not;
 
 namespace {
 
@@ -177,6 +181,38 @@ TEST(Cpus, areSampledWithinTheTimeOfOne)
     ASSERT_EQ(processors.size(), COUNT);
     for (json const& processor : processors)
         EXPECT_EQ(processor.at("usage_percent"), 25.0) << processor.dump();
+}
+
+TEST(Cpus, areSampledAtOnceWhereFewDescriptorsAreAllowed)
+{
+    constexpr unsigned COUNT = 256;
+    KernelCounters counters(COUNT);
+    WorkingProcessors const working(counters);
+    rlimit former{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
+    rlimit const few{32, former.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+
+    Outcome const outcome = withCounters(counters, {"cpus", "--json", "--max-wait", "30"}).run();
+
+    setrlimit(RLIMIT_NOFILE, &former);
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
+    for (json const& processor : json::parse(outcome.out).at("processors"))
+        EXPECT_EQ(processor.at("usage_percent"), 25.0) << processor.dump();
+}
+
+TEST(Cpus, haveNoLoadWhereItCannotBeRead)
+{
+    KernelCounters const counters(2);
+    WatchedProgram program(
+        withCounters(counters, {"cpus", "--max-wait", "20", "--trace", "3"}), 80);
+    program.waitFor("Found CPU: cpu1");
+    std::filesystem::permissions(counters.path(), std::filesystem::perms::none);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_THAT(program.output(), HasSubstr("Failed to read: /proc/stat"));
+    EXPECT_THAT(program.output(), HasSubstr("cannot read the load of every processor"));
+    EXPECT_THAT(program.output(), Not(HasSubstr("0.0 %")));
 }
 
 TEST(Cpus, haveALoadWithABar)
