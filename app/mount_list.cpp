@@ -3,6 +3,8 @@
 #include "app/Session.h"
 #include "app/library_text.h"
 
+#include <limits>
+
 namespace app {
 
 namespace {
@@ -28,8 +30,11 @@ Mount toMount(sysinfo::SystemInformation::DiskInfo const& record)
     for (auto const& disk : record.getParentDisks())
         mount.disks.push_back(textOf(disk->getDiskID()));
     // A size of 0 is the library's word for "could not be asked", and so is a free 0 beside it.
-    uint64_t const size = record.getDiskSizeInBytes();
+    uint64_t size = record.getDiskSizeInBytes();
     uint64_t const free = record.getDiskFreeInBytes();
+    struct statvfs status { };
+    if (statvfs(mount.libraryMountPoint.c_str(), &status) == 0)
+        size = wholeSize(size, status);
     if (size != 0)
         mount.size = size;
     if (size != 0 || free != 0)
@@ -55,6 +60,15 @@ std::optional<float> Mount::usedPercent() const
     if (!part)
         return std::nullopt;
     return static_cast<float>(100.0 * static_cast<double>(*part) / static_cast<double>(*size));
+}
+
+uint64_t wholeSize(uint64_t librarySize, struct statvfs const& status)
+{
+    uint64_t const blocks = status.f_blocks;
+    uint64_t const blockSize = status.f_bsize;
+    constexpr uint64_t LOW = std::numeric_limits<uint32_t>::max();
+    bool const isCut = blocks > LOW && librarySize == (blocks & LOW) * (blockSize & LOW);
+    return isCut ? blocks * blockSize : librarySize;
 }
 
 bool readMounts(Session& session, std::vector<Mount>& mounts)

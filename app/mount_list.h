@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <sys/statvfs.h>
 #include <vector>
 
 namespace app {
@@ -32,6 +33,14 @@ struct Mount {
  * @return false, with the user told, where not all could be read; @p mounts has what could be.
  */
 bool readMounts(Session& session, std::vector<Mount>& mounts);
+
+/**
+ * The size of a filesystem, of whose number of blocks the library knows the low 32 bits: from 16
+ * TiB on, where blocks have 4 KiB, it tells less than there is.
+ *
+ * @param status of the same filesystem; statvfs(3).
+ */
+uint64_t wholeSize(uint64_t librarySize, struct statvfs const& status);
 
 /** @return an array of objects. */
 Json mountsAsJson(std::vector<Mount> const& mounts);

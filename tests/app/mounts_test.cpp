@@ -136,6 +136,28 @@ TEST(Mounts, neverMoveTheCursor)
     }
 }
 
+TEST(MountSize, isWholeWhereTheLibraryHasTheLow32BitsOfItsBlocks)
+{
+    constexpr uint64_t TIB = uint64_t{1} << 40;
+    struct statvfs status { };
+    status.f_bsize = 4096;
+    status.f_blocks = 20 * TIB / 4096;
+    EXPECT_EQ(app::wholeSize(4 * TIB, status), 20 * TIB);
+    status.f_blocks = 16 * TIB / 4096;
+    EXPECT_EQ(app::wholeSize(0, status), 16 * TIB);
+}
+
+TEST(MountSize, isTheLibrarysOtherwise)
+{
+    struct statvfs status { };
+    status.f_bsize = 4096;
+    status.f_blocks = 100;
+    EXPECT_EQ(app::wholeSize(409600, status), 409600U);
+    EXPECT_EQ(app::wholeSize(1024, status), 1024U) << "another filesystem has come there";
+    status.f_blocks = (uint64_t{5} << 32) + 1;
+    EXPECT_EQ(app::wholeSize(1024, status), 1024U);
+}
+
 TEST(OctalEscapes, areTheBytesThatTheyStandFor)
 {
     EXPECT_EQ(decodeOctal("/a\\040b\\011c\\012d\\134e\\043"), "/a b\tc\nd\\e#");
