@@ -2,10 +2,14 @@
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemCalls.h"
+#include "tests/sysinfo/ReadCalls.h"
 #include "tests/sysinfo/null_object.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <locale>
 #include <string>
@@ -144,6 +148,31 @@ TEST(CPUSpeed, isZeroForAFolderALoopAndALinkToNowhere)
     machine.link(std::string(CPU0) + "scaling_cur_freq", "nowhere");
     machine.link(std::string(CPU0) + "bios_limit", "/nowhere");
     expectNoSpeeds();
+}
+
+TEST(CPUSpeed, isZeroForAFifoThatNobodyWritesTo)
+{
+    machine.folder(CPU0);
+    ASSERT_EQ(::mkfifo((std::string(CPU0) + "scaling_cur_freq").c_str(), 0644), 0);
+    expectNoSpeeds();
+}
+
+TEST(CPUSpeed, isZeroWhereTheDriverIsBusy)
+{
+    std::string const path = std::string(CPU0) + "scaling_cur_freq";
+    machine.file(path, "2400000\n");
+    testkit::ReadCalls reads(path);
+    reads.failBehind(0, EBUSY);
+    expectNoSpeeds();
+    EXPECT_EQ(reads.failures(), 1U);
+}
+
+TEST(CPUSpeed, mayBeBeyondWhatTheFirmwareAllows)
+{
+    machine.file(std::string(CPU0) + "scaling_cur_freq", "2891907\n");
+    machine.file(std::string(CPU0) + "bios_limit", "2300000\n");
+    EXPECT_EQ(UNIXCPUInfo(0).getCurrentSpeedInMHZ(), 2891U);
+    EXPECT_EQ(UNIXCPUInfo(0).getMaxSpeedInMHZ(), 2300U);
 }
 
 TEST(CPUSpeed, isReadThroughTheLinkToAPolicy)

@@ -148,6 +148,20 @@ TEST(CurrentUsage, staysWithinAHundredPercentWhereACounterGoesBack)
     EXPECT_FLOAT_EQ(usageOver({{50, 100}, {150, 90}}), 100.0F);
 }
 
+TEST(CurrentUsage, staysWithinAHundredPercentWhereTheProcessorComesOrGoes)
+{
+    char const without[] = "cpu 1 1 1 1 1 1 1\n";
+    machine.file("/proc/stat", without);
+    calls.onUsleep([](useconds_t) { show({100, 50}); });
+    EXPECT_FLOAT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 100.0F / 3); // Its share since it came.
+
+    calls.onUsleep([&](useconds_t) { machine.file("/proc/stat", without); });
+    float const gone = UNIXCPUInfo(0).getCurrentUsage();
+    EXPECT_GE(gone, 0.0F);
+    EXPECT_LE(gone, 100.0F);
+    EXPECT_EQ(calls.usleeps().size(), 2U) << "it is not waited for";
+}
+
 TEST(CurrentUsage, tracesBothSamplesAndTheResult)
 {
     CapturedTrace trace(3);

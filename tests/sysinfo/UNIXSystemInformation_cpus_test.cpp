@@ -1,9 +1,13 @@
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
+#include "tests/sysinfo/ReadCalls.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -151,6 +155,31 @@ TEST(GetCPUs, saysFalseWhereTheFileMayNotBeRead)
     EXPECT_FALSE(LinuxSystemInformation().getCPUsInternal(processors));
     EXPECT_TRUE(processors.empty());
     EXPECT_EQ(trace.text(1), "Failed to open: /proc/stat\n");
+}
+
+TEST(GetCPUs, isNotHeldByAFifoThatNobodyWritesTo)
+{
+    machine.folder("/proc");
+    ASSERT_EQ(::mkfifo("/proc/stat", 0644), 0);
+    Processors processors;
+    EXPECT_TRUE(LinuxSystemInformation().getCPUsInternal(processors));
+    EXPECT_TRUE(processors.empty());
+}
+
+TEST(GetCPUs, withstandsReadsOfSingleBytesBetweenSignals)
+{
+    testkit::ReadCalls reads("/proc/stat");
+    reads.giveSingleBytesBetweenSignals();
+    EXPECT_EQ(countIn("cpu 1\ncpu0 1\ncpu1 1\n"), 2U);
+    EXPECT_GE(reads.failures(), 20U) << "there was nothing to withstand";
+}
+
+TEST(GetCPUs, countsWhatCameBeforeAReadThatFails)
+{
+    testkit::ReadCalls reads("/proc/stat");
+    reads.failBehind(std::string_view("cpu 1\ncpu0 1\n").size(), EIO);
+    EXPECT_EQ(countIn("cpu 1\ncpu0 1\ncpu1 1\n"), 1U);
+    EXPECT_EQ(reads.failures(), 1U);
 }
 
 TEST(GetCPUs, tracesEveryProcessorThatItFinds)

@@ -3,6 +3,7 @@
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/DiskCalls.h"
+#include "tests/sysinfo/ReadCalls.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -288,6 +290,59 @@ TEST_F(DisksQuery, passesOnThatTheNamesOfVolumesAreMissing)
         ASSERT_THROW(
             LinuxSystemInformation().getDisksInternal(disks), boost::filesystem::filesystem_error);
     }
+}
+
+TEST_F(DisksQuery, tellsAMountWhoseNamesAreLongerThanAnyPath)
+{
+    showDevices({"sda", "sda1"});
+    std::string const point = '/' + std::string(15'395, 'p');
+    std::string const device = "/dev/" + std::string(15'395, 'd');
+    machine.file(
+        "/proc/mounts", "/dev/sda1 " + point + " ext4 rw 0 0\n" + device + " /x ext4 rw 0 0\n");
+    EXPECT_EQ(answer(), point + ": sda\n/x:\n");
+}
+
+TEST_F(DisksQuery, isNotHeldByFifosThatNobodyWritesTo)
+{
+    showDevices({"sda"});
+    machine.remove("/proc/partitions");
+    ASSERT_EQ(::mkfifo("/proc/partitions", 0644), 0);
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
+    EXPECT_EQ(answer(), "/:\n");
+    machine.remove("/proc/mounts");
+    ASSERT_EQ(::mkfifo("/proc/mounts", 0644), 0);
+    EXPECT_EQ(answer(), "");
+}
+
+TEST_F(DisksQuery, withstandsReadsOfSingleBytesBetweenSignals)
+{
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n/dev/sda1 /data ext4 rw 0 0\n");
+    testkit::ReadCalls reads("/proc/mounts");
+    reads.giveSingleBytesBetweenSignals();
+    EXPECT_EQ(answer(), "/: sda\n/data: sda\n");
+    EXPECT_GE(reads.failures(), 50U) << "there was nothing to withstand";
+}
+
+TEST_F(DisksQuery, tellsWhatCameBeforeAReadThatFails)
+{
+    showDevices({"sda", "sda1"});
+    std::string const first = "/dev/sda1 / ext4 rw 0 0\n";
+    machine.file("/proc/mounts", first + "/dev/sda1 /data ext4 rw 0 0\n");
+    testkit::ReadCalls reads("/proc/mounts");
+    reads.failBehind(first.size(), EIO);
+    EXPECT_EQ(answer(), "/: sda\n");
+    EXPECT_GE(reads.failures(), 1U);
+}
+
+TEST_F(DisksQuery, opensNothingThatMightBecomeTheHostsTerminal)
+{
+    showDevices({"sda", "sda1"});
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
+    answer();
+    EXPECT_EQ(m_calls.opened().size(), 4U);
+    for (auto const& [path, flags] : m_calls.opened())
+        EXPECT_NE(flags & O_NOCTTY, 0) << path;
 }
 
 TEST_F(DisksQuery, opensNothingThatAChildWouldInherit)

@@ -82,6 +82,24 @@ TEST(FirmwareDump, countsUnitsThatItDoesNotKnowAsKiBKept)
     EXPECT_EQ(sumOf(module("1 GBytes")), 1U);
 }
 
+TEST(FirmwareDump, leavesOutTheModulesOfTheOldTables)
+{
+    // Type 6, where that is all there is, and where it contradicts type 17.
+    std::string const old = "Memory Module Information\n\tSocket Designation: DIMM0\n"
+                            "\tInstalled Size: 536870912 MB (Double-bank Connection)\n"
+                            "\tEnabled Size: 512 MB (Double-bank Connection)\n\n";
+    EXPECT_EQ(sumOf(old), 0U);
+    EXPECT_EQ(sumOf(old + module("1 GB")), GB);
+}
+
+TEST(FirmwareDump, addsUpToExactlyTwoToThe32)
+{
+    std::string text;
+    for (int i = 0; i < 32; ++i)
+        text += module("128 GB");
+    EXPECT_EQ(sumOf(text), 4294967296U);
+}
+
 TEST(FirmwareDump, countsAFlashDeviceAmongTheModulesKept)
 {
     EXPECT_EQ(sumOf(module("16 GB") + module("4 MB")), 16 * GB + 4 * MB);

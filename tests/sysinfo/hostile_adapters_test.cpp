@@ -60,8 +60,9 @@ protected:
 
 TEST_F(HostileAdapter, isNoCommand)
 {
-    for (std::string const name : {"$(>/x)", "`>/x`", ";>/x", "|>/x", "&>/x", ">/x", "<x", "&&>/x",
-             "${IFS}x", "$HOME", "$$", "(x)", "{x,y}", "!x", "#x", "~", "a;b|c&d"})
+    for (std::string const name :
+        {"$(>/x)", "`>/x`", ";>/x", "|>/x", "&>/x", ">/x", "<x", "&&>/x", "${IFS}x", "$HOME", "$$",
+            "(x)", "{x,y}", "!x", "#x", "~", "a;b|c&d", "<b>", "a=b", "a;id>x", "a|b", "a&b"})
         expectFoundAsItStands(name);
 }
 

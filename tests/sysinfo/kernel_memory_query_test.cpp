@@ -1,9 +1,15 @@
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
+#include "tests/sysinfo/ReadCalls.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
@@ -20,16 +26,21 @@ constexpr uint64_t UNTOUCHED_FREE = 12;
 
 constexpr char MEMINFO[] = "MemTotal: 8000000 kB\nMemFree: 3000000 kB\nMemAvailable: 5 kB\n";
 
-void expectKernelsFigures(std::string_view meminfo, bool known, uint64_t total, uint64_t free)
+void expectKernelsFigures(bool known, uint64_t total, uint64_t free)
 {
-    SCOPED_TRACE(meminfo.substr(0, 100));
-    machine.file("/proc/meminfo", meminfo);
     uint64_t totalKiB = UNTOUCHED_TOTAL;
     uint64_t freeKiB = UNTOUCHED_FREE;
     LinuxSystemInformation const information;
     EXPECT_EQ(information.UNIXSystemInformation::getMemoryInfo(totalKiB, freeKiB), known);
     EXPECT_EQ(totalKiB, total);
     EXPECT_EQ(freeKiB, free);
+}
+
+void expectKernelsFigures(std::string_view meminfo, bool known, uint64_t total, uint64_t free)
+{
+    SCOPED_TRACE(meminfo.substr(0, 100));
+    machine.file("/proc/meminfo", meminfo);
+    expectKernelsFigures(known, total, free);
 }
 
 }
@@ -73,6 +84,49 @@ TEST(KernelMemoryQuery, saysFalseAndLeavesTheOutputsAloneWhereThereIsNoFile)
     EXPECT_EQ(total, UNTOUCHED_TOTAL);
     EXPECT_EQ(free, UNTOUCHED_FREE);
     EXPECT_TRUE(trace.lines().empty());
+}
+
+TEST(KernelMemoryQuery, saysFalseWhereThereIsSomethingElseThanAFile)
+{
+    machine.folder("/proc/meminfo");
+    expectKernelsFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    for (char const* const target : {"meminfo", "nowhere"}) {
+        machine.remove("/proc/meminfo");
+        machine.link("/proc/meminfo", target);
+        expectKernelsFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    }
+    machine.remove("/proc/meminfo");
+    ASSERT_EQ(::mkfifo("/proc/meminfo", 0644), 0); // Nobody writes to it.
+    expectKernelsFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+}
+
+TEST(KernelMemoryQuery, readsAFileThatIsNotKnownToHaveASize)
+{
+    machine.folder("/proc");
+    ASSERT_EQ(::mkfifo("/proc/meminfo", 0644), 0);
+    int const kernel = ::open("/proc/meminfo", O_RDWR | O_CLOEXEC);
+    ASSERT_GE(kernel, 0);
+    EXPECT_GT(::write(kernel, MEMINFO, sizeof MEMINFO - 1), 0);
+    expectKernelsFigures(true, 8000000, 3000000);
+    ::close(kernel);
+}
+
+TEST(KernelMemoryQuery, withstandsReadsOfSingleBytesBetweenSignals)
+{
+    testkit::ReadCalls reads("/proc/meminfo");
+    reads.giveSingleBytesBetweenSignals();
+    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+    EXPECT_GE(reads.failures(), 40U) << "there was nothing to withstand";
+}
+
+TEST(KernelMemoryQuery, tellsWhatCameBeforeAReadThatFails)
+{
+    for (int const code : {EIO, EAGAIN, EBUSY}) {
+        testkit::ReadCalls reads("/proc/meminfo");
+        reads.failBehind(std::string_view("MemTotal: 8000000 kB\nMemFree: ").size(), code);
+        expectKernelsFigures(MEMINFO, false, 8000000, UNTOUCHED_FREE);
+        EXPECT_EQ(reads.failures(), 1U);
+    }
 }
 
 TEST(KernelMemoryQuery, readsTheFourLinesOfAContainer)

@@ -8,9 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 using sysinfo::LinuxSystemInformation;
 using testkit::CapturedTrace;
@@ -132,6 +135,48 @@ TEST(MemoryQuery, doesNotReadTheToolsErrors)
     expectAnswer(true, 8000000, 3000000);
 }
 
+TEST(MemoryQuery, isNotDisturbedByALibraryThatCannotBePreloaded)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES);
+    char const* const former = std::getenv("LD_PRELOAD");
+    std::string const restored = former ? former : "";
+    ::setenv("LD_PRELOAD", "/nowhere.so", 1); // Every program complains of it.
+    expectAnswer(true, 8388608, 3000000);
+    if (former)
+        ::setenv("LD_PRELOAD", restored.c_str(), 1);
+    else
+        ::unsetenv("LD_PRELOAD");
+}
+
+TEST(MemoryQuery, doesNotHoldAToolThatAsksForAPassword)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES, "printf 'Password: '; read password && sleep 60");
+    expectAnswer(true, 8388608, 3000000);
+}
+
+TEST(MemoryQuery, readsEveryLineOfALongDump)
+{
+    // The longest of 162,862: 170,483 bytes with a line of 39,541 characters.
+    constexpr size_t LONGEST_DUMP = 170'483;
+    std::string const module = "Memory Device\n\tSize: 64 GB\n";
+    std::string dump = "OEM Strings\n\tString 1: " + std::string(39'541, 'x') + "\n\n";
+    for (int i = 0; dump.size() < LONGEST_DUMP; ++i)
+        dump += "Handle " + std::to_string(i) + "\n\tLocator: DIMM_A" + std::to_string(i) + "\n\n";
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(module + dump);
+    CapturedTrace const trace(5);
+    expectAnswer(true, 64 * GB, 3000000);
+    std::string const label = "Parsing line: ";
+    std::string read;
+    for (testkit::TraceLine const& line : trace.lines())
+        if (line.line.rfind(label, 0) == 0)
+            read += line.line.substr(label.size());
+    // The rest of the size line, which was read by fields, is an empty line; so is the end.
+    EXPECT_TRUE(read == module + '\n' + dump + '\n') << read.size();
+}
+
 TEST(MemoryQuery, saysFalseWithATotalFromTheModulesWhereTheKernelTellsNothing)
 {
     dmidecodePrints(MODULES);
@@ -235,6 +280,29 @@ TEST(MemoryQuery, throwsWhereASignalEndsTheShellKept)
     EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
     EXPECT_EQ(answer.total, 8000000U);
     EXPECT_EQ(answer.free, 3000000U);
+}
+
+TEST(MemoryQuery, throwsWhereTheToolHasMoreErrorsThanAPipeHolds)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES, "yes | head -c 1000000 >&2");
+    Answer const answer;
+    EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(answer.total, 8000000U);
+}
+
+TEST(MemoryQuery, answersSeveralThreadsAtOnce)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES);
+    std::vector<uint64_t> totals(4, 0);
+    std::vector<std::thread> threads;
+    threads.reserve(totals.size());
+    for (uint64_t& total : totals)
+        threads.emplace_back([&total] { total = Answer().total; });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(totals, std::vector<uint64_t>(4, 8388608));
 }
 
 TEST(MemoryQuery, throwsWhereThereIsNoTerminalForTheTool)

@@ -229,6 +229,47 @@ TEST(AdapterText, takesValuesOffTheLineOfTheNameToo)
     EXPECT_EQ(adaptersIn("inet 1.2.3.4").blocks.back().addresses, Texts{"1.2.3.4"});
 }
 
+TEST(AdapterText, isReadAsFarAsItIsInEnglish)
+{
+    AdapterText const german = blockOf(
+        "  Hardware Adresse 00:0c:29:aa:bb:cc\n  inet Adresse:10.0.0.5  Maske:255.255.255.0\n");
+    EXPECT_EQ(german.addresses, Texts{"Adresse:10.0.0.5"});
+    EXPECT_TRUE(german.netmasks.empty());
+    EXPECT_TRUE(german.hardwareAddresses.empty());
+    AdapterText const french = blockOf("  inet adr:10.0.0.5  Masque:255.255.255.0\n");
+    EXPECT_EQ(french.addresses, Texts{"adr:10.0.0.5"});
+    EXPECT_TRUE(french.netmasks.empty());
+}
+
+TEST(AdapterText, beginsABlockAtAWarningOfTheToolKept)
+{
+    Adapters const adapters = adaptersIn(
+        "ib0       Link encap:UNSPEC  HWaddr 80-00-00-4A-FE-80-00-00-00-00-00-00-00-00-00-00\n"
+        "          inet addr:10.0.0.5  Mask:255.255.255.0\n"
+        "Infiniband hardware address can be incorrect! Please read BUGS section in ifconfig(8).\n"
+        "          inet addr:10.0.0.6  Mask:255.255.255.0\n\n"
+        "Ifconfig uses the ioctl access method to get the full address information, which limits "
+        "hardware addresses to 8 bytes.\n"
+        "lo        Link encap:Local Loopback\n");
+    EXPECT_EQ(namesOf(adapters), (Texts{"ib0", "Infiniband", "Ifconfig", "lo"}));
+    EXPECT_EQ(adapters.blocks[0].addresses, Texts{"10.0.0.5"});
+    EXPECT_EQ(adapters.blocks[1].addresses, Texts{"10.0.0.6"});
+}
+
+TEST(AdapterText, mayBeOfHundredsWithAsManyAliases)
+{
+    std::string output;
+    for (int i = 0; i < 256; ++i)
+        output += "eth" + std::to_string(i) + ": flags=1\n        inet 10.0.0.5\n\n";
+    for (int i = 0; i < 250; ++i)
+        output += "eth255:" + std::to_string(i) + ": flags=1\n        inet 10.0.1.5\n\n";
+    Adapters const adapters = adaptersIn(output);
+    ASSERT_EQ(adapters.blocks.size(), 506U);
+    EXPECT_EQ(adapters.blocks[254].name, "eth254");
+    EXPECT_EQ(adapters.blocks[505].name, "eth255");
+    EXPECT_EQ(adapters.blocks[505].addresses, Texts{"10.0.1.5"});
+}
+
 TEST(AdapterText, isReadWithCarriageReturns)
 {
     Adapters const adapters =
@@ -310,6 +351,25 @@ TEST(GatewayText, wantsUGInTheseLetters)
     EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         UGHD\n").size(), 1U);
 }
 
+TEST(GatewayText, isNotInHeadingsOfAnyLanguage)
+{
+    EXPECT_TRUE(gatewaysIn("Kernel-IP-Routentabelle\n"
+                           "Ziel            Router          Genmask         Flags Metric Ref\n"
+                           "Table de routage IP du noyau\n"
+                           "Destination     Passerelle      Genmask         Indic Metric Ref\n")
+                    .empty());
+}
+
+TEST(GatewayText, mayHaveFurtherColumnsBehindIt)
+{
+    EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         UG    -1     0        0 "
+                         "eth0     1500  0      0\n"),
+        Texts{"10.0.0.1"});
+    EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         UG"
+                  + std::string(1'000'000, ' ') + "eth0\n"),
+        Texts{"10.0.0.1"});
+}
+
 TEST(NameServerText, isWhatStandsBehindElevenCharacters)
 {
     EXPECT_EQ(serversIn("nameserver 10.0.0.1\nnameserver\tfe80::1%eth0\nnameserver 10.0.0.2 # x\n"),
@@ -333,6 +393,15 @@ TEST(NameServerText, isOutOfRangeOnAShorterLine)
     EXPECT_THROW(serversIn("nameserver 1.2.3.4\nnameserver\n"), std::out_of_range);
 }
 
+TEST(NameServerText, isOnAsManyLinesAsThereAreAndOfAnyLength)
+{
+    // The C library's own resolver stops at three.
+    EXPECT_EQ(serversIn("nameserver 1\nnameserver 2\nnameserver 3\nnameserver 4\n"),
+        (Texts{"1", "2", "3", "4"}));
+    std::string const server(1'000'000, '1');
+    EXPECT_EQ(serversIn("search " + server + "\nnameserver " + server + '\n'), Texts{server});
+}
+
 TEST(NameServerText, isNotOnOtherLines)
 {
     EXPECT_TRUE(serversIn("").empty());
@@ -342,7 +411,7 @@ TEST(NameServerText, isNotOnOtherLines)
 TEST(GrepArgument, isAPlainNameAsItStands)
 {
     for (std::string const name : {"eth0", "lo", "br-0a1b2c", "eth0.100", "veth1@if2", "a_b", "c++",
-             "0", "wlp2s0-", "_", "."})
+             "0", "wlp2s0-", "_", ".", "..x", "UP", "RX", "inet", "lo0"})
         EXPECT_EQ(sysinfo::grepArgument(name), name);
 }
 

@@ -194,6 +194,10 @@ TEST_F(NetworksQuery, hasNoNameServersWhereThereIsNoFile)
     machine.remove("/etc/resolv.conf");
     machine.folder("/etc/resolv.conf");
     EXPECT_EQ(NetworkAnswer().nameServers(), "\n");
+    machine.remove("/etc/resolv.conf");
+    net.resolverText("nameserver 10.0.0.1\n");
+    std::filesystem::permissions("/etc/resolv.conf", std::filesystem::perms::none);
+    EXPECT_EQ(NetworkAnswer().nameServers(), "\n");
 }
 
 TEST_F(NetworksQuery, throwsOutOfRangeOnAShortNameServerLineWithAllButTheLastAdapterListed)
@@ -263,6 +267,33 @@ TEST_F(NetworksQuery, readsAllOfALongOutput)
     EXPECT_EQ(answer.adapters[0]->getNetmasks().size(), 2000U);
 }
 
+TEST_F(NetworksQuery, listsTwoHundredAndFiftySixAdapters)
+{
+    std::string output;
+    for (int i = 0; i < 256; ++i)
+        output += "eth" + std::to_string(i) + ": flags=1\n        inet 10.0.0.5\n\n";
+    net.ifconfigPrints(output);
+    NetworkAnswer const answer;
+    ASSERT_EQ(answer.adapters.size(), 256U);
+    EXPECT_EQ(answer.names().back(), "eth255");
+}
+
+TEST_F(NetworksQuery, tracesTheGatewaysOfFourThousandRoutes)
+{
+    constexpr int ROUTES = 4256;
+    net.ifconfigPrints("eth0: x\nlo: x\n");
+    std::string table;
+    for (int i = 0; i < ROUTES; ++i)
+        table += route("10.0." + std::to_string(i / 256) + '.' + std::to_string(i % 256), "eth0");
+    net.routePrints(table);
+    CapturedTrace const trace;
+    EXPECT_TRUE(NetworkAnswer().known);
+    int found = 0;
+    for (testkit::TraceLine const& line : trace.lines())
+        found += line.line.rfind("Found gateway for eth0: 10.0.", 0) == 0;
+    EXPECT_EQ(found, ROUTES);
+}
+
 TEST_F(NetworkTools, runWithTheirUntranslatedOutput)
 {
     ::setenv("LANG", "de_DE.UTF-8", 1);
@@ -273,6 +304,22 @@ TEST_F(NetworkTools, runWithTheirUntranslatedOutput)
     EXPECT_EQ(net.runsOf("route"), "LANG=C /sbin/route -n\n");
     EXPECT_EQ(net.runsOf("grep"), "[eth0]\n");
     EXPECT_EQ(net.runsOf("cat"), "LANG=C /bin/cat /etc/resolv.conf\n");
+}
+
+TEST_F(NetworkTools, runTheSameWhateverTheHostsEnvironmentSays)
+{
+    std::vector<char const*> const names{"IFS", "ENV", "COLUMNS", "LANGUAGE"};
+    std::vector<char const*> const values{"aeiou/-. ", "/tmp/env", "20", "de"};
+    machine.file("/tmp/env", "echo eth9: x\n");
+    net.ifconfigPrints("eth0: x\nlo: x\n");
+    for (size_t i = 0; i < names.size(); ++i)
+        ::setenv(names[i], values[i], 1);
+    NetworkAnswer const answer;
+    for (char const* const name : names)
+        ::unsetenv(name);
+    EXPECT_EQ(answer.names(), (Names{"eth0", "lo"}));
+    EXPECT_EQ(net.runsOf("ifconfig"), "LANG=C /sbin/ifconfig -a\n");
+    EXPECT_EQ(net.runsOf("grep"), "[eth0]\n");
 }
 
 TEST_F(NetworkTools, areAskedAfreshByEveryQuery)

@@ -3,12 +3,14 @@
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/DiskCalls.h"
+#include "tests/sysinfo/ReadCalls.h"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -235,6 +237,24 @@ TEST_F(PhysicalDisksQuery, isNotHeldByADeviceThatNobodyWritesTo)
     machine.file("/proc/partitions", std::string(HEADING) + "8 0 2 sda\n");
     ASSERT_EQ(::mkfifo("/dev/sda", 0644), 0);
     EXPECT_EQ(answer(), "sda () 0 bytes in  0 partitions \n");
+}
+
+TEST_F(PhysicalDisksQuery, withstandsReadsOfSingleBytesBetweenSignals)
+{
+    showDevices({"sda", "sda1"});
+    testkit::ReadCalls reads("/proc/partitions");
+    reads.giveSingleBytesBetweenSignals();
+    EXPECT_EQ(answer(), "sda () 1024 bytes in  1 partitions \n");
+    EXPECT_GE(reads.failures(), 80U) << "there was nothing to withstand";
+}
+
+TEST_F(PhysicalDisksQuery, tellsWhatCameBeforeAReadThatFails)
+{
+    showDevices({"sda", "sdb"});
+    testkit::ReadCalls reads("/proc/partitions");
+    reads.failBehind(testkit::contentsOf("/proc/partitions").find("sdb") - 1, EIO);
+    EXPECT_EQ(answer(), "sda () 1024 bytes in  0 partitions \n");
+    EXPECT_EQ(reads.failures(), 1U);
 }
 
 TEST_F(PhysicalDisksQuery, tellsSixHundredDisks)

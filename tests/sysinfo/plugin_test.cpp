@@ -184,6 +184,43 @@ TEST(Plugin, isReallyUnloadedAfterUse)
     EXPECT_FALSE(isLoaded());
 }
 
+TEST(Plugin, isReallyUnloadedAfterEveryQuery)
+{
+    machine.file("/proc/meminfo", "MemTotal: 8000000 kB\nMemFree: 3000000 kB\n");
+    machine.file("/proc/partitions", "major minor  #blocks  name\n\n8 0 7 sda\n");
+    machine.file("/proc/mounts", "/dev/sda / ext4 rw 0 0\n");
+    machine.file("/dev/sda", "");
+    machine.file("/etc/dovrel/status.ini", "[Main]\nStatus=1000\n");
+    machine.file("/etc/resolv.conf", "nameserver 10.0.0.1\n");
+    machine.tool("/usr/sbin/dmidecode", "exit 0");
+    machine.tool("/sbin/ifconfig", "echo 'eth0: x'; echo 'lo: x'");
+    machine.tool("/sbin/route", "exit 0");
+    machine.tool("/bin/cat", "exec cat \"$@\"");
+    machine.tool("/bin/grep", "exec grep \"$@\"");
+    {
+        Library const library;
+        SystemInformation* const information = library.open();
+        uint64_t total = 0;
+        uint64_t free = 0;
+        EXPECT_TRUE(information->getMemoryInfo(total, free));
+        bool unavailable = true;
+        EXPECT_TRUE(information->getCloneInfo(unavailable));
+        std::vector<value_ptr<SystemInformation::DiskInfo>> mounts;
+        EXPECT_TRUE(information->getDisksInternal(mounts));
+        EXPECT_EQ(mounts.size(), 1U);
+        std::vector<value_ptr<SystemInformation::NetworkInfo>> adapters;
+        EXPECT_TRUE(information->getNetworksInternal(adapters));
+        EXPECT_EQ(adapters.size(), 2U);
+        std::string vendor;
+        std::string product;
+        std::string version;
+        auto hypervisor = SystemInformation::HYPERVISOR_NONE;
+        EXPECT_TRUE(information->getSystemInfo(vendor, product, version, hypervisor));
+        library.close(information);
+    }
+    EXPECT_FALSE(isLoaded());
+}
+
 TEST(Plugin, loadsAndUnloadsWithoutEverBeingUsed)
 {
     {

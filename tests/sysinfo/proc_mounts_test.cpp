@@ -111,6 +111,7 @@ TEST(ProcMounts, haveNamesAsTheKernelEscapesThem)
                    "/dev/a\\040b /mnt/x\\040(deleted) ext4 rw 0 0\n"),
         (Mounts{{"/mnt/my\\040disk\\011\\012\\134", "/dev/sda1"},
             {"/mnt/x\\040(deleted)", "/dev/a\\040b"}}));
+    EXPECT_EQ(read("/dev/a\\043b /mnt ext4 rw 0 0\n"), (Mounts{{"/mnt", "/dev/a\\043b"}}));
 }
 
 TEST(ProcMounts, haveTwoWordsThatCountBetweenAnyBlanks)

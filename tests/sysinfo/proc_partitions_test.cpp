@@ -84,6 +84,14 @@ TEST(ProcPartitions, endADiskAtADeviceOfAnotherKindWhichIsNotListed)
     EXPECT_EQ(read(table({"vda", "dm-0", "zram0", "sr0", "nvme0n1", "mmcblk0"})), "[vda 7 0]");
 }
 
+TEST(ProcPartitions, areNoDisksWhereTheirNamesEndInADigit)
+{
+    EXPECT_EQ(read(table({"ram0", "mtdblock3", "ubiblock0_0", "mmcblk0", "mmcblk0boot0",
+                  "mmcblk0p1", "nvme0n1p1", "nvme0n1", "md_d0p1", "md_d0", "md127", "dm-12", "rbd0",
+                  "zram0", "loop0p1", "sr0"})),
+        "");
+}
+
 TEST(ProcPartitions, countNothingBehindSuchADeviceUntilTheNextDisk)
 {
     EXPECT_EQ(
@@ -168,6 +176,7 @@ TEST(ProcPartitions, endBehindTheFirstLineOfKernel24Kept)
         "[sda 8969493 0]");
     // Two entries of numbers fit in before a name stands where blocks ought to be.
     EXPECT_EQ(read("h\n8 0 7 sda 1 2 3 4 5 6 7 8 9 10 11\n8 1 3 sda1 1 2\n"), "[sda 7 0]");
+    EXPECT_EQ(read("h\n8 0 7 sda 1 2 3 4 5 6 7 -414508366 9 10 -11\n8 1 3 sda1 1\n"), "[sda 7 0]");
 }
 
 TEST(ProcPartitions, mayBeCutShort)

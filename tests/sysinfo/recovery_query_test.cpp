@@ -3,6 +3,7 @@
 
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
+#include "tests/sysinfo/ReadCalls.h"
 #include "tests/sysinfo/recovery_files.h"
 
 #include <fcntl.h>
@@ -340,6 +341,14 @@ TEST(RecoveryPercentage, isComputedWithoutAWaitWhereAnybodyPutAFifo)
     char left[8];
     EXPECT_EQ(::read(writer, left, sizeof left), 3) << "taken from whom it was meant for";
     ::close(writer);
+}
+
+TEST(RecoveryFigures, withstandReadsOfSingleBytesBetweenSignals)
+{
+    testkit::ReadCalls reads(STATUS);
+    reads.giveSingleBytesBetweenSignals();
+    EXPECT_EQ(pollWith(SOME_RESTORE)->getOperationProgress(), 37U);
+    EXPECT_GE(reads.failures(), 80U) << "there was nothing to withstand";
 }
 
 TEST(RecoveryFigures, areReadFromTheRecordedFiles)

@@ -163,6 +163,14 @@ TEST(RootDevices, ofAVolumeComeOfItsWholeNameWhereThereIsNoDash)
     EXPECT_EQ(getRootDevices("/dev/dm-3"), Names{"sda:"});
 }
 
+TEST(RootDevices, ofAVolumeComeOfTheLongestNameOfAGroup)
+{
+    std::string const group = "+_." + std::string(124, 'g');
+    showVolume(group + "-root", "dm-0");
+    showPhysicalVolumes("/dev/mapper/" + group + ":/dev/sda:\n");
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
+}
+
 TEST(RootDevices, ofAVolumeComeOfTheNameThatLeadsToIt)
 {
     showVolume("a-root", "dm-0");

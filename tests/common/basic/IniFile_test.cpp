@@ -174,6 +174,7 @@ TEST(IniFile, splitsALineAtItsFirstEqualsSign)
     EXPECT_EQ(entriesOf("=v\n"), "[]=v\n");
     EXPECT_EQ(entriesOf("=\n"), "[]=\n");
     EXPECT_EQ(entriesOf("k=\n"), "[]k=\n");
+    EXPECT_EQ(entriesOf("?t="), "[]?t=\n");
     EXPECT_EQ(entriesOf("k\n: k\nk:1\n"), "");
 }
 

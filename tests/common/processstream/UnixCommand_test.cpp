@@ -2,6 +2,7 @@
 #include "tests/common/processstream/Child.h"
 #include "tests/common/processstream/OtherHost.h"
 #include "tests/common/processstream/ProcessCalls.h"
+#include "tests/support/Machine.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,8 @@
 #include <string>
 #include <sys/time.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 using dovrel::ProcessException;
 using dovrel::UnixCommand;
@@ -47,6 +50,20 @@ void awaitEnd(pid_t pid)
 {
     siginfo_t ended{};
     EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOWAIT), 0);
+}
+
+/** Whether each signal is blocked, and what handles it. */
+std::vector<std::pair<bool, sighandler_t>> signalsOfTheHost()
+{
+    sigset_t blocked;
+    ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    std::vector<std::pair<bool, sighandler_t>> signals;
+    for (int number = 1; number < NSIG; ++number) {
+        struct sigaction action { };
+        ::sigaction(number, nullptr, &action);
+        signals.emplace_back(::sigismember(&blocked, number) == 1, action.sa_handler);
+    }
+    return signals;
 }
 
 std::string outputOf(std::string const& text)
@@ -184,6 +201,34 @@ TEST(UnixCommand, startsACommandThatDoesNotExist)
     EXPECT_EQ(child::statusOf(command), 127);
 }
 
+TEST(UnixCommand, endsWithTheShellsStatusWhereACommandCannotBeRun)
+{
+    testkit::machine.folder("/sbin/folder");
+    testkit::machine.file("/sbin/data", "no program");
+    for (char const* const path : {"/sbin/folder", "/sbin/data"}) {
+        UnixCommand command(path);
+        EXPECT_EQ(child::everythingFrom(command.stdInOut()), "");
+        EXPECT_EQ(child::statusOf(command), 126) << path;
+    }
+}
+
+TEST(UnixCommand, givesAChildThatWaitsForInputNone)
+{
+    EXPECT_EQ(outputOf("printf 'Password: '; read word || echo none"), "Password: none\n");
+}
+
+TEST(UnixCommand, takesAChildThatHasStoppedForOneThatRuns)
+{
+    UnixCommand command("echo $$; kill -STOP $$; echo on; exit 5");
+    pid_t const pid = std::stoi(child::lineFrom(command.stdInOut()));
+    siginfo_t stopped{};
+    EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(pid), &stopped, WSTOPPED | WNOWAIT), 0);
+    EXPECT_EQ(reasonOfExit(command, 20), dovrel::REASON_NOT_EXITED);
+    ::kill(pid, SIGCONT);
+    EXPECT_EQ(child::everythingFrom(command.stdInOut()), "on\n");
+    EXPECT_EQ(child::statusOf(command), 5);
+}
+
 TEST(UnixCommand, endsWith255WhereThereIsNoShell)
 {
     child::MissingFile const shell("/bin/sh");
@@ -308,6 +353,42 @@ TEST(UnixCommand, runsNoneOfTheHostsExitHandlersAndFlushesNoneOfItsBuffers)
         std::fclose(buffered);
         if (::read(handled[0], piece, sizeof piece) != -1)
             complaints << "a child ran the host's exit handler\n";
+    }),
+        "");
+}
+
+TEST(UnixCommand, leavesTheHostsSignalsAsTheyAre)
+{
+    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+        sigset_t all;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
+        auto const before = signalsOfTheHost();
+        {
+            UnixCommand command("echo text; exit 5");
+            if (child::everythingFrom(command.stdInOut()) != "text\n"
+                || child::statusOf(command) != 5)
+                complaints << "not what the child had to say\n";
+        }
+        if (signalsOfTheHost() != before)
+            complaints << "not as they were\n";
+    }),
+        "");
+}
+
+TEST(UnixCommand, doesNotEndAHostThatWritesToAChildThatHasEnded)
+{
+    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+        ::signal(SIGPIPE, SIG_DFL);
+        UnixCommand command("exit 5");
+        if (child::statusOf(command) != 5)
+            complaints << "another status\n";
+        try {
+            command.stdInOut().write("text\n", 5);
+        } catch (ProcessException const& failure) {
+            if (failure.code() != EIO)
+                complaints << failure.what() << '\n';
+        }
     }),
         "");
 }

@@ -1,4 +1,5 @@
 #include "common/basic/processstream/src/pistream.h"
+#include "tests/common/processstream/OtherHost.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 
@@ -292,6 +293,37 @@ TEST_F(CommandOutput, isNotCutBySignals)
     EXPECT_EQ(outputOf("slow"), text);
     EXPECT_GE(Alarms::rung, before + 10) << "there was nothing to withstand";
     EXPECT_EQ(ended, std::vector<int>{0}) << "its end is waited for all the same";
+}
+
+TEST_F(CommandOutput, isWholeWhereTheHostIgnoresItsChildren)
+{
+    std::string const text = longText(1000);
+    show(text);
+    EXPECT_EQ(complaintsOfAnotherHost([&](std::ostream& complaints) {
+        ::signal(SIGCHLD, SIG_IGN);
+        if (outputOf("show") != text)
+            complaints << "the output is not whole\n";
+        if (ended != std::vector<int>{-1})
+            complaints << "the status was found\n";
+    }),
+        "");
+}
+
+TEST_F(CommandOutput, isWholeWhereTheHostHasClosedTheStandardThree)
+{
+    std::string const text = longText(1000);
+    show(text);
+    for (unsigned closed = 1; closed < 8; ++closed) {
+        EXPECT_EQ(complaintsOfAnotherHost([&](std::ostream& complaints) {
+            for (int fd = 0; fd < 3; ++fd)
+                if ((closed >> fd & 1) != 0)
+                    ::close(fd);
+            if (outputOf("show") != text)
+                complaints << "the output is not whole\n";
+        }),
+            "")
+            << closed;
+    }
 }
 
 TEST_F(CommandOutput, hasNumbersWithTheClassicLocalesDigits)
