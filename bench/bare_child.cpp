@@ -91,6 +91,11 @@ BareChild::~BareChild()
     waitForEnd();
 }
 
+void BareChild::letReadsWait()
+{
+    expect(fcntl(m_master, F_SETFL, fcntl(m_master, F_GETFL) & ~O_NONBLOCK) == 0, "fcntl");
+}
+
 bool BareChild::hasEnded()
 {
     if (!m_ended)

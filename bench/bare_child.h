@@ -24,8 +24,11 @@ public:
     /** Waits for the child where `waitForEnd` has not. */
     ~BareChild();
 
-    /** The terminal, which never blocks. */
+    /** The terminal, which does not block before `letReadsWait`. */
     int terminal() const { return m_master; }
+
+    /** From now on whoever reads the terminal waits in the kernel. */
+    void letReadsWait();
 
     /** @return whether the child has exited; looks once. */
     bool hasEnded();

@@ -1,17 +1,19 @@
 #include "bench/bare_disks.h"
 #include "bench/made_up_disks.h"
+#include "bench/main.h"
 #include "sysinfo/SystemInformation.h"
 
 #include <benchmark/benchmark.h>
 
 #include <mntent.h>
+#ifdef BENCH_WITH_STATGRAB
+#include <statgrab.h>
+#endif
 #include <sys/statvfs.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <exception>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -120,6 +122,45 @@ void mountsByGetmntent(benchmark::State& state)
     expect(found == sizeOf(state) && bytes != 0, "the mounts were not read");
 }
 
+#ifdef BENCH_WITH_STATGRAB
+
+// libstatgrab counts what was read from and written to disks and partitions alike, without their
+// captions and sizes, and tells the sizes of mounts without the disks beneath.
+
+struct Statgrab {
+    Statgrab() { expect(sg_init(0) == SG_ERROR_NONE, "libstatgrab cannot be used"); }
+    Statgrab(Statgrab const&) = delete;
+    Statgrab& operator=(Statgrab const&) = delete;
+    ~Statgrab() { sg_shutdown(); }
+};
+
+void disksByStatgrab(benchmark::State& state)
+{
+    bench::writeDisks(sizeOf(state));
+    Statgrab const statgrab;
+    size_t found = 0;
+    for (auto round : state)
+        expect(sg_get_disk_io_stats(&found) != nullptr, "the disks cannot be listed");
+    constexpr size_t WITH_PARTITIONS = 3;
+    expect(found == WITH_PARTITIONS * sizeOf(state), "the disks were not read");
+}
+
+void mountsByStatgrab(benchmark::State& state)
+{
+    writeMachine(state);
+    Statgrab const statgrab;
+    size_t found = 0;
+    uint64_t bytes = 0;
+    for (auto round : state) {
+        sg_fs_stats const* const mounts = sg_get_fs_stats(&found);
+        expect(mounts != nullptr && found > 0, "the mounts cannot be listed");
+        bytes = mounts[found - 1].size;
+    }
+    expect(found == sizeOf(state) && bytes != 0, "the mounts were not read");
+}
+
+#endif
+
 void diskNumbers(benchmark::internal::Benchmark* benchmark)
 {
     benchmark->Arg(1)->Arg(100)->Arg(1000);
@@ -142,20 +183,12 @@ BENCHMARK_CAPTURE(disksBare, bare_once, Resolve::once)
 BENCHMARK(mountsDovrel)->Name("mounts/dovrel")->Apply(mountNumbers);
 BENCHMARK(mountsBare)->Name("mounts/bare_scan")->Apply(mountNumbers);
 BENCHMARK(mountsByGetmntent)->Name("mounts/getmntent")->Apply(mountNumbers);
+#ifdef BENCH_WITH_STATGRAB
+BENCHMARK(disksByStatgrab)->Name("disks/libstatgrab")->Apply(diskNumbers);
+BENCHMARK(mountsByStatgrab)->Name("mounts/libstatgrab")->Apply(mountNumbers);
+#endif
 
-int main(int argc, char** argv)
+void bench::prepare()
 {
-    try {
-        benchmark::CPUInfo::Get();
-        bench::replaceDisks();
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            return 2;
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return 0;
-    } catch (std::exception const& error) {
-        std::cerr << "disks_bench: " << error.what() << '\n';
-        return 2;
-    }
+    replaceDisks();
 }

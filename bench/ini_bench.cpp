@@ -1,14 +1,11 @@
 #include "bench/ini_rivals.h"
 #include "bench/made_up_ini.h"
+#include "bench/main.h"
 
 #include <benchmark/benchmark.h>
 
 #include <malloc.h>
 
-#include <clocale>
-#include <cstdio>
-#include <exception>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -77,22 +74,7 @@ BENCHMARK(lookUp<bench::InihReader>)->Name("ini_look_up/inih")->Apply(sizes);
 BENCHMARK(lookUp<bench::SimpleIniReader>)->Name("ini_look_up/simpleini")->Apply(sizes);
 BENCHMARK(lookUp<bench::PropertyTreeReader>)->Name("ini_look_up/property_tree")->Apply(sizes);
 
-int main(int argc, char** argv)
+void bench::prepare()
 {
-    // As most hosts have it: the library converts the locale's encoding.
-    if (!std::setlocale(LC_ALL, "C.UTF-8")) {
-        std::fputs("ini_bench: the locale C.UTF-8 is missing\n", stderr);
-        return 2;
-    }
-    try {
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            return 2;
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return 0;
-    } catch (std::exception const& error) {
-        std::cerr << "ini_bench: " << error.what() << '\n';
-        return 2;
-    }
+    useUtf8();
 }

@@ -1,3 +1,5 @@
+#include "bench/main.h"
+
 #include <benchmark/benchmark.h>
 
 #include <dlfcn.h>
@@ -5,8 +7,6 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <exception>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -88,18 +88,7 @@ BENCHMARK_CAPTURE(start, empty_filesystem, EMPTY_FILESYSTEM_HOST, nullptr)
     ->Name("start/empty_filesystem")
     ->UseRealTime();
 
-int main(int argc, char** argv)
+void bench::prepare()
 {
-    try {
-        holdFilesystemLibrary();
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            return 2;
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return 0;
-    } catch (std::exception const& error) {
-        std::cerr << "loading_bench: " << error.what() << '\n';
-        return 2;
-    }
+    holdFilesystemLibrary();
 }

@@ -37,6 +37,13 @@ std::string partitionsLine(unsigned minor, unsigned blocks, std::string const& n
     return "   8   " + std::to_string(minor) + "   " + std::to_string(blocks) + ' ' + name + '\n';
 }
 
+/** As the kernel's Documentation/admin-guide/iostats.rst has it. */
+std::string countersLine(unsigned minor, std::string const& name)
+{
+    return "   8   " + std::to_string(minor) + ' ' + name
+        + " 84721 12455 5821394 28310 190421 221190 11284512 310222 0 190020 338532 0 0 0 0 0 0\n";
+}
+
 }
 
 std::string diskName(unsigned number)
@@ -54,6 +61,8 @@ void replaceDisks()
         emptyFolder(folder);
     makeFolder("/proc/scsi");
     makeFolder("/proc/scsi/usb-storage");
+    // Those without a disk are left out, as is what is mounted of them where this list counts.
+    writeText("/proc/filesystems", "\text4\n");
 }
 
 void writeDisks(unsigned disks)
@@ -62,6 +71,7 @@ void writeDisks(unsigned disks)
     makeFolder("/dev/disk");
     makeFolder(BY_ID);
     std::string table = "major minor  #blocks  name\n\n";
+    std::string counters;
     for (unsigned i = 0; i < disks; ++i) {
         std::string const name = diskName(i);
         table += partitionsLine(i * 16, 488386584, name);
@@ -69,6 +79,7 @@ void writeDisks(unsigned disks)
             std::string const device = partition > 0 ? name + std::to_string(partition) : name;
             if (partition > 0)
                 table += partitionsLine(i * 16 + partition, 244193292, device);
+            counters += countersLine(i * 16 + partition, device);
             writeText("/dev/" + device, "");
         }
         std::string const number = std::to_string(100000 + i);
@@ -77,6 +88,7 @@ void writeDisks(unsigned disks)
         fs::create_symlink(target, std::string(BY_ID) + "/wwn-0x5000c50064" + number);
     }
     writeText("/proc/partitions", table);
+    writeText("/proc/diskstats", counters);
 }
 
 void writeMounts(unsigned mounts, unsigned disks)

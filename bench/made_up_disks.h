@@ -12,8 +12,8 @@ namespace bench {
 void replaceDisks();
 
 /**
- * So many disks with two partitions each in /proc/partitions, with devices, and in /dev/disk/by-id
- * two names each, one of them of the "wwn" family, as udev(7) has it.
+ * So many disks with two partitions each in /proc/partitions and /proc/diskstats, with devices, and
+ * in /dev/disk/by-id two names each, one of them of the "wwn" family, as udev(7) has it.
  */
 void writeDisks(unsigned disks);
 

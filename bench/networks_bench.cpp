@@ -1,4 +1,6 @@
 #include "bench/adapter_text.h"
+#include "bench/made_up_tools.h"
+#include "bench/main.h"
 #include "bench/own_mounts.h"
 #include "common/basic/ip_address.h"
 #include "sysinfo/SystemInformation.h"
@@ -6,11 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <sys/stat.h>
-
 #include <cstdio>
-#include <exception>
-#include <iostream>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -32,19 +30,10 @@ void expect(bool condition, char const* complaint)
         throw std::runtime_error(complaint);
 }
 
-/** A tool that prints a text, in the time that a shell and a small program take. */
-void writeTool(std::string const& name, std::string const& output)
-{
-    std::string const path = "/sbin/" + name;
-    bench::writeText(path + ".txt", output);
-    bench::writeText(path, "#!/bin/sh\nexec cat " + path + ".txt\n");
-    chmod(path.c_str(), 0755);
-}
-
 void writeMachine(benchmark::State const& state)
 {
-    writeTool("ifconfig", bench::adapterText(adaptersOf(state)));
-    writeTool("route", bench::routeText(adaptersOf(state)));
+    bench::writeTool("ifconfig", bench::adapterText(adaptersOf(state)));
+    bench::writeTool("route", bench::routeText(adaptersOf(state)));
     bench::writeText("/etc/resolv.conf", "nameserver 192.168.1.1\nnameserver 192.168.1.2\n");
 }
 
@@ -131,21 +120,8 @@ BENCHMARK(listByBareCommands)
 BENCHMARK(parseDovrel)->Name("parse_adapters/dovrel")->Arg(200);
 BENCHMARK(parseByBareScan)->Name("parse_adapters/bare_scan")->Arg(200);
 
-int main(int argc, char** argv)
+void bench::prepare()
 {
-    try {
-        benchmark::CPUInfo::Get();
-        bench::enterOwnMounts();
-        bench::emptyFolder("/sbin");
-        bench::emptyFolder("/etc");
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            return 2;
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return 0;
-    } catch (std::exception const& error) {
-        std::cerr << "networks_bench: " << error.what() << '\n';
-        return 2;
-    }
+    replaceTools();
+    emptyFolder("/etc");
 }

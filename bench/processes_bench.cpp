@@ -1,25 +1,24 @@
 #include "bench/bare_child.h"
+#include "bench/child_output.h"
+#include "bench/main.h"
 #include "common/basic/processstream/src/UnixCommand.h"
 
 #include <benchmark/benchmark.h>
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <exception>
-#include <iostream>
+#include <istream>
 #include <stdexcept>
-#include <string>
 
 using bench::BareChild;
 using dovrel::UnixCommand;
 
 namespace {
 
-constexpr unsigned PIECE = 256;
+constexpr unsigned PIECE = bench::TERMINAL_PIECE;
 
 // Starting a child -------------------------------------------------------------------------------
 
@@ -57,38 +56,19 @@ void commandPopen(benchmark::State& state)
 
 // Reading a child's output -----------------------------------------------------------------------
 
-/** Prints so many MiB of zeros: no newline, which ends a piece. */
-std::string printing(int64_t mebibytes)
-{
-    return "exec head -c " + std::to_string(mebibytes << 20) + " /dev/zero";
-}
-
-void expectBytes(benchmark::State& state, int64_t read)
-{
-    int64_t const printed = state.range(0) << 20;
-    if (read != printed)
-        throw std::runtime_error(
-            std::to_string(read) + " bytes of " + std::to_string(printed) + " were read");
-    state.SetBytesProcessed(state.iterations() * printed);
-}
-
-void readDovrel(benchmark::State& state)
+/** @return what could be read. */
+int64_t readAll(std::istream& stream)
 {
     int64_t total = 0;
-    for (auto round : state) {
-        pstream_wrapper<UnixCommand> child(printing(state.range(0)));
-        child.outBuf().setTimeout(5000);
-        total = 0;
-        char piece[PIECE];
-        while (child.read(piece, sizeof piece) || child.gcount() > 0)
-            total += child.gcount();
-        benchmark::DoNotOptimize(piece);
-    }
-    expectBytes(state, total);
+    char piece[PIECE];
+    while (stream.read(piece, sizeof piece) || stream.gcount() > 0)
+        total += stream.gcount();
+    benchmark::DoNotOptimize(piece);
+    return total;
 }
 
 /** @param wait what to do where nothing is there; false where nothing will come. */
-template <class Wait> int64_t readPieces(BareChild& child, Wait wait)
+template <class Wait> int64_t readAll(BareChild& child, Wait wait)
 {
     int64_t total = 0;
     char piece[PIECE];
@@ -103,44 +83,70 @@ template <class Wait> int64_t readPieces(BareChild& child, Wait wait)
     return total;
 }
 
+void readDovrel(benchmark::State& state)
+{
+    int64_t total = 0;
+    for (auto round : state) {
+        pstream_wrapper<UnixCommand> child(bench::printing(state));
+        child.outBuf().setTimeout(5000);
+        total = readAll(child);
+    }
+    bench::expectPrinted(state, total);
+}
+
 /** As the library waits: a look for the child's end and 10 ms, and 10 ms more. */
 void readBare(benchmark::State& state)
 {
     int64_t total = 0;
     for (auto round : state) {
-        BareChild child(printing(state.range(0)).c_str());
+        BareChild child(bench::printing(state).c_str());
         bool ended = false;
-        total = readPieces(child, [&] {
+        total = readAll(child, [&] {
             if (ended)
                 return false;
             ended = child.hasEnded();
-            if (!ended)
-                usleep(20000);
+            for (int i = 0; i < 2 && !ended; ++i)
+                usleep(10000);
             return true;
         });
     }
-    expectBytes(state, total);
+    bench::expectPrinted(state, total);
 }
 
 /** Waits in the kernel: what the library's waits cost beside it. */
-void readBarePoll(benchmark::State& state)
+void readBareBlocking(benchmark::State& state)
 {
     int64_t total = 0;
     for (auto round : state) {
-        BareChild child(printing(state.range(0)).c_str());
-        total = readPieces(child, [&] {
-            pollfd wait{child.terminal(), POLLIN, 0};
-            return poll(&wait, 1, -1) == 1;
-        });
+        BareChild child(bench::printing(state).c_str());
+        child.letReadsWait();
+        total = readAll(child, [] { return false; });
     }
-    expectBytes(state, total);
+    bench::expectPrinted(state, total);
+}
+
+/** The library's stream on a terminal whose readers wait in the kernel. */
+void readDovrelBlocking(benchmark::State& state)
+{
+    int64_t total = 0;
+    for (auto round : state) {
+        BareChild child(bench::printing(state).c_str());
+        child.letReadsWait();
+        dovrel::UnixPipe pipe;
+        pipe.setDescriptor(child.terminal());
+        bench::NoChild command(pipe);
+        pipestreambuf buffer(command, pipe, std::ios_base::openmode());
+        std::istream stream(&buffer);
+        total = readAll(stream);
+    }
+    bench::expectPrinted(state, total);
 }
 
 void readPopen(benchmark::State& state)
 {
     int64_t total = 0;
     for (auto round : state) {
-        FILE* const pipe = popen(printing(state.range(0)).c_str(), "re");
+        FILE* const pipe = popen(bench::printing(state).c_str(), "re");
         if (!pipe)
             throw std::runtime_error("popen failed");
         total = 0;
@@ -150,10 +156,12 @@ void readPopen(benchmark::State& state)
         pclose(pipe);
         benchmark::DoNotOptimize(piece);
     }
-    expectBytes(state, total);
+    bench::expectPrinted(state, total);
 }
 
+// The library waits 20 ms some forty times for it.
 constexpr int64_t MEBIBYTES = 8;
+constexpr int64_t FLOOD_MEBIBYTES = 64;
 
 }
 
@@ -163,20 +171,12 @@ BENCHMARK(commandBareBlocking)->Name("command/bare_blocking")->UseRealTime();
 BENCHMARK(commandPopen)->Name("command/popen")->UseRealTime();
 BENCHMARK(readDovrel)->Name("read_child/dovrel")->Arg(MEBIBYTES)->UseRealTime();
 BENCHMARK(readBare)->Name("read_child/bare")->Arg(MEBIBYTES)->UseRealTime();
-BENCHMARK(readBarePoll)->Name("read_child/bare_poll")->Arg(MEBIBYTES)->UseRealTime();
+BENCHMARK(readBareBlocking)->Name("read_child/bare_blocking")->Arg(MEBIBYTES)->UseRealTime();
 BENCHMARK(readPopen)->Name("read_child/popen")->Arg(MEBIBYTES)->UseRealTime();
+// By the reader's own time on the processor: the elapsed one goes up and down with other load.
+BENCHMARK(readDovrelBlocking)->Name("read_flood/dovrel")->Arg(FLOOD_MEBIBYTES);
+BENCHMARK(readBareBlocking)->Name("read_flood/bare")->Arg(FLOOD_MEBIBYTES);
 
-int main(int argc, char** argv)
+void bench::prepare()
 {
-    try {
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            return 2;
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return 0;
-    } catch (std::exception const& error) {
-        std::cerr << "processes_bench: " << error.what() << '\n';
-        return 2;
-    }
 }

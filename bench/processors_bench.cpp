@@ -1,4 +1,5 @@
 #include "bench/made_up_proc.h"
+#include "bench/main.h"
 #include "sysinfo/SystemInformation.h"
 
 #include <benchmark/benchmark.h>
@@ -7,9 +8,7 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <exception>
 #include <fstream>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -124,20 +123,7 @@ BENCHMARK(listDovrel)->Name("list/dovrel")->Apply(machineSizes);
 BENCHMARK(listByBareScan)->Name("list/bare_scan")->Apply(machineSizes);
 BENCHMARK(listByStreamLines)->Name("list/stream_lines")->Apply(machineSizes);
 
-int main(int argc, char** argv)
+void bench::prepare()
 {
-    try {
-        // The framework describes the real machine's processors, so it has to look beforehand.
-        benchmark::CPUInfo::Get();
-        bench::replaceProc();
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            return 2;
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return 0;
-    } catch (std::exception const& error) {
-        std::cerr << "processors_bench: " << error.what() << '\n';
-        return 2;
-    }
+    replaceProc();
 }

@@ -1,3 +1,5 @@
+#include "bench/main.h"
+
 #include <benchmark/benchmark.h>
 
 #include <fcntl.h>
@@ -6,8 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <exception>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -71,17 +71,6 @@ void runLsblk(benchmark::State& state)
 BENCHMARK(runDovrel)->Name("program_disks/dovrel")->UseRealTime();
 BENCHMARK(runLsblk)->Name("program_disks/lsblk")->UseRealTime();
 
-int main(int argc, char** argv)
+void bench::prepare()
 {
-    try {
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            return 2;
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return 0;
-    } catch (std::exception const& error) {
-        std::cerr << "programs_bench: " << error.what() << '\n';
-        return 2;
-    }
 }

@@ -1,3 +1,4 @@
+#include "bench/main.h"
 #include "bench/own_mounts.h"
 #include "sysinfo/SystemInformation.h"
 
@@ -7,8 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <exception>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 
@@ -89,22 +88,10 @@ void pollByBareReading(benchmark::State& state)
 BENCHMARK(pollDovrel)->Name("recovery_poll/dovrel");
 BENCHMARK(pollByBareReading)->Name("recovery_poll/bare_reading");
 
-int main(int argc, char** argv)
+void bench::prepare()
 {
-    try {
-        benchmark::CPUInfo::Get();
-        bench::enterOwnMounts();
-        bench::emptyFolder("/etc");
-        bench::emptyFolder("/tmp");
-        writeRecovery();
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            return 2;
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return 0;
-    } catch (std::exception const& error) {
-        std::cerr << "recovery_bench: " << error.what() << '\n';
-        return 2;
-    }
+    enterOwnMounts();
+    emptyFolder("/etc");
+    emptyFolder("/tmp");
+    writeRecovery();
 }

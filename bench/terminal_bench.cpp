@@ -1,3 +1,4 @@
+#include "bench/child_output.h"
 #include "common/basic/processstream/src/UnixCommand.h"
 
 #include <benchmark/benchmark.h>
@@ -18,7 +19,7 @@
 
 namespace {
 
-constexpr unsigned PIECE = 256;
+constexpr unsigned PIECE = bench::TERMINAL_PIECE;
 
 /** As much as a terminal holds for its reader, one byte less than 4 KiB. */
 constexpr int CONTENTS = 4095;
@@ -65,18 +66,6 @@ private:
     int m_slave = -1;
 };
 
-/** There always is something to be read, so nobody asks for it. */
-class NoChild : public Command {
-public:
-    explicit NoChild(Pipe& pipe) : m_pipe(pipe) { }
-    int uncachedExitCode() override { return 0; }
-    Pipe& stdInOut() override { return m_pipe; }
-    Pipe& stdErr() override { return m_pipe; }
-
-private:
-    Pipe& m_pipe;
-};
-
 /** Times how long @p readAll takes for a full terminal. @p readAll returns the bytes it read. */
 template <class Read>
 void timeReading(benchmark::State& state, FilledTerminal const& terminal, Read readAll)
@@ -99,7 +88,7 @@ void readDovrel(benchmark::State& state)
     FilledTerminal const terminal;
     dovrel::UnixPipe pipe;
     pipe.setDescriptor(terminal.reader());
-    NoChild command(pipe);
+    bench::NoChild command(pipe);
     pipestreambuf buffer(command, pipe, std::ios_base::openmode());
     std::istream stream(&buffer);
     timeReading(state, terminal, [&stream] {
