@@ -1,11 +1,20 @@
 #include "sysinfo/network_text.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace sysinfo {
 
 namespace {
+
+/** What ends a word, by the character's code. */
+constexpr auto SEPARATORS = [] {
+    std::array<bool, 256> separators{};
+    for (char const c : {' ', '\t', '\n', '\r', '/'})
+        separators[static_cast<unsigned char>(c)] = true;
+    return separators;
+}();
 
 /** In one pass: what comes together by a replacement is not replaced. */
 void replaceEach(std::string& line, std::string_view what, std::string_view by)
@@ -37,10 +46,7 @@ public:
     }
 
 private:
-    static bool isSeparator(char c)
-    {
-        return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '/';
-    }
+    static bool isSeparator(char c) { return SEPARATORS[static_cast<unsigned char>(c)]; }
 
     std::string_view m_left;
     bool m_atEnd = false;
@@ -82,12 +88,16 @@ AdapterText readAdapters(std::istream& output, std::function<void(std::string co
         if (nameEnd != 0) {
             if (!adapter.name.empty())
                 ended(adapter);
-            adapter = {};
-            adapter.name = line.substr(0, std::min(nameEnd, line.find('\0')));
+            adapter.name.assign(line, 0, std::min(nameEnd, line.find('\0')));
+            adapter.addresses.clear();
+            adapter.netmasks.clear();
+            adapter.hardwareAddresses.clear();
             found(adapter.name);
         }
-        replaceEach(line, "addr:", "");
-        replaceEach(line, "Mask:", "Mask ");
+        if (line.find(':') != std::string::npos) { // Else there is nothing to replace.
+            replaceEach(line, "addr:", "");
+            replaceEach(line, "Mask:", "Mask ");
+        }
         readAdapterLine(line, adapter);
     }
     return adapter;
