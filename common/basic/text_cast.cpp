@@ -66,6 +66,7 @@ template <class T> std::enable_if_t<std::is_integral_v<T>, bool> read(wchar_t co
     Magnitude const largest =
         static_cast<Magnitude>(std::numeric_limits<T>::max()) + (negative ? 1U : 0U);
     Magnitude magnitude = 0;
+    // Kept: "0x1F" is 0, as the numbers of the sources are decimal.
     for (; *at >= L'0' && *at <= L'9'; ++at) {
         auto const digit = static_cast<Magnitude>(*at - L'0');
         if (magnitude > (largest - digit) / 10)
@@ -93,6 +94,7 @@ string str_cast(T const& value, First const& first, Second const& second)
     string text(digits.text, digits.length);
     if (first.empty() && second.empty())
         return text;
+    // Kept: both stand before the value, so that callers compose "cpu" and 7 to "cpu7".
     return first + second + text;
 }
 

@@ -59,7 +59,7 @@ TEST(LinuxSystemInformation, isDeletedByTheClosingEntryThroughItsVirtualDestruct
     EXPECT_EQ(deleted, 1);
 }
 
-TEST(LinuxSystemInformation, doesNothingWhenANullOneIsDestroyedOrClosed)
+TEST(LinuxSystemInformation, doesNothingWhenANullOneIsDestroyedOrClosedKept)
 {
     testkit::destroyNull<LinuxSystemInformation>();
     libclose(nullptr);

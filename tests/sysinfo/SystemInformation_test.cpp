@@ -119,7 +119,7 @@ TEST(Records, copyAsNullWhereTheyAreNull)
     EXPECT_TRUE(copy[1]);
 }
 
-TEST(Caches, areEmptyAtLoadAndNoQueryFillsThem)
+TEST(Caches, areEmptyAtLoadAndNoQueryFillsThemKept)
 {
     machine.file("/proc/stat", "cpu0 1\n");
     Processors processors;

@@ -43,13 +43,13 @@ Counters countersIn(std::string_view text, unsigned int index = 0)
 
 }
 
-TEST(ReadCounters, takesTheFourthFigureForIdleAndSumsTheOtherSix)
+TEST(ReadCounters, takesTheFourthFigureForIdleAndSumsTheOtherSixKept)
 {
     EXPECT_EQ(countersIn("cpu0 1 20 300 4000 50000 600000 7000000\n"),
         (Counters{4000, 1 + 20 + 300 + 50000 + 600000 + 7000000}));
 }
 
-TEST(ReadCounters, leavesOutStealAndGuestTime)
+TEST(ReadCounters, leavesOutStealAndGuestTimeKept)
 {
     Counters const seven{4, 24};
     EXPECT_EQ(countersIn("cpu0 1 2 3 4 5 6 7\n"), seven);

@@ -268,7 +268,7 @@ TEST(CPUInfo, isDeletedByDestroyThroughItsVirtualDestructor)
     EXPECT_EQ(deleted, 1);
 }
 
-TEST(CPUInfo, doesNothingWhenANullOneIsDestroyed)
+TEST(CPUInfo, doesNothingWhenANullOneIsDestroyedKept)
 {
     testkit::destroyNull<UNIXCPUInfo>();
 }

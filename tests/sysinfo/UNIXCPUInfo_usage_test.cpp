@@ -111,7 +111,7 @@ TEST(CurrentUsage, isNotANumberWhereTheKernelDoesNotListTheProcessor)
     EXPECT_EQ(calls.usleeps().size(), 101U);
 }
 
-TEST(CurrentUsage, isZeroAtOnceWhereThereIsNoFile)
+TEST(CurrentUsage, isZeroAtOnceWhereThereIsNoFileKept)
 {
     CapturedTrace trace;
     EXPECT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 0.0F);

@@ -141,7 +141,7 @@ TEST(CloneInfo, isDeletedByDestroyThroughItsVirtualDestructor)
     EXPECT_EQ(deleted, 2);
 }
 
-TEST(CloneInfo, doesNothingWhenANullOneIsDestroyed)
+TEST(CloneInfo, doesNothingWhenANullOneIsDestroyedKept)
 {
     testkit::destroyNull<UNIXCloneInfo>();
 }

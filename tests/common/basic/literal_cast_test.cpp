@@ -45,7 +45,7 @@ TEST(LiteralCast, readsANumberBetweenBlanks)
     EXPECT_EQ(literal_cast<int>(L"-0", 9), 0);
 }
 
-TEST(LiteralCast, stopsAtTheFirstCharacterThatCannotGoOn)
+TEST(LiteralCast, stopsAtTheFirstCharacterThatCannotGoOnKept)
 {
     EXPECT_EQ(literal_cast<int>(L"12abc", 9), 12);
     EXPECT_EQ(literal_cast<int>(L"0x1F", 9), 0);

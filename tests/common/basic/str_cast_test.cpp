@@ -89,7 +89,7 @@ TEST(StrCast, writesMacAddresses)
         L"a text before 00:1a:00:00:00:00:00:ff");
 }
 
-TEST(StrCast, writesBothTextsBeforeTheValue)
+TEST(StrCast, writesBothTextsBeforeTheValueKept)
 {
     EXPECT_EQ(wide(str_cast<unsigned, string, string>(7, L"a", L"b")), L"ab7");
     EXPECT_EQ(wide(str_cast<int, string, string>(-7, L"", L"b")), L"b-7");

@@ -64,7 +64,7 @@ TEST(StringStorage, givesEightCharactersOneArrayOfNineElements)
     EXPECT_STREQ(text.c_str(), L"eight888");
 }
 
-TEST(StringStorage, keepsItsHeapBlockForLaterTexts)
+TEST(StringStorage, keepsItsHeapBlockForLaterTextsKept)
 {
     string text(L"twenty characters 20");
     ASSERT_EQ(text.length(), 20U);
