@@ -63,6 +63,16 @@ int64_t readCounter(IniFile const& status, wchar_t const* key)
         : MISSING;
 }
 
+RestoreCounters readCounters(IniFile const& status)
+{
+    RestoreCounters counters;
+    counters.totalFiles = readCounter(status, L"TotalFiles");
+    counters.filesDone = readCounter(status, L"FilesDone");
+    counters.totalBytes = readCounter(status, L"TotalBytes");
+    counters.bytesDone = readCounter(status, L"BytesDone");
+    return counters;
+}
+
 /** The engine's own figure takes the place of the computed one. Anybody may write to /tmp, so
  * whatever is no regular file, and might hold the reader for ever, counts as unreadable. */
 std::optional<int> readPercentage()
@@ -149,11 +159,7 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
     string const restoreEndText = status.ReadString(L"main", L"RestoreEnd", L"");
     long const restoreEnd = restoreEndText.empty() ? now : toTime(restoreEndText);
 
-    RestoreCounters counters;
-    counters.totalFiles = readCounter(status, L"TotalFiles");
-    counters.filesDone = readCounter(status, L"FilesDone");
-    counters.totalBytes = readCounter(status, L"TotalBytes");
-    counters.bytesDone = readCounter(status, L"BytesDone");
+    RestoreCounters const counters = readCounters(status);
     trace.write(5, "Read: %d / %d and %d / %d", counters.totalFiles, counters.filesDone,
         counters.totalBytes, counters.bytesDone);
 

@@ -243,9 +243,8 @@ public:
     /**
      * A mask in dotted form.
      *
-     * A text of hexadecimal digits alone, or one that begins with "0x", is read as a number, `24`
-     * too
-     * (`0.0.0.36`). Any other is returned as it is, and so is one that is no number of 32 bits.
+     * A text of hexadecimal digits alone, or one that begins with "0x", is read as a number: `24`
+     * is `0.0.0.36`. Any other is returned as it is, and so is one that is no number of 32 bits.
      */
     static dovrel::string convertMask(dovrel::string const& mask);
 

@@ -16,6 +16,7 @@ namespace fs = boost::filesystem;
 std::string groupKey(fs::path const& device)
 {
     for (fs::directory_entry const& entry : fs::directory_iterator("/dev/mapper")) {
+        // Throws where a link leads nowhere: half of the volumes would pass for all of them.
         if (fs::canonical(entry.path()) == device) {
             std::string const path = entry.path().string();
             return path.substr(0, path.find('-'));

@@ -70,10 +70,12 @@ IniFile::~IniFile() = default;
 
 void IniFile::fail(int error, wchar_t const* what)
 {
+    m_entries = IniEntries();
+    if (m_savedError != 0)
+        return;
     errno = error;
     m_savedError = error;
     m_errorText = string(L"File ") + m_path + what;
-    m_entries = IniEntries();
 }
 
 void IniFile::read(std::istream& file)

@@ -49,20 +49,27 @@ struct Platform {
 };
 
 constexpr Platform PLATFORMS[] = {
-    // The cloud's documentation: the tag of every virtual machine's chassis.
+    // Microsoft, "Azure Instance Metadata Service": the tag of every virtual machine's chassis
     {"Microsoft Corporation", "Virtual Machine", "", "7783-7084-3265-9085-8269-3286-77", false,
         AZURE},
+    // Microsoft, "Win32_ComputerSystem class": the model of a guest of Hyper-V
     {"Microsoft Corporation", "Virtual Machine", "", "", false, HYPERV},
-    // The cloud's documentation, "Identify EC2 instances"; its *.metal instances have no
-    // hypervisor.
+    // Amazon, "Identify EC2 instances"; the instances *.metal have no hypervisor
     {"Amazon EC2", "", "", "", true, AMAZON},
-    {"Xen", "HVM domU", "4.2.amazon", "", false, AMAZON}, // The older, Xen-based instances
-    {"VMware, Inc.", "VMware", "", "", false, VMWARE}, // "VMware Virtual Platform", "VMware7,1"
-    {"innotek GmbH", "VirtualBox", "", "", false, VIRTUALBOX}, // Whatever interface it offers
+    // The same, of the older instances under Xen
+    {"Xen", "HVM domU", "4.2.amazon", "", false, AMAZON},
+    // VMware, knowledge base 1009458; "VMware Virtual Platform", "VMware7,1"
+    {"VMware, Inc.", "VMware", "", "", false, VMWARE},
+    // VirtualBox, src/VBox/Devices/PC/DevFwCommon.cpp; whatever interface it offers
+    {"innotek GmbH", "VirtualBox", "", "", false, VIRTUALBOX},
+    // The same, which names its maker so at the board
     {"Oracle Corporation", "VirtualBox", "", "", false, VIRTUALBOX},
-    {"Parallels", "Parallels", "", "", false, PARALLELS}, // "Parallels Virtual Platform"
-    {"", "BHYVE", "", "", false, BHYVE}, // The product of its UEFI firmware
-    {"Xen", "HVM domU", "", "", false, XEN}, // tools/firmware/hvmloader/smbios.c
+    // systemd src/basic/virt.c; "Parallels Virtual Platform"
+    {"Parallels", "Parallels", "", "", false, PARALLELS},
+    // FreeBSD usr.sbin/bhyve/smbiostbl.c
+    {"", "BHYVE", "", "", false, BHYVE},
+    // Xen tools/firmware/hvmloader/smbios.c
+    {"Xen", "HVM domU", "", "", false, XEN},
 };
 
 bool beginsWith(std::string_view text, std::string_view beginning)
@@ -96,6 +103,8 @@ int hypervisorCode(MachineTraits const& machine)
             return platform.code;
     Code code = NONE;
     for (std::string const& signature : machine.signatures) {
+        // A known one is better than one that is not, and anything better than Microsoft's, which
+        // others offer beside their own.
         Code const next = codeOfSignature(signature);
         bool const isBetter = code == NONE || code == HYPERV || (code == OTHER && next != HYPERV);
         if (isBetter)

@@ -188,7 +188,7 @@ TEST(ProcessException, hasZeroFromTheFirstNumberOnThatIsNone)
 TEST(ProcessException, isAllZeroForATextThatIsLongerThanAChildSends)
 {
     std::string text = "1 152 9";
-    text.resize(ProcessException::SERIALIZED_SIZE, ' ');
+    text.resize(ProcessException::SERIALIZED_SIZE - 1, ' ');
     EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/9");
     text += ' ';
     EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "0/0/0");

@@ -97,7 +97,8 @@ std::string ProcessException::serialize() const
 
 ProcessException ProcessException::deserialize(std::string const& text)
 {
-    Numbers numbers(std::string_view(text.data(), text.size() > SERIALIZED_SIZE ? 0 : text.size()));
+    bool const isOurs = text.size() < SERIALIZED_SIZE;
+    Numbers numbers(isOurs ? std::string_view(text) : std::string_view());
     auto const reason = static_cast<reason_type>(numbers.next(REASONS - 1));
     uint32_t const line = numbers.next(UINT32_MAX);
     uint32_t const code = numbers.next(UINT32_MAX);
