@@ -29,26 +29,27 @@ void replaceEach(std::string& line, std::string_view what, std::string_view by)
 /** Hands out the words of a line; two separators in a row have an empty word between them. */
 class Words {
 public:
-    explicit Words(std::string_view line) : m_left(line) { }
+    explicit Words(std::string_view line)
+        : m_next(line.data()), m_end(line.data() + line.size()) { }
 
     bool isAtEnd() const { return m_atEnd; }
 
     std::string_view next()
     {
-        size_t end = 0;
-        while (end < m_left.size() && !isSeparator(m_left[end]))
-            ++end;
-        std::string_view const word = m_left.substr(0, end);
-        m_atEnd = end == m_left.size();
-        if (!m_atEnd)
-            m_left.remove_prefix(end + 1);
-        return word;
+        char const* const first = m_next;
+        char const* at = first;
+        while (at != m_end && !isSeparator(*at))
+            ++at;
+        m_atEnd = at == m_end;
+        m_next = m_atEnd ? at : at + 1;
+        return {first, static_cast<size_t>(at - first)};
     }
 
 private:
     static bool isSeparator(char c) { return SEPARATORS[static_cast<unsigned char>(c)]; }
 
-    std::string_view m_left;
+    char const* m_next;
+    char const* m_end;
     bool m_atEnd = false;
 };
 
