@@ -78,6 +78,20 @@ private:
     }
 };
 
+/** Looks through ordered entries by halves. @param compare tells as strcmp(3) does how the entry of
+ * a number compares with the wanted one. @return its number, or `NONE`. */
+template <class Compare> size_t search(IniEntries::Range range, Compare compare)
+{
+    while (range.first != range.last) {
+        size_t const middle = range.first + (range.last - range.first) / 2;
+        int const order = compare(middle);
+        if (order == 0)
+            return middle;
+        (order < 0 ? range.first : range.last) = order < 0 ? middle + 1 : middle;
+    }
+    return IniEntries::NONE;
+}
+
 uint32_t towlower(uint32_t code)
 {
     return static_cast<uint32_t>(std::towlower(static_cast<wint_t>(code)));
@@ -230,30 +244,21 @@ void IniEntries::sort()
     m_lastSection.clear();
 }
 
-template <class Ordered> size_t IniEntries::findName(
-    std::vector<Ordered> const& all, Range range, std::string_view name) const noexcept
-{
-    while (range.first != range.last) {
-        size_t const middle = range.first + (range.last - range.first) / 2;
-        int const order = bytes(all[middle].folded).compare(name);
-        if (order == 0)
-            return middle;
-        (order < 0 ? range.first : range.last) = order < 0 ? middle + 1 : middle;
-    }
-    return NONE;
-}
-
 IniEntries::Range IniEntries::findSection(string const& section) const
 {
     FoldRoom room;
-    size_t const at = findName(m_order, {0, m_order.size()}, folded(section, room));
+    std::string_view const name = folded(section, room);
+    size_t const at = search(
+        {0, m_order.size()}, [&](size_t one) { return bytes(m_order[one].folded).compare(name); });
     return at == NONE ? Range{0, 0} : m_order[at].entries;
 }
 
 size_t IniEntries::find(string const& section, string const& key) const
 {
     FoldRoom room;
-    return findName(m_entries, findSection(section), folded(key, room));
+    std::string_view const name = folded(key, room);
+    return search(findSection(section),
+        [&](size_t one) { return bytes(m_entries[one].folded).compare(name); });
 }
 
 string IniEntries::section(size_t entry) const

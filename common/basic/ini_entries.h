@@ -83,9 +83,6 @@ private:
     uint32_t rankSections();
     void bringSectionsTogether(uint32_t ranks);
     std::string_view folded(string const& text, FoldRoom& room) const;
-    /** @return which of those in the range has that folded name, or `NONE`. */
-    template <class Ordered> size_t findName(
-        std::vector<Ordered> const& all, Range range, std::string_view name) const noexcept;
     std::string_view bytes(Packed text) const noexcept
     {
         return {m_bytes.data() + text.offset, text.length};

@@ -40,11 +40,11 @@ std::vector<uintptr_t> ElfFile::dynamicValues(intptr_t tag) const
     return values;
 }
 
-std::vector<std::string> ElfFile::needed() const
+std::vector<std::string> ElfFile::dynamicTexts(intptr_t tag) const
 {
     std::vector<std::string> names;
     for (auto const& table : sections(SHT_DYNAMIC)) {
-        for (auto const offset : dynamicValues(DT_NEEDED))
+        for (auto const offset : dynamicValues(tag))
             names.push_back(text(section(table.sh_link), offset));
     }
     return names;

@@ -30,8 +30,8 @@ public:
     /** The values of all dynamic entries with this tag, in their order. */
     std::vector<uintptr_t> dynamicValues(intptr_t tag) const;
 
-    /** The names of the libraries that it needs, in their order. */
-    std::vector<std::string> needed() const;
+    /** The texts of all dynamic entries with this tag, which must be one that has texts. */
+    std::vector<std::string> dynamicTexts(intptr_t tag) const;
 
     /** The flags of the segments of this type. */
     std::vector<uint32_t> segmentFlags(uint32_t type) const;

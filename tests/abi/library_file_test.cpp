@@ -10,7 +10,7 @@
 #include <fstream>
 #include <memory>
 
-// What the library's file shows to the dynamic linker and asks of it.
+// What the library's file, and the program's, show to the dynamic linker and ask of it.
 
 namespace {
 
@@ -94,7 +94,7 @@ TEST_F(LibraryFile, hasNoSymbolThatPinsItInMemory)
 
 TEST_F(LibraryFile, needsNoMoreThanTheRunTimeAndBoostFilesystem)
 {
-    auto needed = file.needed();
+    auto needed = file.dynamicTexts(DT_NEEDED);
 #ifdef __SANITIZE_ADDRESS__
     // What the sanitizers' build brings in addition, and no other.
     EXPECT_EQ(std::erase(needed, "libasan.so.8"), 1U);
@@ -103,6 +103,20 @@ TEST_F(LibraryFile, needsNoMoreThanTheRunTimeAndBoostFilesystem)
     EXPECT_EQ(needed,
         (std::vector<std::string>{
             "libboost_filesystem.so.1.74.0", "libstdc++.so.6", "libgcc_s.so.1", "libc.so.6"}));
+}
+
+TEST_F(LibraryFile, looksForThoseInNoFolderOfItsOwn)
+{
+    EXPECT_TRUE(file.dynamicTexts(DT_RPATH).empty());
+    EXPECT_TRUE(file.dynamicTexts(DT_RUNPATH).empty());
+}
+
+TEST(ProgramFile, looksForTheLibraryBesideItselfAlone)
+{
+    // An empty folder between two colons would be whatever one is in when root starts the program.
+    ElfFile const program(DOVREL_PROGRAM);
+    EXPECT_TRUE(program.dynamicTexts(DT_RPATH).empty());
+    EXPECT_EQ(program.dynamicTexts(DT_RUNPATH), std::vector<std::string>{"$ORIGIN/../lib"});
 }
 
 TEST_F(LibraryFile, isBoundAtOnceAndReadOnlyFromThenOn)
