@@ -65,7 +65,7 @@ ExitStatus run(int argc, char const* const* argv)
 int main(int argc, char** argv)
 {
     app::occupyStandardDescriptors();
-    std::setlocale(LC_ALL, "");
+    std::setlocale(LC_CTYPE, "");
     try {
         return app::run(argc, argv);
     } catch (app::UsageError const& error) {
