@@ -27,6 +27,7 @@ std::atomic<unsigned> failingNumber = 0;
 std::atomic<int> failingCode = 0;
 std::atomic<unsigned> childsDelay = 0;
 std::atomic<Side> here = IN_PARENT;
+std::atomic<bool> sleepsAreShort = false;
 std::atomic<RecordedSleeps*> recorder = nullptr;
 
 /** Counts the call. @return whether it is to fail; `errno` is set then. */
@@ -140,6 +141,16 @@ SlowChild::SlowChild(unsigned milliseconds)
 SlowChild::~SlowChild()
 {
     childsDelay = 0;
+}
+
+ShortSleeps::ShortSleeps()
+{
+    sleepsAreShort = true;
+}
+
+ShortSleeps::~ShortSleeps()
+{
+    sleepsAreShort = false;
 }
 
 RecordedSleeps::RecordedSleeps()
@@ -294,8 +305,13 @@ int dup2(int from, int to) noexcept
 int clock_nanosleep(clockid_t clock, int flags, timespec const* length, timespec* left)
 {
     auto* const recorder = processcalls::recorder.load();
-    if (!recorder)
-        return next().clock_nanosleep(clock, flags, length, left);
+    if (!recorder) {
+        // Nobody here sleeps for as long as a thousand seconds.
+        timespec const shorter{
+            0, static_cast<long>(length->tv_sec) * 1'000'000L + length->tv_nsec / 1000};
+        return next().clock_nanosleep(
+            clock, flags, processcalls::sleepsAreShort ? &shorter : length, left);
+    }
     auto const milliseconds = int64_t{length->tv_sec} * 1000 + length->tv_nsec / 1'000'000;
     recorder->add(static_cast<unsigned>(milliseconds));
     return 0;

@@ -64,6 +64,13 @@ public:
     ~SlowChild();
 };
 
+/** While it lives, clock_nanosleep(2) takes a thousandth of its time. */
+class ShortSleeps : dovrel::noncopyable_::noncopyable {
+public:
+    ShortSleeps();
+    ~ShortSleeps();
+};
+
 /** While it lives, clock_nanosleep(2) returns at once and is remembered. */
 class RecordedSleeps : dovrel::noncopyable_::noncopyable {
 public:

@@ -1,11 +1,14 @@
 #include "common/basic/processstream/src/UnixCommand.h"
 #include "tests/common/processstream/Child.h"
+#include "tests/common/processstream/ProcessCalls.h"
+#include "tests/support/Machine.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
 #include <locale>
+#include <malloc.h>
 #include <memory>
 #include <string>
 
@@ -20,6 +23,13 @@ std::string restOf(std::istream& stream)
     std::string text;
     std::getline(stream, text, '\0');
     return text;
+}
+
+/** Bytes that malloc(3) has given out. */
+size_t heapInUse()
+{
+    auto const heap = ::mallinfo2();
+    return heap.uordblks + heap.hblkhd;
 }
 
 struct Groups : std::numpunct<char> {
@@ -108,6 +118,30 @@ TEST(ChildStream, readsAChildThatWritesAByteAtATime)
     EXPECT_EQ(child::statusOf(stream.command()), 0);
 }
 
+TEST(ChildStream, endsBetweenTheBytesOfAChildThatWritesOneASecondAndLosesNone)
+{
+    constexpr unsigned ROUNDS = 10; // Of 10 ms of the budget each, and 20 ms of time.
+    ChildStream stream("printf 1; /testkit/bin/sleep 1; printf 2; /testkit/bin/sleep 1; printf 3");
+    unsigned const budget = stream.outBuf().setTimeout(5000);
+    EXPECT_EQ(stream.get(), '1');
+    stream.outBuf().setTimeout(budget);
+    for (char const byte : {'2', '3'}) {
+        processcalls::forgetCalls();
+        EXPECT_EQ(stream.get(), std::char_traits<char>::eof());
+        EXPECT_TRUE(stream.eof() && !stream.bad());
+        EXPECT_EQ(processcalls::callsMade(processcalls::WAITPID), ROUNDS);
+        EXPECT_EQ(processcalls::callsMade(processcalls::READ), ROUNDS + 1);
+
+        int next = std::char_traits<char>::eof();
+        for (int tries = 0; tries < 100 && next == std::char_traits<char>::eof(); ++tries) {
+            stream.clear();
+            next = stream.get();
+        }
+        EXPECT_EQ(next, byte);
+    }
+    EXPECT_EQ(child::statusOf(stream.command()), 0);
+}
+
 TEST(ChildStream, endsWithTheChildThoughAGrandchildHoldsTheTerminal)
 {
     auto const start = Clock::now();
@@ -123,11 +157,32 @@ TEST(ChildStream, endsWithTheChildThoughAGrandchildHoldsTheTerminal)
         ::kill(grandchild, SIGKILL);
 }
 
-TEST(ChildStream, losesNothingOfAFlood)
+TEST(ChildStream, losesNothingOfAFloodOf64MiBAndKeepsNoneOfIt)
 {
-    ChildStream stream("/testkit/bin/yes | /testkit/bin/head -c 100000");
-    stream.outBuf().setTimeout(5000);
-    EXPECT_EQ(restOf(stream).size(), 100'000U);
+    constexpr unsigned MEBIBYTES = 64;
+    constexpr size_t NOISE = 64 * 1024;
+    std::string mebibyte;
+    for (unsigned place = 0x1000'0000; mebibyte.size() < 1 << 20; ++place)
+        mebibyte += std::to_string(place) + '\n';
+    mebibyte.resize(1 << 20);
+    testkit::machine.file("/tmp/mebibyte", mebibyte);
+    std::string command = "exec /testkit/bin/cat";
+    for (unsigned i = 0; i < MEBIBYTES; ++i)
+        command += " /tmp/mebibyte";
+
+    // The reader is faster than the child, and would sleep most of the time.
+    processcalls::ShortSleeps const sleeps;
+    ChildStream stream(command);
+    stream.outBuf().setTimeout(5'000'000);
+    std::string piece(mebibyte.size(), '\0');
+    size_t const heap = heapInUse();
+    for (unsigned i = 0; i < MEBIBYTES; ++i) {
+        ASSERT_TRUE(stream.read(piece.data(), static_cast<std::streamsize>(piece.size())));
+        ASSERT_TRUE(piece == mebibyte) << "in mebibyte " << i;
+        ASSERT_LE(heapInUse(), heap + NOISE);
+    }
+    EXPECT_EQ(stream.get(), std::char_traits<char>::eof());
+    EXPECT_EQ(stream.command().exitCode(5'000'000, 10), 0);
 }
 
 TEST(ChildStream, isBadWhereTheChildsDescriptorsAreGone)
