@@ -1,5 +1,7 @@
 #include "common/basic/processstream/src/UnixCommand.h"
 #include "tests/common/processstream/Child.h"
+#include "tests/common/processstream/ProcessCalls.h"
+#include "tests/common/processstream/StartStep.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/allocation_counter.h"
 
@@ -100,29 +102,52 @@ int failedRounds(int rounds)
     return failed;
 }
 
+/** Expects at its end descriptors, children and memory as they were at its beginning. */
+class NothingLeft {
+public:
+    NothingLeft() = default;
+    NothingLeft(NothingLeft const&) = delete;
+    NothingLeft& operator=(NothingLeft const&) = delete;
+    ~NothingLeft()
+    {
+        EXPECT_LE(::mallinfo2().uordblks, m_memory + NOISE);
+        EXPECT_EQ(testkit::openDescriptors(), m_descriptors);
+        testkit::expectNoChildren();
+    }
+
+private:
+    static constexpr size_t NOISE = 64 * 1024; // Less than 200 stream buffers would be.
+
+    std::vector<int> const m_descriptors = testkit::openDescriptors();
+    size_t const m_memory = ::mallinfo2().uordblks;
+};
+
+constexpr int WARM_UP = 10; // What the C library keeps for itself it has by then.
+
+}
+
+TEST(UnixCommandSoak, leavesDescriptorsChildrenAndMemoryAsTheyWere)
+{
+    EXPECT_EQ(failedRounds(WARM_UP), 0);
+    NothingLeft const nothingLeft;
+    testkit::AllocationCounter const counter;
+    EXPECT_EQ(failedRounds(soakRounds()), 0);
+    EXPECT_EQ(counter.liveBlocks(), 0);
 }
 
 TEST(UnixCommandSoak, leavesDescriptorsChildrenAndMemoryAsTheyWereInABusyHost)
 {
-    constexpr int WARM_UP = 10;
-    constexpr size_t NOISE = 64 * 1024; // Less than 200 stream buffers would be.
     {
         BusyThreads threads;
         EXPECT_EQ(failedRounds(WARM_UP), 0);
     }
-    auto const descriptors = testkit::openDescriptors();
-    size_t const memory = ::mallinfo2().uordblks;
-    {
-        BusyThreads threads;
-        testkit::AllocationCounter const counter;
-        EXPECT_EQ(failedRounds(soakRounds()), 0);
-        EXPECT_EQ(counter.liveBlocks(), 0);
-        EXPECT_GT(threads.opened(), 0);
-        EXPECT_EQ(threads.stop(), 0) << "a descriptor of the host's own was closed";
-    }
-    EXPECT_LE(::mallinfo2().uordblks, memory + NOISE);
-    EXPECT_EQ(testkit::openDescriptors(), descriptors);
-    testkit::expectNoChildren();
+    NothingLeft const nothingLeft;
+    BusyThreads threads;
+    testkit::AllocationCounter const counter;
+    EXPECT_EQ(failedRounds(soakRounds()), 0);
+    EXPECT_EQ(counter.liveBlocks(), 0);
+    EXPECT_GT(threads.opened(), 0);
+    EXPECT_EQ(threads.stop(), 0) << "a descriptor of the host's own was closed";
 }
 
 TEST(UnixCommandSoak, startsChildrenOfSeveralThreadsAtOnce)
@@ -139,13 +164,17 @@ TEST(UnixCommandSoak, startsChildrenOfSeveralThreadsAtOnce)
     testkit::expectNoChildren();
 }
 
-TEST(UnixCommandSoak, leavesNothingOfStartsThatFail)
+TEST(UnixCommandSoak, leavesNothingOfStartsThatFailAtAnyStep)
 {
-    child::MissingFile const terminals("/dev/ptmx");
-    auto const descriptors = testkit::openDescriptors();
-    testkit::AllocationCounter const counter;
-    for (int round = 0; round < soakRounds(); ++round)
-        EXPECT_THROW(UnixCommand("exit 0"), dovrel::ProcessException);
-    EXPECT_EQ(counter.liveBlocks(), 0);
-    EXPECT_EQ(testkit::openDescriptors(), descriptors);
+    constexpr int SHARE = 20; // There are about as many steps, and all share the rounds.
+    for (processcalls::StartStep const& step : processcalls::START_STEPS) {
+        SCOPED_TRACE(step.name);
+        NothingLeft const nothingLeft;
+        testkit::AllocationCounter const counter;
+        for (int round = 0; round < soakRounds() / SHARE; ++round) {
+            processcalls::FailingCall const failing(step.call, step.code, step.side, step.number);
+            EXPECT_THROW(UnixCommand("exit 0"), dovrel::ProcessException);
+        }
+        EXPECT_EQ(counter.liveBlocks(), 0);
+    }
 }
