@@ -6,15 +6,14 @@
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/captures.h"
 #include "tests/sysinfo/memory_second_reader.h"
+#include "tests/sysinfo/memory_trace.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
-#include <vector>
 
 using testkit::CapturedTrace;
 using testkit::Captures;
@@ -52,41 +51,6 @@ public:
     size_t sizeLines = 0;
     size_t ignored = 0;
 };
-
-bool beginsWith(std::string const& text, std::string const& beginning)
-{
-    return text.compare(0, beginning.size(), beginning) == 0;
-}
-
-/** What the query's trace tells of the size lines of a dump. */
-struct TracedDump {
-    size_t sizeLines = 0;
-    size_t withoutSize = 0;
-    std::vector<std::string> straddling;
-    size_t sections = 0;
-};
-
-TracedDump tracedDump(CapturedTrace const& trace)
-{
-    static std::string const ignoring = "Ignoring size line ";
-    TracedDump dump;
-    bool seekFailed = false;
-    for (testkit::TraceLine const& line : trace.lines()) {
-        dump.sections += beginsWith(line.line, "New section: ");
-        dump.sizeLines += beginsWith(line.line, "Parsing size line: ");
-        if (line.line == "Failed to seek?!\n") {
-            seekFailed = true;
-        } else if (beginsWith(line.line, ignoring)) {
-            std::string const ignored = line.line.substr(ignoring.size());
-            if (seekFailed)
-                dump.straddling.push_back(ignored.substr(0, ignored.size() - 1));
-            else
-                ++dump.withoutSize;
-            seekFailed = false;
-        }
-    }
-    return dump;
-}
 
 size_t headersIn(std::string const& text)
 {
@@ -155,21 +119,18 @@ TEST_F(Captures, ofFirmwareDumpsLoseNothingInThePipeButLinesThatStraddleTwoReads
         uint64_t free = 2;
         CapturedTrace trace;
         EXPECT_TRUE(sysinfo::LinuxSystemInformation().getMemoryInfo(total, free));
-        TracedDump const dump = tracedDump(trace);
+        testkit::TracedDump const dump(trace);
         EXPECT_EQ(dump.sections, headersIn(text)) << "the output did not arrive as a whole";
-        uint64_t lost = 0;
         size_t lostWithoutSize = 0;
-        for (std::string const& line : dump.straddling) {
-            std::optional<uint64_t> const size = testkit::sizeIn(line);
-            lost += size.value_or(0);
-            lostWithoutSize += !size;
-        }
-        EXPECT_EQ(total + lost, expected.sum);
+        for (std::string const& line : dump.straddling)
+            lostWithoutSize += !testkit::sizeIn(line);
+        EXPECT_EQ(total + dump.lost(), expected.sum);
         EXPECT_EQ(free, 5U);
         EXPECT_EQ(dump.sizeLines, expected.count + expected.withoutSize);
         EXPECT_EQ(dump.withoutSize + lostWithoutSize, expected.withoutSize);
         EXPECT_EQ(trace.text(4),
-            "dmidecode ran successfully, found: " + std::to_string(expected.sum - lost) + "\n");
+            "dmidecode ran successfully, found: " + std::to_string(expected.sum - dump.lost())
+                + "\n");
         straddling += dump.straddling.size();
     }
     // Among that many some do; the few recorded files may be lucky.
