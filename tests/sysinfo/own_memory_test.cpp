@@ -53,13 +53,13 @@ void noteModules()
 {
     DumpedModules const modules = ownModules();
     std::string const tool = outputOf("command -v dmidecode");
-    std::string const alone = "note: own_memory_test compared with the kernel's figures alone: ";
+    std::string const alone = "note: own_memory_test had the kernel's figures alone: ";
     std::string note = "note: own_memory_test compared with the " + std::to_string(modules.sum)
         + " KiB of memory modules that this machine's dmidecode tells";
     if (tool.empty())
-        note = alone + "this machine has no dmidecode";
+        note = alone + "there is no dmidecode here";
     else if (modules.count == 0)
-        note = alone + "this machine's dmidecode finds no memory modules, or may not look for them";
+        note = alone + "dmidecode tells of no memory modules here";
     std::puts(note.c_str());
 }
 
