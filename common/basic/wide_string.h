@@ -186,7 +186,7 @@ public:
     void swap(string& other) noexcept;
 
 private:
-    /** Stores the characters of the text, of its first @p count bytes at most; null is empty. */
+    /** Stores the text's characters, @p count of them at most; null is empty. */
     void storeNarrow(char const* text, unsigned count);
 
     mutable basic_char_string m_narrow;
