@@ -1,14 +1,17 @@
 // A host that loads the library at run time and links nothing of it.
 
-#include "common/platform/Mutex.h"
 #include "sysinfo/SystemInformation.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemCalls.h"
+#include "tests/sysinfo/HostNames.h"
 
 #include <dlfcn.h>
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -33,22 +36,23 @@ std::vector<MutexEvent>& mutexEvents()
 
 }
 
-// Every cache has a mutex. These take precedence over the library's own, so that the program sees
+// Every cache has a mutex. These stand in for the C library's functions, so that the program sees
 // the caches come and go.
-namespace dovrel {
+extern "C" {
 
-Mutex::Mutex()
+__attribute__((visibility("default"))) int pthread_mutex_init(
+    pthread_mutex_t* mutex, pthread_mutexattr_t const*) noexcept
 {
-    pthread_mutex_init(&m_mutex, nullptr);
-    mutexEvents().push_back({true, this});
+    std::memset(mutex, 0, sizeof *mutex);
+    mutexEvents().push_back({true, mutex});
+    return 0;
 }
 
-Mutex::~Mutex()
+__attribute__((visibility("default"))) int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept
 {
-    pthread_mutex_destroy(&m_mutex);
-    mutexEvents().push_back({false, this});
+    mutexEvents().push_back({false, mutex});
+    return 0;
 }
-
 }
 
 namespace {
@@ -59,7 +63,8 @@ constexpr char const* CACHES[] = {
 
 class Library {
 public:
-    Library() : m_handle(::dlopen(DOVREL_LIBRARY, RTLD_NOW | RTLD_LOCAL))
+    explicit Library(int visibility = RTLD_LOCAL)
+        : m_handle(::dlopen(DOVREL_LIBRARY, RTLD_NOW | visibility))
     {
         if (!m_handle)
             throw std::runtime_error(::dlerror());
@@ -259,4 +264,20 @@ TEST(Plugin, closesNothing)
 {
     Library const library;
     library.close(nullptr);
+}
+
+TEST(Plugin, keepsToItsOwnNamesWhereTheHostHasClassesOfTheSame)
+{
+    machine.file("/proc/meminfo", "MemTotal: 8000 kB\nMemFree: 3000 kB\n");
+    machine.tool("/sbin/dmidecode", "echo 'Memory Device'; printf '\\tSize: 16 MB\\n'");
+    testkit::useHostClasses();
+    testkit::takeHostCalls();
+    Library const library(RTLD_GLOBAL);
+    SystemInformation* const information = library.open();
+    uint64_t total = 0;
+    uint64_t free = 0;
+    EXPECT_TRUE(information->getMemoryInfo(total, free));
+    EXPECT_EQ(total, 16384U);
+    library.close(information);
+    EXPECT_EQ(testkit::takeHostCalls(), std::vector<std::string>());
 }

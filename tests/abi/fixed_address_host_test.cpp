@@ -1,0 +1,94 @@
+// A host that is linked at a fixed address: its code refers to the library's data by addresses of
+// its own, so the dynamic linker copies that data into the program, and the library has to use the
+// copy.
+
+#include "common/basic/processstream/src/process_exception.h"
+#include "common/basic/wide_string.h"
+#include "sysinfo/LinuxSystemInformation.h"
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <cstring>
+
+using sysinfo::SystemInformation;
+
+namespace {
+
+constexpr size_t ROOM = 64;
+void const* madeMutexes[ROOM];
+size_t madeMutexCount;
+
+bool isMade(pthread_mutex_t const& mutex)
+{
+    for (size_t i = 0; i < madeMutexCount; ++i)
+        if (madeMutexes[i] == &mutex)
+            return true;
+    return false;
+}
+
+/** The mutex is the last member of a cache. */
+template <class Cache> pthread_mutex_t const& mutexOf(Cache& cache)
+{
+    static_assert(sizeof cache.mutex == sizeof(pthread_mutex_t));
+    return reinterpret_cast<pthread_mutex_t const&>(cache.mutex);
+}
+
+/** Whether the linker has put a copy of the library's object into this program. */
+bool isCopied(void const* object)
+{
+    Dl_info inside{};
+    Dl_info program{};
+    return dladdr(object, &inside) && dladdr(&madeMutexCount, &program)
+        && inside.dli_fbase == program.dli_fbase;
+}
+
+class HostsOwn final : public sysinfo::LinuxSystemInformation {
+public:
+    dovrel::string getLastError() const override { return L"the host's"; }
+};
+
+}
+
+// The caches are made while the library is loaded, before this program's own objects.
+extern "C" __attribute__((visibility("default"))) int pthread_mutex_init(
+    pthread_mutex_t* mutex, pthread_mutexattr_t const*) noexcept
+{
+    std::memset(mutex, 0, sizeof *mutex);
+    if (madeMutexCount < ROOM)
+        madeMutexes[madeMutexCount++] = mutex;
+    return 0;
+}
+
+TEST(FixedAddressHost, hasTheCachesThatTheLibraryMakes)
+{
+    ASSERT_TRUE(isCopied(&SystemInformation::m_diskCache)) << "this program tests nothing";
+    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_diskCache)));
+    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_fsCache)));
+    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_cpuCache)));
+    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_netCache)));
+    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_memCache)));
+}
+
+TEST(FixedAddressHost, readsTheTableOfMessages)
+{
+    EXPECT_STREQ(dovrel::ERRORS[dovrel::REASON_PIPE], "Failed to create pipe: ");
+}
+
+TEST(FixedAddressHost, derivesFromTheLibrarysClasses)
+{
+    HostsOwn const own;
+    SystemInformation const& information = own;
+    EXPECT_EQ(information.getLastError(), dovrel::string(L"the host's"));
+    dovrel::value_ptr<SystemInformation> const copy(information.clone());
+    EXPECT_NE(dynamic_cast<sysinfo::LinuxSystemInformation*>(copy.get()), nullptr);
+}
+
+TEST(FixedAddressHost, catchesTheLibrarysExceptions)
+{
+    auto const made = dovrel::ProcessException::deserialize("1 2 3");
+    EXPECT_THROW(throw made, dovrel::ProcessException);
+    EXPECT_THROW(throw made, std::exception);
+}
