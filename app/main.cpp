@@ -5,6 +5,7 @@
 #include "app/summary.h"
 
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <optional>
@@ -13,6 +14,21 @@
 namespace app {
 
 namespace {
+
+/**
+ * Takes the user's character set, and has the tools that the library runs print untranslated
+ * output.
+ *
+ * The library runs them with `LANG=C`. LC_ALL, LC_MESSAGES and LANGUAGE take precedence over that,
+ * locale(7), and the library cannot read "Masque" for "Mask".
+ */
+void setLocale()
+{
+    std::setlocale(LC_CTYPE, ""); // Stays "C" where the user's is not installed.
+    ::setenv("LC_CTYPE", std::setlocale(LC_CTYPE, nullptr), 1);
+    for (char const* const variable : {"LC_ALL", "LC_MESSAGES", "LANGUAGE"})
+        ::unsetenv(variable);
+}
 
 ExitStatus writeOutput(std::string const& text, ExitStatus status)
 {
@@ -65,7 +81,7 @@ ExitStatus run(int argc, char const* const* argv)
 int main(int argc, char** argv)
 {
     app::occupyStandardDescriptors();
-    std::setlocale(LC_CTYPE, "");
+    app::setLocale();
     try {
         return app::run(argc, argv);
     } catch (app::UsageError const& error) {

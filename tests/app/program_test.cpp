@@ -1,10 +1,16 @@
 #include "app/exit_status.h"
+#include "tests/app/MemoryMachine.h"
 #include "tests/app/Program.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
+
+using app_test::Folder;
 using app_test::linesOf;
+using app_test::MemoryMachine;
 using app_test::Outcome;
 using app_test::Program;
 using testing::HasSubstr;
@@ -90,4 +96,40 @@ TEST(Program, aClosedOutputIsAnOutputError)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OUTPUT);
     EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: Bad file descriptor"));
+}
+
+namespace {
+
+/** @return the variables that a tool finds which the library runs, as `export -p` writes them. */
+std::string environmentOfATool(std::map<std::string, std::string> const& environment)
+{
+    Folder const folder;
+    auto const file = (folder.path() / "environment").string();
+    MemoryMachine machine;
+    machine.kernel("MemTotal: 8000 kB\nMemFree: 3000 kB\n");
+    machine.tool("export -p >'" + file + "'\n");
+    Program program = machine.program({"memory"});
+    program.environment.erase("LC_ALL");
+    program.environment.insert(environment.begin(), environment.end());
+    EXPECT_EQ(program.run().status, app::EXIT_STATUS_OK);
+    std::ifstream text(file);
+    return {std::istreambuf_iterator<char>(text), {}};
+}
+
+}
+
+TEST(Program, hasItsToolsPrintUntranslatedOutputInTheUsersCharacterSet)
+{
+    std::string const environment = environmentOfATool({{"LC_ALL", "C.UTF-8"}, {"LANG", "de_DE"},
+        {"LANGUAGE", "fr:de"}, {"LC_MESSAGES", "de_DE.UTF-8"}});
+
+    EXPECT_THAT(environment, HasSubstr("LANG='C'\n"));
+    EXPECT_THAT(environment, HasSubstr("LC_CTYPE='C.UTF-8'\n"));
+    for (char const* const variable : {"LC_ALL", "LC_MESSAGES", "LANGUAGE"})
+        EXPECT_THAT(environment, testing::Not(HasSubstr(variable)));
+}
+
+TEST(Program, hasItsToolsPrintPlainBytesWhereTheUsersLocaleIsNotInstalled)
+{
+    EXPECT_THAT(environmentOfATool({{"LC_ALL", "xx_XX.UTF-8"}}), HasSubstr("LC_CTYPE='C'\n"));
 }
