@@ -7,7 +7,7 @@ namespace app {
 
 class Session;
 
-/** What the program does without a command: every command's part of one screen. */
+/** What the program does without a command: shows every command's part of the summary. */
 ExitStatus runSummary(Session& session, Commands const& commands);
 
 }

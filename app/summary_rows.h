@@ -11,7 +11,7 @@ namespace app {
 /**
  * Appends a table without headings to the summary, its first row behind the label.
  *
- * The summary is one screen, so only the first rows are shown where there are many.
+ * Only the first rows are shown where there are many.
  *
  * @param complete false where the query failed, after it had found the rows or none.
  * @param command the name of the command that shows them all.

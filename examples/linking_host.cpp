@@ -1,5 +1,6 @@
 // A host that is linked to the library: memory and processors of this machine in a few lines.
 
+#include <common/platform/trace.h>
 #include <sysinfo/SystemInformation.h>
 
 #include <clocale>
@@ -9,6 +10,13 @@
 using sysinfo::SystemInformation;
 
 namespace {
+
+/** Receives each line of the library's trace. */
+void printCause(
+    void* /*context*/, unsigned /*level*/, char const* /*scope*/, dovrel::string const& line)
+{
+    std::cerr << line;
+}
 
 void showMemory(SystemInformation const& system)
 {
@@ -20,13 +28,13 @@ void showMemory(SystemInformation const& system)
 
 bool showProcessors(SystemInformation const& system)
 {
-    // The records are this list's own: it frees them, and a copy of it would copy them.
+    // The list owns the records: it frees them, and copying the list copies them.
     std::vector<dovrel::value_ptr<SystemInformation::CPUInfo>> processors;
     if (!system.getCPUsInternal(processors))
         return false;
     for (size_t i = 0; i < processors.size(); ++i) {
-        // A speed is 0 where the kernel does not tell it. getCurrentUsage() and toString() are left
-        // out here: they watch the processor for a second at least.
+        // A speed is 0 where the kernel does not report it. getCurrentUsage() and toString() are
+        // not called here: they take one second or more.
         std::cout << "processor " << i << ": " << processors[i]->getCurrentSpeedInMHZ() << " of "
                   << processors[i]->getMaxSpeedInMHZ() << " MHz\n";
     }
@@ -37,14 +45,13 @@ bool showProcessors(SystemInformation const& system)
 
 int main()
 {
-    // Texts are converted to and from the user's encoding; the library leaves the locale to us.
-    std::setlocale(LC_ALL, "");
+    // The library converts strings in the host's locale and does not set it.
+    std::setlocale(LC_CTYPE, "");
+    // A query only returns false; the cause is a message of level 1.
+    dovrel::trace::setSink(printCause, nullptr);
+    dovrel::trace::setDetailLevel(1);
 
     dovrel::value_ptr<SystemInformation> const system = SystemInformation::create();
     showMemory(*system);
-    if (!showProcessors(*system)) {
-        std::cerr << "the processors cannot be listed: " << system->getLastError() << '\n';
-        return 1;
-    }
-    return 0;
+    return showProcessors(*system) ? 0 : 1;
 }

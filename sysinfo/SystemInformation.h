@@ -16,25 +16,46 @@ class ip_address;
 }
 
 /**
- * What the machine consists of.
+ * The system information interface: one service object and one record class per kind of fact.
  *
- * Errors: a query returns `bool`, writes the cause to the trace where it knows one, and leaves the
- * records found until then in the caller's list. Ownership: records belong to the caller through
- * their `value_ptr`; they share nothing and may outlive the object that made them. Threads: an
- * object and its records belong to one thread at a time; different objects are independent. Every
- * query reads its sources afresh.
+ * **Errors.** A query returns `bool`. `false` means that a source could not be read; the list then
+ * holds the records found until then. The cause is in the trace (`common/platform/trace.h`, level
+ * 1), not in `getLastError()`: queries are `const` and set no error text. Some queries throw; the
+ * exceptions stand at each operation. Every operation that allocates may throw `std::bad_alloc`.
+ *
+ * **Ownership.** Records belong to the caller through their `value_ptr`. They share no state and
+ * may outlive the service object. An appended element is never null.
+ *
+ * **Freshness.** Every query reads its sources on every call. Nothing is cached.
+ *
+ * **Threads.** An object and its records belong to one thread at a time. Different objects are
+ * independent. The library starts no thread and takes no lock in a query. A query is no
+ * cancellation point: pthread_cancel(3) takes effect after the query has returned.
+ *
+ * **Tools.** `getMemoryInfo` runs `dmidecode`; `getDisksInternal` runs `pvdisplay` where a
+ * device-mapper node is mounted; `getNetworksInternal` and `getSystemInfo` run `ifconfig`, `route`,
+ * `grep` and `cat`. They are run by `/bin/sh`, as the host's user and with the host's environment.
+ * Except for those of `dmidecode`, their error messages go to the host's standard error. The
+ * network tools run with `LANG=C` before the command, `dmidecode` with LANG set to C; a host that
+ * has LC_ALL, LC_MESSAGES or LANGUAGE in its environment gets translated output, which the library
+ * cannot read: remove these variables before the first query. `pvdisplay` and the network tools
+ * have no time-out: a tool that never ends holds its caller for ever.
+ *
+ * **Headers.** Each record's header follows from its getters: code that uses the addresses of a
+ * `NetworkInfo` includes `common/basic/ip_address.h`; code that calls `getRootDevices` includes
+ * `boost/filesystem/path.hpp`.
  *
  * The order of the virtual operations is part of the binary interface.
  */
 namespace sysinfo {
 
-/** Reserved first base of the service object. */
+/** The empty first base of the service object. */
 class DOVREL_EXPORT SystemInformation_Precursor { };
 
 class DOVREL_EXPORT SystemInformation : public SystemInformation_Precursor,
                                         public dovrel::Cloneable<SystemInformation> {
 public:
-    /** What the machine runs under. `HYPERVISOR_OTHER` stands for any that is not known by name. */
+    /** The hypervisor that the machine runs under. `HYPERVISOR_OTHER`: one without a value here. */
     enum HypervisorType {
         HYPERVISOR_NONE = 0,
         HYPERVISOR_VMWARE = 1,
@@ -57,60 +78,120 @@ public:
     class NetworkInfo;
     class CloneInfo;
 
-    /** Room for a host's own wrapper of a list query: a word of its own, the records, and a lock
-     * for both. */
+    /** Storage for a host's wrapper of a list query. The host chooses the meaning of `word`. */
     template <class Record> struct ListCache {
         uint32_t word = 0;
         std::vector<dovrel::value_ptr<Record>> records;
         dovrel::Mutex mutex;
     };
 
-    /** Room for a host's own wrapper of the memory query. */
+    /** Storage for a host's wrapper of the memory query. The host chooses the meaning of `words`.
+     */
     struct MemoryCache {
         uint32_t words[5] = {};
         dovrel::Mutex mutex;
     };
 
     /**
-     * Installed and free memory.
+     * Total and free memory in KiB.
      *
-     * @param totalKiB total memory in KiB. @param freeKiB free memory in KiB.
-     * @return false where the kernel's figures cannot be read.
+     * Total is the larger of the kernel's "MemTotal:" and the sum of the installed modules that
+     * dmidecode(8) lists; free is the kernel's "MemFree:", proc(5). Starts a child process
+     * on every call and takes some 20 ms more than the tool itself.
+     *
+     * The tool may be missing, fail or need more privilege than the host has: total is the kernel's
+     * figure then. Its output is read in pieces of at most 255 bytes; a module whose size line
+     * straddles two pieces is left out of the sum.
+     *
+     * @param totalKiB, freeKiB each is set where its figure was found, and else left as it was.
+     * @return false where /proc/meminfo cannot be opened or lacks one of the two figures, even
+     * where the modules gave a total.
+     * @throws dovrel::ProcessException where the tool cannot be started, has not ended a tenth of a
+     * second after its output ended or paused, was ended by a signal, or left no exit status. The
+     * last is always so in a host that ignores SIGCHLD or waits for all of its children.
      */
     virtual bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const = 0;
 
     /**
-     * The state of the recovery that the host product's engine is running.
+     * The progress of the recovery that the host product's engine is running.
+     *
+     * Read from /etc/dovrel/status.ini, /etc/dovrel/DRAnswer.ini and /tmp/percent, which the engine
+     * writes.
      *
      * @param unavailable set to false exactly when a record is returned.
-     * @return the record, or null.
+     * @return the record; null where status.ini cannot be read or has no "Status".
      */
     virtual dovrel::value_ptr<CloneInfo> getCloneInfo(bool& unavailable) const = 0;
 
-    /** Appends the physical disks in the kernel's order, USB storage left out. */
+    /**
+     * Appends one record per physical disk, in the order of /proc/partitions, without USB storage.
+     *
+     * Lists the names that do not end in a digit: `sda` and `vda`, but neither `nvme0n1` nor
+     * `mmcblk0`. Opens every listed device. Reads /dev/disk/by-id once per disk.
+     *
+     * @return false, with @p disks untouched, where /proc/partitions cannot be opened.
+     */
     virtual bool getPhysicalDisksInternal(
         std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const = 0;
 
-    /** Appends the mounted filesystems of block devices in ascending order of their mount points.
+    /**
+     * Appends one record per mount point of a device under /dev, in ascending byte order of the
+     * mount points.
+     *
+     * Calls `getPhysicalDisksInternal` of this object, and statvfs(3) for each mount point. statvfs
+     * waits as long as the filesystem does.
+     *
+     * A filesystem on a partition `sda1` has the parent disk `sda`. One on a device-mapper node has
+     * none with the output of today's `pvdisplay -c`, see `getRootDevices`.
+     *
+     * @return false, with @p disks untouched, where /proc/mounts or the physical disks cannot be
+     * read.
+     * @throws boost::filesystem::filesystem_error where a device-mapper node is mounted and
+     * /dev/mapper cannot be read or has an entry that leads nowhere. The mounts before it are in
+     * the list by then.
      */
     virtual bool getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>& disks) const = 0;
 
-    /** @return the text of the last error; empty in a new object. */
+    /** @return the last error text; empty in a new object. No query of the library sets it: it is
+     * for hosts that derive from the implementation. */
     virtual dovrel::string getLastError() const = 0;
 
     /**
-     * Appends one record per logical processor, numbered densely from 0.
+     * Appends one record per logical processor, numbered from 0 without gaps.
+     *
+     * Counts the "cpuN" lines of /proc/stat, proc(5). Where processors are offline, a record's
+     * number is not always the kernel's.
      *
      * @return false, with @p processors untouched, where /proc/stat cannot be opened.
      */
     virtual bool getCPUsInternal(std::vector<dovrel::value_ptr<CPUInfo>>& processors) const = 0;
 
-    /** Appends the network adapters in the order in which the system's tool lists them. */
+    /**
+     * Appends one record per network adapter, in the order of `ifconfig -a`.
+     *
+     * An alias (`eth0:1`) is a record of its own with its parent's name. The machine's name servers
+     * stand in the last record only. Takes the time of the tools; `route` runs once per adapter.
+     *
+     * @return false, with @p adapters untouched, where `ifconfig`, `route` or `cat` is in none of
+     * /bin, /sbin, /usr/sbin and /usr/bin; else true, also where a tool printed nothing.
+     * @throws std::out_of_range where a line of `route -n` or of /etc/resolv.conf ends before the
+     * column that is read. The adapters but the last are in the list by then.
+     */
     virtual bool getNetworksInternal(
         std::vector<dovrel::value_ptr<NetworkInfo>>& adapters) const = 0;
 
-    /** System vendor, product name, product version, and the hypervisor that the machine runs
-     * under. */
+    /**
+     * The machine's identity: system vendor, product name, product version, and the hypervisor.
+     *
+     * The texts and the hypervisor come from `getsysinfo` (`common/platform/getsysinfo.h`), which
+     * reads the firmware's tables and the processor's hypervisor leaves. Then calls
+     * `getNetworksInternal` of this object: `HYPERVISOR_AZURE` where the first adapter's MAC
+     * address begins with 00:0d:3a.
+     *
+     * @return false where `getsysinfo` failed; the outputs are set in any case. Adapters that
+     * cannot be listed do not make it false.
+     * @throws what `getNetworksInternal` throws; the outputs are set by then.
+     */
     virtual bool getSystemInfo(std::string& vendor, std::string& product, std::string& version,
         HypervisorType& hypervisor) const = 0;
 
@@ -118,9 +199,8 @@ public:
     static dovrel::value_ptr<SystemInformation> create();
 
     /**
-     * Storage for the host's own wrappers of the queries. Made when the library is loaded, in this
-     * order, and destroyed in the reverse order when it is unloaded. The library itself neither
-     * reads nor fills them.
+     * Storage for the host's wrappers of the queries. Constructed in this order when the library is
+     * loaded, destroyed in the reverse order when it is unloaded. No query reads or fills them.
      */
     static ListCache<PhysicalDiskInfo> m_diskCache;
     static ListCache<DiskInfo> m_fsCache;
@@ -129,10 +209,12 @@ public:
     static MemoryCache m_memCache;
 };
 
-/** A fact that can tell itself in one line. */
+/** A record with a one-line description. */
 class DOVREL_EXPORT SystemInformation::Info {
 public:
     virtual ~Info() = default;
+
+    /** @return the record as one line of text; may take as long as the getters that it shows. */
     virtual dovrel::string toString() const = 0;
 
 protected:
@@ -144,10 +226,18 @@ protected:
 /** A mounted filesystem. */
 class DOVREL_EXPORT SystemInformation::DiskInfo : public Info, public dovrel::Cloneable<DiskInfo> {
 public:
-    /** @return the mount point. */
+    /** @return the mount point as /proc/mounts has it, blanks and backslashes as octal escapes. */
     virtual dovrel::string getDiskName() const = 0;
+
+    /** @return copies of the records of the disks beneath; empty where none was found. */
     virtual std::vector<dovrel::value_ptr<PhysicalDiskInfo>> getParentDisks() const = 0;
+
+    /** @return total bytes when the record was made; 0 where statvfs(3) failed. Counts 2^32 blocks
+     * at most: of a larger filesystem the remainder. */
     virtual uint64_t getDiskSizeInBytes() const = 0;
+
+    /** Calls statvfs(3) on every call. @return the bytes that are free to the superuser; 0 where
+     * statvfs fails. */
     virtual uint64_t getDiskFreeInBytes() const = 0;
 };
 
@@ -158,21 +248,44 @@ class DOVREL_EXPORT SystemInformation::PhysicalDiskInfo
 public:
     /** @return the kernel's name of the disk, without "/dev/". */
     virtual dovrel::string getDiskID() const = 0;
+
+    /** @return the number of the disk's partitions in /proc/partitions. */
     virtual unsigned int getDiskNumberOfPartitions() const = 0;
+
+    /**
+     * The disk's number of 1,024-byte blocks times its logical sector size.
+     *
+     * Not the size in bytes, despite the name: half of it on a disk with sectors of 512 bytes, four
+     * times as much on one with 4,096. Divide by the sector size and multiply by 1,024 for bytes.
+     *
+     * @return 0 where the device cannot be opened, for example without privilege.
+     */
     virtual uint64_t getDiskTotalSizeInBytes() const = 0;
+
+    /** @return model and serial number as /dev/disk/by-id has them, without the bus; empty where
+     * the disk has no entry there. */
     virtual dovrel::string getDiskCaption() const = 0;
 };
 
-/** A logical processor. */
+/** A logical processor. Every getter reads the kernel's files on every call. */
 class DOVREL_EXPORT SystemInformation::CPUInfo : public Info, public dovrel::Cloneable<CPUInfo> {
 public:
-    /** @return the highest speed in MHz, 0 where the kernel does not tell it. */
+    /** @return the highest clock speed in MHz that the firmware allows; 0 where it sets no limit or
+     * the kernel does not report it, as on most machines. */
     virtual unsigned int getMaxSpeedInMHZ() const = 0;
 
-    /** @return the present speed in MHz, 0 where the kernel does not tell it. */
+    /** @return the current clock speed in MHz; 0 where the kernel does not report it. */
     virtual unsigned int getCurrentSpeedInMHZ() const = 0;
 
-    /** Samples the load. Holds the caller for one second at least. @return percent, 0 to 100. */
+    /**
+     * Measures the load.
+     *
+     * Samples the kernel's counters every second until the busy counter has moved: takes one second
+     * on a busy processor, and up to 101 seconds on an idle one, signals or not.
+     *
+     * @return percent; 0 where /proc/stat cannot be read or the processor stayed idle, not-a-number
+     * where no counter moved. Outside 0 to 100 only where the kernel's counters went back.
+     */
     virtual float getCurrentUsage() const = 0;
 };
 
@@ -180,34 +293,64 @@ public:
 class DOVREL_EXPORT SystemInformation::NetworkInfo : public Info,
                                                      public dovrel::Cloneable<NetworkInfo> {
 public:
+    /** @return the machine's host name, gethostname(2); the same in every record. */
     virtual dovrel::string getHostname() const = 0;
+
+    /** @return the adapter's name up to a colon. */
     virtual dovrel::string getName() const = 0;
+
+    /** @return the MAC address; all zero where the adapter has none. */
     virtual dovrel::macaddress_cpp getMACAddr() const = 0;
+
+    /** @return the netmasks of the IPv4 addresses, dotted, in the addresses' order. */
     virtual std::vector<dovrel::string> getNetmasks() const = 0;
+
+    /** @return IPv4 and IPv6 addresses in the tool's order; an invalid one for each that could not
+     * be read, as IPv6 addresses of net-tools before 2.0. */
     virtual std::vector<dovrel::ip_address> getIPAddrs() const = 0;
+
+    /** @return the machine's name servers in the last record of a list; empty in all others. */
     virtual std::vector<dovrel::ip_address> getDNSAddrs() const = 0;
+
+    /** @return always empty: gateways are written to the trace (level 5) and not stored. */
     virtual std::vector<dovrel::ip_address> getGatewayAddrs() const = 0;
 };
 
-/** A snapshot of a running recovery. Times are seconds since the epoch, sizes MB of 1,048,576
- * bytes. */
+/** A snapshot of a recovery. Times are seconds since the epoch; sizes are MB of 1,048,576 bytes.
+ * Figures beyond 32 bits wrap. */
 class DOVREL_EXPORT SystemInformation::CloneInfo : public Info,
                                                    public dovrel::Cloneable<CloneInfo> {
 public:
+    /** @return the engine's operation: 1000 idle, 5000 restore, 5500 its final synchronisation;
+     * below 5000 all figures but this and the two recover times are 0, and the restore's end is
+     * now. */
     virtual unsigned int getOperationID() const = 0;
+
+    /** @return always 0. */
     virtual unsigned int getFailedOperationID() const = 0;
-    /** @return percent. */
+
+    /** @return percent, of bytes and files in equal parts unless the engine gives its own figure.
+     * May exceed 100; is 100 where the engine has written no counters. */
     virtual unsigned int getOperationProgress() const = 0;
+
+    /** @return 1 where the engine's figure is 0, 2^32 - 1 where it has written none. */
     virtual unsigned int getTotalFiles() const = 0;
     virtual unsigned int getTotalMBytes() const = 0;
+
+    /** @return 2^32 - 1 where the engine has written none. */
     virtual unsigned int getFilesDone() const = 0;
     virtual unsigned int getMBytesDone() const = 0;
     virtual long getRecoverStartTime() const = 0;
     virtual long getRecoverEndTime() const = 0;
     virtual long getRestoreStartTime() const = 0;
+
+    /** @return the time of the query while the restore runs. */
     virtual long getRestoreEndTime() const = 0;
-    /** @return whole MB per second. */
+
+    /** @return the restore's average in whole MB per second. */
     virtual double getThroughput() const = 0;
+
+    /** @return always empty. */
     virtual dovrel::string getLastError() const = 0;
 };
 
