@@ -9,9 +9,11 @@ namespace {
 
 // Under the maker's own domain, where there is no such host, and under a top-level domain that does
 // not exist. Not under ".invalid": a resolver may answer that one by itself, whoever redirects the
-// others.
-constexpr char KNOWN_BAD_ADDRESS_0[] = "no-such-host.dovrel.example";
-constexpr char KNOWN_BAD_ADDRESS_1[] = "no-such-host.dovrel-no-such-domain";
+// others. The final dot keeps the resolver from appending the domains of the host's search list
+// (resolv.conf(5)): where one of those has an address for every name, that address would be
+// remembered as a bad one, and real hosts that have it would not be found.
+constexpr char KNOWN_BAD_ADDRESS_0[] = "no-such-host.dovrel.example.";
+constexpr char KNOWN_BAD_ADDRESS_1[] = "no-such-host.dovrel-no-such-domain.";
 
 constexpr char const* BAD_ADDRESSES[] = {KNOWN_BAD_ADDRESS_0, KNOWN_BAD_ADDRESS_1};
 

@@ -64,6 +64,22 @@ TEST(BadAddresses, areThoseOfTwoHostsThatDoNotExistAskedForOnceAProcess)
     });
 }
 
+TEST(BadAddresses, areAskedForByNamesThatEndWithADotSoThatNoSearchListIsAppended)
+{
+    inAFreshProcess([] {
+        // What the resolver does with a name without the dot where "corp.example" is searched and
+        // has an address for each name.
+        resolver.onQuestion([](Question const& asked) {
+            bool const isSearched = asked.name.empty() || asked.name.back() != '.';
+            return isSearched ? found({"10.0.0.1"}) : Answer();
+        });
+        EXPECT_EQ(LookUp("host").count, 1);
+        ASSERT_EQ(resolver.questions().size(), 3U);
+        EXPECT_EQ(resolver.questions()[1].name, "no-such-host.dovrel.example.");
+        EXPECT_EQ(resolver.questions()[2].name, "no-such-host.dovrel-no-such-domain.");
+    });
+}
+
 TEST(BadAddresses, areNoHostsAddresses)
 {
     inAFreshProcess([] {
