@@ -32,7 +32,9 @@ public:
     virtual std::string const& toString() const;
 
     int code() const noexcept { return m_code; }
-    explicit operator bool() const noexcept { return m_code != 0; }
+
+    /** Whether there is an error. Not explicit: hosts return and pass it as a `bool`. */
+    operator bool() const noexcept { return m_code != 0; }
     bool operator!() const noexcept { return m_code == 0; }
 
 private:

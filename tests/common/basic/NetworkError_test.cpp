@@ -122,9 +122,18 @@ TEST(NetworkError, writesItsCodeWithoutTheHostsGrouping)
     EXPECT_EQ(text, "Network Error: code = -123456");
 }
 
-TEST(NetworkError, isNoNumberByItself)
+TEST(NetworkError, isATruthValueWithoutACast)
 {
-    EXPECT_FALSE((std::is_convertible_v<NetworkError, int>));
-    EXPECT_FALSE((std::is_convertible_v<NetworkError, bool>));
+    bool const none = NetworkError();
+    bool const some = NetworkError(-2);
+    bool const zero = NetworkError(0);
+    EXPECT_FALSE(none);
+    EXPECT_TRUE(some);
+    EXPECT_FALSE(zero);
+    EXPECT_TRUE((std::is_convertible_v<NetworkError const, bool>));
+}
+
+TEST(NetworkError, isMadeOfANumberByACastOnly)
+{
     EXPECT_FALSE((std::is_convertible_v<int, NetworkError>));
 }
