@@ -44,7 +44,8 @@ inet_address::inet_address(string const& text)
 
 inet_address::inet_address(unsigned short port, string const& address) : ip_address(string())
 {
-    char const* const text = address;
+    string const own(address.c_str(), address.length()); // The given one's narrow copy stays.
+    char const* const text = own;
     sockaddr_in ipv4{};
     sockaddr_in6 ipv6{};
     if (::inet_pton(AF_INET, text, &ipv4.sin_addr) == 1) {

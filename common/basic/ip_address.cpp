@@ -75,7 +75,8 @@ ip_address::ip_address() : m_address{}
 ip_address::ip_address(string const& text) : m_address{}
 {
     invalidate();
-    char const* const narrow = text;
+    string const own(text.c_str(), text.length()); // The given one's narrow copy stays as it is.
+    char const* const narrow = own;
     parse(AF_INET, narrow);
     parse(AF_INET6, narrow);
 }
@@ -227,11 +228,12 @@ int ip_address::countHostsForName(string const& name, unsigned short port)
 
 int ip_address::getHostsByNameInternal(string const& name, unsigned short port, InsertFunctor& sink)
 {
+    string const host(name.c_str(), name.length()); // As for the text of an address.
     string const service = str_cast(port);
     addrinfo const hints = resolverHints();
     addrinfo* answer = nullptr;
     int const result = ::getaddrinfo(
-        name, port == 0 ? nullptr : static_cast<char const*>(service), &hints, &answer);
+        host, port == 0 ? nullptr : static_cast<char const*>(service), &hints, &answer);
     if (result != 0)
         throw NetworkError(result);
     std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> const owner(answer, ::freeaddrinfo);

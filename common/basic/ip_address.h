@@ -15,7 +15,9 @@ namespace dovrel {
  * Holds a whole socket address, so that it can be handed to socket calls as it is. A text that is
  * no address gives an invalid value rather than an error; asking such a value for its text is one.
  *
- * Errors: `NetworkError`. Threads: a plain value; names may be resolved from any number of threads.
+ * Errors: `NetworkError`. Threads: a plain value. Any number of threads may make addresses and
+ * resolve names at once. The `string` that a constructor or a look-up is given is only read, so
+ * that threads may share it while none of them changes it.
  */
 class DOVREL_EXPORT ip_address {
 public:

@@ -82,6 +82,9 @@ int AnsweredResolver::ask(
         m_questions.push_back(question);
     }
     Answer const answer = m_onQuestion ? m_onQuestion(question) : Answer();
+    // A real look-up reads the name for as long as it takes.
+    if (name != question.name)
+        return EAI_FAIL;
     if (answer.code != 0)
         return answer.code;
     auto const port = static_cast<unsigned short>(service ? std::stoul(service) : 0);

@@ -3,6 +3,7 @@
 #include "common/basic/NetworkError.h"
 #include "common/basic/text_cast.h"
 #include "tests/common/basic/random_addresses.h"
+#include "tests/common/basic/string_fields.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -148,6 +149,16 @@ TEST(InetAddress, isMadeOfAPortAndTheTextOfAnAddress)
     EXPECT_EQ(textOf(ipv6), "fe80::1:443");
     EXPECT_TRUE(ipv6.isEqual(parsed("fe80::1:443")));
     EXPECT_TRUE(ipv4.isEqual(parsed("10.0.0.1:443")));
+}
+
+TEST(InetAddress, leavesTheTextThatItIsReadFromAsItIs)
+{
+    string const address("fe80::1");
+    EXPECT_TRUE(inet_address(443, address).valid());
+    EXPECT_EQ(fieldsOf(address).narrow, nullptr);
+    string const whole("fe80::1:443");
+    EXPECT_TRUE(inet_address(whole).valid());
+    EXPECT_EQ(fieldsOf(whole).narrow, nullptr);
 }
 
 TEST(InetAddress, storesNoPortWhereTheTextIsNoAddress)

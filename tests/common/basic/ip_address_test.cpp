@@ -2,6 +2,7 @@
 
 #include "common/basic/NetworkError.h"
 #include "tests/common/basic/random_addresses.h"
+#include "tests/common/basic/string_fields.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -132,6 +133,13 @@ TEST(IPAddress, isReadFromTheTextOfAnIPv6Address)
         EXPECT_EQ(textOf(value), text);
         EXPECT_TRUE(isZeroFrom(value, 24)) << text;
     }
+}
+
+TEST(IPAddress, leavesTheTextThatItIsReadFromAsItIs)
+{
+    string const text("fe80::1");
+    EXPECT_TRUE(ip_address(text).valid());
+    EXPECT_EQ(fieldsOf(text).narrow, nullptr);
 }
 
 TEST(IPAddress, writesIPv6InTheSystemsShortForm)

@@ -2,13 +2,17 @@
 // resolver it remembers until the process ends, so every test lives in a process of its own.
 
 #include "tests/common/basic/LookUp.h"
+#include "tests/common/basic/string_fields.h"
 
 #include <arpa/inet.h>
 
+#include <barrier>
+#include <chrono>
 #include <cstring>
 #include <initializer_list>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 using dovrel::ip_address;
@@ -16,6 +20,7 @@ using dovrel::string;
 using testkit::answer;
 using testkit::Answer;
 using testkit::AnsweredEntry;
+using testkit::found;
 using testkit::inAFreshProcess;
 using testkit::LookUp;
 using testkit::Question;
@@ -119,6 +124,51 @@ TEST(Resolver, isAskedForWhateverTextIsAName)
         EXPECT_EQ(LookUp("").code, EAI_NONAME);
         EXPECT_EQ(resolver.questionsFor(name), 1U);
         EXPECT_EQ(resolver.questionsFor(""), 1U);
+    });
+}
+
+TEST(Resolver, leavesTheNameThatItIsGivenAsItIs)
+{
+    inAFreshProcess([] {
+        answer({"10.0.0.1"});
+        string const name("host");
+        EXPECT_EQ(ip_address::countHostsForName(name, 0), 1);
+        EXPECT_EQ(ip_address::countHostsForName(name, 80), 1);
+        EXPECT_TRUE(ip_address::getHostByName(name, 0).valid());
+        EXPECT_EQ(fieldsOf(name).narrow, nullptr);
+    });
+}
+
+TEST(Resolver, isAskedByThreadsThatShareOneName)
+{
+    inAFreshProcess([] {
+        constexpr int THREADS = 8;
+        constexpr int ROUNDS = 100;
+        std::string const host = "host-" + std::string(60, 'x') + ".example";
+        resolver.onQuestion([&](Question const& asked) {
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+            return asked.name == host ? found({"::1"}) : Answer();
+        });
+        string const shared(host);
+        std::barrier start(THREADS);
+        std::vector<int> hosts(THREADS);
+        std::vector<std::thread> threads;
+        threads.reserve(THREADS);
+        for (int& count : hosts)
+            threads.emplace_back([&start, &shared, &count] {
+                start.arrive_and_wait();
+                for (int i = 0; i < ROUNDS; ++i) {
+                    try {
+                        count += ip_address::countHostsForName(shared, 0);
+                    } catch (dovrel::NetworkError const& /*error*/) {
+                        return;
+                    }
+                }
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(hosts, std::vector<int>(THREADS, ROUNDS));
+        EXPECT_EQ(resolver.questionsFor(host), size_t{THREADS * ROUNDS});
     });
 }
 
