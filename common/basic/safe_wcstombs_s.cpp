@@ -1,6 +1,7 @@
 #include "common/basic/wide_string.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cwchar>
 
 namespace dovrel {
@@ -59,34 +60,36 @@ private:
     }
 
     /**
-     * Converts the next @p count characters, in pieces: the C library first measures all that it is
-     * given, which for attempt after attempt on a long text would be most of the work.
+     * Converts the next @p count characters from a fresh state, with the result of one call of
+     * wcsnrtombs(3). The call is made in pieces that carry the state on: the C library first
+     * measures all that it is given, which for attempt after attempt on a long text would be most
+     * of the work.
      */
     size_t convert(unsigned count)
     {
         // One more than the text has lets the terminator in.
         wchar_t const* const end =
             m_src + std::min<size_t>(count, static_cast<size_t>(m_end - m_src) + 1);
-        // An attempt that reached a bad character tells the outcome of every other that would.
+        // An attempt that reached a bad character determines every other that would.
         if (m_src <= m_knownBad && m_knownBad < end)
             return FAILED;
-        char scratch[SCRATCH_SIZE];
+        std::mbstate_t state{};
         size_t bytes = 0;
         size_t piece = SMALLEST_PIECE;
         for (wchar_t const* at = m_src; at != end; piece = std::min(piece * 2, LARGEST_PIECE)) {
             size_t const characters = std::min(piece, static_cast<size_t>(end - at));
+            size_t const room = m_dest ? std::min(PIECE_ROOM, m_room - bytes) : PIECE_ROOM;
             wchar_t const* next = at;
-            std::mbstate_t state{};
-            size_t const got = m_dest
-                ? wcsnrtombs(m_dest + bytes, &next, characters, m_room - bytes, &state)
-                : wcsnrtombs(scratch, &next, characters, sizeof scratch, &state);
+            size_t const got = wcsnrtombs(m_piece + 1, &next, characters, room, &state);
             if (got == FAILED) {
                 m_knownBad = next;
                 return FAILED;
             }
+            if (m_dest)
+                std::memcpy(m_dest + bytes, m_piece + 1, next ? got : got + 1);
+            bool const isFull = next != at + characters && m_dest && room == m_room - bytes;
             bytes += got;
-            bool const outOfRoom = m_dest && next != at + characters;
-            if (!next || outOfRoom)
+            if (!next || isFull)
                 break;
             at = next;
         }
@@ -110,11 +113,12 @@ private:
         if (m_dest)
             m_dest += bytes;
         m_room -= std::min(m_room, bytes);
+        m_knownBad = nullptr; // Another start may reach it in another state.
     }
 
-    static constexpr size_t SCRATCH_SIZE = 256;
+    static constexpr size_t PIECE_ROOM = 1024;
     static constexpr size_t SMALLEST_PIECE = 32;
-    static constexpr size_t LARGEST_PIECE = 4096;
+    static constexpr size_t LARGEST_PIECE = 1024;
 
     char* m_dest;
     unsigned m_room;
@@ -122,6 +126,10 @@ private:
     unsigned m_count;
     wchar_t const* m_end;
     wchar_t const* m_knownBad = nullptr;
+
+    // Where nothing is written, as for a character that the encoding holds back until the next one,
+    // glibc looks at the byte before its output and aborts the process if it is zero.
+    char m_piece[1 + PIECE_ROOM] = {'?'};
 };
 
 }

@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstring>
 #include <cwchar>
 #include <iterator>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using dovrel::safe_wcstombs_s;
@@ -43,13 +46,19 @@ Outcome measure(Converter converter, std::wstring const& text, unsigned room, un
     return outcome;
 }
 
-/** One attempt of the C library. It is not told of more characters than there are. */
+/** One attempt: a single call of the C library from a fresh state. It is not told of more
+ * characters than there are, nor does it see a zero byte before its room, on which it may abort. */
 size_t attempt(char* dest, unsigned destSize, wchar_t const* src, unsigned count)
 {
+    size_t const limit = std::min<size_t>(count, std::wcslen(src) + 1);
+    size_t const room = dest ? destSize : limit * MB_LEN_MAX;
+    std::string guarded(1 + room, '#');
     std::mbstate_t state{};
     wchar_t const* next = src;
-    size_t const limit = std::min<size_t>(count, std::wcslen(src) + 1);
-    return wcsnrtombs(dest, &next, limit, destSize, &state);
+    size_t const bytes = wcsnrtombs(guarded.data() + 1, &next, limit, room, &state);
+    if (dest && bytes != static_cast<size_t>(-1))
+        std::memcpy(dest, guarded.data() + 1, next ? bytes : bytes + 1);
+    return bytes;
 }
 
 /** The conversion by recursion, as one would tell it: a second opinion that shares no line with the
@@ -136,6 +145,48 @@ TEST(WideToNarrow, encodesInEightBitAndTwoByteEncodings)
     EXPECT_EQ(converted(L"\u8868\u00A5\u203E\u00E9."), "\x95\x5C\x5C\x7E?.");
 }
 
+TEST(WideToNarrow, writesACharacterThatTheEncodingHoldsBackBeforeTheNextOne)
+{
+    LocaleScope const locale("BIG5-HKSCS");
+    for (size_t before = 0; before < 200; ++before) {
+        std::wstring const text(before, L'a');
+        std::string const expected(before, 'a');
+        EXPECT_EQ(converted(text
+                      + L"\u00CA"
+                        L"bc"),
+            expected
+                + "\x88\x66"
+                  "bc");
+        EXPECT_EQ(converted(text + L"\u00CA\u0304z"), expected + "\x88\x62z");
+        EXPECT_EQ(converted(text + L"\u00CA\u00EAz"), expected + "\x88\x66\x88\xA7z");
+    }
+}
+
+TEST(WideToNarrow, leavesOutACharacterThatIsStillHeldBackWhereTheCountStopsKept)
+{
+    LocaleScope const locale("BIG5-HKSCS");
+    EXPECT_EQ(converted(L"a\u00CA"), "a");
+    EXPECT_EQ(convert(safe_wcstombs_s, L"a\u00CA", 8, UP_TO_TERMINATOR).result, 4U);
+    EXPECT_EQ(measure(safe_wcstombs_s, L"a\u00CA", 0, UP_TO_TERMINATOR).result, 4U);
+}
+
+TEST(WideToNarrow, succeedsWhereNothingIsWrittenBehindAZeroByte)
+{
+    // A language tag, which every encoding ignores, and a character that is held back.
+    for (char const* name : {"C", "BIG5-HKSCS"}) {
+        LocaleScope const locale(name);
+        for (wchar_t const* text : {L"\U000E0041", L"\u00CA"}) {
+            if (*text == L'\u00CA' && std::string_view(name) == "C")
+                continue;
+            char bytes[16] = {};
+            unsigned result = FRESH;
+            EXPECT_EQ(safe_wcstombs_s(&result, bytes + 1, sizeof bytes - 1, text, 1), 0);
+            EXPECT_EQ(result, 1U) << name;
+            EXPECT_EQ(measure(safe_wcstombs_s, text, 0, 1).result, 1U) << name;
+        }
+    }
+}
+
 TEST(WideToNarrow, countsTheTerminatorWhereTheTextIsGivenUpToIt)
 {
     LocaleScope const locale("C.UTF-8");
@@ -198,8 +249,9 @@ unsigned below(std::mt19937& random, unsigned bound)
 std::wstring randomText(std::mt19937& random)
 {
     static constexpr wchar_t CHARACTERS[] = {L'a', L'Z', L'\\', L'~', L'\u00E9', L'\u00A5',
-        L'\u20AC', L'\u8868', L'\U0001F600', 0xD800, 0x7FFFFFFF, 0x110000, -1};
-    size_t const length = below(random, 40);
+        L'\u20AC', L'\u8868', L'\u00CA', L'\u00CA', L'\u0304', L'\u030C', L'\U0001F600',
+        L'\U000E0041', 0xD800, 0x7FFFFFFF, 0x110000, -1};
+    size_t const length = below(random, below(random, 16) ? 40 : 300);
     unsigned const oddShare = below(random, 5);
     std::wstring text(length, L'x');
     for (wchar_t& c : text)
@@ -240,6 +292,11 @@ TEST(WideToNarrow, doesAsTheRecursionDoesInUtf8)
 TEST(WideToNarrow, doesAsTheRecursionDoesInAnEightBitEncoding)
 {
     compareWithRecursion("ISO-8859-1");
+}
+
+TEST(WideToNarrow, doesAsTheRecursionDoesInAnEncodingThatHoldsCharactersBack)
+{
+    compareWithRecursion("BIG5-HKSCS");
 }
 
 TEST(WideToNarrow, doesAsTheRecursionDoesInATwoByteEncoding)
