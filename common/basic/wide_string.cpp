@@ -29,15 +29,23 @@ unsigned boundedLength(wchar_t const* text, unsigned count)
     return SHORT + static_cast<unsigned>(wcsnlen(text + SHORT, std::min(count, LONGEST) - SHORT));
 }
 
-/** @return the terminated text in the locale's encoding; null where a character cannot be encoded
- * or takes more than four bytes. */
+/** @return the terminated text in the locale's encoding, in an array of its size; null where a
+ * character cannot be encoded or takes more than four bytes. */
 std::unique_ptr<char[]> encoded(wchar_t const* text, size_t length)
 {
+    char nearRoom[1024];
+    std::unique_ptr<char[]> farRoom;
     size_t const size = length * 4 + 1;
-    std::unique_ptr<char[]> narrow(new char[size]);
+    if (size > sizeof nearRoom)
+        farRoom.reset(new char[size]);
+    char* const room = farRoom ? farRoom.get() : nearRoom;
     std::mbstate_t state{};
-    size_t const bytes = wcsnrtombs(narrow.get(), &text, length + 1, size, &state);
-    return bytes == static_cast<size_t>(-1) || text ? nullptr : std::move(narrow);
+    size_t const bytes = wcsnrtombs(room, &text, length + 1, size, &state);
+    if (bytes == static_cast<size_t>(-1) || text)
+        return nullptr;
+    std::unique_ptr<char[]> narrow(new char[bytes + 1]);
+    std::memcpy(narrow.get(), room, bytes + 1);
+    return narrow;
 }
 
 std::unique_ptr<char[]> encodedWithSubstitutes(wchar_t const* text, unsigned length)

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <pthread.h>
 #include <string>
 #include <string_view>
@@ -145,6 +146,37 @@ TEST(NarrowCopy, comesBackAsTheSameTextInUtf8)
         string const text(content);
         EXPECT_STREQ(string(narrow(text)).c_str(), content);
         EXPECT_STREQ(string(std::string(narrow(text))).c_str(), content);
+    }
+}
+
+TEST(NarrowCopy, isAnArrayOfTheNarrowTextsSize)
+{
+    for (char const* name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {
+        LocaleScope const locale(name);
+        for (size_t length : {1, 7, 8, 60, 255, 256, 300, 5000}) {
+            for (wchar_t const other : {L'b', L'\u00A5', L'\u20AC'}) {
+                std::wstring content(length, L'a');
+                content[length / 2] = other;
+                string const text(content.c_str());
+                testkit::AllocationCounter const counter;
+                char const* const copy = narrow(text);
+                size_t const size = testkit::AllocationCounter::latestSize();
+                long const blocks = counter.liveBlocks();
+                EXPECT_EQ(size, std::strlen(copy) + 1) << name << ' ' << length;
+                EXPECT_EQ(blocks, 1);
+            }
+        }
+    }
+}
+
+TEST(NarrowCopy, endsWithACharacterThatTheEncodingHoldsBack)
+{
+    LocaleScope const locale("BIG5-HKSCS");
+    EXPECT_STREQ(narrow(string(L"\u00CA")), "\x88\x66");
+    EXPECT_STREQ(narrow(string(L"a\u00CA\u0304")), "a\x88\x62");
+    for (size_t before : {31, 300, 1000}) {
+        std::wstring const content = std::wstring(before, L'a') + L"\u00CA";
+        EXPECT_EQ(narrow(string(content.c_str())), std::string(before, 'a') + "\x88\x66");
     }
 }
 
