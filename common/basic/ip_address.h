@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <netinet/in.h>
+#include <ostream>
 #include <sys/socket.h>
 
 namespace dovrel {
@@ -129,5 +130,20 @@ private:
 
     sockaddr_storage m_address;
 };
+
+/**
+ * Writes the text of `toStringInternal`, so that an `inet_address` has its port, without padding.
+ * No address is `<invalid>` rather than an exception: whoever logs an address does not expect one.
+ */
+inline std::ostream& operator<<(std::ostream& out, ip_address const& address)
+{
+    return out << (address.valid() ? address.toStringInternal() : string(L"<invalid>"));
+}
+
+/** The same to a wide stream. */
+inline std::wostream& operator<<(std::wostream& out, ip_address const& address)
+{
+    return out << (address.valid() ? address.toStringInternal() : string(L"<invalid>"));
+}
 
 }

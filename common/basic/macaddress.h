@@ -32,12 +32,24 @@ private:
 
 /**
  * Writes all eight bytes as lower-case hexadecimal pairs joined by ':', whatever the stream's
- * flags, fill and width are: `00:1a:2b:3c:4d:5e:00:00`.
+ * flags, fill and width are: `00:1a:2b:3c:4d:5e:00:00`. To wide and to narrow streams.
  */
 template <class Char>
 std::basic_ostream<Char>& operator<<(std::basic_ostream<Char>& out, macaddress_cpp const& address);
 template <> DOVREL_EXPORT std::wostream& operator<< <wchar_t>(
     std::wostream& out, macaddress_cpp const& address);
+
+template <> inline std::ostream& operator<< <char>(std::ostream& out, macaddress_cpp const& address)
+{
+    char text[macaddress_cpp::SIZE * 3];
+    char* at = text;
+    for (unsigned i = 0; i < macaddress_cpp::SIZE; ++i) {
+        *at++ = "0123456789abcdef"[address[i] >> 4];
+        *at++ = "0123456789abcdef"[address[i] & 0x0F];
+        *at++ = ':';
+    }
+    return out.write(text, sizeof text - 1);
+}
 
 /**
  * Reads six or eight hexadecimal bytes with ':' or '-' (mixed at will) between them.

@@ -3,6 +3,7 @@
 #include "common/basic/export.h"
 
 #include <cstddef>
+#include <cwchar>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -76,6 +77,15 @@ public:
     friend bool operator<(basic_string const& a, basic_string const& b) noexcept
     {
         return a.compare(b) < 0;
+    }
+    friend bool operator>(basic_string const& a, basic_string const& b) noexcept { return b < a; }
+    friend bool operator<=(basic_string const& a, basic_string const& b) noexcept
+    {
+        return !(b < a);
+    }
+    friend bool operator>=(basic_string const& a, basic_string const& b) noexcept
+    {
+        return !(a < b);
     }
     friend void swap(basic_string& a, basic_string& b) noexcept { a.swap(b); }
 
@@ -175,9 +185,10 @@ public:
     /**
      * The text in the locale's encoding; a character that it cannot encode becomes one '?'.
      *
-     * Converts afresh into a new array on every call. The pointer is valid until the next call of
-     * this operator on the same object, a change of the object, or its end; it is never null. Not
-     * for two threads at once on one object, although it is `const`. wcsnrtombs(3).
+     * Converts afresh into a new array of the narrow text's size on every call. The pointer is
+     * valid until the next call of this operator on the same object, a change of the object, or its
+     * end; it is never null. Not for two threads at once on one object, although it is `const`.
+     * wcsnrtombs(3).
      */
     operator char const*() const;
 
@@ -196,6 +207,53 @@ inline void swap(string& a, string& b) noexcept
 {
     a.swap(b);
 }
+
+namespace text_order {
+
+/** As `basic_string::compare`; null is the empty text. */
+inline int compare(basic_string const& a, wchar_t const* b) noexcept
+{
+    return std::wcscmp(a.c_str(), b ? b : L"");
+}
+
+/** The same with the text that a `string` constructed from @p b has. @throws std::bad_alloc */
+inline int compare(basic_string const& a, char const* b)
+{
+    return a.compare(string(b));
+}
+
+inline int compare(basic_string const& a, std::string const& b)
+{
+    return a.compare(string(b));
+}
+
+}
+
+// Comparisons with every kind of text that a string is constructed from, in both orders. Without
+// them the compiler would take the string's narrow copy and compare two pointers.
+#define DOVREL_COMPARISON(SIGN, TEXT)                                                              \
+    inline bool operator SIGN(basic_string const& a, TEXT b)                                       \
+    {                                                                                              \
+        return text_order::compare(a, b) SIGN 0;                                                   \
+    }                                                                                              \
+    inline bool operator SIGN(TEXT a, basic_string const& b)                                       \
+    {                                                                                              \
+        return 0 SIGN text_order::compare(b, a);                                                   \
+    }
+#define DOVREL_COMPARISONS(TEXT)                                                                   \
+    DOVREL_COMPARISON(==, TEXT)                                                                    \
+    DOVREL_COMPARISON(!=, TEXT)                                                                    \
+    DOVREL_COMPARISON(<, TEXT)                                                                     \
+    DOVREL_COMPARISON(>, TEXT)                                                                     \
+    DOVREL_COMPARISON(<=, TEXT)                                                                    \
+    DOVREL_COMPARISON(>=, TEXT)
+
+DOVREL_COMPARISONS(wchar_t const*)
+DOVREL_COMPARISONS(char const*)
+DOVREL_COMPARISONS(std::string const&)
+
+#undef DOVREL_COMPARISONS
+#undef DOVREL_COMPARISON
 
 /** @return the text of @p a followed by that of @p b. */
 DOVREL_EXPORT string operator+(string const& a, string const& b);
@@ -216,6 +274,9 @@ template <> DOVREL_EXPORT std::ostream& operator<< <char>(std::ostream& out, str
  *
  * Never fails as a whole. Where @p count stops the conversion before the terminating zero of @p
  * src, no terminator is written. wcsnrtombs(3).
+ *
+ * Kept: a character that a stateful encoding holds back until the next one (BIG5-HKSCS) is left
+ * out where @p count, or the conversion up to a character that cannot be encoded, ends behind it.
  *
  * Kept: with @p count `0xFFFFFFFF` and less than four bytes of room (a null @p dest with size 0
  * among them), a text that holds a character that cannot be encoded has every character up to the

@@ -1,0 +1,127 @@
+// Comparisons of a string with other kinds of text. Compiled by each standard that hosts use, as
+// C++20 adds candidates with the operands the other way round.
+
+#include "common/basic/wide_string.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <type_traits>
+#include <utility>
+
+using dovrel::basic_string;
+using dovrel::string;
+
+namespace {
+
+/** Compares as six operators do. @param order below, at or above zero, as for `compare`. */
+template <class A, class B> void expectOrder(A const& a, B const& b, int order)
+{
+    EXPECT_EQ(a == b, order == 0);
+    EXPECT_EQ(a != b, order != 0);
+    EXPECT_EQ(a < b, order < 0);
+    EXPECT_EQ(a > b, order > 0);
+    EXPECT_EQ(a <= b, order <= 0);
+    EXPECT_EQ(a >= b, order >= 0);
+}
+
+template <class A, class B> void expectOrderBothWays(A const& a, B const& b, int order)
+{
+    expectOrder(a, b, order);
+    expectOrder(b, a, -order);
+}
+
+template <class Text> void expectOrderOfEachKind(Text const& text, char const* other, int order)
+{
+    std::string narrow = other;
+    std::wstring wide(narrow.begin(), narrow.end());
+    expectOrderBothWays(text, narrow, order);
+    expectOrderBothWays(text, narrow.c_str(), order);
+    expectOrderBothWays(text, narrow.data(), order);
+    expectOrderBothWays(text, wide.c_str(), order);
+    expectOrderBothWays(text, wide.data(), order);
+    expectOrderBothWays(text, string(other), order);
+    expectOrderBothWays(text, basic_string(wide.c_str()), order);
+}
+
+template <class Text> void expectOrderOfEachText()
+{
+    char const* const ascending[] = {
+        "", "/dev/sd", "/dev/sda", "/dev/sda1 with a longer name", "/dev/sdb"};
+    for (int i = 0; i < 5; ++i)
+        for (int j = 0; j < 5; ++j)
+            expectOrderOfEachKind(Text(string(ascending[i])), ascending[j], i - j);
+}
+
+template <class A, class B, class = void> struct IsComparable : std::false_type {
+};
+template <class A, class B>
+struct IsComparable<A, B, std::void_t<decltype(std::declval<A>() == std::declval<B>())>>
+    : std::true_type {
+};
+
+}
+
+TEST(StringComparison, isThatOfTheTextWithEachKindOfText)
+{
+    expectOrderOfEachText<string>();
+    expectOrderOfEachText<basic_string>();
+}
+
+TEST(StringComparison, takesLiterals)
+{
+    string const text("text");
+    EXPECT_TRUE(text == "text" && "text" == text && text == L"text" && L"text" == text);
+    EXPECT_FALSE(text != "text" || "text" != text || text != L"text" || L"text" != text);
+    EXPECT_TRUE(text < "texts" && "tex" < text && text < L"texts" && L"tex" < text);
+    EXPECT_TRUE("text" == string("text") && string("text") == std::string("text"));
+    EXPECT_EQ(text, "text");
+    EXPECT_EQ(L"text", text);
+}
+
+TEST(StringComparison, takesANullPointerForTheEmptyText)
+{
+    char const* const narrow = nullptr;
+    wchar_t const* const wide = nullptr;
+    expectOrderBothWays(string(), narrow, 0);
+    expectOrderBothWays(string(), wide, 0);
+    expectOrderBothWays(string("a"), narrow, 1);
+    expectOrderBothWays(string("a"), wide, 1);
+}
+
+TEST(StringComparison, isNotThatOfPointersForAnUntypedNull)
+{
+    EXPECT_FALSE((IsComparable<string, std::nullptr_t>::value));
+    EXPECT_FALSE((IsComparable<std::nullptr_t, string>::value));
+    EXPECT_TRUE((IsComparable<string, char const*>::value));
+}
+
+TEST(StringComparison, convertsNarrowTextAsConstructionDoes)
+{
+    // No locale is set, so that each byte of this sequence becomes a question mark.
+    expectOrderBothWays(string(L"????"), "a\xC3\xA9z", 0);
+    expectOrderBothWays(string("a"), std::string("a\0b", 3), 0);
+}
+
+TEST(StringComparison, isByWideCharacterCodeBeyondAsciiToo)
+{
+    wchar_t const codes[] = {static_cast<wchar_t>(0x80000000), -1, 1, L'a', L'\u00E9', L'\u20AC',
+        L'\U0010FFFF', 0x7FFFFFFF};
+    for (wchar_t const a : codes) {
+        for (wchar_t const b : codes) {
+            wchar_t const left[] = {L'x', a, 0};
+            wchar_t const right[] = {L'x', b, 0};
+            int const order = string(left).compare(string(right));
+            expectOrder(string(left), static_cast<wchar_t const*>(right), order);
+            expectOrder(static_cast<wchar_t const*>(left), string(right), order);
+        }
+    }
+}
+
+TEST(StringComparison, leavesTheNarrowCopyAsItIs)
+{
+    string const text("text");
+    char const* const narrow = text;
+    EXPECT_TRUE(text == "text" && text < L"texts" && text == std::string("text"));
+    EXPECT_STREQ(narrow, "text");
+}
