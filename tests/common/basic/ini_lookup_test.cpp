@@ -197,6 +197,24 @@ TEST(ReadSectionValues, areInTheOrderOfCharacterCodesInEveryEncoding)
     EXPECT_EQ(valuesOf(file, L""), "z=1\n\xC3\xA4=2\n\xEF\xBF\xBD=3\n\xF0\x9F\x98\x80=4\n");
 }
 
+TEST(ReadString, losesAnAsciiKeyWhereTheLocaleOfTheReadingLowersItToAnotherCharacter)
+{
+    std::unique_ptr<IniFile const> file;
+    {
+        LocaleScope const turkish("ISO-8859-9");
+        file = std::make_unique<IniFile const>(parsed("[s]\nI=1\nk=2\n"));
+        EXPECT_EQ(narrow(file->ReadString(L"s", L"I", L"none")), "1");
+    }
+    EXPECT_EQ(narrow(file->ReadString(L"s", L"I", L"none")), "none");
+    EXPECT_EQ(narrow(file->ReadString(L"s", L"i", L"none")), "none");
+    EXPECT_EQ(narrow(file->ReadString(L"S", L"K", L"none")), "2");
+    // The other way round nothing of ASCII is lost.
+    file = std::make_unique<IniFile const>(parsed("[s]\nI=1\n"));
+    LocaleScope const turkish("ISO-8859-9");
+    EXPECT_EQ(narrow(file->ReadString(L"s", L"I", L"none")), "1");
+    EXPECT_EQ(narrow(file->ReadString(L"s", L"i", L"none")), "1");
+}
+
 TEST(ReadSectionValues, areNoneForASectionThatIsNotThere)
 {
     IniFile const file = parsed("[s]\nk=1\n");

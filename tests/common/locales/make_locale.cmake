@@ -1,12 +1,12 @@
-# Compiles one test locale: cmake -DCODESET=ISO-8859-1 -DDESTINATION=dir -P make_locale.cmake
+# Compiles one test locale: cmake -DCODESET=ISO-8859-1 -DCLASSES=plain -DDESTINATION=dir -P make_locale.cmake
 #
-# localedef(1) exits with 1 for warnings, too, and warns of each category that plain.locale leaves
+# localedef(1) exits with 1 for warnings, too, and warns of each category that the sources leave
 # out; so the outcome is judged by the compiled file.
 file(MAKE_DIRECTORY ${DESTINATION})
 file(REMOVE ${DESTINATION}/${CODESET}/LC_CTYPE)
 execute_process(
     COMMAND localedef --no-archive --quiet --no-warnings=ascii
-            -i ./plain.locale -f ./${CODESET}.charmap ${DESTINATION}/${CODESET}
+            -i ./${CLASSES}.locale -f ./${CODESET}.charmap ${DESTINATION}/${CODESET}
     WORKING_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}
     OUTPUT_VARIABLE messages
     ERROR_VARIABLE messages
