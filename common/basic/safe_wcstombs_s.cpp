@@ -18,6 +18,7 @@ public:
         : m_dest(dest), m_room(destSize), m_src(src), m_count(count),
           m_end(src + wcsnlen(src, count))
     {
+        m_piece[0] = '?';
     }
 
     /** @return the bytes needed or written, terminator included. */
@@ -129,7 +130,7 @@ private:
 
     // Where nothing is written, as for a character that the encoding holds back until the next one,
     // glibc looks at the byte before its output and aborts the process if it is zero.
-    char m_piece[1 + PIECE_ROOM] = {'?'};
+    char m_piece[1 + PIECE_ROOM];
 };
 
 }
