@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
@@ -27,6 +28,7 @@ std::atomic<unsigned> failingNumber = 0;
 std::atomic<int> failingCode = 0;
 std::atomic<unsigned> childsDelay = 0;
 std::atomic<Side> here = IN_PARENT;
+std::atomic<pid_t> forked = 0;
 std::atomic<bool> sleepsAreShort = false;
 std::atomic<RecordedSleeps*> recorder = nullptr;
 
@@ -60,6 +62,7 @@ struct Next {
     int (*tcgetattr)(int, termios*);
     int (*tcsetattr)(int, int, termios const*);
     int (*dup2)(int, int);
+    int (*kill)(pid_t, int);
     int (*clock_nanosleep)(clockid_t, int, timespec const*, timespec*);
 };
 
@@ -91,6 +94,7 @@ Next findAll()
     find(next.tcgetattr, "tcgetattr");
     find(next.tcsetattr, "tcsetattr");
     find(next.dup2, "dup2");
+    find(next.kill, "kill");
     find(next.clock_nanosleep, "clock_nanosleep");
     return next;
 }
@@ -112,6 +116,11 @@ void forgetCalls()
 {
     for (auto& count : made)
         count = 0;
+}
+
+pid_t latestChild()
+{
+    return forked;
 }
 
 void becomeParent()
@@ -183,6 +192,8 @@ pid_t countedFork()
     if (pid == 0) {
         here = IN_CHILD;
         forgetCalls();
+    } else {
+        forked = pid;
     }
     return pid;
 }
@@ -300,6 +311,11 @@ int tcsetattr(int fd, int when, termios const* mode) noexcept
 int dup2(int from, int to) noexcept
 {
     return fails(processcalls::DUP2) ? -1 : next().dup2(from, to);
+}
+
+int kill(pid_t pid, int signal) noexcept
+{
+    return fails(processcalls::KILL) ? -1 : next().kill(pid, signal);
 }
 
 int clock_nanosleep(clockid_t clock, int flags, timespec const* length, timespec* left)

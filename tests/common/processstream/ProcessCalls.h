@@ -2,6 +2,7 @@
 
 #include "common/basic/noncopyable.h"
 
+#include <sys/types.h>
 #include <vector>
 
 /**
@@ -32,6 +33,7 @@ enum Call : unsigned {
     TCGETATTR,
     TCSETATTR,
     DUP2,
+    KILL,
     CALLS
 };
 
@@ -42,6 +44,9 @@ enum Side { IN_PARENT, IN_CHILD };
 unsigned callsMade(Call call);
 
 void forgetCalls();
+
+/** @return the process id of the child that the latest fork(2) made; 0 before the first. */
+pid_t latestChild();
 
 /** Makes a forked process of the tests a parent of its own. */
 void becomeParent();

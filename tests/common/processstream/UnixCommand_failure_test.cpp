@@ -11,11 +11,14 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
 #include <iterator>
 #include <optional>
+#include <pthread.h>
 #include <sstream>
 #include <string>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -148,13 +151,17 @@ TEST(UnixCommandFailure, ofMovingADescriptorOffTheStandardThreeIsThatOfItsKind)
     }
 }
 
-TEST(UnixCommandFailure, comesAfterASecondWithoutAWordOfTheChild)
+TEST(UnixCommandFailure, ofAChildThatIsNotSetUpComesWithinTwoSecondsAndNobodyIsSignalled)
 {
     testkit::DescriptorGuard const guard;
-    SlowChild const slow(20'000); // It is not waited for.
+    SlowChild const slow(20'000); // Far longer than it is waited for.
+    forgetCalls();
     auto const start = std::chrono::steady_clock::now();
     auto const failure = failureOfStart();
     auto const time = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(callsMade(KILL), 0U);
+    EXPECT_EQ(::waitpid(latestChild(), nullptr, WNOHANG), 0) << "the child is to run on";
+    child::end(latestChild());
     testkit::expectNoChildren();
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->reason(), dovrel::REASON_FORK);
@@ -162,8 +169,46 @@ TEST(UnixCommandFailure, comesAfterASecondWithoutAWordOfTheChild)
     Source const source;
     EXPECT_TRUE(source.raises(dovrel::REASON_FORK, failure->line()));
     EXPECT_EQ(source.line(failure->line() - 1), "        errno = ETIMEDOUT;");
-    EXPECT_GE(time, milliseconds(1000));
+    EXPECT_GE(time, milliseconds(1900)) << "a second for the set-up, another for the end";
     EXPECT_LE(time, milliseconds(4000));
+}
+
+TEST(UnixCommandFailure, ofAChildThatIsNotSetUpReapsItWhereItEndsWithinTheNextSecond)
+{
+    SlowChild const slow(1300);
+    auto const failure = failureOfStart();
+    testkit::expectNoChildren();
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->reason(), dovrel::REASON_FORK);
+    EXPECT_EQ(failure->code(), ETIMEDOUT);
+}
+
+// In a process of its own: a handler of pthread_atfork(3) cannot be taken back.
+TEST(UnixCommandFailure, leavesAChildThatBlocksInAForkHandlerToEndByItself)
+{
+    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+        static int gate[2];
+        if (::pipe2(gate, O_CLOEXEC) != 0)
+            complaints << "no pipe\n";
+        ::pthread_atfork(nullptr, nullptr, [] {
+            char byte;
+            [[maybe_unused]] auto const count = ::read(gate[0], &byte, 1);
+        });
+        forgetCalls();
+        auto const failure = failureOfStart();
+        if (!failure || failure->reason() != dovrel::REASON_FORK || failure->code() != ETIMEDOUT)
+            complaints << (failure ? failure->what() : "it started") << '\n';
+        if (callsMade(KILL) != 0)
+            complaints << "somebody was signalled\n";
+        if (::waitpid(latestChild(), nullptr, WNOHANG) != 0)
+            complaints << "the child does not run any more\n";
+        [[maybe_unused]] auto const sent = ::write(gate[1], "x", 1);
+        int status = -1;
+        ::waitpid(latestChild(), &status, 0);
+        if (!WIFEXITED(status) || WEXITSTATUS(status) != 1)
+            complaints << "the child's status was " << status << '\n';
+    }),
+        "");
 }
 
 TEST(UnixCommandFailure, comesAfterASecondUnderAStormOfSignalsToo)

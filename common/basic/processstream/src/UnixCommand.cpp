@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -189,10 +188,8 @@ void UnixCommand::awaitChildsWord()
     if (ready == -1)
         abandon(REASON_PIPE, __LINE__);
     if (ready == 0) {
-        // It is still this host's own copy, held up by whatever runs there at a fork.
-        ::kill(m_pid, SIGKILL);
-        unlessInterrupted([&] { return ::waitpid(m_pid, nullptr, 0); });
-        m_pid = NOT_STARTED;
+        // The child is not signalled: its number may be another process's by now, where the
+        // host reaps all children, and a child in uninterruptible sleep takes no signal.
         errno = ETIMEDOUT;
         abandon(REASON_FORK, __LINE__);
     }

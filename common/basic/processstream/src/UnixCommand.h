@@ -48,17 +48,25 @@ private:
 class DOVREL_EXPORT UnixCommand : public Command {
 public:
     /**
-     * Starts `/bin/sh -c` @p command and returns once the child is about to become the shell.
+     * Starts `/bin/sh -c` @p command and returns once the child is about to become the shell. Takes
+     * at most about two seconds.
      *
-     * @throws ProcessException where it cannot be started: reason, `errno` and line of the step
-     * that failed, in the child too. Nothing is left behind then.
+     * @throws ProcessException if the start fails: reason, `errno` and line of the step that
+     * failed, in the child too. All descriptors are closed by then. The child has up to a second to
+     * end.
+     *
+     * A child that is not set up within a second, for example one that blocks in a
+     * pthread_atfork(3) handler, is a failure with `REASON_FORK` and `ETIMEDOUT`. Such a child is
+     * never signalled. If it still runs when the exception leaves, it belongs to whoever ends it:
+     * once its handler returns, it finds its terminal closed and exits with status 1, and the host
+     * reaps it as a child of its own.
      */
     explicit UnixCommand(std::string const& command);
     UnixCommand(UnixCommand const&) = delete;
     UnixCommand& operator=(UnixCommand const&) = delete;
 
-    /** Closes the terminal and waits up to about a second for the child's end, so that none is left
-     * behind. A child that runs on is not signalled; it then belongs to whoever ends it. */
+    /** Closes the terminal, waits up to about a second for the child to end, and reaps it. A child
+     * that runs on is not signalled; it then belongs to whoever ends it. */
     ~UnixCommand() override;
 
     int uncachedExitCode() override;
