@@ -29,6 +29,7 @@ std::atomic<int> failingCode = 0;
 std::atomic<unsigned> childsDelay = 0;
 std::atomic<Side> here = IN_PARENT;
 std::atomic<pid_t> forked = 0;
+std::atomic<void (*)()> childsWork = nullptr;
 std::atomic<bool> sleepsAreShort = false;
 std::atomic<RecordedSleeps*> recorder = nullptr;
 
@@ -152,6 +153,16 @@ SlowChild::~SlowChild()
     childsDelay = 0;
 }
 
+WorkInChild::WorkInChild(void (*work)())
+{
+    childsWork = work;
+}
+
+WorkInChild::~WorkInChild()
+{
+    childsWork = nullptr;
+}
+
 ShortSleeps::ShortSleeps()
 {
     sleepsAreShort = true;
@@ -192,6 +203,8 @@ pid_t countedFork()
     if (pid == 0) {
         here = IN_CHILD;
         forgetCalls();
+        if (auto* const work = childsWork.load())
+            work();
     } else {
         forked = pid;
     }

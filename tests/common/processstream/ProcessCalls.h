@@ -69,6 +69,13 @@ public:
     ~SlowChild();
 };
 
+/** While it lives, each child of fork(2) calls @p work before the library goes on. */
+class WorkInChild : dovrel::noncopyable_::noncopyable {
+public:
+    explicit WorkInChild(void (*work)());
+    ~WorkInChild();
+};
+
 /** While it lives, clock_nanosleep(2) takes a thousandth of its time. */
 class ShortSleeps : dovrel::noncopyable_::noncopyable {
 public:

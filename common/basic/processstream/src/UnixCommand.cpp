@@ -1,19 +1,17 @@
 #include "common/basic/processstream/src/UnixCommand.h"
 
+#include "common/basic/processstream/src/child_environment.h"
 #include "common/basic/processstream/src/failure_text.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
-#include <vector>
 
 template class pstream_wrapper<dovrel::UnixCommand, void>;
 
@@ -48,19 +46,6 @@ bool keepOffStandard(int& fd)
     ::close(fd);
     fd = moved;
     return true;
-}
-
-/** This process's environment with the messages in English, to be handed to a child. */
-std::vector<char*> environmentInEnglish()
-{
-    static constexpr char NAME[] = "LANG=";
-    static char language[] = "LANG=C";
-    std::vector<char*> environment{language};
-    for (char** variable = environ; variable && *variable; ++variable)
-        if (std::strncmp(*variable, NAME, sizeof NAME - 1) != 0)
-            environment.push_back(*variable);
-    environment.push_back(nullptr);
-    return environment;
 }
 
 void makeNonBlocking(int fd)
@@ -120,9 +105,6 @@ int UnixPipe::write(char const* buf, unsigned len)
 
 UnixCommand::UnixCommand(std::string const& command) : m_command(command)
 {
-    // Between fork and exec nothing may be allocated: another thread may hold the heap's lock.
-    std::vector<char*> environment = environmentInEnglish();
-
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, m_statusFds) != 0)
         throw ProcessException(REASON_PIPE, __LINE__);
     if (!keepOffStandard(m_statusFds[0]) || !keepOffStandard(m_statusFds[1]))
@@ -135,10 +117,8 @@ UnixCommand::UnixCommand(std::string const& command) : m_command(command)
     pid_t const pid = ::fork();
     if (pid == -1)
         abandon(REASON_FORK, __LINE__);
-    if (pid == 0) {
-        environ = environment.data();
+    if (pid == 0)
         runOurChild(this);
-    }
     m_pid = pid;
 
     closeKeepingNumber(m_slaveFd, m_statusFds[0]);
@@ -204,6 +184,7 @@ void UnixCommand::awaitChildsWord()
     }
 }
 
+// Allocates nothing: another thread may have held the heap's lock at the fork.
 int UnixCommand::weAreChild()
 {
     if (!closed(m_masterFd))
@@ -227,10 +208,14 @@ int UnixCommand::weAreChild()
         return failInChild(REASON_PIPE, __LINE__);
     if (unlessInterrupted([&] { return ::dup2(m_errFds[1], STDERR_FILENO); }) == -1)
         return failInChild(REASON_PIPE, __LINE__);
+    ChildEnvironment const environment;
+    if (!environment.entries())
+        return failInChild(REASON_FORK, __LINE__);
     // Kept: the child's end stays open in the program that runs.
     ::fcntl(m_statusFds[1], F_SETFD, 0);
     ::shutdown(m_statusFds[1], SHUT_RDWR);
-    return ::execl("/bin/sh", "sh", "-c", m_command.c_str(), static_cast<char*>(nullptr));
+    return ::execle("/bin/sh", "sh", "-c", m_command.c_str(), static_cast<char*>(nullptr),
+        environment.entries());
 }
 
 void UnixCommand::runOurChild(UnixCommand* command)

@@ -39,7 +39,9 @@ private:
  * A shell command that runs under a raw pseudo-terminal of its own, with its error output on a pipe
  * and with `LANG=C`; pty(7).
  *
- * Runs from the end of its constructor. Every descriptor is closed on exec of whatever else the
+ * Runs from the end of its constructor, with the host's environment as it is at the fork. Other
+ * threads may change the environment meanwhile: what they were changing at that moment may be
+ * missing. Every descriptor is closed on exec of whatever else the
  * host starts meanwhile, none has a number below 3, and their numbers stay taken until `destroy`.
  *
  * Errors: `ProcessException`. Threads: one object belongs to one thread at a time, and to none that
@@ -79,8 +81,8 @@ public:
     /** Closes @p fd unless it is -1, and makes it -1. */
     static void checkClose(int& fd);
 
-    /** In the child: sets it up and becomes the shell. @return the status to exit with where that
-     * failed. */
+    /** In the child: sets it up, with `LANG=C` in the environment that the shell gets, and becomes
+     * the shell. @return the status to exit with if that fails. */
     int weAreChild();
 
     /** In the child: `weAreChild`, then _exit(2), which leaves the host's exit handlers and buffers
