@@ -64,6 +64,7 @@ struct Next {
     int (*tcsetattr)(int, int, termios const*);
     int (*dup2)(int, int);
     int (*kill)(pid_t, int);
+    void* (*allocate_exception)(size_t);
     int (*clock_nanosleep)(clockid_t, int, timespec const*, timespec*);
 };
 
@@ -96,6 +97,7 @@ Next findAll()
     find(next.tcsetattr, "tcsetattr");
     find(next.dup2, "dup2");
     find(next.kill, "kill");
+    find(next.allocate_exception, "__cxa_allocate_exception");
     find(next.clock_nanosleep, "clock_nanosleep");
     return next;
 }
@@ -329,6 +331,13 @@ int dup2(int from, int to) noexcept
 int kill(pid_t pid, int signal) noexcept
 {
     return fails(processcalls::KILL) ? -1 : next().kill(pid, signal);
+}
+
+// Each throw begins with it.
+void* __cxa_allocate_exception(size_t size) noexcept
+{
+    fails(processcalls::THROW);
+    return next().allocate_exception(size);
 }
 
 int clock_nanosleep(clockid_t clock, int flags, timespec const* length, timespec* left)

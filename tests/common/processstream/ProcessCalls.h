@@ -34,6 +34,7 @@ enum Call : unsigned {
     TCSETATTR,
     DUP2,
     KILL,
+    THROW, // Counted, never failing.
     CALLS
 };
 

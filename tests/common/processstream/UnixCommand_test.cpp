@@ -150,6 +150,26 @@ TEST(UnixCommand, looksForAnEndedChildNoMore)
     EXPECT_EQ(processcalls::callsMade(processcalls::WAITPID), 0U) << "it may be another's child";
 }
 
+TEST(UnixCommand, isLookedAtThroughTheFunctionOfAClassThatAHostDerives)
+{
+    class HostsCommand : public UnixCommand {
+    public:
+        using UnixCommand::UnixCommand;
+        int uncachedExitCode() override { return 40 + UnixCommand::uncachedExitCode(); }
+    };
+    class PlainCommand : public UnixCommand {
+    public:
+        using UnixCommand::UnixCommand;
+    };
+    HostsCommand command("/testkit/bin/sleep 0.1; exit 2");
+    EXPECT_EQ(reasonOfExit(command, 10), dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(child::statusOf(command), 42);
+    EXPECT_EQ(command.exitCode(10, 10), 42);
+    PlainCommand plain("/testkit/bin/sleep 0.1; exit 2");
+    EXPECT_EQ(reasonOfExit(plain, 10), dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(child::statusOf(plain), 2);
+}
+
 TEST(UnixCommand, saysThatARunningChildHasNotExited)
 {
     UnixCommand command("echo $$; exec /testkit/bin/sleep 60");

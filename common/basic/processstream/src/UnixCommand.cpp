@@ -1,6 +1,7 @@
 #include "common/basic/processstream/src/UnixCommand.h"
 
 #include "common/basic/processstream/src/child_environment.h"
+#include "common/basic/processstream/src/exit_look.h"
 #include "common/basic/processstream/src/failure_text.h"
 
 #include <algorithm>
@@ -243,30 +244,41 @@ int UnixCommand::tellParent(char const* text, size_t length)
     return 1;
 }
 
+int ExitLook::status() const
+{
+    if (state == EXITED)
+        return value;
+    errno = value;
+    throw ProcessException(state == RUNNING ? REASON_NOT_EXITED : REASON_EXIT_STATUS, line);
+}
+
 int UnixCommand::uncachedExitCode()
 {
+    return lookAtChild().status();
+}
+
+ExitLook UnixCommand::lookAtChild() noexcept
+{
     if (m_pid == ENDED_BY_SIGNAL)
-        throw ProcessException(REASON_NOT_EXITED, __LINE__);
-    if (m_pid == EXITED) {
-        errno = ECHILD;
-        throw ProcessException(REASON_EXIT_STATUS, __LINE__);
-    }
+        return {ExitLook::RUNNING, errno, __LINE__};
+    if (m_pid == EXITED)
+        return {ExitLook::LOST, ECHILD, __LINE__};
     int status = 0;
     pid_t const pid = unlessInterrupted([&] { return ::waitpid(m_pid, &status, WNOHANG); });
     if (pid == 0)
-        throw ProcessException(REASON_NOT_EXITED, __LINE__);
+        return {ExitLook::RUNNING, errno, __LINE__};
     if (pid == -1) {
         if (errno == ECHILD) // A host that ignores SIGCHLD, or waits for all children.
             m_pid = EXITED;
-        throw ProcessException(REASON_EXIT_STATUS, __LINE__);
+        return {ExitLook::LOST, errno, __LINE__};
     }
     if (WIFEXITED(status)) {
         m_pid = EXITED;
-        return WEXITSTATUS(status);
+        return {ExitLook::EXITED, WEXITSTATUS(status), __LINE__};
     }
     // Kept: such a child counts as not exited, and those who wait for it use up their time.
     m_pid = ENDED_BY_SIGNAL;
-    throw ProcessException(REASON_NOT_EXITED, __LINE__);
+    return {ExitLook::RUNNING, errno, __LINE__};
 }
 
 void UnixCommand::destroy()
@@ -303,11 +315,7 @@ void UnixCommand::reap()
 {
     if (m_pid == NOT_STARTED)
         return;
-    try {
-        exitCode(1000, 10);
-    } catch (std::exception const&) {
-        // It runs on without a terminal, or memory ran out while it was looked for.
-    }
+    pollExit(1000, 10); // A child that is not found to have ended runs on without a terminal.
 }
 
 }

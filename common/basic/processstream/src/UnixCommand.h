@@ -93,6 +93,9 @@ public:
     int raiseChildException(ProcessException const& exception);
 
 private:
+    friend class ::Command;
+
+    [[gnu::visibility("hidden")]] ExitLook lookAtChild() noexcept;
     void openTerminal();
     void awaitChildsWord();
     int tellParent(char const* text, size_t length);

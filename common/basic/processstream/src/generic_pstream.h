@@ -11,6 +11,15 @@
 #include <string>
 #include <vector>
 
+namespace dovrel {
+
+struct ExitLook;
+class UnixCommand;
+
+}
+
+class pipestreambuf;
+
 /** One direction of talk with a child, or both. */
 class DOVREL_EXPORT Pipe {
 public:
@@ -47,11 +56,12 @@ public:
      * The exit status, remembered from the first look that found one.
      *
      * Looks, and sleeps @p stepMs (0 counts as 1) after each look that found the child running.
-     * Ends where what is left of @p totalMs is no more than a step: `exitCode(10, 10)` looks once
-     * and sleeps once.
+     * Ends when no more than a step is left of @p totalMs: `exitCode(10, 10)` looks once and sleeps
+     * once. Calls `uncachedExitCode` for each look; of a `dovrel::UnixCommand` itself it reads the
+     * same state without an exception, so that only the result needs memory.
      *
-     * @throws dovrel::ProcessException `REASON_NOT_EXITED` where the time is used up, else what the
-     * look threw.
+     * @throws dovrel::ProcessException `REASON_NOT_EXITED` if the time is used up, else the
+     * exception of the look.
      */
     int exitCode(unsigned totalMs, unsigned stepMs);
 
@@ -59,6 +69,12 @@ protected:
     Command() = default;
 
 private:
+    friend class dovrel::UnixCommand;
+    friend class pipestreambuf;
+
+    [[gnu::visibility("hidden")]] dovrel::ExitLook look();
+    [[gnu::visibility("hidden")]] dovrel::ExitLook pollExit(unsigned totalMs, unsigned stepMs);
+
     bool m_cached = false;
     int m_cachedCode = 0;
 };
