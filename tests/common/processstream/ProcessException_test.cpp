@@ -173,23 +173,53 @@ TEST(ProcessException, hasZeroForNumbersThatAreMissing)
     EXPECT_STREQ(ProcessException::deserialize("6").what(), "Failed to find exit status: 0");
 }
 
-TEST(ProcessException, hasZeroFromTheFirstNumberOnThatIsNone)
+TEST(ProcessException, readsSignsAsAStreamReadsThem)
 {
-    for (char const* text : {"x 152 9", "-1 152 9", "4294967296 152 9", "7 152 9",
-             "4294967295 152 9", "99999999999999999999 1 1", ", 1 1"})
-        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "0/0/0") << text;
-    for (char const* text : {"1 x 9", "1 -152 9", "1 4294967296 9", "1,152,9", "1 0x10 9"})
-        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/0/0") << text;
-    for (char const* text : {"1 152 x", "1 152 -9", "1 152 4294967296", "1 152. 9"})
-        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/0") << text;
-    EXPECT_EQ(numbersOf(ProcessException::deserialize(std::string("1\0 152 9", 8))), "1/0/0");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("+1 +2 +3")), "1/2/3");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 152 -9")), "1/152/-9");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 -152 9")), "1/4294967144/9");
+    EXPECT_STREQ(
+        ProcessException::deserialize("1 152 -9").what(), "Failed to create pipe: -9 at line 152");
 }
 
-TEST(ProcessException, isAllZeroForATextThatIsLongerThanAChildSends)
+TEST(ProcessException, hasZeroBehindTheFirstNumberThatCannotBeRead)
+{
+    for (char const* text : {"x 152 9", ", 1 1", "- 1 1", "+-1 2 3"})
+        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "0/0/0") << text;
+    for (char const* text : {"1 x 9", "1,152,9", "1.0 2 3"})
+        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/0/0") << text;
+    for (char const* text : {"1 152 x", "1 152. 9"})
+        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/0") << text;
+    EXPECT_EQ(numbersOf(ProcessException::deserialize(std::string("1\0 152 9", 8))), "1/0/0");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 0x10 9")), "1/0/0");
+}
+
+TEST(ProcessException, hasTheLargestNumberForOneThatIsTooLarge)
+{
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("4294967296 152 9")), "4294967295/0/0");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 4294967296 9")), "1/4294967295/0");
+    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 152 99999999999999999999")), "1/152/-1");
+}
+
+TEST(ProcessException, keepsAReasonOutsideTheTableAndRendersTheNumbersAlone)
+{
+    ProcessException const next = ProcessException::deserialize("7 152 9");
+    EXPECT_EQ(numbersOf(next), "7/152/9");
+    EXPECT_STREQ(next.what(), "9 at line 152");
+    EXPECT_EQ(next.serialize(), "7 152 9");
+    ProcessException const last = ProcessException::deserialize("4294967295 0 9");
+    EXPECT_EQ(numbersOf(last), "4294967295/0/9");
+    EXPECT_STREQ(last.what(), "9");
+    EXPECT_STREQ(failure(static_cast<reason_type>(UINT_MAX), 1, 2).what(), "2 at line 1");
+}
+
+TEST(ProcessException, isReadFromATextOfAnyLength)
 {
     std::string text = "1 152 9";
-    text.resize(ProcessException::SERIALIZED_SIZE - 1, ' ');
-    EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/9");
-    text += ' ';
-    EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "0/0/0");
+    for (size_t const size : {size_t{79}, ProcessException::SERIALIZED_SIZE, size_t{1000}}) {
+        text.resize(size, ' ');
+        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/9") << size;
+    }
+    text.assign(ProcessException::SERIALIZED_SIZE - 7, ' ');
+    EXPECT_EQ(numbersOf(ProcessException::deserialize(text + "1 152 9")), "1/152/9");
 }

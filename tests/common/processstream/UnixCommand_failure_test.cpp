@@ -11,8 +11,10 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <iterator>
+#include <new>
 #include <optional>
 #include <pthread.h>
 #include <sstream>
@@ -82,6 +84,36 @@ private:
     std::vector<std::string> m_lines;
 };
 
+alignas(UnixCommand) unsigned char place[sizeof(UnixCommand)];
+
+UnixCommand& commandBeingStarted()
+{
+    return *reinterpret_cast<UnixCommand*>(place);
+}
+
+/** In a child: sends @p text over the descriptor that the library gives it for failures. */
+int sendToParent(std::string const& text)
+{
+    // The last field is the child's end of the socket pair.
+    int socket;
+    std::memcpy(&socket, place + sizeof place - sizeof socket, sizeof socket);
+    return ::write(socket, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 1 : 2;
+}
+
+/** @return the message of the failed start whose child runs @p Work and ends with its result. */
+template <class Work> std::string failureWhereTheChild(Work)
+{
+    return complaintsOfAnotherHost([](std::ostream& complaints) {
+        WorkInChild const work([] { ::_exit(Work()()); });
+        try {
+            new (place) UnixCommand("exit 0");
+            complaints << "it started";
+        } catch (ProcessException const& exception) {
+            complaints << exception.what();
+        }
+    });
+}
+
 }
 
 TEST(UnixCommandFailure, ofEachStepHasItsReasonAndItsCodeAndLeavesNothingBehind)
@@ -122,6 +154,30 @@ TEST(UnixCommandFailure, saysTheSameInItsMessage)
     ASSERT_TRUE(failure);
     EXPECT_EQ(
         failure->what(), "Failed to create pipe: 16 at line " + std::to_string(failure->line()));
+}
+
+// In processes of their own, whose children send a failure in place of the library's set-up.
+TEST(UnixCommandFailure, isTheExceptionThatTheChildRaises)
+{
+    EXPECT_EQ(failureWhereTheChild([] {
+        errno = EXDEV;
+        return commandBeingStarted().raiseChildException(
+            ProcessException(dovrel::REASON_CONSOLE, 4711));
+    }),
+        "Failed to interact with console: 18 at line 4711");
+}
+
+TEST(UnixCommandFailure, isReadFromExactlyTheBytesThatTheChildSends)
+{
+    EXPECT_EQ(failureWhereTheChild([] { return sendToParent("1 152 9"); }),
+        "Failed to create pipe: 9 at line 152");
+    // A text of 80 bytes leaves no room for a terminator.
+    EXPECT_EQ(failureWhereTheChild([] { return sendToParent(std::string(73, ' ') + "1 152 9"); }),
+        "Failed to create pipe: 9 at line 152");
+    // Of a longer one the first 80 bytes count.
+    EXPECT_EQ(failureWhereTheChild([] { return sendToParent(std::string(74, ' ') + "1 152 9"); }),
+        "Failed to create pipe: 0 at line 152");
+    EXPECT_EQ(failureWhereTheChild([] { return sendToParent("99 152 9"); }), "9 at line 152");
 }
 
 TEST(UnixCommandFailure, ofMovingADescriptorOffTheStandardThreeIsThatOfItsKind)

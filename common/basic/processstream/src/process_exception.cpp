@@ -6,7 +6,8 @@
 #include <cassert>
 #include <cerrno>
 #include <charconv>
-#include <string_view>
+#include <locale>
+#include <sstream>
 
 namespace dovrel {
 
@@ -19,34 +20,6 @@ char const* const ERRORS[REASONS] = {
     "Failed to interact with console: ",
     "Failed to find exit status: ",
 };
-
-namespace {
-
-/** Takes the numbers of a child's text one after the other; 0 from the first on that is none. */
-class Numbers {
-public:
-    explicit Numbers(std::string_view text) : m_at(text.data()), m_end(m_at + text.size()) { }
-
-    uint32_t next(uint32_t largest)
-    {
-        while (m_at != m_end && (*m_at == ' ' || (*m_at >= '\t' && *m_at <= '\r')))
-            ++m_at;
-        uint32_t number = 0;
-        auto const [behind, error] = std::from_chars(m_at, m_end, number);
-        if (error != std::errc() || number > largest) {
-            m_at = m_end;
-            return 0;
-        }
-        m_at = behind;
-        return number;
-    }
-
-private:
-    char const* m_at;
-    char const* m_end;
-};
-
-}
 
 FailureText::FailureText(reason_type reason, unsigned line, int code) noexcept
 {
@@ -97,12 +70,13 @@ std::string ProcessException::serialize() const
 
 ProcessException ProcessException::deserialize(std::string const& text)
 {
-    bool const isOurs = text.size() < SERIALIZED_SIZE;
-    Numbers numbers(isOurs ? std::string_view(text) : std::string_view());
-    auto const reason = static_cast<reason_type>(numbers.next(REASONS - 1));
-    uint32_t const line = numbers.next(UINT32_MAX);
-    uint32_t const code = numbers.next(UINT32_MAX);
-    ProcessException exception(reason, line);
+    std::istringstream stream(text);
+    stream.imbue(std::locale::classic());
+    uint32_t reason = 0;
+    uint32_t line = 0;
+    uint32_t code = 0;
+    stream >> reason >> line >> code;
+    ProcessException exception(static_cast<reason_type>(reason), line);
     exception.initCode(static_cast<int>(code));
     return exception;
 }

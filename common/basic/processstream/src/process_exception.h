@@ -26,13 +26,14 @@ inline constexpr unsigned REASONS = 7;
 DOVREL_EXPORT extern char const* const ERRORS[REASONS];
 
 /**
- * The one exception of the child processes: why, on which source line and with which `errno`(3).
+ * The one exception of the child processes: the reason, the source line and the `errno`(3).
  *
- * A failure inside a freshly forked child travels to the parent as a short text, see `serialize`.
+ * A child that fails before its exec sends its failure to the parent as a short text, see
+ * `serialize`.
  */
 class DOVREL_EXPORT ProcessException : public std::exception {
 public:
-    /** What the text between child and parent stays below, in bytes. */
+    /** The text between child and parent is shorter than this, in bytes. */
     static constexpr size_t SERIALIZED_SIZE = 80;
 
     /**
@@ -56,10 +57,11 @@ public:
     std::string serialize() const;
 
     /**
-     * The record that `serialize` made @p text of.
+     * The record of a text that `serialize` made.
      *
-     * From the first number on that is missing, negative or too large, or that is a reason which
-     * does not exist, all are 0; so are all of a text that is longer than a child sends.
+     * Reads three unsigned 32-bit numbers as `>>` of a stream with the classic locale reads them:
+     * `-9` wraps, a number that is too large is 4294967295, and numbers behind one that cannot be
+     * read are 0. A reason outside the table renders without its text.
      */
     static ProcessException deserialize(std::string const& text);
 
