@@ -219,6 +219,43 @@ TEST_F(Writing, storesNoTextPastTheBufferWhereNothingCanBeSent)
         "");
 }
 
+TEST_F(Writing, sendsTheOutputOfEachOperationOfTheChildsStream)
+{
+    dovrel::pstream stream(&m_buffer);
+    stream << "abc" << 4711;
+    stream.put('x');
+    stream.write("yz", 2);
+    EXPECT_EQ(attempts(), (Texts{"abc", "4711", "x", "yz"}));
+    stream << std::string(300, 'a');
+    EXPECT_EQ(attempts().size(), 6U);
+    EXPECT_EQ(attempts()[4], std::string(WHOLE_BUFFER, 'a'));
+    EXPECT_EQ(attempts()[5], std::string(300 - WHOLE_BUFFER, 'a'));
+    EXPECT_TRUE(stream.good());
+}
+
+// In a process of its own: an exception out of a flush behind an operation ends the program.
+TEST_F(Writing, setsTheBadStateWhereAnOperationOfTheChildsStreamCannotBeSent)
+{
+    EXPECT_EQ(complaintsOfAnotherHost([&](std::ostream& complaints) {
+        for (Answer const& refusal : {thrown(dovrel::REASON_PIPE), REFUSED, NO_ROOM}) {
+            willTake({refusal});
+            dovrel::pstream stream(&m_buffer);
+            stream << "abc";
+            if (!stream.bad())
+                complaints << "the stream is not bad\n";
+        }
+    }),
+        "");
+}
+
+TEST_F(Writing, reportsAFailureOfSyncByItsResult)
+{
+    willTake({thrown(dovrel::REASON_PIPE)});
+    put("abc");
+    EXPECT_EQ(m_buffer.pubsync(), -1);
+    EXPECT_EQ(pending(), "abc");
+}
+
 TEST_F(Writing, passesAFailureOnWhichAStreamTurnsIntoItsBadState)
 {
     willTake({thrown(dovrel::REASON_PIPE)});

@@ -1,5 +1,6 @@
 #include "common/basic/processstream/src/UnixCommand.h"
 #include "tests/common/processstream/Child.h"
+#include "tests/common/processstream/OtherHost.h"
 #include "tests/common/processstream/ProcessCalls.h"
 #include "tests/support/Machine.h"
 
@@ -10,6 +11,7 @@
 #include <locale>
 #include <malloc.h>
 #include <memory>
+#include <pthread.h>
 #include <string>
 
 using ChildStream = pstream_wrapper<dovrel::UnixCommand, void>;
@@ -73,6 +75,52 @@ TEST(ChildStream, writesToTheChild)
     stream.outBuf().setTimeout(5000);
     stream << "text " << 4711 << std::endl;
     EXPECT_EQ(restOf(stream), "[text 4711]\n");
+}
+
+TEST(ChildStream, sendsALineToAChildThatReadsWithoutBeingFlushed)
+{
+    // The terminal ends each attempt to read after a tenth of a second.
+    ChildStream stream("n=0; while [ $n -lt 20 ]; do "
+                       "if read line; then echo \"got $line\"; exit 5; fi; n=$((n + 1)); done");
+    stream.outBuf().setTimeout(5000);
+    stream << "hi\n";
+    EXPECT_EQ(restOf(stream), "got hi\n");
+    EXPECT_EQ(child::statusOf(stream.command()), 5);
+}
+
+TEST(ChildStream, isBadWhereItWritesWithoutDescriptorsAndTheHostGoesOn)
+{
+    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+        ChildStream stream("exit 5");
+        stream.command().destroy();
+        stream << "hi\n";
+        if (!stream.bad())
+            complaints << "the stream is not bad\n";
+    }),
+        "");
+}
+
+TEST(ChildStream, sendsTheOutputOfAThreadThatIsCancelledAtItsNextCancellationPoint)
+{
+    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+        ChildStream stream("read line; echo \"got $line\"");
+        stream.outBuf().setTimeout(5000);
+        auto const work = [](void* argument) -> void* {
+            ::pthread_cancel(::pthread_self());
+            *static_cast<ChildStream*>(argument) << "hi\n";
+            ::pthread_testcancel();
+            return nullptr;
+        };
+        pthread_t thread{};
+        void* result = nullptr;
+        ::pthread_create(&thread, nullptr, work, &stream);
+        ::pthread_join(thread, &result);
+        if (result != PTHREAD_CANCELED)
+            complaints << "the thread is not cancelled\n";
+        if (std::string const text = restOf(stream); text != "got hi\n")
+            complaints << "the child sent " << text << '\n';
+    }),
+        "");
 }
 
 TEST(ChildStream, hasPlainDigitsWhateverTheHostsLocaleWrites)

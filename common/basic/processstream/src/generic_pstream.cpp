@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <limits>
 #include <locale>
+#include <pthread.h>
 #include <typeinfo>
 
 using dovrel::ExitLook;
@@ -156,9 +157,19 @@ pipestreambuf::pos_type pipestreambuf::seekoff(
     return pos_type(off_type(0));
 }
 
+// A stream that flushes after each operation does so in a destructor, which ends the process where
+// an exception leaves it: a failure is a result here, and a cancelled thread goes on to the end.
 int pipestreambuf::sync()
 {
-    return flushInput() ? 0 : -1;
+    int cancellation = 0;
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancellation);
+    bool isFlushed = false;
+    try {
+        isFlushed = flushInput();
+    } catch (...) {
+    }
+    ::pthread_setcancelstate(cancellation, nullptr);
+    return isFlushed ? 0 : -1;
 }
 
 pipestreambuf::int_type pipestreambuf::underflow()
@@ -196,6 +207,7 @@ pstream::pstream(pipestreambuf* buffer) : std::iostream(nullptr)
 {
     imbue(std::locale::classic()); // Before there is a buffer, as it would be told.
     rdbuf(buffer);
+    setf(std::ios_base::unitbuf);
 }
 
 pstream::~pstream() = default;

@@ -87,7 +87,7 @@ private:
  * where the time is used up, or at the first empty read after the child's exit.
  *
  * Failures to read and to write leave as `dovrel::ProcessException`, which a stream turns into its
- * bad state.
+ * bad state; from `sync` they leave as -1, with the same effect.
  */
 class DOVREL_EXPORT pipestreambuf : public std::streambuf, dovrel::nonassignable_::nonassignable {
 public:
@@ -131,6 +131,9 @@ public:
      * or -1 where it did not move. */
     pos_type seekoff(off_type off, std::ios_base::seekdir dir,
         std::ios_base::openmode which = std::ios_base::in | std::ios_base::out) override;
+
+    /** `flushInput` that throws nothing. Not a cancellation point. @return 0 if nothing is pending
+     * any more, else -1. */
     int sync() override;
     int_type underflow() override;
     int_type overflow(int_type c = traits_type::eof()) override;
@@ -147,7 +150,14 @@ private:
 
 namespace dovrel {
 
-/** The stream over a child's terminal. Numbers have the classic locale's digits. */
+/**
+ * The stream over a child's terminal. Numbers have the classic locale's digits.
+ *
+ * Flushes after each output operation (`std::unitbuf`), so that the child gets the output at once.
+ * A failed flush sets `badbit`. A host that has the stream throw for it, `exceptions(badbit)`,
+ * first clears `unitbuf` and flushes by itself: the C++ library ends the process (std::terminate)
+ * if a flush after an operation throws.
+ */
 class DOVREL_EXPORT pstream : public std::iostream {
 public:
     /** @param buffer may still be under construction; is not touched here. */
