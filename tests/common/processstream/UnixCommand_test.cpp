@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <pthread.h>
 #include <string>
 #include <sys/time.h>
 #include <unistd.h>
@@ -177,6 +178,27 @@ TEST(UnixCommand, saysThatARunningChildHasNotExited)
     EXPECT_EQ(failureOfLook(command).substr(0, 2), "3/");
     EXPECT_EQ(reasonOfExit(command, 10), dovrel::REASON_NOT_EXITED);
     child::end(pid);
+}
+
+TEST(UnixCommand, letsAThreadBeCancelledThatWaitsForTheExit)
+{
+    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+        UnixCommand command("/testkit/bin/sleep 0.2; exit 3");
+        auto const work = [](void* argument) -> void* {
+            ::pthread_cancel(::pthread_self());
+            static_cast<UnixCommand*>(argument)->exitCode(10000, 10);
+            return nullptr;
+        };
+        pthread_t thread{};
+        void* result = nullptr;
+        ::pthread_create(&thread, nullptr, work, &command);
+        ::pthread_join(thread, &result);
+        if (result != PTHREAD_CANCELED)
+            complaints << "the thread is not cancelled\n";
+        if (child::statusOf(command) != 3)
+            complaints << "another status\n";
+    }),
+        "");
 }
 
 TEST(UnixCommand, takesAChildThatASignalEndedForOneThatRunsKept)

@@ -88,7 +88,7 @@ TEST_F(Reading, neitherSleepsNorLooksWithATimeOutBelowTen)
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
 }
 
-TEST_F(Reading, takesTwentyMillisecondsForTenOfItsTime)
+TEST_F(Reading, takesTwentyMillisecondsForTenOfItsTimeKept)
 {
     EXPECT_EQ(m_buffer.sgetc(), END);
     EXPECT_EQ(reads(), 11U);

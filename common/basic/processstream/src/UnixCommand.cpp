@@ -244,20 +244,13 @@ int UnixCommand::tellParent(char const* text, size_t length)
     return 1;
 }
 
-int ExitLook::status() const
-{
-    if (state == EXITED)
-        return value;
-    errno = value;
-    throw ProcessException(state == RUNNING ? REASON_NOT_EXITED : REASON_EXIT_STATUS, line);
-}
-
 int UnixCommand::uncachedExitCode()
 {
     return lookAtChild().status();
 }
 
-ExitLook UnixCommand::lookAtChild() noexcept
+// Throws nothing; is a cancellation point all the same.
+ExitLook UnixCommand::lookAtChild()
 {
     if (m_pid == ENDED_BY_SIGNAL)
         return {ExitLook::RUNNING, errno, __LINE__};

@@ -39,10 +39,12 @@ private:
  * A shell command that runs under a raw pseudo-terminal of its own, with its error output on a pipe
  * and with `LANG=C`; pty(7).
  *
- * Runs from the end of its constructor, with the host's environment as it is at the fork. Other
- * threads may change the environment meanwhile: what they were changing at that moment may be
- * missing. Every descriptor is closed on exec of whatever else the
- * host starts meanwhile, none has a number below 3, and their numbers stay taken until `destroy`.
+ * Runs from the end of its constructor. The child's environment is the host's at the fork. Other
+ * threads may change theirs meanwhile; a variable that is being changed may be missing in the
+ * child.
+ *
+ * All descriptors are close-on-exec, so that other children of the host do not inherit them. None
+ * has a number below 3, and their numbers stay taken until `destroy`.
  *
  * Errors: `ProcessException`. Threads: one object belongs to one thread at a time, and to none that
  * is cancelled, pthread_cancel(3), while it starts or ends.
@@ -95,7 +97,7 @@ public:
 private:
     friend class ::Command;
 
-    [[gnu::visibility("hidden")]] ExitLook lookAtChild() noexcept;
+    [[gnu::visibility("hidden")]] ExitLook lookAtChild();
     void openTerminal();
     void awaitChildsWord();
     int tellParent(char const* text, size_t length);

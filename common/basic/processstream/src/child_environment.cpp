@@ -12,14 +12,14 @@ namespace dovrel {
 
 namespace {
 
-constexpr uintptr_t PAGE_SIZE = 4096;
+constexpr uintptr_t PAGE = 4096;
 
 /** Whether memory is mapped, from the kernel; remembers the latest page. */
 class MappedMemory {
 public:
     bool includes(void const* address) noexcept
     {
-        uintptr_t const page = reinterpret_cast<uintptr_t>(address) & ~(PAGE_SIZE - 1);
+        uintptr_t const page = reinterpret_cast<uintptr_t>(address) & ~(PAGE - 1);
         if (page == m_mappedPage)
             return true;
         unsigned char residence;
