@@ -33,14 +33,13 @@ private:
     uintptr_t m_mappedPage = 1; // No page begins there.
 };
 
-/** The entries before the final null pointer or the end of the memory. */
+/** The entries before the final null pointer or the end of the memory; none without an array. */
 READS_FREED_MEMORY size_t countEntries(char** environment) noexcept
 {
     MappedMemory memory;
     size_t count = 0;
-    if (environment)
-        while (memory.includes(environment + count) && environment[count])
-            ++count;
+    while (memory.includes(environment + count) && environment[count])
+        ++count;
     return count;
 }
 
