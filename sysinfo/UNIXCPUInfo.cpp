@@ -1,13 +1,15 @@
 #include "common/basic/SourceFile.h"
 #include "common/basic/text_cast.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/proc_stat.h"
 
 #include <boost/filesystem.hpp>
 
-#include <string_view>
-#include <unistd.h>
+#include <cerrno>
+#include <cstdint>
+#include <ctime>
 
 namespace sysinfo {
 
@@ -33,6 +35,16 @@ unsigned int readSpeedInMHZ(unsigned int index, char const* file)
     return text >> kilohertz ? kilohertz / KHZ_PER_MHZ : 0;
 }
 
+/** Holds the calling thread for a whole second. A host's signals do not shorten it: the load over
+ * the few milliseconds between two of them would be 0, 50 or 100 %. */
+void sleepOneSecond()
+{
+    timespec end{};
+    ::clock_gettime(CLOCK_MONOTONIC, &end);
+    ++end.tv_sec;
+    while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) { }
+}
+
 }
 
 UNIXSystemInformation::UNIXCPUInfo::UNIXCPUInfo(unsigned int index) : m_index(index)
@@ -43,6 +55,7 @@ UNIXSystemInformation::UNIXCPUInfo::~UNIXCPUInfo() = default;
 
 dovrel::string UNIXSystemInformation::UNIXCPUInfo::toString() const
 {
+    dovrel::CancellationBlock const block;
     float const usage = getCurrentUsage();
     unsigned int const maximum = getMaxSpeedInMHZ();
     unsigned int const current = getCurrentSpeedInMHZ();
@@ -52,11 +65,13 @@ dovrel::string UNIXSystemInformation::UNIXCPUInfo::toString() const
 
 unsigned int UNIXSystemInformation::UNIXCPUInfo::getMaxSpeedInMHZ() const
 {
+    dovrel::CancellationBlock const block;
     return readSpeedInMHZ(m_index, "/cpufreq/bios_limit");
 }
 
 unsigned int UNIXSystemInformation::UNIXCPUInfo::getCurrentSpeedInMHZ() const
 {
+    dovrel::CancellationBlock const block;
     return readSpeedInMHZ(m_index, "/cpufreq/scaling_cur_freq");
 }
 
@@ -64,8 +79,7 @@ float UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const
 {
     TRACE_SCOPE(
         "virtual float sysinfo::UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const");
-    constexpr useconds_t SAMPLING_INTERVAL = 1'000'000;
-
+    dovrel::CancellationBlock const block;
     unsigned int idle0 = 0;
     unsigned int busy0 = 0;
     if (!readCounters(idle0, busy0))
@@ -76,7 +90,7 @@ float UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const
     unsigned int idle1 = 0;
     unsigned int busy1 = 0;
     for (int triesLeft = 100; triesLeft >= 0; --triesLeft) {
-        usleep(SAMPLING_INTERVAL);
+        sleepOneSecond();
         if (!readCounters(idle1, busy1))
             return 0.0F;
         if (busy1 != busy0)
@@ -84,9 +98,10 @@ float UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const
     }
 
     // Unsigned differences, so that counters which pass 2^32 between the samples still give the
-    // right ones.
-    int64_t const idle = idle1 - idle0;
-    int64_t const total = int64_t{busy1 - busy0} + idle;
+    // right ones. Kept: their sum has 32 bits too, so that a counter which goes back a little, as
+    // the kernel's iowait does, gives a figure a little outside 0 to 100.
+    uint32_t const idle = idle1 - idle0;
+    uint32_t const total = busy1 - busy0 + idle;
     // Kept: not-a-number where neither counter moved, which is neither idle nor busy.
     auto const usage = static_cast<float>(
         100 - (static_cast<long double>(idle) / static_cast<long double>(total)) * 100);
@@ -108,6 +123,7 @@ bool UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int& idle, unsign
 {
     TRACE_SCOPE("bool sysinfo::UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int&, "
                 "unsigned int&) const");
+    dovrel::CancellationBlock const block;
     dovrel::SourceFile file("/proc/stat");
     if (!file) {
         trace.write(1, "Failed to read: /proc/stat");

@@ -89,8 +89,8 @@ public:
     explicit UNIXCPUInfo(unsigned int index);
     ~UNIXCPUInfo() override;
 
-    /** One line: `0 running at 1200 / 2400 MHz usage: 12.5%`. Holds the caller as `getCurrentUsage`
-     * does. */
+    /** One line: `0 running at 1200 / 2400 MHz usage: 12.5%`. Takes 1 to 101 s, as
+     * `getCurrentUsage` does. */
     dovrel::string toString() const override;
 
     /** /sys/devices/system/cpu/cpuN/cpufreq/bios_limit, in whole MHz (the kernel's
@@ -101,11 +101,18 @@ public:
     unsigned int getCurrentSpeedInMHZ() const override;
 
     /**
-     * Load in percent: samples the counters every second until the busy counter has moved, 101
-     * times at most.
+     * Load in percent: reads the counters every second until the busy counter has moved, 101 times
+     * at most. Takes 1 to 101 s, whole seconds whatever signals the host has.
+     *
+     * Kept: differences and their sum are unsigned numbers of 32 bits. Where a counter goes back,
+     * as the kernel's iowait does, the result is outside 0 to 100: -2.04 where iowait goes from 50
+     * to 48 beside 100 idle ticks.
+     *
+     * A thread that is cancelled meanwhile (pthread_cancel(3)) ends after this operation, not
+     * within.
      *
      * @return 0 where /proc/stat cannot be read or the processor stayed idle, not-a-number where
-     * neither counter moved at all.
+     * neither counter moved at all, minus infinity where the sum of both differences is 0.
      */
     float getCurrentUsage() const override;
 

@@ -1,23 +1,51 @@
 #include "tests/support/SystemCalls.h"
 
-#include <unistd.h>
+#include <dlfcn.h>
 
+#include <cstdlib>
 #include <utility>
 
 namespace testkit {
 
-SystemCalls calls;
+namespace {
 
-void SystemCalls::onUsleep(std::function<void(useconds_t)> handler)
+/** The moment of CLOCK_MONOTONIC that this thread has read last. */
+thread_local timespec lastMoment{};
+
+int64_t toMicroseconds(timespec const& time)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_onUsleep = std::move(handler);
+    return int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
 }
 
-std::vector<useconds_t> SystemCalls::usleeps() const
+/** The C library's function, or a sanitizer's around it. */
+template <class Function> Function next(char const* name)
+{
+    auto const function = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+    if (!function)
+        std::abort();
+    return function;
+}
+
+}
+
+SystemCalls calls;
+
+void SystemCalls::onSleep(std::function<void(int64_t)> handler)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_usleeps;
+    m_onSleep = std::move(handler);
+}
+
+void SystemCalls::sleepForReal()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_sleepsAreReal = true;
+}
+
+std::vector<int64_t> SystemCalls::sleeps() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_sleeps;
 }
 
 void SystemCalls::onTime(std::function<time_t()> handler)
@@ -30,20 +58,30 @@ void SystemCalls::reset()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_onTime = nullptr;
-    m_onUsleep = nullptr;
-    m_usleeps.clear();
+    m_onSleep = nullptr;
+    m_sleeps.clear();
+    m_sleepsAreReal = false;
 }
 
-void SystemCalls::answerUsleep(useconds_t microseconds)
+bool SystemCalls::answerSleep(timespec const& end)
 {
-    std::function<void(useconds_t)> handler;
+    int64_t const microseconds = toMicroseconds(end) - toMicroseconds(lastMoment);
+    std::function<void(int64_t)> handler;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_usleeps.push_back(microseconds);
-        handler = m_onUsleep;
+        if (m_sleepsAreReal)
+            return false;
+        m_sleeps.push_back(microseconds);
+        handler = m_onSleep;
     }
     if (handler)
         handler(microseconds);
+    return true;
+}
+
+void SystemCalls::noteMoment(timespec const& now)
+{
+    lastMoment = now;
 }
 
 time_t SystemCalls::answerTime()
@@ -62,10 +100,25 @@ time_t SystemCalls::answerTime()
 
 }
 
-extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds)
+extern "C" __attribute__((visibility("default"))) int clock_nanosleep(
+    clockid_t clock, int flags, timespec const* time, timespec* left)
 {
-    testkit::calls.answerUsleep(microseconds);
-    return 0;
+    if (clock == CLOCK_MONOTONIC && (flags & TIMER_ABSTIME) != 0
+        && testkit::calls.answerSleep(*time))
+        return 0;
+    using Sleep = int (*)(clockid_t, int, timespec const*, timespec*);
+    static auto const real = testkit::next<Sleep>("clock_nanosleep");
+    return real(clock, flags, time, left);
+}
+
+extern "C" __attribute__((visibility("default"))) int clock_gettime(
+    clockid_t clock, timespec* out) noexcept
+{
+    static auto const real = testkit::next<int (*)(clockid_t, timespec*)>("clock_gettime");
+    int const result = real(clock, out);
+    if (result == 0 && clock == CLOCK_MONOTONIC)
+        testkit::SystemCalls::noteMoment(*out);
+    return result;
 }
 
 extern "C" __attribute__((visibility("default"))) time_t time(time_t* out) noexcept

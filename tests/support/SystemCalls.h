@@ -1,7 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
-
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <mutex>
@@ -21,27 +20,41 @@ namespace testkit {
  */
 class SystemCalls {
 public:
-    /** Called with the microseconds of each `usleep`, which then returns 0 at once. */
-    void onUsleep(std::function<void(useconds_t)> handler);
+    /**
+     * Called with the microseconds of each sleep, which then ends at once.
+     *
+     * Answered are the sleeps of `clock_nanosleep` that last up to a moment of CLOCK_MONOTONIC.
+     * Their microseconds count from the moment that the thread last read from that clock. All other
+     * sleeps, among them those of the library's waits for a child, are the C library's.
+     */
+    void onSleep(std::function<void(int64_t)> handler);
 
-    /** @return the microseconds of every `usleep` since the test began, in order. */
-    std::vector<useconds_t> usleeps() const;
+    /** Lets sleeps last as long as they are meant to, until the test ends. */
+    void sleepForReal();
+
+    /** @return the microseconds of every answered sleep since the test began, in order. */
+    std::vector<int64_t> sleeps() const;
 
     /** Called for the seconds of each `time`; without it `time` tells the real ones. */
     void onTime(std::function<time_t()> handler);
 
     void reset();
 
-    /** What the function `usleep` does. */
-    void answerUsleep(useconds_t microseconds);
+    /** What the function `clock_nanosleep` does with a sleep up to a moment of CLOCK_MONOTONIC.
+     * @return false where the sleep is to be the C library's. */
+    bool answerSleep(timespec const& end);
+
+    /** What the function `clock_gettime` does with a moment of CLOCK_MONOTONIC. */
+    static void noteMoment(timespec const& now);
 
     /** What the function `time` does. */
     time_t answerTime();
 
 private:
     mutable std::mutex m_mutex;
-    std::function<void(useconds_t)> m_onUsleep;
-    std::vector<useconds_t> m_usleeps;
+    std::function<void(int64_t)> m_onSleep;
+    std::vector<int64_t> m_sleeps;
+    bool m_sleepsAreReal = false;
     std::function<time_t()> m_onTime;
 };
 

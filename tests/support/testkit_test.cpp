@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -40,6 +41,14 @@ std::string outputOf(char const* command)
     return output;
 }
 
+int sleepUpTo(int secondsFromNow)
+{
+    timespec end{};
+    ::clock_gettime(CLOCK_MONOTONIC, &end);
+    end.tv_sec += secondsFromNow;
+    return ::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr);
+}
+
 }
 
 TEST(Machine, isEmptyAtTheStartOfATest)
@@ -55,16 +64,16 @@ TEST(Machine, isEmptyAgainAfterAnotherTest)
 {
     EXPECT_FALSE(fs::exists("/etc/made"));
     machine.file("/etc/made", "");
-    EXPECT_TRUE(calls.usleeps().empty());
-    ::usleep(1);
+    EXPECT_TRUE(calls.sleeps().empty());
+    sleepUpTo(1);
 }
 
 TEST(Machine, isEmptyAgainAfterYetAnotherTest)
 {
     EXPECT_FALSE(fs::exists("/etc/made"));
     machine.file("/etc/made", "");
-    EXPECT_TRUE(calls.usleeps().empty());
-    ::usleep(1);
+    EXPECT_TRUE(calls.sleeps().empty());
+    sleepUpTo(1);
 }
 
 TEST(Machine, isEmptiedOfWhatATestHasMade)
@@ -218,14 +227,33 @@ TEST(ChildGuard, reportsAChildThatNobodyWaitedFor)
     testkit::expectNoChildren();
 }
 
-TEST(SystemCalls, answersUsleepAtOnceAndRemembersIt)
+TEST(SystemCalls, answersASleepUpToAMomentAtOnceAndRemembersIt)
 {
     int handled = 0;
-    EXPECT_EQ(::usleep(4'000'000'000U), 0);
-    calls.onUsleep([&](useconds_t) { ++handled; });
-    EXPECT_EQ(::usleep(7), 0);
-    EXPECT_EQ(calls.usleeps(), (std::vector<useconds_t>{4'000'000'000U, 7}));
+    EXPECT_EQ(sleepUpTo(4'000), 0);
+    calls.onSleep([&](int64_t) { ++handled; });
+    EXPECT_EQ(sleepUpTo(7), 0);
+    EXPECT_EQ(calls.sleeps(), (std::vector<int64_t>{4'000'000'000, 7'000'000}));
     EXPECT_EQ(handled, 1);
+}
+
+TEST(SystemCalls, leavesSleepsOfADurationToTheCLibrary)
+{
+    constexpr long MILLISECOND = 1'000'000;
+    timespec const duration{0, 20 * MILLISECOND};
+    auto const begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(::clock_nanosleep(CLOCK_MONOTONIC, 0, &duration, nullptr), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(20));
+    EXPECT_TRUE(calls.sleeps().empty());
+}
+
+TEST(SystemCalls, letsSleepsLastWhereATestWantsThat)
+{
+    calls.sleepForReal();
+    auto const begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(sleepUpTo(1), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_TRUE(calls.sleeps().empty());
 }
 
 TEST(SystemCalls, tellsTheRealTimeUnlessItIsToldAnother)

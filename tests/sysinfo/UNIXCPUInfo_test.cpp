@@ -189,7 +189,7 @@ TEST(CPUInfoText, isOneLine)
     machine.file(std::string(CPU0) + "scaling_cur_freq", "1200000\n");
     machine.file(std::string(CPU0) + "bios_limit", "2400000\n");
     machine.file("/proc/stat", "cpu0 50 0 0 100 0 0 0\n");
-    calls.onUsleep([](useconds_t) { machine.file("/proc/stat", "cpu0 60 0 0 170 0 0 0\n"); });
+    calls.onSleep([](int64_t) { machine.file("/proc/stat", "cpu0 60 0 0 170 0 0 0\n"); });
     EXPECT_EQ(textOf(UNIXCPUInfo(0)), "0 running at 1200 / 2400 MHz usage: 12.5%");
 }
 
@@ -221,7 +221,7 @@ TEST(CPUInfo, isNotTouchedByTheNumbersOfTheHostsLocale)
     machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/scaling_cur_freq", "1200000.000\n");
     machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/bios_limit", "2400000\n");
     machine.file("/proc/stat", "cpu1024 5000 0 0 10000 0 0 0\n");
-    calls.onUsleep([](useconds_t) {
+    calls.onSleep([](int64_t) {
         std::string const text = "cpu1024 6000 0 0 17000 0 0 0\n";
         machine.file("/proc/stat", text);
     });

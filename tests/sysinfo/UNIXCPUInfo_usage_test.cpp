@@ -1,3 +1,4 @@
+#include "common/basic/noncopyable.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
@@ -5,9 +6,17 @@
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+#include <sys/time.h>
+
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdint>
+#include <limits>
 #include <string>
+#include <thread>
 #include <vector>
 
 using testkit::calls;
@@ -36,12 +45,12 @@ float usageOver(std::vector<Sample> const& samples)
 {
     size_t shown = 0;
     show(samples[0]);
-    calls.onUsleep([&](useconds_t) {
+    calls.onSleep([&](int64_t) {
         if (shown + 1 < samples.size())
             show(samples[++shown]);
     });
     float const usage = UNIXCPUInfo(0).getCurrentUsage();
-    calls.onUsleep(nullptr);
+    calls.onSleep(nullptr);
     return usage;
 }
 
@@ -58,14 +67,14 @@ TEST(CurrentUsage, isTheBusyShareOfOneSecond)
 TEST(CurrentUsage, sleepsOneSecondBetweenSamples)
 {
     usageOver({{100, 50}, {175, 75}});
-    EXPECT_EQ(calls.usleeps(), std::vector<useconds_t>{1'000'000});
+    EXPECT_EQ(calls.sleeps(), std::vector<int64_t>{1'000'000});
 }
 
 TEST(CurrentUsage, waitsUntilTheBusyCounterHasMoved)
 {
     EXPECT_FLOAT_EQ(usageOver({{100, 50}, {200, 50}, {300, 50}, {350, 100}, {999, 999}}),
         100.0F - 250.0F / 300.0F * 100.0F);
-    EXPECT_EQ(calls.usleeps(), std::vector<useconds_t>(3, 1'000'000));
+    EXPECT_EQ(calls.sleeps(), std::vector<int64_t>(3, 1'000'000));
 }
 
 TEST(CurrentUsage, takesTheFirstSampleBeforeItSleeps)
@@ -73,7 +82,7 @@ TEST(CurrentUsage, takesTheFirstSampleBeforeItSleeps)
     show({100, 50});
     unsigned int traced = 0;
     CapturedTrace trace(3);
-    calls.onUsleep([&](useconds_t) {
+    calls.onSleep([&](int64_t) {
         traced = trace.contains(3, "Counted CPU as: 100/50") ? 1 : 0;
         show({175, 75});
     });
@@ -85,9 +94,9 @@ TEST(CurrentUsage, givesUpOnAnIdleProcessorAfter101SecondSamplesKept)
 {
     show({100, 50});
     uint64_t idle = 100;
-    calls.onUsleep([&](useconds_t) { show({++idle, 50}); });
+    calls.onSleep([&](int64_t) { show({++idle, 50}); });
     EXPECT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 0.0F);
-    EXPECT_EQ(calls.usleeps(), std::vector<useconds_t>(101, 1'000'000));
+    EXPECT_EQ(calls.sleeps(), std::vector<int64_t>(101, 1'000'000));
 }
 
 TEST(CurrentUsage, takesTheHundredAndFirstSampleIntoAccount)
@@ -95,27 +104,27 @@ TEST(CurrentUsage, takesTheHundredAndFirstSampleIntoAccount)
     std::vector<Sample> samples(101, Sample{100, 50});
     samples.push_back({100, 51});
     EXPECT_FLOAT_EQ(usageOver(samples), 100.0F);
-    EXPECT_EQ(calls.usleeps().size(), 101U);
+    EXPECT_EQ(calls.sleeps().size(), 101U);
 }
 
 TEST(CurrentUsage, isNotANumberWhereNeitherCounterMovedKept)
 {
     EXPECT_TRUE(std::isnan(usageOver({{100, 50}})));
-    EXPECT_EQ(calls.usleeps().size(), 101U);
+    EXPECT_EQ(calls.sleeps().size(), 101U);
 }
 
 TEST(CurrentUsage, isNotANumberWhereTheKernelDoesNotListTheProcessor)
 {
     machine.file("/proc/stat", "cpu 1 1 1 1 1 1 1\n");
     EXPECT_TRUE(std::isnan(UNIXCPUInfo(0).getCurrentUsage()));
-    EXPECT_EQ(calls.usleeps().size(), 101U);
+    EXPECT_EQ(calls.sleeps().size(), 101U);
 }
 
 TEST(CurrentUsage, isZeroAtOnceWhereThereIsNoFileKept)
 {
     CapturedTrace trace;
     EXPECT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 0.0F);
-    EXPECT_TRUE(calls.usleeps().empty());
+    EXPECT_TRUE(calls.sleeps().empty());
     EXPECT_EQ(trace.text(1), "Failed to read: /proc/stat\n");
     EXPECT_EQ(trace.lines().size(), 1U);
 }
@@ -123,13 +132,13 @@ TEST(CurrentUsage, isZeroAtOnceWhereThereIsNoFileKept)
 TEST(CurrentUsage, isZeroWhereTheFileVanishesBetweenSamples)
 {
     show({100, 50});
-    calls.onUsleep([&](useconds_t) {
-        if (calls.usleeps().size() == 2)
+    calls.onSleep([&](int64_t) {
+        if (calls.sleeps().size() == 2)
             machine.remove("/proc/stat");
     });
     CapturedTrace trace;
     EXPECT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 0.0F);
-    EXPECT_EQ(calls.usleeps().size(), 2U);
+    EXPECT_EQ(calls.sleeps().size(), 2U);
     EXPECT_EQ(trace.text(1), "Failed to read: /proc/stat\n");
     EXPECT_FALSE(trace.contains(3, "Calculating"));
 }
@@ -141,25 +150,39 @@ TEST(CurrentUsage, isRightWhereACounterPassesTwoToThe32)
     EXPECT_FLOAT_EQ(usageOver({{4294967295, 4294967295}, {4294967298, 4294967296}}), 25.0F);
 }
 
-TEST(CurrentUsage, staysWithinAHundredPercentWhereACounterGoesBack)
+TEST(CurrentUsage, isALittleBelowZeroWhereIowaitGoesBackOnAnIdleProcessorKept)
 {
-    // 32 bits cannot tell going back by 10 from going on by 2^32 - 10; their sum needs 33.
-    EXPECT_NEAR(usageOver({{50, 100}, {40, 200}}), 100.0 * 100 / 4294967386.0, 1e-7);
-    EXPECT_FLOAT_EQ(usageOver({{50, 100}, {150, 90}}), 100.0F);
+    // iowait goes from 50 to 48: 100 - 100 / (100 - 2) * 100.
+    EXPECT_NEAR(usageOver({{0, 50}, {100, 48}}), -2.0408163, 1e-6);
+    EXPECT_NEAR(usageOver({{50, 100}, {150, 90}}), -11.111111, 1e-5);
 }
 
-TEST(CurrentUsage, staysWithinAHundredPercentWhereTheProcessorComesOrGoes)
+TEST(CurrentUsage, isFarBelowZeroWhereTheIdleCounterGoesBackKept)
 {
-    char const without[] = "cpu 1 1 1 1 1 1 1\n";
-    machine.file("/proc/stat", without);
-    calls.onUsleep([](useconds_t) { show({100, 50}); });
-    EXPECT_FLOAT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 100.0F / 3); // Its share since it came.
+    // 32 bits cannot tell going back by 10 from going on by 2^32 - 10.
+    EXPECT_FLOAT_EQ(
+        usageOver({{50, 100}, {40, 200}}), static_cast<float>(100.0 - 4294967286.0 / 90.0 * 100.0));
+}
 
-    calls.onUsleep([&](useconds_t) { machine.file("/proc/stat", without); });
-    float const gone = UNIXCPUInfo(0).getCurrentUsage();
-    EXPECT_GE(gone, 0.0F);
-    EXPECT_LE(gone, 100.0F);
-    EXPECT_EQ(calls.usleeps().size(), 2U) << "it is not waited for";
+TEST(CurrentUsage, hasNoBoundWhereBothCountersMoveByTheSameTheOneBackKept)
+{
+    EXPECT_EQ(usageOver({{50, 100}, {60, 90}}), -std::numeric_limits<float>::infinity());
+}
+
+TEST(CurrentUsage, isThatSinceTheBootWhereTheProcessorComes)
+{
+    machine.file("/proc/stat", "cpu 1 1 1 1 1 1 1\n");
+    calls.onSleep([](int64_t) { show({100, 50}); });
+    EXPECT_FLOAT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 100.0F / 3);
+}
+
+TEST(CurrentUsage, isJustBelowZeroWhereTheProcessorGoesKept)
+{
+    show({100, 50});
+    calls.onSleep([](int64_t) { machine.file("/proc/stat", "cpu 1 1 1 1 1 1 1\n"); });
+    // Both counters go back to 0: 100 - (2^32 - 100) / (2^32 - 150) * 100.
+    EXPECT_NEAR(UNIXCPUInfo(0).getCurrentUsage(), -1.164153e-6, 1e-10);
+    EXPECT_EQ(calls.sleeps().size(), 1U) << "it is not waited for";
 }
 
 TEST(CurrentUsage, tracesBothSamplesAndTheResult)
@@ -185,8 +208,84 @@ TEST(CurrentUsage, isSilentBelowItsTraceLevel)
 TEST(CurrentUsage, asksForItsOwnProcessor)
 {
     machine.file("/proc/stat", "cpu0 1 0 0 1 0 0 0\ncpu7 10 0 0 10 0 0 0\n");
-    calls.onUsleep([](useconds_t) {
-        machine.file("/proc/stat", "cpu0 99 0 0 1 0 0 0\ncpu7 11 0 0 13 0 0 0\n");
-    });
+    calls.onSleep(
+        [](int64_t) { machine.file("/proc/stat", "cpu0 99 0 0 1 0 0 0\ncpu7 11 0 0 13 0 0 0\n"); });
     EXPECT_FLOAT_EQ(UNIXCPUInfo(7).getCurrentUsage(), 25.0F);
+}
+
+namespace {
+
+std::atomic<unsigned> alarms{0};
+
+/** Interrupts the threads of this program every 10 ms while it lives, as a host's timer does. */
+class IntervalTimer : dovrel::noncopyable_::noncopyable {
+public:
+    IntervalTimer()
+    {
+        alarms = 0;
+        struct sigaction action { };
+        action.sa_handler = [](int) { ++alarms; };
+        ::sigaction(SIGALRM, &action, &m_former);
+        setInterval(10'000);
+    }
+    ~IntervalTimer()
+    {
+        setInterval(0);
+        ::sigaction(SIGALRM, &m_former, nullptr);
+    }
+
+private:
+    static void setInterval(suseconds_t microseconds)
+    {
+        itimerval const timer{{0, microseconds}, {0, microseconds}};
+        ::setitimer(ITIMER_REAL, &timer, nullptr);
+    }
+
+    struct sigaction m_former { };
+};
+
+/** Keeps SIGALRM from threads that are started while it lives. */
+class AlarmsElsewhere : dovrel::noncopyable_::noncopyable {
+public:
+    AlarmsElsewhere()
+    {
+        sigset_t alarm;
+        sigemptyset(&alarm);
+        sigaddset(&alarm, SIGALRM);
+        ::pthread_sigmask(SIG_BLOCK, &alarm, &m_former);
+    }
+    ~AlarmsElsewhere() { ::pthread_sigmask(SIG_SETMASK, &m_former, nullptr); }
+
+private:
+    sigset_t m_former;
+};
+
+}
+
+TEST(CurrentUsage, isThatOfAWholeSecondWhereATimerInterruptsItsSleep)
+{
+    using namespace std::chrono_literals;
+    calls.sleepForReal();
+    show({100, 50});
+    auto const begin = std::chrono::steady_clock::now();
+    std::thread kernel;
+    {
+        AlarmsElsewhere const block;
+        kernel = std::thread([&] {
+            std::this_thread::sleep_until(begin + 300ms);
+            show({100, 51}); // Whoever looks now finds 100 %.
+            std::this_thread::sleep_until(begin + 600ms);
+            show({175, 75});
+        });
+    }
+    float usage = 0;
+    {
+        IntervalTimer const timer;
+        usage = UNIXCPUInfo(0).getCurrentUsage();
+    }
+    auto const duration = std::chrono::steady_clock::now() - begin;
+    kernel.join();
+    EXPECT_FLOAT_EQ(usage, 25.0F);
+    EXPECT_GE(duration, 1s);
+    EXPECT_GE(alarms, 10U) << "there was nothing to withstand";
 }

@@ -237,13 +237,13 @@ TEST(Plugin, loadsAndUnloadsWithoutEverBeingUsed)
 TEST(Plugin, samplesTheLoadOverOneSecond)
 {
     machine.file("/proc/stat", "cpu0 50 0 0 100 0 0 0\n");
-    calls.onUsleep([](useconds_t) { machine.file("/proc/stat", "cpu0 60 0 0 170 0 0 0\n"); });
+    calls.onSleep([](int64_t) { machine.file("/proc/stat", "cpu0 60 0 0 170 0 0 0\n"); });
     Library const library;
     SystemInformation* const information = library.open();
     std::vector<value_ptr<SystemInformation::CPUInfo>> processors;
     ASSERT_TRUE(information->getCPUsInternal(processors));
     EXPECT_FLOAT_EQ(processors.at(0)->getCurrentUsage(), 12.5F);
-    EXPECT_EQ(calls.usleeps(), std::vector<useconds_t>{1'000'000});
+    EXPECT_EQ(calls.sleeps(), std::vector<int64_t>{1'000'000});
     library.close(information);
 }
 
