@@ -1,6 +1,7 @@
 #include "common/basic/IniFile.h"
 #include "common/basic/SourceFile.h"
 #include "common/basic/text_cast.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/recovery_status.h"
@@ -73,13 +74,14 @@ RestoreCounters readCounters(IniFile const& status)
     return counters;
 }
 
-/** The engine's own figure takes the place of the computed one. Anybody may write to /tmp, so
- * whatever is no regular file, and might hold the reader for ever, counts as unreadable. */
+/** The engine's own figure takes the place of the computed one. Anybody may write to /tmp: a file
+ * that is not a regular one might hold the reader for ever, or do something when it is opened. */
 std::optional<int> readPercentage()
 {
     dovrel::SourceFile file("/tmp/percent", dovrel::SourceKind::regular);
     int percentage = -1;
-    if (file >> percentage && percentage >= 0 && percentage <= 100)
+    // A read that fails ends the text, and half of "73" is a percentage too.
+    if (file >> percentage && file.readError() == 0 && percentage >= 0 && percentage <= 100)
         return percentage;
     return std::nullopt;
 }
@@ -122,6 +124,7 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
 {
     TRACE_SCOPE("virtual dovrel::value_ptr<sysinfo::SystemInformation::CloneInfo> "
                 "sysinfo::UNIXSystemInformation::getCloneInfo(bool&) const");
+    dovrel::CancellationBlock const block;
     unavailable = true;
     IniFile const status(L"/etc/dovrel/status.ini", true, false, false);
     IniFile const answers(L"/etc/dovrel/DRAnswer.ini", true, false, false);

@@ -11,13 +11,39 @@
 
 namespace dovrel {
 
+namespace {
+
+bool isRegular(char const* path)
+{
+    struct stat status;
+    return ::stat(path, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+int openForReading(char const* path, int flags)
+{
+    int descriptor = -1;
+    do
+        descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | flags);
+    while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+}
+
 // cppcheck-suppress uninitMemberVar ; the buffer is written before it is read
 SourceFileBuffer::SourceFileBuffer(char const* path, SourceKind kind)
 {
-    do
-        m_descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-    while (m_descriptor < 0 && errno == EINTR);
-    // What is looked at is the file that was opened: by its name it may be another by now.
+    // Opening a device may have effects: a tape rewinds, a watchdog starts.
+    if (kind == SourceKind::regular && !isRegular(path)) {
+        errno = EINVAL;
+        return;
+    }
+    m_descriptor = openForReading(path, O_NONBLOCK);
+    // Another process, a file server perhaps, has a lease on the file; fcntl(2). An open that waits
+    // makes the kernel take the lease away.
+    if (m_descriptor < 0 && errno == EWOULDBLOCK && isRegular(path))
+        m_descriptor = openForReading(path, 0);
+    // The path may lead to another file since it was looked at.
     struct stat status;
     if (m_descriptor >= 0 && kind == SourceKind::regular
         && (::fstat(m_descriptor, &status) != 0 || !S_ISREG(status.st_mode))) {

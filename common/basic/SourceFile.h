@@ -6,7 +6,8 @@
 
 namespace dovrel {
 
-/** Which files count as a source; any other cannot be opened. */
+/** Which files count as a source. With `regular` no other file is opened, unless it takes the place
+ * of a regular one at that very moment; then it is closed unread. */
 enum class SourceKind { any, regular };
 
 /** Reads a file's bytes as they are; a read that fails ends the text. */
@@ -38,8 +39,10 @@ private:
  * Unlike std::ifstream its descriptor is close-on-exec from birth, so that a child which another
  * thread of the host starts meanwhile does not inherit it; a terminal under that name does not
  * become the host's; a FIFO that nobody writes to does not hold the caller; a read that a signal
- * interrupts goes on; and numbers are read with the classic locale. False where the file cannot be
- * opened; `errno` tells why.
+ * interrupts goes on; and numbers are read with the classic locale. Where another process has a
+ * lease on a regular file (fcntl(2)), the constructor waits until the holder gives it up, at most
+ * the seconds in /proc/sys/fs/lease-break-time, 45 by default. False where the file cannot be
+ * opened; `errno` contains the reason.
  */
 class SourceFile : public std::istream {
 public:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 
 namespace testkit {
 
@@ -97,6 +98,21 @@ std::vector<std::pair<std::string, std::string>> readVolumes(std::string const& 
             volumes.emplace_back(fields[0], fields[1]);
     }
     return volumes;
+}
+
+std::string persistentNameOf(std::string const& device)
+{
+    namespace fs = std::filesystem;
+    try {
+        for (fs::directory_entry const& entry : fs::directory_iterator("/dev/disk/by-id")) {
+            std::string const name = entry.path().filename();
+            if (name.substr(0, 3) != "wwn" && fs::canonical(entry.path()) == fs::canonical(device))
+                return name;
+        }
+    } catch (fs::filesystem_error const&) {
+        return {};
+    }
+    return {};
 }
 
 std::map<std::string, std::string> readLinks(std::string const& text)

@@ -47,6 +47,11 @@ std::vector<std::pair<std::string, std::string>> readVolumes(std::string const& 
 /** @return the targets of the links that `ls -l` lists, by name. */
 std::map<std::string, std::string> readLinks(std::string const& text);
 
+/** @return the first entry of /dev/disk/by-id, in the folder's order, that leads to @p device and
+ * is no "wwn"; nothing where an entry before it, or the device, leads nowhere. Resolves every name.
+ */
+std::string persistentNameOf(std::string const& device);
+
 /** @return @p text without what ends it: decimal digits. */
 std::string withoutDigits(std::string text);
 
