@@ -1,19 +1,23 @@
 #include "common/basic/SourceFile.h"
 #include "common/basic/handle.h"
 #include "common/basic/text_cast.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/LinuxSystemInformation.h"
 #include "sysinfo/canonical_path.h"
 #include "sysinfo/proc_partitions.h"
 
-#include <boost/filesystem.hpp>
+#include <dirent.h>
 
 #include <cerrno>
 #include <cwchar>
 #include <exception>
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <memory>
+#include <string_view>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using dovrel::string;
@@ -47,24 +51,39 @@ bool isUSBStorage(string const& path)
     return ::access(known, F_OK) == 0;
 }
 
-/** @return the device's name among the persistent ones, empty where it has none. The names of the
- * "wwn" family say nothing to people. */
-string findPersistentName(char const* device)
+/**
+ * Finds the device's name among the persistent ones. Those of the "wwn" family say nothing to
+ * people.
+ *
+ * A name is one of the device where both have the same canonical path. On a machine with thousands
+ * of disks paths are resolved only where stat(2) shows the same file: a resolution takes some ten
+ * system calls.
+ *
+ * @return the name, empty where the device has none.
+ */
+std::string findPersistentName(char const* device)
 {
-    namespace fs = boost::filesystem;
-    std::optional<std::string> canonicalDevice;
-    for (fs::directory_entry const& link : fs::directory_iterator("/dev/disk/by-id/")) {
-        std::string const name = link.path().filename().string();
-        if (name.starts_with("wwn"))
+    static constexpr char FOLDER[] = "/dev/disk/by-id/";
+    std::unique_ptr<DIR, int (*)(DIR*)> const folder(::opendir(FOLDER), ::closedir);
+    struct stat wanted;
+    if (!folder || ::stat(device, &wanted) != 0)
+        return {};
+    while (dirent const* const entry = ::readdir(folder.get())) {
+        std::string_view const name = entry->d_name;
+        if (name == "." || name == ".." || name.starts_with("wwn"))
             continue;
-        std::optional<std::string> const target = canonicalPath(link.path().c_str());
-        if (target && !canonicalDevice)
-            canonicalDevice = canonicalPath(device);
+        struct stat found;
         // Kept: a link that leads nowhere ends the search.
+        if (::fstatat(::dirfd(folder.get()), entry->d_name, &found, 0) != 0)
+            return {};
+        if (found.st_dev != wanted.st_dev || found.st_ino != wanted.st_ino)
+            continue;
+        auto const target = canonicalPath((std::string(FOLDER) + entry->d_name).c_str());
+        auto const canonicalDevice = canonicalPath(device);
         if (!target || !canonicalDevice)
             return {};
-        if (target == canonicalDevice)
-            return name;
+        if (target == canonicalDevice) // Else it is another name of the same file, a hard link.
+            return std::string(name);
     }
     return {};
 }
@@ -84,6 +103,7 @@ LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
 {
     TRACE_SCOPE("sysinfo::LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo("
                 "const dovrel::string&, uint64_t, unsigned int)");
+    dovrel::CancellationBlock const block;
     string const path = string(L"/dev/") + m_name;
     int const fd = openDevice(path);
     auto const owner = dovrel::autohandle(fd, ::close);
@@ -93,7 +113,7 @@ LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
     try {
         m_caption = withoutBus(findPersistentName(path));
     } catch (std::exception const&) {
-        // A folder that is missing leaves the disk without a caption.
+        // Memory that runs out leaves the disk without a caption.
     }
 }
 
@@ -124,6 +144,7 @@ bool LinuxSystemInformation::getPhysicalDisksInternal(
         "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo>, "
         "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo> > >&) "
         "const");
+    dovrel::CancellationBlock const block;
     dovrel::SourceFile file("/proc/partitions");
     if (!file) {
         trace.write(1, "Failed to open: /proc/partitions");

@@ -1,5 +1,6 @@
 #include "common/basic/SourceFile.h"
 #include "common/basic/text_cast.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/canonical_path.h"
@@ -7,7 +8,7 @@
 
 #include <boost/filesystem.hpp>
 
-#include <map>
+#include <cerrno>
 #include <optional>
 #include <sys/statvfs.h>
 
@@ -19,29 +20,25 @@ namespace {
 
 using DiskList = std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>>;
 
-/** Where devices lead, each looked up once: many mounts may be of one device. */
-class CanonicalPaths {
-public:
-    std::optional<std::string> const& of(std::string const& device)
-    {
-        auto const [path, isNew] = m_paths.try_emplace(device);
-        if (isNew)
-            path->second = canonicalPath(device.c_str());
-        return path->second;
-    }
-
-private:
-    std::map<std::string, std::optional<std::string>> m_paths;
-};
-
-/** @return copies of the disks whose names are among @p roots, in their order. */
+/** @return copies of the disks whose names are among @p roots, in their order. A host's own list of
+ * disks may hold null records. */
 DiskList selected(DiskList const& disks, std::set<std::string> const& roots)
 {
     DiskList selection;
     for (auto const& disk : disks)
-        if (roots.count(static_cast<char const*>(disk->getDiskID())) != 0)
+        if (disk && roots.count(static_cast<char const*>(disk->getDiskID())) != 0)
             selection.push_back(disk);
     return selection;
+}
+
+/** statvfs(3). @return false where the filesystem cannot be asked. */
+bool readFilesystem(char const* mountPoint, struct statvfs& out)
+{
+    int result = -1;
+    do
+        result = ::statvfs(mountPoint, &out);
+    while (result != 0 && errno == EINTR);
+    return result == 0;
 }
 
 }
@@ -50,9 +47,10 @@ UNIXSystemInformation::UNIXDiskInfo::UNIXDiskInfo(
     string const& name, std::vector<dovrel::value_ptr<PhysicalDiskInfo>> const& parents)
     : m_name(name), m_sizeInBytes(0), m_parents(parents)
 {
+    dovrel::CancellationBlock const block;
     struct statvfs status;
     // Kept: 32 bits of each, scaled by the preferred block size.
-    if (::statvfs(m_name, &status) == 0)
+    if (readFilesystem(m_name, status))
         m_sizeInBytes = uint64_t{static_cast<uint32_t>(status.f_blocks)}
             * static_cast<uint32_t>(status.f_bsize);
 }
@@ -61,6 +59,7 @@ UNIXSystemInformation::UNIXDiskInfo::~UNIXDiskInfo() = default;
 
 string UNIXSystemInformation::UNIXDiskInfo::toString() const
 {
+    dovrel::CancellationBlock const block;
     return m_name + L" " + dovrel::str_cast<unsigned long long>(getDiskFreeInBytes()) + L"/"
         + dovrel::str_cast<unsigned long long>(m_sizeInBytes) + L" across "
         + dovrel::str_cast(static_cast<unsigned int>(m_parents.size())) + L" disks";
@@ -68,8 +67,9 @@ string UNIXSystemInformation::UNIXDiskInfo::toString() const
 
 uint64_t UNIXSystemInformation::UNIXDiskInfo::getDiskFreeInBytes() const
 {
+    dovrel::CancellationBlock const block;
     struct statvfs status;
-    if (::statvfs(m_name, &status) != 0)
+    if (!readFilesystem(m_name, status))
         return 0;
     return uint64_t{status.f_bfree} * uint64_t{status.f_bsize};
 }
@@ -90,6 +90,7 @@ bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskI
                 "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo>, "
                 "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo> > >&) "
                 "const");
+    dovrel::CancellationBlock const block;
     dovrel::SourceFile file("/proc/mounts");
     if (!file) {
         trace.write(1, "Failed to open /proc/mounts");
@@ -98,10 +99,9 @@ bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskI
     DiskList physicalDisks;
     if (!getPhysicalDisksInternal(physicalDisks))
         return false;
-    CanonicalPaths paths;
     for (auto const& [mountPoint, device] : readMounts(file)) {
         DiskList parents;
-        if (auto const& path = paths.of(device))
+        if (auto const path = canonicalPath(device.c_str()))
             parents = selected(physicalDisks, getRootDevices(*path));
         else
             trace.write(2, "Don't know what to do with device: %s", device);

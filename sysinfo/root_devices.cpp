@@ -1,4 +1,5 @@
 #include "common/basic/processstream/src/pistream.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/physical_volumes.h"
@@ -11,13 +12,17 @@ namespace {
 
 namespace fs = boost::filesystem;
 
+constexpr char VOLUMES[] = "/dev/mapper";
+
 /** The part of a logical volume's path in /dev/mapper that stands for its volume group. Kept: cut
  * at the first "-", though a "-" of the group's own name is written "--" there. */
 std::string groupKey(fs::path const& device)
 {
-    for (fs::directory_entry const& entry : fs::directory_iterator("/dev/mapper")) {
-        // Throws where a link leads nowhere: half of the volumes would pass for all of them.
-        if (fs::canonical(entry.path()) == device) {
+    for (fs::directory_entry const& entry : fs::directory_iterator(VOLUMES)) {
+        // Throws where a link leads nowhere: half of the volumes would pass for all of them. The
+        // base is not used for an absolute path, but without one Boost asks for the working
+        // directory, which may have been removed.
+        if (fs::canonical(entry.path(), "/") == device) {
             std::string const path = entry.path().string();
             return path.substr(0, path.find('-'));
         }
@@ -45,7 +50,16 @@ std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>&
     if (path.find("/dm-") != std::string::npos) {
         if (!lookedAt.insert(path).second)
             return {};
-        std::string const key = groupKey(device);
+        std::string key;
+        try {
+            key = groupKey(device);
+        } catch (fs::filesystem_error const& error) {
+            trace.write(1,
+                error.path1() == VOLUMES ? "Failed to read the folder %s: %s"
+                                         : "Failed to follow %s to its device: %s",
+                error.path1().string(), error.code().message());
+            throw;
+        }
         return key.empty() ? std::set<std::string>() : disksOfGroup(key, lookedAt);
     }
     if (device.parent_path() == "/dev") {
@@ -60,6 +74,7 @@ std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>&
 
 std::set<std::string> getRootDevices(fs::path const& device)
 {
+    dovrel::CancellationBlock const block;
     std::set<std::string> lookedAt;
     return rootDevices(device, lookedAt);
 }

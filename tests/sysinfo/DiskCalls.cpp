@@ -38,6 +38,16 @@ bool answerFrom(std::map<std::string, int> const& answers, int fd, void* out)
     return false;
 }
 
+bool interruptFrom(std::map<std::string, unsigned>& left, char const* path)
+{
+    auto const found = left.find(path);
+    if (found == left.end() || found->second == 0)
+        return false;
+    --found->second;
+    errno = EINTR;
+    return true;
+}
+
 /** The C library's function, or a sanitizer's around it. */
 template <class Function> Function next(char const* name)
 {
@@ -69,6 +79,7 @@ void DiskCalls::forget()
     m_opened.clear();
     m_filesystemsAsked.clear();
     m_realpaths = 0;
+    m_entriesLookedAt = 0;
 }
 
 bool DiskCalls::answerIoctl(int fd, unsigned long request, void* out)
@@ -91,12 +102,12 @@ bool DiskCalls::answerStatvfs(char const* path, struct statvfs* out)
 bool DiskCalls::isInterrupted(char const* path, int flags)
 {
     m_opened.push_back({path, flags});
-    auto const found = m_interrupts.find(path);
-    if (found == m_interrupts.end() || found->second == 0)
-        return false;
-    --found->second;
-    errno = EINTR;
-    return true;
+    return interruptFrom(m_interrupts, path);
+}
+
+bool DiskCalls::isAskingInterrupted(char const* path)
+{
+    return interruptFrom(m_interruptsOfAsking, path);
 }
 
 struct statvfs filesystemOf(
@@ -114,7 +125,7 @@ struct statvfs filesystemOf(
 
 }
 
-// Where files have 64-bit offsets, the headers give open and statvfs their other names by
+// Where files have 64-bit offsets, the headers give open, fstatat and statvfs their other names by
 // themselves.
 #pragma GCC visibility push(default)
 extern "C" {
@@ -133,6 +144,8 @@ int ioctl(int fd, unsigned long request, ...) noexcept
 
 int statvfs(char const* path, struct statvfs* out) noexcept
 {
+    if (testkit::current && testkit::current->isAskingInterrupted(path))
+        return -1;
     if (testkit::current && testkit::current->answerStatvfs(path, out))
         return 0;
     static auto const real = testkit::next<int (*)(char const*, struct statvfs*)>("statvfs64");
@@ -149,6 +162,15 @@ int open(char const* path, int flags, ...)
         return -1;
     static auto const real = testkit::next<int (*)(char const*, int, ...)>("open64");
     return real(path, flags, mode);
+}
+
+int fstatat(int folder, char const* name, struct stat* out, int flags) noexcept
+{
+    if (testkit::current && folder != AT_FDCWD)
+        testkit::current->countEntry();
+    static auto const real =
+        testkit::next<int (*)(int, char const*, struct stat*, int)>("fstatat64");
+    return real(folder, name, out, flags);
 }
 
 char* realpath(char const* path, char* resolved) noexcept

@@ -13,8 +13,9 @@ namespace testkit {
 /**
  * Answers the calls by which disks and filesystems are asked, while it lives; one at a time.
  *
- * The program defines `ioctl`, `statvfs`, `open` and `realpath`, which do what the C library's do
- * where nothing else is said here: an ordinary file of the machine is no block device, after all.
+ * The program defines `ioctl`, `statvfs`, `open`, `fstatat` and `realpath`, which do what the C
+ * library's do where nothing else is said here: an ordinary file of the machine is no block device,
+ * after all.
  */
 class DiskCalls : dovrel::noncopyable_::noncopyable {
 public:
@@ -29,6 +30,12 @@ public:
 
     /** Makes statvfs(3) tell this of @p mountPoint. */
     void filesystem(std::string const& mountPoint, struct statvfs const& status);
+
+    /** Makes statvfs(3) of @p mountPoint fail so often with EINTR. */
+    void interruptAsking(std::string const& mountPoint, unsigned times)
+    {
+        m_interruptsOfAsking[mountPoint] = times;
+    }
 
     /** Makes opening @p path fail so often with EINTR. */
     void interruptOpening(std::string const& path, unsigned times) { m_interrupts[path] = times; }
@@ -45,6 +52,9 @@ public:
 
     unsigned realpaths() const { return m_realpaths; }
 
+    /** How often fstatat(2) was called for an entry of an open folder. */
+    unsigned entriesLookedAt() const { return m_entriesLookedAt; }
+
     /** The paths that statvfs(3) was asked for. */
     std::vector<std::string> const& filesystemsAsked() const { return m_filesystemsAsked; }
 
@@ -52,6 +62,8 @@ public:
     bool answerIoctl(int fd, unsigned long request, void* out);
     bool answerStatvfs(char const* path, struct statvfs* out);
     bool isInterrupted(char const* path, int flags);
+    bool isAskingInterrupted(char const* path);
+    void countEntry() { ++m_entriesLookedAt; }
     void countRealpath() { ++m_realpaths; }
 
 private:
@@ -61,7 +73,9 @@ private:
     std::map<std::string, unsigned> m_interrupts;
     std::vector<Opened> m_opened;
     std::vector<std::string> m_filesystemsAsked;
+    std::map<std::string, unsigned> m_interruptsOfAsking;
     unsigned m_realpaths = 0;
+    unsigned m_entriesLookedAt = 0;
 };
 
 /** @return a filesystem of so many blocks. */

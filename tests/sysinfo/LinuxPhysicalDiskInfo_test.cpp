@@ -3,15 +3,19 @@
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/DiskCalls.h"
+#include "tests/sysinfo/disks_second_reader.h"
 #include "tests/sysinfo/null_object.h"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <iterator>
 #include <memory>
+#include <random>
 #include <string>
 
 using sysinfo::SystemInformation;
@@ -233,7 +237,7 @@ TEST_F(PhysicalDisk, hasNoCaptionWhereTheDeviceItselfIsGone)
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdz", 1, 0).getDiskCaption()), "");
 }
 
-TEST_F(PhysicalDisk, isLookedForWithOneStepForEachOfTenThousandLinksUpToOneThatDanglesKept)
+TEST_F(PhysicalDisk, isLookedForWithOneCallForEachOfTenThousandLinksUpToOneThatDanglesKept)
 {
     machine.file("/dev/scsi/disc", "");
     machine.link("/dev/sdc", "scsi/disc");
@@ -247,8 +251,12 @@ TEST_F(PhysicalDisk, isLookedForWithOneStepForEachOfTenThousandLinksUpToOneThatD
     }
     m_calls.forget();
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
-    // Each link that counts is resolved once, and the device once in all.
-    EXPECT_EQ(m_calls.realpaths(), 9'001U);
+    EXPECT_EQ(m_calls.entriesLookedAt(), 9'000U);
+    EXPECT_EQ(m_calls.realpaths(), 0U) << "none of them leads to the disk";
+
+    m_calls.forget();
+    EXPECT_NE(text(LinuxPhysicalDiskInfo(L"sde", 1, 0).getDiskCaption()), "");
+    EXPECT_EQ(m_calls.realpaths(), 2U) << "its own name, and the disk";
 
     machine.remove("/dev/sde");
     unsigned links = 0;
@@ -262,7 +270,71 @@ TEST_F(PhysicalDisk, isLookedForWithOneStepForEachOfTenThousandLinksUpToOneThatD
     EXPECT_LT(links, 9'000U) << "there was none that dangled";
     m_calls.forget();
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
-    EXPECT_EQ(m_calls.realpaths(), links + 1);
+    EXPECT_EQ(m_calls.entriesLookedAt(), links);
+    EXPECT_EQ(m_calls.realpaths(), 0U);
+}
+
+TEST_F(PhysicalDisk, isNotCaptionedByAHardLinkOfItsDevice)
+{
+    ASSERT_EQ(::link("/dev/sda", "/dev/other"), 0);
+    showLink("ata-OTHER", "../../other");
+    EXPECT_EQ(caption(), "");
+    showLink("ata-MODEL", "../../sda");
+    EXPECT_EQ(caption(), "MODEL") << "the search goes on";
+    ASSERT_EQ(::link("/dev/sda", "/dev/disk/by-id/ata-ITSELF"), 0);
+    machine.remove("/dev/disk/by-id/ata-MODEL");
+    EXPECT_EQ(caption(), "");
+}
+
+TEST_F(PhysicalDisk, hasTheCaptionOfAReaderThatResolvesEveryName)
+{
+    std::mt19937 random(20'160'523);
+    auto const below = [&](unsigned bound) { return static_cast<unsigned>(random() % bound); };
+    std::string const disks[] = {"sda", "sdb", "sdc", "sdd", "sde", "sdf", "sdz"};
+    // Files, links to files and to each other, hard links, a folder, one in a locked folder; sdz is
+    // missing.
+    machine.file("/dev/scsi/disc", "");
+    machine.link("/dev/sdc", "scsi/disc");
+    machine.link("/dev/sdd", "sda");
+    ASSERT_EQ(::link("/dev/sda", "/dev/sde"), 0);
+    machine.folder("/dev/folder");
+    machine.link("/dev/sdf", "folder");
+    machine.file("/dev/locked/node", "");
+    ASSERT_EQ(::chmod("/dev/locked", 0), 0);
+    std::string const targets[] = {"../../sda", "/dev/sdb", "../../sdc", "../../sdd", "../../sde",
+        "../../sdf", "../../scsi/disc", "../../folder", "../by-id/../../sdb", "../../sda1"};
+    std::string const leadNowhere[] = {"../../sdz", "../../locked/node", "../../sda/x"};
+    unsigned captions = 0;
+    for (unsigned round = 0; round < 500; ++round) {
+        machine.folder("/dev/disk/by-id");
+        for (unsigned i = below(12); i > 0; --i) {
+            std::string const name = (below(5) == 0 ? "wwn-" : "ata-") + std::to_string(i);
+            std::string const path = "/dev/disk/by-id/" + name;
+            unsigned const kind = below(40);
+            if (kind == 0)
+                showLink(name, leadNowhere[below(std::size(leadNowhere))]);
+            else if (kind == 1)
+                showLink(name, name);
+            else if (kind == 2)
+                machine.file(path, "");
+            else if (kind == 3)
+                machine.folder(path);
+            else if (kind == 4)
+                ASSERT_EQ(::link("/dev/sda", path.c_str()), 0);
+            else
+                showLink(name, targets[below(std::size(targets))]);
+        }
+        for (std::string const& disk : disks) {
+            std::string const expected = testkit::persistentNameOf("/dev/" + disk);
+            std::string const name = expected.substr(expected.find('-') + 1);
+            ASSERT_EQ(text(LinuxPhysicalDiskInfo(disk, 1, 0).getDiskCaption()), name)
+                << disk << ' ' << round;
+            captions += !name.empty();
+        }
+        machine.remove("/dev/disk");
+    }
+    EXPECT_GT(captions, 500U);
+    ASSERT_EQ(::chmod("/dev/locked", 0755), 0);
 }
 
 TEST_F(PhysicalDisk, showsItselfInOneLineWithABlankAtItsEnd)

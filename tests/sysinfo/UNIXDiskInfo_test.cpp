@@ -57,6 +57,18 @@ TEST_F(MountedDisk, tellsItsMountPointAndTheDisksBeneath)
     EXPECT_TRUE(UNIXDiskInfo(L"/data", {}).getParentDisks().empty());
 }
 
+TEST_F(MountedDisk, asksItsFilesystemAgainAfterSignals)
+{
+    m_calls.filesystem("/data", filesystemOf(100, 80, 1000));
+    m_calls.interruptAsking("/data", 3);
+    UNIXDiskInfo const disk(L"/data", {});
+    EXPECT_EQ(disk.getDiskSizeInBytes(), 100'000U);
+    m_calls.interruptAsking("/data", 3);
+    EXPECT_EQ(disk.getDiskFreeInBytes(), 80'000U);
+    m_calls.interruptAsking("/data", 1);
+    EXPECT_EQ(text(disk.toString()), "/data 80000/100000 across 0 disks");
+}
+
 TEST_F(MountedDisk, hasCopiesOfTheDisksBeneathAndGivesCopiesAway)
 {
     Parents parents = disks({L"sda"});

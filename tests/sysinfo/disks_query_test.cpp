@@ -4,6 +4,7 @@
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/DiskCalls.h"
 #include "tests/sysinfo/ReadCalls.h"
+#include "tests/sysinfo/RemovedWorkingDirectory.h"
 
 #include <gtest/gtest.h>
 
@@ -199,6 +200,48 @@ TEST_F(DisksQuery, asksItsOwnObjectForThePhysicalDisks)
     Disks disks;
     EXPECT_TRUE(TwoDisks().getDisksInternal(disks));
     EXPECT_EQ(lines(disks), "/: sdb sdb\n");
+}
+
+TEST_F(DisksQuery, skipsNullRecordsOfItsOwnObjectsPhysicalDisks)
+{
+    struct WithNulls : LinuxSystemInformation {
+        bool getPhysicalDisksInternal(
+            std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const override
+        {
+            disks.resize(1);
+            disks.emplace_back(new LinuxPhysicalDiskInfo(L"sda", 1, 0));
+            disks.resize(3);
+            return true;
+        }
+    };
+    machine.file("/dev/sda1", "");
+    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
+    Disks disks;
+    EXPECT_TRUE(WithNulls().getDisksInternal(disks));
+    EXPECT_EQ(lines(disks), "/: sda\n");
+}
+
+TEST_F(DisksQuery, resolvesTheDeviceOfEachMountAnew)
+{
+    showDevices({"sda", "sda1", "sdb", "sdb1", "dm-0"});
+    machine.link("/dev/root", "sda1");
+    machine.link("/dev/mapper/vg-root", "../dm-0");
+    machine.file("/proc/mounts",
+        "/dev/root /1 ext4 rw 0 0\n/dev/mapper/vg-root /2 ext4 rw 0 0\n"
+        "/dev/root /3 ext4 rw 0 0\n");
+    machine.tool("/sbin/pvdisplay", "ln -sfn sdb1 /dev/root");
+    EXPECT_EQ(answer(), "/1: sda\n/2:\n/3: sdb\n");
+}
+
+TEST_F(DisksQuery, needsNoWorkingDirectory)
+{
+    showDevices({"sda:", "sda1", "dm-0"});
+    machine.link("/dev/mapper/vg-root", "../dm-0");
+    machine.file(
+        "/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n/dev/sda1 /data ext4 rw 0 0\n");
+    machine.tool("/sbin/pvdisplay", "echo /dev/mapper/vg:/dev/sda:");
+    testkit::RemovedWorkingDirectory const gone;
+    EXPECT_EQ(answer(), "/: sda:\n/data:\n");
 }
 
 TEST_F(DisksQuery, tellsNothingOfAMachineWithoutMounts)

@@ -2,13 +2,18 @@
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
+#include "tests/sysinfo/RemovedWorkingDirectory.h"
 
 #include <gtest/gtest.h>
 
 #include <boost/filesystem.hpp>
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -265,6 +270,66 @@ TEST(RootDevices, passOnThatANameOfAVolumeLeadsNowhere)
     machine.link("/dev/mapper/gone-root", "../dm-9");
     for (unsigned i = 0; i < 10'000; ++i)
         ASSERT_THROW(getRootDevices("/dev/dm-0"), boost::filesystem::filesystem_error);
+}
+
+TEST(RootDevices, areFoundWithoutAWorkingDirectory)
+{
+    showVolume("vg-root", "dm-0");
+    showPhysicalVolumes("/dev/mapper/vg:/dev/sda:\n");
+    testkit::RemovedWorkingDirectory const gone;
+    EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
+}
+
+TEST(RootDevices, passOnTheFileAndTheErrorOfAVolumesNameAndTraceThem)
+{
+    struct Case {
+        char const* target;
+        int code;
+        char const* cause;
+    };
+    machine.file("/dev/locked/dm-1", "");
+    ASSERT_EQ(::chmod("/dev/locked", 0), 0);
+    for (bool const hasWorkingDirectory : {true, false}) {
+        std::optional<testkit::RemovedWorkingDirectory> gone;
+        if (!hasWorkingDirectory)
+            gone.emplace();
+        for (auto const& [target, code, cause] :
+            {Case{"../dm-9", ENOENT, "No such file or directory"},
+                Case{"gone-root", ELOOP, "Too many levels of symbolic links"},
+                Case{"../locked/dm-1", EACCES, "Permission denied"}}) {
+            machine.link("/dev/mapper/gone-root", target);
+            CapturedTrace trace;
+            try {
+                getRootDevices("/dev/dm-0");
+                ADD_FAILURE() << target;
+            } catch (boost::filesystem::filesystem_error const& error) {
+                EXPECT_EQ(error.path1(), "/dev/mapper/gone-root");
+                EXPECT_EQ(error.path2(), "");
+                EXPECT_EQ(error.code().value(), code);
+                EXPECT_EQ(std::string(error.what()).find("boost::filesystem::canonical"), 0U)
+                    << error.what();
+            }
+            EXPECT_EQ(trace.text(1),
+                std::string("Failed to follow /dev/mapper/gone-root to its device: ") + cause
+                    + '\n');
+            machine.remove("/dev/mapper/gone-root");
+        }
+    }
+    ASSERT_EQ(::chmod("/dev/locked", 0755), 0);
+}
+
+TEST(RootDevices, passOnTheFolderAndTheErrorWhereItCannotBeReadAndTraceThem)
+{
+    CapturedTrace trace;
+    try {
+        getRootDevices("/dev/dm-0");
+        ADD_FAILURE();
+    } catch (boost::filesystem::filesystem_error const& error) {
+        EXPECT_EQ(error.path1(), "/dev/mapper");
+        EXPECT_EQ(error.code().value(), ENOENT);
+    }
+    EXPECT_EQ(trace.text(1), "Failed to read the folder /dev/mapper: No such file or directory\n");
+    EXPECT_EQ(trace.lines().size(), 1U);
 }
 
 TEST(RootDevices, passOnWhatHappensBelowAVolumeAndEndTheTool)

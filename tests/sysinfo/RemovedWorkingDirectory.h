@@ -1,0 +1,25 @@
+#pragma once
+
+#include "common/basic/noncopyable.h"
+#include "tests/support/Machine.h"
+
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+namespace testkit {
+
+/** The program is in a folder that has been removed, while this lives. */
+class RemovedWorkingDirectory : dovrel::noncopyable_::noncopyable {
+public:
+    RemovedWorkingDirectory()
+    {
+        machine.folder("/tmp/removed");
+        EXPECT_EQ(::chdir("/tmp/removed"), 0);
+        machine.remove("/tmp/removed");
+        EXPECT_EQ(::getcwd(nullptr, 0), nullptr);
+    }
+    ~RemovedWorkingDirectory() { EXPECT_EQ(::chdir("/"), 0); }
+};
+
+}
