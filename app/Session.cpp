@@ -24,7 +24,10 @@ bool Session::query(
     } catch (std::bad_alloc const&) {
         throw;
     } catch (std::exception const& error) {
-        cause = error.what();
+        // The library's own words for it, where it has any, are for people.
+        cause = m_trace.takeFailure();
+        if (cause.empty())
+            cause = error.what();
     }
     cause = printable(cause);
     if (cause.empty())

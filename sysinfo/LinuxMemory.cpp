@@ -1,7 +1,13 @@
 #include "common/basic/processstream/src/UnixCommand.h"
+#include "common/basic/processstream/src/process_exception.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/LinuxSystemInformation.h"
 #include "sysinfo/firmware_dump.h"
+
+#include <algorithm>
+#include <string>
+#include <system_error>
 
 namespace sysinfo {
 
@@ -35,14 +41,30 @@ private:
     traceobject& m_trace;
 };
 
+/** @return the reason in plain words: those of `what()` are numbers that hosts know. */
+std::string reasonOf(dovrel::ProcessException const& failure)
+{
+    std::string const error =
+        failure.code() == 0 ? "" : ": " + std::generic_category().message(failure.code());
+    switch (failure.reason()) {
+    case dovrel::REASON_PSEUDO_TERMINAL:
+        return "there is no pseudo-terminal for it" + error;
+    case dovrel::REASON_PIPE:
+        return "a pipe or a socket to it failed" + error;
+    case dovrel::REASON_FORK:
+        return "its process could not be started" + error;
+    case dovrel::REASON_NOT_EXITED:
+        return "it did not end in time, or a signal ended it";
+    case dovrel::REASON_EXIT_STATUS:
+        return "its exit status is lost, as where the host ignores SIGCHLD" + error;
+    default:
+        return "it cannot be run" + error;
+    }
 }
 
-bool LinuxSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const
+/** Runs the tool. @return the sum of the modules in KiB. */
+uint64_t dumpAndSum(traceobject& trace)
 {
-    TRACE_SCOPE(
-        "virtual bool sysinfo::LinuxSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
-    bool const result = UNIXSystemInformation::getMemoryInfo(totalKiB, freeKiB);
-
     pstream_wrapper<dovrel::UnixCommand> dump("dmidecode");
     TracedDump listener(trace);
     uint64_t const sum = sumOfModules(dump, listener);
@@ -54,9 +76,23 @@ bool LinuxSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB
     constexpr unsigned STEP_MS = 10;
     if (dump.command().exitCode(timeout, STEP_MS) == 0)
         trace.write(4, "dmidecode ran successfully, found: %d", sum);
+    return sum;
+}
 
-    if (sum > totalKiB)
-        totalKiB = sum;
+}
+
+bool LinuxSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const
+{
+    TRACE_SCOPE(
+        "virtual bool sysinfo::LinuxSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
+    dovrel::CancellationBlock const block;
+    bool const result = UNIXSystemInformation::getMemoryInfo(totalKiB, freeKiB);
+    try {
+        totalKiB = std::max(totalKiB, dumpAndSum(trace));
+    } catch (dovrel::ProcessException const& failure) {
+        trace.write(1, "Failed to run dmidecode: %s", reasonOf(failure));
+        throw;
+    }
     return result;
 }
 

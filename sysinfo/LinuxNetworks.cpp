@@ -1,5 +1,6 @@
 #include "common/basic/processstream/src/pistream.h"
 #include "common/basic/text_cast.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/LinuxSystemInformation.h"
 #include "sysinfo/network_text.h"
@@ -7,6 +8,7 @@
 #include <boost/filesystem.hpp>
 
 #include <initializer_list>
+#include <stdexcept>
 #include <unistd.h>
 
 using dovrel::ip_address;
@@ -68,6 +70,43 @@ void traceGateways(traceobject& trace, std::string const& route, string const& a
     });
 }
 
+/** Paths of the tools. */
+struct Tools {
+    std::string const ifconfig = findTool("ifconfig");
+    std::string const route = findTool("route");
+    std::string const cat = findTool("cat");
+};
+
+void listAdapters(Tools const& tools, traceobject& trace,
+    std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>>& adapters)
+{
+    string const hostname = hostName();
+    auto const add = [&](AdapterText const& text, std::vector<ip_address> const& nameServers) {
+        trace.write(5, "Adding adapter: %s", text.name);
+        adapters.push_back(dovrel::value_ptr<SystemInformation::NetworkInfo>(
+            makeRecord(text, hostname, nameServers)));
+    };
+    auto const found = [&](std::string const& name) { trace.write(5, "Found adapter: %s", name); };
+    AdapterText last;
+    {
+        pistream output(IN_ENGLISH + tools.ifconfig + " -a");
+        last = readAdapters(output, found, [&](AdapterText const& text) { add(text, {}); });
+    }
+    for (auto const& adapter : adapters)
+        if (adapter) // The caller's list may hold anything.
+            traceGateways(trace, tools.route, adapter->getName());
+
+    // Kept: the machine's name servers stand at the adapter that is listed last, and at no other.
+    std::vector<ip_address> nameServers;
+    pistream resolverText(IN_ENGLISH + tools.cat + " /etc/resolv.conf");
+    readNameServers(resolverText, [&](std::string const& server) {
+        trace.write(5, "Found nameserver: %s", server);
+        nameServers.emplace_back(string(server));
+    });
+    if (!last.name.empty())
+        add(last, nameServers);
+}
+
 }
 
 bool LinuxSystemInformation::getNetworksInternal(
@@ -77,38 +116,18 @@ bool LinuxSystemInformation::getNetworksInternal(
                 "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo>, "
                 "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo> > >&) "
                 "const");
-    std::string const ifconfig = findTool("ifconfig");
-    std::string const route = findTool("route");
-    std::string const cat = findTool("cat");
-    if (ifconfig.empty() || route.empty() || cat.empty()) {
+    dovrel::CancellationBlock const block;
+    Tools const tools;
+    if (tools.ifconfig.empty() || tools.route.empty() || tools.cat.empty()) {
         trace.write(1, "Failed to find one of: ifconfig, route, cat");
         return false;
     }
-
-    string const hostname = hostName();
-    auto const add = [&](AdapterText const& text, std::vector<ip_address> const& nameServers) {
-        trace.write(5, "Adding adapter: %s", text.name);
-        adapters.push_back(dovrel::value_ptr<NetworkInfo>(makeRecord(text, hostname, nameServers)));
-    };
-    auto const found = [&](std::string const& name) { trace.write(5, "Found adapter: %s", name); };
-    AdapterText last;
-    {
-        pistream output(IN_ENGLISH + ifconfig + " -a");
-        last = readAdapters(output, found, [&](AdapterText const& text) { add(text, {}); });
+    try {
+        listAdapters(tools, trace, adapters);
+    } catch (std::out_of_range const& cutLine) {
+        trace.write(1, "%s", cutLine.what());
+        throw;
     }
-    for (auto const& adapter : adapters)
-        if (adapter) // The caller's list may hold anything.
-            traceGateways(trace, route, adapter->getName());
-
-    // Kept: the machine's name servers stand at the adapter that is listed last, and at no other.
-    std::vector<ip_address> nameServers;
-    pistream resolverText(IN_ENGLISH + cat + " /etc/resolv.conf");
-    readNameServers(resolverText, [&](std::string const& server) {
-        trace.write(5, "Found nameserver: %s", server);
-        nameServers.emplace_back(string(server));
-    });
-    if (!last.name.empty())
-        add(last, nameServers);
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 #include <utility>
 
 namespace sysinfo {
@@ -69,6 +70,19 @@ void readAdapterLine(std::string_view line, AdapterText& adapter)
     }
 }
 
+/**
+ * @return the line from character @p column on, counted from 0.
+ * @throws std::out_of_range where it ends before: a message for people, who count from 1.
+ */
+std::string restOf(std::string line, size_t column, char const* tool, char const* missing)
+{
+    if (line.size() >= column)
+        return line.substr(column);
+    std::replace(line.begin(), line.end(), '\0', '?'); // Would end the message.
+    throw std::out_of_range(std::string(tool) + ": the line \"" + line + "\" ends before its "
+        + missing + ", which begins at column " + std::to_string(column + 1));
+}
+
 bool isPlain(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
@@ -113,7 +127,7 @@ void readGateways(
         if (line.empty() || HEADING.find(line.front()) != std::string_view::npos
             || line.find("UG") == std::string::npos)
             continue;
-        std::string const rest = line.substr(GATEWAY_COLUMN);
+        std::string const rest = restOf(line, GATEWAY_COLUMN, "route -n", "gateway");
         found(rest.substr(0, rest.find(' ')));
     }
 }
@@ -124,7 +138,7 @@ void readNameServers(
     constexpr size_t SERVER_COLUMN = 11;
     for (std::string line; std::getline(text, line);)
         if (line.find("nameserver") != std::string::npos)
-            found(line.substr(SERVER_COLUMN));
+            found(restOf(line, SERVER_COLUMN, "cat /etc/resolv.conf", "address"));
 }
 
 std::string grepArgument(std::string_view name)

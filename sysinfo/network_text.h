@@ -35,7 +35,8 @@ AdapterText readAdapters(std::istream& output, std::function<void(std::string co
  *
  * Kept: a line that begins with one of the letters of "Destination" is skipped.
  *
- * @throws std::out_of_range where such a line ends before that place.
+ * @throws std::out_of_range where such a line ends before that place. Its message names the tool,
+ * the line and the column.
  */
 void readGateways(
     std::istream& output, std::function<void(std::string const& gateway)> const& found);
@@ -44,7 +45,8 @@ void readGateways(
  * Reads the name servers out of resolv.conf(5): what stands behind the eleventh character of each
  * line that has "nameserver" in it, comments included.
  *
- * @throws std::out_of_range where such a line is shorter.
+ * @throws std::out_of_range where such a line is shorter. Its message names the tool, the line and
+ * the column.
  */
 void readNameServers(
     std::istream& text, std::function<void(std::string const& server)> const& found);

@@ -170,3 +170,17 @@ TEST(OctalEscapes, areFourCharactersAndAByte)
     for (char const* const text : {"", "\\", "\\0", "\\04", "a\\04", "\\048", "\\400", "\\x40"})
         EXPECT_EQ(decodeOctal(text), text);
 }
+
+TEST(Mounts, nameTheFolderWhereTheVolumesNamesCannotBeRead)
+{
+    WholeMachine machine;
+    machine.device("dm-0", "dm-name");
+    machine.mounts("/dev/dm-0 / ext4 rw 0 0\n");
+
+    Outcome const outcome = machine.program({"mounts"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(outcome.err,
+        "dovrel-sysinfo: cannot read the mounted filesystems: Failed to read the folder "
+        "/dev/mapper: No such file or directory\n");
+}

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -266,6 +267,8 @@ TEST(MemoryQuery, throwsWhereTheToolDoesNotEndAfterItsOutput)
     EXPECT_EQ(answer.total, 8000000U);
     EXPECT_EQ(answer.free, 3000000U);
     EXPECT_EQ(trace.text(4), "");
+    EXPECT_EQ(
+        trace.text(1), "Failed to run dmidecode: it did not end in time, or a signal ended it\n");
 }
 
 TEST(MemoryQuery, throwsWhereASignalEndsTheShellKept)
@@ -310,11 +313,31 @@ TEST(MemoryQuery, throwsWhereThereIsNoTerminalForTheTool)
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES);
     std::filesystem::rename("/dev/ptmx", "/dev/elsewhere");
+    CapturedTrace trace(1);
     Answer const answer;
+    EXPECT_EQ(trace.text(1),
+        "Failed to run dmidecode: there is no pseudo-terminal for it: No such file or directory\n");
     std::filesystem::rename("/dev/elsewhere", "/dev/ptmx");
     EXPECT_EQ(answer.thrown, dovrel::REASON_PSEUDO_TERMINAL);
     EXPECT_EQ(answer.total, 8000000U);
     EXPECT_EQ(answer.free, 3000000U);
+}
+
+TEST(MemoryQuery, throwsWhereTheHostIgnoresThatChildrenEndAndTracesIt)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints(MODULES);
+    struct sigaction ignored { };
+    struct sigaction former { };
+    ignored.sa_handler = SIG_IGN;
+    ASSERT_EQ(::sigaction(SIGCHLD, &ignored, &former), 0);
+    CapturedTrace trace(1);
+    Answer const answer;
+    ASSERT_EQ(::sigaction(SIGCHLD, &former, nullptr), 0);
+    EXPECT_EQ(answer.thrown, dovrel::REASON_EXIT_STATUS);
+    EXPECT_EQ(trace.text(1),
+        "Failed to run dmidecode: its exit status is lost, as where the host ignores SIGCHLD: No "
+        "child processes\n");
 }
 
 TEST(MemoryQuery, tracesWhatItReadsInOrder)

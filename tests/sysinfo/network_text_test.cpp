@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -63,6 +64,17 @@ Texts gatewaysIn(std::string const& output)
     Texts gateways;
     readGateways(stream, [&](std::string const& gateway) { gateways.push_back(gateway); });
     return gateways;
+}
+
+/** @return the message of the exception that @p read throws. */
+std::string complaintOf(std::function<void()> const& read)
+{
+    try {
+        read();
+    } catch (std::out_of_range const& error) {
+        return error.what();
+    }
+    return "nothing was thrown";
 }
 
 Texts serversIn(std::string const& text)
@@ -334,6 +346,16 @@ TEST(GatewayText, isOutOfRangeOnAShorterLine)
     EXPECT_TRUE(gatewaysIn("").empty());
 }
 
+TEST(GatewayText, isMissedInWordsThatNameTheToolTheLineAndTheColumn)
+{
+    EXPECT_EQ(complaintOf([] { gatewaysIn("0.0.0.0 UG eth1\n"); }),
+        "route -n: the line \"0.0.0.0 UG eth1\" ends before its gateway, which begins at column "
+        "17");
+    // A byte that would end the message.
+    EXPECT_EQ(complaintOf([] { gatewaysIn(std::string("UG\0x\n", 5)); }),
+        "route -n: the line \"UG?x\" ends before its gateway, which begins at column 17");
+}
+
 TEST(GatewayText, isNotLookedForOnLinesThatBeginWithALetterOfTheHeadingKept)
 {
     std::string const rest = "0.0.0.0........10.0.0.1 UG";
@@ -391,6 +413,13 @@ TEST(NameServerText, isOutOfRangeOnAShorterLine)
 {
     EXPECT_THROW(serversIn("nameserver"), std::out_of_range);
     EXPECT_THROW(serversIn("nameserver 1.2.3.4\nnameserver\n"), std::out_of_range);
+}
+
+TEST(NameServerText, isMissedInWordsThatNameTheToolTheLineAndTheColumn)
+{
+    EXPECT_EQ(complaintOf([] { serversIn("nameserver 1.2.3.4\nnameserver\n"); }),
+        "cat /etc/resolv.conf: the line \"nameserver\" ends before its address, which begins at "
+        "column 12");
 }
 
 TEST(NameServerText, isOnAsManyLinesAsThereAreAndOfAnyLength)

@@ -204,7 +204,11 @@ TEST_F(NetworksQuery, throwsOutOfRangeOnAShortNameServerLineWithAllButTheLastAda
 {
     net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
     net.resolverText("nameserver 10.0.0.1\nnameserver\n");
+    CapturedTrace trace;
     NetworkAnswer const answer;
+    EXPECT_EQ(trace.text(1),
+        "cat /etc/resolv.conf: the line \"nameserver\" ends before its address, which begins at "
+        "column 12\n");
     EXPECT_TRUE(answer.outOfRange);
     EXPECT_EQ(answer.names(), (Names{"eth0", "eth1"}));
     EXPECT_EQ(answer.nameServers(), "\n\n");
@@ -214,7 +218,14 @@ TEST_F(NetworksQuery, throwsOutOfRangeOnAShortGatewayLineWithAllButTheLastAdapte
 {
     net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
     net.routePrints("0.0.0.0 UG eth1\n");
+    CapturedTrace trace;
     NetworkAnswer const answer;
+    EXPECT_EQ(trace.text(1),
+        "route -n: the line \"0.0.0.0 UG eth1\" ends before its gateway, which begins at column "
+        "17\n");
+    EXPECT_EQ(trace.lines().back().scope.rfind(
+                  "virtual bool sysinfo::LinuxSystemInformation::getNetworksInternal(", 0),
+        0U);
     EXPECT_TRUE(answer.outOfRange);
     EXPECT_EQ(answer.names(), (Names{"eth0", "eth1"}));
     EXPECT_EQ(net.runsOf("cat"), "");
