@@ -28,10 +28,11 @@ public:
      * @return whether the kernel told both figures, whatever the modules told.
      * @throws dovrel::ProcessException where the tool cannot be started; has not ended a tenth of a
      * second after its output ended or stopped; was ended by a signal; or left no exit status, as
-     * in a host that ignores SIGCHLD or waits for all children. The outputs are set as far as they
-     * were known.
+     * in a host that ignores SIGCHLD or waits for all children. A trace line of level 1 names the
+     * tool and the reason. The outputs are set as far as they were known.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
+
     /**
      * The whole disks of /proc/partitions (proc(5)) in its order, without USB storage.
      *
@@ -39,6 +40,7 @@ public:
      */
     bool getPhysicalDisksInternal(
         std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const override;
+
     /**
      * The adapters in the order of `ifconfig -a`, ifconfig(8), an alias as an adapter of its own.
      *
@@ -47,7 +49,8 @@ public:
      *
      * @return false, with @p adapters untouched, where `ifconfig`, `route` or `cat` is missing.
      * @throws std::out_of_range where a line of the tools ends before its fixed columns; the
-     * adapters but the last are in the list by then.
+     * adapters but the last are in the list by then. Its message names the tool, the line and the
+     * column that is missing, and so does a trace line of level 1.
      */
     bool getNetworksInternal(std::vector<dovrel::value_ptr<NetworkInfo>>& adapters) const override;
 };
@@ -57,7 +60,10 @@ class DOVREL_EXPORT LinuxSystemInformation::LinuxPhysicalDiskInfo
     : public SystemInformation::PhysicalDiskInfo {
 public:
     /**
-     * Asks the device for its sector size and looks for its persistent name in /dev/disk/by-id.
+     * Reads the device's sector size and looks for its persistent name in /dev/disk/by-id.
+     *
+     * Takes one stat(2) for each name in that folder, up to the disk's own. Kept: a name before it
+     * that leads nowhere ends the search, and the disk has no caption. Not a cancellation point.
      *
      * @param name the kernel's name, without "/dev/".
      * @param blocks the disk's figure in /proc/partitions.

@@ -1,4 +1,5 @@
 #include "common/basic/SourceFile.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/proc_meminfo.h"
@@ -9,6 +10,7 @@ bool UNIXSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB)
 {
     TRACE_SCOPE(
         "virtual bool sysinfo::UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
+    dovrel::CancellationBlock const block;
     dovrel::SourceFile file("/proc/meminfo");
     return readKernelMemory(file, [&](KernelFigure figure, uint64_t kib) {
         if (figure == KernelFigure::TOTAL) {

@@ -1,8 +1,10 @@
 #include "common/basic/text_cast.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/getsysinfo.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
 
+#include <algorithm>
 #include <cwchar>
 
 namespace sysinfo {
@@ -33,6 +35,7 @@ bool UNIXSystemInformation::getSystemInfo(std::string& vendor, std::string& prod
 {
     TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getSystemInfo(std::string&, "
                 "std::string&, std::string&, sysinfo::SystemInformation::HypervisorType&) const");
+    dovrel::CancellationBlock const block;
     // A host's own routine may fail without a word or leave out a terminator.
     char texts[3][GETSYSINFO_TEXT_SIZE + 1] = {};
     int code = 0;
@@ -44,7 +47,10 @@ bool UNIXSystemInformation::getSystemInfo(std::string& vendor, std::string& prod
 
     std::vector<dovrel::value_ptr<NetworkInfo>> adapters;
     getNetworksInternal(adapters); // Whatever was found until it failed counts.
-    if (!adapters.empty() && isOfAzure(*adapters.front()))
+    // Kept: only the first adapter counts. A host's own list may hold null records.
+    auto const first = std::find_if(
+        adapters.begin(), adapters.end(), [](auto const& adapter) { return bool(adapter); });
+    if (first != adapters.end() && isOfAzure(**first))
         hypervisor = HYPERVISOR_AZURE;
     return result == 0;
 }

@@ -1,6 +1,7 @@
 #include "sysinfo/UNIXSystemInformation.h"
 
 #include "common/basic/SourceFile.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/proc_stat.h"
 
@@ -20,6 +21,7 @@ bool UNIXSystemInformation::getCPUsInternal(
         "virtual bool sysinfo::UNIXSystemInformation::getCPUsInternal("
         "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo>, "
         "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo> > >&) const");
+    dovrel::CancellationBlock const block;
     dovrel::SourceFile file("/proc/stat");
     if (!file) {
         trace.write(1, "Failed to open: /proc/stat");

@@ -17,15 +17,29 @@ namespace sysinfo {
  * The whole disks under a device: kernel names, without "/dev/".
  *
  * A device-mapper node is looked up in /dev/mapper and its volume group in the output of
- * `pvdisplay -c`; any other device directly under /dev is cut before its trailing digits.
+ * pvdisplay(8) -c; any other device directly under /dev is cut before its trailing digits. The
+ * working directory is not used. Where the tool runs the caller waits until it ends, without a
+ * limit. Not a cancellation point.
  *
  * @param device a canonical path.
- * @throws boost::filesystem::filesystem_error where /dev/mapper cannot be walked.
+ * @return empty for a device in another folder, with a trace line of level 2, and for a volume that
+ * has no name in /dev/mapper or no line in the tool's output.
+ * @throws boost::filesystem::filesystem_error where /dev/mapper cannot be read or a name in it
+ * leads nowhere. A trace line of level 1 names the folder or the name, and the cause.
  */
 DOVREL_EXPORT std::set<std::string> getRootDevices(boost::filesystem::path const& device);
 
-/** What any UNIX can tell. Abstract: the operating system's own class adds disks, adapters and
- * `clone`. */
+/**
+ * The queries that any UNIX has. Abstract: the operating system's own class adds disks, adapters
+ * and `clone`.
+ *
+ * No operation of this class and of its records is a cancellation point: where a thread is
+ * cancelled inside one (pthread_cancel(3), deferred type), the operation completes, and the thread
+ * ends at its own next cancellation point.
+ *
+ * A file under another process's lease (fcntl(2)) holds a query until the holder gives it up, at
+ * most the seconds in /proc/sys/fs/lease-break-time, 45 by default.
+ */
 class DOVREL_EXPORT UNIXSystemInformation : public SystemInformation {
 public:
     class UNIXCPUInfo;
@@ -44,18 +58,28 @@ public:
      * @return whether both were found; an output whose label was not is left alone.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
+
     /**
-     * What the engine has written to /etc/dovrel/status.ini, with the percentage of /tmp/percent
-     * where there is one.
+     * The state in /etc/dovrel/status.ini, which the engine writes, with the percentage of
+     * /tmp/percent where there is one.
+     *
+     * /tmp/percent counts where it is a regular file, or a link to one, that begins with a number
+     * from 0 to 100. Any other file there is not opened, and a read that fails counts as no
+     * percentage: the one that is computed from the counters stands.
      *
      * A status below 5000 gives a record without counters; 5000 is shown as 5500 where the operator
      * has answered "FinalSync" in /etc/dovrel/DRAnswer.ini, whatever the answer. Times are local,
      * mktime(3). The cause of a missing file is traced once, until it changes.
      */
     dovrel::value_ptr<CloneInfo> getCloneInfo(bool& unavailable) const override;
+
     /**
      * The mount points of block devices in /proc/mounts (proc(5)), in byte order, each with the
      * physical disks beneath it.
+     *
+     * The disks are those of the object's own `getPhysicalDisksInternal`; null records in its list
+     * are skipped. Each mount's device is resolved anew, and `pvdisplay -c` runs once for each
+     * device-mapper node. statvfs(3) of a filesystem that hangs holds the caller.
      *
      * @return false, with @p disks untouched, where /proc/mounts or the physical disks cannot be
      * read.
@@ -68,8 +92,11 @@ public:
     bool getCPUsInternal(std::vector<dovrel::value_ptr<CPUInfo>>& processors) const override;
 
     /**
-     * What `getsysinfo` tells, each text of at most 48 bytes; and that the machine runs on Azure
-     * where its first adapter's address says so.
+     * The results of `getsysinfo`, each text of at most 48 bytes; and Azure where the address of
+     * the first adapter begins with 00:0d:3a.
+     *
+     * The adapters are those of the object's own `getNetworksInternal`. Kept: only the first one
+     * counts; null records before it are skipped. Takes as long as that query.
      *
      * @return whether `getsysinfo` succeeded; the outputs are set in any case.
      * @throws what `getNetworksInternal` throws.
@@ -185,7 +212,7 @@ private:
 class DOVREL_EXPORT UNIXSystemInformation::UNIXDiskInfo : public SystemInformation::DiskInfo {
 public:
     /**
-     * Asks the filesystem for its size; statvfs(3).
+     * Reads the filesystem's size; statvfs(3), again where a signal interrupts it.
      *
      * @param name the mount point. @param parents the disks beneath, which are copied.
      */
@@ -206,7 +233,7 @@ public:
      * made; 0 where the filesystem could not be asked. */
     uint64_t getDiskSizeInBytes() const override { return m_sizeInBytes; }
 
-    /** Asks anew on every call. @return the blocks that are free to the superuser, times the
+    /** Calls statvfs(3) on every call. @return the blocks that are free to the superuser, times the
      * preferred block size; 0 where the filesystem cannot be asked. */
     uint64_t getDiskFreeInBytes() const override;
 

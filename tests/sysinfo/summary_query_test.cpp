@@ -164,7 +164,7 @@ TEST_F(SummarysFirstAdapter, makesItAzureByTheBeginningOfItsAddress)
     }
 }
 
-TEST_F(SummarysFirstAdapter, isTheOnlyOneThatCounts)
+TEST_F(SummarysFirstAdapter, isTheOnlyOneThatCountsKept)
 {
     answers(2);
     Summary const summary(ServiceWith([](Adapters& adapters) {
@@ -173,6 +173,29 @@ TEST_F(SummarysFirstAdapter, isTheOnlyOneThatCounts)
         return true;
     }));
     EXPECT_EQ(summary.hypervisor, SystemInformation::HYPERVISOR_HYPERV);
+}
+
+TEST_F(SummarysFirstAdapter, isTheFirstThatIsThereWhereAHostsListHasNullRecords)
+{
+    answers(2);
+    Summary const first(ServiceWith([](Adapters& adapters) {
+        adapters.resize(2);
+        addAzureAdapter(adapters);
+        return true;
+    }));
+    EXPECT_EQ(first.hypervisor, SystemInformation::HYPERVISOR_AZURE);
+    Summary const second(ServiceWith([](Adapters& adapters) {
+        adapters.resize(1);
+        addAdapter(adapters, {0x02, 0, 0, 0, 0, 1});
+        addAzureAdapter(adapters);
+        return true;
+    }));
+    EXPECT_EQ(second.hypervisor, SystemInformation::HYPERVISOR_HYPERV);
+    Summary const none(ServiceWith([](Adapters& adapters) {
+        adapters.resize(3);
+        return true;
+    }));
+    EXPECT_EQ(none.hypervisor, SystemInformation::HYPERVISOR_HYPERV);
 }
 
 TEST_F(SummarysFirstAdapter, changesNothingWithAnyOtherAddress)
