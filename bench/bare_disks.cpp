@@ -5,6 +5,7 @@
 #include <limits.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -63,7 +64,7 @@ std::string_view takeLine(std::string_view& text)
     return line;
 }
 
-/** Calls @p visit with the names of the folder that are no "wwn", until it returns true. */
+/** Calls @p visit with the folder and each name in it that is no "wwn", until it returns true. */
 template <class Visit> void visitNames(Visit visit)
 {
     std::unique_ptr<DIR, int (*)(DIR*)> const folder(opendir(BY_ID), closedir);
@@ -71,7 +72,7 @@ template <class Visit> void visitNames(Visit visit)
         failed(BY_ID);
     while (dirent const* entry = readdir(folder.get())) {
         if (std::strncmp(entry->d_name, "wwn", 3) != 0 && entry->d_name[0] != '.'
-            && visit(entry->d_name))
+            && visit(dirfd(folder.get()), entry->d_name))
             return;
     }
 }
@@ -91,7 +92,7 @@ public:
     explicit Captions(Resolve resolve) : m_resolve(resolve)
     {
         if (resolve == Resolve::once)
-            visitNames([this](char const* name) {
+            visitNames([this](int /*folder*/, char const* name) {
                 char target[PATH_MAX];
                 resolveName(name, target);
                 m_names.emplace(target, name);
@@ -101,28 +102,46 @@ public:
 
     std::string of(char const* path) const
     {
-        char device[PATH_MAX];
-        if (!realpath(path, device))
-            failed(path);
-        std::string found;
-        if (m_resolve == Resolve::once) {
-            auto const at = m_names.find(device);
-            if (at != m_names.end())
-                found = at->second;
-        } else {
-            visitNames([&](char const* name) {
-                char target[PATH_MAX];
-                resolveName(name, target);
-                if (std::strcmp(target, device) != 0)
-                    return false;
-                found = name;
-                return true;
-            });
-        }
+        std::string const found =
+            m_resolve == Resolve::once ? resolvedBefore(path) : firstOfTheFolder(path);
         return found.substr(found.find('-') + 1);
     }
 
 private:
+    std::string resolvedBefore(char const* path) const
+    {
+        char device[PATH_MAX];
+        if (!realpath(path, device))
+            failed(path);
+        auto const at = m_names.find(device);
+        return at == m_names.end() ? std::string() : at->second;
+    }
+
+    static std::string firstOfTheFolder(char const* path)
+    {
+        struct stat device;
+        if (stat(path, &device) != 0)
+            failed(path);
+        std::string found;
+        visitNames([&](int folder, char const* name) {
+            struct stat target;
+            if (fstatat(folder, name, &target, 0) != 0)
+                failed(name);
+            if (target.st_dev != device.st_dev || target.st_ino != device.st_ino)
+                return false;
+            char canonicalDevice[PATH_MAX];
+            char canonicalTarget[PATH_MAX];
+            if (!realpath(path, canonicalDevice))
+                failed(path);
+            resolveName(name, canonicalTarget);
+            if (std::strcmp(canonicalTarget, canonicalDevice) != 0)
+                return false;
+            found = name;
+            return true;
+        });
+        return found;
+    }
+
     Resolve m_resolve;
     std::unordered_map<std::string, std::string> m_names;
 };

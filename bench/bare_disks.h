@@ -20,10 +20,10 @@ struct BareMount {
     std::vector<size_t> disks; ///< Their places in the list of disks.
 };
 
-/** How often the names in /dev/disk/by-id are resolved. */
+/** How often the names in /dev/disk/by-id are read. */
 enum class Resolve {
-    for_each_disk, ///< Up to that disk's, as a record has to that is made by itself.
-    once ///< As a list can.
+    for_each_disk, ///< stat(2) of each up to that disk's, as for a record that is made by itself.
+    once ///< All are resolved for the whole list.
 };
 
 // What a host would write for itself: one pass over each file's text, and beside it the system
