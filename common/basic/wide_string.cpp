@@ -31,7 +31,8 @@ unsigned boundedLength(wchar_t const* text, unsigned count)
 
 /** @return the terminated text in the locale's encoding, in an array of its size; null where a
  * character cannot be encoded or takes more than four bytes. */
-std::unique_ptr<char[]> encoded(wchar_t const* text, size_t length)
+// Not inline: plain ASCII, which is most of what is narrowed, is not to pay for the room.
+[[gnu::noinline]] std::unique_ptr<char[]> encoded(wchar_t const* text, size_t length)
 {
     char nearRoom[1024];
     std::unique_ptr<char[]> farRoom;
