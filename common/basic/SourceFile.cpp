@@ -13,10 +13,15 @@ namespace dovrel {
 
 namespace {
 
+/** @return false with `errno` set where the path leads to no regular file. */
 bool isRegular(char const* path)
 {
     struct stat status;
-    return ::stat(path, &status) == 0 && S_ISREG(status.st_mode);
+    if (::stat(path, &status) != 0)
+        return false;
+    if (!S_ISREG(status.st_mode))
+        errno = EINVAL;
+    return S_ISREG(status.st_mode);
 }
 
 int openForReading(char const* path, int flags)
@@ -34,10 +39,8 @@ int openForReading(char const* path, int flags)
 SourceFileBuffer::SourceFileBuffer(char const* path, SourceKind kind)
 {
     // Opening a device may have effects: a tape rewinds, a watchdog starts.
-    if (kind == SourceKind::regular && !isRegular(path)) {
-        errno = EINVAL;
+    if (kind == SourceKind::regular && !isRegular(path))
         return;
-    }
     m_descriptor = openForReading(path, O_NONBLOCK);
     // Another process, a file server perhaps, has a lease on the file; fcntl(2). An open that waits
     // makes the kernel take the lease away.
