@@ -21,7 +21,8 @@ class ip_address;
  * **Errors.** A query returns `bool`. `false` means that a source could not be read; the list then
  * holds the records found until then. The cause is in the trace (`common/platform/trace.h`, level
  * 1), not in `getLastError()`: queries are `const` and set no error text. Some queries throw; the
- * exceptions stand at each operation. Every operation that allocates may throw `std::bad_alloc`.
+ * exceptions stand at each operation, and a message of level 1 comes before each. Every operation
+ * that allocates may throw `std::bad_alloc`.
  *
  * **Ownership.** Records belong to the caller through their `value_ptr`. They share no state and
  * may outlive the service object. An appended element is never null.
@@ -29,8 +30,12 @@ class ip_address;
  * **Freshness.** Every query reads its sources on every call. Nothing is cached.
  *
  * **Threads.** An object and its records belong to one thread at a time. Different objects are
- * independent. The library starts no thread and takes no lock in a query. A query is no
- * cancellation point: pthread_cancel(3) takes effect after the query has returned.
+ * independent. The library starts no thread and takes no lock in a query. No query and no getter is
+ * a cancellation point: pthread_cancel(3) of the deferred type takes effect after it has returned,
+ * for a load after up to 101 seconds.
+ *
+ * **Leases.** A file under another process's lease (fcntl(2)) holds a query until the holder gives
+ * the lease up, at most the seconds in /proc/sys/fs/lease-break-time, 45 by default.
  *
  * **Tools.** `getMemoryInfo` runs `dmidecode`; `getDisksInternal` runs `pvdisplay` where a
  * device-mapper node is mounted; `getNetworksInternal` and `getSystemInfo` run `ifconfig`, `route`,
@@ -190,7 +195,7 @@ public:
      *
      * @return false where `getsysinfo` failed; the outputs are set in any case. Adapters that
      * cannot be listed do not make it false.
-     * @throws what `getNetworksInternal` throws; the outputs are set by then.
+     * @throws the exceptions of `getNetworksInternal`; the outputs are set by then.
      */
     virtual bool getSystemInfo(std::string& vendor, std::string& product, std::string& version,
         HypervisorType& hypervisor) const = 0;

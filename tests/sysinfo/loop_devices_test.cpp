@@ -285,6 +285,8 @@ TEST(LogicalVolume, hasNoDisksThoughTheToolTellsThemKept)
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
+    if (GTEST_FLAG_GET(list_tests))
+        return RUN_ALL_TESTS();
     ::setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
     std::string obstacle = obstacleToVolumes();
     try {

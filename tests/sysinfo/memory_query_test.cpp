@@ -367,6 +367,19 @@ TEST(MemoryQuery, tracesWhatItReadsInOrder)
         "4: dmidecode ran successfully, found: 16777216\n");
 }
 
+TEST(MemoryQuery, namesTheSectionThatEndsInTheTraceOfTheNextKept)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    dmidecodePrints("First\nSecond\n");
+    CapturedTrace trace;
+    expectAnswer(true, 8000000, 3000000);
+    std::string sections;
+    for (testkit::TraceLine const& line : trace.lines())
+        if (line.line.starts_with("New section: "))
+            sections += line.line;
+    EXPECT_EQ(sections, "New section: \nNew section: First\n");
+}
+
 TEST(MemoryQuery, isSilentBelowItsTraceLevels)
 {
     machine.file("/proc/meminfo", MEMINFO);
