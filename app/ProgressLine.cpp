@@ -1,48 +1,84 @@
 #include "app/ProgressLine.h"
 
-#include "app/standard_streams.h"
+#include "app/write/standard_streams.h"
 
-#include <array>
-#include <cstdio>
-#include <string>
+#include <chrono>
 #include <unistd.h>
 
 namespace app {
 
 namespace {
 
-// Blanks instead of an escape sequence: any terminal understands them.
-void draw(std::string const& line, size_t over) noexcept
+constexpr auto SHOWN_AFTER = std::chrono::milliseconds(1500);
+
+std::string textOf(Subject subject)
 {
-    std::string const rest(over > line.size() ? over - line.size() : 0, ' ');
-    (void)writeWhole(STDERR_FILENO, "\r" + line + rest + (line.empty() ? "\r" : ""));
+    switch (subject) {
+    case Subject::SYSTEM:
+        return "reading the system's identity ...";
+    case Subject::PROCESSORS:
+        return "reading the processors ...";
+    case Subject::MEMORY:
+        return "reading the memory ...";
+    case Subject::DISKS:
+        return "reading the disks ...";
+    case Subject::MOUNTS:
+        return "reading the mounted filesystems ...";
+    case Subject::NETWORKS:
+        return "reading the network adapters ...";
+    case Subject::RECOVERY:
+        return "reading the recovery ...";
+    }
+    return "";
+}
+
+/** Blanks in place of an escape sequence: every terminal understands them. */
+void draw(std::string const& text, size_t over)
+{
+    std::string const rest(over > text.size() ? over - text.size() : 0, ' ');
+    (void)writeWhole(STDERR_FILENO, "\r" + text + rest + (text.empty() ? "\r" : ""));
 }
 
 }
 
-ProgressLine::ProgressLine(bool wanted) noexcept : m_enabled(wanted && isatty(STDERR_FILENO) == 1)
+ProgressLine::ProgressLine(bool wanted)
 {
+    if (wanted && isatty(STDERR_FILENO) == 1)
+        m_thread = std::thread(&ProgressLine::run, this);
 }
 
 ProgressLine::~ProgressLine()
 {
-    if (m_drawn > 0)
-        draw("", m_drawn);
+    {
+        std::lock_guard const lock(m_mutex);
+        m_ended = true;
+    }
+    m_changed.notify_all();
+    if (m_thread.joinable())
+        m_thread.join();
 }
 
-void ProgressLine::show(
-    size_t done, size_t total, std::chrono::steady_clock::duration elapsed) noexcept
+void ProgressLine::show(Subject subject)
 {
-    if (!m_enabled)
+    {
+        std::lock_guard const lock(m_mutex);
+        m_text = textOf(subject);
+    }
+    m_changed.notify_all();
+}
+
+void ProgressLine::run()
+{
+    std::unique_lock lock(m_mutex);
+    if (m_changed.wait_for(lock, SHOWN_AFTER, [this] { return m_ended; }))
         return;
-    long long const seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
-    std::array<char, 100> line;
-    int const length = std::snprintf(
-        line.data(), line.size(), "sampling %zu/%zu processors ... %lld s", done, total, seconds);
-    if (length <= 0)
-        return;
-    draw(line.data(), m_drawn);
-    m_drawn = static_cast<size_t>(length);
+    std::string drawn;
+    while (!m_ended) {
+        draw(m_text, drawn.size());
+        drawn = m_text;
+        m_changed.wait(lock, [&] { return m_ended || m_text != drawn; });
+    }
+    draw("", drawn.size());
 }
 
 }

@@ -1,28 +1,36 @@
 #pragma once
 
-#include <chrono>
-#include <cstddef>
+#include "app/model/Problem.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
 
 namespace app {
 
-/** One line on standard error that is drawn over itself while the program waits; nothing at all
- * where standard error is no terminal. */
+/** A line on standard error that names the subject being read, where reading takes longer than a
+ * measurement of loads; nothing where standard error is no terminal. */
 class ProgressLine {
 public:
-    /** @param wanted false keeps it silent on a terminal too. */
-    explicit ProgressLine(bool wanted) noexcept;
+    /** @param wanted false shows nothing on a terminal either. */
+    explicit ProgressLine(bool wanted);
     ProgressLine(ProgressLine const&) = delete;
     ProgressLine& operator=(ProgressLine const&) = delete;
 
     /** Leaves an empty line with the cursor at its beginning. */
     ~ProgressLine();
 
-    /** Draws "sampling 2/64 processors ... 3 s". */
-    void show(size_t done, size_t total, std::chrono::steady_clock::duration elapsed) noexcept;
+    void show(Subject subject);
 
 private:
-    bool const m_enabled;
-    size_t m_drawn = 0; // Columns that stand there.
+    void run();
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::string m_text;
+    bool m_ended = false;
+    std::thread m_thread; // Draws, as the program itself waits in a query.
 };
 
 }

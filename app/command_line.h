@@ -1,36 +1,35 @@
 #pragma once
 
-#include "app/Session.h"
-#include "app/commands.h"
-#include "app/exit_status.h"
+#include "app/model/Machine.h"
+#include "app/write/table.h"
 
+#include <chrono>
+#include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace app {
 
-/** What the arguments came to. */
+/** The arguments of one run. */
 struct CommandLine {
-    /** The command that was named; null for the summary. */
-    Command* command = nullptr;
+    enum Output { SUMMARY, TABLES, JSON };
 
-    /** True where the program is to write @ref text to standard output and nothing else. */
-    bool onlyText = false;
-    std::string text;
+    Subjects subjects;
+    Output output = SUMMARY;
+    TableOptions table;
+    bool loads = true;
+    unsigned traceLevel = 0;
+    std::optional<std::chrono::steady_clock::duration> watchInterval;
+    std::optional<std::string> text; ///< Help or version: written in place of anything else.
 };
 
-/** The message tells what is wrong with the arguments. */
+/** The message says what is wrong with the arguments. */
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/**
- * Reads the program's arguments.
- *
- * @param settings receives the general options; the commands receive their own.
- * @throws UsageError
- */
-CommandLine readCommandLine(
-    int argc, char const* const* argv, Commands const& commands, Settings& settings);
+/** @throws UsageError */
+CommandLine readCommandLine(int argc, char const* const* argv);
 
 }

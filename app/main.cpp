@@ -1,14 +1,20 @@
-#include "app/Library.h"
-#include "app/Session.h"
+#include "app/ProgressLine.h"
 #include "app/command_line.h"
-#include "app/standard_streams.h"
-#include "app/summary.h"
+#include "app/exit_status.h"
+#include "app/read/TraceOutput.h"
+#include "app/read/read_machine.h"
+#include "app/watch/recovery_watch.h"
+#include "app/write/display.h"
+#include "app/write/json.h"
+#include "app/write/standard_streams.h"
+#include "app/write/summary.h"
+#include "app/write/table.h"
 
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <optional>
+#include <sstream>
 #include <unistd.h>
 
 namespace app {
@@ -30,48 +36,87 @@ void setLocale()
         ::unsetenv(variable);
 }
 
-ExitStatus writeOutput(std::string const& text, ExitStatus status)
+void complainOf(Problem const& problem)
 {
-    int const error = writeWhole(STDOUT_FILENO, text);
-    if (error == 0)
-        return status;
+    complain("cannot read " + problem.fact + ": " + printable(problem.reason));
+}
+
+ExitStatus outputFailed(int error)
+{
     complain(std::string("cannot write to standard output: ") + std::strerror(error));
     return EXIT_STATUS_OUTPUT;
 }
 
-ExitStatus runCommand(Session& session, Commands const& commands, Command* command)
+void showTrace(unsigned level, std::string const& message)
 {
-    // Nothing may unwind past the session: it knows whether the library may be unloaded.
-    try {
-        ExitStatus const status = command ? command->run(session) : runSummary(session, commands);
-        return writeOutput(session.output(), status);
-    } catch (std::exception const& error) {
-        complain(error.what());
-        return EXIT_STATUS_INTERNAL;
+    (void)writeWhole(
+        STDERR_FILENO, "trace " + std::to_string(level) + ": " + printable(message) + "\n");
+}
+
+ExitStatus statusOf(Machine const& machine)
+{
+    if (!machine.problems.empty())
+        return EXIT_STATUS_QUERY_FAILED;
+    // Only the command that is about nothing else reports it so.
+    bool const aboutRecovery = machine.subjects == Subjects{Subject::RECOVERY};
+    return aboutRecovery && !machine.recovery ? EXIT_STATUS_NO_RECOVERY : EXIT_STATUS_OK;
+}
+
+ExitStatus show(CommandLine const& line, TraceOutput& trace)
+{
+    Machine machine;
+    {
+        // A trace on the same terminal is a sign of life too, and would tear the line.
+        ProgressLine progress(line.traceLevel == 0);
+        machine = readMachine(
+            {line.subjects, line.loads, [&progress](Subject subject) { progress.show(subject); }},
+            trace);
     }
+    for (Problem const& problem : machine.problems)
+        complainOf(problem);
+    std::ostringstream out;
+    switch (line.output) {
+    case CommandLine::SUMMARY:
+        writeSummary(machine, out);
+        break;
+    case CommandLine::TABLES:
+        writeTables(machine, line.table, out);
+        break;
+    case CommandLine::JSON:
+        writeJson(machine, line.table.diskTree, out);
+        break;
+    }
+    int const error = writeWhole(STDOUT_FILENO, out.str());
+    return error == 0 ? statusOf(machine) : outputFailed(error);
+}
+
+ExitStatus watch(CommandLine const& line, TraceOutput& trace)
+{
+    auto const read = [&] { return readMachine({line.subjects, false, {}}, trace); };
+    // A trace on the same terminal would tear the bar.
+    bool const drawn = isatty(STDOUT_FILENO) == 1 && line.traceLevel == 0;
+    ViewKind const kind = line.output == CommandLine::JSON ? ViewKind::JSON
+        : drawn                                            ? ViewKind::BAR
+                                                           : ViewKind::LINES;
+    WatchEnd const end = watchRecovery(read, *line.watchInterval, kind);
+    if (end.outputError != 0)
+        return outputFailed(end.outputError);
+    if (end.problem) {
+        complainOf(*end.problem);
+        return EXIT_STATUS_QUERY_FAILED;
+    }
+    return end.interrupted ? EXIT_STATUS_INTERRUPTED : EXIT_STATUS_OK;
 }
 
 ExitStatus run(int argc, char const* const* argv)
 {
-    Commands const commands = makeCommands();
-    Settings settings;
-    CommandLine const line = readCommandLine(argc, argv, commands, settings);
-    if (line.onlyText)
-        return writeOutput(line.text, EXIT_STATUS_OK);
-
-    Library const library =
-        settings.libraryPath.empty() ? Library() : Library(settings.libraryPath);
-    if (settings.traceLevel > 0 && !library.trace())
-        complain("the library '" + settings.libraryPath + "' has no trace to show");
-    Session session(library, settings);
-    ExitStatus const status = runCommand(session, commands, line.command);
-    if (session.threadsLeftBehind()) {
-        // Some threads are still asleep inside the library, for up to 101 seconds. An ordinary exit
-        // would destroy the library's objects, or unload its code, under their feet; waiting for
-        // them would break the promise of --max-wait. The output is written, so nothing is lost.
-        _exit(status);
+    CommandLine const line = readCommandLine(argc, argv);
+    if (line.text) {
+        int const error = writeWhole(STDOUT_FILENO, *line.text);
+        return error == 0 ? EXIT_STATUS_OK : outputFailed(error);
     }
-    return status;
+    TraceOutput trace(line.traceLevel, showTrace);
+    return line.watchInterval ? watch(line, trace) : show(line, trace);
 }
 
 }
@@ -87,9 +132,6 @@ int main(int argc, char** argv)
     } catch (app::UsageError const& error) {
         app::complain(error.what() + std::string("\nTry 'dovrel-sysinfo --help'."));
         return app::EXIT_STATUS_USAGE;
-    } catch (app::LibraryError const& error) {
-        app::complain(error.what());
-        return app::EXIT_STATUS_LIBRARY;
     } catch (std::exception const& error) {
         app::complain(error.what());
         return app::EXIT_STATUS_INTERNAL;

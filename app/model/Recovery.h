@@ -1,0 +1,48 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+namespace app {
+
+/** The stages of the recovery engine's work. */
+enum class RecoveryPhase { IDLE, EARLY, RESTORING, FINAL_SYNC, LATER };
+
+/** The engine's numbers of the operations that stand for a phase. */
+enum RecoveryOperation : int32_t {
+    OPERATION_IDLE = 1000,
+    OPERATION_RESTORE = 5000,
+    OPERATION_FINAL_SYNC = 5500
+};
+
+/** A recovery at one moment. Times are seconds since 1970, sizes MB of 1,048,576 bytes. */
+struct Recovery {
+    int32_t operation = 0;
+    std::optional<unsigned> percent;
+    std::optional<uint32_t> filesDone;
+    std::optional<uint32_t> filesTotal;
+    std::optional<uint32_t> megabytesDone;
+    std::optional<uint32_t> megabytesTotal;
+    std::optional<uint32_t> megabytesPerSecond; ///< The average since the start of the restore.
+    std::optional<int64_t> recoverStart;
+    std::optional<int64_t> recoverEnd;
+    std::optional<int64_t> restoreStart;
+    std::optional<int64_t> restoreEnd; ///< Unknown while the restore runs.
+
+    RecoveryPhase phase() const;
+
+    /**
+     * Whether the recovery has ended at @p now.
+     *
+     * True where the engine is idle, where the recovery's end is written, and some seconds after
+     * the end of a whole restore that no later operation has followed: some engines write no end of
+     * the recovery.
+     */
+    bool isOver(int64_t now) const;
+
+    /** @return the time that the restore still takes at its average rate; nothing where unknown. */
+    std::optional<std::chrono::seconds> timeLeft(int64_t now) const;
+};
+
+}

@@ -1,0 +1,131 @@
+#include "app/read/Reader.h"
+
+#include <common/basic/IniFile.h>
+#include <common/basic/text_cast.h>
+
+#include <cerrno>
+#include <fstream>
+#include <limits>
+#include <sys/stat.h>
+
+namespace app {
+
+namespace {
+
+constexpr char const* STATUS_FILE = "/etc/dovrel/status.ini";
+
+/** The engine's own percentage. */
+constexpr char const* PERCENT_FILE = "/tmp/percent";
+
+using Record = sysinfo::SystemInformation::CloneInfo;
+
+bool statusFileIsMissing()
+{
+    struct stat ignored { };
+    return stat(STATUS_FILE, &ignored) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+/** The engine's file, for the facts that a record does not tell apart: it has 0 MB for bytes that
+ * nobody has counted, and the time of the query for the end of a restore that runs. */
+class StatusFile {
+public:
+    StatusFile() : m_file(STATUS_FILE, false, true, false) { }
+
+    bool hasCounter(char const* key) const
+    {
+        dovrel::string text;
+        constexpr long long MISSING = -1;
+        return m_file.lookupString("RestoreStatus", key, text)
+            && dovrel::literal_cast<long long>(text, MISSING) >= 0;
+    }
+
+    bool hasAllCounters() const
+    {
+        return hasCounter("TotalFiles") && hasCounter("FilesDone") && hasCounter("TotalBytes")
+            && hasCounter("BytesDone");
+    }
+
+    bool hasRestoreEnd() const { return !m_file.ReadString("main", "RestoreEnd", "").empty(); }
+
+private:
+    dovrel::IniFile const m_file;
+};
+
+/** The library's time of an empty text, and of most malformed ones, lies before 1970 or is -1. */
+std::optional<int64_t> knownTime(long seconds)
+{
+    return seconds > 0 ? std::optional<int64_t>(seconds) : std::nullopt;
+}
+
+/** A counter that is missing is the largest number of 32 bits in the record. */
+std::optional<uint32_t> knownCounter(unsigned count)
+{
+    return count == std::numeric_limits<uint32_t>::max() ? std::nullopt
+                                                         : std::optional<uint32_t>(count);
+}
+
+std::optional<uint32_t> knownRate(double rate)
+{
+    constexpr double LARGEST = std::numeric_limits<uint32_t>::max();
+    return rate >= 0 && rate <= LARGEST ? std::optional(static_cast<uint32_t>(rate)) : std::nullopt;
+}
+
+/** @return whether the engine's file says @p percent. */
+bool engineSays(unsigned percent)
+{
+    struct stat status { };
+    // Anybody can make anything under this name, a FIFO without a writer for example.
+    if (stat(PERCENT_FILE, &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    std::ifstream file(PERCENT_FILE);
+    unsigned said = 0;
+    return file >> said && said == percent;
+}
+
+Recovery toRecovery(Record const& record, StatusFile const& status)
+{
+    Recovery recovery;
+    recovery.operation = static_cast<int32_t>(record.getOperationID());
+    recovery.recoverStart = knownTime(record.getRecoverStartTime());
+    recovery.recoverEnd = knownTime(record.getRecoverEndTime());
+    // Before the restore all further figures of a record are 0.
+    if (recovery.operation < OPERATION_RESTORE)
+        return recovery;
+
+    // A percentage without all counters means something only where it is the engine's.
+    unsigned const percent = record.getOperationProgress();
+    if (status.hasAllCounters() || engineSays(percent))
+        recovery.percent = percent;
+    recovery.filesDone = knownCounter(record.getFilesDone());
+    recovery.filesTotal = knownCounter(record.getTotalFiles());
+    if (status.hasCounter("BytesDone"))
+        recovery.megabytesDone = record.getMBytesDone();
+    if (status.hasCounter("TotalBytes"))
+        recovery.megabytesTotal = record.getTotalMBytes();
+    recovery.restoreStart = knownTime(record.getRestoreStartTime());
+    // Without a start there is no time to average over.
+    if (recovery.restoreStart && recovery.megabytesDone)
+        recovery.megabytesPerSecond = knownRate(record.getThroughput());
+    if (status.hasRestoreEnd())
+        recovery.restoreEnd = knownTime(record.getRestoreEndTime());
+    return recovery;
+}
+
+}
+
+void readRecovery(Reader& reader, Machine& machine)
+{
+    reader.query(machine,
+        {Subject::RECOVERY, "the recovery", "the engine's status cannot be read", STATUS_FILE},
+        [&] {
+            bool unavailable = true;
+            bool const missingBefore = statusFileIsMissing();
+            auto const record = reader.library().getCloneInfo(unavailable);
+            if (record)
+                machine.recovery = toRecovery(*record, StatusFile());
+            // A file that comes or goes during the query is missing, not unreadable.
+            return record || missingBefore || statusFileIsMissing();
+        });
+}
+
+}

@@ -1,0 +1,108 @@
+#include "app/watch/RecoveryView.h"
+
+#include "app/write/display.h"
+#include "app/write/json.h"
+#include "app/write/names.h"
+#include "app/write/recovery_line.h"
+#include "app/write/standard_streams.h"
+
+#include <algorithm>
+#include <ctime>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace app {
+
+namespace {
+
+class ChangeView : public RecoveryView {
+public:
+    int show(std::optional<Recovery> const& recovery) override
+    {
+        std::string text = this->text(recovery);
+        if (text == m_last)
+            return 0;
+        m_last = std::move(text);
+        return writeWhole(STDOUT_FILENO, m_last + "\n");
+    }
+
+    int close() override { return 0; }
+
+private:
+    virtual std::string text(std::optional<Recovery> const& recovery) const = 0;
+
+    std::string m_last;
+};
+
+class LineView : public ChangeView {
+    std::string text(std::optional<Recovery> const& recovery) const override
+    {
+        return recovery ? recoveryLine(*recovery) : NO_RECOVERY;
+    }
+};
+
+class JsonView : public ChangeView {
+    std::string text(std::optional<Recovery> const& recovery) const override
+    {
+        return recoveryJsonLine(recovery);
+    }
+};
+
+/** Nothing of the terminal is changed: no escape sequence is needed, and none left behind by a
+ * program that is killed. */
+class BarView : public RecoveryView {
+public:
+    int show(std::optional<Recovery> const& recovery) override
+    {
+        bool const blocks = localeIsUtf8();
+        size_t const columns = usableColumns();
+        std::string const line = recovery
+            ? recoveryBar(*recovery, columns, std::time(nullptr), blocks)
+            : std::string(NO_RECOVERY).substr(0, columns);
+        size_t const width = displayWidth(line);
+        // Blanks over what stands there, but not into the next line of a narrower terminal.
+        size_t const over = std::min(m_drawn, columns);
+        std::string const rest(over > width ? over - width : 0, ' ');
+        m_drawn = width;
+        m_open = true;
+        return writeWhole(STDOUT_FILENO, "\r" + line + rest);
+    }
+
+    int close() override
+    {
+        return std::exchange(m_open, false) ? writeWhole(STDOUT_FILENO, "\n") : 0;
+    }
+
+private:
+    /** Two columns stay free for the "^C" that a terminal echoes, and the last one: some terminals
+     * go on to the next line as soon as it is written. */
+    static size_t usableColumns()
+    {
+        constexpr size_t FREE = 3;
+        constexpr size_t USUAL = 80; // For a terminal that does not tell, as a serial line.
+        winsize size{};
+        bool const told = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+        return std::max<size_t>(told ? size.ws_col : USUAL, FREE + 1) - FREE;
+    }
+
+    size_t m_drawn = 0; // Columns that stand there.
+    bool m_open = false;
+};
+
+}
+
+std::unique_ptr<RecoveryView> makeRecoveryView(ViewKind kind)
+{
+    switch (kind) {
+    case ViewKind::LINES:
+        return std::make_unique<LineView>();
+    case ViewKind::JSON:
+        return std::make_unique<JsonView>();
+    case ViewKind::BAR:
+        break;
+    }
+    return std::make_unique<BarView>();
+}
+
+}

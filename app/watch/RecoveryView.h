@@ -1,0 +1,32 @@
+#pragma once
+
+#include "app/model/Recovery.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace app {
+
+/** The view of a recovery on standard output. Every function returns 0, or the errno of a failed
+ * write. */
+class RecoveryView {
+public:
+    virtual ~RecoveryView() = default;
+
+    /** @param recovery null where none has been started. */
+    [[nodiscard]] virtual int show(std::optional<Recovery> const& recovery) = 0;
+
+    /** Leaves the cursor at the beginning of a line. */
+    [[nodiscard]] virtual int close() = 0;
+};
+
+enum class ViewKind {
+    BAR, ///< One line of a terminal, drawn over itself.
+    LINES, ///< One line for each change.
+    JSON ///< One object on one line for each change.
+};
+
+std::unique_ptr<RecoveryView> makeRecoveryView(ViewKind kind);
+
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/** Facts as people read them. Widths are columns of a terminal, in the program's locale. */
+namespace app {
+
+/** Stands for an unknown fact, and for none. */
+inline constexpr char const* UNKNOWN = "-";
+
+/**
+ * Replaces every control character, and every byte that the locale cannot decode, by one '?'. Names
+ * come from the machine, and a terminal would obey an escape sequence in them.
+ */
+std::string printable(std::string const& text);
+
+/** @return the columns of a terminal that a printable string takes. wcwidth(3). */
+size_t displayWidth(std::string const& text);
+
+/** @return the number with one decimal, and a point in every locale: scripts read tables too. */
+std::string oneDecimal(double value);
+
+/** @return the elements with ", " between them. */
+std::string joined(std::vector<std::string> const& elements);
+
+/** @return an address, "<invalid>" where the library could not read it. */
+std::string addressText(std::optional<std::string> const& address);
+
+/** @return the addresses with ", " between them, empty where there is none. */
+std::string addressesText(std::optional<std::vector<std::optional<std::string>>> const& addresses);
+
+/** @return the share of a part; nothing where it is unknown or larger than the whole. */
+std::optional<double> percentOf(std::optional<uint64_t> part, std::optional<uint64_t> whole);
+
+/** "12.5 %", or `UNKNOWN`. */
+std::string percentText(std::optional<double> percent);
+
+enum SizeUnit {
+    UNIT_FITTING, ///< Units of 1,024, "15.6 GiB", with one decimal from KiB on.
+    UNIT_BYTES ///< The number of bytes alone.
+};
+
+/** A size, or `UNKNOWN`. */
+std::string sizeText(std::optional<uint64_t> bytes, SizeUnit unit = UNIT_FITTING);
+
+/** @return true where the locale writes UTF-8. nl_langinfo(3). */
+bool localeIsUtf8();
+
+/**
+ * A bar of @p cells columns, full at 100 and above.
+ *
+ * @param blocks true for block characters in UTF-8, false for '#' and '.'.
+ */
+std::string bar(double percent, unsigned cells, bool blocks);
+
+/** A bar of ten columns as the locale can write it, or nothing. */
+std::string barText(std::optional<double> percent);
+
+}

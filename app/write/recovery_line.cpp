@@ -1,0 +1,106 @@
+#include "app/write/recovery_line.h"
+
+#include "app/write/display.h"
+#include "app/write/names.h"
+
+#include <array>
+#include <cstdio>
+
+namespace app {
+
+namespace {
+
+std::string countText(std::optional<uint32_t> count)
+{
+    return count ? std::to_string(*count) : UNKNOWN;
+}
+
+std::string wholePercent(std::optional<unsigned> percent)
+{
+    return percent ? std::to_string(*percent) + " %" : UNKNOWN;
+}
+
+std::string rateText(std::optional<uint32_t> megabytesPerSecond)
+{
+    return countText(megabytesPerSecond) + " MB/s";
+}
+
+/** "1:02:03", or `UNKNOWN`. */
+std::string durationText(std::optional<std::chrono::seconds> duration)
+{
+    if (!duration)
+        return UNKNOWN;
+    long long const seconds = duration->count();
+    std::array<char, 64> text;
+    (void)std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", seconds / 3600,
+        seconds / 60 % 60, seconds % 60);
+    return text.data();
+}
+
+std::string barOf(std::optional<unsigned> percent, unsigned cells, bool blocks)
+{
+    return bar(percent.value_or(0), cells, blocks);
+}
+
+bool isRestorePhase(Recovery const& recovery)
+{
+    return recovery.phase() != RecoveryPhase::IDLE && recovery.phase() != RecoveryPhase::EARLY;
+}
+
+}
+
+std::string recoveryLine(Recovery const& recovery)
+{
+    std::string line = phaseText(recovery);
+    if (!isRestorePhase(recovery))
+        return line;
+    return line + "  " + wholePercent(recovery.percent) + "  " + countText(recovery.filesDone)
+        + " of " + countText(recovery.filesTotal) + " files  " + countText(recovery.megabytesDone)
+        + " of " + countText(recovery.megabytesTotal) + " MB  "
+        + rateText(recovery.megabytesPerSecond);
+}
+
+std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, bool blocks)
+{
+    if (!isRestorePhase(recovery))
+        return phaseText(recovery).substr(0, columns);
+
+    enum Field { PHASE, BAR, PERCENT, MEGABYTES, RATE, LEFT, FILES, FIELDS };
+    constexpr size_t SMALLEST_BAR = 10;
+    constexpr size_t BRACKETS = 2;
+    constexpr size_t GAP = 2;
+    std::string percent = wholePercent(recovery.percent);
+    percent.insert(0, percent.size() < 5 ? 5 - percent.size() : 0, ' '); // As wide as "100 %".
+    std::array<std::string, FIELDS> fields;
+    fields[PHASE] = phaseText(recovery);
+    fields[PERCENT] = percent;
+    fields[MEGABYTES] =
+        countText(recovery.megabytesDone) + "/" + countText(recovery.megabytesTotal) + " MB";
+    fields[RATE] = rateText(recovery.megabytesPerSecond);
+    fields[LEFT] = durationText(recovery.timeLeft(now)) + " left";
+    fields[FILES] = countText(recovery.filesDone) + "/" + countText(recovery.filesTotal) + " files";
+    fields[BAR] = std::string(SMALLEST_BAR + BRACKETS, ' '); // Its place.
+
+    auto const width = [&fields] {
+        size_t sum = 0;
+        for (std::string const& field : fields)
+            sum += field.empty() ? 0 : field.size() + (sum > 0 ? GAP : 0);
+        return sum;
+    };
+    for (Field const field : {FILES, PHASE, RATE, MEGABYTES, LEFT, BAR})
+        if (width() > columns)
+            fields[field].clear();
+
+    if (!fields[BAR].empty()) {
+        auto const cells = static_cast<unsigned>(SMALLEST_BAR + columns - width());
+        fields[BAR] = "[" + barOf(recovery.percent, cells, blocks) + "]";
+    }
+    std::string line;
+    for (std::string const& field : fields)
+        if (!field.empty())
+            line += (line.empty() ? "" : std::string(GAP, ' ')) + field;
+    // Blocks have several bytes a column, but where there is a bar nothing is cut.
+    return fields[BAR].empty() ? line.substr(0, columns) : line;
+}
+
+}

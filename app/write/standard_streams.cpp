@@ -1,0 +1,38 @@
+#include "app/write/standard_streams.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace app {
+
+void occupyStandardDescriptors() noexcept
+{
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) != -1)
+            continue;
+        // The lowest free number is the one given: this one, since those below are taken by now.
+        (void)open("/dev/null", descriptor == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+int writeWhole(int descriptor, std::string const& text) noexcept
+{
+    size_t written = 0;
+    while (written < text.size()) {
+        ssize_t const count = write(descriptor, text.data() + written, text.size() - written);
+        if (count >= 0)
+            written += static_cast<size_t>(count);
+        else if (errno != EINTR)
+            return errno;
+    }
+    return 0;
+}
+
+void complain(std::string const& message)
+{
+    // Where standard error cannot be written either there is nobody left to tell.
+    (void)writeWhole(STDERR_FILENO, "dovrel-sysinfo: " + message + "\n");
+}
+
+}
