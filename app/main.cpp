@@ -6,6 +6,7 @@
 #include "app/watch/recovery_watch.h"
 #include "app/write/display.h"
 #include "app/write/json.h"
+#include "app/write/names.h"
 #include "app/write/standard_streams.h"
 #include "app/write/summary.h"
 #include "app/write/table.h"
@@ -36,11 +37,6 @@ void setLocale()
         ::unsetenv(variable);
 }
 
-void complainOf(Problem const& problem)
-{
-    complain("cannot read " + problem.fact + ": " + printable(problem.reason));
-}
-
 ExitStatus outputFailed(int error)
 {
     complain(std::string("cannot write to standard output: ") + std::strerror(error));
@@ -57,7 +53,7 @@ ExitStatus statusOf(Machine const& machine)
 {
     if (!machine.problems.empty())
         return EXIT_STATUS_QUERY_FAILED;
-    // Only the command that is about nothing else reports it so.
+    // In the summary it is one fact among others.
     bool const aboutRecovery = machine.subjects == Subjects{Subject::RECOVERY};
     return aboutRecovery && !machine.recovery ? EXIT_STATUS_NO_RECOVERY : EXIT_STATUS_OK;
 }
@@ -73,7 +69,7 @@ ExitStatus show(CommandLine const& line, TraceOutput& trace)
             trace);
     }
     for (Problem const& problem : machine.problems)
-        complainOf(problem);
+        complain(problemText(problem));
     std::ostringstream out;
     switch (line.output) {
     case CommandLine::SUMMARY:
@@ -102,7 +98,7 @@ ExitStatus watch(CommandLine const& line, TraceOutput& trace)
     if (end.outputError != 0)
         return outputFailed(end.outputError);
     if (end.problem) {
-        complainOf(*end.problem);
+        complain(problemText(*end.problem));
         return EXIT_STATUS_QUERY_FAILED;
     }
     return end.interrupted ? EXIT_STATUS_INTERRUPTED : EXIT_STATUS_OK;

@@ -15,15 +15,14 @@ constexpr unsigned UNTOUCHED = std::numeric_limits<unsigned>::max();
 
 std::optional<double> loadBetween(ProcessorTicks const& first, ProcessorTicks const& second)
 {
-    if (first.busy == second.busy)
+    // Of 32 bits, so that a counter that passes 2^32 between the samples has moved forwards.
+    auto const busy = static_cast<int32_t>(second.busy - first.busy);
+    auto const idle = static_cast<int32_t>(second.idle - first.idle);
+    if (busy == 0)
         return 0.0;
-    uint32_t const busy = second.busy - first.busy;
-    uint32_t const idle = second.idle - first.idle;
-    uint32_t const total = busy + idle;
-    if (total == 0)
+    if (busy < 0 || idle < 0)
         return std::nullopt;
-    double const load = 100.0 - 100.0 * idle / total;
-    return load >= 0.0 ? std::optional(load) : std::nullopt;
+    return 100.0 * busy / (static_cast<double>(busy) + idle);
 }
 
 void LoadMeter::begin(Machine& machine)
@@ -49,7 +48,7 @@ void LoadMeter::end(Machine& machine)
 std::vector<std::optional<ProcessorTicks>> LoadMeter::sample(Machine& machine)
 {
     std::vector<std::optional<ProcessorTicks>> ticks(machine.processors->size());
-    m_reader.query(machine,
+    bool const complete = m_reader.query(machine,
         {Subject::PROCESSORS, "the processors' loads", "the counters cannot be read", "/proc/stat"},
         [&] {
             for (size_t i = 0; i < ticks.size(); ++i) {
@@ -64,6 +63,8 @@ std::vector<std::optional<ProcessorTicks>> LoadMeter::sample(Machine& machine)
             }
             return true;
         });
+    if (!complete)
+        ticks.clear();
     return ticks;
 }
 

@@ -29,13 +29,13 @@ public:
     /** Takes the first sample of each processor of the machine. */
     void begin(Machine& machine);
 
-    /** Waits for the rest of the second, takes the second samples and fills the loads in. Does
-     * nothing where no measurement was begun. */
+    /** Waits for the rest of the second, takes the second samples and fills the loads in. Returns
+     * at once where no measurement was begun, or where its first samples could not be read. */
     void end(Machine& machine);
 
 private:
-    /** @return nothing for a processor without counters; all nothing where the file cannot be read,
-     * which is a problem then. */
+    /** @return one element for each processor, nothing for one that the kernel does not list; empty
+     * where the counters cannot be read, which is a problem then. */
     std::vector<std::optional<ProcessorTicks>> sample(Machine& machine);
 
     Reader& m_reader;

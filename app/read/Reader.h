@@ -17,7 +17,11 @@ namespace app {
  */
 class Reader {
 public:
-    explicit Reader(TraceOutput& trace) : m_trace(trace) { }
+    /** @param library must outlive the reader. */
+    Reader(TraceOutput& trace, sysinfo::LinuxSystemInformation const& library)
+        : m_trace(trace), m_library(library)
+    {
+    }
 
     sysinfo::LinuxSystemInformation const& library() const { return m_library; }
 
@@ -34,7 +38,7 @@ public:
 
 private:
     TraceOutput& m_trace;
-    sysinfo::LinuxSystemInformation const m_library;
+    sysinfo::LinuxSystemInformation const& m_library;
 };
 
 /** Each fills its part of the machine. */

@@ -26,7 +26,8 @@ constexpr std::pair<Subject, Read> SUBJECTS[] = {
 
 Machine readMachine(ReadRequest const& request, TraceOutput& trace)
 {
-    Reader reader(trace);
+    sysinfo::LinuxSystemInformation const library;
+    Reader reader(trace, library);
     Machine machine;
     machine.subjects = request.subjects;
     LoadMeter meter(reader);

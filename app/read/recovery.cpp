@@ -25,12 +25,14 @@ bool statusFileIsMissing()
     return stat(STATUS_FILE, &ignored) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-/** The engine's file, for the facts that a record does not tell apart: it has 0 MB for bytes that
- * nobody has counted, and the time of the query for the end of a restore that runs. */
+/** The engine's file, for the facts that a record does not have: which counters are written, and
+ * whether the restore has ended. The record of a restore that runs has the time of the query as its
+ * end. */
 class StatusFile {
 public:
     StatusFile() : m_file(STATUS_FILE, false, true, false) { }
 
+    /** @return false for a counter that is missing, negative or no number. */
     bool hasCounter(char const* key) const
     {
         dovrel::string text;
@@ -55,13 +57,6 @@ private:
 std::optional<int64_t> knownTime(long seconds)
 {
     return seconds > 0 ? std::optional<int64_t>(seconds) : std::nullopt;
-}
-
-/** A counter that is missing is the largest number of 32 bits in the record. */
-std::optional<uint32_t> knownCounter(unsigned count)
-{
-    return count == std::numeric_limits<uint32_t>::max() ? std::nullopt
-                                                         : std::optional<uint32_t>(count);
 }
 
 std::optional<uint32_t> knownRate(double rate)
@@ -96,8 +91,10 @@ Recovery toRecovery(Record const& record, StatusFile const& status)
     unsigned const percent = record.getOperationProgress();
     if (status.hasAllCounters() || engineSays(percent))
         recovery.percent = percent;
-    recovery.filesDone = knownCounter(record.getFilesDone());
-    recovery.filesTotal = knownCounter(record.getTotalFiles());
+    if (status.hasCounter("FilesDone"))
+        recovery.filesDone = record.getFilesDone();
+    if (status.hasCounter("TotalFiles"))
+        recovery.filesTotal = record.getTotalFiles();
     if (status.hasCounter("BytesDone"))
         recovery.megabytesDone = record.getMBytesDone();
     if (status.hasCounter("TotalBytes"))

@@ -140,7 +140,8 @@ void addDiskTree(Machine const& machine, Json& document)
     Json& disks = document["disks"] = machine.disks ? Json::array() : Json(nullptr);
     for (DiskBranch const& branch : diskTreeOf(machine)) {
         Json mounts = nullptr;
-        if (machine.mounts) {
+        // Without the disks every mount would look like one without a disk.
+        if (machine.disks && machine.mounts) {
             mounts = Json::array();
             for (Mount const* mount : branch.mounts)
                 mounts.push_back(jsonOf(*mount));

@@ -1,5 +1,7 @@
 #include "app/write/names.h"
 
+#include "app/write/display.h"
+
 #include <array>
 
 namespace app {
@@ -27,6 +29,12 @@ std::string phaseText(Recovery const& recovery)
         break;
     }
     return "later operation " + std::to_string(recovery.operation);
+}
+
+std::string problemText(Problem const& problem)
+{
+    return "cannot read " + problem.fact + " from " + problem.source + ": "
+        + printable(problem.reason);
 }
 
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/model/Problem.h"
 #include "app/model/Recovery.h"
 
 #include <optional>
@@ -15,6 +16,9 @@ inline constexpr unsigned NO_HYPERVISOR = 0;
 
 /** @return "restoring", or "early operation 4000". */
 std::string phaseText(Recovery const& recovery);
+
+/** @return "cannot read the processors from /proc/stat: " and the reason, in one line. */
+std::string problemText(Problem const& problem);
 
 inline constexpr char const* NO_RECOVERY = "no recovery has been started on this machine";
 

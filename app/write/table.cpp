@@ -189,8 +189,10 @@ void writeTables(Machine const& machine, TableOptions const& options, std::ostre
         tables.push_back(tableOf(*machine.processors, machine.loadsMeasured));
     if (machine.memory)
         tables.push_back(tableOf(*machine.memory));
-    if (options.diskTree && (machine.disks || machine.mounts)) {
-        tables.push_back(tableOf(diskTreeOf(machine), unit));
+    if (options.diskTree) {
+        // Without the disks every mount would look like one without a disk.
+        if (machine.disks)
+            tables.push_back(tableOf(diskTreeOf(machine), unit));
     } else {
         if (machine.disks)
             tables.push_back(tableOf(*machine.disks, unit));

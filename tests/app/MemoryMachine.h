@@ -9,8 +9,9 @@ namespace app_test {
 
 /** What the program says where the library finds no total or no free memory in the kernel's text.
  */
-inline constexpr char const* KERNEL_TELLS_NO_MEMORY =
-    "dovrel-sysinfo: cannot read the memory: the kernel does not tell both total and free\n";
+inline constexpr char const* KERNEL_REPORTS_NO_MEMORY =
+    "dovrel-sysinfo: cannot read the memory from /proc/meminfo, dmidecode: "
+    "the kernel does not report both total and free\n";
 
 /** A machine whose memory is what the test says: its own /proc/meminfo, and its own dmidecode,
  * which finds nothing at first. */

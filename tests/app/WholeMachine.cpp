@@ -4,18 +4,11 @@
 
 namespace app_test {
 
-Program knownMachine(std::vector<std::string> arguments)
-{
-    Program program(std::move(arguments));
-    program.arguments.insert(program.arguments.begin(), {"--library", DOVREL_KNOWN_LIBRARY});
-    return program;
-}
-
 WholeMachine::WholeMachine()
 {
     kernel("MemTotal: 2096128 kB\nMemFree: 1048576 kB\n");
     modules("Memory Device\n\tSize: 2 GB\n");
-    folder().file("stat", "cpu0 1 1 1 1 1 1 1\ncpu1 1 1 1 1 1 1 1\n");
+    counters("cpu0 1 1 1 1 1 1 1\ncpu1 1 1 1 1 1 1 1\n");
     kernelFile("devices/system/cpu/cpu1/cpufreq/bios_limit", "3500000\n");
     kernelFile("class/dmi/id/sys_vendor", "Acme\n");
     kernelFile("class/dmi/id/product_name", "Rocket\n");
@@ -24,7 +17,7 @@ WholeMachine::WholeMachine()
     mounts("");
     std::filesystem::create_directories(folder().path() / "sbin");
     std::filesystem::create_directories(folder().path() / "tools");
-    for (char const* const tool : {"sh", "grep"})
+    for (char const* const tool : {"sh", "grep", "sleep"})
         std::filesystem::copy_file(
             std::filesystem::path("/bin") / tool, folder().path() / "tools" / tool);
     // Its beginning is that of the one cloud whose machines are told by it.
@@ -32,6 +25,17 @@ WholeMachine::WholeMachine()
              "        ether 00:0d:3a:00:00:01  txqueuelen 1000\n");
     routes("");
     nameServers("nameserver 10.0.0.1\n");
+}
+
+void WholeMachine::counters(std::string const& lines)
+{
+    folder().file("stat", lines);
+}
+
+void WholeMachine::countersDuringMeasurement(std::string const& lines)
+{
+    // Rewritten in place: a new file would not be the one that stands at /proc/stat.
+    tool("printf '" + lines + "' >'" + (folder().path() / "stat").string() + "'\n");
 }
 
 void WholeMachine::partitions(std::string const& lines)
@@ -78,13 +82,17 @@ void WholeMachine::nameServers(std::string const& text)
 void WholeMachine::printingTool(std::string const& name, std::string const& text)
 {
     auto const output = folder().file("output/" + name, text);
-    // The only commands of this machine are built into its shell.
-    auto const script = folder().file("tools/" + name,
-        "#!/bin/sh\nwhile IFS= read -r line; do printf '%s\\n' \"$line\"; done <" + output.string()
-            + "\n");
+    // The machine has no cat that reads files.
+    script(name,
+        "while IFS= read -r line; do printf '%s\\n' \"$line\"; done <" + output.string() + "\n");
+}
+
+void WholeMachine::script(std::string const& name, std::string const& text)
+{
+    auto const file = folder().file("tools/" + name, "#!/bin/sh\n" + text);
     using std::filesystem::perms;
     std::filesystem::permissions(
-        script, perms::owner_all | perms::group_read | perms::others_read | perms::others_exec);
+        file, perms::owner_all | perms::group_read | perms::others_read | perms::others_exec);
 }
 
 void WholeMachine::removeTool(std::string const& name)

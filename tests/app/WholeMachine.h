@@ -7,9 +7,6 @@
 
 namespace app_test {
 
-/** A run of the program with the library of `known_library.cpp`. */
-Program knownMachine(std::vector<std::string> arguments);
-
 /**
  * A machine of which all that the program tells is what the test says: two processors, 2 GiB of
  * memory in modules, one disk, one adapter and no mounts at first.
@@ -19,6 +16,13 @@ Program knownMachine(std::vector<std::string> arguments);
 class WholeMachine : public MemoryMachine {
 public:
     WholeMachine();
+
+    /** Sets the kernel's counters of the processors, /proc/stat in proc(5). */
+    void counters(std::string const& lines);
+
+    /** Sets the kernel's counters as soon as dmidecode runs: while the loads are measured, where
+     * the memory is read too. */
+    void countersDuringMeasurement(std::string const& lines);
 
     /** Says what the kernel tells of disks and partitions: lines "MAJOR MINOR BLOCKS NAME",
      * /proc/partitions in proc(5). */
@@ -37,6 +41,9 @@ public:
     void adapters(std::string const& text);
     void routes(std::string const& text);
     void nameServers(std::string const& text);
+
+    /** Sets the shell script of the tool "ifconfig", "route" or "cat"; it may call sleep(1). */
+    void script(std::string const& name, std::string const& text);
 
     void removeTool(std::string const& name);
 

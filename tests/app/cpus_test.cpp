@@ -1,34 +1,42 @@
 #include "app/exit_status.h"
-#include "tests/app/Program.h"
+#include "app/read/LoadMeter.h"
+#include "app/read/Reader.h"
+#include "tests/app/LocaleFor.h"
 #include "tests/app/WatchedProgram.h"
+#include "tests/app/WholeMachine.h"
+#include "tests/app/known_machine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
-#include <array>
-#include <atomic>
 #include <cctype>
 #include <chrono>
-#include <cstdio>
 #include <fcntl.h>
 #include <fstream>
 #include <sys/resource.h>
-#include <thread>
 #include <unistd.h>
 
-using app_test::Folder;
+using app::loadBetween;
+using app::Subject;
+using app_test::knownMachine;
 using app_test::linesOf;
 using app_test::Outcome;
 using app_test::Program;
+using app_test::tablesOf;
 using app_test::WatchedProgram;
+using app_test::WholeMachine;
 using nlohmann::json;
+using testing::DoubleEq;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
+using testing::Optional;
+using Clock = std::chrono::steady_clock;
 
 namespace {
+
+constexpr auto SECOND = std::chrono::seconds(1);
 
 /** The kernel's lines "cpuN ...", counted on the machine that the tests run on. */
 size_t processorsOfThisMachine()
@@ -42,73 +50,39 @@ size_t processorsOfThisMachine()
     return count;
 }
 
-/** /proc/stat of processors that have done nothing but what they are told to have done. */
-class KernelCounters {
-public:
-    explicit KernelCounters(unsigned processors) : m_processors(processors) { write(); }
-
-    std::filesystem::path path() const { return m_folder.path() / "stat"; }
-
-    /** Lets every processor work one tick and rest three. */
-    void advance()
-    {
-        ++m_step;
-        write();
-    }
-
-private:
-    void write()
-    {
-        std::string text;
-        for (unsigned i = 0; i < m_processors; ++i) {
-            std::array<char, 100> line;
-            // Of fixed width, and rewritten in place: a reader finds the old or the new figures.
-            std::snprintf(line.data(), line.size(), "cpu%u %08u 0 0 %08u 0 0 0 0 0 0\n", i,
-                1000 + m_step, 1000 + 3 * m_step);
-            text += line.data();
-        }
-        int const file = open(path().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-        ASSERT_GE(file, 0);
-        EXPECT_EQ(pwrite(file, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
-        close(file);
-    }
-
-    Folder m_folder;
-    unsigned m_processors;
-    unsigned m_step = 0;
-};
-
-/** Advances the counters while it exists. */
-class WorkingProcessors {
-public:
-    explicit WorkingProcessors(KernelCounters& counters)
-        : m_thread([this, &counters] {
-              while (!m_end) {
-                  std::this_thread::sleep_for(std::chrono::milliseconds(200));
-                  counters.advance();
-              }
-          })
-    {
-    }
-    WorkingProcessors(WorkingProcessors const&) = delete;
-    WorkingProcessors& operator=(WorkingProcessors const&) = delete;
-    ~WorkingProcessors()
-    {
-        m_end = true;
-        m_thread.join();
-    }
-
-private:
-    std::atomic<bool> m_end{false};
-    std::thread m_thread;
-};
-
-Program withCounters(KernelCounters const& counters, std::vector<std::string> arguments)
+/** The loads of processors with these counters at the beginning and at the end of a measurement. */
+json loadsBetween(std::string const& first, std::string const& second)
 {
-    Program program(std::move(arguments));
-    program.replaced["/proc/stat"] = counters.path();
-    return program;
+    WholeMachine machine;
+    machine.counters(first);
+    machine.countersDuringMeasurement(second);
+    Outcome const outcome = machine.program({"--json"}).run();
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(outcome.err, "");
+    json loads = json::array();
+    for (json const& processor : json::parse(outcome.out).at("processors"))
+        loads.push_back(processor.at("usage_percent"));
+    return loads;
 }
+
+/** Keeps the process from opening files while it exists. */
+class NoMoreFiles {
+public:
+    NoMoreFiles()
+    {
+        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &m_former), 0);
+        int const next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        close(next);
+        rlimit const none = {static_cast<rlim_t>(next), m_former.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    NoMoreFiles(NoMoreFiles const&) = delete;
+    NoMoreFiles& operator=(NoMoreFiles const&) = delete;
+    ~NoMoreFiles() { setrlimit(RLIMIT_NOFILE, &m_former); }
+
+private:
+    rlimit m_former{};
+};
 
 }
 
@@ -145,18 +119,23 @@ TEST(Cpus, areOneTableLineEach)
         EXPECT_THAT(lines[i], MatchesRegex(" *[0-9]+ +([0-9]+|-) +([0-9]+|-)"));
 }
 
-TEST(Cpus, haveTheSpeedsThatTheKernelTellsAndNoOthers)
+TEST(Cpus, haveALoadEachOnThisMachine)
 {
-    KernelCounters const counters(2);
-    Folder const folder;
-    folder.file("devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "1200000\n");
-    folder.file("devices/system/cpu/cpu1/cpufreq/bios_limit", "10400000\n");
+    Outcome const outcome = Program({"cpus", "--json"}).run();
 
-    Program program = withCounters(counters, {"cpus", "--no-usage"});
-    program.replaced["/sys"] = folder.path();
-    Outcome const table = program.run();
-    program.arguments.push_back("--json");
-    Outcome const document = program.run();
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
+    for (json const& processor : json::parse(outcome.out).at("processors"))
+        EXPECT_TRUE(processor.at("usage_percent").is_number()) << processor;
+}
+
+TEST(Cpus, haveTheSpeedsThatTheKernelReportsAndNoOthers)
+{
+    WholeMachine machine;
+    machine.kernelFile("devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "1200000\n");
+    machine.kernelFile("devices/system/cpu/cpu1/cpufreq/bios_limit", "10400000\n");
+
+    Outcome const table = machine.program({"cpus", "--no-usage"}).run();
+    Outcome const document = machine.program({"cpus", "--no-usage", "--json"}).run();
 
     EXPECT_THAT(linesOf(table.out),
         ElementsAre("CPU   MHz  Max MHz", //
@@ -167,116 +146,96 @@ TEST(Cpus, haveTheSpeedsThatTheKernelTellsAndNoOthers)
         { "index": 1, "current_mhz": null, "max_mhz": 10400, "usage_percent": null } ] })"));
 }
 
-TEST(Cpus, areSampledWithinTheTimeOfOne)
+TEST(Cpus, haveTheLoadBetweenTheSamples)
 {
-    // One after the other would take 64 seconds.
-    constexpr unsigned COUNT = 64;
-    KernelCounters counters(COUNT);
-    WorkingProcessors const working(counters);
-
-    Outcome const outcome = withCounters(counters, {"cpus", "--json", "--max-wait", "20"}).run();
-
-    ASSERT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
-    json const processors = json::parse(outcome.out).at("processors");
-    ASSERT_EQ(processors.size(), COUNT);
-    for (json const& processor : processors)
-        EXPECT_EQ(processor.at("usage_percent"), 25.0) << processor.dump();
+    // A processor that waits for a disk counts as busy.
+    EXPECT_EQ(loadsBetween("cpu0 100 0 0 500 0 0 0\ncpu1 0 0 0 7 0 0 0\ncpu2 1 2 3 4 5 6 7\n",
+                  "cpu0 110 0 0 530 0 0 0\ncpu1 9 0 0 7 0 0 0\ncpu2 2 3 4 6 6 7 8\n"),
+        json({25.0, 100.0, 75.0}));
 }
 
-TEST(Cpus, areSampledAtOnceWhereFewDescriptorsAreAllowed)
+TEST(Cpus, haveALoadOfZeroWhileTheyAreIdle)
 {
-    constexpr unsigned COUNT = 256;
-    KernelCounters counters(COUNT);
-    WorkingProcessors const working(counters);
-    rlimit former{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
-    // Enough to start the program, and too few for two threads that read at once.
-    int const next = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    close(next);
-    rlimit const few{static_cast<rlim_t>(next) + 6, former.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
-
-    Outcome const outcome = withCounters(counters, {"cpus", "--json", "--max-wait", "30"}).run();
-
-    setrlimit(RLIMIT_NOFILE, &former);
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
-    json const processors = json::parse(outcome.out).at("processors");
-    EXPECT_EQ(processors.size(), COUNT);
-    for (json const& processor : processors) {
-        ASSERT_TRUE(processor.at("usage_percent").is_number()) << processor.dump();
-        EXPECT_GT(processor.at("usage_percent"), 0.0) << processor.dump();
-    }
+    EXPECT_EQ(loadsBetween("cpu0 100 0 0 500 0 0 0\ncpu1 9 9 9 9 9 9 9\n",
+                  "cpu0 100 0 0 600 0 0 0\ncpu1 9 9 9 9 9 9 9\n"),
+        json({0.0, 0.0}));
 }
 
-TEST(Cpus, haveNoLoadWhereItCannotBeRead)
+TEST(Cpus, haveNoLoadWhereTheirCountersWentBack)
 {
-    KernelCounters const counters(2);
-    WatchedProgram program(
-        withCounters(counters, {"cpus", "--max-wait", "20", "--trace", "3"}), 80);
-    program.waitFor("Found CPU: cpu1");
-    std::filesystem::permissions(counters.path(), std::filesystem::perms::none);
+    EXPECT_EQ(loadsBetween("cpu0 100 0 0 500 0 0 0\ncpu1 100 0 0 500 0 0 0\n",
+                  "cpu0 90 0 0 530 0 0 0\ncpu1 110 0 0 490 0 0 0\n"),
+        json({nullptr, nullptr}));
+}
+
+TEST(Cpus, haveNoLoadWhereTheKernelDoesNotListThem)
+{
+    // The library numbers processors densely, so the second one is cpu1.
+    EXPECT_EQ(loadsBetween("cpu0 100 0 0 500 0 0 0\ncpu2 0 0 0 0 0 0 0\n",
+                  "cpu0 110 0 0 530 0 0 0\ncpu2 50 0 0 50 0 0 0\n"),
+        json({25.0, nullptr}));
+}
+
+TEST(Cpus, areMeasuredOverOneSecond)
+{
+    WholeMachine const machine;
+    auto const start = Clock::now();
+
+    EXPECT_EQ(machine.program({"cpus"}).run().status, app::EXIT_STATUS_OK);
+
+    EXPECT_GE(Clock::now() - start, SECOND);
+    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(1900));
+}
+
+TEST(Cpus, areNotMeasuredWithoutUsage)
+{
+    WholeMachine const machine;
+    auto const start = Clock::now();
+
+    EXPECT_EQ(machine.program({"cpus", "--no-usage"}).run().status, app::EXIT_STATUS_OK);
+
+    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(900));
+}
+
+TEST(Cpus, areAProblemWhereTheCountersCanNoLongerBeRead)
+{
+    WholeMachine machine;
+    WatchedProgram program(machine.program({"cpus", "--trace", "3"}), 80);
+    program.waitFor("Counted CPU");
+    program.waitFor("Counted CPU"); // Of the second processor.
+    machine.hide("stat");
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_THAT(program.output(), HasSubstr("Failed to read: /proc/stat"));
-    EXPECT_THAT(program.output(), HasSubstr("cannot read the load of every processor"));
+    EXPECT_THAT(program.output(),
+        HasSubstr("cannot read the processors' loads from /proc/stat: Failed to read: /proc/stat"));
+    EXPECT_THAT(program.output(), HasSubstr("CPU  MHz  Max MHz  Load"));
     EXPECT_THAT(program.output(), Not(HasSubstr("0.0 %")));
-}
-
-TEST(Cpus, haveALoadWithABar)
-{
-    KernelCounters counters(1);
-    WorkingProcessors const working(counters);
-    Program program = withCounters(counters, {"cpus", "--max-wait", "30"});
-
-    Outcome const plain = program.run();
-    program.environment["LC_ALL"] = "C.UTF-8";
-    Outcome const blocks = program.run();
-
-    EXPECT_THAT(plain.out, testing::EndsWith("  25.0 %  ###.......\n"));
-    EXPECT_THAT(blocks.out, testing::EndsWith("  25.0 %  ███░░░░░░░\n"));
-}
-
-TEST(Cpus, haveAnUnknownLoadWhenTheWaitIsOver)
-{
-    KernelCounters const counters(3);
-
-    Outcome const document = withCounters(counters, {"cpus", "--json", "--max-wait", "1"}).run();
-    Outcome const table = withCounters(counters, {"--max-wait", "1.5", "cpus"}).run();
-
-    EXPECT_EQ(document.status, app::EXIT_STATUS_OK);
-    EXPECT_EQ(document.err, "");
-    json const processors = json::parse(document.out).at("processors");
-    ASSERT_EQ(processors.size(), 3U);
-    for (json const& processor : processors)
-        EXPECT_TRUE(processor.at("usage_percent").is_null());
-    EXPECT_EQ(table.status, app::EXIT_STATUS_OK);
-    std::vector<std::string> const lines = linesOf(table.out);
-    ASSERT_EQ(lines.size(), 6U) << table.err;
-    EXPECT_THAT(lines[1], MatchesRegex(" +0 .* -"));
-    EXPECT_THAT(lines[5], HasSubstr("no answer within 1.5 s"));
 }
 
 TEST(Cpus, thatCannotBeReadAreNamed)
 {
-    Folder const folder;
-    Program program({"cpus", "--json"});
-    program.replaced["/proc/stat"] = folder.file("stat", "cpu0 1 1 1 1 1 1 1\n");
-    std::filesystem::permissions(program.replaced["/proc/stat"], std::filesystem::perms::none);
+    WholeMachine machine;
+    machine.hide("stat");
 
-    Outcome const outcome = program.run();
+    Outcome const table = machine.program({"cpus"}).run();
+    Outcome const document = machine.program({"cpus", "--json"}).run();
 
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(
-        outcome.err, "dovrel-sysinfo: cannot read the processors: Failed to open: /proc/stat\n");
+    for (Outcome const& outcome : {table, document}) {
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: cannot read the processors from /proc/stat: "
+            "Failed to open: /proc/stat\n");
+    }
+    EXPECT_EQ(table.out, "");
+    EXPECT_EQ(json::parse(document.out), json({{"processors", nullptr}}));
 }
 
 TEST(Cpus, showTheLibrarysTraceOnStandardError)
 {
-    KernelCounters const counters(2);
+    WholeMachine const machine;
 
-    Outcome const loud = withCounters(counters, {"cpus", "--no-usage", "--trace", "3"}).run();
-    Outcome const quiet = withCounters(counters, {"cpus", "--no-usage", "--trace", "2"}).run();
+    Outcome const loud = machine.program({"cpus", "--no-usage", "--trace", "3"}).run();
+    Outcome const quiet = machine.program({"cpus", "--no-usage", "--trace", "2"}).run();
 
     EXPECT_THAT(
         linesOf(loud.err), ElementsAre("trace 3: Found CPU: cpu0", "trace 3: Found CPU: cpu1"));
@@ -284,17 +243,76 @@ TEST(Cpus, showTheLibrarysTraceOnStandardError)
     EXPECT_EQ(quiet.out, loud.out);
 }
 
-TEST(Cpus, showProgressOnATerminalAndTakeItAway)
+TEST(Cpus, haveABarOfBlocksWhereTheLocaleHasThem)
 {
-    KernelCounters const counters(2);
-    Program program = withCounters(counters, {"cpus", "--json", "--max-wait", "1.2"});
-    program.errorIsTerminal = true;
+    app::Machine const machine = knownMachine({Subject::PROCESSORS});
+    EXPECT_THAT(tablesOf(machine).at(1), testing::EndsWith("  25.0 %  ###......."));
 
-    Outcome const outcome = program.run();
+    app_test::LocaleFor const utf8("C.UTF-8");
+    EXPECT_THAT(tablesOf(machine).at(1), testing::EndsWith("  25.0 %  ███░░░░░░░"));
+}
 
-    EXPECT_EQ(json::parse(outcome.out).at("processors").size(), 2U);
-    std::string const line = "\rsampling 0/2 processors ... 1 s";
-    EXPECT_THAT(outcome.err, HasSubstr(line));
-    std::string const blank = "\r" + std::string(line.size() - 1, ' ') + "\r";
-    EXPECT_THAT(outcome.err, testing::EndsWith(blank));
+TEST(Cpus, haveAnUnknownLoadInTheTable)
+{
+    EXPECT_EQ(tablesOf(knownMachine({Subject::PROCESSORS})).at(2), "  1     -    10400       -");
+}
+
+TEST(LoadBetween, isTheShareOfBusyTicks)
+{
+    EXPECT_THAT(loadBetween({100, 100}, {130, 110}), Optional(DoubleEq(25)));
+    EXPECT_THAT(loadBetween({100, 100}, {100, 110}), Optional(DoubleEq(100)));
+    EXPECT_THAT(loadBetween({100, 100}, {200, 100}), Optional(DoubleEq(0)));
+    EXPECT_THAT(loadBetween({100, 100}, {100, 100}), Optional(DoubleEq(0)));
+}
+
+TEST(LoadBetween, isRightWhereACounterPasses32Bits)
+{
+    EXPECT_THAT(loadBetween({4294967295U, 4294967290U}, {29, 0}), Optional(DoubleEq(100.0 / 6)));
+}
+
+TEST(LoadBetween, isUnknownWhereACounterWentBack)
+{
+    for (app::ProcessorTicks const second : {app::ProcessorTicks{1010, 990}, {1100, 990},
+             {990, 1010}, {900, 1010}, {990, 900}, {900, 990}})
+        EXPECT_EQ(loadBetween({1000, 1000}, second), std::nullopt)
+            << second.idle << " " << second.busy;
+}
+
+TEST(LoadMeter, hasOneProblemAndDoesNotWaitWhereTheCountersCannotBeRead)
+{
+    app::TraceOutput trace(0, {});
+    sysinfo::LinuxSystemInformation const library;
+    app::Reader reader(trace, library);
+    app::LoadMeter meter(reader);
+    app::Machine machine;
+    machine.processors.emplace(2);
+    auto const start = Clock::now();
+    {
+        NoMoreFiles const none;
+        meter.begin(machine);
+    }
+    meter.end(machine);
+
+    EXPECT_LT(Clock::now() - start, SECOND);
+    EXPECT_TRUE(machine.loadsMeasured);
+    ASSERT_EQ(machine.problems.size(), 1U);
+    EXPECT_EQ(machine.problems[0].fact, "the processors' loads");
+    EXPECT_EQ(machine.processors->at(0).loadPercent, std::nullopt);
+}
+
+TEST(LoadMeter, doesNothingWithoutProcessors)
+{
+    app::TraceOutput trace(0, {});
+    sysinfo::LinuxSystemInformation const library;
+    app::Reader reader(trace, library);
+    app::LoadMeter meter(reader);
+    app::Machine machine;
+    auto const start = Clock::now();
+
+    meter.begin(machine);
+    meter.end(machine);
+
+    EXPECT_LT(Clock::now() - start, SECOND);
+    EXPECT_FALSE(machine.loadsMeasured);
+    EXPECT_TRUE(machine.problems.empty());
 }

@@ -1,15 +1,19 @@
 #include "app/exit_status.h"
+#include "tests/app/LocaleFor.h"
 #include "tests/app/WholeMachine.h"
+#include "tests/app/known_machine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-using app_test::Folder;
+using app::Subject;
+using app_test::failureOf;
+using app_test::jsonOf;
 using app_test::knownMachine;
 using app_test::linesOf;
 using app_test::Outcome;
-using app_test::Program;
+using app_test::tablesOf;
 using app_test::WholeMachine;
 using nlohmann::json;
 using testing::ElementsAre;
@@ -18,35 +22,13 @@ using testing::Not;
 
 namespace {
 
+app::Subjects const DISK_TREE = {Subject::DISKS, Subject::MOUNTS};
+constexpr app::TableOptions TREE = {false, true};
+
 json disksOf(Outcome const& outcome)
 {
     return json::parse(outcome.out).at("disks");
 }
-
-/** The sizes that the kernel tells of the known machine's disks, in units of 512 bytes. */
-class KernelSizes {
-public:
-    KernelSizes()
-    {
-        m_folder.file("block/sda/size", "1953525168\n");
-        m_folder.file("block/cciss!c0d0/size", "8\n");
-    }
-
-    Program program(std::vector<std::string> arguments) const
-    {
-        Program program = knownMachine(std::move(arguments));
-        program.replaced["/sys"] = m_folder.path();
-        return program;
-    }
-
-private:
-    Folder m_folder;
-};
-
-constexpr char const* CANNOT_READ_DISKS =
-    "dovrel-sysinfo: cannot read the disks: the known machine?failed\n";
-constexpr char const* CANNOT_READ_MOUNTS =
-    "dovrel-sysinfo: cannot read the mounted filesystems: the known machine?failed\n";
 
 }
 
@@ -76,16 +58,25 @@ TEST(Disks, areNumbersOfBytesOnDemand)
 
 TEST(Disks, forScriptsHaveTheLibrarysFigureUnderItsOwnName)
 {
-    Outcome const outcome = KernelSizes().program({"disks", "--json"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_EQ(disksOf(outcome), json::parse(R"([
+    EXPECT_EQ(jsonOf(knownMachine({Subject::DISKS})), json::parse(R"({ "disks": [
         { "name": "sda", "caption": "MODEL_1", "size_bytes": 1000204886016, "partitions": 2,
           "library_size_figure": 500107862016 },
         { "name": "cciss/c0d0", "caption": null, "size_bytes": 4096, "partitions": 0,
           "library_size_figure": null },
-        { "name": "sd\u001B[2Jb", "caption": "EVIL\u0007\u007F?", "size_bytes": null,
-          "partitions": 1, "library_size_figure": 42 } ])"));
+        { "name": "sd\u001B[2Jb", "caption": "EVIL\u0007\u007F\u009B", "size_bytes": null,
+          "partitions": 1, "library_size_figure": 42 } ] })"));
+}
+
+TEST(Disks, withASlashInTheirNameHaveTheSizeOfTheKernelsFolder)
+{
+    WholeMachine machine;
+    machine.partitions("104 0 8 cciss/c0d0\n");
+    machine.kernelFile("block/cciss!c0d0/size", "8\n");
+
+    json const disks = disksOf(machine.program({"disks", "--json"}).run());
+
+    EXPECT_EQ(disks.at(0).at("name"), "cciss/c0d0");
+    EXPECT_EQ(disks.at(0).at("size_bytes"), 4096);
 }
 
 struct NoSize : testing::TestWithParam<char const*> { };
@@ -109,47 +100,62 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(Disks, asATreeHaveTheirMountsBelowThem)
 {
-    Outcome const outcome = KernelSizes().program({"disks", "--tree"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_THAT(linesOf(outcome.out),
+    EXPECT_THAT(tablesOf(knownMachine(DISK_TREE), TREE),
         ElementsAre("Disk                     Size       Used              Partitions  Caption",
             "sda                 931.5 GiB                                  2  MODEL_1",
             "|- /               1000.0 GiB  750.0 GiB  ########..",
             "`- /media/my disk     2.0 GiB    2.0 GiB  ##########",
             "cciss/c0d0            4.0 KiB                                  0  -",
             "`- /media/my disk     2.0 GiB    2.0 GiB  ##########",
-            "sd?[2Jb                     -                                  1  EVIL???",
+            "sd?[2Jb                     -                                  1  EVIL????",
             "(no disk)", //
             "|- /gone                    -          -",
             "`- /odd?[2J           1.0 KiB          -"));
 }
 
-TEST(Disks, asATreeOfLinesWhereTheLocaleHasThem)
+TEST(Disks, asATreeHaveBoxLinesWhereTheLocaleHasThem)
 {
-    KernelSizes const sizes;
-    Program program = sizes.program({"disks", "--tree", "--bytes"});
-    program.environment["LC_ALL"] = "C.UTF-8";
+    app_test::LocaleFor const utf8("C.UTF-8");
 
-    auto const lines = linesOf(program.run().out);
+    auto const lines = tablesOf(knownMachine(DISK_TREE), {true, true});
+
     EXPECT_THAT(lines.at(2), "├─ /               1073741824000  805306368000  ████████░░");
     EXPECT_THAT(lines.at(3), "└─ /media/my disk     2147483648    2147483648  ██████████");
 }
 
 TEST(Disks, asATreeForScriptsHaveTheirMounts)
 {
-    Outcome const outcome = KernelSizes().program({"disks", "--tree", "--json"}).run();
+    app::Machine const machine = knownMachine(DISK_TREE);
+    json const lists = jsonOf(machine);
+    json const& mounts = lists.at("mounts");
 
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    json const mounts = json::parse(knownMachine({"mounts", "--json"}).run().out).at("mounts");
-    json const disks = disksOf(outcome);
-    EXPECT_EQ(disks.at(0).at("size_bytes"), 1000204886016);
-    EXPECT_EQ(disks.at(0).at("mounts"), json({mounts.at(0), mounts.at(2)}));
-    EXPECT_EQ(disks.at(1).at("mounts"), json::array({mounts.at(2)}));
-    EXPECT_EQ(disks.at(2).at("mounts"), json::array());
-    EXPECT_EQ(
-        json::parse(outcome.out).at("mounts_without_disk"), json({mounts.at(1), mounts.at(3)}));
+    json const tree = jsonOf(machine, true);
+
+    EXPECT_EQ(tree.size(), 2U);
+    json expected = lists.at("disks");
+    expected.at(0)["mounts"] = {mounts.at(0), mounts.at(2)};
+    expected.at(1)["mounts"] = json::array({mounts.at(2)});
+    expected.at(2)["mounts"] = json::array();
+    EXPECT_EQ(tree.at("disks"), expected);
+    EXPECT_EQ(tree.at("mounts_without_disk"), json({mounts.at(1), mounts.at(3)}));
+}
+
+TEST(Disks, asATreeAreReadWithTheirMounts)
+{
+    WholeMachine machine;
+    machine.partitions("8 0 1000 sda\n8 1 1000 sda1\n");
+    machine.device("sda", "");
+    machine.device("sda1", "");
+    machine.mounts("/dev/sda1 /nowhere ext4 rw 0 0\n");
+
+    Outcome const tree = machine.program({"disks", "--tree"}).run();
+    json const document = json::parse(machine.program({"disks", "--tree", "--json"}).run().out);
+
+    EXPECT_EQ(tree.status, app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(tree.out),
+        ElementsAre(HasSubstr("Disk"), HasSubstr("sda"), testing::StartsWith("`- /nowhere ")));
+    EXPECT_EQ(document.at("disks").at(0).at("mounts").at(0).at("mount_point"), "/nowhere");
+    EXPECT_EQ(document.at("mounts_without_disk"), json::array());
 }
 
 TEST(Disks, withoutMountsWithoutADiskHaveNoSuchLine)
@@ -162,64 +168,48 @@ TEST(Disks, thatCannotBeReadAreNamed)
     WholeMachine machine;
     machine.hide("partitions");
 
-    for (std::vector<std::string> const& arguments :
-        {std::vector<std::string>{"disks"}, {"disks", "--json"}, {"disks", "--tree"}}) {
+    for (std::vector<std::string> const& arguments : {std::vector<std::string>{"disks"},
+             {"disks", "--json"}, {"disks", "--tree"}, {"disks", "--tree", "--json"}}) {
         Outcome const outcome = machine.program(arguments).run();
 
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-        EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err,
-            "dovrel-sysinfo: cannot read the disks: Failed to open: /proc/partitions\n");
+            "dovrel-sysinfo: cannot read the disks from /proc/partitions: "
+            "Failed to open: /proc/partitions\n");
+        if (arguments.back() != "--json") {
+            EXPECT_EQ(outcome.out, "");
+            continue;
+        }
+        EXPECT_TRUE(json::parse(outcome.out).at("disks").is_null());
+        EXPECT_EQ(json::parse(outcome.out).value("mounts_without_disk", json()), json());
     }
 }
 
 TEST(Disks, thatWereFoundBeforeAFailureAreShown)
 {
-    KernelSizes const sizes;
-    Program program = sizes.program({"disks"});
-    program.environment["KNOWN_FAILS"] = "disks";
+    app::Machine machine = knownMachine({Subject::DISKS});
+    machine.disks->resize(1);
+    machine.problems = {failureOf(Subject::DISKS)};
 
-    Outcome const outcome = program.run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(outcome.err, CANNOT_READ_DISKS);
-    EXPECT_THAT(linesOf(outcome.out),
-        ElementsAre(HasSubstr("Disk"), "sda   MODEL_1  931.5 GiB           2"));
+    EXPECT_THAT(
+        tablesOf(machine), ElementsAre(HasSubstr("Disk"), "sda   MODEL_1  931.5 GiB           2"));
+    EXPECT_EQ(jsonOf(machine).at("disks").size(), 1U);
 }
 
 TEST(Disks, asATreeStandAloneWhereTheMountsCannotBeRead)
 {
-    KernelSizes const sizes;
-    Program tree = sizes.program({"disks", "--tree"});
-    tree.environment["KNOWN_FAILS"] = "mounts at once";
-    Program document = sizes.program({"disks", "--tree", "--json"});
-    document.environment = tree.environment;
+    WholeMachine machine;
+    machine.hide("mounts");
 
-    Outcome const shown = tree.run();
-    Outcome const told = document.run();
+    Outcome const tree = machine.program({"disks", "--tree"}).run();
+    Outcome const document = machine.program({"disks", "--tree", "--json"}).run();
 
-    EXPECT_EQ(shown.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(shown.err, CANNOT_READ_MOUNTS);
-    EXPECT_THAT(linesOf(shown.out),
-        ElementsAre(HasSubstr("Disk"), HasSubstr("sda"), HasSubstr("cciss"), HasSubstr("EVIL")));
-    EXPECT_EQ(told.status, app::EXIT_STATUS_QUERY_FAILED);
-    for (json const& disk : disksOf(told))
-        EXPECT_TRUE(disk.at("mounts").is_null());
-    EXPECT_TRUE(json::parse(told.out).at("mounts_without_disk").is_null());
-}
-
-TEST(Disks, neverMoveTheCursor)
-{
-    KernelSizes const sizes;
-    for (std::vector<std::string> const& arguments : {std::vector<std::string>{"disks"},
-             {"disks", "--json"}, {"disks", "--tree"}, {"disks", "--tree", "--json"}}) {
-        Program program = sizes.program(arguments);
-        program.environment["LC_ALL"] = "C.UTF-8";
-
-        std::string const text = program.run().out;
-
-        EXPECT_THAT(text, HasSubstr("EVIL"));
-        EXPECT_THAT(text, Not(testing::ContainsRegex("[\x01-\x09\x0B-\x1F\x7F]")));
-        EXPECT_THAT(text, Not(HasSubstr("\xC2\x9B"))) << "the one character for ESC [";
+    for (Outcome const& outcome : {tree, document}) {
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+        EXPECT_THAT(outcome.err, HasSubstr("cannot read the mounted filesystems from "));
+        EXPECT_THAT(linesOf(outcome.err), testing::SizeIs(1));
     }
+    EXPECT_THAT(linesOf(tree.out), ElementsAre(HasSubstr("Disk"), HasSubstr("sdzz")));
+    EXPECT_TRUE(disksOf(document).at(0).at("mounts").is_null());
+    EXPECT_TRUE(json::parse(document.out).at("mounts_without_disk").is_null());
 }

@@ -1,10 +1,9 @@
-#include "app/Table.h"
-#include "app/display.h"
-#include "app/json_text.h"
+#include "app/write/TextTable.h"
+#include "app/write/display.h"
+#include "tests/app/LocaleFor.h"
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <locale>
 
 using app::bar;
@@ -12,32 +11,8 @@ using app::displayWidth;
 using app::oneDecimal;
 using app::printable;
 using app::sizeText;
-using app::Table;
-
-namespace {
-
-/** Sets the C library's locale for one test. */
-class LocaleFor {
-public:
-    explicit LocaleFor(char const* name) : m_former(std::setlocale(LC_ALL, nullptr))
-    {
-        EXPECT_NE(std::setlocale(LC_ALL, name), nullptr) << name;
-    }
-    LocaleFor(LocaleFor const&) = delete;
-    LocaleFor& operator=(LocaleFor const&) = delete;
-    ~LocaleFor() { std::setlocale(LC_ALL, m_former.c_str()); }
-
-private:
-    std::string m_former;
-};
-
-class CommaAndGroups : public std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-}
+using app::TextTable;
+using app_test::LocaleFor;
 
 TEST(Display, countsColumnsNotBytes)
 {
@@ -57,8 +32,15 @@ TEST(Display, hasNoControlCharactersAndNoBrokenText)
     EXPECT_EQ(displayWidth(printable("Z\xFCrich\xC3")), 7U);
 }
 
-TEST(Display, hasOneDecimalAndAPoint)
+TEST(Display, hasOneDecimalAndAPointInEveryLocale)
 {
+    class Comma : public std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+    std::locale const former = std::locale::global(std::locale(std::locale(), new Comma));
+    EXPECT_EQ(oneDecimal(1234.5), "1234.5");
+    std::locale::global(former);
     EXPECT_EQ(oneDecimal(0), "0.0");
     EXPECT_EQ(oneDecimal(12.5), "12.5");
     EXPECT_EQ(oneDecimal(99.97), "100.0");
@@ -104,10 +86,7 @@ TEST(Display, drawsBarsOfConstantWidth)
 TEST(TextTable, alignsNumbersToTheRightByDisplayWidth)
 {
     LocaleFor const utf8("C.UTF-8");
-    Table table;
-    table.addColumn("Ort", Table::LEFT);
-    table.addColumn("Größe", Table::RIGHT);
-    table.addColumn("", Table::LEFT);
+    TextTable table({{"Ort", TextTable::LEFT}, {"Größe", TextTable::RIGHT}, {"", TextTable::LEFT}});
     table.addRow({"日本", "1", "x"});
     table.addRow({"Zürich", "1000000"});
 
@@ -119,54 +98,15 @@ TEST(TextTable, alignsNumbersToTheRightByDisplayWidth)
 
 TEST(TextTable, withoutRowsIsItsHeading)
 {
-    Table table;
-    table.addColumn("CPU", Table::RIGHT);
-    EXPECT_EQ(table.text(), "CPU\n");
+    EXPECT_EQ(TextTable({{"CPU", TextTable::RIGHT}}).text(), "CPU\n");
 }
 
 TEST(TextTable, givesItsRowsWithoutItsHeading)
 {
-    Table table;
-    table.addColumn("", Table::LEFT);
-    table.addColumn("wide", Table::RIGHT);
+    TextTable table({{"", TextTable::LEFT}, {"wide", TextTable::RIGHT}});
     EXPECT_TRUE(table.rows().empty());
     table.addRow({"a\x1B", "1"});
     table.addRow({"b"});
 
     EXPECT_EQ(table.rows(), (std::vector<std::string>{"a?     1", "b"}));
-}
-
-TEST(JsonText, isValidWhateverANameIsMadeOf)
-{
-    std::string const text = app::jsonText({{"name", "Z\xFCrich \x1B\""}});
-
-    app::Json const read = app::Json::parse(text);
-    EXPECT_EQ(read.at("name"), "Z\xEF\xBF\xBDrich \x1B\"");
-}
-
-TEST(JsonText, hasNoControlCharactersThatATerminalObeys)
-{
-    // DEL, and U+009B, which is ESC [ in one character; U+00A0 and U+00C2 are none.
-    app::Json const document = {{"name", "\x1B[2J\x7F\xC2\x9B\xC2\xA0\xC3\x82"}};
-
-    std::string const text = app::jsonText(document);
-
-    EXPECT_EQ(text, "{\n  \"name\": \"\\u001b[2J\\u007f\\u009b\xC2\xA0\xC3\x82\"\n}\n");
-    EXPECT_EQ(app::Json::parse(text), document);
-}
-
-TEST(JsonText, keepsTheOrderOfKeysAndEndsInANewline)
-{
-    EXPECT_EQ(app::jsonText({{"z", 1}, {"a", nullptr}}), "{\n  \"z\": 1,\n  \"a\": null\n}\n");
-}
-
-TEST(JsonText, hasNeitherCommasNorGroupsInNumbers)
-{
-    std::locale const former = std::locale::global(std::locale(std::locale(), new CommaAndGroups));
-    std::string const text = app::jsonText({{"a", 12.5}, {"b", 1234567}});
-    std::string const decimal = oneDecimal(1234.5);
-    std::locale::global(former);
-
-    EXPECT_EQ(text, "{\n  \"a\": 12.5,\n  \"b\": 1234567\n}\n");
-    EXPECT_EQ(decimal, "1234.5");
 }

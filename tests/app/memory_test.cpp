@@ -1,14 +1,18 @@
 #include "app/exit_status.h"
+#include "tests/app/LocaleFor.h"
 #include "tests/app/MemoryMachine.h"
+#include "tests/app/known_machine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+using app_test::knownMachine;
 using app_test::linesOf;
 using app_test::MemoryMachine;
 using app_test::Outcome;
 using app_test::Program;
+using app_test::tablesOf;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -69,22 +73,58 @@ TEST(Memory, isThatOfTheModulesWhereTheyTellMore)
     EXPECT_EQ(memoryOf(document), figures(16ULL << 30, 4000000ULL * 1024, "modules"));
 }
 
-TEST(Memory, saysNothingOfItsSourceWhereTheTraceDoesNot)
+/** The kernel's text, the script of dmidecode, and the total and its source that they give. */
+struct Source {
+    char const* kernel;
+    char const* tool;
+    json total;
+    json source;
+};
+
+struct MemorySource : testing::TestWithParam<Source> { };
+
+TEST_P(MemorySource, isThatOfTheLargerTotal)
 {
-    // The tool fails after its output: its sum counts, but no message tells of it.
+    auto const& [kernel, tool, total, source] = GetParam();
     MemoryMachine machine;
-    machine.kernel(KERNEL);
-    machine.tool(std::string("printf '") + "Memory Device\\n\\tSize: 32 GB\\n" + "'\nexit 1\n");
+    machine.kernel(kernel);
+    machine.tool(tool);
 
-    Outcome const table = machine.program({"memory"}).run();
-    Outcome const document = machine.program({"memory", "--json"}).run();
+    json const memory = memoryOf(machine.program({"memory", "--json"}).run());
 
-    EXPECT_EQ(table.status, app::EXIT_STATUS_OK);
-    EXPECT_THAT(linesOf(table.out).at(1), "Total   32.0 GiB");
-    EXPECT_EQ(memoryOf(document), figures(32ULL << 30, 4000000ULL * 1024, nullptr));
+    EXPECT_EQ(memory.at("total_bytes"), total);
+    EXPECT_EQ(memory.at("total_source"), source);
 }
 
+constexpr char const* TWO_GIB = "MemTotal: 2097152 kB\nMemFree: 1 kB\n";
+constexpr char const* NO_TOTAL = "MemFree: 1 kB\n";
+constexpr char const* ZERO_TOTAL = "MemTotal: 0 kB\nMemFree: 0 kB\n";
+constexpr char const* NO_MODULE = "";
+constexpr char const* MODULE_1 = "echo Memory Device; echo '\tSize: 1 GB'\n";
+constexpr char const* MODULE_2 = "echo Memory Device; echo '\tSize: 2 GB'\n";
+constexpr char const* MODULE_4 = "echo Memory Device; echo '\tSize: 4 GB'\n";
+// The sum of its output counts all the same.
+constexpr char const* FAILING_4 = "echo Memory Device; echo '\tSize: 4 GB'; exit 1\n";
+json const GIB_2 = 2ULL << 30;
+json const GIB_4 = 4ULL << 30;
+
+INSTANTIATE_TEST_SUITE_P(Memory, MemorySource,
+    testing::Values(Source{TWO_GIB, NO_MODULE, GIB_2, "kernel"},
+        Source{TWO_GIB, MODULE_1, GIB_2, "kernel"}, Source{TWO_GIB, MODULE_2, GIB_2, "kernel"},
+        Source{TWO_GIB, MODULE_4, GIB_4, "modules"}, Source{TWO_GIB, FAILING_4, GIB_4, "modules"},
+        Source{NO_TOTAL, NO_MODULE, nullptr, nullptr}, Source{NO_TOTAL, MODULE_4, GIB_4, "modules"},
+        Source{ZERO_TOTAL, NO_MODULE, nullptr, nullptr},
+        Source{ZERO_TOTAL, MODULE_4, GIB_4, "modules"}));
+
 TEST(Memory, hasABarOfBlocksWhereTheLocaleHasThem)
+{
+    app_test::LocaleFor const utf8("C.UTF-8");
+
+    EXPECT_EQ(tablesOf(knownMachine({app::Subject::MEMORY})).at(3),
+        "Used    12.0 GiB  75.0 %  ████████░░");
+}
+
+TEST(Memory, hasABarInTheUsersLocale)
 {
     MemoryMachine machine;
     machine.kernel("MemTotal: 1000 kB\nMemFree: 600 kB\n");
@@ -156,7 +196,7 @@ TEST(Memory, whoseFreeFigureIsMissingFailsAndTellsTheRest)
     Outcome const document = machine.program({"memory", "--json"}).run();
 
     EXPECT_EQ(table.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(table.err, app_test::KERNEL_TELLS_NO_MEMORY);
+    EXPECT_EQ(table.err, app_test::KERNEL_REPORTS_NO_MEMORY);
     EXPECT_THAT(linesOf(table.out),
         ElementsAre("Memory     Size  Share", //
             "Total   2.0 MiB         as the kernel counts", //
@@ -175,8 +215,9 @@ TEST(Memory, thatCannotBeReadAtAllIsNamed)
     Outcome const outcome = machine.program({"memory", "--json"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, app_test::KERNEL_TELLS_NO_MEMORY);
+    EXPECT_EQ(json::parse(outcome.out), json({{"memory", nullptr}}));
+    EXPECT_EQ(machine.program({"memory"}).run().out, "");
+    EXPECT_EQ(outcome.err, app_test::KERNEL_REPORTS_NO_MEMORY);
 }
 
 TEST(Memory, ofTheModulesAloneFailsAndIsTold)
@@ -203,9 +244,9 @@ TEST(Memory, keepsTheKernelsFiguresWhereNoToolCanBeStarted)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
     EXPECT_THAT(linesOf(outcome.err),
-        ElementsAre(MatchesRegex("dovrel-sysinfo: cannot read the memory: "
-                                 "Failed to run dmidecode: there is no pseudo-terminal for it: "
-                                 "[A-Z].*")));
+        ElementsAre(
+            MatchesRegex("dovrel-sysinfo: cannot read the memory from /proc/meminfo, dmidecode: "
+                         "Failed to run dmidecode: there is no pseudo-terminal for it: [A-Z].*")));
     EXPECT_EQ(memoryOf(outcome), figures(16000000ULL * 1024, 4000000ULL * 1024, "kernel"));
 }
 
@@ -229,48 +270,14 @@ TEST(Memory, showsNoMoreOfTheTraceThanIsWanted)
     MemoryMachine machine;
     machine.kernel(KERNEL);
     machine.modules(TWO_MODULES);
+    auto const total = "trace 3: Total Memory: 16000000";
+    auto const free = "trace 3: Free Memory: 4000000";
 
+    // The kernel's figures are read once more, for the source of the total.
     EXPECT_THAT(machine.program({"memory"}).run().err, IsEmpty());
     EXPECT_THAT(linesOf(machine.program({"memory", "--trace", "3"}).run().err),
-        ElementsAre("trace 3: Total Memory: 16000000", "trace 3: Free Memory: 4000000"));
+        ElementsAre(total, free, total, free));
     EXPECT_THAT(linesOf(machine.program({"memory", "--trace", "4"}).run().err),
-        ElementsAre("trace 3: Total Memory: 16000000", "trace 3: Free Memory: 4000000",
-            "trace 4: dmidecode ran successfully, found: 16777216"));
-}
-
-TEST(Memory, ofAnotherLibraryHasNoSourceWithoutATrace)
-{
-    Outcome const outcome = Program({"--library", DOVREL_OTHER_LIBRARY, "memory", "--json"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_EQ(memoryOf(outcome), figures(3 << 20, 1 << 20, nullptr));
-}
-
-TEST(Memory, ofACopyOfTheLibraryHasTheSourceThatItTraces)
-{
-    MemoryMachine machine;
-    machine.kernel(KERNEL);
-    machine.modules(TWO_MODULES);
-    auto const copy = machine.folder().path() / "copy.so";
-    std::filesystem::copy_file(DOVREL_LIBRARY, copy);
-    Program program = machine.program({"memory", "--json", "--library", copy.string()});
-    program.environment["ASAN_OPTIONS"] = "detect_odr_violation=0";
-
-    Outcome const outcome = program.run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
-    EXPECT_EQ(memoryOf(outcome), figures(16ULL << 30, 4000000ULL * 1024, "modules"));
-}
-
-TEST(Memory, survivesWhatOnlyALoadedLibraryCanThrow)
-{
-    Program program({"--library", DOVREL_OTHER_LIBRARY, "memory"});
-    program.environment["OTHER_MEMORY_FAILS"] = "yes";
-
-    Outcome const outcome = program.run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(outcome.err,
-        "dovrel-sysinfo: cannot read the memory: the other memory?failed\nrecords left: 0\n");
-    EXPECT_THAT(linesOf(outcome.out).at(1), "Total   3.0 MiB");
+        ElementsAre(
+            total, free, "trace 4: dmidecode ran successfully, found: 16777216", total, free));
 }

@@ -1,6 +1,8 @@
 #include "app/exit_status.h"
-#include "app/mount_list.h"
+#include "app/read/filesystem_size.h"
+#include "app/read/kernel_names.h"
 #include "tests/app/WholeMachine.h"
+#include "tests/app/known_machine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,15 +10,17 @@
 #include <sys/statvfs.h>
 
 using app::decodeOctal;
+using app::Subject;
+using app_test::failureOf;
+using app_test::jsonOf;
 using app_test::knownMachine;
 using app_test::linesOf;
 using app_test::Outcome;
-using app_test::Program;
+using app_test::tablesOf;
 using app_test::WholeMachine;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
@@ -29,11 +33,7 @@ json mountsOf(Outcome const& outcome)
 
 TEST(Mounts, haveASizeAndABarOfWhatIsUsed)
 {
-    Outcome const outcome = knownMachine({"mounts"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_THAT(linesOf(outcome.out),
+    EXPECT_THAT(tablesOf(knownMachine({Subject::MOUNTS})),
         ElementsAre("Mounted on            Size       Used       Free    Share              Disks",
             "/               1000.0 GiB  750.0 GiB  250.0 GiB   75.0 %  ########..  sda",
             "/gone                    -          -          -        -              -",
@@ -44,16 +44,13 @@ TEST(Mounts, haveASizeAndABarOfWhatIsUsed)
 
 TEST(Mounts, areNumbersOfBytesOnDemand)
 {
-    EXPECT_THAT(linesOf(knownMachine({"mounts", "--bytes"}).run().out).at(1),
+    EXPECT_THAT(tablesOf(knownMachine({Subject::MOUNTS}), {true, false}).at(1),
         "/               1073741824000  805306368000  268435456000   75.0 %  ########..  sda");
 }
 
 TEST(Mounts, forScriptsHaveTheirNameAndTheLibrarysText)
 {
-    Outcome const outcome = knownMachine({"mounts", "--json"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_EQ(mountsOf(outcome), json::parse(R"([
+    EXPECT_EQ(jsonOf(knownMachine({Subject::MOUNTS})).at("mounts"), json::parse(R"([
         { "mount_point": "/", "library_mount_point": "/", "size_bytes": 1073741824000,
           "used_bytes": 805306368000, "free_bytes": 268435456000, "disks": ["sda"] },
         { "mount_point": "/gone", "library_mount_point": "/gone", "size_bytes": null,
@@ -106,34 +103,27 @@ TEST(Mounts, thatCannotBeReadAreNamed)
     WholeMachine machine;
     machine.hide("mounts");
 
-    Outcome const outcome = machine.program({"mounts"}).run();
+    Outcome const table = machine.program({"mounts"}).run();
+    Outcome const document = machine.program({"mounts", "--json"}).run();
 
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err,
-        "dovrel-sysinfo: cannot read the mounted filesystems: Failed to open /proc/mounts\n");
+    for (Outcome const& outcome : {table, document}) {
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: cannot read the mounted filesystems from /proc/mounts, "
+            "/proc/partitions, /dev/mapper: Failed to open /proc/mounts\n");
+    }
+    EXPECT_EQ(table.out, "");
+    EXPECT_TRUE(mountsOf(document).is_null());
 }
 
 TEST(Mounts, thatWereFoundBeforeAFailureAreShown)
 {
-    Program program = knownMachine({"mounts", "--json"});
-    program.environment["KNOWN_FAILS"] = "mounts";
+    app::Machine machine = knownMachine({Subject::MOUNTS});
+    machine.mounts->resize(1);
+    machine.problems = {failureOf(Subject::MOUNTS)};
 
-    Outcome const outcome = program.run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_THAT(outcome.err, HasSubstr("the known machine?failed"));
-    EXPECT_EQ(mountsOf(outcome).size(), 1U);
-}
-
-TEST(Mounts, neverMoveTheCursor)
-{
-    for (char const* const format : {"--bytes", "--json"}) {
-        std::string const text = knownMachine({"mounts", format}).run().out;
-
-        EXPECT_THAT(text, HasSubstr("/odd"));
-        EXPECT_THAT(text, Not(testing::ContainsRegex("[\x01-\x09\x0B-\x1F\x7F]")));
-    }
+    EXPECT_EQ(jsonOf(machine).at("mounts").size(), 1U);
+    EXPECT_EQ(tablesOf(machine).size(), 2U);
 }
 
 TEST(MountSize, isWholeWhereTheLibraryHasTheLow32BitsOfItsBlocks)

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <set>
 
 using app_test::engineTime;
 using app_test::linesOf;
@@ -211,18 +212,51 @@ TEST(Recovery, withAnEmptyTimeIsUnknownWestAndEastOfGreenwich)
     }
 }
 
-TEST(Recovery, showsNoneOfTheFiguresThatAMissingCounterWouldGive)
+/** A counter of the engine, and the facts that cannot be known without it. */
+struct Counter {
+    char const* name;
+    std::set<std::string> facts;
+};
+
+struct RecoveryCounter : testing::TestWithParam<Counter> { };
+
+TEST_P(RecoveryCounter, leavesItsFactsUnknownWhereItIsNoCount)
+{
+    auto const& [name, facts] = GetParam();
+    std::string const whole = RecoveryMachine::restore("5000", TIMES, 50, 500);
+    size_t const line = whole.find(name);
+    size_t const end = whole.find('\n', line) + 1;
+    // Missing, empty, no number, the library's number for "missing", and another negative one.
+    for (std::string const value : {"", "=\n", "=x\n", "=-1\n", "=-7\n"}) {
+        RecoveryMachine machine;
+        machine.status(
+            std::string(whole).replace(line, end - line, value.empty() ? "" : name + value));
+
+        json const told = recoveryOn(machine);
+
+        for (auto const& [key, fact] : told.items())
+            EXPECT_EQ(fact.is_null(), facts.count(key) == 1) << value << key << " " << told;
+        machine.percent("73\n");
+        EXPECT_EQ(recoveryOn(machine).at("percent"), 73) << "the engine's own";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Recovery, RecoveryCounter,
+    testing::Values(Counter{"TotalFiles", {"files_total", "percent"}},
+        Counter{"FilesDone", {"files_done", "percent"}},
+        Counter{"TotalBytes", {"megabytes_total", "percent"}},
+        Counter{"BytesDone", {"megabytes_done", "megabytes_per_second", "percent"}}));
+
+TEST(Recovery, hasAnEndOfTheRestoreOnlyWhereTheEngineHasWrittenIt)
 {
     RecoveryMachine machine;
-    machine.status(std::string("[Main]\nStatus=5000\n") + TIMES
-        + "[RestoreStatus]\nTotalFiles=200\nFilesDone=50\nTotalBytes=1048576000\n");
-
-    json const told = recoveryOn(machine);
-
-    EXPECT_EQ(told.at("files_done"), 50);
-    EXPECT_EQ(told.at("megabytes_total"), 1000);
-    for (char const* const unknown : {"megabytes_done", "megabytes_per_second", "percent"})
-        EXPECT_TRUE(told.at(unknown).is_null()) << unknown << " " << told;
+    for (char const* const line : {"", "RestoreEnd=\n", "RestoreEnd=  \n"}) {
+        machine.status(RecoveryMachine::restore(
+            "5000", std::string("RestoreStart=24-03-2026 14:05:00\n") + line, 50, 500));
+        EXPECT_TRUE(recoveryOn(machine).at("restore_end").is_null()) << line;
+    }
+    machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
+    EXPECT_EQ(recoveryOn(machine).at("restore_end"), "2026-03-24T14:05:50+00:00");
 }
 
 TEST(Recovery, withoutCountersHasThePercentageThatTheEngineTells)
@@ -292,7 +326,8 @@ TEST(Recovery, whoseStatusCannotBeReadHasFailed)
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
         EXPECT_EQ(outcome.out, "");
         EXPECT_THAT(outcome.err,
-            StartsWith("dovrel-sysinfo: cannot read the recovery: Failed to open status.ini. "));
+            StartsWith("dovrel-sysinfo: cannot read the recovery from /etc/dovrel/status.ini: "
+                       "Failed to open status.ini. "));
         EXPECT_EQ(linesOf(outcome.err).size(), 1U);
     }
 }
@@ -305,9 +340,11 @@ TEST(Recovery, withoutAStateHasFailed)
     Outcome const outcome = machine.program({"recovery", "--json"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(json::parse(outcome.out), (json{{"recovery", nullptr}}));
+    EXPECT_EQ(machine.program({"recovery"}).run().out, "");
     EXPECT_EQ(outcome.err,
-        "dovrel-sysinfo: cannot read the recovery: Failed to read \"Status\" from status.ini\n");
+        "dovrel-sysinfo: cannot read the recovery from /etc/dovrel/status.ini: "
+        "Failed to read \"Status\" from status.ini\n");
 }
 
 TEST(Recovery, hasAShortPlaceInTheSummary)
@@ -336,38 +373,6 @@ TEST(Recovery, hasThePlaceOfItsOwnDocumentInThatOfTheSummary)
     EXPECT_TRUE(told().is_null());
     machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
     EXPECT_EQ(told(), recoveryOn(machine));
-}
-
-TEST(Recovery, ofALibraryThatTracesNothingHasNoBytesWhereItHasNoMegabytes)
-{
-    Outcome const outcome =
-        Program({"--library", DOVREL_OTHER_LIBRARY, "recovery", "--json"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    json const told = json::parse(outcome.out).at("recovery");
-    EXPECT_EQ(told.at("files_done"), 50);
-    EXPECT_FALSE(told.at("restore_end").is_null());
-    for (char const* const unknown : {"percent", "megabytes_done", "megabytes_total",
-             "megabytes_per_second", "recover_start", "recover_end"})
-        EXPECT_TRUE(told.at(unknown).is_null()) << unknown << " " << told;
-}
-
-TEST(Recovery, survivesWhatOnlyALoadedLibraryCanThrow)
-{
-    for (std::vector<std::string> const& arguments :
-        {std::vector<std::string>{"recovery"}, {"recovery", "--watch", "60"}}) {
-        Program program(arguments);
-        program.arguments.insert(program.arguments.begin(), {"--library", DOVREL_OTHER_LIBRARY});
-        program.environment["OTHER_RECOVERY_FAILS"] = "yes";
-
-        Outcome const outcome = program.run();
-
-        EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-        EXPECT_EQ(outcome.err,
-            "dovrel-sysinfo: cannot read the recovery: the other memory?failed\n"
-            "records left: 0\n");
-        EXPECT_EQ(outcome.out, "");
-    }
 }
 
 TEST(Recovery, isExplainedWithItsEnds)

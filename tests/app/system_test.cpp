@@ -1,18 +1,21 @@
 #include "app/exit_status.h"
 #include "tests/app/WholeMachine.h"
+#include "tests/app/known_machine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+using app::Subject;
+using app_test::jsonOf;
 using app_test::knownMachine;
 using app_test::linesOf;
 using app_test::Outcome;
-using app_test::Program;
+using app_test::summaryOf;
+using app_test::tablesOf;
 using app_test::WholeMachine;
 using nlohmann::json;
 using testing::ElementsAre;
-using testing::Not;
 
 namespace {
 
@@ -21,11 +24,12 @@ json systemOf(Outcome const& outcome)
     return json::parse(outcome.out).at("system");
 }
 
-Outcome runUnder(char const* hypervisor)
+/** A machine under a hypervisor. */
+app::Machine machineUnder(std::optional<unsigned> code)
 {
-    Program program = knownMachine({"system", "--json"});
-    program.environment["KNOWN_HYPERVISOR"] = hypervisor;
-    return program.run();
+    app::Machine machine = knownMachine({Subject::SYSTEM});
+    machine.system->hypervisorCode = code;
+    return machine;
 }
 
 }
@@ -69,59 +73,48 @@ TEST(System, hasTheNameOfEveryHypervisor)
 {
     char const* const names[] = {"none", "VMware", "Hyper-V", "Xen", "KVM", "QEMU", "VirtualBox",
         "Parallels", "other", "bhyve", "Amazon", "Azure"};
-    for (size_t code = 0; code < std::size(names); ++code) {
-        json const system = systemOf(runUnder(std::to_string(code).c_str()));
+    for (unsigned code = 0; code < std::size(names); ++code) {
+        app::Machine const machine = machineUnder(code);
 
-        EXPECT_EQ(system.at("hypervisor"), names[code]);
-        EXPECT_EQ(system.at("hypervisor_code"), code);
+        EXPECT_EQ(jsonOf(machine).at("system").at("hypervisor"), names[code]);
+        EXPECT_EQ(jsonOf(machine).at("system").at("hypervisor_code"), code);
+        EXPECT_EQ(tablesOf(machine).back(),
+            std::string("Hypervisor  ") + names[code] + " (code " + std::to_string(code) + ")");
+        EXPECT_THAT(summaryOf(machine).back(),
+            testing::EndsWith(
+                code == 0 ? ", no hypervisor" : std::string(", under ") + names[code]));
     }
 }
 
-TEST(System, mayRunUnderWhatOnlyANewerLibraryKnows)
+TEST(System, mayRunUnderAHypervisorThatOnlyANewerLibraryKnows)
 {
-    json const system = systemOf(runUnder("12"));
+    app::Machine const machine = machineUnder(12);
 
-    EXPECT_TRUE(system.at("hypervisor").is_null());
-    EXPECT_EQ(system.at("hypervisor_code"), 12);
+    EXPECT_TRUE(jsonOf(machine).at("system").at("hypervisor").is_null());
+    EXPECT_EQ(jsonOf(machine).at("system").at("hypervisor_code"), 12);
+    EXPECT_EQ(tablesOf(machine).back(), "Hypervisor  unknown (code 12)");
+    EXPECT_THAT(summaryOf(machine).back(), testing::EndsWith(", hypervisor unknown"));
 }
 
-TEST(System, neverMovesTheCursor)
+TEST(System, showsControlCharactersAsQuestionMarksAndEscapesThemInJson)
 {
-    Outcome const outcome = knownMachine({"system"}).run();
+    app::Machine const machine = knownMachine({Subject::SYSTEM});
 
-    EXPECT_THAT(linesOf(outcome.out).at(1), "Vendor      Acme?[2J");
-    EXPECT_EQ(systemOf(knownMachine({"system", "--json"}).run()).at("vendor"), "Acme\x1B[2J");
-    EXPECT_THAT(knownMachine({"system", "--json"}).run().out, Not(testing::HasSubstr("\x1B")));
+    EXPECT_EQ(tablesOf(machine).at(1), "Vendor      Acme?[2J");
+    EXPECT_EQ(jsonOf(machine).at("system").at("vendor"), "Acme\x1B[2J");
 }
 
-TEST(System, showsWhatWasKnownBeforeAFailure)
+TEST(System, showsTheFactsThatWereFoundBeforeAFailure)
 {
-    Program program = knownMachine({"system", "--json"});
-    program.environment["KNOWN_FAILS"] = "system";
+    app::Machine machine;
+    machine.subjects = {Subject::SYSTEM};
+    machine.system.emplace().vendor = "Acme";
+    machine.problems = {app_test::failureOf(Subject::SYSTEM)};
 
-    Outcome const outcome = program.run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(outcome.err,
-        "dovrel-sysinfo: cannot read the system's identity: the known machine?failed\n");
-    EXPECT_EQ(systemOf(outcome), json::parse(R"({ "vendor": "Acme\u001B[2J", "product": null,
-        "version": null, "hypervisor": null, "hypervisor_code": null })"));
-}
-
-TEST(System, hasTheHypervisorThatAFailedQueryNames)
-{
-    for (bool const named : {true, false}) {
-        Program program = knownMachine({"system"});
-        program.environment["KNOWN_SYSTEM_IS_UNSURE"] = "yes";
-        program.environment["KNOWN_HYPERVISOR"] = named ? "11" : "0";
-
-        Outcome const outcome = program.run();
-
-        EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-        EXPECT_EQ(outcome.err,
-            "dovrel-sysinfo: cannot read the system's identity: neither the firmware nor the "
-            "processor tells it\n");
-        EXPECT_EQ(
-            linesOf(outcome.out).back(), named ? "Hypervisor  Azure (code 11)" : "Hypervisor  -");
-    }
+    EXPECT_EQ(jsonOf(machine), json::parse(R"({ "system": { "vendor": "Acme", "product": null,
+        "version": null, "hypervisor": null, "hypervisor_code": null } })"));
+    EXPECT_THAT(tablesOf(machine),
+        ElementsAre(
+            "System", "Vendor      Acme", "Product     -", "Version     -", "Hypervisor  -"));
+    EXPECT_THAT(summaryOf(machine), ElementsAre("System      Acme, hypervisor unknown"));
 }

@@ -1,10 +1,9 @@
-#include "app/display.h"
-#include "app/recovery_text.h"
+#include "app/write/display.h"
+#include "app/write/recovery_line.h"
+#include "tests/app/LocaleFor.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <clocale>
 
 using app::displayWidth;
 using app::Recovery;
@@ -70,12 +69,10 @@ TEST(RecoveryBar, fillsTheLineWhereItHasPlace)
 
 TEST(RecoveryBar, isAsWideInBlocks)
 {
-    std::string const former = std::setlocale(LC_ALL, nullptr);
-    ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
+    app_test::LocaleFor const utf8("C.UTF-8");
     for (size_t const columns : {19, 40, 80, 200})
         EXPECT_EQ(displayWidth(recoveryBar(halfRestored(), columns, START + 100, true)), columns);
     EXPECT_EQ(recoveryBar(halfRestored(), 19, START + 100, true), "[████░░░░░░]   37 %");
-    std::setlocale(LC_ALL, former.c_str());
 }
 
 TEST(RecoveryBar, showsWhatIsUnknownAsSuch)

@@ -1,0 +1,58 @@
+#include "app/exit_status.h"
+#include "tests/app/WholeMachine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using app_test::Outcome;
+using app_test::Program;
+using app_test::WholeMachine;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+/** A run on a machine where the tool route takes so many seconds. */
+Outcome runWithRouteTaking(
+    std::string const& seconds, std::vector<std::string> arguments, bool terminal = true)
+{
+    WholeMachine machine;
+    machine.script("route", "sleep " + seconds + "\n");
+    Program program = machine.program(std::move(arguments));
+    program.errorIsTerminal = terminal;
+    Outcome outcome = program.run();
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    EXPECT_THAT(outcome.out, HasSubstr("eth0"));
+    return outcome;
+}
+
+}
+
+TEST(ProgressLine, namesTheSubjectOnATerminalAndIsCleared)
+{
+    std::string const line = "\rreading the network adapters ...";
+
+    EXPECT_EQ(runWithRouteTaking("2", {"networks"}).err,
+        line + "\r" + std::string(line.size() - 1, ' ') + "\r");
+}
+
+TEST(ProgressLine, isDrawnBesideJsonToo)
+{
+    EXPECT_THAT(runWithRouteTaking("2", {"networks", "--json"}).err, HasSubstr("\rreading"));
+}
+
+TEST(ProgressLine, isNotDrawnBeforeASecondAndAHalf)
+{
+    EXPECT_EQ(runWithRouteTaking("0.7", {"networks"}).err, "");
+}
+
+TEST(ProgressLine, isNotDrawnIntoAPipe)
+{
+    EXPECT_EQ(runWithRouteTaking("2", {"networks"}, false).err, "");
+}
+
+TEST(ProgressLine, isNotDrawnBesideATrace)
+{
+    EXPECT_THAT(runWithRouteTaking("2", {"networks", "--trace", "1"}).err,
+        Not(HasSubstr("reading the network")));
+}
