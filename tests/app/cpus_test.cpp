@@ -60,7 +60,8 @@ json loadsBetween(std::string const& first, std::string const& second)
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
     EXPECT_EQ(outcome.err, "");
     json loads = json::array();
-    for (json const& processor : json::parse(outcome.out).at("processors"))
+    json const document = json::parse(outcome.out);
+    for (json const& processor : document.at("processors"))
         loads.push_back(processor.at("usage_percent"));
     return loads;
 }
@@ -124,7 +125,9 @@ TEST(Cpus, haveALoadEachOnThisMachine)
     Outcome const outcome = Program({"cpus", "--json"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
-    for (json const& processor : json::parse(outcome.out).at("processors"))
+    json const document = json::parse(outcome.out);
+    EXPECT_EQ(document.at("processors").size(), processorsOfThisMachine());
+    for (json const& processor : document.at("processors"))
         EXPECT_TRUE(processor.at("usage_percent").is_number()) << processor;
 }
 

@@ -12,12 +12,12 @@ using testing::Not;
 
 namespace {
 
-/** A run on a machine where the tool route takes so many seconds. */
-Outcome runWithRouteTaking(
+/** A run on a machine where the tool cat takes so many seconds. */
+Outcome runWithCatTaking(
     std::string const& seconds, std::vector<std::string> arguments, bool terminal = true)
 {
     WholeMachine machine;
-    machine.script("route", "sleep " + seconds + "\n");
+    machine.script("cat", "sleep " + seconds + "\n");
     Program program = machine.program(std::move(arguments));
     program.errorIsTerminal = terminal;
     Outcome outcome = program.run();
@@ -32,27 +32,27 @@ TEST(ProgressLine, namesTheSubjectOnATerminalAndIsCleared)
 {
     std::string const line = "\rreading the network adapters ...";
 
-    EXPECT_EQ(runWithRouteTaking("2", {"networks"}).err,
+    EXPECT_EQ(runWithCatTaking("2", {"networks"}).err,
         line + "\r" + std::string(line.size() - 1, ' ') + "\r");
 }
 
 TEST(ProgressLine, isDrawnBesideJsonToo)
 {
-    EXPECT_THAT(runWithRouteTaking("2", {"networks", "--json"}).err, HasSubstr("\rreading"));
+    EXPECT_THAT(runWithCatTaking("2", {"networks", "--json"}).err, HasSubstr("\rreading"));
 }
 
 TEST(ProgressLine, isNotDrawnBeforeASecondAndAHalf)
 {
-    EXPECT_EQ(runWithRouteTaking("0.7", {"networks"}).err, "");
+    EXPECT_EQ(runWithCatTaking("0.7", {"networks"}).err, "");
 }
 
 TEST(ProgressLine, isNotDrawnIntoAPipe)
 {
-    EXPECT_EQ(runWithRouteTaking("2", {"networks"}, false).err, "");
+    EXPECT_EQ(runWithCatTaking("2", {"networks"}, false).err, "");
 }
 
 TEST(ProgressLine, isNotDrawnBesideATrace)
 {
-    EXPECT_THAT(runWithRouteTaking("2", {"networks", "--trace", "1"}).err,
+    EXPECT_THAT(runWithCatTaking("2", {"networks", "--trace", "1"}).err,
         Not(HasSubstr("reading the network")));
 }

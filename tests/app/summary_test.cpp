@@ -106,7 +106,7 @@ TEST(Summary, takesTheSecondOfTheLoadsAndLittleMore)
 TEST(Summary, readsTheOtherSubjectsDuringThatSecond)
 {
     WholeMachine machine;
-    machine.script("route", "sleep 0.7\n");
+    machine.script("cat", "sleep 0.7\n");
 
     Clock::duration const withoutLoads = timeOf(machine.program({"--no-usage"}));
     Clock::duration const withLoads = timeOf(machine.program({}));
