@@ -179,27 +179,6 @@ TEST(Cpus, haveNoLoadWhereTheKernelDoesNotListThem)
         json({25.0, nullptr}));
 }
 
-TEST(Cpus, areMeasuredOverOneSecond)
-{
-    WholeMachine const machine;
-    auto const start = Clock::now();
-
-    EXPECT_EQ(machine.program({"cpus"}).run().status, app::EXIT_STATUS_OK);
-
-    EXPECT_GE(Clock::now() - start, SECOND);
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(1900));
-}
-
-TEST(Cpus, areNotMeasuredWithoutUsage)
-{
-    WholeMachine const machine;
-    auto const start = Clock::now();
-
-    EXPECT_EQ(machine.program({"cpus", "--no-usage"}).run().status, app::EXIT_STATUS_OK);
-
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(900));
-}
-
 TEST(Cpus, areAProblemWhereTheCountersCanNoLongerBeRead)
 {
     WholeMachine machine;
@@ -253,11 +232,6 @@ TEST(Cpus, haveABarOfBlocksWhereTheLocaleHasThem)
 
     app_test::LocaleFor const utf8("C.UTF-8");
     EXPECT_THAT(tablesOf(machine).at(1), testing::EndsWith("  25.0 %  ███░░░░░░░"));
-}
-
-TEST(Cpus, haveAnUnknownLoadInTheTable)
-{
-    EXPECT_EQ(tablesOf(knownMachine({Subject::PROCESSORS})).at(2), "  1     -    10400       -");
 }
 
 TEST(LoadBetween, isTheShareOfBusyTicks)

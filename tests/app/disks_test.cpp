@@ -8,7 +8,6 @@
 #include <nlohmann/json.hpp>
 
 using app::Subject;
-using app_test::failureOf;
 using app_test::jsonOf;
 using app_test::knownMachine;
 using app_test::linesOf;
@@ -188,17 +187,6 @@ TEST(Disks, thatCannotBeReadAreNamed)
         EXPECT_TRUE(json::parse(outcome.out).at("disks").is_null());
         EXPECT_EQ(json::parse(outcome.out).value("mounts_without_disk", json()), json());
     }
-}
-
-TEST(Disks, thatWereFoundBeforeAFailureAreShown)
-{
-    app::Machine machine = knownMachine({Subject::DISKS});
-    machine.disks->resize(1);
-    machine.problems = {failureOf(Subject::DISKS)};
-
-    EXPECT_THAT(
-        tablesOf(machine), ElementsAre(HasSubstr("Disk"), "sda   MODEL_1  931.5 GiB           2"));
-    EXPECT_EQ(jsonOf(machine).at("disks").size(), 1U);
 }
 
 TEST(Disks, asATreeStandAloneWhereTheMountsCannotBeRead)

@@ -1,18 +1,14 @@
 #include "app/exit_status.h"
-#include "tests/app/LocaleFor.h"
 #include "tests/app/MemoryMachine.h"
-#include "tests/app/known_machine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-using app_test::knownMachine;
 using app_test::linesOf;
 using app_test::MemoryMachine;
 using app_test::Outcome;
 using app_test::Program;
-using app_test::tablesOf;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -115,14 +111,6 @@ INSTANTIATE_TEST_SUITE_P(Memory, MemorySource,
         Source{NO_TOTAL, NO_MODULE, nullptr, nullptr}, Source{NO_TOTAL, MODULE_4, GIB_4, "modules"},
         Source{ZERO_TOTAL, NO_MODULE, nullptr, nullptr},
         Source{ZERO_TOTAL, MODULE_4, GIB_4, "modules"}));
-
-TEST(Memory, hasABarOfBlocksWhereTheLocaleHasThem)
-{
-    app_test::LocaleFor const utf8("C.UTF-8");
-
-    EXPECT_EQ(tablesOf(knownMachine({app::Subject::MEMORY})).at(3),
-        "Used    12.0 GiB  75.0 %  ████████░░");
-}
 
 TEST(Memory, hasABarInTheUsersLocale)
 {

@@ -11,7 +11,6 @@
 
 using app::decodeOctal;
 using app::Subject;
-using app_test::failureOf;
 using app_test::jsonOf;
 using app_test::knownMachine;
 using app_test::linesOf;
@@ -114,16 +113,6 @@ TEST(Mounts, thatCannotBeReadAreNamed)
     }
     EXPECT_EQ(table.out, "");
     EXPECT_TRUE(mountsOf(document).is_null());
-}
-
-TEST(Mounts, thatWereFoundBeforeAFailureAreShown)
-{
-    app::Machine machine = knownMachine({Subject::MOUNTS});
-    machine.mounts->resize(1);
-    machine.problems = {failureOf(Subject::MOUNTS)};
-
-    EXPECT_EQ(jsonOf(machine).at("mounts").size(), 1U);
-    EXPECT_EQ(tablesOf(machine).size(), 2U);
 }
 
 TEST(MountSize, isWholeWhereTheLibraryHasTheLow32BitsOfItsBlocks)

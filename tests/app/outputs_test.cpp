@@ -92,6 +92,19 @@ TEST(Outputs, haveAPlaceForEverySubjectThatCouldNotBeRead)
     }
 }
 
+TEST(Outputs, showTheFactsThatWereFoundBeforeAFailure)
+{
+    for (Subject const subject : allSubjects()) {
+        Machine machine = knownMachine({subject});
+        auto const tables = tablesOf(machine);
+        json const document = jsonOf(machine);
+        machine.problems = {failureOf(subject)};
+
+        EXPECT_EQ(tablesOf(machine), tables);
+        EXPECT_EQ(jsonOf(machine), document);
+    }
+}
+
 TEST(Outputs, separateTablesByABlankLine)
 {
     EXPECT_THAT(tablesOf(knownMachine({Subject::SYSTEM, Subject::PROCESSORS})),

@@ -96,14 +96,6 @@ TEST(System, mayRunUnderAHypervisorThatOnlyANewerLibraryKnows)
     EXPECT_THAT(summaryOf(machine).back(), testing::EndsWith(", hypervisor unknown"));
 }
 
-TEST(System, showsControlCharactersAsQuestionMarksAndEscapesThemInJson)
-{
-    app::Machine const machine = knownMachine({Subject::SYSTEM});
-
-    EXPECT_EQ(tablesOf(machine).at(1), "Vendor      Acme?[2J");
-    EXPECT_EQ(jsonOf(machine).at("system").at("vendor"), "Acme\x1B[2J");
-}
-
 TEST(System, showsTheFactsThatWereFoundBeforeAFailure)
 {
     app::Machine machine;
