@@ -4,7 +4,7 @@
 #include "bench/own_mounts.h"
 #include "common/basic/ip_address.h"
 #include "sysinfo/SystemInformation.h"
-#include "sysinfo/network_text.h"
+#include "sysinfo/parsers/ifconfig_output.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // /proc/meminfo: the figures are those that a second reader takes off the text by hand.
 
 #include "fuzz/naive_fields.h"
-#include "sysinfo/proc_meminfo.h"
+#include "sysinfo/parsers/proc_meminfo.h"
 
 #include <cstdlib>
 #include <sstream>

@@ -1,7 +1,7 @@
 // /proc/mounts: the mounts are those that a second reader finds from the text's end backwards.
 
 #include "fuzz/naive_fields.h"
-#include "sysinfo/proc_mounts.h"
+#include "sysinfo/parsers/proc_mounts.h"
 
 #include <algorithm>
 #include <cstdlib>

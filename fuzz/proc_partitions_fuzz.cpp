@@ -1,7 +1,7 @@
 // /proc/partitions: partitions and disks are those that a second reader finds, in the same order.
 
 #include "fuzz/naive_fields.h"
-#include "sysinfo/proc_partitions.h"
+#include "sysinfo/parsers/proc_partitions.h"
 
 #include <cstdlib>
 #include <sstream>

@@ -1,7 +1,7 @@
 // /proc/stat: the count agrees with a second, naive reader, and no text whatever breaks either
 // parser.
 
-#include "sysinfo/proc_stat.h"
+#include "sysinfo/parsers/proc_stat.h"
 
 #include <cstdlib>
 #include <sstream>

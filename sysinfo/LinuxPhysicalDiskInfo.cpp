@@ -5,7 +5,7 @@
 #include "common/platform/trace.h"
 #include "sysinfo/LinuxSystemInformation.h"
 #include "sysinfo/canonical_path.h"
-#include "sysinfo/proc_partitions.h"
+#include "sysinfo/parsers/proc_partitions.h"
 
 #include <dirent.h>
 

@@ -3,7 +3,7 @@
 #include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
-#include "sysinfo/proc_stat.h"
+#include "sysinfo/parsers/proc_stat.h"
 
 #include <boost/filesystem.hpp>
 

@@ -4,7 +4,7 @@
 #include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
-#include "sysinfo/recovery_status.h"
+#include "sysinfo/parsers/recovery_status.h"
 
 #include <atomic>
 #include <ctime>

@@ -4,7 +4,7 @@
 #include "common/platform/trace.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/canonical_path.h"
-#include "sysinfo/proc_mounts.h"
+#include "sysinfo/parsers/proc_mounts.h"
 
 #include <boost/filesystem.hpp>
 

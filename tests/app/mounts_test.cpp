@@ -160,6 +160,6 @@ TEST(Mounts, nameTheFolderWhereTheVolumesNamesCannotBeRead)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
     EXPECT_EQ(outcome.err,
-        "dovrel-sysinfo: cannot read the mounted filesystems: Failed to read the folder "
-        "/dev/mapper: No such file or directory\n");
+        "dovrel-sysinfo: cannot read the mounted filesystems from /proc/mounts, /proc/partitions, "
+        "/dev/mapper: Failed to read the folder /dev/mapper: No such file or directory\n");
 }

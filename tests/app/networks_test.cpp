@@ -166,8 +166,7 @@ TEST(Networks, thatWereFoundBeforeAFailureAreShownWithoutTheNameServers)
     EXPECT_EQ(table.err,
         "dovrel-sysinfo: cannot read the network adapters from ifconfig -a, route -n, "
         "/etc/resolv.conf: route -n: the line \"1 UG eth0\" ends before its gateway, which begins "
-        "at column 17
-");
+        "at column 17\n");
     EXPECT_THAT(table.out, HasSubstr("eth0     00:0c:29:aa:bb:cc  10.0.0.5"));
     EXPECT_THAT(linesOf(table.out).back(), "Name servers  -");
     EXPECT_EQ(document.status, app::EXIT_STATUS_QUERY_FAILED);

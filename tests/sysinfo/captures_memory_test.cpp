@@ -1,7 +1,7 @@
 // Memory as real machines tell it: see captures_test.cpp.
 
 #include "sysinfo/LinuxSystemInformation.h"
-#include "sysinfo/firmware_dump.h"
+#include "sysinfo/parsers/dmidecode_output.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/captures.h"

@@ -1,6 +1,6 @@
 // The parser alone, fed by streams.
 
-#include "sysinfo/proc_meminfo.h"
+#include "sysinfo/parsers/proc_meminfo.h"
 #include "tests/sysinfo/pieces.h"
 
 #include <gmock/gmock.h>

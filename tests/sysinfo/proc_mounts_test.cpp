@@ -1,6 +1,6 @@
 // The parser alone, fed by streams.
 
-#include "sysinfo/proc_mounts.h"
+#include "sysinfo/parsers/proc_mounts.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/pieces.h"
 

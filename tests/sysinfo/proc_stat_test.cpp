@@ -1,6 +1,6 @@
 // The parsers alone, fed by streams: what no file can do.
 
-#include "sysinfo/proc_stat.h"
+#include "sysinfo/parsers/proc_stat.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The arithmetic of a restore alone, to its limits.
 
-#include "sysinfo/recovery_status.h"
+#include "sysinfo/parsers/recovery_status.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,136 @@
+#include "common/basic/processstream/src/pistream.h"
+#include "common/basic/text_cast.h"
+#include "common/platform/CancellationBlock.h"
+#include "common/platform/trace.h"
+#include "sysinfo/LinuxSystemInformation.h"
+#include "sysinfo/parsers/ifconfig_output.h"
+#include "sysinfo/parsers/resolv_conf.h"
+#include "sysinfo/parsers/route_output.h"
+
+#include <boost/filesystem.hpp>
+
+#include <initializer_list>
+#include <stdexcept>
+#include <unistd.h>
+
+using dovrel::ip_address;
+using dovrel::string;
+
+namespace sysinfo {
+
+namespace {
+
+constexpr char IN_ENGLISH[] = "LANG=C ";
+
+/** @return the path of the first that exists, empty where none does. */
+std::string findTool(char const* name)
+{
+    for (char const* folder : {"/bin/", "/sbin/", "/usr/sbin/", "/usr/bin/"}) {
+        std::string path = std::string(folder) + name;
+        boost::system::error_code error;
+        auto const type = boost::filesystem::status(path, error).type();
+        if (type != boost::filesystem::status_error && type != boost::filesystem::file_not_found)
+            return path;
+    }
+    return {};
+}
+
+string hostName()
+{
+    char name[256] = "";
+    if (::gethostname(name, sizeof name - 1) != 0)
+        return {};
+    return name;
+}
+
+UNIXSystemInformation::UNIXNetworkInfo* makeRecord(
+    AdapterText const& text, string const& hostname, std::vector<ip_address> const& nameServers)
+{
+    std::vector<ip_address> addresses;
+    for (std::string const& address : text.addresses)
+        addresses.emplace_back(string(address));
+    std::vector<string> netmasks;
+    for (std::string const& mask : text.netmasks)
+        netmasks.push_back(UNIXSystemInformation::UNIXNetworkInfo::convertMask(mask));
+    dovrel::macaddress_cpp mac;
+    if (!text.hardwareAddresses.empty())
+        mac = dovrel::literal_cast<dovrel::macaddress_cpp>(text.hardwareAddresses.back(), {});
+    return new UNIXSystemInformation::UNIXNetworkInfo(
+        text.name, hostname, mac, addresses, netmasks, nameServers);
+}
+
+/** Kept: gateways are looked for and traced, and no record gets them. */
+void traceGateways(traceobject& trace, std::string const& route, string const& adapter)
+{
+    trace.write(5, "Finding default gateway for %s", adapter);
+    char const* const name = adapter;
+    if (*name == '\0')
+        return; // The search for nothing finds nothing.
+    pistream output(IN_ENGLISH + route + " -n | grep " + grepArgument(name));
+    readGateways(output, [&](std::string const& gateway) {
+        trace.write(5, "Found gateway for %s: %s", adapter, gateway);
+    });
+}
+
+/** Paths of the tools. */
+struct Tools {
+    std::string const ifconfig = findTool("ifconfig");
+    std::string const route = findTool("route");
+    std::string const cat = findTool("cat");
+};
+
+void listAdapters(Tools const& tools, traceobject& trace,
+    std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>>& adapters)
+{
+    string const hostname = hostName();
+    auto const add = [&](AdapterText const& text, std::vector<ip_address> const& nameServers) {
+        trace.write(5, "Adding adapter: %s", text.name);
+        adapters.push_back(dovrel::value_ptr<SystemInformation::NetworkInfo>(
+            makeRecord(text, hostname, nameServers)));
+    };
+    auto const found = [&](std::string const& name) { trace.write(5, "Found adapter: %s", name); };
+    AdapterText last;
+    {
+        pistream output(IN_ENGLISH + tools.ifconfig + " -a");
+        last = readAdapters(output, found, [&](AdapterText const& text) { add(text, {}); });
+    }
+    for (auto const& adapter : adapters)
+        if (adapter) // The caller's list may hold anything.
+            traceGateways(trace, tools.route, adapter->getName());
+
+    // Kept: the machine's name servers stand at the adapter that is listed last, and at no other.
+    std::vector<ip_address> nameServers;
+    pistream resolverText(IN_ENGLISH + tools.cat + " /etc/resolv.conf");
+    readNameServers(resolverText, [&](std::string const& server) {
+        trace.write(5, "Found nameserver: %s", server);
+        nameServers.emplace_back(string(server));
+    });
+    if (!last.name.empty())
+        add(last, nameServers);
+}
+
+}
+
+bool LinuxSystemInformation::getNetworksInternal(
+    std::vector<dovrel::value_ptr<NetworkInfo>>& adapters) const
+{
+    TRACE_SCOPE("virtual bool sysinfo::LinuxSystemInformation::getNetworksInternal("
+                "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo>, "
+                "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo> > >&) "
+                "const");
+    dovrel::CancellationBlock const block;
+    Tools const tools;
+    if (tools.ifconfig.empty() || tools.route.empty() || tools.cat.empty()) {
+        trace.write(1, "Failed to find one of: ifconfig, route, cat");
+        return false;
+    }
+    try {
+        listAdapters(tools, trace, adapters);
+    } catch (std::out_of_range const& cutLine) {
+        trace.write(1, "%s", cutLine.what());
+        throw;
+    }
+    return true;
+}
+
+}

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace testkit {
+
+/** @return the message of the exception that @p read throws. */
+inline std::string complaintOf(std::function<void()> const& read)
+{
+    try {
+        read();
+    } catch (std::out_of_range const& error) {
+        return error.what();
+    }
+    return "nothing was thrown";
+}
+
+}

@@ -1,0 +1,316 @@
+// The parser alone, fed by streams: what no pipe gives twice in the same way.
+
+#include "sysinfo/parsers/dmidecode_output.h"
+#include "tests/support/Machine.h"
+#include "tests/sysinfo/pieces.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+using testkit::Pieces;
+
+namespace {
+
+constexpr uint64_t MB = uint64_t{1} << 10;
+constexpr uint64_t GB = uint64_t{1} << 20;
+constexpr uint64_t TB = uint64_t{1} << 30;
+
+/** Writes down what it hears. */
+class Notes final : public sysinfo::FirmwareDumpListener {
+public:
+    void line(std::string const& line) override { heard.push_back("line " + line); }
+    void sectionLeft(std::string const& left) override { heard.push_back("left " + left); }
+    void seekFailed() override { heard.push_back("seek failed"); }
+    void sizeLine(std::string const& label, uint64_t number, std::string const& unit) override
+    {
+        heard.push_back("size '" + label + "' " + std::to_string(number) + " '" + unit + "'");
+    }
+    void sizeLineIgnored(std::string const& line) override { heard.push_back("ignored " + line); }
+
+    std::vector<std::string> heard;
+};
+
+/** Hears with what the interface brings by itself. */
+class Deaf final : public sysinfo::FirmwareDumpListener { };
+
+uint64_t sumOf(std::string const& text)
+{
+    std::istringstream stream(text);
+    Deaf listener;
+    return sysinfo::sumOfModules(stream, listener);
+}
+
+std::vector<std::string> heardOf(std::string const& text)
+{
+    std::istringstream stream(text);
+    Notes notes;
+    sysinfo::sumOfModules(stream, notes);
+    return notes.heard;
+}
+
+std::string module(std::string const& size)
+{
+    return "Handle 0x0011, DMI type 17, 27 bytes\nMemory Device\n\tArray Handle: 0x0010\n"
+           "\tSize: "
+        + size + "\n\tForm Factor: DIMM\n\tLocator: DIMM_A1\n\n";
+}
+
+}
+
+TEST(FirmwareDump, addsUpModulesOfMixedUnits)
+{
+    EXPECT_EQ(sumOf(module("4096 MB") + module("4 GB")), 8388608U);
+    EXPECT_EQ(sumOf(module("512 kB")), 512U);
+    EXPECT_EQ(sumOf(module("2 TB") + module("1 kB")), 2 * TB + 1);
+    EXPECT_EQ(sumOf(module("0 TB")), 0U);
+}
+
+TEST(FirmwareDump, leavesOutSocketsWithoutAModule)
+{
+    EXPECT_EQ(sumOf(module("No Module Installed") + module("1 GB") + module("Unknown")), GB);
+}
+
+TEST(FirmwareDump, countsUnitsThatItDoesNotKnowAsKiBKept)
+{
+    // "MiB" and its like are what dmidecode 3.7 prints.
+    EXPECT_EQ(sumOf(module("16 GiB")), 16U);
+    EXPECT_EQ(sumOf(module("512 Kbyte")), 512U);
+    EXPECT_EQ(sumOf(module("1 gb")), 1U);
+    EXPECT_EQ(sumOf(module("1 GBytes")), 1U);
+}
+
+TEST(FirmwareDump, leavesOutTheModulesOfTheOldTables)
+{
+    // Type 6, where that is all there is, and where it contradicts type 17.
+    std::string const old = "Memory Module Information\n\tSocket Designation: DIMM0\n"
+                            "\tInstalled Size: 536870912 MB (Double-bank Connection)\n"
+                            "\tEnabled Size: 512 MB (Double-bank Connection)\n\n";
+    EXPECT_EQ(sumOf(old), 0U);
+    EXPECT_EQ(sumOf(old + module("1 GB")), GB);
+}
+
+TEST(FirmwareDump, addsUpToExactlyTwoToThe32)
+{
+    std::string text;
+    for (int i = 0; i < 32; ++i)
+        text += module("128 GB");
+    EXPECT_EQ(sumOf(text), 4294967296U);
+}
+
+TEST(FirmwareDump, countsAFlashDeviceAmongTheModulesKept)
+{
+    EXPECT_EQ(sumOf(module("16 GB") + module("4 MB")), 16 * GB + 4 * MB);
+}
+
+TEST(FirmwareDump, knowsTheHeaderInExactlyOneForm)
+{
+    std::string const size = "\n\tSize: 1 GB\n";
+    EXPECT_EQ(sumOf("Memory Device" + size), GB);
+    for (char const* other : {"Memory Device ", "Memory Device\r", "Memory device", "Memory Module",
+             "Memory Device Mapped Address", "Cache Information", "\tMemory Device"})
+        EXPECT_EQ(sumOf(other + size), 0U) << other;
+}
+
+TEST(FirmwareDump, doesNotKnowTheOldIndentationOfTheHeaderKept)
+{
+    // Before 2.8 the header stood indented below the handle.
+    EXPECT_EQ(
+        sumOf("Handle 0x0023\n\tDMI type 17, 27 bytes.\n\tMemory Device\n\t\tSize: 512 MB\n"), 0U);
+}
+
+TEST(FirmwareDump, leavesOutSizesBeforeAnyHeaderAndInOtherSections)
+{
+    EXPECT_EQ(sumOf("\tSize: 1 GB\n" + module("2 GB") + "Cache Information\n\tSize: 4 GB\n"
+                  + "\tInstalled Size: 512 kB\n" + module("8 GB")),
+        10 * GB);
+}
+
+TEST(FirmwareDump, staysInASectionOverBlankLines)
+{
+    EXPECT_EQ(sumOf("Memory Device\n\n\n\tSize: 1 GB\n\n \n\tSize: 2 GB\n"), 3 * GB);
+}
+
+TEST(FirmwareDump, endsASectionAtALineThatBeginsWithNoBlankButAFormFeedKept)
+{
+    EXPECT_EQ(sumOf("Memory Device\n\fX\n\tSize: 1 GB\n"), 0U);
+    for (char const* indented : {" X", "\tX", "\rX", "\vX"})
+        EXPECT_EQ(sumOf(std::string("Memory Device\n") + indented + "\n\vSize: 1 GB\n"), GB);
+}
+
+TEST(FirmwareDump, leavesOutSizesOfMoreThanOneWord)
+{
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 8 GB\n\tNon-Volatile Size: None\n"
+                    "\tVolatile Size: 8 GB\n\tCache Size: 1 GB\n\tLogical Size: 2 GB\n"),
+        8 * GB);
+}
+
+TEST(FirmwareDump, countsEveryLabelOfOneWordWithSizeInItKept)
+{
+    EXPECT_EQ(sumOf("Memory Device\n\tVolatileSize: 1 GB\n\tX 2 GB Size:\n"), 3 * GB);
+}
+
+TEST(FirmwareDump, readsASecondSizeOnTheSameLineKept)
+{
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 1 GB Size: 2 GB\n"), 3 * GB);
+}
+
+TEST(FirmwareDump, readsOverTextBehindTheUnit)
+{
+    EXPECT_EQ(sumOf(module("1 GB (Double-bank Connection)") + module("2 GB <BAD INDEX>")), 3 * GB);
+}
+
+TEST(FirmwareDump, needsNoBlankBeforeTheUnit)
+{
+    EXPECT_EQ(sumOf(module("8192MB")), 8 * GB);
+}
+
+TEST(FirmwareDump, takesTheNextLinesFirstWordForAMissingUnitKept)
+{
+    EXPECT_EQ(sumOf(module("8192") + module("1 GB")), 8192 + GB);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 3\n\tMB: x\n\tSize: 1 GB\n"), 3 + GB);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 3\n\tMB\n\tSize: 1 GB\n"), 3 * MB + GB);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 3\n"), 0U);
+}
+
+TEST(FirmwareDump, goesOnWithTheNextRecordBehindASizeWithoutAnything)
+{
+    EXPECT_EQ(sumOf(module("") + module("1 GB")), GB);
+    EXPECT_EQ(sumOf(module(" ") + module("1 GB")), GB);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize:\n\tForm Factor: DIMM\n\tSize: 1 GB\n"), GB);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize:"), 0U);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize:\nCache Information\n\tSize: 1 GB\n"), 0U);
+}
+
+TEST(FirmwareDump, goesOnWithTheNextLineBehindASizeThatIsNone)
+{
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: No Module Installed\n\tSize: 1 GB\n"), GB);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: + GB\n\tSize: 1 GB\n"), GB);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 0x10 GB\n\tSize: 1 GB\n"), GB);
+}
+
+TEST(FirmwareDump, leavesOutNumbersBeyond64Bits)
+{
+    EXPECT_EQ(sumOf(module("18446744073709551616 kB") + module("1 GB")), GB);
+    EXPECT_EQ(sumOf(module("18446744073709551615 kB")), UINT64_MAX);
+}
+
+TEST(FirmwareDump, addsUpMoreThan32Bits)
+{
+    std::string text;
+    for (int i = 0; i < 128; ++i)
+        text += module("64 GB");
+    EXPECT_EQ(sumOf(text), 8 * TB);
+}
+
+TEST(FirmwareDump, readsTheLastLineWithoutANewline)
+{
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 2 GB"), 2 * GB);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 2 G"), 2U);
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: No Module Inst"), 0U);
+}
+
+TEST(FirmwareDump, readsSizeLinesThatEndInCarriageReturns)
+{
+    EXPECT_EQ(sumOf("Memory Device\n\tSize: 2 GB\r\n\tSize: No Module Installed\r\n\tSize: 1 GB"),
+        3 * GB);
+}
+
+TEST(FirmwareDump, readsOverBytesThatAreNoText)
+{
+    using namespace std::string_literals;
+    std::string const bytes = "\tLocator: \0\xff\x1b[!p\xc3(\n"s;
+    EXPECT_EQ(sumOf("Memory Device\n" + bytes + "\tSize: 1 GB\n" + bytes), GB);
+}
+
+TEST(FirmwareDump, readsOverALineOfAMebibyte)
+{
+    std::string const filling(1024 * 1024, 'x');
+    EXPECT_EQ(sumOf("Memory Device\n\t" + filling + "\n\tSize: 1 GB\n"), GB);
+    EXPECT_EQ(sumOf("Memory Device\n\t" + filling + "Size: 2 GB\n\tSize: 1 GB\n"), 3 * GB);
+    EXPECT_EQ(sumOf(filling + "\nMemory Device\n\tSize: 1 GB\n"), GB);
+}
+
+TEST(FirmwareDump, findsNothingInNothing)
+{
+    EXPECT_EQ(sumOf(""), 0U);
+    EXPECT_EQ(sumOf("\n\n\n"), 0U);
+    EXPECT_EQ(sumOf("# No SMBIOS nor DMI entry point found, sorry.\n"), 0U);
+}
+
+TEST(FirmwareDump, isReadFromTheRecordedFiles)
+{
+    auto const recorded = [](char const* file) {
+        return sumOf(testkit::contentsOf(std::string("/testkit/recorded/dmidecode/") + file));
+    };
+    EXPECT_EQ(recorded("made-good.txt"), 24 * GB);
+    // Flash, a size in kB, in binary units, without a unit.
+    EXPECT_EQ(recorded("made-odd.txt"), 21 * GB + TB + 512 * MB + 4096 + 16 + 8192);
+    EXPECT_EQ(recorded("made-broken.txt"), 8 * GB + 4);
+}
+
+TEST(FirmwareDump, tellsItsListenerWhatItDoesInOrder)
+{
+    EXPECT_EQ(heardOf("# dump\nMemory Device\n\tSize: 4 GB\n\n\tSize: No Module\nEnd\n"),
+        (std::vector<std::string>{"line # dump", "left ", "line Memory Device", "left # dump",
+            "line \tSize: 4 GB", "size 'Size:' 4 'GB'", "line ", "line ", "line \tSize: No Module",
+            "size 'Size:' 0 ''", "ignored \tSize: No Module", "line End", "left Memory Device",
+            "line "}));
+}
+
+TEST(FirmwareDump, losesASizeLineThatStraddlesTwoPiecesAndNoOtherKept)
+{
+    std::string const text = module("1 GB") + module("No Module Installed") + module("2 GB")
+        + "Cache Information\n\tInstalled Size: 512 kB\n" + module("4096 MB") + module("8 GB");
+    std::vector<std::pair<std::string, uint64_t>> const sizes = {
+        {"\tSize: 1 GB", GB},
+        {"\tSize: No Module Installed", 0},
+        {"\tSize: 2 GB", 2 * GB},
+        {"\tSize: 4096 MB", 4 * GB},
+        {"\tSize: 8 GB", 8 * GB},
+    };
+    for (size_t piece = 1; piece <= text.size(); ++piece) {
+        uint64_t expected = 0;
+        std::vector<std::string> lost;
+        for (auto const& [line, size] : sizes) {
+            size_t const begin = text.find(line + "\n");
+            // The blank before it need not be at hand.
+            if ((begin + 1) / piece == (begin + line.size()) / piece)
+                expected += size;
+            else
+                lost.push_back("ignored " + line);
+        }
+
+        Pieces pieces(text, piece);
+        std::istream stream(&pieces);
+        Notes notes;
+        EXPECT_EQ(sysinfo::sumOfModules(stream, notes), expected) << piece;
+        std::vector<std::string> lostByListener;
+        for (size_t i = 0; i + 2 < notes.heard.size(); ++i)
+            if (notes.heard[i] == "seek failed") {
+                EXPECT_EQ(notes.heard[i + 1], "size '' 0 ''");
+                lostByListener.push_back(notes.heard[i + 2]);
+            }
+        EXPECT_EQ(lostByListener, lost) << piece;
+    }
+}
+
+TEST(FirmwareDump, tellsTheSumOfWhatCameBeforeTheSourceBroke)
+{
+    std::string const text = module("1 GB") + module("2 GB") + "Memory Device\n\tSize: 4 G";
+    Pieces pieces(text, text.size(), Pieces::BREAKS);
+    std::istream stream(&pieces);
+    Deaf listener;
+    EXPECT_EQ(sysinfo::sumOfModules(stream, listener), 3 * GB);
+}
+
+TEST(FirmwareDump, findsNothingInAStreamThatHasFailed)
+{
+    std::istringstream stream(module("1 GB"));
+    stream.setstate(std::ios_base::failbit);
+    Notes notes;
+    EXPECT_EQ(sysinfo::sumOfModules(stream, notes), 0U);
+    EXPECT_TRUE(notes.heard.empty());
+}
