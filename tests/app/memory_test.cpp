@@ -248,8 +248,8 @@ TEST(Memory, keepsTheKernelsFiguresWhereTheToolDoesNotEnd)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
     EXPECT_THAT(linesOf(outcome.err),
-        ElementsAre("dovrel-sysinfo: cannot read the memory: Failed to run dmidecode: it did not "
-                    "end in time, or a signal ended it"));
+        ElementsAre("dovrel-sysinfo: cannot read the memory from /proc/meminfo, dmidecode: Failed "
+                    "to run dmidecode: it did not end in time, or a signal ended it"));
     EXPECT_THAT(linesOf(outcome.out).at(1), HasSubstr("15.3 GiB"));
 }
 
