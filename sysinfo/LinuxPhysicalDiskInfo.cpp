@@ -1,5 +1,6 @@
 #include "common/basic/SourceFile.h"
 #include "common/basic/handle.h"
+#include "common/basic/retry.h"
 #include "common/basic/text_cast.h"
 #include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
@@ -9,7 +10,6 @@
 
 #include <dirent.h>
 
-#include <cerrno>
 #include <cwchar>
 #include <exception>
 #include <fcntl.h>
@@ -33,11 +33,9 @@ constexpr unsigned long GET_SCSI_BUS_NUMBER = 0x5386;
  * controller is gone, does not hold the caller. */
 int openDevice(string const& path)
 {
-    int fd = -1;
-    do
-        fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    while (fd == -1 && errno == EINTR);
-    return fd;
+    char const* const narrow = path;
+    return dovrel::retryInterrupted(
+        [narrow] { return ::open(narrow, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); });
 }
 
 bool isUSBStorage(string const& path)

@@ -21,15 +21,17 @@ public:
      * The kernel's figures, the total raised to the sum of the memory modules that `dmidecode`
      * lists where that is more, dmidecode(8). Starts a child process on every call.
      *
-     * Where the tool is missing, or tells no more than the kernel, the kernel's total stands; its
-     * exit status does not matter. Kept: the tool's output is read in pieces of at most 255 bytes,
-     * and a module whose size line straddles two of them is left out, so the sum may be short.
+     * Where the tool is missing, or its sum is not larger, the kernel's total stands; its exit
+     * status does not matter. Kept: the tool's output is read in pieces of at most 255 bytes; a
+     * module whose size line straddles two of them is left out, and so is all that follows a pause
+     * of a fifth of a second, so the sum may be short.
      *
-     * @return whether the kernel told both figures, whatever the modules told.
+     * @return whether the kernel reports both figures, whatever the modules are.
      * @throws dovrel::ProcessException where the tool cannot be started; has not ended a tenth of a
-     * second after its output ended or stopped; was ended by a signal; or left no exit status, as
-     * in a host that ignores SIGCHLD or waits for all children. A trace line of level 1 names the
-     * tool and the reason. The outputs are set as far as they were known.
+     * second after its output ended or paused; or left no exit status: its shell was ended by a
+     * signal, the host ignores SIGCHLD, or the host has reaped it by waiting for all children. A
+     * trace line of level 1 names the tool and the reason. The outputs are set as far as they were
+     * known.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
 

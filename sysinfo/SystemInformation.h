@@ -30,21 +30,22 @@ class ip_address;
  * **Freshness.** Every query reads its sources on every call. Nothing is cached.
  *
  * **Threads.** An object and its records belong to one thread at a time. Different objects are
- * independent. The library starts no thread and takes no lock in a query. No query and no getter is
- * a cancellation point: pthread_cancel(3) of the deferred type takes effect after it has returned,
- * for a load after up to 101 seconds.
+ * independent. The library starts no thread, and takes no lock in a query unless its trace is on.
+ * No query and no getter is a cancellation point: pthread_cancel(3) takes effect after it has
+ * returned, for a load after up to 101 seconds.
  *
- * **Leases.** A file under another process's lease (fcntl(2)) holds a query until the holder gives
- * the lease up, at most the seconds in /proc/sys/fs/lease-break-time, 45 by default.
+ * **Leases.** Each file under another process's lease (fcntl(2)) holds a query until the holder
+ * gives the lease up or the kernel takes it, which is after the seconds in
+ * /proc/sys/fs/lease-break-time, 45 by default. A file counts as unreadable after 60 seconds.
  *
  * **Tools.** `getMemoryInfo` runs `dmidecode`; `getDisksInternal` runs `pvdisplay` where a
  * device-mapper node is mounted; `getNetworksInternal` and `getSystemInfo` run `ifconfig`, `route`,
  * `grep` and `cat`. They are run by `/bin/sh`, as the host's user and with the host's environment.
  * Except for those of `dmidecode`, their error messages go to the host's standard error. The
  * network tools run with `LANG=C` before the command, `dmidecode` with LANG set to C; a host that
- * has LC_ALL, LC_MESSAGES or LANGUAGE in its environment gets translated output, which the library
- * cannot read: remove these variables before the first query. `pvdisplay` and the network tools
- * have no time-out: a tool that never ends holds its caller for ever.
+ * has LC_ALL or LC_MESSAGES in its environment gets translated output, which the library cannot
+ * read: remove these variables, and LANGUAGE with them, before the first query. `pvdisplay` and the
+ * network tools have no time-out: a tool that never ends holds its caller for ever.
  *
  * **Headers.** Each record's header follows from its getters: code that uses the addresses of a
  * `NetworkInfo` includes `common/basic/ip_address.h`; code that calls `getRootDevices` includes
@@ -105,15 +106,16 @@ public:
      * on every call and takes some 20 ms more than the tool itself.
      *
      * The tool may be missing, fail or need more privilege than the host has: total is the kernel's
-     * figure then. Its output is read in pieces of at most 255 bytes; a module whose size line
-     * straddles two pieces is left out of the sum.
+     * figure then. The sum may be short: a module whose size line straddles two reads of at most
+     * 255 bytes is left out, and so is all that follows a pause of a fifth of a second in the
+     * output.
      *
      * @param totalKiB, freeKiB each is set where its figure was found, and else left as it was.
      * @return false where /proc/meminfo cannot be opened or lacks one of the two figures, even
      * where the modules gave a total.
      * @throws dovrel::ProcessException where the tool cannot be started, has not ended a tenth of a
-     * second after its output ended or paused, was ended by a signal, or left no exit status. The
-     * last is always so in a host that ignores SIGCHLD or waits for all of its children.
+     * second after its output ended or paused, or left no exit status: its shell was ended by a
+     * signal, the host ignores SIGCHLD, or the host has reaped it by waiting for all children.
      */
     virtual bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const = 0;
 
@@ -132,7 +134,8 @@ public:
      * Appends one record per physical disk, in the order of /proc/partitions, without USB storage.
      *
      * Lists the names that do not end in a digit: `sda` and `vda`, but neither `nvme0n1` nor
-     * `mmcblk0`. Opens every listed device. Reads /dev/disk/by-id once per disk.
+     * `mmcblk0`. A disk right before one whose name begins with its own is left out (`sda` before
+     * `sdaa`). Opens every listed device. Reads /dev/disk/by-id once per disk.
      *
      * @return false, with @p disks untouched, where /proc/partitions cannot be opened.
      */
@@ -289,7 +292,8 @@ public:
      * on a busy processor, and up to 101 seconds on an idle one, signals or not.
      *
      * @return percent; 0 where /proc/stat cannot be read or the processor stayed idle, not-a-number
-     * where no counter moved. Outside 0 to 100 only where the kernel's counters went back.
+     * where no counter moved. Outside 0 to 100 where the kernel's counters went back or the
+     * processor went offline in between.
      */
     virtual float getCurrentUsage() const = 0;
 };

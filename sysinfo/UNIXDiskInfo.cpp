@@ -1,4 +1,5 @@
 #include "common/basic/SourceFile.h"
+#include "common/basic/retry.h"
 #include "common/basic/text_cast.h"
 #include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
@@ -8,7 +9,6 @@
 
 #include <boost/filesystem.hpp>
 
-#include <cerrno>
 #include <optional>
 #include <sys/statvfs.h>
 
@@ -34,11 +34,7 @@ DiskList selected(DiskList const& disks, std::set<std::string> const& roots)
 /** statvfs(3). @return false where the filesystem cannot be asked. */
 bool readFilesystem(char const* mountPoint, struct statvfs& out)
 {
-    int result = -1;
-    do
-        result = ::statvfs(mountPoint, &out);
-    while (result != 0 && errno == EINTR);
-    return result == 0;
+    return dovrel::retryInterrupted([&] { return ::statvfs(mountPoint, &out); }) == 0;
 }
 
 }

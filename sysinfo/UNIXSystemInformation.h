@@ -34,11 +34,11 @@ DOVREL_EXPORT std::set<std::string> getRootDevices(boost::filesystem::path const
  * and `clone`.
  *
  * No operation of this class and of its records is a cancellation point: where a thread is
- * cancelled inside one (pthread_cancel(3), deferred type), the operation completes, and the thread
- * ends at its own next cancellation point.
+ * cancelled inside one (pthread_cancel(3)), the operation completes, and the thread ends at its own
+ * next cancellation point, one of the asynchronous type on return.
  *
- * A file under another process's lease (fcntl(2)) holds a query until the holder gives it up, at
- * most the seconds in /proc/sys/fs/lease-break-time, 45 by default.
+ * Each file under another process's lease (fcntl(2)) holds a query until the holder gives it up or
+ * the kernel takes it, after the seconds in /proc/sys/fs/lease-break-time, 45 by default.
  */
 class DOVREL_EXPORT UNIXSystemInformation : public SystemInformation {
 public:
@@ -64,8 +64,8 @@ public:
      * /tmp/percent where there is one.
      *
      * /tmp/percent counts where it is a regular file, or a link to one, that begins with a number
-     * from 0 to 100. Any other file there is not opened, and a read that fails counts as no
-     * percentage: the one that is computed from the counters stands.
+     * from 0 to 100. Any other file there is not opened (without /proc: is closed unread), and a
+     * read that fails counts as no percentage: the one that is computed from the counters stands.
      *
      * A status below 5000 gives a record without counters; 5000 is shown as 5500 where the operator
      * has answered "FinalSync" in /etc/dovrel/DRAnswer.ini, whatever the answer. Times are local,
@@ -132,8 +132,8 @@ public:
      * at most. Takes 1 to 101 s, whole seconds whatever signals the host has.
      *
      * Kept: differences and their sum are unsigned numbers of 32 bits. Where a counter goes back,
-     * as the kernel's iowait does, the result is outside 0 to 100: -2.04 where iowait goes from 50
-     * to 48 beside 100 idle ticks.
+     * as the kernel's iowait does, or the processor goes offline in between, the result is outside
+     * 0 to 100: -2.04 where iowait goes from 50 to 48 beside 100 idle ticks.
      *
      * A thread that is cancelled meanwhile (pthread_cancel(3)) ends after this operation, not
      * within.

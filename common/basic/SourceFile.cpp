@@ -1,10 +1,15 @@
 #include "common/basic/SourceFile.h"
 
+#include "common/basic/retry.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <locale>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -12,6 +17,11 @@
 namespace dovrel {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/** More than the time that the kernel gives the holder of a lease, 45 s by default. */
+constexpr auto LONGEST_LEASE = std::chrono::seconds(60);
 
 /** @return false with `errno` set where the path leads to no regular file. */
 bool isRegular(char const* path)
@@ -24,12 +34,57 @@ bool isRegular(char const* path)
     return S_ISREG(status.st_mode);
 }
 
-int openForReading(char const* path, int flags)
+int openAtOnce(char const* path)
 {
+    return retryInterrupted(
+        [path] { return ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); });
+}
+
+/**
+ * Opens a file for reading, past the lease of another process, a file server perhaps; fcntl(2).
+ *
+ * The first open makes the kernel ask the holder for the lease, and take it after some time. An
+ * open that waits for that could wait for ever: for the writer of a FIFO that took the file's
+ * place.
+ */
+int openPastLease(char const* path)
+{
+    auto const end = Clock::now() + LONGEST_LEASE;
+    int descriptor = openAtOnce(path);
+    while (descriptor < 0 && errno == EWOULDBLOCK && isRegular(path) && Clock::now() < end) {
+        constexpr int ROUND_MS = 10;
+        ::poll(nullptr, 0, ROUND_MS);
+        descriptor = openAtOnce(path);
+    }
+    return descriptor;
+}
+
+bool isRegular(int descriptor)
+{
+    struct stat status;
+    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/** Opens a regular file and no other: opening a device may have effects, a tape rewinds or a
+ * watchdog starts. */
+int openRegular(char const* path)
+{
+    // Opens nothing, but keeps hold of the file that the path leads to at this moment.
+    int const found = retryInterrupted([path] { return ::open(path, O_PATH | O_CLOEXEC); });
+    if (found < 0)
+        return -1;
     int descriptor = -1;
-    do
-        descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | flags);
-    while (descriptor < 0 && errno == EINTR);
+    errno = EINVAL;
+    if (isRegular(found)) {
+        char name[32];
+        std::snprintf(name, sizeof name, "/proc/self/fd/%d", found);
+        descriptor = openPastLease(name);
+        if (descriptor < 0 && errno == ENOENT) // There is no /proc.
+            descriptor = openPastLease(path);
+    }
+    int const error = errno;
+    ::close(found);
+    errno = error;
     return descriptor;
 }
 
@@ -37,19 +92,10 @@ int openForReading(char const* path, int flags)
 
 // cppcheck-suppress uninitMemberVar ; the buffer is written before it is read
 SourceFileBuffer::SourceFileBuffer(char const* path, SourceKind kind)
+    : m_descriptor(kind == SourceKind::regular ? openRegular(path) : openPastLease(path))
 {
-    // Opening a device may have effects: a tape rewinds, a watchdog starts.
-    if (kind == SourceKind::regular && !isRegular(path))
-        return;
-    m_descriptor = openForReading(path, O_NONBLOCK);
-    // Another process, a file server perhaps, has a lease on the file; fcntl(2). An open that waits
-    // makes the kernel take the lease away.
-    if (m_descriptor < 0 && errno == EWOULDBLOCK && isRegular(path))
-        m_descriptor = openForReading(path, 0);
-    // The path may lead to another file since it was looked at.
-    struct stat status;
-    if (m_descriptor >= 0 && kind == SourceKind::regular
-        && (::fstat(m_descriptor, &status) != 0 || !S_ISREG(status.st_mode))) {
+    // Without /proc the path may lead to another file since it was looked at.
+    if (m_descriptor >= 0 && kind == SourceKind::regular && !isRegular(m_descriptor)) {
         ::close(std::exchange(m_descriptor, -1));
         errno = EINVAL;
     }
@@ -63,10 +109,7 @@ SourceFileBuffer::~SourceFileBuffer()
 
 ssize_t SourceFileBuffer::readSome(char* out, size_t count)
 {
-    ssize_t got = -1;
-    do
-        got = ::read(m_descriptor, out, count);
-    while (got < 0 && errno == EINTR);
+    ssize_t const got = retryInterrupted([&] { return ::read(m_descriptor, out, count); });
     if (got < 0 && m_readError == 0)
         m_readError = errno;
     return got;

@@ -6,8 +6,9 @@
 
 namespace dovrel {
 
-/** Which files count as a source. With `regular` no other file is opened, unless it takes the place
- * of a regular one at that very moment; then it is closed unread. */
+/** The files that are opened: any, or regular ones alone, through links too. Where /proc is not
+ * mounted, a file that takes the place of a regular one at that very moment is opened and closed
+ * unread. */
 enum class SourceKind { any, regular };
 
 /** Reads a file's bytes as they are; a read that fails ends the text. */
@@ -40,8 +41,9 @@ private:
  * thread of the host starts meanwhile does not inherit it; a terminal under that name does not
  * become the host's; a FIFO that nobody writes to does not hold the caller; a read that a signal
  * interrupts goes on; and numbers are read with the classic locale. Where another process has a
- * lease on a regular file (fcntl(2)), the constructor waits until the holder gives it up, at most
- * the seconds in /proc/sys/fs/lease-break-time, 45 by default. False where the file cannot be
+ * lease on a regular file (fcntl(2)), the constructor waits until the holder gives it up or the
+ * kernel takes it, which is after the seconds in /proc/sys/fs/lease-break-time, 45 by default, and
+ * gives up after 60. False where the file cannot be
  * opened; `errno` contains the reason.
  */
 class SourceFile : public std::istream {

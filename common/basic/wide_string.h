@@ -2,6 +2,10 @@
 
 #include "common/basic/export.h"
 
+#include <algorithm>
+#if __cplusplus >= 202002L
+#include <compare>
+#endif
 #include <cstddef>
 #include <cwchar>
 #include <memory>
@@ -87,7 +91,16 @@ public:
     {
         return !(a < b);
     }
-    friend void swap(basic_string& a, basic_string& b) noexcept { a.swap(b); }
+#if __cplusplus >= 202002L
+    friend std::strong_ordering operator<=>(basic_string const& a, basic_string const& b) noexcept
+    {
+        return a.compare(b) <=> 0;
+    }
+#endif
+    friend void swap(basic_string& a, basic_string& b) noexcept
+    {
+        a.swap(b);
+    }
 
 protected:
     /** Appends @p count characters, which may lie within this object's own text. */
@@ -110,7 +123,10 @@ private:
     static constexpr unsigned SMALL_BUFFER_SIZE = 8;
 
     // A kept heap block holds the text only while the small buffer is empty.
-    bool usesHeap() const noexcept { return m_heap && m_small[0] == L'\0'; }
+    bool usesHeap() const noexcept
+    {
+        return m_heap && m_small[0] == L'\0';
+    }
 
     /** Takes over what @p other holds and leaves it empty; frees nothing of this object's own. */
     void take(basic_string& other) noexcept;
@@ -213,7 +229,12 @@ namespace text_order {
 /** As `basic_string::compare`; null is the empty text. */
 inline int compare(basic_string const& a, wchar_t const* b) noexcept
 {
-    return std::wcscmp(a.c_str(), b ? b : L"");
+    size_t const length = b ? std::wcslen(b) : 0;
+    size_t const common = std::min<size_t>(a.length(), length);
+    int const difference = common == 0 ? 0 : std::wmemcmp(a.c_str(), b, common);
+    if (difference != 0 || a.length() == length)
+        return difference;
+    return a.length() < length ? -1 : 1;
 }
 
 /** The same with the text that a `string` constructed from @p b has. @throws std::bad_alloc */
@@ -240,19 +261,30 @@ inline int compare(basic_string const& a, std::string const& b)
     {                                                                                              \
         return 0 SIGN text_order::compare(b, a);                                                   \
     }
+#if __cplusplus >= 202002L
+#define DOVREL_ORDERING(TEXT)                                                                      \
+    inline std::strong_ordering operator<=>(basic_string const& a, TEXT b)                         \
+    {                                                                                              \
+        return text_order::compare(a, b) <=> 0;                                                    \
+    }
+#else
+#define DOVREL_ORDERING(TEXT)
+#endif
 #define DOVREL_COMPARISONS(TEXT)                                                                   \
     DOVREL_COMPARISON(==, TEXT)                                                                    \
     DOVREL_COMPARISON(!=, TEXT)                                                                    \
     DOVREL_COMPARISON(<, TEXT)                                                                     \
     DOVREL_COMPARISON(>, TEXT)                                                                     \
     DOVREL_COMPARISON(<=, TEXT)                                                                    \
-    DOVREL_COMPARISON(>=, TEXT)
+    DOVREL_COMPARISON(>=, TEXT)                                                                    \
+    DOVREL_ORDERING(TEXT)
 
 DOVREL_COMPARISONS(wchar_t const*)
 DOVREL_COMPARISONS(char const*)
 DOVREL_COMPARISONS(std::string const&)
 
 #undef DOVREL_COMPARISONS
+#undef DOVREL_ORDERING
 #undef DOVREL_COMPARISON
 
 /** @return the text of @p a followed by that of @p b. */

@@ -1,16 +1,27 @@
 #include "common/platform/Thread.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <ctime>
 
 namespace dovrel {
 
 void Thread::Sleep(unsigned milliseconds)
 {
-    timespec left{};
-    left.tv_sec = static_cast<time_t>(milliseconds / 1000);
-    left.tv_nsec = static_cast<long>(milliseconds % 1000) * 1'000'000L;
-    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) { }
+    using namespace std::chrono;
+    auto const end = steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    nanoseconds left = std::chrono::milliseconds(milliseconds);
+    int result = 0;
+    do {
+        auto const whole = duration_cast<seconds>(left);
+        timespec const length{
+            static_cast<time_t>(whole.count()), static_cast<long>((left - whole).count())};
+        result = clock_nanosleep(CLOCK_MONOTONIC, 0, &length, nullptr);
+        // Not the rest that the kernel reports: that is a little longer each time, so that signals
+        // in quick succession would make the sleep many times as long.
+        left = std::max<nanoseconds>(end - steady_clock::now(), nanoseconds::zero());
+    } while (result == EINTR && left > nanoseconds::zero());
 }
 
 }

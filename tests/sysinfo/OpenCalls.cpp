@@ -27,13 +27,16 @@ OpenCalls::~OpenCalls()
 
 bool OpenCalls::fails(int flags)
 {
+    if ((flags & O_PATH) != 0)
+        return false;
     m_flags.push_back(flags);
     if (m_interrupts > 0) {
         --m_interrupts;
         errno = EINTR;
         return true;
     }
-    if (m_refusal != 0 && (flags & O_NONBLOCK) != 0) {
+    if (m_refusals > 0 && (flags & O_NONBLOCK) != 0) {
+        --m_refusals;
         errno = m_refusal;
         return true;
     }

@@ -19,8 +19,13 @@ public:
     explicit OpenCalls(std::string path);
     ~OpenCalls();
 
-    /** Makes an open that is not to wait fail, as that of a file under another process's lease. */
-    void refuseWithoutWait(int code) { m_refusal = code; }
+    /** Makes so many opens that are not to wait fail, as those of a file under another process's
+     * lease. */
+    void refuseWithoutWait(int code, unsigned times = 1)
+    {
+        m_refusal = code;
+        m_refusals = times;
+    }
 
     /** Makes so many opens fail with EINTR. */
     void interrupt(unsigned times) { m_interrupts = times; }
@@ -28,7 +33,7 @@ public:
     /** Called before the file is opened. */
     void before(std::function<void()> handler) { m_before = std::move(handler); }
 
-    /** @return the flags of each open of the file. */
+    /** @return the flags of each open of the file; O_PATH opens nothing and does not count. */
     std::vector<int> const& flags() const { return m_flags; }
 
     // What the function does. `false` sends it to the C library.
@@ -38,6 +43,7 @@ public:
 private:
     std::string m_path;
     int m_refusal = 0;
+    unsigned m_refusals = 0;
     unsigned m_interrupts = 0;
     std::function<void()> m_before;
     std::vector<int> m_flags;

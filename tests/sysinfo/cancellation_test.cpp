@@ -257,6 +257,25 @@ TEST_F(CancelledThread, completesALoadSampleOf101SecondsThatItIsCancelledIn)
     EXPECT_TRUE(thread.wasCancelled());
 }
 
+TEST_F(CancelledThread, ofTheAsynchronousTypeEndsWhenTheQueryHasReturned)
+{
+    pthread_t sampler{};
+    unsigned sleeps = 0;
+    calls.onSleep([&](int64_t) {
+        ++sleeps;
+        ::pthread_cancel(sampler);
+        showCounters("75 175");
+    });
+    HostsThread thread([&] {
+        ::pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
+        sampler = ::pthread_self();
+        UNIXCPUInfo(0).getCurrentUsage();
+    });
+    thread.run(false);
+    EXPECT_EQ(sleeps, 1U);
+    EXPECT_TRUE(thread.wasCancelled());
+}
+
 TEST_F(CancelledThread, keepsACancelStateThatItHasSetItself)
 {
     for (int const state : {PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DISABLE}) {

@@ -5,9 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 using dovrel::basic_string;
 using dovrel::string;
@@ -125,3 +128,41 @@ TEST(StringComparison, leavesTheNarrowCopyAsItIs)
     EXPECT_TRUE(text == "text" && text < L"texts" && text == std::string("text"));
     EXPECT_STREQ(narrow, "text");
 }
+
+TEST(StringComparison, ordersAShorterStringBeforeALongerOneWithTheSameBeginning)
+{
+    wchar_t const shorter[] = {static_cast<wchar_t>(0x80000000), 0};
+    wchar_t const longer[] = {static_cast<wchar_t>(0x80000000), -1, 0};
+    expectOrderBothWays(string(shorter), static_cast<wchar_t const*>(longer), -1);
+    expectOrderBothWays(string(longer), static_cast<wchar_t const*>(shorter), 1);
+}
+
+// The standard library compares these through operator<=> where there is one, and else through <.
+TEST(StringComparison, ordersPairsTuplesAndVectorsOfStringsByTheirCharacters)
+{
+    string const a("same");
+    string const b("same");
+    string const c("tame");
+    (void)static_cast<char const*>(a); // Each with a narrow copy, one of them at a lower address.
+    (void)static_cast<char const*>(b);
+    EXPECT_FALSE(std::make_pair(a, 1) < std::make_pair(b, 1));
+    EXPECT_FALSE(std::make_pair(b, 1) < std::make_pair(a, 1));
+    EXPECT_TRUE(std::make_pair(a, 2) < std::make_pair(c, 1));
+    EXPECT_FALSE(
+        std::make_tuple(a) < std::make_tuple(b) || std::make_tuple(b) < std::make_tuple(a));
+    std::set<std::vector<string>> set;
+    for (int i = 0; i < 7; ++i)
+        set.insert({string("same"), string("text")});
+    EXPECT_EQ(set.size(), 1U);
+}
+
+#if __cplusplus >= 202002L
+TEST(StringComparison, hasAThreeWayOrderWithEveryKindOfText)
+{
+    string const a("b");
+    EXPECT_TRUE((a <=> string("b")) == 0);
+    EXPECT_TRUE((a <=> "c") < 0);
+    EXPECT_TRUE((L"c" <=> a) > 0);
+    EXPECT_TRUE((std::string("a") <=> a) < 0);
+}
+#endif

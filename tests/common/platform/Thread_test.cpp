@@ -18,17 +18,17 @@ void countAlarm(int)
     alarms = alarms + 1;
 }
 
-/** Interrupts system calls every two milliseconds as long as it lives. */
+/** Interrupts system calls at short intervals as long as it lives. */
 class IntervalTimer {
 public:
-    IntervalTimer()
+    explicit IntervalTimer(suseconds_t microseconds = 2000)
     {
         alarms = 0;
         struct sigaction action { };
         action.sa_handler = countAlarm;
         action.sa_flags = 0; // No SA_RESTART: calls are to end with EINTR.
         sigaction(SIGALRM, &action, &m_former);
-        itimerval const interval{{0, 2000}, {0, 2000}};
+        itimerval const interval{{0, microseconds}, {0, microseconds}};
         setitimer(ITIMER_REAL, &interval, nullptr);
     }
     IntervalTimer(IntervalTimer const&) = delete;
@@ -65,6 +65,14 @@ TEST(Thread, sleepsOnWhenSignalsArrive)
     IntervalTimer const timer;
     EXPECT_GE(timeOfSleep(200), milliseconds(200));
     EXPECT_GE(alarms, 1) << "the timer was to interrupt the sleep";
+}
+
+TEST(Thread, sleepsNoLongerWhereSignalsArriveInQuickSuccession)
+{
+    IntervalTimer const timer(60);
+    milliseconds const time = timeOfSleep(500);
+    EXPECT_GE(time, milliseconds(500));
+    EXPECT_LT(time, milliseconds(2500));
 }
 
 }

@@ -3,6 +3,7 @@
 #include "common/basic/processstream/src/child_environment.h"
 #include "common/basic/processstream/src/exit_look.h"
 #include "common/basic/processstream/src/failure_text.h"
+#include "common/basic/retry.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -24,16 +25,6 @@ constexpr pid_t NOT_STARTED = -1;
 // What stands in the place of a child's number once it is reaped: the number may be another's then.
 constexpr pid_t EXITED = 0;
 constexpr pid_t ENDED_BY_SIGNAL = -2;
-
-/** Repeats a call that a signal interrupted. */
-template <class Call> auto unlessInterrupted(Call call)
-{
-    decltype(call()) result;
-    do
-        result = call();
-    while (result == -1 && errno == EINTR);
-    return result;
-}
 
 /** Moves a new descriptor away from the standard three, which a host may have closed: the child is
  * given its own there. */
@@ -86,7 +77,7 @@ UnixPipe::~UnixPipe() = default;
 int UnixPipe::read(char* buf, unsigned len)
 {
     errno = 0;
-    auto const count = unlessInterrupted([&] { return ::read(m_fd, buf, len); });
+    auto const count = retryInterrupted([&] { return ::read(m_fd, buf, len); });
     if (count > 0)
         return static_cast<int>(count);
     if (count == 0 || errno == EIO)
@@ -98,7 +89,7 @@ int UnixPipe::read(char* buf, unsigned len)
 
 int UnixPipe::write(char const* buf, unsigned len)
 {
-    auto const count = unlessInterrupted([&] { return ::write(m_fd, buf, len); });
+    auto const count = retryInterrupted([&] { return ::write(m_fd, buf, len); });
     if (count == -1)
         throw ProcessException(REASON_PIPE, __LINE__);
     return static_cast<int>(count);
@@ -151,7 +142,7 @@ void UnixCommand::openTerminal()
         errno = failure;
         abandon(REASON_PSEUDO_TERMINAL, __LINE__);
     }
-    m_slaveFd = unlessInterrupted([&] { return ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC); });
+    m_slaveFd = retryInterrupted([&] { return ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC); });
     if (m_slaveFd == -1 || !keepOffStandard(m_slaveFd))
         abandon(REASON_PSEUDO_TERMINAL, __LINE__);
 }
@@ -162,7 +153,7 @@ void UnixCommand::awaitChildsWord()
     using Clock = std::chrono::steady_clock;
     auto const deadline = Clock::now() + std::chrono::seconds(1);
     pollfd word{m_statusFds[0], POLLIN, 0};
-    int const ready = unlessInterrupted([&] {
+    int const ready = retryInterrupted([&] {
         auto const left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         return ::poll(&word, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
     });
@@ -175,7 +166,7 @@ void UnixCommand::awaitChildsWord()
         abandon(REASON_FORK, __LINE__);
     }
     char text[ProcessException::SERIALIZED_SIZE];
-    auto const count = unlessInterrupted([&] { return ::read(m_statusFds[0], text, sizeof text); });
+    auto const count = retryInterrupted([&] { return ::read(m_statusFds[0], text, sizeof text); });
     if (count == -1)
         abandon(REASON_PIPE, __LINE__);
     if (count > 0) {
@@ -203,11 +194,11 @@ int UnixCommand::weAreChild()
         return failInChild(REASON_PIPE, __LINE__);
     if (!closed(STDERR_FILENO) && errno != EBADF)
         return failInChild(REASON_PIPE, __LINE__);
-    if (unlessInterrupted([&] { return ::dup2(m_slaveFd, STDIN_FILENO); }) == -1)
+    if (retryInterrupted([&] { return ::dup2(m_slaveFd, STDIN_FILENO); }) == -1)
         return failInChild(REASON_PIPE, __LINE__);
-    if (unlessInterrupted([&] { return ::dup2(m_slaveFd, STDOUT_FILENO); }) == -1)
+    if (retryInterrupted([&] { return ::dup2(m_slaveFd, STDOUT_FILENO); }) == -1)
         return failInChild(REASON_PIPE, __LINE__);
-    if (unlessInterrupted([&] { return ::dup2(m_errFds[1], STDERR_FILENO); }) == -1)
+    if (retryInterrupted([&] { return ::dup2(m_errFds[1], STDERR_FILENO); }) == -1)
         return failInChild(REASON_PIPE, __LINE__);
     ChildEnvironment const environment;
     if (!environment.entries())
@@ -240,7 +231,7 @@ int UnixCommand::tellParent(char const* text, size_t length)
 {
     // Whether it arrives or not, this child is to end.
     [[maybe_unused]] auto const sent =
-        unlessInterrupted([&] { return ::write(m_statusFds[1], text, length); });
+        retryInterrupted([&] { return ::write(m_statusFds[1], text, length); });
     return 1;
 }
 
@@ -257,7 +248,7 @@ ExitLook UnixCommand::lookAtChild()
     if (m_pid == EXITED)
         return {ExitLook::LOST, ECHILD, __LINE__};
     int status = 0;
-    pid_t const pid = unlessInterrupted([&] { return ::waitpid(m_pid, &status, WNOHANG); });
+    pid_t const pid = retryInterrupted([&] { return ::waitpid(m_pid, &status, WNOHANG); });
     if (pid == 0)
         return {ExitLook::RUNNING, errno, __LINE__};
     if (pid == -1) {

@@ -12,7 +12,8 @@ namespace dovrel {
  * Made in the child, between fork(2) and exec: allocates nothing, takes no lock, and leaves
  * `environ` alone. Another thread of the host may have been in the middle of setenv(3) or
  * clearenv(3) at the fork, so that `environ` has no end or strings that were freed. Only memory
- * that is mapped is read, and strings that are not are left out.
+ * that is mapped is read; a string in memory that is not is left out. A page without read
+ * permission ends the child, and a string that runs off into unmapped memory fails its exec.
  */
 class ChildEnvironment {
 public:

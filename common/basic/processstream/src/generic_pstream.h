@@ -153,7 +153,8 @@ namespace dovrel {
 /**
  * The stream over a child's terminal. Numbers have the classic locale's digits.
  *
- * Flushes after each output operation (`std::unitbuf`), so that the child gets the output at once.
+ * Flushes after each output operation (`std::unitbuf`), so that the child gets the output at once;
+ * while an exception unwinds the stack the C++ library does not flush.
  * A failed flush sets `badbit`. A host that has the stream throw for it, `exceptions(badbit)`,
  * first clears `unitbuf` and flushes by itself: the C++ library ends the process (std::terminate)
  * if a flush after an operation throws.
