@@ -271,7 +271,9 @@ string::string(string const& other) = default;
 
 string& string::operator=(string const& other)
 {
-    return *this = other.c_str();
+    basic_string::operator=(other);
+    m_narrow.reset();
+    return *this;
 }
 
 string& string::operator=(wchar_t const* text)
