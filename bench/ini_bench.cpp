@@ -4,8 +4,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <malloc.h>
-
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,21 +12,6 @@ using bench::MadeUpIni;
 
 namespace {
 
-/** Bytes that the program has from the heap, the large blocks that are mapped by themselves
- * included. */
-size_t heapBytes()
-{
-    struct mallinfo2 const info = mallinfo2();
-    return info.uordblks + info.hblkhd;
-}
-
-template <class Reader> size_t heapBytesOf(std::string const& path)
-{
-    size_t const before = heapBytes();
-    Reader const reader(path);
-    return heapBytes() - before;
-}
-
 template <class Reader> void load(benchmark::State& state)
 {
     MadeUpIni const& ini = MadeUpIni::ofKeys(static_cast<unsigned>(state.range(0)));
@@ -36,7 +19,6 @@ template <class Reader> void load(benchmark::State& state)
         Reader const reader(ini.path());
         benchmark::DoNotOptimize(&reader);
     }
-    state.counters["heap_bytes"] = static_cast<double>(heapBytesOf<Reader>(ini.path()));
 }
 
 /** All readers are asked in texts of their own kind, made beforehand, and give a copy. */
@@ -60,7 +42,7 @@ template <class Reader> void lookUp(benchmark::State& state)
 
 void sizes(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(100)->Arg(10000)->Arg(100000);
+    benchmark->Arg(100)->Arg(10000);
 }
 
 }

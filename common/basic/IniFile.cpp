@@ -6,34 +6,60 @@
 #include <algorithm>
 #include <cerrno>
 #include <cwctype>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
 
 namespace dovrel {
 
 namespace {
 
-void trim(std::string_view& text)
+bool isBlank(char character)
 {
-    constexpr char BLANKS[] = " \t\r\n";
-    size_t const first = text.find_first_not_of(BLANKS);
-    if (first == std::string_view::npos) {
-        text = {};
-        return;
-    }
-    text = text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
+    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
-/** @return false where the text is longer than that. */
-bool readWhole(std::istream& text, size_t longest, std::string& out)
+std::string_view trimmed(std::string_view text)
 {
+    while (!text.empty() && isBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+std::string_view withoutQuotes(std::string_view value)
+{
+    if (value.empty() || value.front() != value.back()
+        || (value.front() != '"' && value.front() != '\''))
+        return value;
+    return value.size() == 1 ? std::string_view() : value.substr(1, value.size() - 2);
+}
+
+/** Why a file's text is not there. */
+struct Failure {
+    int error; ///< An `errno`, 0 for none.
+    wchar_t const* what;
+};
+
+Failure readWhole(char const* path, bool mayBeMissing, std::string& text)
+{
+    SourceFile file(path);
+    if (!file) // For whatever reason.
+        return mayBeMissing ? Failure{} : Failure{ENOENT, L" not found!"};
     size_t piece = 2048;
-    while (text.good() && out.size() <= longest) {
-        size_t const length = out.size();
+    while (file.good() && text.size() <= IniFile::LARGEST_FILE) {
+        size_t const length = text.size();
         piece *= 2;
-        out.resize(length + piece);
-        text.read(out.data() + length, static_cast<std::streamsize>(piece));
-        out.resize(length + static_cast<size_t>(text.gcount()));
+        text.resize(length + piece);
+        file.read(text.data() + length, static_cast<std::streamsize>(piece));
+        text.resize(length + static_cast<size_t>(file.gcount()));
     }
-    return out.size() <= longest;
+    if (text.size() > IniFile::LARGEST_FILE)
+        return {EFBIG, L" is too large!"};
+    return {file.readError(), L" could not be read!"};
 }
 
 bool isTrue(string const& value)
@@ -46,18 +72,165 @@ bool isTrue(string const& value)
     return true;
 }
 
+wchar_t lower(wchar_t character)
+{
+    return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(character)));
 }
+
+wchar_t lowerAscii(wchar_t character)
+{
+    return character >= L'A' && character <= L'Z' ? character - L'A' + L'a' : character;
+}
+
+constexpr wchar_t ASCII_END = 0x80;
+
+/** @return false in a Turkish locale, which lowers "I" to a letter that is not ASCII. */
+bool lowersAsciiToAscii()
+{
+    for (wchar_t character = 0; character < ASCII_END; ++character)
+        if (lower(character) != lowerAscii(character))
+            return false;
+    return true;
+}
+
+/** A name after towlower(3). */
+class FoldedName {
+public:
+    FoldedName(string const& name, bool asciiInLine)
+    {
+        size_t const length = name.length();
+        wchar_t* folded = m_near;
+        if (length > std::size(m_near)) {
+            m_far.reset(new wchar_t[length]);
+            folded = m_far.get();
+        }
+        wchar_t const* const written = name.c_str();
+        wchar_t bits = 0;
+        for (size_t i = 0; i < length; ++i) {
+            bits |= written[i];
+            folded[i] = lowerAscii(written[i]);
+        }
+        if (bits < 0 || bits >= ASCII_END || !asciiInLine)
+            std::transform(written, written + length, folded, lower);
+        m_text = {folded, length};
+    }
+    FoldedName(FoldedName const&) = delete;
+    FoldedName& operator=(FoldedName const&) = delete;
+    ~FoldedName() = default;
+
+    std::wstring_view text() const { return m_text; }
+
+private:
+    wchar_t m_near[64]; // Most names are short and need no heap.
+    std::unique_ptr<wchar_t[]> m_far;
+    std::wstring_view m_text;
+};
+
+struct NameOrder {
+    using is_transparent = void;
+
+    bool operator()(std::wstring_view a, std::wstring_view b) const
+    {
+        // Spares most comparisons the call of wmemcmp(3).
+        if (!a.empty() && !b.empty() && a[0] != b[0])
+            return a[0] < b[0];
+        return a < b;
+    }
+};
+
+struct Entry {
+    string key;
+    string value;
+};
+
+struct Section {
+    std::set<string> spellings; ///< Those under which an entry was added.
+    std::map<std::wstring, Entry, NameOrder> entries;
+};
+
+}
+
+/**
+ * The ordered map from (section, key) to value: a map of sections, each with a map of its keys.
+ *
+ * The maps hold folded names: a comparison that folded would change its order with the locale.
+ */
+class IniFile::Entries {
+public:
+    explicit Entries(std::string_view text)
+    {
+        string spelling;
+        Section* section = nullptr; // Added with its first entry.
+        while (!text.empty()) {
+            std::string_view line = text.substr(0, text.find('\n'));
+            text.remove_prefix(std::min(line.size() + 1, text.size()));
+            line = trimmed(line.substr(0, line.find(';')));
+            size_t const sign = line.find('=');
+            if (line.starts_with('[')) {
+                spelling = std::string(trimmed(line.substr(1, line.find(']') - 1)));
+                section = nullptr;
+            } else if (sign != std::string_view::npos) {
+                if (!section)
+                    section = &m_sections[std::wstring(folded(spelling).text())];
+                string key(std::string(trimmed(line.substr(0, sign))));
+                if (add(*section, std::move(key), trimmed(line.substr(sign + 1))))
+                    section->spellings.insert(spelling);
+            }
+        }
+    }
+
+    size_t size() const { return m_size; }
+
+    auto const& sections() const { return m_sections; }
+
+    /** @return null where the section has no entry. */
+    Section const* find(string const& section) const
+    {
+        auto const found = m_sections.find(folded(section).text());
+        return found == m_sections.end() ? nullptr : &found->second;
+    }
+
+    /** @return the value, null where the key is not there. */
+    string const* find(string const& section, string const& key) const
+    {
+        Section const* const in = find(section);
+        if (!in)
+            return nullptr;
+        auto const found = in->entries.find(folded(key).text());
+        return found == in->entries.end() ? nullptr : &found->second.value;
+    }
+
+private:
+    FoldedName folded(string const& name) const { return {name, m_asciiInLine}; }
+
+    /** @return whether the key is new; the first assignment stays. */
+    bool add(Section& section, string&& key, std::string_view value)
+    {
+        auto const [at, isNew] = section.entries.try_emplace(std::wstring(folded(key).text()));
+        if (isNew) {
+            at->second = {std::move(key), std::string(withoutQuotes(value))};
+            ++m_size;
+        }
+        return isNew;
+    }
+
+    bool const m_asciiInLine = lowersAsciiToAscii();
+    std::map<std::wstring, Section, NameOrder> m_sections;
+    size_t m_size = 0;
+};
 
 IniFile::IniFile(string const& path, bool mustExist, bool mayBeMissing, bool third)
     : m_path(path), m_mustExist(mustExist), m_mayBeMissing(mayBeMissing), m_third(third)
 {
-    SourceFile file(m_path);
-    if (file)
-        read(file);
-    else if (m_mustExist || !m_mayBeMissing)
-        fail(ENOENT, L" not found!"); // Whatever kept it from being opened.
-    if (file.readError() != 0)
-        fail(file.readError(), L" could not be read!");
+    std::string text;
+    Failure const failure = readWhole(m_path, !m_mustExist && m_mayBeMissing, text);
+    if (failure.error != 0) {
+        errno = failure.error;
+        m_savedError = failure.error;
+        m_errorText = string(L"File ") + m_path + failure.what;
+        text.clear(); // Half a file is not taken for a whole one.
+    }
+    m_entries = std::make_shared<Entries const>(text);
 }
 
 IniFile::IniFile(IniFile const& other)
@@ -68,117 +241,56 @@ IniFile::IniFile(IniFile const& other)
 
 IniFile::~IniFile() = default;
 
-void IniFile::fail(int error, wchar_t const* what)
+size_t IniFile::size() const
 {
-    m_entries = IniEntries();
-    if (m_savedError != 0)
-        return;
-    errno = error;
-    m_savedError = error;
-    m_errorText = string(L"File ") + m_path + what;
-}
-
-void IniFile::read(std::istream& file)
-{
-    std::string text;
-    if (!readWhole(file, LARGEST_FILE, text)) {
-        fail(EFBIG, L" is too large!");
-        return;
-    }
-    std::string_view section;
-    std::string_view left = text;
-    while (!left.empty()) {
-        std::string_view const line = left.substr(0, left.find('\n'));
-        readIniLine(section, line);
-        left.remove_prefix(std::min(line.size() + 1, left.size()));
-    }
-    m_entries.sort();
-}
-
-void IniFile::readIniLine(std::string_view& section, std::string_view line)
-{
-    line = line.substr(0, line.find(';'));
-    trim(line);
-    if (line.empty())
-        return;
-    if (line.front() == '[') {
-        section = line.substr(1, line.find(']') - 1);
-        trim(section);
-        return;
-    }
-    size_t const sign = line.find('=');
-    if (sign == std::string_view::npos)
-        return;
-    std::string_view key = line.substr(0, sign);
-    std::string_view value = line.substr(sign + 1);
-    trim(key);
-    trim(value);
-    storeData(section, key, value);
-}
-
-bool IniFile::storeData(std::string_view section, std::string_view key, std::string_view value)
-{
-    trim(value);
-    if (!value.empty() && value.front() == value.back()
-        && (value.front() == '"' || value.front() == '\'')) {
-        value.remove_suffix(1);
-        value.remove_prefix(std::min<size_t>(value.size(), 1));
-    }
-    m_entries.add(section, key, value);
-    return true;
+    return m_entries->size();
 }
 
 bool IniFile::SectionExists(string const& section) const
 {
-    IniEntries::Range const entries = m_entries.findSection(section);
-    return entries.first != entries.last;
+    return m_entries->find(section) != nullptr;
 }
 
 bool IniFile::lookupString(string const& section, string const& key, string& out) const
 {
-    size_t const entry = m_entries.find(section, key);
-    if (entry == IniEntries::NONE)
-        return false;
-    out = m_entries.value(entry);
-    return true;
+    string const* const value = m_entries->find(section, key);
+    if (value)
+        out = *value;
+    return value != nullptr;
 }
 
 string IniFile::ReadString(string const& section, string const& key, string const& fallback) const
 {
-    size_t const entry = m_entries.find(section, key);
-    return entry == IniEntries::NONE ? fallback : m_entries.value(entry);
+    string const* const value = m_entries->find(section, key);
+    return value ? *value : fallback;
 }
 
 long IniFile::ReadInt(string const& section, string const& key, long const& fallback) const
 {
-    size_t const entry = m_entries.find(section, key);
-    return entry == IniEntries::NONE ? fallback
-                                     : literal_cast<long>(m_entries.value(entry), fallback);
+    string const* const value = m_entries->find(section, key);
+    return value ? literal_cast<long>(*value, fallback) : fallback;
 }
 
 bool IniFile::ReadBool(string const& section, string const& key, bool const& fallback) const
 {
-    size_t const entry = m_entries.find(section, key);
-    if (entry == IniEntries::NONE)
-        return fallback;
-    string const value = m_entries.value(entry);
-    return isTrue(value) || value == string(L"1");
+    string const* const value = m_entries->find(section, key);
+    return value ? isTrue(*value) || *value == L"1" : fallback;
 }
 
 std::set<string> IniFile::ReadSectionNames() const
 {
     std::set<string> names;
-    for (size_t entry = 0; entry < m_entries.size(); ++entry)
-        names.insert(m_entries.section(entry));
+    for (auto const& [name, section] : m_entries->sections())
+        names.insert(section.spellings.begin(), section.spellings.end());
     return names;
 }
 
 std::vector<string> IniFile::ReadSectionValues(string const& section) const
 {
     std::vector<string> values;
-    IniEntries::Range const entries = m_entries.findSection(section);
-    for (size_t entry = entries.first; entry != entries.last; ++entry)
-        values.push_back(m_entries.key(entry) + L"=" + m_entries.value(entry));
+    if (Section const* const in = m_entries->find(section))
+        for (auto const& [name, entry] : in->entries)
+            values.push_back(entry.key + L"=" + entry.value);
     return values;
 }
 

@@ -1,15 +1,12 @@
 #pragma once
 
 #include "common/basic/export.h"
-#include "common/basic/ini_entries.h"
 #include "common/basic/wide_string.h"
 
 #include <cstddef>
-#include <istream>
+#include <memory>
 #include <ostream>
 #include <set>
-#include <string>
-#include <string_view>
 #include <vector>
 
 namespace dovrel {
@@ -71,7 +68,7 @@ public:
     void Dump(std::ostream& os, string const& name) const;
 
     /** @return the number of entries. */
-    size_t size() const { return m_entries.size(); }
+    size_t size() const;
 
     /** @return the `errno` of the first failure while reading, 0 for none. */
     int savedError() const { return m_savedError; }
@@ -80,13 +77,10 @@ public:
     string errorText() const { return m_errorText; }
 
 private:
-    void read(std::istream& file);
-    void readIniLine(std::string_view& section, std::string_view line);
-    bool storeData(std::string_view section, std::string_view key, std::string_view value);
-    void fail(int error, wchar_t const* what);
+    class Entries;
 
     string m_path;
-    IniEntries m_entries;
+    std::shared_ptr<Entries const> m_entries;
     bool m_mustExist;
     bool m_mayBeMissing;
     [[maybe_unused]] bool m_third;
