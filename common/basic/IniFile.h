@@ -18,9 +18,10 @@ namespace dovrel {
  * ignored. A ";" begins a comment wherever it stands, within quotes too. One pair of quotes around
  * a value is taken off. The first assignment of a key in a section wins. Sections and keys are
  * looked up without regard to case, towlower(3); texts are in the locale's encoding. The file's
- * names are folded at construction, a look-up's when it is called. A host that changes `LC_CTYPE`
- * in between may not find a name that is not ASCII; nor one that is, where one of the two locales
- * lowers an ASCII letter to another character (tr_TR.UTF-8: "I").
+ * names are folded at construction, a look-up's when it is called, those of ASCII alone as at
+ * construction. A host that changes `LC_CTYPE` in between may not find a name that is not ASCII;
+ * nor one that is, where the file was read in a locale that lowers an ASCII letter to another
+ * character (tr_TR.UTF-8: "I").
  *
  * Errors: a file that cannot be read gives an empty reader; see `savedError` and `errorText`. No
  * look-up fails. Threads: after construction any number may look up at once; not for a thread that
