@@ -83,6 +83,7 @@ char** mapEntries(size_t count) noexcept
 
 }
 
+// cppcheck-suppress uninitMemberVar ; the room is written before it is read
 ChildEnvironment::ChildEnvironment() noexcept
 {
     char** const environment = environ;
