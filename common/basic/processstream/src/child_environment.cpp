@@ -23,6 +23,7 @@ public:
         if (page == m_mappedPage)
             return true;
         unsigned char residence;
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): pointer arithmetic would need a valid pointer
         if (::mincore(reinterpret_cast<void*>(page), 1, &residence) != 0 && errno == ENOMEM)
             return false;
         m_mappedPage = page;
