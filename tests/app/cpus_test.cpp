@@ -262,7 +262,7 @@ TEST(LoadMeter, hasOneProblemAndDoesNotWaitWhereTheCountersCannotBeRead)
     app::Reader reader(trace, library);
     app::LoadMeter meter(reader);
     app::Machine machine;
-    machine.processors.emplace(2);
+    machine.processors = std::vector<app::Processor>(2);
     auto const start = Clock::now();
     {
         NoMoreFiles const none;
