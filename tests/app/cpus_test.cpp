@@ -66,25 +66,6 @@ json loadsBetween(std::string const& first, std::string const& second)
     return loads;
 }
 
-/** Keeps the process from opening files while it exists. */
-class NoMoreFiles {
-public:
-    NoMoreFiles()
-    {
-        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &m_former), 0);
-        int const next = open("/dev/null", O_RDONLY | O_CLOEXEC);
-        close(next);
-        rlimit const none = {static_cast<rlim_t>(next), m_former.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    }
-    NoMoreFiles(NoMoreFiles const&) = delete;
-    NoMoreFiles& operator=(NoMoreFiles const&) = delete;
-    ~NoMoreFiles() { setrlimit(RLIMIT_NOFILE, &m_former); }
-
-private:
-    rlimit m_former{};
-};
-
 }
 
 TEST(Cpus, areThoseOfTheKernel)
@@ -253,28 +234,6 @@ TEST(LoadBetween, isUnknownWhereACounterWentBack)
              {990, 1010}, {900, 1010}, {990, 900}, {900, 990}})
         EXPECT_EQ(loadBetween({1000, 1000}, second), std::nullopt)
             << second.idle << " " << second.busy;
-}
-
-TEST(LoadMeter, hasOneProblemAndDoesNotWaitWhereTheCountersCannotBeRead)
-{
-    app::TraceOutput trace(0, {});
-    sysinfo::LinuxSystemInformation const library;
-    app::Reader reader(trace, library);
-    app::LoadMeter meter(reader);
-    app::Machine machine;
-    machine.processors = std::vector<app::Processor>(2);
-    auto const start = Clock::now();
-    {
-        NoMoreFiles const none;
-        meter.begin(machine);
-    }
-    meter.end(machine);
-
-    EXPECT_LT(Clock::now() - start, SECOND);
-    EXPECT_TRUE(machine.loadsMeasured);
-    ASSERT_EQ(machine.problems.size(), 1U);
-    EXPECT_EQ(machine.problems[0].fact, "the processors' loads");
-    EXPECT_EQ(machine.processors->at(0).loadPercent, std::nullopt);
 }
 
 TEST(LoadMeter, doesNothingWithoutProcessors)
