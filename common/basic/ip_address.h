@@ -133,7 +133,8 @@ private:
 
 /**
  * Writes the text of `toStringInternal`, so that an `inet_address` has its port, without padding.
- * No address is `<invalid>` rather than an exception: whoever logs an address does not expect one.
+ * No address is `<invalid>` rather than an exception, which a caller that logs an address does not
+ * expect.
  */
 inline std::ostream& operator<<(std::ostream& out, ip_address const& address)
 {

@@ -61,16 +61,16 @@ public:
      *
      * A child that is not set up within a second, for example one that blocks in a
      * pthread_atfork(3) handler, is a failure with `REASON_FORK` and `ETIMEDOUT`. Such a child is
-     * never signalled. If it still runs when the exception leaves, it belongs to whoever ends it:
+     * never signalled. If it still runs when the exception leaves, the host has to end it:
      * once its handler returns, it finds its terminal closed and exits with status 1, and the host
-     * reaps it as a child of its own.
+     * reaps it.
      */
     explicit UnixCommand(std::string const& command);
     UnixCommand(UnixCommand const&) = delete;
     UnixCommand& operator=(UnixCommand const&) = delete;
 
     /** Closes the terminal, waits up to about a second for the child to end, and reaps it. A child
-     * that runs on is not signalled; it then belongs to whoever ends it. */
+     * that runs on is not signalled; the host has to end and reap it. */
     ~UnixCommand() override;
 
     int uncachedExitCode() override;

@@ -57,7 +57,7 @@ public:
     std::string serialize() const;
 
     /**
-     * The record of a text that `serialize` made.
+     * The record that `serialize` wrote as @p text.
      *
      * Reads three unsigned 32-bit numbers as `>>` of a stream with the classic locale reads them:
      * `-9` wraps, a number that is too large is 4294967295, and numbers behind one that cannot be
