@@ -1,39 +1,51 @@
 #pragma once
 
+#include "common/basic/noncopyable.h"
 #include "common/basic/processstream/src/UnixCommand.h"
 
+#include <istream>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
-/** What the tests ask of a living child. */
+/** Functions of the tests on a child that runs. */
 namespace child {
 
-/** @return all data up to its end; a text that says so where that takes more than ten seconds. */
-std::string everythingFrom(Pipe& pipe);
+/** @return all data up to its end; with a remark if that takes longer than ten seconds. */
+std::string readAll(Pipe& pipe);
+
+/** @return the rest of the stream. */
+std::string readAll(std::istream& stream);
 
 /** @return the data up to the first newline, without it. */
-std::string lineFrom(Pipe& pipe);
+std::string readLine(Pipe& pipe);
 
-/** @return the exit status, waited for up to ten seconds. @throws ProcessException */
-int statusOf(Command& command);
+/** @return the number that the child prints in its next line. */
+pid_t readPid(dovrel::UnixCommand& command);
 
-/** Kills a process, and waits for it where it is a child. */
-void end(pid_t pid);
+/** @return the exit status; waits for it for up to ten seconds. @throws ProcessException */
+int exitStatusOf(Command& command);
 
-/** Moves a file of the machine away while it lives. */
-class MissingFile {
+/** @return the standard output of a child that runs @p command. */
+std::string outputOf(std::string const& command);
+
+/** Waits until the child has ended, and leaves it unreaped. */
+void waitUntilEnded(pid_t pid);
+
+/** Kills a process, and waits for it if it is a child. */
+void killAndReap(pid_t pid);
+
+/** Renames a file of the machine while it lives. */
+class MissingFile : dovrel::noncopyable_::noncopyable {
 public:
     explicit MissingFile(std::string path);
-    MissingFile(MissingFile const&) = delete;
-    MissingFile& operator=(MissingFile const&) = delete;
     ~MissingFile();
 
 private:
     std::string m_path;
 };
 
-/** The descriptors of @p later that are not in @p earlier; both are sorted. */
-std::vector<int> addedTo(std::vector<int> const& earlier, std::vector<int> const& later);
+/** @return the descriptors that are open now and not in @p earlier. */
+std::vector<int> openedSince(std::vector<int> const& earlier);
 
 }

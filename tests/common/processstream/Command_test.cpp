@@ -1,29 +1,25 @@
 #include "tests/common/processstream/FakeChild.h"
 #include "tests/common/processstream/ProcessCalls.h"
+#include "tests/common/processstream/ThrownFailure.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <string>
 
-using dovrel::ProcessException;
 using processcalls::RecordedSleeps;
 using Milliseconds = std::vector<unsigned>;
 
 namespace {
 
-Answer const RUNNING = thrown(dovrel::REASON_NOT_EXITED);
+FakeResult const RUNNING = thrown(dovrel::REASON_NOT_EXITED);
 
 class CommandExitCode : public testing::Test {
 protected:
-    /** The reason that it throws with; -1 where it does not. */
-    int reasonOf(unsigned totalMs, unsigned stepMs)
+    /** @return the reason that it throws, or -1. */
+    int reasonOfExitCode(unsigned totalMs, unsigned stepMs)
     {
-        try {
-            m_command.exitCode(totalMs, stepMs);
-        } catch (ProcessException const& exception) {
-            return static_cast<int>(exception.reason());
-        }
-        return -1;
+        return reasonOf([&] { m_command.exitCode(totalMs, stepMs); });
     }
 
     FakeCommand m_command;
@@ -32,93 +28,75 @@ protected:
 
 }
 
-TEST_F(CommandExitCode, isRememberedFromTheFirstLookThatFoundOne)
+TEST_F(CommandExitCode, isCachedOnceItIsKnown)
 {
     m_command.states.set({{7}, {8}});
     EXPECT_EQ(m_command.exitCode(10, 10), 7);
     EXPECT_EQ(m_command.exitCode(1000, 10), 7);
     EXPECT_EQ(m_command.exitCode(0, 0), 7);
-    EXPECT_EQ(m_command.looks, 1U);
+    EXPECT_EQ(m_command.checks, 1U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
 }
 
-TEST_F(CommandExitCode, isRememberedWhereItIsZero)
+TEST_F(CommandExitCode, isCachedWhenItIsZero)
 {
     m_command.states.set({{0}, {8}});
     EXPECT_EQ(m_command.exitCode(10, 10), 0);
     EXPECT_EQ(m_command.exitCode(10, 10), 0);
-    EXPECT_EQ(m_command.looks, 1U);
+    EXPECT_EQ(m_command.checks, 1U);
 }
 
-TEST_F(CommandExitCode, looksAgainAfterEachStep)
+TEST_F(CommandExitCode, checksTheChildAgainAfterEachStep)
 {
     m_command.states.set({RUNNING, RUNNING, {3}});
     EXPECT_EQ(m_command.exitCode(1000, 25), 3);
-    EXPECT_EQ(m_command.looks, 3U);
+    EXPECT_EQ(m_command.checks, 3U);
     EXPECT_EQ(m_sleeps.milliseconds(), (Milliseconds{25, 25}));
 }
 
-TEST_F(CommandExitCode, looksOnceAndSleepsOnceWithinOneStep)
+TEST(CommandTimeOut, comesWhenAtMostOneStepIsLeft)
 {
-    EXPECT_EQ(reasonOf(10, 10), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(m_command.looks, 1U);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{10});
+    struct Case {
+        unsigned totalMs;
+        unsigned stepMs;
+        size_t sleeps;
+        unsigned sleepMs;
+    };
+    constexpr Case CASES[] = {
+        {10, 10, 1, 10},
+        {30, 10, 2, 10},
+        {31, 10, 3, 10},
+        {1000, 10, 99, 10},
+        {5, 10, 1, 10}, // A total below the step does not wrap.
+        {0, 10, 1, 10},
+        {4, 0, 3, 1}, // A step of 0 counts as 1.
+        {0, 0, 1, 1},
+        {UINT_MAX, UINT_MAX, 1, UINT_MAX},
+    };
+    for (auto const& [totalMs, stepMs, sleeps, sleepMs] : CASES) {
+        SCOPED_TRACE(std::to_string(totalMs) + " ms in steps of " + std::to_string(stepMs));
+        FakeCommand command;
+        RecordedSleeps const recorded;
+        auto const exception = exceptionOf([&] { command.exitCode(totalMs, stepMs); });
+        ASSERT_TRUE(exception);
+        EXPECT_EQ(exception->reason(), dovrel::REASON_NOT_EXITED);
+        EXPECT_NE(exception->line(), 0U);
+        EXPECT_EQ(command.checks, sleeps);
+        EXPECT_EQ(recorded.milliseconds(), Milliseconds(sleeps, sleepMs));
+    }
 }
 
-TEST_F(CommandExitCode, givesUpWhereNoMoreThanAStepIsLeft)
-{
-    EXPECT_EQ(reasonOf(30, 10), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(2, 10));
-    EXPECT_EQ(reasonOf(31, 10), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(5, 10));
-    EXPECT_EQ(m_command.looks, 5U);
-    EXPECT_EQ(reasonOf(1000, 10), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(5 + 99, 10));
-}
-
-TEST_F(CommandExitCode, neverCountsBelowZeroWhereTheTotalIsBelowTheStep)
-{
-    EXPECT_EQ(reasonOf(5, 10), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(reasonOf(0, 10), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(m_command.looks, 2U);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(2, 10));
-}
-
-TEST_F(CommandExitCode, takesAStepOfZeroForOne)
-{
-    EXPECT_EQ(reasonOf(4, 0), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(3, 1));
-    EXPECT_EQ(reasonOf(0, 0), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(4, 1));
-}
-
-TEST_F(CommandExitCode, endsWithTheLargestStep)
-{
-    EXPECT_EQ(reasonOf(UINT_MAX, UINT_MAX), dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{UINT_MAX});
-}
-
-TEST_F(CommandExitCode, passesOtherReasonsOnAtOnce)
+TEST_F(CommandExitCode, throwsOtherReasonsAtOnceAndDoesNotCacheThem)
 {
     m_command.states.set({RUNNING, thrown(dovrel::REASON_EXIT_STATUS), {4}});
-    EXPECT_EQ(reasonOf(1000, 10), dovrel::REASON_EXIT_STATUS);
+    EXPECT_EQ(reasonOfExitCode(1000, 10), dovrel::REASON_EXIT_STATUS);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{10});
-    EXPECT_EQ(m_command.exitCode(10, 10), 4) << "a failure is not remembered";
+    EXPECT_EQ(m_command.exitCode(10, 10), 4);
 }
 
-TEST_F(CommandExitCode, isLookedForAgainAfterTheTimeWasUsedUp)
+TEST_F(CommandExitCode, isFoundByALaterCallAfterATimeOut)
 {
     m_command.states.set({RUNNING, {5}});
-    EXPECT_EQ(reasonOf(10, 10), dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(reasonOfExitCode(10, 10), dovrel::REASON_NOT_EXITED);
     EXPECT_EQ(m_command.exitCode(10, 10), 5);
-}
-
-TEST_F(CommandExitCode, saysWhereItGaveUp)
-{
-    try {
-        m_command.exitCode(10, 10);
-        ADD_FAILURE() << "it is to throw";
-    } catch (ProcessException const& exception) {
-        EXPECT_NE(exception.line(), 0U);
-    }
 }

@@ -9,13 +9,13 @@
 #include <string>
 #include <vector>
 
-/** One result of a look at the child, or of a read or a write. */
-struct Answer {
+/** One result of a fake read, write or check of the child. */
+struct FakeResult {
     int result;
     std::string data = {};
-    int reason = -1; // Thrown where there is one.
+    int reason = -1; // If there is one, it is thrown.
 
-    int give() const
+    int returnOrThrow() const
     {
         if (reason >= 0) {
             errno = 0;
@@ -25,71 +25,71 @@ struct Answer {
     }
 };
 
-inline Answer thrown(dovrel::reason_type reason)
+inline FakeResult thrown(dovrel::reason_type reason)
 {
     return {0, {}, static_cast<int>(reason)};
 }
 
-/** Takes answers in order; the last one is given for ever. */
-class Answers {
+/** Returns results in order, and the last one again and again. */
+class FakeResults {
 public:
-    explicit Answers(Answer last) : m_answers{std::move(last)} { }
+    explicit FakeResults(FakeResult last) : m_results{std::move(last)} { }
 
-    void set(std::deque<Answer> answers) { m_answers = std::move(answers); }
+    void set(std::deque<FakeResult> results) { m_results = std::move(results); }
 
-    Answer next()
+    FakeResult next()
     {
-        Answer const answer = m_answers.front();
-        if (m_answers.size() > 1)
-            m_answers.pop_front();
-        return answer;
+        FakeResult const result = m_results.front();
+        if (m_results.size() > 1)
+            m_results.pop_front();
+        return result;
     }
 
 private:
-    std::deque<Answer> m_answers;
+    std::deque<FakeResult> m_results;
 };
 
-/** A pipe that has no data yet and takes all that is written, unless told otherwise. */
+/** A pipe. By default a read finds no data yet and a write takes all. */
 class FakePipe : public Pipe {
 public:
     int read(char* buf, unsigned len) override
     {
         readSizes.push_back(len);
-        Answer const answer = reads.next();
-        if (answer.data.empty())
-            return answer.give();
-        size_t const size = std::min<size_t>(answer.data.size(), len);
-        std::copy_n(answer.data.data(), size, buf);
+        FakeResult const result = reads.next();
+        if (result.data.empty())
+            return result.returnOrThrow();
+        size_t const size = std::min<size_t>(result.data.size(), len);
+        std::copy_n(result.data.data(), size, buf);
         return static_cast<int>(size);
     }
 
     int write(char const* buf, unsigned len) override
     {
         attempts.emplace_back(buf, len);
-        Answer const answer = writes.next();
-        return answer.result == ALL ? static_cast<int>(len) : answer.give();
+        FakeResult const result = writes.next();
+        return result.result == ALL ? static_cast<int>(len) : result.returnOrThrow();
     }
 
     static constexpr int ALL = 1 << 20;
 
-    Answers reads{Answer{0}};
-    Answers writes{Answer{ALL}};
+    FakeResults reads{FakeResult{0}};
+    FakeResults writes{FakeResult{ALL}};
     std::vector<unsigned> readSizes;
-    std::vector<std::string> attempts; // What each write was given.
+    std::vector<std::string> attempts; // The data of each write, failed ones included.
 };
 
-/** A child that runs for ever, unless told otherwise. */
+/** A child. By default it runs for ever. */
 class FakeCommand : public Command {
 public:
     int uncachedExitCode() override
     {
-        ++looks;
-        return states.next().give();
+        ++checks;
+        return states.next().returnOrThrow();
     }
     Pipe& stdInOut() override { return pipe; }
     Pipe& stdErr() override { return pipe; }
 
     FakePipe pipe;
-    Answers states{thrown(dovrel::REASON_NOT_EXITED)};
-    unsigned looks = 0;
+    FakeResults states{thrown(dovrel::REASON_NOT_EXITED)};
+    unsigned checks = 0;
 };

@@ -3,11 +3,13 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -15,27 +17,44 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <new>
 
 namespace processcalls {
 
 namespace {
 
-// Read in a child between fork and exec: plain words, and no lock around them.
+// Atomic, as a child reads them between fork and exec, where it must not take a lock.
 std::atomic<unsigned> made[CALLS];
 std::atomic<unsigned> failing = CALLS;
 std::atomic<Side> failingSide = IN_PARENT;
 std::atomic<unsigned> failingNumber = 0;
 std::atomic<int> failingCode = 0;
-std::atomic<unsigned> childsDelay = 0;
+std::atomic<unsigned> delayInChild = 0;
 std::atomic<Side> here = IN_PARENT;
 std::atomic<pid_t> forked = 0;
-std::atomic<void (*)()> childsWork = nullptr;
+std::atomic<void (*)()> workInChild = nullptr;
 std::atomic<bool> sleepsAreShort = false;
-std::atomic<RecordedSleeps*> recorder = nullptr;
+std::atomic<RecordedSleeps*> sleepRecorder = nullptr;
 
-/** Counts the call. @return whether it is to fail; `errno` is set then. */
+/** In memory that the program shares with its children. */
+struct CallRecord {
+    static constexpr unsigned SIZE = 1000;
+
+    std::atomic<unsigned> count;
+    std::atomic<Call> calls[SIZE];
+    std::atomic<Side> sides[SIZE];
+};
+
+std::atomic<CallRecord*> callRecord = nullptr;
+
+/** Counts and records the call. @return whether it must fail; sets `errno` then. */
 bool fails(Call call)
 {
+    if (CallRecord* const record = callRecord) {
+        unsigned const place = std::min(record->count++, CallRecord::SIZE - 1);
+        record->calls[place] = call;
+        record->sides[place] = here.load();
+    }
     unsigned const number = ++made[call];
     if (failing != call || failingSide != here || failingNumber != number)
         return false;
@@ -43,69 +62,52 @@ bool fails(Call call)
     return true;
 }
 
-/** The C library's functions, or a sanitizer's around them. */
-struct Next {
-    int (*socketpair)(int, int, int, int*);
-    int (*posix_openpt)(int);
-    int (*grantpt)(int);
-    int (*unlockpt)(int);
-    int (*ptsname_r)(int, char*, size_t);
-    int (*open64)(char const*, int, ...);
-    int (*pipe2)(int*, int);
-    int (*fcntl64)(int, int, ...);
-    pid_t (*fork)();
-    int (*poll)(pollfd*, nfds_t, int);
-    ssize_t (*read)(int, void*, size_t);
-    ssize_t (*write)(int, void const*, size_t);
-    pid_t (*waitpid)(pid_t, int*, int);
-    int (*close)(int);
-    int (*isatty)(int);
-    int (*tcgetattr)(int, termios*);
-    int (*tcsetattr)(int, int, termios const*);
-    int (*dup2)(int, int);
-    int (*kill)(pid_t, int);
-    void* (*allocate_exception)(size_t);
-    int (*clock_nanosleep)(clockid_t, int, timespec const*, timespec*);
+/** A function of the C library, or a sanitizer's around it. */
+class Found {
+public:
+    explicit Found(char const* name) : m_function(::dlsym(RTLD_NEXT, name))
+    {
+        if (!m_function)
+            std::abort();
+    }
+
+    template <class Function> operator Function*() const
+    {
+        return reinterpret_cast<Function*>(m_function);
+    }
+
+private:
+    void* m_function;
 };
 
-template <class Function> void find(Function& function, char const* name)
-{
-    function = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
-    if (!function)
-        std::abort();
-}
+struct RealCalls {
+    int (*socketpair)(int, int, int, int*) = Found("socketpair");
+    int (*posix_openpt)(int) = Found("posix_openpt");
+    int (*grantpt)(int) = Found("grantpt");
+    int (*unlockpt)(int) = Found("unlockpt");
+    int (*ptsname_r)(int, char*, size_t) = Found("ptsname_r");
+    int (*open64)(char const*, int, ...) = Found("open64");
+    int (*pipe2)(int*, int) = Found("pipe2");
+    int (*fcntl64)(int, int, ...) = Found("fcntl64");
+    pid_t (*fork)() = Found("fork");
+    int (*poll)(pollfd*, nfds_t, int) = Found("poll");
+    ssize_t (*read)(int, void*, size_t) = Found("read");
+    ssize_t (*write)(int, void const*, size_t) = Found("write");
+    pid_t (*waitpid)(pid_t, int*, int) = Found("waitpid");
+    int (*close)(int) = Found("close");
+    int (*isatty)(int) = Found("isatty");
+    int (*tcgetattr)(int, termios*) = Found("tcgetattr");
+    int (*tcsetattr)(int, int, termios const*) = Found("tcsetattr");
+    int (*dup2)(int, int) = Found("dup2");
+    int (*kill)(pid_t, int) = Found("kill");
+    void* (*allocate_exception)(size_t) = Found("__cxa_allocate_exception");
+    int (*clock_nanosleep)(clockid_t, int, timespec const*, timespec*) = Found("clock_nanosleep");
+};
 
-Next findAll()
+RealCalls const& real()
 {
-    Next next{};
-    find(next.socketpair, "socketpair");
-    find(next.posix_openpt, "posix_openpt");
-    find(next.grantpt, "grantpt");
-    find(next.unlockpt, "unlockpt");
-    find(next.ptsname_r, "ptsname_r");
-    find(next.open64, "open64");
-    find(next.pipe2, "pipe2");
-    find(next.fcntl64, "fcntl64");
-    find(next.fork, "fork");
-    find(next.poll, "poll");
-    find(next.read, "read");
-    find(next.write, "write");
-    find(next.waitpid, "waitpid");
-    find(next.close, "close");
-    find(next.isatty, "isatty");
-    find(next.tcgetattr, "tcgetattr");
-    find(next.tcsetattr, "tcsetattr");
-    find(next.dup2, "dup2");
-    find(next.kill, "kill");
-    find(next.allocate_exception, "__cxa_allocate_exception");
-    find(next.clock_nanosleep, "clock_nanosleep");
-    return next;
-}
-
-Next const& next()
-{
-    static Next const functions = findAll();
-    return functions;
+    static RealCalls const calls;
+    return calls;
 }
 
 }
@@ -147,22 +149,22 @@ FailingCall::~FailingCall()
 
 SlowChild::SlowChild(unsigned milliseconds)
 {
-    childsDelay = milliseconds;
+    delayInChild = milliseconds;
 }
 
 SlowChild::~SlowChild()
 {
-    childsDelay = 0;
+    delayInChild = 0;
 }
 
 WorkInChild::WorkInChild(void (*work)())
 {
-    childsWork = work;
+    workInChild = work;
 }
 
 WorkInChild::~WorkInChild()
 {
-    childsWork = nullptr;
+    workInChild = nullptr;
 }
 
 ShortSleeps::ShortSleeps()
@@ -177,35 +179,60 @@ ShortSleeps::~ShortSleeps()
 
 RecordedSleeps::RecordedSleeps()
 {
-    recorder = this;
+    sleepRecorder = this;
 }
 
 RecordedSleeps::~RecordedSleeps()
 {
-    recorder = nullptr;
+    sleepRecorder = nullptr;
+}
+
+RecordedCalls::RecordedCalls()
+{
+    void* const memory = ::mmap(
+        nullptr, sizeof(CallRecord), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        std::abort();
+    callRecord = new (memory) CallRecord{};
+}
+
+RecordedCalls::~RecordedCalls()
+{
+    CallRecord* const record = callRecord.exchange(nullptr);
+    ::munmap(record, sizeof(CallRecord));
+}
+
+std::vector<Call> RecordedCalls::madeBy(Side side) const
+{
+    CallRecord const& record = *callRecord;
+    std::vector<Call> calls;
+    for (unsigned i = 0; i < std::min<unsigned>(record.count, CallRecord::SIZE); ++i)
+        if (record.sides[i] == side)
+            calls.push_back(record.calls[i]);
+    return calls;
 }
 
 namespace {
 
 int slowIsatty(int fd)
 {
-    unsigned const delay = here == IN_CHILD ? childsDelay.load() : 0;
+    unsigned const delay = here == IN_CHILD ? delayInChild.load() : 0;
     timespec const length{
         static_cast<time_t>(delay / 1000), static_cast<long>(delay % 1000) * 1'000'000L};
-    next().clock_nanosleep(CLOCK_MONOTONIC, 0, &length, nullptr);
-    return fails(ISATTY) ? 0 : next().isatty(fd);
+    real().clock_nanosleep(CLOCK_MONOTONIC, 0, &length, nullptr);
+    return fails(ISATTY) ? 0 : real().isatty(fd);
 }
 
 pid_t countedFork()
 {
-    Next const& functions = next(); // A child is to find them found.
+    RealCalls const& calls = real(); // Before the fork: a child must not call dlsym(3).
     if (fails(FORK))
         return -1;
-    pid_t const pid = functions.fork();
+    pid_t const pid = calls.fork();
     if (pid == 0) {
         here = IN_CHILD;
         forgetCalls();
-        if (auto* const work = childsWork.load())
+        if (auto* const work = workInChild.load())
             work();
     } else {
         forked = pid;
@@ -218,64 +245,64 @@ pid_t countedFork()
 }
 
 using processcalls::fails;
-using processcalls::next;
+using processcalls::real;
 
-// Where files have 64-bit offsets, the headers give open and fcntl their other names by themselves.
+// With 64-bit file offsets, the headers themselves rename open and fcntl to open64 and fcntl64.
 #pragma GCC visibility push(default)
 extern "C" {
 
 int socketpair(int domain, int type, int protocol, int* fds) noexcept
 {
-    return fails(processcalls::SOCKETPAIR) ? -1 : next().socketpair(domain, type, protocol, fds);
+    return fails(processcalls::SOCKETPAIR) ? -1 : real().socketpair(domain, type, protocol, fds);
 }
 
 int posix_openpt(int flags)
 {
-    return fails(processcalls::POSIX_OPENPT) ? -1 : next().posix_openpt(flags);
+    return fails(processcalls::POSIX_OPENPT) ? -1 : real().posix_openpt(flags);
 }
 
 int grantpt(int fd) noexcept
 {
-    return fails(processcalls::GRANTPT) ? -1 : next().grantpt(fd);
+    return fails(processcalls::GRANTPT) ? -1 : real().grantpt(fd);
 }
 
 int unlockpt(int fd) noexcept
 {
-    return fails(processcalls::UNLOCKPT) ? -1 : next().unlockpt(fd);
+    return fails(processcalls::UNLOCKPT) ? -1 : real().unlockpt(fd);
 }
 
 int ptsname_r(int fd, char* name, size_t size) noexcept
 {
-    // Its result is the code itself, ptsname_r(3); errno is to tell nothing.
+    // It returns the code, ptsname_r(3), and need not set errno.
     if (fails(processcalls::PTSNAME_R)) {
         int const code = errno;
         errno = 0;
         return code;
     }
-    return next().ptsname_r(fd, name, size);
+    return real().ptsname_r(fd, name, size);
 }
 
 int open(char const* path, int flags, ...)
 {
     va_list arguments;
     va_start(arguments, flags);
-    auto const mode = va_arg(arguments, mode_t); // Not looked at where it was not given.
+    auto const mode = va_arg(arguments, mode_t); // Unused where it is not passed.
     va_end(arguments);
-    return fails(processcalls::OPEN) ? -1 : next().open64(path, flags, mode);
+    return fails(processcalls::OPEN) ? -1 : real().open64(path, flags, mode);
 }
 
 int pipe2(int* fds, int flags) noexcept
 {
-    return fails(processcalls::PIPE2) ? -1 : next().pipe2(fds, flags);
+    return fails(processcalls::PIPE2) ? -1 : real().pipe2(fds, flags);
 }
 
 int fcntl(int fd, int command, ...)
 {
     va_list arguments;
     va_start(arguments, command);
-    void* const argument = va_arg(arguments, void*); // As the C library itself takes it.
+    void* const argument = va_arg(arguments, void*); // As in the C library.
     va_end(arguments);
-    return fails(processcalls::FCNTL) ? -1 : next().fcntl64(fd, command, argument);
+    return fails(processcalls::FCNTL) ? -1 : real().fcntl64(fd, command, argument);
 }
 
 pid_t fork() noexcept
@@ -285,27 +312,27 @@ pid_t fork() noexcept
 
 int poll(pollfd* fds, nfds_t count, int timeout)
 {
-    return fails(processcalls::POLL) ? -1 : next().poll(fds, count, timeout);
+    return fails(processcalls::POLL) ? -1 : real().poll(fds, count, timeout);
 }
 
 ssize_t read(int fd, void* buffer, size_t size)
 {
-    return fails(processcalls::READ) ? -1 : next().read(fd, buffer, size);
+    return fails(processcalls::READ) ? -1 : real().read(fd, buffer, size);
 }
 
 ssize_t write(int fd, void const* buffer, size_t size)
 {
-    return fails(processcalls::WRITE) ? -1 : next().write(fd, buffer, size);
+    return fails(processcalls::WRITE) ? -1 : real().write(fd, buffer, size);
 }
 
 pid_t waitpid(pid_t pid, int* status, int options)
 {
-    return fails(processcalls::WAITPID) ? -1 : next().waitpid(pid, status, options);
+    return fails(processcalls::WAITPID) ? -1 : real().waitpid(pid, status, options);
 }
 
 int close(int fd)
 {
-    return fails(processcalls::CLOSE) ? -1 : next().close(fd);
+    return fails(processcalls::CLOSE) ? -1 : real().close(fd);
 }
 
 int isatty(int fd) noexcept
@@ -315,39 +342,39 @@ int isatty(int fd) noexcept
 
 int tcgetattr(int fd, termios* mode) noexcept
 {
-    return fails(processcalls::TCGETATTR) ? -1 : next().tcgetattr(fd, mode);
+    return fails(processcalls::TCGETATTR) ? -1 : real().tcgetattr(fd, mode);
 }
 
 int tcsetattr(int fd, int when, termios const* mode) noexcept
 {
-    return fails(processcalls::TCSETATTR) ? -1 : next().tcsetattr(fd, when, mode);
+    return fails(processcalls::TCSETATTR) ? -1 : real().tcsetattr(fd, when, mode);
 }
 
 int dup2(int from, int to) noexcept
 {
-    return fails(processcalls::DUP2) ? -1 : next().dup2(from, to);
+    return fails(processcalls::DUP2) ? -1 : real().dup2(from, to);
 }
 
 int kill(pid_t pid, int signal) noexcept
 {
-    return fails(processcalls::KILL) ? -1 : next().kill(pid, signal);
+    return fails(processcalls::KILL) ? -1 : real().kill(pid, signal);
 }
 
-// Each throw begins with it.
+// Each throw begins with this call.
 void* __cxa_allocate_exception(size_t size) noexcept
 {
     fails(processcalls::THROW);
-    return next().allocate_exception(size);
+    return real().allocate_exception(size);
 }
 
 int clock_nanosleep(clockid_t clock, int flags, timespec const* length, timespec* left)
 {
-    auto* const recorder = processcalls::recorder.load();
+    auto* const recorder = processcalls::sleepRecorder.load();
     if (!recorder) {
-        // Nobody here sleeps for as long as a thousand seconds.
+        // No test sleeps for a thousand seconds.
         timespec const shorter{
             0, static_cast<long>(length->tv_sec) * 1'000'000L + length->tv_nsec / 1000};
-        return next().clock_nanosleep(
+        return real().clock_nanosleep(
             clock, flags, processcalls::sleepsAreShort ? &shorter : length, left);
     }
     auto const milliseconds = int64_t{length->tv_sec} * 1000 + length->tv_nsec / 1'000'000;

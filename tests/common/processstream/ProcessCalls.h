@@ -6,11 +6,11 @@
 #include <vector>
 
 /**
- * The C library's calls that start and watch a child, answered by the test program.
+ * Fakes of the C library's calls that start and watch a child.
  *
- * The program defines functions of the same names; they do what the C library's do unless one of
- * these objects says otherwise. One object of a kind at a time, and only while no other thread
- * starts a child.
+ * The test program defines functions of the same names. They call those of the C library unless
+ * one of these objects changes that. Use one object of a kind at a time, and only while no other
+ * thread starts a child.
  */
 namespace processcalls {
 
@@ -34,14 +34,14 @@ enum Call : unsigned {
     TCSETATTR,
     DUP2,
     KILL,
-    THROW, // Counted, never failing.
+    THROW, // Counted; never fails.
     CALLS
 };
 
 enum Side { IN_PARENT, IN_CHILD };
 
-/** @return how often this process has made @p call since `forgetCalls`, since the last
- * `FailingCall` was made or, in a child, since the fork. */
+/** @return the number of times that this process has made @p call since `forgetCalls`, since the
+ * last `FailingCall` was made or, in a child, since the fork. */
 unsigned callsMade(Call call);
 
 void forgetCalls();
@@ -49,15 +49,16 @@ void forgetCalls();
 /** @return the process id of the child that the latest fork(2) made; 0 before the first. */
 pid_t latestChild();
 
-/** Makes a forked process of the tests a parent of its own. */
+/** In a forked process of the tests: counts its calls as those of a parent. */
 void becomeParent();
 
-/** Makes one call fail while it lives. */
+/** While it lives, one call fails. */
 class FailingCall : dovrel::noncopyable_::noncopyable {
 public:
     /**
-     * @param code the `errno` that it fails with.
-     * @param number which one fails, counted from 1 and from now on, in a child from the fork on.
+     * @param code the `errno` that it sets.
+     * @param number the call that fails, counted from 1. Counts from now on, in a child from the
+     * fork on.
      */
     FailingCall(Call call, int code, Side side = IN_PARENT, unsigned number = 1);
     ~FailingCall();
@@ -70,7 +71,7 @@ public:
     ~SlowChild();
 };
 
-/** While it lives, each child of fork(2) calls @p work before the library goes on. */
+/** While it lives, each child of fork(2) calls @p work first. */
 class WorkInChild : dovrel::noncopyable_::noncopyable {
 public:
     explicit WorkInChild(void (*work)());
@@ -84,7 +85,17 @@ public:
     ~ShortSleeps();
 };
 
-/** While it lives, clock_nanosleep(2) returns at once and is remembered. */
+/** While it lives, the calls of this program and its children are recorded. */
+class RecordedCalls : dovrel::noncopyable_::noncopyable {
+public:
+    RecordedCalls();
+    ~RecordedCalls();
+
+    /** @return the calls of one side, in order. */
+    std::vector<Call> madeBy(Side side) const;
+};
+
+/** While it lives, clock_nanosleep(2) returns at once and its time is recorded. */
 class RecordedSleeps : dovrel::noncopyable_::noncopyable {
 public:
     RecordedSleeps();

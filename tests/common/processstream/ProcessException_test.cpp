@@ -1,12 +1,10 @@
 #include "common/basic/processstream/src/process_exception.h"
+#include "tests/common/processstream/GroupingLocale.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <climits>
-#include <cstdint>
-#include <locale>
-#include <memory>
 #include <string>
 #include <type_traits>
 
@@ -21,37 +19,21 @@ ProcessException failure(reason_type reason, unsigned line, int code)
     return ProcessException(reason, line);
 }
 
-/** Reason, line and code as one text. */
+/** Reason, line and code in one string. */
 std::string numbersOf(ProcessException const& exception)
 {
     return std::to_string(exception.reason()) + '/' + std::to_string(exception.line()) + '/'
         + std::to_string(exception.code());
 }
 
-/** The global locale of a host that writes 4'711. */
-class GroupingLocale {
-public:
-    GroupingLocale()
-        : m_former(std::locale::global(
-            std::locale(std::locale::classic(), std::make_unique<Groups>().release())))
-    {
-    }
-    GroupingLocale(GroupingLocale const&) = delete;
-    GroupingLocale& operator=(GroupingLocale const&) = delete;
-    ~GroupingLocale() { std::locale::global(m_former); }
-
-private:
-    struct Groups : std::numpunct<char> {
-        char do_thousands_sep() const override { return '\''; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-
-    std::locale m_former;
-};
+std::string numbersReadFrom(std::string const& text)
+{
+    return numbersOf(ProcessException::deserialize(text));
+}
 
 }
 
-TEST(ProcessException, saysReasonCodeAndLine)
+TEST(ProcessException, whatContainsReasonCodeAndLine)
 {
     EXPECT_STREQ(
         failure(dovrel::REASON_PIPE, 214, 24).what(), "Failed to create pipe: 24 at line 214");
@@ -67,12 +49,12 @@ TEST(ProcessException, saysReasonCodeAndLine)
         "Failed to find exit status: 10 at line 2");
 }
 
-TEST(ProcessException, saysNothingOfALineWhereThereIsNone)
+TEST(ProcessException, whatOmitsALineOfZero)
 {
     EXPECT_STREQ(failure(dovrel::REASON_NOT_EXITED, 0, 4).what(), "Process has not exited: 4");
 }
 
-TEST(ProcessException, beginsItsMessageWithTheTextOfTheTable)
+TEST(ProcessException, whatStartsWithTheTextOfTheReason)
 {
     for (unsigned reason = 0; reason < dovrel::REASONS; ++reason) {
         ProcessException const exception(static_cast<reason_type>(reason), 0);
@@ -80,7 +62,7 @@ TEST(ProcessException, beginsItsMessageWithTheTextOfTheTable)
     }
 }
 
-TEST(ProcessException, takesTheCodeOfTheMoment)
+TEST(ProcessException, capturesErrnoInTheConstructor)
 {
     errno = EMFILE;
     ProcessException const exception(dovrel::REASON_PIPE, 7);
@@ -88,7 +70,7 @@ TEST(ProcessException, takesTheCodeOfTheMoment)
     EXPECT_EQ(numbersOf(exception), "1/7/24");
 }
 
-TEST(ProcessException, takesAnotherCodeAndSaysIt)
+TEST(ProcessException, initCodeReplacesTheCodeAndTheMessage)
 {
     ProcessException exception = failure(dovrel::REASON_PIPE, 7, 24);
     exception.initCode(9);
@@ -99,7 +81,7 @@ TEST(ProcessException, takesAnotherCodeAndSaysIt)
     EXPECT_STREQ(exception.what(), "Failed to create pipe: -1 at line 7");
 }
 
-TEST(ProcessException, isCaughtAsAStandardExceptionAndCopied)
+TEST(ProcessException, isAStandardExceptionAndCanBeCopied)
 {
     static_assert(std::is_base_of_v<std::exception, ProcessException>);
     static_assert(sizeof(reason_type) == 4);
@@ -113,36 +95,36 @@ TEST(ProcessException, isCaughtAsAStandardExceptionAndCopied)
     EXPECT_EQ(numbersOf(copy), "2/5/12");
 }
 
-TEST(ProcessException, hasPlainDigitsWhateverTheHostsLocaleWrites)
+TEST(ProcessException, ignoresTheGlobalLocale)
 {
     GroupingLocale const grouping;
     ProcessException const exception = failure(dovrel::REASON_PIPE, 4711, 1234567);
     EXPECT_STREQ(exception.what(), "Failed to create pipe: 1234567 at line 4711");
     EXPECT_EQ(exception.serialize(), "1 4711 1234567");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 4711 1234567")), "1/4711/1234567");
+    EXPECT_EQ(numbersReadFrom("1 4711 1234567"), "1/4711/1234567");
 }
 
-TEST(ProcessException, becomesThreeNumbers)
+TEST(ProcessException, serializesReasonLineAndCode)
 {
     EXPECT_EQ(failure(dovrel::REASON_PIPE, 152, 9).serialize(), "1 152 9");
     EXPECT_EQ(failure(dovrel::REASON_PSEUDO_TERMINAL, 0, 0).serialize(), "0 0 0");
 }
 
-TEST(ProcessException, writesANegativeCodeUnsigned)
+TEST(ProcessException, serializesANegativeCodeAsUnsigned)
 {
     EXPECT_EQ(failure(dovrel::REASON_PIPE, 152, -1).serialize(), "1 152 4294967295");
     EXPECT_EQ(ProcessException::deserialize("1 152 4294967295").code(), -1);
     EXPECT_EQ(ProcessException::deserialize("1 152 2147483648").code(), INT_MIN);
 }
 
-TEST(ProcessException, becomesATextThatFitsTheWireAtItsLongest)
+TEST(ProcessException, serializesTheLargestNumbersBelowTheSizeLimit)
 {
     std::string const text = failure(dovrel::REASON_EXIT_STATUS, UINT_MAX, -1).serialize();
     EXPECT_EQ(text, "6 4294967295 4294967295");
     EXPECT_LT(text.size(), ProcessException::SERIALIZED_SIZE);
 }
 
-TEST(ProcessException, isTheSameAfterTheWire)
+TEST(ProcessException, deserializesEverythingThatItSerializes)
 {
     for (unsigned reason = 0; reason < dovrel::REASONS; ++reason) {
         for (unsigned line : {0U, 1U, 214U, UINT_MAX}) {
@@ -157,51 +139,51 @@ TEST(ProcessException, isTheSameAfterTheWire)
     }
 }
 
-TEST(ProcessException, readsNumbersBetweenAnyWhiteSpace)
+TEST(ProcessException, deserializesNumbersBetweenAnyWhiteSpace)
 {
-    EXPECT_EQ(numbersOf(ProcessException::deserialize(" 1\t152\n\r\v\f9 ")), "1/152/9");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("001 00152 9 and more")), "1/152/9");
+    EXPECT_EQ(numbersReadFrom(" 1\t152\n\r\v\f9 "), "1/152/9");
+    EXPECT_EQ(numbersReadFrom("001 00152 9 and more"), "1/152/9");
 }
 
-TEST(ProcessException, hasZeroForNumbersThatAreMissing)
+TEST(ProcessException, deserializesMissingNumbersAsZero)
 {
     errno = EMFILE;
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("")), "0/0/0");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("   ")), "0/0/0");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("6")), "6/0/0");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("6 152")), "6/152/0");
+    EXPECT_EQ(numbersReadFrom(""), "0/0/0");
+    EXPECT_EQ(numbersReadFrom("   "), "0/0/0");
+    EXPECT_EQ(numbersReadFrom("6"), "6/0/0");
+    EXPECT_EQ(numbersReadFrom("6 152"), "6/152/0");
     EXPECT_STREQ(ProcessException::deserialize("6").what(), "Failed to find exit status: 0");
 }
 
-TEST(ProcessException, readsSignsAsAStreamReadsThem)
+TEST(ProcessException, deserializesSignsAsAStandardStreamDoes)
 {
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("+1 +2 +3")), "1/2/3");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 152 -9")), "1/152/-9");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 -152 9")), "1/4294967144/9");
+    EXPECT_EQ(numbersReadFrom("+1 +2 +3"), "1/2/3");
+    EXPECT_EQ(numbersReadFrom("1 152 -9"), "1/152/-9");
+    EXPECT_EQ(numbersReadFrom("1 -152 9"), "1/4294967144/9");
     EXPECT_STREQ(
         ProcessException::deserialize("1 152 -9").what(), "Failed to create pipe: -9 at line 152");
 }
 
-TEST(ProcessException, hasZeroBehindTheFirstNumberThatCannotBeRead)
+TEST(ProcessException, deserializesZeroAfterTheFirstInvalidNumber)
 {
     for (char const* text : {"x 152 9", ", 1 1", "- 1 1", "+-1 2 3"})
-        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "0/0/0") << text;
+        EXPECT_EQ(numbersReadFrom(text), "0/0/0") << text;
     for (char const* text : {"1 x 9", "1,152,9", "1.0 2 3"})
-        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/0/0") << text;
+        EXPECT_EQ(numbersReadFrom(text), "1/0/0") << text;
     for (char const* text : {"1 152 x", "1 152. 9"})
-        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/0") << text;
-    EXPECT_EQ(numbersOf(ProcessException::deserialize(std::string("1\0 152 9", 8))), "1/0/0");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 0x10 9")), "1/0/0");
+        EXPECT_EQ(numbersReadFrom(text), "1/152/0") << text;
+    EXPECT_EQ(numbersReadFrom(std::string("1\0 152 9", 8)), "1/0/0");
+    EXPECT_EQ(numbersReadFrom("1 0x10 9"), "1/0/0");
 }
 
-TEST(ProcessException, hasTheLargestNumberForOneThatIsTooLarge)
+TEST(ProcessException, deserializesATooLargeNumberAsTheLargest)
 {
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("4294967296 152 9")), "4294967295/0/0");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 4294967296 9")), "1/4294967295/0");
-    EXPECT_EQ(numbersOf(ProcessException::deserialize("1 152 99999999999999999999")), "1/152/-1");
+    EXPECT_EQ(numbersReadFrom("4294967296 152 9"), "4294967295/0/0");
+    EXPECT_EQ(numbersReadFrom("1 4294967296 9"), "1/4294967295/0");
+    EXPECT_EQ(numbersReadFrom("1 152 99999999999999999999"), "1/152/-1");
 }
 
-TEST(ProcessException, keepsAReasonOutsideTheTableAndRendersTheNumbersAlone)
+TEST(ProcessException, keepsAnUnknownReasonAndOmitsItsText)
 {
     ProcessException const next = ProcessException::deserialize("7 152 9");
     EXPECT_EQ(numbersOf(next), "7/152/9");
@@ -213,13 +195,13 @@ TEST(ProcessException, keepsAReasonOutsideTheTableAndRendersTheNumbersAlone)
     EXPECT_STREQ(failure(static_cast<reason_type>(UINT_MAX), 1, 2).what(), "2 at line 1");
 }
 
-TEST(ProcessException, isReadFromATextOfAnyLength)
+TEST(ProcessException, deserializesAStringOfAnyLength)
 {
     std::string text = "1 152 9";
     for (size_t const size : {size_t{79}, ProcessException::SERIALIZED_SIZE, size_t{1000}}) {
         text.resize(size, ' ');
-        EXPECT_EQ(numbersOf(ProcessException::deserialize(text)), "1/152/9") << size;
+        EXPECT_EQ(numbersReadFrom(text), "1/152/9") << size;
     }
     text.assign(ProcessException::SERIALIZED_SIZE - 7, ' ');
-    EXPECT_EQ(numbersOf(ProcessException::deserialize(text + "1 152 9")), "1/152/9");
+    EXPECT_EQ(numbersReadFrom(text + "1 152 9"), "1/152/9");
 }

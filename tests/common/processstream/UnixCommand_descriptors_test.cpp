@@ -1,7 +1,8 @@
 #include "common/basic/processstream/src/UnixCommand.h"
 #include "tests/common/processstream/Child.h"
-#include "tests/common/processstream/OtherHost.h"
+#include "tests/common/processstream/ForkedProcess.h"
 #include "tests/common/processstream/ProcessCalls.h"
+#include "tests/common/processstream/ThrownFailure.h"
 #include "tests/support/DescriptorGuard.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sstream>
 #include <string>
@@ -18,7 +18,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-using child::addedTo;
+using child::openedSince;
 using dovrel::UnixCommand;
 using testkit::openDescriptors;
 
@@ -26,99 +26,129 @@ namespace {
 
 constexpr size_t DESCRIPTORS = 6;
 
-bool isClosedOnExec(int fd)
+bool isCloseOnExec(int fd)
 {
     return (::fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0;
 }
 
-/** Starts a child in full use of its streams, and says what is not as it should be. */
-void useAChild(std::ostream& complaints)
+bool contains(std::vector<int> const& descriptors, int fd)
+{
+    return std::find(descriptors.begin(), descriptors.end(), fd) != descriptors.end();
+}
+
+/** A descriptor that is open in a child. */
+struct Inherited {
+    int fd;
+    bool isSocket;
+};
+
+/** @return the open descriptors of a child that runs the lister. */
+std::vector<Inherited> descriptorsIn(UnixCommand& lister)
+{
+    std::istringstream list(child::readAll(lister.stdInOut()));
+    std::vector<Inherited> descriptors;
+    for (std::string entry; list >> entry;)
+        descriptors.push_back({std::stoi(entry), entry.back() == 's'});
+    return descriptors;
+}
+
+/** Starts a child, and uses all of its streams. */
+void useAChild()
 {
     UnixCommand command("read line; echo \"got $line\"; echo error >&2; exit 6");
     command.stdInOut().write("text\n", 5);
-    if (std::string const text = child::everythingFrom(command.stdInOut()); text != "got text\n")
-        complaints << "output: " << text << '\n';
-    if (std::string const text = child::everythingFrom(command.stdErr()); text != "error\n")
-        complaints << "error output: " << text << '\n';
-    if (int const status = child::statusOf(command); status != 6)
-        complaints << "status: " << status << '\n';
+    EXPECT_EQ(child::readAll(command.stdInOut()), "got text\n");
+    EXPECT_EQ(child::readAll(command.stdErr()), "error\n");
+    EXPECT_EQ(child::exitStatusOf(command), 6);
+}
+
+/** Lets a start have no more than @p room new descriptors. @return the failure that it throws. */
+Failure failureWithRoomFor(rlim_t room)
+{
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    rlimit const former = limit;
+    // The limit is on numbers: count from the lowest free one.
+    int const next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(next);
+    limit.rlim_cur = static_cast<rlim_t>(next) + room;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    Failure const failure = failureOf([] { UnixCommand const command("exit 0"); });
+    ::setrlimit(RLIMIT_NOFILE, &former);
+    return failure;
 }
 
 }
 
-TEST(UnixCommandDescriptors, areAllClosedOnExecOfOtherChildren)
+TEST(UnixCommandDescriptors, areAllCloseOnExec)
 {
     auto const before = openDescriptors();
     UnixCommand const command("exit 0");
-    auto const own = addedTo(before, openDescriptors());
+    auto const own = openedSince(before);
     EXPECT_EQ(own.size(), DESCRIPTORS);
     for (int const fd : own)
-        EXPECT_TRUE(isClosedOnExec(fd)) << fd;
+        EXPECT_TRUE(isCloseOnExec(fd)) << fd;
 }
 
-TEST(UnixCommandDescriptors, leaveTheChildItsStreamsAndTheStatusSocketKept)
+TEST(UnixCommandDescriptors, passTheChildOnlyItsStreamsAndTheStatusSocketKept)
 {
-    std::vector<int> inherited;
-    for (int const fd : openDescriptors())
-        if (fd > STDERR_FILENO && !isClosedOnExec(fd))
-            inherited.push_back(fd);
-
     auto const before = openDescriptors();
     UnixCommand command("exec " DESCRIPTOR_LISTER);
-    auto const own = addedTo(before, openDescriptors());
-    std::istringstream list(child::everythingFrom(command.stdInOut()));
-    std::vector<std::string> added;
-    for (std::string entry; list >> entry;) {
-        int const fd = std::stoi(entry);
-        if (fd > STDERR_FILENO && !std::count(inherited.begin(), inherited.end(), fd))
-            added.push_back(entry);
+    auto const own = openedSince(before);
+    std::vector<Inherited> added;
+    for (Inherited const& descriptor : descriptorsIn(command)) {
+        int const fd = descriptor.fd;
+        bool const isTheHosts = contains(before, fd) && !isCloseOnExec(fd);
+        if (fd > STDERR_FILENO && !isTheHosts)
+            added.push_back(descriptor);
     }
     ASSERT_EQ(added.size(), 1U);
-    EXPECT_EQ(added[0].back(), 's') << added[0];
-    EXPECT_TRUE(std::count(own.begin(), own.end(), std::stoi(added[0])));
-    EXPECT_EQ(child::statusOf(command), 0);
+    EXPECT_TRUE(added[0].isSocket);
+    EXPECT_TRUE(contains(own, added[0].fd));
+    EXPECT_EQ(child::exitStatusOf(command), 0);
 }
 
-TEST(UnixCommandDescriptors, areNotLeftToTheNextChild)
+TEST(UnixCommandDescriptors, areNotInheritedByAnotherChild)
 {
     auto const before = openDescriptors();
     UnixCommand const first("exec /testkit/bin/sleep 0.2");
-    auto const ofFirst = addedTo(before, openDescriptors());
+    auto const ofFirst = openedSince(before);
     UnixCommand second("exec " DESCRIPTOR_LISTER);
-    std::istringstream list(child::everythingFrom(second.stdInOut()));
-    for (std::string entry; list >> entry;)
-        EXPECT_FALSE(std::count(ofFirst.begin(), ofFirst.end(), std::stoi(entry))) << entry;
+    auto const ofSecond = descriptorsIn(second);
+    EXPECT_GT(ofSecond.size(), 3U);
+    for (Inherited const& descriptor : ofSecond)
+        EXPECT_FALSE(contains(ofFirst, descriptor.fd)) << descriptor.fd;
 }
 
-TEST(UnixCommandDescriptors, keepTheirNumbersUntilTheyAreDestroyed)
+TEST(UnixCommandDescriptors, keepTheirNumbersReservedUntilDestroy)
 {
     auto const before = openDescriptors();
     UnixCommand command("exit 0");
-    auto const own = addedTo(before, openDescriptors());
+    auto const own = openedSince(before);
     ASSERT_EQ(own.size(), DESCRIPTORS);
 
     int const file = ::open("/tmp/file", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    EXPECT_EQ(std::count(own.begin(), own.end(), file), 0);
+    EXPECT_FALSE(contains(own, file));
     struct stat opened { };
     ASSERT_EQ(::fstat(file, &opened), 0);
 
     command.destroy();
-    EXPECT_EQ(addedTo(before, openDescriptors()), std::vector<int>{file});
+    EXPECT_EQ(openedSince(before), std::vector<int>{file});
     struct stat still { };
     ASSERT_EQ(::fstat(file, &still), 0);
     EXPECT_EQ(still.st_ino, opened.st_ino);
 
     command.destroy();
-    EXPECT_EQ(addedTo(before, openDescriptors()), std::vector<int>{file});
+    EXPECT_EQ(openedSince(before), std::vector<int>{file});
     EXPECT_EQ(::close(file), 0);
-    EXPECT_EQ(child::statusOf(command), 0) << "the status can still be had";
+    EXPECT_EQ(child::exitStatusOf(command), 0) << "the status must still be available";
 }
 
-TEST(UnixCommandDescriptors, areGoneForTheStreamsAfterTheyAreDestroyed)
+TEST(UnixCommandDescriptors, cannotBeReadOrWrittenAfterDestroy)
 {
     UnixCommand command("exit 0");
     command.destroy();
-    // Whoever opens files now is given the same numbers.
+    // These files get the numbers that the command had.
     std::array<int, 8> files;
     for (int& file : files)
         file = ::open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -130,7 +160,7 @@ TEST(UnixCommandDescriptors, areGoneForTheStreamsAfterTheyAreDestroyed)
         ::close(file);
 }
 
-TEST(UnixCommandDescriptors, areClosedOnce)
+TEST(UnixCommandDescriptors, areClosedOnceByCheckClose)
 {
     int fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     int const number = fd;
@@ -140,111 +170,72 @@ TEST(UnixCommandDescriptors, areClosedOnce)
     errno = 0;
     UnixCommand::checkClose(fd);
     EXPECT_EQ(fd, -1);
-    EXPECT_EQ(errno, 0) << "there was nothing to close";
+    EXPECT_EQ(errno, 0) << "it must not call close with -1";
 }
 
-TEST(UnixCommandDescriptors, keepOffTheStandardThreeThatAHostHasClosed)
+TEST(UnixCommandDescriptors, areAbove2WhenTheHostHasClosed0To2)
 {
-    for (unsigned closed = 1; closed < 8; ++closed) {
-        EXPECT_EQ(complaintsOfAnotherHost([&](std::ostream& complaints) {
-            for (int fd = 0; fd < 3; ++fd)
-                if ((closed >> fd & 1) != 0)
-                    ::close(fd);
-            useAChild(complaints);
-            UnixCommand const command("exit 0");
-            for (int fd = 0; fd < 3; ++fd)
-                if ((closed >> fd & 1) != 0 && ::fcntl(fd, F_GETFD) != -1)
-                    complaints << fd << " was taken\n";
-        }),
-            "")
-            << closed;
-    }
+    withStandardDescriptorsClosed([](std::vector<int> const& closed) {
+        useAChild();
+        UnixCommand const command("exit 0");
+        for (int const fd : closed)
+            EXPECT_EQ(::fcntl(fd, F_GETFD), -1) << fd;
+    });
 }
 
-TEST(UnixCommandDescriptors, mayHaveNumbersBeyond1024)
+TEST(UnixCommandDescriptors, mayBeAbove1024)
 {
-    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+    inForkedProcess([] {
         constexpr rlim_t WANTED = 3000;
         rlimit limit{};
         ::getrlimit(RLIMIT_NOFILE, &limit);
         limit.rlim_cur = std::min(limit.rlim_max, WANTED);
         ::setrlimit(RLIMIT_NOFILE, &limit);
-        int last = 0;
-        while (last < 2000) {
+        for (int last = 0; last < 2000;) {
             last = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-            if (last < 0) {
-                complaints << "the system does not allow 2,000 descriptors\n";
-                return;
-            }
+            ASSERT_GE(last, 0) << "the system does not allow 2,000 descriptors";
         }
-        useAChild(complaints);
-    }),
-        "");
+        useAChild();
+    });
 }
 
-TEST(UnixCommandDescriptors, areAllGivenBackWhereTheHostHasNoMore)
+TEST(UnixCommandDescriptors, areAllClosedWhenAStartRunsOutOfDescriptors)
 {
-    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
-        // The sanitizers look through a pipe at an object whose type they have not seen before: let
-        // them see a start and an exception while there are descriptors for it.
+    inForkedProcess([] {
+        // The sanitizers open a pipe to check an object of a type that is new to them. Show them a
+        // start and an exception before the descriptors run out.
         {
             UnixCommand const first("exit 0");
         }
-        try {
-            processcalls::FailingCall const failing(
-                processcalls::FORK, EAGAIN, processcalls::IN_PARENT, 1);
-            UnixCommand const second("exit 0");
-            complaints << "started without a process\n";
-        } catch (dovrel::ProcessException const& exception) {
-            if (exception.code() != EAGAIN)
-                complaints << "without a process: " << exception.what() << '\n';
+        {
+            processcalls::FailingCall const failing(processcalls::FORK, EAGAIN);
+            EXPECT_EQ(failureOf([] { UnixCommand const second("exit 0"); }),
+                Failure(dovrel::REASON_FORK, EAGAIN));
         }
         auto const before = openDescriptors();
         for (rlim_t room = 0; room <= DESCRIPTORS; ++room) {
-            rlimit limit{};
-            ::getrlimit(RLIMIT_NOFILE, &limit);
-            rlimit const former = limit;
-            // The lowest numbers may have gaps; fill them, so that the room is what is said here.
-            int const next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-            ::close(next);
-            limit.rlim_cur = static_cast<rlim_t>(next) + room;
-            ::setrlimit(RLIMIT_NOFILE, &limit);
-            bool started = true;
-            try {
-                UnixCommand const command("exit 0");
-            } catch (dovrel::ProcessException const& exception) {
-                started = false;
-                if (exception.code() != EMFILE)
-                    complaints << "room " << room << ": " << exception.what() << '\n';
-            }
-            ::setrlimit(RLIMIT_NOFILE, &former);
-            if (started && room < DESCRIPTORS)
-                complaints << "started with room for " << room << '\n';
-            if (openDescriptors() != before)
-                complaints << "room " << room << ": descriptors were left open\n";
+            Failure const failure = failureWithRoomFor(room);
+            EXPECT_TRUE(failure.second == EMFILE || (room == DESCRIPTORS && failure == NO_FAILURE))
+                << "with room for " << room << " the code is " << failure.second;
+            EXPECT_EQ(openDescriptors(), before) << "with room for " << room;
         }
-    }),
-        "");
+    });
 }
 
-TEST(UnixCommandDescriptors, giveTheHostNoControllingTerminal)
+TEST(UnixCommandDescriptors, doNotGiveTheHostAControllingTerminal)
 {
-    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
-        if (::setsid() == -1)
-            complaints << "no session\n";
+    inForkedProcess([] {
+        EXPECT_NE(::setsid(), -1);
         auto const before = openDescriptors();
         UnixCommand const command("exit 0");
         int terminals = 0;
-        for (int const fd : addedTo(before, openDescriptors())) {
+        for (int const fd : openedSince(before)) {
             char name[64];
             if (::ptsname_r(fd, name, sizeof name) != 0)
                 continue;
             ++terminals;
-            if (::tcgetsid(fd) != -1)
-                complaints << name << " is the session's terminal\n";
+            EXPECT_EQ(::tcgetsid(fd), -1) << name << " must not be the session's terminal";
         }
-        if (terminals != 1)
-            complaints << terminals << " terminals\n";
-    }),
-        "");
+        EXPECT_EQ(terminals, 1);
+    });
 }

@@ -1,5 +1,4 @@
 #include "common/basic/processstream/src/UnixCommand.h"
-#include "tests/common/processstream/Child.h"
 #include "tests/common/processstream/ProcessCalls.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/allocation_counter.h"
@@ -24,10 +23,10 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 /**
- * Runs @p work again and again; each time another of its allocations fails, until none does.
+ * Runs @p work again and again. Each time another of its allocations fails, until none does.
  *
- * Expects that no round leaves a child or a descriptor and that each ends within four seconds.
- * @return the allocations that failed.
+ * Expects that no run leaves a child or a descriptor and that each ends within four seconds.
+ * @return the number of allocations that failed.
  */
 unsigned failEachAllocationOf(std::function<void()> const& work)
 {
@@ -38,11 +37,11 @@ unsigned failEachAllocationOf(std::function<void()> const& work)
         bool happened = false;
         try {
             FailingAllocation const failing(n);
-            struct Note {
-                FailingAllocation const& of;
+            struct AtTheEnd {
+                FailingAllocation const& failing;
                 bool& happened;
-                ~Note() { happened = of.hasHappened(); }
-            } const note{failing, happened};
+                ~AtTheEnd() { happened = failing.hasHappened(); }
+            } const atTheEnd{failing, happened};
             work();
         } catch (std::bad_alloc const&) {
         } catch (ProcessException const&) {
@@ -54,64 +53,70 @@ unsigned failEachAllocationOf(std::function<void()> const& work)
     }
 }
 
+/** Expects that the library waits for a child while this object lives, without an allocation and
+ * without an exception. */
+class WaitWithoutAllocation : dovrel::noncopyable_::noncopyable {
+public:
+    WaitWithoutAllocation() { forgetCalls(); }
+    ~WaitWithoutAllocation()
+    {
+        EXPECT_EQ(m_counter.calls(), 0U);
+        EXPECT_EQ(callsMade(THROW), 0U);
+        EXPECT_GT(callsMade(WAITPID), 5U);
+    }
+
+private:
+    AllocationCounter const m_counter;
+};
+
 }
 
-TEST(UnixCommandWithoutMemory, reapsItsChildInTheDestructor)
+TEST(UnixCommandOutOfMemory, reapsTheChildInTheDestructor)
 {
     std::string const text = "/testkit/bin/sleep 0.2";
     EXPECT_GT(failEachAllocationOf([&] { UnixCommand const command(text); }), 0U);
 }
 
-TEST(UnixCommandWithoutMemory, neitherAllocatesNorThrowsWhileTheDestructorWaits)
+TEST(UnixCommandOutOfMemory, destructorWaitsWithoutAllocatingOrThrowing)
 {
     std::optional<UnixCommand> command(std::in_place, "/testkit/bin/sleep 0.2");
-    forgetCalls();
-    AllocationCounter const counter;
-    command.reset();
-    EXPECT_EQ(counter.calls(), 0U);
-    EXPECT_EQ(callsMade(THROW), 0U);
-    EXPECT_GT(callsMade(WAITPID), 5U);
+    {
+        WaitWithoutAllocation const wait;
+        command.reset();
+    }
     testkit::expectNoChildren();
 }
 
-TEST(UnixCommandWithoutMemory, neitherAllocatesNorThrowsWhileAReaderWaits)
+TEST(UnixCommandOutOfMemory, streamWaitsWithoutAllocatingOrThrowing)
 {
     ChildStream stream("/testkit/bin/sleep 0.2; printf x");
     stream.outBuf().setTimeout(5000);
-    forgetCalls();
-    AllocationCounter const counter;
+    WaitWithoutAllocation const wait;
     EXPECT_EQ(stream.get(), 'x');
     EXPECT_EQ(stream.get(), std::char_traits<char>::eof());
-    EXPECT_EQ(counter.calls(), 0U);
-    EXPECT_EQ(callsMade(THROW), 0U);
-    EXPECT_GT(callsMade(WAITPID), 5U);
 }
 
-TEST(UnixCommandWithoutMemory, neitherAllocatesNorThrowsWhileExitCodeFindsTheEnd)
+TEST(UnixCommandOutOfMemory, exitCodeWaitsWithoutAllocatingOrThrowing)
 {
     UnixCommand command("/testkit/bin/sleep 0.2; exit 3");
-    forgetCalls();
-    AllocationCounter const counter;
+    WaitWithoutAllocation const wait;
     EXPECT_EQ(command.exitCode(10000, 10), 3);
-    EXPECT_EQ(counter.calls(), 0U);
-    EXPECT_EQ(callsMade(THROW), 0U);
-    EXPECT_GT(callsMade(WAITPID), 5U);
 }
 
-TEST(UnixCommandWithoutMemory, leavesNoChildOfAStreamThatIsRead)
+TEST(UnixCommandOutOfMemory, leavesNoChildWhenAStreamIsRead)
 {
     std::string const text = "printf 'one\\ntwo\\n'; /testkit/bin/sleep 0.1; printf three";
     EXPECT_GT(failEachAllocationOf([&] {
         ChildStream stream(text);
         stream.outBuf().setTimeout(2000);
         for (std::string line; std::getline(stream, line);)
-            line += " is longer than a string that needs no block of memory";
+            line += " is too long for a string without an allocation";
         stream.command().exitCode(2000, 10);
     }),
         0U);
 }
 
-TEST(UnixCommandWithoutMemory, leavesNoChildOfAStreamThatIsAbandoned)
+TEST(UnixCommandOutOfMemory, leavesNoChildWhenAStreamIsAbandoned)
 {
     std::string const text = "printf 'one\\ntwo\\n'; /testkit/bin/sleep 0.2";
     EXPECT_GT(failEachAllocationOf([&] {
@@ -121,7 +126,7 @@ TEST(UnixCommandWithoutMemory, leavesNoChildOfAStreamThatIsAbandoned)
         0U);
 }
 
-TEST(UnixCommandWithoutMemory, leavesNoChildOfAStartThatFails)
+TEST(UnixCommandOutOfMemory, leavesNoChildWhenAStartFails)
 {
     EXPECT_GT(failEachAllocationOf([] {
         FailingCall const failing(POLL, ENOMEM);
@@ -131,7 +136,7 @@ TEST(UnixCommandWithoutMemory, leavesNoChildOfAStartThatFails)
         0U);
 }
 
-TEST(UnixCommandWithoutMemory, leavesNoChildThatSendsItsFailure)
+TEST(UnixCommandOutOfMemory, leavesNoChildWhenTheChildSendsAFailure)
 {
     EXPECT_GT(failEachAllocationOf([] {
         FailingCall const failing(ISATTY, ENOTTY, IN_CHILD);

@@ -21,36 +21,34 @@ using dovrel::UnixCommand;
 
 namespace {
 
-/** 200, or what the environment variable DOVREL_SOAK_ROUNDS says. */
+/** @return the value of the environment variable DOVREL_SOAK_ROUNDS; 200 if it is not set. */
 int soakRounds()
 {
     char const* const rounds = std::getenv("DOVREL_SOAK_ROUNDS");
     return rounds ? std::stoi(rounds) : 200;
 }
 
-/** Threads of a host that open and close files, and find out where one of theirs was touched. */
-class BusyThreads {
+/** Threads that open and close files, and check that nobody else closes them. */
+class BusyThreads : dovrel::noncopyable_::noncopyable {
 public:
     BusyThreads()
     {
         for (int i = 0; i < THREADS; ++i)
             m_threads.emplace_back([this, i] { work("/tmp/file" + std::to_string(i)); });
     }
-    BusyThreads(BusyThreads const&) = delete;
-    BusyThreads& operator=(BusyThreads const&) = delete;
     ~BusyThreads() { stop(); }
 
-    /** @return the files that were not their own any more. */
+    /** @return the number of files that somebody else closed or replaced. */
     int stop()
     {
         m_stopped = true;
         for (std::thread& thread : m_threads)
             thread.join();
         m_threads.clear();
-        return m_lost;
+        return m_lostFiles;
     }
 
-    int opened() const { return m_opened; }
+    int openedFiles() const { return m_openedFiles; }
 
 private:
     static constexpr int THREADS = 2;
@@ -61,31 +59,32 @@ private:
             int const file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
             struct stat opened { };
             struct stat still { };
-            bool own = ::fstat(file, &opened) == 0;
-            // A child that wants memory would wait for ever for the lock that is held here.
+            bool isOurs = ::fstat(file, &opened) == 0;
+            // Holds the lock of the heap now and then: a child that allocates after such a fork
+            // hangs.
             std::string const ballast(5000, 'x');
             std::this_thread::yield();
-            own = own && ::fstat(file, &still) == 0 && still.st_ino == opened.st_ino;
-            own = ::write(file, ballast.data(), 1) == 1 && own;
-            own = ::close(file) == 0 && own;
-            ++m_opened;
-            m_lost += own ? 0 : 1;
+            isOurs = isOurs && ::fstat(file, &still) == 0 && still.st_ino == opened.st_ino;
+            isOurs = ::write(file, ballast.data(), 1) == 1 && isOurs;
+            isOurs = ::close(file) == 0 && isOurs;
+            ++m_openedFiles;
+            m_lostFiles += isOurs ? 0 : 1;
         }
     }
 
     std::atomic<bool> m_stopped = false;
-    std::atomic<int> m_lost = 0;
-    std::atomic<int> m_opened = 0;
+    std::atomic<int> m_lostFiles = 0;
+    std::atomic<int> m_openedFiles = 0;
     std::vector<std::thread> m_threads;
 };
 
-/** Starts and ends one child. @return whether all was as it should be. */
-bool isWholeRound(int round)
+/** Runs one child. @return whether its output and its status are right. */
+bool roundSucceeds(int round)
 {
     std::string const status = std::to_string(round % 200);
     UnixCommand command("echo " + status + "; exit " + status);
-    return child::everythingFrom(command.stdInOut()) == status + "\n"
-        && child::statusOf(command) == round % 200;
+    return child::readAll(command.stdInOut()) == status + "\n"
+        && child::exitStatusOf(command) == round % 200;
 }
 
 int failedRounds(int rounds)
@@ -93,7 +92,7 @@ int failedRounds(int rounds)
     int failed = 0;
     for (int round = 0; round < rounds; ++round) {
         try {
-            failed += isWholeRound(round) ? 0 : 1;
+            failed += roundSucceeds(round) ? 0 : 1;
         } catch (dovrel::ProcessException const& exception) {
             ADD_FAILURE() << "round " << round << ": " << exception.what();
             ++failed;
@@ -102,12 +101,9 @@ int failedRounds(int rounds)
     return failed;
 }
 
-/** Expects at its end descriptors, children and memory as they were at its beginning. */
-class NothingLeft {
+/** Expects at its end the descriptors and the memory of its beginning, and no children. */
+class NothingLeft : dovrel::noncopyable_::noncopyable {
 public:
-    NothingLeft() = default;
-    NothingLeft(NothingLeft const&) = delete;
-    NothingLeft& operator=(NothingLeft const&) = delete;
     ~NothingLeft()
     {
         EXPECT_LE(::mallinfo2().uordblks, m_memory + NOISE);
@@ -116,17 +112,17 @@ public:
     }
 
 private:
-    static constexpr size_t NOISE = 64 * 1024; // Less than 200 stream buffers would be.
+    static constexpr size_t NOISE = 64 * 1024; // Less than 200 stream buffers.
 
     std::vector<int> const m_descriptors = testkit::openDescriptors();
     size_t const m_memory = ::mallinfo2().uordblks;
 };
 
-constexpr int WARM_UP = 10; // What the C library keeps for itself it has by then.
+constexpr int WARM_UP = 10; // Rounds in which the C library allocates what it keeps.
 
 }
 
-TEST(UnixCommandSoak, leavesDescriptorsChildrenAndMemoryAsTheyWere)
+TEST(UnixCommandSoak, leavesNoDescriptorsChildrenOrMemory)
 {
     EXPECT_EQ(failedRounds(WARM_UP), 0);
     NothingLeft const nothingLeft;
@@ -135,7 +131,7 @@ TEST(UnixCommandSoak, leavesDescriptorsChildrenAndMemoryAsTheyWere)
     EXPECT_EQ(counter.liveBlocks(), 0);
 }
 
-TEST(UnixCommandSoak, leavesDescriptorsChildrenAndMemoryAsTheyWereInABusyHost)
+TEST(UnixCommandSoak, leavesNothingWhileOtherThreadsOpenAndCloseFiles)
 {
     {
         BusyThreads threads;
@@ -146,11 +142,11 @@ TEST(UnixCommandSoak, leavesDescriptorsChildrenAndMemoryAsTheyWereInABusyHost)
     testkit::AllocationCounter const counter;
     EXPECT_EQ(failedRounds(soakRounds()), 0);
     EXPECT_EQ(counter.liveBlocks(), 0);
-    EXPECT_GT(threads.opened(), 0);
-    EXPECT_EQ(threads.stop(), 0) << "a descriptor of the host's own was closed";
+    EXPECT_GT(threads.openedFiles(), 0);
+    EXPECT_EQ(threads.stop(), 0) << "the library closed a descriptor of another thread";
 }
 
-TEST(UnixCommandSoak, startsChildrenOfSeveralThreadsAtOnce)
+TEST(UnixCommandSoak, startsChildrenOnSeveralThreads)
 {
     auto const descriptors = testkit::openDescriptors();
     std::atomic<int> failed = 0;
@@ -164,9 +160,9 @@ TEST(UnixCommandSoak, startsChildrenOfSeveralThreadsAtOnce)
     testkit::expectNoChildren();
 }
 
-TEST(UnixCommandSoak, leavesNothingOfStartsThatFailAtAnyStep)
+TEST(UnixCommandSoak, leavesNothingWhenStartsFail)
 {
-    constexpr int SHARE = 20; // There are about as many steps, and all share the rounds.
+    constexpr int SHARE = 20; // About the number of steps, which share the rounds.
     for (processcalls::StartStep const& step : processcalls::START_STEPS) {
         SCOPED_TRACE(step.name);
         NothingLeft const nothingLeft;

@@ -1,5 +1,7 @@
+#include "common/basic/noncopyable.h"
 #include "common/basic/processstream/src/UnixCommand.h"
 #include "tests/common/processstream/ProcessCalls.h"
+#include "tests/common/processstream/ThrownFailure.h"
 
 #include <gtest/gtest.h>
 
@@ -10,59 +12,46 @@
 #include <termios.h>
 #include <unistd.h>
 
-using dovrel::ProcessException;
-using dovrel::UnixPipe;
 using processcalls::FailingCall;
 
 namespace {
 
-/** Reason and code of what @p work throws. */
-template <class Work> std::string failureOf(Work work)
+/** @return the failure that @p work throws. Expects that it has a line. */
+template <class Work> Failure failureWithLineOf(Work work)
 {
-    try {
-        work();
-    } catch (ProcessException const& exception) {
-        EXPECT_NE(exception.line(), 0U);
-        return std::to_string(exception.reason()) + '/' + std::to_string(exception.code());
-    }
-    return "none";
+    auto const exception = exceptionOf(work);
+    EXPECT_TRUE(exception && exception->line() != 0);
+    return exception ? Failure(exception->reason(), exception->code()) : NO_FAILURE;
 }
 
-std::string failure(dovrel::reason_type reason, int code)
-{
-    return std::to_string(reason) + '/' + std::to_string(code);
-}
-
-class UnixPipeTest : public testing::Test {
+class UnixPipe : public testing::Test {
 protected:
-    UnixPipeTest()
+    UnixPipe()
     {
         EXPECT_EQ(::pipe2(m_ends, O_CLOEXEC | O_NONBLOCK), 0);
         m_reading.setDescriptor(m_ends[0]);
         m_writing.setDescriptor(m_ends[1]);
     }
-    ~UnixPipeTest() override
+    ~UnixPipe() override
     {
         for (int& end : m_ends)
             dovrel::UnixCommand::checkClose(end);
     }
 
     int m_ends[2] = {-1, -1};
-    UnixPipe m_reading;
-    UnixPipe m_writing;
+    dovrel::UnixPipe m_reading;
+    dovrel::UnixPipe m_writing;
     char m_data[8] = {};
 };
 
 /** A pseudo-terminal whose slave side is open. */
-struct Terminal {
+struct Terminal : dovrel::noncopyable_::noncopyable {
     Terminal() : master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
     {
         ::grantpt(master);
         ::unlockpt(master);
         slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
     }
-    Terminal(Terminal const&) = delete;
-    Terminal& operator=(Terminal const&) = delete;
     ~Terminal()
     {
         dovrel::UnixCommand::checkClose(slave);
@@ -75,7 +64,7 @@ struct Terminal {
 
 }
 
-TEST_F(UnixPipeTest, givesWhatIsThere)
+TEST_F(UnixPipe, readsTheAvailableData)
 {
     EXPECT_EQ(m_writing.write("abc", 3), 3);
     EXPECT_EQ(m_reading.read(m_data, 2), 2);
@@ -83,21 +72,21 @@ TEST_F(UnixPipeTest, givesWhatIsThere)
     EXPECT_STREQ(m_data, "abc");
 }
 
-TEST_F(UnixPipeTest, givesNothingWhereNothingIsThereYet)
+TEST_F(UnixPipe, readReturns0WhenNoDataIsAvailable)
 {
     EXPECT_EQ(m_reading.read(m_data, sizeof m_data), 0);
 }
 
-TEST_F(UnixPipeTest, givesTheEndWhereTheOtherSideIsClosed)
+TEST_F(UnixPipe, readReturnsMinus1WhenTheOtherSideIsClosed)
 {
     m_writing.write("a", 1);
     dovrel::UnixCommand::checkClose(m_ends[1]);
     EXPECT_EQ(m_reading.read(m_data, sizeof m_data), 1);
     errno = EAGAIN;
-    EXPECT_EQ(m_reading.read(m_data, sizeof m_data), -1) << "an old errno says nothing";
+    EXPECT_EQ(m_reading.read(m_data, sizeof m_data), -1) << "it must ignore an old errno";
 }
 
-TEST_F(UnixPipeTest, givesTheEndWhereTheTerminalsOtherSideHasGone)
+TEST_F(UnixPipe, readReturnsMinus1WhenTheTerminalsOtherSideIsClosed)
 {
     Terminal terminal;
     m_reading.setDescriptor(terminal.master);
@@ -108,28 +97,32 @@ TEST_F(UnixPipeTest, givesTheEndWhereTheTerminalsOtherSideHasGone)
     EXPECT_EQ(m_reading.read(m_data, sizeof m_data), -1);
 }
 
-TEST_F(UnixPipeTest, throwsWhereItCannotRead)
+TEST_F(UnixPipe, readThrowsWhenTheDescriptorCannotBeRead)
 {
-    UnixPipe none;
-    EXPECT_EQ(failureOf([&] { none.read(m_data, 1); }), failure(dovrel::REASON_PIPE, EBADF));
-    EXPECT_EQ(failureOf([&] { m_writing.read(m_data, 1); }), failure(dovrel::REASON_PIPE, EBADF));
+    dovrel::UnixPipe none;
+    EXPECT_EQ(
+        failureWithLineOf([&] { none.read(m_data, 1); }), Failure(dovrel::REASON_PIPE, EBADF));
+    EXPECT_EQ(
+        failureWithLineOf([&] { m_writing.read(m_data, 1); }), Failure(dovrel::REASON_PIPE, EBADF));
 }
 
-TEST_F(UnixPipeTest, throwsWhereItCannotWrite)
+TEST_F(UnixPipe, writeThrowsWhenTheDescriptorCannotBeWritten)
 {
-    EXPECT_EQ(failureOf([&] { m_reading.write("a", 1); }), failure(dovrel::REASON_PIPE, EBADF));
+    EXPECT_EQ(
+        failureWithLineOf([&] { m_reading.write("a", 1); }), Failure(dovrel::REASON_PIPE, EBADF));
 }
 
-TEST_F(UnixPipeTest, throwsWhereThereIsNoRoom)
+TEST_F(UnixPipe, writeThrowsWhenThePipeIsFull)
 {
     std::string const much(1 << 20, 'a');
     int const taken = m_writing.write(much.data(), static_cast<unsigned>(much.size()));
     EXPECT_GT(taken, 0);
     EXPECT_LT(taken, 1 << 20);
-    EXPECT_EQ(failureOf([&] { m_writing.write("a", 1); }), failure(dovrel::REASON_PIPE, EAGAIN));
+    EXPECT_EQ(
+        failureWithLineOf([&] { m_writing.write("a", 1); }), Failure(dovrel::REASON_PIPE, EAGAIN));
 }
 
-TEST_F(UnixPipeTest, repeatsWhatASignalInterrupts)
+TEST_F(UnixPipe, repeatsInterruptedReadsAndWrites)
 {
     {
         FailingCall const interrupted(processcalls::WRITE, EINTR);
@@ -141,7 +134,7 @@ TEST_F(UnixPipeTest, repeatsWhatASignalInterrupts)
     EXPECT_EQ(processcalls::callsMade(processcalls::READ), 2U);
 }
 
-TEST(MakeTermRaw, letsBytesPassAsTheyAre)
+TEST(MakeTermRaw, passesBytesUnchanged)
 {
     Terminal const terminal;
     ASSERT_TRUE(dovrel::makeTermRaw(terminal.slave));
@@ -158,10 +151,10 @@ TEST(MakeTermRaw, letsBytesPassAsTheyAre)
     char text[4] = {};
     EXPECT_EQ(::read(terminal.slave, text, 3), 3);
     EXPECT_STREQ(text, "\r\x03\n");
-    EXPECT_EQ(::read(terminal.slave, text, 3), 0) << "a read ends after a tenth of a second";
+    EXPECT_EQ(::read(terminal.slave, text, 3), 0) << "a read must end after a tenth of a second";
 }
 
-TEST(MakeTermRaw, saysFalseWhereThereIsNoTerminal)
+TEST(MakeTermRaw, returnsFalseWhenTheDescriptorIsNoTerminal)
 {
     EXPECT_FALSE(dovrel::makeTermRaw(-1));
     EXPECT_EQ(errno, EBADF);
@@ -171,7 +164,7 @@ TEST(MakeTermRaw, saysFalseWhereThereIsNoTerminal)
     ::close(null);
 }
 
-TEST(MakeTermRaw, saysFalseWhereTheModeCannotBeSet)
+TEST(MakeTermRaw, returnsFalseWhenTheModeCannotBeSet)
 {
     Terminal const terminal;
     FailingCall const failing(processcalls::TCSETATTR, EIO);

@@ -1,4 +1,4 @@
-// Prints the numbers of its open descriptors, a letter behind each socket's.
+// Prints the numbers of its open descriptors, and an "s" after that of a socket.
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-// Prints its environment, an entry a line, in order.
+// Prints its environment in order, one entry in each line.
 
 #include <unistd.h>
 

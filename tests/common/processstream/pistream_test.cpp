@@ -1,5 +1,8 @@
 #include "common/basic/processstream/src/pistream.h"
-#include "tests/common/processstream/OtherHost.h"
+#include "tests/common/processstream/Child.h"
+#include "tests/common/processstream/ForkedProcess.h"
+#include "tests/common/processstream/GroupingLocale.h"
+#include "tests/common/processstream/RepeatedAlarm.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 
@@ -7,17 +10,13 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
-#include <locale>
 #include <string>
 #include <vector>
 
@@ -25,10 +24,9 @@ using testkit::machine;
 
 namespace {
 
-// How the calls below have gone; -1: as the C library has it.
-int popensFailWith = 0;
-std::vector<std::string> started; // Command and mode.
-std::vector<int> ended; // The status of each, as the shell told it.
+int popenError = 0; // The errno with which popen fails, if it is not 0.
+std::vector<std::string> started; // Command and mode of each call of popen.
+std::vector<int> ended; // The result of each call of pclose.
 
 template <class Function> Function next(char const* name)
 {
@@ -38,18 +36,13 @@ template <class Function> Function next(char const* name)
     return function;
 }
 
-std::string all(std::istream& stream)
-{
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 std::string outputOf(std::string const& command)
 {
     pistream stream(command);
-    return all(stream);
+    return child::readAll(stream);
 }
 
-/** A text in which each place of a refill can be told from the next. */
+/** @return a string whose parts all differ, so that a lost or repeated refill shows. */
 std::string longText(size_t size)
 {
     std::string text;
@@ -63,39 +56,29 @@ class CommandOutput : public testing::Test {
 protected:
     CommandOutput()
     {
-        popensFailWith = 0;
+        popenError = 0;
         started.clear();
         ended.clear();
         machine.tool("/bin/show", "cat /tmp/text");
     }
 
     static void show(std::string const& text) { machine.file("/tmp/text", text); }
-};
 
-/** An alarm every millisecond, whose handler does not restart calls. */
-class Alarms {
-public:
-    Alarms()
+    static void expectRead(std::string const& text)
     {
-        struct sigaction action { };
-        action.sa_handler = [](int) { rung = rung + 1; };
-        ::sigaction(SIGALRM, &action, &m_former);
-        itimerval const interval{{0, 1000}, {0, 1000}};
-        ::setitimer(ITIMER_REAL, &interval, nullptr);
-    }
-    Alarms(Alarms const&) = delete;
-    Alarms& operator=(Alarms const&) = delete;
-    ~Alarms()
-    {
-        itimerval const none{};
-        ::setitimer(ITIMER_REAL, &none, nullptr);
-        ::sigaction(SIGALRM, &m_former, nullptr);
+        show(text);
+        EXPECT_EQ(outputOf("show"), text) << "of size " << text.size();
     }
 
-    static inline volatile std::sig_atomic_t rung = 0;
-
-private:
-    struct sigaction m_former { };
+    /** Makes a tool that prints its output in five pieces. @return the output. */
+    static std::string makeSlowTool()
+    {
+        machine.tool("/bin/slow", "for i in 1 2 3 4 5; do printf %0100d $i; sleep 0.01; done");
+        std::string text;
+        for (char const digit : {'1', '2', '3', '4', '5'})
+            text += std::string(99, '0') + digit;
+        return text;
+    }
 };
 
 }
@@ -106,8 +89,8 @@ extern "C" {
 FILE* popen(char const* command, char const* mode)
 {
     started.push_back(std::string(command) + '|' + mode);
-    if (popensFailWith != 0) {
-        errno = popensFailWith;
+    if (popenError != 0) {
+        errno = popenError;
         return nullptr;
     }
     static auto const real = next<FILE* (*)(char const*, char const*)>("popen");
@@ -124,7 +107,7 @@ int pclose(FILE* stream)
 }
 #pragma GCC visibility pop
 
-TEST_F(CommandOutput, isReadLikeAFile)
+TEST_F(CommandOutput, canBeReadLineByLine)
 {
     show("first line\n\nthird, without an end");
     pistream stream("show");
@@ -139,7 +122,7 @@ TEST_F(CommandOutput, isReadLikeAFile)
     EXPECT_TRUE(stream.eof());
 }
 
-TEST_F(CommandOutput, isThatOfAShellsCommandLine)
+TEST_F(CommandOutput, isTheOutputOfAShellCommandLine)
 {
     machine.tool("/bin/count", "wc -l");
     show("a\nb\nc\n");
@@ -147,25 +130,19 @@ TEST_F(CommandOutput, isThatOfAShellsCommandLine)
     EXPECT_EQ(started, std::vector<std::string>{"X=1; show | count && echo \"$X done\"|re"});
 }
 
-TEST_F(CommandOutput, isReadAcrossRefillsWithoutLoss)
+TEST_F(CommandOutput, isReadCompletelyAcrossRefills)
 {
-    for (size_t const size : {1U, 127U, 128U, 129U, 255U, 256U, 257U, 1000U, 4096U, 300'000U}) {
-        std::string const text = longText(size);
-        show(text);
-        EXPECT_EQ(outputOf("show"), text) << size;
-    }
+    for (size_t const size : {1U, 127U, 128U, 129U, 255U, 256U, 257U, 1000U, 4096U, 300'000U})
+        expectRead(longText(size));
 }
 
-TEST_F(CommandOutput, isReadWholeFromACommandThatWritesLittleByLittle)
+TEST_F(CommandOutput, isReadCompletelyFromASlowCommand)
 {
-    machine.tool("/bin/slow", "for i in 1 2 3 4 5; do printf %0100d $i; sleep 0.01; done");
-    std::string text;
-    for (char const digit : {'1', '2', '3', '4', '5'})
-        text += std::string(99, '0') + digit;
+    std::string const text = makeSlowTool();
     EXPECT_EQ(outputOf("slow"), text);
 }
 
-TEST_F(CommandOutput, endsAtAByteOfAllOnesAtTheStartOfARefillKept)
+TEST_F(CommandOutput, endsAtAByteFFAtTheStartOfARefillKept)
 {
     for (size_t const place : {0U, 128U, 256U, 12'800U}) {
         std::string const before = longText(place);
@@ -174,34 +151,28 @@ TEST_F(CommandOutput, endsAtAByteOfAllOnesAtTheStartOfARefillKept)
     }
 }
 
-TEST_F(CommandOutput, hasBytesOfAllOnesAnywhereElse)
+TEST_F(CommandOutput, mayContainBytesFFAnywhereElse)
 {
-    for (size_t const place : {1U, 127U, 129U, 255U, 12'799U}) {
-        std::string const text = longText(place) + '\xff' + longText(200);
-        show(text);
-        EXPECT_EQ(outputOf("show"), text) << place;
-    }
+    for (size_t const place : {1U, 127U, 129U, 255U, 12'799U})
+        expectRead(longText(place) + '\xff' + longText(200));
 }
 
-TEST_F(CommandOutput, hasAnyOtherByteAnywhere)
+TEST_F(CommandOutput, mayContainAnyOtherByte)
 {
-    for (char const byte : {'\0', '\x01', '\x7f', '\x80', '\xfe'}) {
-        std::string const text(1000, byte);
-        show(text);
-        EXPECT_EQ(outputOf("show"), text) << static_cast<int>(byte);
-    }
+    for (char const byte : {'\0', '\x01', '\x7f', '\x80', '\xfe'})
+        expectRead(std::string(1000, byte));
 }
 
-TEST_F(CommandOutput, givesTheFirstByteOfARefillWithItsSignKept)
+TEST_F(CommandOutput, returnsTheFirstByteOfARefillAsSignedKept)
 {
     show("\xfe\xfd");
     pistream stream("show");
     EXPECT_EQ(stream.peek(), -2);
-    EXPECT_EQ(stream.get(), 0xfe) << "taken out of the buffer it has none";
+    EXPECT_EQ(stream.get(), 0xfe) << "get must return it as unsigned";
     EXPECT_EQ(stream.get(), 0xfd);
 }
 
-TEST_F(CommandOutput, isEmptyOfACommandThatPrintsNothing)
+TEST_F(CommandOutput, isEmptyWhenTheCommandPrintsNothing)
 {
     machine.tool("/bin/quiet", "exit 0");
     pistream stream("quiet");
@@ -210,20 +181,20 @@ TEST_F(CommandOutput, isEmptyOfACommandThatPrintsNothing)
     EXPECT_FALSE(stream.bad());
 }
 
-TEST_F(CommandOutput, isEmptyOfACommandThatIsMissing)
+TEST_F(CommandOutput, isEmptyWhenTheCommandIsMissing)
 {
-    // The shell says so on the error output, which stays the host's.
+    // The shell's message goes to the host's error output.
     EXPECT_EQ(outputOf("exec 2>/dev/null; missing"), "");
     ASSERT_EQ(ended.size(), 1U);
     EXPECT_EQ(WEXITSTATUS(ended[0]), 127);
 }
 
-TEST_F(CommandOutput, isEmptyWhereThePipeCannotBeOpenedAndClosesNone)
+TEST_F(CommandOutput, isEmptyWhenPopenFailsAndPcloseIsNotCalled)
 {
-    popensFailWith = EMFILE;
+    popenError = EMFILE;
     {
         pistream stream("show");
-        EXPECT_TRUE(stream.good()) << "a failed start is not told at once";
+        EXPECT_TRUE(stream.good()) << "a failed start must show only when it is read";
         EXPECT_EQ(stream.get(), std::char_traits<char>::eof());
         stream.clear();
         EXPECT_EQ(stream.peek(), std::char_traits<char>::eof());
@@ -232,7 +203,7 @@ TEST_F(CommandOutput, isEmptyWhereThePipeCannotBeOpenedAndClosesNone)
     EXPECT_TRUE(ended.empty());
 }
 
-TEST_F(CommandOutput, isTheSameWhateverTheCommandsEnd)
+TEST_F(CommandOutput, doesNotDependOnTheCommandsStatus)
 {
     machine.tool("/bin/failing", "echo text; exit 3");
     EXPECT_EQ(outputOf("failing"), "text\n");
@@ -243,7 +214,7 @@ TEST_F(CommandOutput, isTheSameWhateverTheCommandsEnd)
     EXPECT_TRUE(WIFSIGNALED(ended[1]));
 }
 
-TEST_F(CommandOutput, isWaitedForAtTheEndOfTheStream)
+TEST_F(CommandOutput, endsWithTheCommandInTheDestructor)
 {
     machine.tool("/bin/late", "echo early; sleep 0.2; echo done >/tmp/done");
     {
@@ -269,83 +240,55 @@ TEST_F(CommandOutput, mayBeLeftUnread)
     EXPECT_EQ(ended.size(), 1U);
 }
 
-TEST_F(CommandOutput, isInheritedByNoOtherChild)
+TEST_F(CommandOutput, isNotInheritedByAnotherChild)
 {
     std::vector<int> const before = testkit::openDescriptors();
     pistream const stream("exit 0");
-    std::vector<int> const after = testkit::openDescriptors();
-    ASSERT_EQ(after.size(), before.size() + 1);
-    for (int const fd : after) {
-        if (std::find(before.begin(), before.end(), fd) == before.end()) {
-            EXPECT_NE(::fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
-        }
-    }
+    std::vector<int> const opened = child::openedSince(before);
+    ASSERT_EQ(opened.size(), 1U);
+    EXPECT_NE(::fcntl(opened[0], F_GETFD) & FD_CLOEXEC, 0);
 }
 
-TEST_F(CommandOutput, isNotCutBySignals)
+TEST_F(CommandOutput, isReadCompletelyDespiteRepeatedSignals)
 {
-    machine.tool("/bin/slow", "for i in 1 2 3 4 5 6 7 8 9; do printf %0100d $i; sleep 0.01; done");
-    std::string text;
-    for (char digit = '1'; digit <= '9'; ++digit)
-        text += std::string(99, '0') + digit;
-    Alarms const alarms;
-    auto const before = Alarms::rung;
+    std::string const text = makeSlowTool();
+    RepeatedAlarm const alarm(1000);
+    auto const before = RepeatedAlarm::delivered;
     EXPECT_EQ(outputOf("slow"), text);
-    EXPECT_GE(Alarms::rung, before + 10) << "there was nothing to withstand";
-    EXPECT_EQ(ended, std::vector<int>{0}) << "its end is waited for all the same";
+    EXPECT_GE(RepeatedAlarm::delivered, before + 10) << "there were no signals";
+    EXPECT_EQ(ended, std::vector<int>{0}) << "pclose must return the status";
 }
 
-TEST_F(CommandOutput, isWholeWhereTheHostIgnoresItsChildren)
+TEST_F(CommandOutput, isReadCompletelyWhenTheHostIgnoresSigchld)
 {
     std::string const text = longText(1000);
     show(text);
-    EXPECT_EQ(complaintsOfAnotherHost([&](std::ostream& complaints) {
+    inForkedProcess([&] {
         ::signal(SIGCHLD, SIG_IGN);
-        if (outputOf("show") != text)
-            complaints << "the output is not whole\n";
-        if (ended != std::vector<int>{-1})
-            complaints << "the status was found\n";
-    }),
-        "");
+        EXPECT_EQ(outputOf("show"), text);
+        EXPECT_EQ(ended, std::vector<int>{-1});
+    });
 }
 
-TEST_F(CommandOutput, isWholeWhereTheHostHasClosedTheStandardThree)
+TEST_F(CommandOutput, isReadCompletelyWhenTheHostHasClosed0To2)
 {
     std::string const text = longText(1000);
     show(text);
-    for (unsigned closed = 1; closed < 8; ++closed) {
-        EXPECT_EQ(complaintsOfAnotherHost([&](std::ostream& complaints) {
-            for (int fd = 0; fd < 3; ++fd)
-                if ((closed >> fd & 1) != 0)
-                    ::close(fd);
-            if (outputOf("show") != text)
-                complaints << "the output is not whole\n";
-        }),
-            "")
-            << closed;
-    }
+    withStandardDescriptorsClosed(
+        [&](std::vector<int> const& /*closed*/) { EXPECT_EQ(outputOf("show"), text); });
 }
 
-TEST_F(CommandOutput, hasNumbersWithTheClassicLocalesDigits)
+TEST_F(CommandOutput, isParsedWithTheClassicLocale)
 {
-    struct Grouped : std::numpunct<char> {
-        char do_thousands_sep() const override { return '.'; }
-        char do_decimal_point() const override { return ','; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-    std::locale const former =
-        std::locale::global(std::locale(std::locale::classic(), new Grouped));
+    GroupingLocale const grouping;
     show("1.5 7");
+    pistream stream("show");
     double number = 0;
-    {
-        pistream stream("show");
-        stream >> number;
-    }
-    std::locale::global(former);
+    stream >> number;
     EXPECT_EQ(number, 1.5);
 }
 
-TEST_F(CommandOutput, leavesNeitherDescriptorNorChild)
+TEST_F(CommandOutput, leavesNoDescriptorsAndNoChildren)
 {
     testkit::DescriptorGuard const guard;
     for (unsigned i = 0; i < 200; ++i)

@@ -1,6 +1,8 @@
 #include "common/basic/processstream/src/UnixCommand.h"
 #include "tests/common/processstream/Child.h"
-#include "tests/common/processstream/OtherHost.h"
+#include "tests/common/processstream/ForkedProcess.h"
+#include "tests/common/processstream/GroupingLocale.h"
+#include "tests/common/processstream/HostThread.h"
 #include "tests/common/processstream/ProcessCalls.h"
 #include "tests/support/Machine.h"
 
@@ -8,9 +10,7 @@
 
 #include <chrono>
 #include <csignal>
-#include <locale>
 #include <malloc.h>
-#include <memory>
 #include <pthread.h>
 #include <string>
 
@@ -20,24 +20,12 @@ using std::chrono::milliseconds;
 
 namespace {
 
-std::string restOf(std::istream& stream)
-{
-    std::string text;
-    std::getline(stream, text, '\0');
-    return text;
-}
-
-/** Bytes that malloc(3) has given out. */
+/** @return the bytes that malloc(3) has allocated. */
 size_t heapInUse()
 {
     auto const heap = ::mallinfo2();
     return heap.uordblks + heap.hblkhd;
 }
-
-struct Groups : std::numpunct<char> {
-    char do_thousands_sep() const override { return '\''; }
-    std::string do_grouping() const override { return "\3"; }
-};
 
 }
 
@@ -51,10 +39,10 @@ TEST(ChildStream, readsTheChildsOutputLineByLine)
         all += '[' + line + ']';
     EXPECT_EQ(all, "[one][][two]");
     EXPECT_TRUE(stream.eof());
-    EXPECT_EQ(child::statusOf(stream.command()), 0);
+    EXPECT_EQ(child::exitStatusOf(stream.command()), 0);
 }
 
-TEST(ChildStream, readsErrorsBesideTheOutput)
+TEST(ChildStream, readsTheErrorOutputSeparately)
 {
     ChildStream stream("echo 12345 >&2; echo 54321");
     EXPECT_EQ(stream.outBuf().setTimeout(5000), 100U);
@@ -74,73 +62,58 @@ TEST(ChildStream, writesToTheChild)
     ChildStream stream("read a; echo \"[$a]\"");
     stream.outBuf().setTimeout(5000);
     stream << "text " << 4711 << std::endl;
-    EXPECT_EQ(restOf(stream), "[text 4711]\n");
+    EXPECT_EQ(child::readAll(stream), "[text 4711]\n");
 }
 
-TEST(ChildStream, sendsALineToAChildThatReadsWithoutBeingFlushed)
+TEST(ChildStream, sendsALineWithoutAFlush)
 {
-    // The terminal ends each attempt to read after a tenth of a second.
+    // A read from the terminal ends after a tenth of a second.
     ChildStream stream("n=0; while [ $n -lt 20 ]; do "
                        "if read line; then echo \"got $line\"; exit 5; fi; n=$((n + 1)); done");
     stream.outBuf().setTimeout(5000);
     stream << "hi\n";
-    EXPECT_EQ(restOf(stream), "got hi\n");
-    EXPECT_EQ(child::statusOf(stream.command()), 5);
+    EXPECT_EQ(child::readAll(stream), "got hi\n");
+    EXPECT_EQ(child::exitStatusOf(stream.command()), 5);
 }
 
-TEST(ChildStream, isBadWhereItWritesWithoutDescriptorsAndTheHostGoesOn)
+// In a forked process, as an exception out of such a flush would end the test program.
+TEST(ChildStream, isBadWhenItWritesAfterDestroy)
 {
-    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+    inForkedProcess([] {
         ChildStream stream("exit 5");
         stream.command().destroy();
         stream << "hi\n";
-        if (!stream.bad())
-            complaints << "the stream is not bad\n";
-    }),
-        "");
+        EXPECT_TRUE(stream.bad());
+    });
 }
 
-TEST(ChildStream, sendsTheOutputOfAThreadThatIsCancelledAtItsNextCancellationPoint)
+TEST(ChildStream, sendsTheOutputOfAThreadThatIsCancelledLater)
 {
-    EXPECT_EQ(complaintsOfAnotherHost([](std::ostream& complaints) {
+    inForkedProcess([] {
         ChildStream stream("read line; echo \"got $line\"");
         stream.outBuf().setTimeout(5000);
-        auto const work = [](void* argument) -> void* {
-            ::pthread_cancel(::pthread_self());
-            *static_cast<ChildStream*>(argument) << "hi\n";
+        runWithPendingCancellation([&] {
+            stream << "hi\n";
             ::pthread_testcancel();
-            return nullptr;
-        };
-        pthread_t thread{};
-        void* result = nullptr;
-        ::pthread_create(&thread, nullptr, work, &stream);
-        ::pthread_join(thread, &result);
-        if (result != PTHREAD_CANCELED)
-            complaints << "the thread is not cancelled\n";
-        if (std::string const text = restOf(stream); text != "got hi\n")
-            complaints << "the child sent " << text << '\n';
-    }),
-        "");
+        });
+        EXPECT_EQ(child::readAll(stream), "got hi\n");
+    });
 }
 
-TEST(ChildStream, hasPlainDigitsWhateverTheHostsLocaleWrites)
+TEST(ChildStream, ignoresTheGlobalLocale)
 {
-    auto const former = std::locale::global(
-        std::locale(std::locale::classic(), std::make_unique<Groups>().release()));
-    {
-        ChildStream stream("read a; echo \"$a\"; echo 1234567 >&2");
-        stream.outBuf().setTimeout(5000);
-        stream.errBuf().setTimeout(5000);
-        stream << 1234567 << std::endl;
-        EXPECT_EQ(restOf(stream), "1234567\n");
-        int errors = 0;
-        stream.err() >> errors;
-        EXPECT_EQ(errors, 1234567);
-    }
-    std::locale::global(former);
+    GroupingLocale const grouping;
+    ChildStream stream("read a; echo \"$a\"; echo 1234567 >&2");
+    stream.outBuf().setTimeout(5000);
+    stream.errBuf().setTimeout(5000);
+    stream << 1234567 << std::endl;
+    EXPECT_EQ(child::readAll(stream), "1234567\n");
+    int errors = 0;
+    stream.err() >> errors;
+    EXPECT_EQ(errors, 1234567);
 }
 
-TEST(ChildStream, endsAfterTwiceItsTimeOutWhereTheChildIsSilent)
+TEST(ChildStream, endsAfterTwiceItsTimeOutWhenTheChildIsSilent)
 {
     ChildStream stream("echo $$; exec /testkit/bin/sleep 60");
     pid_t pid = 0;
@@ -155,24 +128,24 @@ TEST(ChildStream, endsAfterTwiceItsTimeOutWhereTheChildIsSilent)
     EXPECT_GE(time, milliseconds(200));
     EXPECT_LE(time, milliseconds(3000));
     EXPECT_FALSE(stream.bad());
-    child::end(pid);
+    child::killAndReap(pid);
 }
 
 TEST(ChildStream, readsAChildThatWritesAByteAtATime)
 {
     ChildStream stream("for i in 1 2 3 4 5; do printf $i; /testkit/bin/sleep 0.05; done");
     stream.outBuf().setTimeout(2000);
-    EXPECT_EQ(restOf(stream), "12345");
-    EXPECT_EQ(child::statusOf(stream.command()), 0);
+    EXPECT_EQ(child::readAll(stream), "12345");
+    EXPECT_EQ(child::exitStatusOf(stream.command()), 0);
 }
 
-TEST(ChildStream, endsBetweenTheBytesOfAChildThatWritesOneASecondAndLosesNone)
+TEST(ChildStream, timesOutBetweenBytesAndLosesNone)
 {
-    constexpr unsigned ROUNDS = 10; // Of 10 ms of the budget each, and 20 ms of time.
+    constexpr unsigned ROUNDS = 10; // Each takes 10 ms of the time-out and 20 ms of time.
     ChildStream stream("printf 1; /testkit/bin/sleep 1; printf 2; /testkit/bin/sleep 1; printf 3");
-    unsigned const budget = stream.outBuf().setTimeout(5000);
+    unsigned const timeOut = stream.outBuf().setTimeout(5000);
     EXPECT_EQ(stream.get(), '1');
-    stream.outBuf().setTimeout(budget);
+    stream.outBuf().setTimeout(timeOut);
     for (char const byte : {'2', '3'}) {
         processcalls::forgetCalls();
         EXPECT_EQ(stream.get(), std::char_traits<char>::eof());
@@ -187,10 +160,10 @@ TEST(ChildStream, endsBetweenTheBytesOfAChildThatWritesOneASecondAndLosesNone)
         }
         EXPECT_EQ(next, byte);
     }
-    EXPECT_EQ(child::statusOf(stream.command()), 0);
+    EXPECT_EQ(child::exitStatusOf(stream.command()), 0);
 }
 
-TEST(ChildStream, endsWithTheChildThoughAGrandchildHoldsTheTerminal)
+TEST(ChildStream, endsWithTheChildWhileAGrandchildHoldsTheTerminal)
 {
     auto const start = Clock::now();
     pid_t grandchild = 0;
@@ -198,14 +171,14 @@ TEST(ChildStream, endsWithTheChildThoughAGrandchildHoldsTheTerminal)
         ChildStream stream("/testkit/bin/sleep 60 & echo $!; echo end");
         stream.outBuf().setTimeout(20000);
         stream >> grandchild;
-        EXPECT_EQ(restOf(stream), "\nend\n");
+        EXPECT_EQ(child::readAll(stream), "\nend\n");
     }
     EXPECT_LE(Clock::now() - start, milliseconds(5000));
     if (grandchild > 1)
         ::kill(grandchild, SIGKILL);
 }
 
-TEST(ChildStream, losesNothingOfAFloodOf64MiBAndKeepsNoneOfIt)
+TEST(ChildStream, reads64MiBWithoutLossAndWithoutMoreMemory)
 {
     constexpr unsigned MEBIBYTES = 64;
     constexpr size_t NOISE = 64 * 1024;
@@ -218,7 +191,7 @@ TEST(ChildStream, losesNothingOfAFloodOf64MiBAndKeepsNoneOfIt)
     for (unsigned i = 0; i < MEBIBYTES; ++i)
         command += " /tmp/mebibyte";
 
-    // The reader is faster than the child, and would sleep most of the time.
+    // The reader is faster than the child and would mostly sleep.
     processcalls::ShortSleeps const sleeps;
     ChildStream stream(command);
     stream.outBuf().setTimeout(5'000'000);
@@ -233,7 +206,7 @@ TEST(ChildStream, losesNothingOfAFloodOf64MiBAndKeepsNoneOfIt)
     EXPECT_EQ(stream.command().exitCode(5'000'000, 10), 0);
 }
 
-TEST(ChildStream, isBadWhereTheChildsDescriptorsAreGone)
+TEST(ChildStream, isBadWhenItReadsAfterDestroy)
 {
     ChildStream stream("echo text");
     stream.command().destroy();
@@ -241,7 +214,7 @@ TEST(ChildStream, isBadWhereTheChildsDescriptorsAreGone)
     EXPECT_TRUE(stream.bad());
 }
 
-TEST(ChildStream, isBadWhereTheChildTakesNoInput)
+TEST(ChildStream, isBadWhenTheChildReadsNoInput)
 {
     ChildStream stream("echo $$; exec /testkit/bin/sleep 60");
     pid_t pid = 0;
@@ -251,10 +224,10 @@ TEST(ChildStream, isBadWhereTheChildTakesNoInput)
     for (int i = 0; i < 2000 && stream; ++i)
         stream << text << std::flush;
     EXPECT_TRUE(stream.bad());
-    child::end(pid);
+    child::killAndReap(pid);
 }
 
-TEST(ChildStream, givesTheFailureOfTheStart)
+TEST(ChildStream, throwsTheFailureOfTheStart)
 {
     child::MissingFile const terminals("/dev/ptmx");
     EXPECT_THROW(ChildStream("exit 0"), dovrel::ProcessException);

@@ -14,13 +14,13 @@ using Milliseconds = std::vector<unsigned>;
 namespace {
 
 constexpr int END = std::char_traits<char>::eof();
-constexpr std::streamoff NOWHERE = -1;
-Answer const NOTHING{0};
-Answer const NO_MORE{-1};
+constexpr std::streamoff FAILED = -1;
+FakeResult const NO_DATA{0};
+FakeResult const END_OF_DATA{-1};
 
-class Reading : public testing::Test {
+class PipeBufferInput : public testing::Test {
 protected:
-    void willRead(std::deque<Answer> answers) { m_command.pipe.reads.set(std::move(answers)); }
+    void setReads(std::deque<FakeResult> results) { m_command.pipe.reads.set(std::move(results)); }
     size_t reads() const { return m_command.pipe.readSizes.size(); }
 
     FakeCommand m_command;
@@ -30,9 +30,9 @@ protected:
 
 }
 
-TEST_F(Reading, asksForAtMost255Bytes)
+TEST_F(PipeBufferInput, requestsAtMost255Bytes)
 {
-    willRead({{0, std::string(1000, 'a')}, {0, "b"}, NO_MORE});
+    setReads({{0, std::string(1000, 'a')}, {0, "b"}, END_OF_DATA});
     EXPECT_EQ(m_buffer.sgetc(), 'a');
     EXPECT_EQ(m_buffer.in_avail(), 255);
     std::string text(300, '-');
@@ -41,9 +41,9 @@ TEST_F(Reading, asksForAtMost255Bytes)
     EXPECT_EQ(m_command.pipe.readSizes, std::vector<unsigned>(3, 255));
 }
 
-TEST_F(Reading, joinsThePiecesOfADataStream)
+TEST_F(PipeBufferInput, joinsThePiecesThatReadsReturn)
 {
-    willRead({{0, "one\nt"}, NOTHING, {0, "wo\n"}, {0, "\nth"}, NOTHING, {0, "ree"}, NO_MORE});
+    setReads({{0, "one\nt"}, NO_DATA, {0, "wo\n"}, {0, "\nth"}, NO_DATA, {0, "ree"}, END_OF_DATA});
     std::istream stream(&m_buffer);
     std::string line;
     std::string all;
@@ -52,9 +52,9 @@ TEST_F(Reading, joinsThePiecesOfADataStream)
     EXPECT_EQ(all, "[one][two][][three]");
 }
 
-TEST_F(Reading, givesTheWaitingCharacterWithoutAsking)
+TEST_F(PipeBufferInput, returnsAWaitingCharacterWithoutARead)
 {
-    willRead({{0, "ab"}, {0, "cd"}});
+    setReads({{0, "ab"}, {0, "cd"}});
     EXPECT_EQ(m_buffer.timed_underflow(0), 'a');
     EXPECT_EQ(m_buffer.timed_underflow(0), 'a');
     EXPECT_EQ(m_buffer.sbumpc(), 'a');
@@ -62,101 +62,101 @@ TEST_F(Reading, givesTheWaitingCharacterWithoutAsking)
     EXPECT_EQ(reads(), 1U);
 }
 
-TEST_F(Reading, takesAWaitingNewlineForNoneAndLosesWhatIsBehindItKept)
+TEST_F(PipeBufferInput, discardsAWaitingNewlineAndTheRestOfThePieceKept)
 {
-    willRead({{0, "a\nlost"}, {0, "next"}});
+    setReads({{0, "a\nlost"}, {0, "next"}});
     EXPECT_EQ(m_buffer.sbumpc(), 'a');
     EXPECT_EQ(m_buffer.timed_underflow(100), 'n');
     EXPECT_EQ(reads(), 2U);
     EXPECT_EQ(m_buffer.in_avail(), 4);
 }
 
-TEST_F(Reading, endsAtAWaitingNewlineThatNothingFollowsKept)
+TEST_F(PipeBufferInput, endsAtAWaitingNewlineWhenTheDataEndsKept)
 {
-    willRead({{0, "\nrest"}, NO_MORE});
+    setReads({{0, "\nrest"}, END_OF_DATA});
     EXPECT_EQ(m_buffer.sgetc(), '\n');
     EXPECT_EQ(m_buffer.underflow(), END);
-    EXPECT_EQ(m_buffer.sgetc(), '\n') << "the failed refill leaves what waits";
+    EXPECT_EQ(m_buffer.sgetc(), '\n') << "a failed refill must keep the old data";
 }
 
-TEST_F(Reading, neitherSleepsNorLooksWithATimeOutBelowTen)
+TEST_F(PipeBufferInput, neitherSleepsNorChecksTheChildWithATimeOutBelow10)
 {
     EXPECT_EQ(m_buffer.timed_underflow(0), END);
     EXPECT_EQ(m_buffer.timed_underflow(9), END);
     EXPECT_EQ(reads(), 2U);
-    EXPECT_EQ(m_command.looks, 0U);
+    EXPECT_EQ(m_command.checks, 0U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
 }
 
-TEST_F(Reading, takesTwentyMillisecondsForTenOfItsTimeKept)
+TEST_F(PipeBufferInput, sleeps20MillisecondsForEach10OfItsTimeOutKept)
 {
     EXPECT_EQ(m_buffer.sgetc(), END);
     EXPECT_EQ(reads(), 11U);
-    EXPECT_EQ(m_command.looks, 10U);
+    EXPECT_EQ(m_command.checks, 10U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(20, 10));
 }
 
-TEST_F(Reading, dropsWhatIsLeftOfItsTimeBelowTen)
+TEST_F(PipeBufferInput, ignoresARestOfItsTimeOutBelow10)
 {
     EXPECT_EQ(m_buffer.timed_underflow(29), END);
     EXPECT_EQ(reads(), 3U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(4, 10));
 }
 
-TEST_F(Reading, givesWhatComesWithinTheTime)
+TEST_F(PipeBufferInput, returnsDataThatArrivesWithinTheTimeOut)
 {
-    willRead({NOTHING, NOTHING, NOTHING, {0, "late"}});
+    setReads({NO_DATA, NO_DATA, NO_DATA, {0, "late"}});
     EXPECT_EQ(m_buffer.timed_underflow(30), 'l');
-    EXPECT_EQ(m_command.looks, 3U);
+    EXPECT_EQ(m_command.checks, 3U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(6, 10));
 }
 
-TEST_F(Reading, hasAFreshTimeForEachPiece)
+TEST_F(PipeBufferInput, restartsItsTimeOutForEachPiece)
 {
-    willRead({NOTHING, NOTHING, {0, "a"}, NOTHING, NOTHING, {0, "b"}, NOTHING});
+    setReads({NO_DATA, NO_DATA, {0, "a"}, NO_DATA, NO_DATA, {0, "b"}, NO_DATA});
     EXPECT_EQ(m_buffer.setTimeout(20), 100U);
     EXPECT_EQ(m_buffer.sbumpc(), 'a');
     EXPECT_EQ(m_buffer.sbumpc(), 'b');
     EXPECT_EQ(m_buffer.sbumpc(), END);
 }
 
-TEST_F(Reading, endsWhereThePipeSaysSo)
+TEST_F(PipeBufferInput, endsWhenThePipeReturnsMinus1)
 {
-    willRead({NO_MORE});
+    setReads({END_OF_DATA});
     EXPECT_EQ(m_buffer.sgetc(), END);
     EXPECT_EQ(reads(), 1U);
-    EXPECT_EQ(m_command.looks, 0U);
+    EXPECT_EQ(m_command.checks, 0U);
 }
 
-TEST_F(Reading, canGoOnAfterItsTimeWasUsedUp)
+TEST_F(PipeBufferInput, canBeReadAgainAfterATimeOut)
 {
     m_buffer.setTimeout(0);
     EXPECT_EQ(m_buffer.sgetc(), END);
-    willRead({{0, "later"}});
+    setReads({{0, "later"}});
     EXPECT_EQ(m_buffer.sgetc(), 'l');
 }
 
-TEST_F(Reading, collectsWhatTheChildLeftWhenItEnded)
+TEST_F(PipeBufferInput, readsTheDataThatAnEndedChildHasLeft)
 {
     m_command.states.set({{0}});
-    willRead({NOTHING, {0, "last"}, NOTHING});
+    setReads({NO_DATA, {0, "last"}, NO_DATA});
     std::string text(9, '-');
     EXPECT_EQ(m_buffer.sgetn(text.data(), 9), 4);
     EXPECT_EQ(text, "last-----");
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{}) << "there is nothing to wait for";
+    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{}) << "it must not wait for an ended child";
 }
 
-TEST_F(Reading, endsAtTheFirstEmptyReadAfterTheChildsEnd)
+TEST_F(PipeBufferInput, endsAtTheFirstEmptyReadAfterTheChildHasEnded)
 {
     m_command.states.set({{0}});
     m_buffer.setTimeout(1'000'000);
     EXPECT_EQ(m_buffer.sgetc(), END);
     EXPECT_EQ(reads(), 2U);
-    EXPECT_EQ(m_command.looks, 1U);
+    EXPECT_EQ(m_command.checks, 1U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
 }
 
-TEST_F(Reading, endsLikewiseWhereTheChildCannotBeFound)
+TEST_F(PipeBufferInput, endsAtTheFirstEmptyReadWhenTheStatusIsUnknown)
 {
     m_command.states.set({thrown(dovrel::REASON_EXIT_STATUS)});
     m_buffer.setTimeout(1'000'000);
@@ -164,25 +164,25 @@ TEST_F(Reading, endsLikewiseWhereTheChildCannotBeFound)
     EXPECT_EQ(reads(), 2U);
 }
 
-TEST_F(Reading, givesBytesFrom0x80OnUnsigned)
+TEST_F(PipeBufferInput, returnsBytesFrom0x80OnAsUnsigned)
 {
-    willRead({{0, "\xFF\x80z"}, NO_MORE});
+    setReads({{0, "\xFF\x80z"}, END_OF_DATA});
     EXPECT_EQ(m_buffer.timed_underflow(0), 0xFF);
     EXPECT_EQ(m_buffer.sbumpc(), 0xFF);
     EXPECT_EQ(m_buffer.underflow(), 0x80);
 }
 
-TEST_F(Reading, givesBytesOfZero)
+TEST_F(PipeBufferInput, returnsNullBytes)
 {
-    willRead({{0, std::string("\0\0", 2)}, NO_MORE});
+    setReads({{0, std::string("\0\0", 2)}, END_OF_DATA});
     EXPECT_EQ(m_buffer.sbumpc(), 0);
     EXPECT_EQ(m_buffer.sbumpc(), 0);
     EXPECT_EQ(m_buffer.sbumpc(), END);
 }
 
-TEST_F(Reading, passesAFailureOnWhichAStreamTurnsIntoItsBadState)
+TEST_F(PipeBufferInput, throwsAFailureOfThePipeAndMakesAStreamBad)
 {
-    willRead({{0, "a"}, thrown(dovrel::REASON_PIPE)});
+    setReads({{0, "a"}, thrown(dovrel::REASON_PIPE)});
     std::istream stream(&m_buffer);
     EXPECT_EQ(stream.get(), 'a');
     EXPECT_EQ(stream.get(), END);
@@ -194,14 +194,14 @@ TEST_F(Reading, passesAFailureOnWhichAStreamTurnsIntoItsBadState)
     EXPECT_THROW(stream.get(), ProcessException);
 }
 
-TEST_F(Reading, returnsTheFormerTimeOut)
+TEST_F(PipeBufferInput, setTimeoutReturnsTheFormerTimeOut)
 {
     EXPECT_EQ(m_buffer.setTimeout(1000), 100U);
     EXPECT_EQ(m_buffer.setTimeout(0), 1000U);
     EXPECT_EQ(m_buffer.setTimeout(7), 0U);
 }
 
-TEST_F(Reading, waitsOneRoundAtATime)
+TEST_F(PipeBufferInput, waitTakes10OfTheTimeOut)
 {
     unsigned remaining = 25;
     EXPECT_TRUE(m_buffer.wait(remaining));
@@ -211,7 +211,7 @@ TEST_F(Reading, waitsOneRoundAtATime)
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(4, 10));
     EXPECT_FALSE(m_buffer.wait(remaining));
     EXPECT_EQ(remaining, 5U);
-    EXPECT_EQ(m_command.looks, 2U);
+    EXPECT_EQ(m_command.checks, 2U);
 
     remaining = 10;
     EXPECT_TRUE(m_buffer.wait(remaining));
@@ -219,7 +219,7 @@ TEST_F(Reading, waitsOneRoundAtATime)
     EXPECT_FALSE(m_buffer.wait(remaining));
 }
 
-TEST_F(Reading, waitsNoLongerForAChildThatHasEndedOrIsGone)
+TEST_F(PipeBufferInput, waitEndsTheTimeOutWhenTheChildHasEndedOrIsUnknown)
 {
     m_command.states.set({thrown(dovrel::REASON_EXIT_STATUS), {3}});
     unsigned remaining = 500;
@@ -231,22 +231,22 @@ TEST_F(Reading, waitsNoLongerForAChildThatHasEndedOrIsGone)
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
 }
 
-TEST_F(Reading, movesBackOverWhatWasReadAlone)
+TEST_F(PipeBufferInput, seeksBackwardsFromTheCurrentPositionOnly)
 {
     using Stream = std::ios_base;
-    willRead({{0, "abc"}, NO_MORE});
+    setReads({{0, "abc"}, END_OF_DATA});
     EXPECT_EQ(m_buffer.sbumpc(), 'a');
     EXPECT_EQ(m_buffer.sbumpc(), 'b');
 
     auto const both = Stream::in | Stream::out;
-    EXPECT_EQ(m_buffer.pubseekoff(1, Stream::cur, Stream::in), NOWHERE);
-    EXPECT_EQ(m_buffer.pubseekoff(-3, Stream::cur, Stream::in), NOWHERE);
-    EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::beg, Stream::in), NOWHERE);
-    EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::end, Stream::in), NOWHERE);
-    EXPECT_EQ(m_buffer.pubseekoff(0, Stream::beg, Stream::in), NOWHERE);
-    EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::cur, Stream::out), NOWHERE);
-    EXPECT_EQ(m_buffer.pubseekoff(0, Stream::cur, Stream::out), NOWHERE);
-    EXPECT_EQ(m_buffer.sgetc(), 'c') << "none of these moves anything";
+    EXPECT_EQ(m_buffer.pubseekoff(1, Stream::cur, Stream::in), FAILED);
+    EXPECT_EQ(m_buffer.pubseekoff(-3, Stream::cur, Stream::in), FAILED);
+    EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::beg, Stream::in), FAILED);
+    EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::end, Stream::in), FAILED);
+    EXPECT_EQ(m_buffer.pubseekoff(0, Stream::beg, Stream::in), FAILED);
+    EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::cur, Stream::out), FAILED);
+    EXPECT_EQ(m_buffer.pubseekoff(0, Stream::cur, Stream::out), FAILED);
+    EXPECT_EQ(m_buffer.sgetc(), 'c') << "none of these may move the position";
 
     EXPECT_EQ(m_buffer.pubseekoff(0, Stream::cur, Stream::in), 0);
     EXPECT_EQ(m_buffer.sgetc(), 'c');
@@ -254,34 +254,34 @@ TEST_F(Reading, movesBackOverWhatWasReadAlone)
     EXPECT_EQ(m_buffer.sgetc(), 'b');
     EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::cur, both), 0);
     EXPECT_EQ(m_buffer.sgetc(), 'a');
-    EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::cur), NOWHERE);
-    EXPECT_EQ(m_buffer.pubseekpos(0), NOWHERE);
+    EXPECT_EQ(m_buffer.pubseekoff(-1, Stream::cur), FAILED);
+    EXPECT_EQ(m_buffer.pubseekpos(0), FAILED);
 }
 
-TEST_F(Reading, movesBackToTheStartOfTheLatestPieceOnly)
+TEST_F(PipeBufferInput, seeksBackToTheStartOfTheLatestPieceOnly)
 {
-    willRead({{0, "ab"}, {0, "cd"}, NO_MORE});
+    setReads({{0, "ab"}, {0, "cd"}, END_OF_DATA});
     for (int i = 0; i < 3; ++i)
         m_buffer.sbumpc();
-    EXPECT_EQ(m_buffer.pubseekoff(-2, std::ios_base::cur, std::ios_base::in), NOWHERE);
+    EXPECT_EQ(m_buffer.pubseekoff(-2, std::ios_base::cur, std::ios_base::in), FAILED);
     EXPECT_EQ(m_buffer.pubseekoff(-1, std::ios_base::cur, std::ios_base::in), 0);
     EXPECT_EQ(m_buffer.sgetc(), 'c');
 }
 
-TEST_F(Reading, movesNowhereByAnAbsurdOffset)
+TEST_F(PipeBufferInput, rejectsAnOffsetBeyond32Bits)
 {
     constexpr auto LEAST = std::numeric_limits<std::streamoff>::min();
-    willRead({{0, "ab"}, NO_MORE});
+    setReads({{0, "ab"}, END_OF_DATA});
     m_buffer.sbumpc();
-    EXPECT_EQ(m_buffer.pubseekoff(-(1LL << 32), std::ios_base::cur, std::ios_base::in), NOWHERE);
-    EXPECT_EQ(m_buffer.pubseekoff(LEAST, std::ios_base::cur, std::ios_base::in), NOWHERE);
+    EXPECT_EQ(m_buffer.pubseekoff(-(1LL << 32), std::ios_base::cur, std::ios_base::in), FAILED);
+    EXPECT_EQ(m_buffer.pubseekoff(LEAST, std::ios_base::cur, std::ios_base::in), FAILED);
     EXPECT_EQ(m_buffer.sgetc(), 'b');
 }
 
-TEST_F(Reading, hasNothingToMoveBackOverBeforeTheFirstPiece)
+TEST_F(PipeBufferInput, cannotSeekBackBeforeTheFirstPiece)
 {
     EXPECT_EQ(m_buffer.pubseekoff(0, std::ios_base::cur, std::ios_base::in), 0);
-    EXPECT_EQ(m_buffer.pubseekoff(-1, std::ios_base::cur, std::ios_base::in), NOWHERE);
+    EXPECT_EQ(m_buffer.pubseekoff(-1, std::ios_base::cur, std::ios_base::in), FAILED);
     EXPECT_EQ(m_buffer.in_avail(), 0);
     EXPECT_EQ(reads(), 0U);
 }

@@ -1,5 +1,5 @@
 #include "tests/common/processstream/FakeChild.h"
-#include "tests/common/processstream/OtherHost.h"
+#include "tests/common/processstream/ForkedProcess.h"
 #include "tests/common/processstream/ProcessCalls.h"
 
 #include <gtest/gtest.h>
@@ -10,30 +10,33 @@
 using dovrel::ProcessException;
 using processcalls::RecordedSleeps;
 using Milliseconds = std::vector<unsigned>;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 namespace {
 
 constexpr int END = std::char_traits<char>::eof();
 constexpr int WHOLE_BUFFER = 256;
-Answer const ALL{FakePipe::ALL};
-Answer const NO_ROOM{0};
-Answer const REFUSED{-1};
+FakeResult const ALL{FakePipe::ALL};
+FakeResult const NO_ROOM{0};
+FakeResult const REJECTED{-1};
 
-class Writing : public testing::Test {
+class PipeBufferOutput : public testing::Test {
 protected:
-    void willTake(std::deque<Answer> answers) { m_command.pipe.writes.set(std::move(answers)); }
+    void setWrites(std::deque<FakeResult> results)
+    {
+        m_command.pipe.writes.set(std::move(results));
+    }
     void put(std::string const& text)
     {
         EXPECT_EQ(m_buffer.sputn(text.data(), static_cast<std::streamsize>(text.size())),
             static_cast<std::streamsize>(text.size()));
     }
-    Texts const& attempts() const { return m_command.pipe.attempts; }
+    Strings const& attempts() const { return m_command.pipe.attempts; }
 
-    /** What is pending, as the next write is given it. */
+    /** @return the pending bytes: flushes them. */
     std::string pending()
     {
-        willTake({ALL});
+        setWrites({ALL});
         m_command.pipe.attempts.clear();
         EXPECT_TRUE(m_buffer.flushInput());
         return attempts().empty() ? "" : attempts().back();
@@ -46,73 +49,68 @@ protected:
 
 }
 
-TEST_F(Writing, sendsWhatIsPendingInOnePiece)
+TEST_F(PipeBufferOutput, sendsPendingBytesInOneWrite)
 {
     put("answer\n");
     EXPECT_TRUE(m_buffer.flushInput());
-    EXPECT_EQ(attempts(), Texts{"answer\n"});
-    EXPECT_EQ(m_command.looks, 0U);
+    EXPECT_EQ(attempts(), Strings{"answer\n"});
+    EXPECT_EQ(m_command.checks, 0U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
 }
 
-TEST_F(Writing, sendsNothingWhereNothingIsPending)
+TEST_F(PipeBufferOutput, writesNothingWhenNothingIsPending)
 {
     EXPECT_TRUE(m_buffer.flushInput());
     EXPECT_EQ(m_buffer.pubsync(), 0);
-    EXPECT_EQ(attempts(), Texts{});
+    EXPECT_EQ(attempts(), Strings{});
 }
 
-TEST_F(Writing, takesAPartialWriteOffTheEndKept)
+TEST_F(PipeBufferOutput, removesAPartialWriteFromTheEndKept)
 {
-    willTake({{2}, {1}, ALL});
+    setWrites({{2}, {1}, ALL});
     put("abcdef");
     EXPECT_TRUE(m_buffer.flushInput());
-    EXPECT_EQ(attempts(), (Texts{"abcdef", "abcd", "abc"}));
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(4, 10)) << "a round after each partial write";
+    EXPECT_EQ(attempts(), (Strings{"abcdef", "abcd", "abc"}));
+    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(4, 10))
+        << "it must wait after each partial write";
 }
 
-TEST_F(Writing, stopsAtANegativeCountAndKeepsWhatIsPending)
+TEST_F(PipeBufferOutput, keepsPendingBytesWhenAWriteReturnsAnInvalidCount)
 {
-    willTake({REFUSED});
-    put("abc");
-    EXPECT_FALSE(m_buffer.flushInput());
-    EXPECT_EQ(attempts(), Texts{"abc"});
-    EXPECT_EQ(m_command.looks, 0U);
-    EXPECT_EQ(pending(), "abc");
+    for (int const count : {-1, 4}) {
+        m_command.pipe.attempts.clear();
+        setWrites({{count}});
+        put("abc");
+        EXPECT_FALSE(m_buffer.flushInput());
+        EXPECT_EQ(attempts(), Strings{"abc"}) << count;
+        EXPECT_EQ(m_command.checks, 0U);
+        EXPECT_EQ(pending(), "abc") << count;
+    }
 }
 
-TEST_F(Writing, stopsAtACountThatIsLargerThanAskedAndKeepsWhatIsPending)
+TEST_F(PipeBufferOutput, waitsForRoomUntilTheTimeOut)
 {
-    willTake({{4}});
+    setWrites({NO_ROOM});
     put("abc");
     EXPECT_FALSE(m_buffer.flushInput());
-    EXPECT_EQ(attempts(), Texts{"abc"});
-    EXPECT_EQ(pending(), "abc");
-}
-
-TEST_F(Writing, waitsForRoomAsLongAsItsTimeLasts)
-{
-    willTake({NO_ROOM});
-    put("abc");
-    EXPECT_FALSE(m_buffer.flushInput());
-    EXPECT_EQ(attempts(), Texts(11, "abc"));
-    EXPECT_EQ(m_command.looks, 10U);
+    EXPECT_EQ(attempts(), Strings(11, "abc"));
+    EXPECT_EQ(m_command.checks, 10U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(20, 10));
     EXPECT_EQ(pending(), "abc");
 }
 
-TEST_F(Writing, hasOneTimeForAWholeFlush)
+TEST_F(PipeBufferOutput, hasOneTimeOutForAWholeFlush)
 {
-    willTake({{1}});
+    setWrites({{1}});
     put(std::string(50, 'a'));
     EXPECT_FALSE(m_buffer.flushInput());
     EXPECT_EQ(attempts().size(), 11U);
     EXPECT_EQ(pending(), std::string(39, 'a'));
 }
 
-TEST_F(Writing, hasAFreshTimeForTheNextFlush)
+TEST_F(PipeBufferOutput, restartsItsTimeOutForTheNextFlush)
 {
-    willTake({NO_ROOM});
+    setWrites({NO_ROOM});
     m_buffer.setTimeout(20);
     put("abc");
     EXPECT_EQ(m_buffer.pubsync(), -1);
@@ -120,9 +118,9 @@ TEST_F(Writing, hasAFreshTimeForTheNextFlush)
     EXPECT_EQ(attempts().size(), 6U);
 }
 
-TEST_F(Writing, doesNotWaitWithATimeOutBelowTen)
+TEST_F(PipeBufferOutput, doesNotWaitWithATimeOutBelow10)
 {
-    willTake({NO_ROOM});
+    setWrites({NO_ROOM});
     m_buffer.setTimeout(9);
     put("abc");
     EXPECT_EQ(m_buffer.pubsync(), -1);
@@ -130,57 +128,57 @@ TEST_F(Writing, doesNotWaitWithATimeOutBelowTen)
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
 }
 
-TEST_F(Writing, triesOnceMoreAfterTheChildsEnd)
+TEST_F(PipeBufferOutput, writesOnceMoreAfterTheChildHasEnded)
 {
     m_command.states.set({{0}});
-    willTake({NO_ROOM});
+    setWrites({NO_ROOM});
     put("abc");
     EXPECT_FALSE(m_buffer.flushInput());
     EXPECT_EQ(attempts().size(), 2U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
 }
 
-TEST_F(Writing, tellsByItsResultWhetherAllWasSent)
+TEST_F(PipeBufferOutput, syncReturnsWhetherAllWasSent)
 {
     put("abc");
     EXPECT_EQ(m_buffer.pubsync(), 0);
-    willTake({REFUSED});
+    setWrites({REJECTED});
     put("def");
     EXPECT_EQ(m_buffer.pubsync(), -1);
 }
 
-TEST_F(Writing, sendsACharacterThatOverflows)
+TEST_F(PipeBufferOutput, overflowSendsItsCharacter)
 {
     EXPECT_EQ(m_buffer.overflow('x'), 'x');
     EXPECT_EQ(m_buffer.overflow(0xFF), 0xFF);
-    EXPECT_EQ(attempts(), (Texts{"x", "\xFF"}));
+    EXPECT_EQ(attempts(), (Strings{"x", "\xFF"}));
 }
 
-TEST_F(Writing, sendsNothingForTheEndOfFile)
+TEST_F(PipeBufferOutput, overflowSendsNothingForEndOfFile)
 {
     put("a");
     EXPECT_EQ(m_buffer.overflow(END), END);
-    EXPECT_EQ(attempts(), Texts{});
+    EXPECT_EQ(attempts(), Strings{});
 }
 
-TEST_F(Writing, sendsAFullPutAreaWithTheCharacterThatDoesNotFit)
+TEST_F(PipeBufferOutput, sendsAFullPutAreaWithTheNextCharacter)
 {
     put(std::string(255, 'a'));
-    EXPECT_EQ(attempts(), Texts{});
+    EXPECT_EQ(attempts(), Strings{});
     EXPECT_EQ(m_buffer.sputc('b'), 'b');
-    EXPECT_EQ(attempts(), Texts{std::string(255, 'a') + 'b'});
+    EXPECT_EQ(attempts(), Strings{std::string(255, 'a') + 'b'});
 }
 
-TEST_F(Writing, sendsALongTextInPiecesOfTheBuffersSize)
+TEST_F(PipeBufferOutput, sendsALongStringInPiecesOfTheBuffersSize)
 {
     put(std::string(1000, 'a'));
-    EXPECT_EQ(attempts(), Texts(3, std::string(WHOLE_BUFFER, 'a')));
+    EXPECT_EQ(attempts(), Strings(3, std::string(WHOLE_BUFFER, 'a')));
     EXPECT_EQ(pending(), std::string(1000 - 3 * WHOLE_BUFFER, 'a'));
 }
 
-TEST_F(Writing, storesNothingPastTheBufferWhereNothingCanBeSent)
+TEST_F(PipeBufferOutput, storesNoCharacterPastTheBufferWhenWritesFail)
 {
-    willTake({REFUSED});
+    setWrites({REJECTED});
     put(std::string(255, 'a'));
     EXPECT_EQ(m_buffer.sputc('b'), END);
     for (int i = 0; i < 1000; ++i) {
@@ -192,40 +190,38 @@ TEST_F(Writing, storesNothingPastTheBufferWhereNothingCanBeSent)
     EXPECT_EQ(pending().substr(0, 255), std::string(255, 'a'));
 }
 
-TEST_F(Writing, takesTheCharacterWhereAFullBufferCanBeSentAtLast)
+TEST_F(PipeBufferOutput, acceptsACharacterOnceAFullBufferIsSent)
 {
-    willTake({REFUSED});
+    setWrites({REJECTED});
     put(std::string(255, 'a'));
     EXPECT_EQ(m_buffer.sputc('b'), END);
-    willTake({ALL});
+    setWrites({ALL});
     EXPECT_EQ(m_buffer.overflow('c'), 'c');
     EXPECT_EQ(attempts().back().back(), 'c');
     EXPECT_EQ(pending(), "");
 }
 
-// In a process of its own: a text that is copied past the buffer's end takes the program with it.
-TEST_F(Writing, storesNoTextPastTheBufferWhereNothingCanBeSent)
+// In a forked process, as a copy past the buffer's end would destroy the test program.
+TEST_F(PipeBufferOutput, storesNoStringPastTheBufferWhenWritesFail)
 {
-    EXPECT_EQ(complaintsOfAnotherHost([&](std::ostream& complaints) {
-        willTake({REFUSED});
+    inForkedProcess([&] {
+        setWrites({REJECTED});
         std::string const text(WHOLE_BUFFER, 'a');
         m_buffer.sputn(text.data(), WHOLE_BUFFER);
-        if (auto const taken = m_buffer.sputn("bc", 2); taken != 0)
-            complaints << "without room it took " << taken << " of a text\n";
+        EXPECT_EQ(m_buffer.sputn("bc", 2), 0);
         std::string const left = pending();
-        if (left.size() < 255 || text.compare(0, left.size(), left) != 0)
-            complaints << "what was pending has become " << left << '\n';
-    }),
-        "");
+        EXPECT_GE(left.size(), 255U);
+        EXPECT_EQ(left, text.substr(0, left.size()));
+    });
 }
 
-TEST_F(Writing, sendsTheOutputOfEachOperationOfTheChildsStream)
+TEST_F(PipeBufferOutput, isFlushedAfterEachOperationOfAStream)
 {
     dovrel::pstream stream(&m_buffer);
     stream << "abc" << 4711;
     stream.put('x');
     stream.write("yz", 2);
-    EXPECT_EQ(attempts(), (Texts{"abc", "4711", "x", "yz"}));
+    EXPECT_EQ(attempts(), (Strings{"abc", "4711", "x", "yz"}));
     stream << std::string(300, 'a');
     ASSERT_EQ(attempts().size(), 6U);
     EXPECT_EQ(attempts()[4], std::string(WHOLE_BUFFER, 'a'));
@@ -233,32 +229,30 @@ TEST_F(Writing, sendsTheOutputOfEachOperationOfTheChildsStream)
     EXPECT_TRUE(stream.good());
 }
 
-// In a process of its own: an exception out of a flush behind an operation ends the program.
-TEST_F(Writing, setsTheBadStateWhereAnOperationOfTheChildsStreamCannotBeSent)
+// In a forked process, as an exception out of such a flush would end the test program.
+TEST_F(PipeBufferOutput, makesAStreamBadWhenAnOperationCannotBeSent)
 {
-    EXPECT_EQ(complaintsOfAnotherHost([&](std::ostream& complaints) {
-        for (Answer const& refusal : {thrown(dovrel::REASON_PIPE), REFUSED, NO_ROOM}) {
-            willTake({refusal});
+    inForkedProcess([&] {
+        for (FakeResult const& rejection : {thrown(dovrel::REASON_PIPE), REJECTED, NO_ROOM}) {
+            setWrites({rejection});
             dovrel::pstream stream(&m_buffer);
             stream << "abc";
-            if (!stream.bad())
-                complaints << "the stream is not bad\n";
+            EXPECT_TRUE(stream.bad());
         }
-    }),
-        "");
+    });
 }
 
-TEST_F(Writing, reportsAFailureOfSyncByItsResult)
+TEST_F(PipeBufferOutput, syncReturnsMinus1WhenThePipeThrows)
 {
-    willTake({thrown(dovrel::REASON_PIPE)});
+    setWrites({thrown(dovrel::REASON_PIPE)});
     put("abc");
     EXPECT_EQ(m_buffer.pubsync(), -1);
     EXPECT_EQ(pending(), "abc");
 }
 
-TEST_F(Writing, passesAFailureOnWhichAStreamTurnsIntoItsBadState)
+TEST_F(PipeBufferOutput, throwsAFailureOfThePipeAndMakesAStreamBad)
 {
-    willTake({thrown(dovrel::REASON_PIPE)});
+    setWrites({thrown(dovrel::REASON_PIPE)});
     std::ostream stream(&m_buffer);
     stream << "abc" << std::flush;
     EXPECT_TRUE(stream.bad());
