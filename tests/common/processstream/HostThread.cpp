@@ -7,8 +7,8 @@
 
 namespace {
 
-/** Tells the address sanitizer at its end that the frames below are gone: a cancelled thread leaves
- * them without a return. */
+/** Marks the frames below as unused for the address sanitizer: a cancelled thread leaves them
+ * without a return. */
 struct CleanStack {
     CleanStack() = default;
     CleanStack(CleanStack const&) = delete;

@@ -62,7 +62,7 @@ void useAChild()
     EXPECT_EQ(child::exitStatusOf(command), 6);
 }
 
-/** Lets a start have no more than @p room new descriptors. @return the failure that it throws. */
+/** Starts a child while only @p room more descriptors are allowed. @return the failure. */
 Failure failureWithRoomFor(rlim_t room)
 {
     rlimit limit{};

@@ -24,8 +24,8 @@ namespace {
 
 constexpr size_t PAGE = 4096;
 
-/** Has a program in place of the shell that prints its environment in the kernel's order: a shell
- * sorts it. */
+/** Replaces the shell by a program that prints its environment in the kernel's order; a shell would
+ * sort it. */
 class UnixCommandEnvironment : public testing::Test {
 protected:
     UnixCommandEnvironment() { testkit::machine.link("/bin/sh", ENVIRONMENT_LISTER); }

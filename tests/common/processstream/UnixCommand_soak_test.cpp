@@ -60,8 +60,8 @@ private:
             struct stat opened { };
             struct stat still { };
             bool isOurs = ::fstat(file, &opened) == 0;
-            // Holds the lock of the heap now and then: a child that allocates after such a fork
-            // hangs.
+            // Allocates, so that this thread often holds the heap's lock at a fork. A child that
+            // allocates would then hang.
             std::string const ballast(5000, 'x');
             std::this_thread::yield();
             isOurs = isOurs && ::fstat(file, &still) == 0 && still.st_ino == opened.st_ino;

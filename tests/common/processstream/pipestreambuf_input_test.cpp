@@ -146,22 +146,20 @@ TEST_F(PipeBufferInput, readsTheDataThatAnEndedChildHasLeft)
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{}) << "it must not wait for an ended child";
 }
 
-TEST_F(PipeBufferInput, endsAtTheFirstEmptyReadAfterTheChildHasEnded)
+TEST(PipeBufferEnd, isTheFirstEmptyReadAfterTheChildHasEndedOrIsUnknown)
 {
-    m_command.states.set({{0}});
-    m_buffer.setTimeout(1'000'000);
-    EXPECT_EQ(m_buffer.sgetc(), END);
-    EXPECT_EQ(reads(), 2U);
-    EXPECT_EQ(m_command.checks, 1U);
-    EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
-}
-
-TEST_F(PipeBufferInput, endsAtTheFirstEmptyReadWhenTheStatusIsUnknown)
-{
-    m_command.states.set({thrown(dovrel::REASON_EXIT_STATUS)});
-    m_buffer.setTimeout(1'000'000);
-    EXPECT_EQ(m_buffer.sgetc(), END);
-    EXPECT_EQ(reads(), 2U);
+    for (FakeResult const& state : {FakeResult{0}, thrown(dovrel::REASON_EXIT_STATUS)}) {
+        SCOPED_TRACE(state.reason);
+        RecordedSleeps const sleeps;
+        FakeCommand command;
+        command.states.set({state});
+        pipestreambuf buffer(command, command.pipe, std::ios_base::openmode());
+        buffer.setTimeout(1'000'000);
+        EXPECT_EQ(buffer.sgetc(), END);
+        EXPECT_EQ(command.pipe.readSizes.size(), 2U);
+        EXPECT_EQ(command.checks, 1U);
+        EXPECT_EQ(sleeps.milliseconds(), Milliseconds{});
+    }
 }
 
 TEST_F(PipeBufferInput, returnsBytesFrom0x80OnAsUnsigned)

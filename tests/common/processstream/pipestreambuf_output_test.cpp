@@ -33,7 +33,7 @@ protected:
     }
     Strings const& attempts() const { return m_command.pipe.attempts; }
 
-    /** @return the pending bytes: flushes them. */
+    /** Flushes the pending bytes. @return the data of the write. */
     std::string pending()
     {
         setWrites({ALL});
