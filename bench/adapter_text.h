@@ -6,10 +6,10 @@
 
 namespace bench {
 
-/** What `ifconfig -a` prints for so many adapters, as net-tools does since 2.0. */
+/** @return the output of `ifconfig -a` of net-tools 2.0 or later. */
 std::string adapterText(unsigned adapters);
 
-/** What `route -n` prints for them: a network each and one gateway. */
+/** @return the output of `route -n`: a network for each adapter, and one gateway. */
 std::string routeText(unsigned adapters);
 
 std::string adapterName(unsigned number);
@@ -21,7 +21,7 @@ struct BareAdapter {
     std::string_view hardwareAddress;
 };
 
-/** One pass over the text, for this one style of it; the texts stay where they are. */
+/** Parses the output of net-tools 2.0 in one pass. The results point into @p text. */
 std::vector<BareAdapter> scanAdapters(std::string_view text);
 
 }

@@ -3,7 +3,7 @@
 namespace bench {
 
 /**
- * Calls of the global operator new so far, those of the libraries included: the program's own
+ * @return the number of calls of the global operator new so far, also from libraries: the program's
  * operator takes precedence over the C++ library's.
  */
 unsigned long allocations() noexcept;

@@ -41,7 +41,7 @@ void makeNonBlocking(int file)
 
 BareChild::BareChild(char const* command)
 {
-    expect(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, m_word) == 0, "socketpair");
+    expect(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, m_status) == 0, "socketpair");
     m_master = posix_openpt(O_RDWR | O_CLOEXEC);
     expect(m_master >= 0 && grantpt(m_master) == 0 && unlockpt(m_master) == 0, "posix_openpt");
     char name[64];
@@ -59,10 +59,10 @@ BareChild::BareChild(char const* command)
     makeNonBlocking(m_errors[0]);
     makeNonBlocking(m_master);
 
-    pollfd word{m_word[0], POLLIN, 0};
+    pollfd word{m_status[0], POLLIN, 0};
     expect(poll(&word, 1, 1000) == 1, "poll");
     char text[80];
-    expect(read(m_word[0], text, sizeof text) == 0, "the child's set-up");
+    expect(read(m_status[0], text, sizeof text) == 0, "the child's set-up");
 }
 
 void BareChild::becomeShell(char const* command)
@@ -79,19 +79,19 @@ void BareChild::becomeShell(char const* command)
         _exit(1);
     static char language[] = "LANG=C";
     putenv(language);
-    shutdown(m_word[1], SHUT_RDWR);
+    shutdown(m_status[1], SHUT_RDWR);
     execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
     _exit(1);
 }
 
 BareChild::~BareChild()
 {
-    for (int file : {m_master, m_errors[0], m_word[0], m_word[1]})
+    for (int file : {m_master, m_errors[0], m_status[0], m_status[1]})
         close(file);
     waitForEnd();
 }
 
-void BareChild::letReadsWait()
+void BareChild::makeReadsBlock()
 {
     expect(fcntl(m_master, F_SETFL, fcntl(m_master, F_GETFL) & ~O_NONBLOCK) == 0, "fcntl");
 }
@@ -103,7 +103,7 @@ bool BareChild::hasEnded()
     return m_ended;
 }
 
-void BareChild::waitByLooking()
+void BareChild::pollForEnd()
 {
     while (!hasEnded())
         usleep(1000);

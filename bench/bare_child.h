@@ -8,12 +8,11 @@
 namespace bench {
 
 /**
- * A shell command on a raw pseudo-terminal with its errors on a pipe, started and read with bare
- * system calls: what a host would write for itself.
+ * A shell command on a raw pseudo-terminal with its standard error on a pipe, started and read with
+ * bare system calls.
  *
- * Takes the same steps in the same order as the library does, the word of the child that it is set
- * up included, and none of its care: no number below 3 is avoided, nothing is undone where a step
- * fails. @throws std::system_error
+ * Takes the library's steps in the library's order, the status socket included. Does not avoid
+ * descriptors below 3 and does not clean up when a step fails. @throws std::system_error
  */
 class BareChild {
 public:
@@ -21,28 +20,27 @@ public:
     BareChild(BareChild const&) = delete;
     BareChild& operator=(BareChild const&) = delete;
 
-    /** Waits for the child where `waitForEnd` has not. */
+    /** Waits for the child unless `waitForEnd` did. */
     ~BareChild();
 
-    /** The terminal, which does not block before `letReadsWait`. */
+    /** The terminal. Reads do not block until `makeReadsBlock` is called. */
     int terminal() const { return m_master; }
 
-    /** From now on whoever reads the terminal waits in the kernel. */
-    void letReadsWait();
+    void makeReadsBlock();
 
-    /** @return whether the child has exited; looks once. */
+    /** Calls waitpid(2) once, without blocking. @return whether the child has exited. */
     bool hasEnded();
 
-    /** Looks every millisecond. */
-    void waitByLooking();
+    /** Calls `hasEnded` every millisecond until it returns true. */
+    void pollForEnd();
 
-    /** Waits in the kernel. */
+    /** Blocks in waitpid(2). */
     void waitForEnd();
 
 private:
     [[noreturn]] void becomeShell(char const* command);
 
-    int m_word[2] = {-1, -1};
+    int m_status[2] = {-1, -1};
     int m_master = -1;
     int m_slave = -1;
     int m_errors[2] = {-1, -1};

@@ -64,7 +64,8 @@ std::string_view takeLine(std::string_view& text)
     return line;
 }
 
-/** Calls @p visit with the folder and each name in it that is no "wwn", until it returns true. */
+/** Calls @p visit with the folder and each name in it that does not begin with "wwn", until @p
+ * visit returns true. */
 template <class Visit> void visitNames(Visit visit)
 {
     std::unique_ptr<DIR, int (*)(DIR*)> const folder(opendir(BY_ID), closedir);
@@ -77,7 +78,7 @@ template <class Visit> void visitNames(Visit visit)
     }
 }
 
-/** Beneath the folder of the persistent names. @param resolved PATH_MAX bytes. */
+/** Resolves a name in the folder of the persistent names. @param resolved PATH_MAX bytes. */
 void resolveName(char const* name, char* resolved)
 {
     char path[sizeof BY_ID + NAME_MAX];
@@ -146,7 +147,7 @@ private:
     std::unordered_map<std::string, std::string> m_names;
 };
 
-/** One question to a device, with the device opened for it. @return -1 where it has no answer. */
+/** Opens a device and calls ioctl(2). @return -1 when that fails. */
 int ask(char const* path, unsigned long question)
 {
     int const device = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);

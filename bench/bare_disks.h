@@ -17,22 +17,22 @@ struct BareDisk {
 struct BareMount {
     std::string folder;
     uint64_t bytes = 0;
-    std::vector<size_t> disks; ///< Their places in the list of disks.
+    std::vector<size_t> disks; ///< Indices into the list of disks.
 };
 
-/** How often the names in /dev/disk/by-id are read. */
+/** How often the names in /dev/disk/by-id are resolved. */
 enum class Resolve {
-    for_each_disk, ///< stat(2) of each up to that disk's, as for a record that is made by itself.
-    once ///< All are resolved for the whole list.
+    for_each_disk, ///< For each disk, stat(2) of the names up to its own, as the library does.
+    once ///< Once for all disks.
 };
 
-// What a host would write for itself: one pass over each file's text, and beside it the system
-// calls that the facts demand. None of it looks for what is broken.
+// One pass over each file, and the system calls without which the facts cannot be read. Errors in
+// the files are not looked for.
 
 /** @throws std::system_error */
 std::vector<BareDisk> bareDisks(Resolve resolve);
 
-/** The mounts of disks in the order of their folders. @throws std::system_error */
+/** @return mounted disks, sorted by folder. @throws std::system_error */
 std::vector<BareMount> bareMounts();
 
 }

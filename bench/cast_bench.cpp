@@ -56,7 +56,7 @@ void toTextByHand(benchmark::State& state)
     }
 }
 
-/** The text of the benchmark's number between blanks, as a tool's column has it. */
+/** @return the benchmark's number between blanks, as in a column of a tool's output. */
 std::wstring column(benchmark::State const& state)
 {
     return L" " + std::to_wstring(state.range(0)) + L" ";

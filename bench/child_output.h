@@ -10,16 +10,16 @@
 
 namespace bench {
 
-/** The bytes that a reader of a terminal asks for at a time. */
+/** Bytes for each read of a terminal. */
 constexpr unsigned TERMINAL_PIECE = 256;
 
-/** Prints as many MiB of zeros as the benchmark's argument says: no newline, which ends a piece. */
+/** @return a command that prints zero bytes, without a newline: the argument is in MiB. */
 inline std::string printing(benchmark::State const& state)
 {
     return "exec head -c " + std::to_string(state.range(0) << 20) + " /dev/zero";
 }
 
-/** @param read of what `printing` printed. @throws std::runtime_error where some is missing */
+/** @param read bytes read from `printing`. @throws std::runtime_error when some are missing */
 inline void expectPrinted(benchmark::State& state, int64_t read)
 {
     int64_t const printed = state.range(0) << 20;
@@ -29,7 +29,7 @@ inline void expectPrinted(benchmark::State& state, int64_t read)
     state.SetBytesProcessed(state.iterations() * printed);
 }
 
-/** Nobody whom a stream buffer could ask: for a pipe that never is found empty. */
+/** A command without a child process, for a pipe that is never empty. */
 class NoChild : public Command {
 public:
     explicit NoChild(Pipe& pipe) : m_pipe(pipe) { }

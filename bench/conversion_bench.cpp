@@ -28,12 +28,12 @@ template <Sample SAMPLE> std::wstring wideSample(benchmark::State const& state)
     return SAMPLE == Sample::ascii ? bench::asciiWide(length) : bench::mixedWide(length);
 }
 
-/** Kept open between conversions, as a program that uses it for speed would. */
+/** Stays open between conversions, as in a program that uses iconv for speed. */
 class Converter {
 public:
     Converter(char const* to, char const* from) : m_handle(iconv_open(to, from))
     {
-        // iconv_open(3) marks failure with this very value, an integer in a pointer's clothes.
+        // iconv_open(3) returns (iconv_t) -1 on failure.
         if (m_handle == reinterpret_cast<iconv_t>(-1)) // NOLINT(performance-no-int-to-ptr)
             throw std::runtime_error("iconv_open: no such conversion");
     }
@@ -122,7 +122,7 @@ template <Sample SAMPLE> void narrowDovrel(benchmark::State& state)
 template <Sample SAMPLE> void narrowC(benchmark::State& state)
 {
     std::wstring const source = wideSample<SAMPLE>(state);
-    size_t const room = source.size() * 4; // What UTF-8 may take, MB_CUR_MAX counts more.
+    size_t const room = source.size() * 4; // Longest character of UTF-8; MB_CUR_MAX is larger.
     for (auto round : state) {
         wchar_t const* from = source.c_str();
         std::unique_ptr<char[]> text(new char[room + 1]);

@@ -1,5 +1,5 @@
 #include "bench/bare_disks.h"
-#include "bench/made_up_disks.h"
+#include "bench/fake_disks.h"
 #include "bench/main.h"
 #include "sysinfo/SystemInformation.h"
 
@@ -97,7 +97,7 @@ void mountsBare(benchmark::State& state)
         "the mounts were not read");
 }
 
-/** Without the disks beneath and without an order. */
+/** Reports no disks and does not sort. */
 void mountsByGetmntent(benchmark::State& state)
 {
     writeMachine(state);

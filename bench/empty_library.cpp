@@ -6,7 +6,7 @@
 #ifdef BENCH_WITH_FILESYSTEM
 #include <boost/filesystem/operations.hpp>
 
-/** Keeps the linker from leaving the library out. */
+/** Used, so that --as-needed keeps the library. */
 extern "C" __attribute__((visibility("default"))) bool usesFilesystem(char const* path)
 {
     return boost::filesystem::exists(path);

@@ -1,5 +1,5 @@
+#include "bench/fake_ini.h"
 #include "bench/ini_rivals.h"
-#include "bench/made_up_ini.h"
 #include "bench/main.h"
 
 #include <benchmark/benchmark.h>
@@ -8,35 +8,35 @@
 #include <string>
 #include <vector>
 
-using bench::MadeUpIni;
+using bench::FakeIni;
 
 namespace {
 
 template <class Reader> void load(benchmark::State& state)
 {
-    MadeUpIni const& ini = MadeUpIni::ofKeys(static_cast<unsigned>(state.range(0)));
+    FakeIni const& ini = FakeIni::ofKeys(static_cast<unsigned>(state.range(0)));
     for (auto round : state) {
         Reader const reader(ini.path());
         benchmark::DoNotOptimize(&reader);
     }
 }
 
-/** All readers are asked in texts of their own kind, made beforehand, and give a copy. */
+/** Queries have each reader's own string type and are made beforehand. Results are copies. */
 template <class Reader> void lookUp(benchmark::State& state)
 {
-    MadeUpIni const& ini = MadeUpIni::ofKeys(static_cast<unsigned>(state.range(0)));
+    FakeIni const& ini = FakeIni::ofKeys(static_cast<unsigned>(state.range(0)));
     Reader const reader(ini.path());
-    std::vector<typename Reader::Question> questions;
+    std::vector<typename Reader::Query> queries;
     for (bench::IniEntry const& entry : ini.sample()) {
-        questions.push_back(Reader::question(entry));
-        if (reader.find(questions.back()) != Reader::text(entry.value))
+        queries.push_back(Reader::query(entry));
+        if (reader.find(queries.back()) != Reader::text(entry.value))
             throw std::runtime_error("a value was not found again");
     }
     size_t at = 0;
     for (auto round : state) {
-        auto const value = reader.find(questions[at]);
+        auto const value = reader.find(queries[at]);
         benchmark::DoNotOptimize(&value);
-        at = at + 1 < questions.size() ? at + 1 : 0;
+        at = at + 1 < queries.size() ? at + 1 : 0;
     }
 }
 

@@ -22,15 +22,15 @@ DovrelReader::DovrelReader(std::string const& path) : m_file(path, true, false, 
         cannotRead(path);
 }
 
-DovrelReader::Question DovrelReader::question(IniEntry const& entry)
+DovrelReader::Query DovrelReader::query(IniEntry const& entry)
 {
     return {dovrel::string(entry.section), dovrel::string(entry.key)};
 }
 
-dovrel::string DovrelReader::find(Question const& question) const
+dovrel::string DovrelReader::find(Query const& query) const
 {
     dovrel::string value;
-    m_file.lookupString(question.first, question.second, value);
+    m_file.lookupString(query.first, query.second, value);
     return value;
 }
 
@@ -47,14 +47,14 @@ std::string InihReader::joined(std::string const& section, std::string const& ke
 
 int InihReader::store(void* reader, char const* section, char const* key, char const* value)
 {
-    // The first assignment wins, as it does here.
+    // The first assignment wins, as in the library.
     static_cast<InihReader*>(reader)->m_values.emplace(joined(section, key), value);
     return 1;
 }
 
-std::string InihReader::find(Question const& question) const
+std::string InihReader::find(Query const& query) const
 {
-    auto const at = m_values.find(joined(question.first, question.second));
+    auto const at = m_values.find(joined(query.first, query.second));
     return at == m_values.end() ? std::string() : at->second;
 }
 
@@ -64,9 +64,9 @@ SimpleIniReader::SimpleIniReader(std::string const& path)
         cannotRead(path);
 }
 
-std::string SimpleIniReader::find(Question const& question) const
+std::string SimpleIniReader::find(Query const& query) const
 {
-    return m_file.GetValue(question.first.c_str(), question.second.c_str(), "");
+    return m_file.GetValue(query.first.c_str(), query.second.c_str(), "");
 }
 
 PropertyTreeReader::PropertyTreeReader(std::string const& path)
@@ -74,9 +74,9 @@ PropertyTreeReader::PropertyTreeReader(std::string const& path)
     boost::property_tree::read_ini(path, m_tree);
 }
 
-std::string PropertyTreeReader::find(Question const& question) const
+std::string PropertyTreeReader::find(Query const& query) const
 {
-    return m_tree.get(question, std::string());
+    return m_tree.get(query, std::string());
 }
 
 }

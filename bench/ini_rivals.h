@@ -1,9 +1,9 @@
 #pragma once
 
-#include "bench/made_up_ini.h"
+#include "bench/fake_ini.h"
 #include "common/basic/IniFile.h"
 
-// Narrow texts alone, which need no other library, and all of the templates.
+// Narrow strings need no other library. SI_IMPLEMENTATION defines the templates.
 #define SI_NO_CONVERSION
 #define SI_IMPLEMENTATION
 #include <SimpleIni.h>
@@ -15,31 +15,32 @@
 
 namespace bench {
 
-// What reads INI files, each behind the same three calls. A question is whatever a caller of that
-// reader would have in hand.
+// INI readers behind one interface. A Query has the reader's own types, so that no conversion is
+// measured.
 
 class DovrelReader {
 public:
-    using Question = std::pair<dovrel::string, dovrel::string>;
+    using Query = std::pair<dovrel::string, dovrel::string>;
 
     explicit DovrelReader(std::string const& path);
-    static Question question(IniEntry const& entry);
+    static Query query(IniEntry const& entry);
     static dovrel::string text(std::string const& value) { return value; }
-    dovrel::string find(Question const& question) const;
+    dovrel::string find(Query const& query) const;
 
 private:
     dovrel::IniFile m_file;
 };
 
-/** inih has no store of its own: the usual one, as its C++ companion has it, but minding case. */
+/** inih only parses. Stores values in a map, as its C++ wrapper INIReader does, but case-sensitive.
+ */
 class InihReader {
 public:
-    using Question = std::pair<std::string, std::string>;
+    using Query = std::pair<std::string, std::string>;
 
     explicit InihReader(std::string const& path);
-    static Question question(IniEntry const& entry) { return {entry.section, entry.key}; }
+    static Query query(IniEntry const& entry) { return {entry.section, entry.key}; }
     static std::string text(std::string const& value) { return value; }
-    std::string find(Question const& question) const;
+    std::string find(Query const& query) const;
 
 private:
     static std::string joined(std::string const& section, std::string const& key);
@@ -50,12 +51,12 @@ private:
 
 class SimpleIniReader {
 public:
-    using Question = std::pair<std::string, std::string>;
+    using Query = std::pair<std::string, std::string>;
 
     explicit SimpleIniReader(std::string const& path);
-    static Question question(IniEntry const& entry) { return {entry.section, entry.key}; }
+    static Query query(IniEntry const& entry) { return {entry.section, entry.key}; }
     static std::string text(std::string const& value) { return value; }
-    std::string find(Question const& question) const;
+    std::string find(Query const& query) const;
 
 private:
     CSimpleIniA m_file;
@@ -63,12 +64,12 @@ private:
 
 class PropertyTreeReader {
 public:
-    using Question = std::string;
+    using Query = std::string;
 
     explicit PropertyTreeReader(std::string const& path);
-    static Question question(IniEntry const& entry) { return entry.section + '.' + entry.key; }
+    static Query query(IniEntry const& entry) { return entry.section + '.' + entry.key; }
     static std::string text(std::string const& value) { return value; }
-    std::string find(Question const& question) const;
+    std::string find(Query const& query) const;
 
 private:
     boost::property_tree::ptree m_tree;

@@ -16,7 +16,7 @@ extern char** environ; // NOLINT(readability-redundant-declaration): they are on
 
 namespace {
 
-/** Loads a plug-in, opens and closes its service object, unloads. */
+/** Calls dlopen, libopen, libclose and dlclose. */
 void load(benchmark::State& state, char const* path)
 {
     for (auto round : state) {
@@ -56,8 +56,8 @@ void start(benchmark::State& state, char const* path, char const* argument)
 /**
  * Keeps Boost.Filesystem loaded.
  *
- * Symbols of the kind STB_GNU_UNIQUE hold it in memory from its first loading on, so in most hosts
- * every loading of this library but the first finds it there. `first_load` tells of the first.
+ * Its STB_GNU_UNIQUE symbols keep it in memory once it is loaded, so in most hosts only the first
+ * load of this library loads it, too. `first_load` measures that one.
  */
 void holdFilesystemLibrary()
 {

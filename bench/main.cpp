@@ -20,8 +20,7 @@ void useUtf8()
 int main(int argc, char** argv)
 {
     try {
-        // The framework describes the real machine, so it has to look before another one is made
-        // up.
+        // Reads the real /proc before prepare() replaces it.
         benchmark::CPUInfo::Get();
         bench::prepare();
         benchmark::Initialize(&argc, argv);

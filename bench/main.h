@@ -3,14 +3,14 @@
 namespace bench {
 
 /**
- * What a program needs before its first benchmark: its locale, its made-up machine. Each program
- * has one, which may be empty. @throws std::exception
+ * Prepares the locale and the fake machine; runs before the first benchmark. Each program defines
+ * one. @throws std::exception
  */
 void prepare();
 
 /**
- * Takes on C.UTF-8, which every installation has: as in most hosts, the library then converts an
- * encoding, and all sides convert the same one. @throws std::runtime_error
+ * Sets the locale C.UTF-8, which every installation has, so that all sides convert the same
+ * encoding. @throws std::runtime_error
  */
 void useUtf8();
 

@@ -1,6 +1,6 @@
 #include "bench/bare_child.h"
 #include "bench/child_output.h"
-#include "bench/made_up_tools.h"
+#include "bench/fake_tools.h"
 #include "bench/main.h"
 #include "sysinfo/LinuxSystemInformation.h"
 
@@ -29,7 +29,7 @@ struct Figures {
     uint64_t free = 0;
 };
 
-/** The free memory differs from round to round, but there always is some. */
+/** The free memory changes, but is never 0. */
 void expectKnown(Figures const& figures)
 {
     if (figures.total == 0 || figures.free == 0 || figures.free > figures.total)
@@ -41,14 +41,14 @@ void memoryDovrel(benchmark::State& state)
     sysinfo::LinuxSystemInformation const system;
     for (auto round : state) {
         Figures figures;
-        // Linux's own also asks dmidecode: `queryDovrel`.
+        // The Linux class also runs dmidecode: `queryDovrel`.
         if (!system.UNIXSystemInformation::getMemoryInfo(figures.total, figures.free))
             throw std::runtime_error("the memory cannot be read");
         expectKnown(figures);
     }
 }
 
-/** @return the number behind the label; 0 where it is not there. */
+/** @return the number after the label, 0 when the label is missing. */
 uint64_t figure(char const* text, char const* end, char const* label)
 {
     char const* at = std::strstr(text, label);
@@ -100,8 +100,8 @@ void memoryByStream(benchmark::State& state)
 // The whole query -------------------------------------------------------------------------------
 
 /**
- * A recorded dump, again and again up to about the benchmark's argument in KiB, and behind it
- * modules that no machine has, by which it is seen to be read.
+ * Repeats a recorded dump up to about the benchmark's argument in KiB. Modules of an unusual size
+ * at the end show that all of it was read.
  */
 std::string firmwareDump(benchmark::State const& state)
 {
@@ -112,7 +112,7 @@ std::string firmwareDump(benchmark::State const& state)
     std::string dump;
     while (dump.size() + recorded.size() <= static_cast<size_t>(state.range(0)) << 10)
         dump += recorded;
-    constexpr int MODULES = 4; // A line may be lost where two reads meet.
+    constexpr int MODULES = 4; // One may be lost between two reads.
     for (int i = 0; i < MODULES; ++i)
         dump += "Handle 0x0040, DMI type 17, 40 bytes\nMemory Device\n\tSize: 1024 TB\n\n";
     return dump;
@@ -131,14 +131,14 @@ void queryDovrel(benchmark::State& state)
     }
 }
 
-/** The tool to its end, and all that it prints. */
+/** Runs the tool to its end and reads all its output. */
 void queryByBareTool(benchmark::State& state)
 {
     std::string const dump = firmwareDump(state);
     bench::writeTool("dmidecode", dump);
     for (auto round : state) {
         bench::BareChild tool("dmidecode");
-        tool.letReadsWait();
+        tool.makeReadsBlock();
         size_t total = 0;
         char piece[bench::TERMINAL_PIECE];
         for (ssize_t size; (size = read(tool.terminal(), piece, sizeof piece)) > 0;)

@@ -1,7 +1,7 @@
 #include "bench/adapter_text.h"
-#include "bench/made_up_tools.h"
+#include "bench/fake_tools.h"
 #include "bench/main.h"
-#include "bench/own_mounts.h"
+#include "bench/private_mounts.h"
 #include "common/basic/ip_address.h"
 #include "sysinfo/SystemInformation.h"
 #include "sysinfo/parsers/ifconfig_output.h"
@@ -64,7 +64,7 @@ size_t run(std::string const& command)
     return all;
 }
 
-/** The same command lines one after the other, and nothing made of what they print. */
+/** Runs the same commands one after the other and ignores their output. */
 void listByBareCommands(benchmark::State& state)
 {
     writeMachine(state);

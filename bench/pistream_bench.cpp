@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr unsigned PIECE = 128; // What the stream takes from its child at a time.
+constexpr unsigned PIECE = 128; // Bytes for each read of the stream.
 
 void readDovrel(benchmark::State& state)
 {

@@ -35,10 +35,10 @@ void commandDovrel(benchmark::State& state)
 void commandBare(benchmark::State& state)
 {
     for (auto round : state)
-        BareChild("true").waitByLooking();
+        BareChild("true").pollForEnd();
 }
 
-/** Without the waiting between two looks: what a host of its own would do. */
+/** Blocks in waitpid(2) instead of polling. */
 void commandBareBlocking(benchmark::State& state)
 {
     for (auto round : state)
@@ -56,7 +56,7 @@ void commandPopen(benchmark::State& state)
 
 // Reading a child's output -----------------------------------------------------------------------
 
-/** @return what could be read. */
+/** @return the number of bytes read. */
 int64_t readAll(std::istream& stream)
 {
     int64_t total = 0;
@@ -67,7 +67,7 @@ int64_t readAll(std::istream& stream)
     return total;
 }
 
-/** @param wait what to do where nothing is there; false where nothing will come. */
+/** @param wait is called when no data waits; returns false at the end of the data. */
 template <class Wait> int64_t readAll(BareChild& child, Wait wait)
 {
     int64_t total = 0;
@@ -94,7 +94,7 @@ void readDovrel(benchmark::State& state)
     bench::expectPrinted(state, total);
 }
 
-/** As the library waits: a look for the child's end and 10 ms, and 10 ms more. */
+/** Waits as the library does: checks the child, sleeps 10 ms, and sleeps 10 ms again. */
 void readBare(benchmark::State& state)
 {
     int64_t total = 0;
@@ -113,25 +113,25 @@ void readBare(benchmark::State& state)
     bench::expectPrinted(state, total);
 }
 
-/** Waits in the kernel: what the library's waits cost beside it. */
+/** Blocks in poll(2) or read(2), to show the cost of the library's waits. */
 void readBareBlocking(benchmark::State& state)
 {
     int64_t total = 0;
     for (auto round : state) {
         BareChild child(bench::printing(state).c_str());
-        child.letReadsWait();
+        child.makeReadsBlock();
         total = readAll(child, [] { return false; });
     }
     bench::expectPrinted(state, total);
 }
 
-/** The library's stream on a terminal whose readers wait in the kernel. */
+/** The library's stream on a terminal with blocking reads. */
 void readDovrelBlocking(benchmark::State& state)
 {
     int64_t total = 0;
     for (auto round : state) {
         BareChild child(bench::printing(state).c_str());
-        child.letReadsWait();
+        child.makeReadsBlock();
         dovrel::UnixPipe pipe;
         pipe.setDescriptor(child.terminal());
         bench::NoChild command(pipe);

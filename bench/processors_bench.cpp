@@ -1,4 +1,4 @@
-#include "bench/made_up_proc.h"
+#include "bench/fake_proc.h"
 #include "bench/main.h"
 #include "sysinfo/SystemInformation.h"
 
@@ -19,7 +19,7 @@ namespace {
 
 constexpr char PATH[] = "/proc/stat";
 
-/** Makes the machine; the benchmark stops where @p listed is not its number of processors. */
+/** Writes the machine. The benchmark stops when @p listed is not its number of processors. */
 void expectProcessors(benchmark::State& state, size_t listed)
 {
     if (listed != static_cast<size_t>(state.range(0)))

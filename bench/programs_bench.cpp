@@ -17,7 +17,7 @@ extern char** environ; // NOLINT(readability-redundant-declaration): they are on
 
 namespace {
 
-/** A program's output goes where it is not waited for. */
+/** Sends a program's output to /dev/null. */
 class OutputToNowhere {
 public:
     OutputToNowhere()
@@ -35,7 +35,7 @@ private:
     posix_spawn_file_actions_t m_actions;
 };
 
-/** Runs a program, on the machine as it is, from its start to its exit. */
+/** Runs a program on the real machine. */
 void run(benchmark::State& state, char const* const (&command)[4])
 {
     OutputToNowhere const output;

@@ -1,5 +1,5 @@
 #include "bench/main.h"
-#include "bench/own_mounts.h"
+#include "bench/private_mounts.h"
 #include "sysinfo/SystemInformation.h"
 
 #include <benchmark/benchmark.h>
@@ -19,20 +19,20 @@ constexpr char STATUS[] = "/etc/dovrel/status.ini";
 constexpr char ANSWERS[] = "/etc/dovrel/DRAnswer.ini";
 constexpr char PERCENT[] = "/tmp/percent";
 
-/** Coordinated Universal Time, as tzfile(5) has it. Where the file is missing, each conversion of a
- * time looks for it anew, which no machine in use has to pay for. */
+/** @return a file of tzfile(5) for Coordinated Universal Time. Without it mktime(3) would look for
+ * the file in each call, unlike on a real machine. */
 std::string timeZone()
 {
     std::string file("TZif");
     file.resize(44);
-    file[39] = 1; // One kind of time, with a name of four bytes.
+    file[39] = 1; // One type of local time, with a name of four bytes.
     file[43] = 4;
     file.resize(50);
     file += "UTC";
     return file + '\0';
 }
 
-/** A machine in the middle of a restore, with as much in its files as the poll has to read. */
+/** Writes the files of a restore in progress. */
 void writeRecovery()
 {
     bench::writeText("/etc/localtime", timeZone());
@@ -90,7 +90,7 @@ BENCHMARK(pollByBareReading)->Name("recovery_poll/bare_reading");
 
 void bench::prepare()
 {
-    enterOwnMounts();
+    enterPrivateMounts();
     emptyFolder("/etc");
     emptyFolder("/tmp");
     writeRecovery();

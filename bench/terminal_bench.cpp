@@ -21,7 +21,7 @@ namespace {
 
 constexpr unsigned PIECE = bench::TERMINAL_PIECE;
 
-/** As much as a terminal holds for its reader, one byte less than 4 KiB. */
+/** The capacity of a terminal, one byte less than 4 KiB. */
 constexpr int CONTENTS = 4095;
 
 void expect(bool succeeded, char const* call)
@@ -30,7 +30,7 @@ void expect(bool succeeded, char const* call)
         throw std::system_error(errno, std::generic_category(), call);
 }
 
-/** A raw pseudo-terminal as a child has it, both sides here; the side that is read never blocks. */
+/** Both sides of a raw pseudo-terminal. Reads do not block. */
 class FilledTerminal {
 public:
     FilledTerminal()
@@ -52,7 +52,7 @@ public:
 
     int reader() const { return m_master; }
 
-    /** Returns when all of it is there to be read. */
+    /** Returns when the reader can read all of it. */
     void fill() const
     {
         static char const zeros[CONTENTS] = {};
@@ -66,7 +66,7 @@ private:
     int m_slave = -1;
 };
 
-/** Times how long @p readAll takes for a full terminal. @p readAll returns the bytes it read. */
+/** Measures @p readAll on a full terminal. @p readAll returns the number of bytes read. */
 template <class Read>
 void timeReading(benchmark::State& state, FilledTerminal const& terminal, Read readAll)
 {

@@ -6,7 +6,7 @@ namespace {
 
 constexpr wchar_t ASCII_SAMPLE[] = L"/dev/disk/by-id/ata-DISK_2000.39GB_sn-0123456789 ";
 
-// German, French, Greek and Chinese letters: two bytes and three bytes in UTF-8, between ASCII.
+// German, French, Greek and Chinese letters, of two and three bytes in UTF-8, between ASCII.
 constexpr wchar_t MIXED_SAMPLE[] =
     L"Gr\u00f6\u00dfe d\u00e9j\u00e0 \u03b4\u03af\u03c3\u03ba\u03bf\u03c2 sda \u78c1\u76d8 1 ";
 
@@ -19,7 +19,7 @@ template <size_t SIZE> std::wstring repeated(wchar_t const (&sample)[SIZE], unsi
     return text;
 }
 
-/** The samples stay within the basic plane, so one to three bytes each. */
+/** The samples have only characters of one to three bytes. */
 std::string utf8(std::wstring const& wide)
 {
     std::string text;

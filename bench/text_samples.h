@@ -8,18 +8,17 @@
 
 namespace bench {
 
-/** Text of @p characters ASCII letters, digits and punctuation, as paths and device names have
- * them. */
+/** @return @p characters ASCII letters, digits and punctuation, as in paths and device names. */
 std::string asciiText(unsigned characters);
 
-/** UTF-8 text of @p characters, of which every third to fourth takes two or three bytes. */
+/** @return @p characters in UTF-8; every third or fourth takes two or three bytes. */
 std::string mixedText(unsigned characters);
 
-/** The same as wide text. */
+// The same as wide strings.
 std::wstring asciiWide(unsigned characters);
 std::wstring mixedWide(unsigned characters);
 
-/** Shows beside the times how often one round allocates. */
+/** Reports the allocations of an iteration as a counter. */
 class AllocationCounter {
 public:
     explicit AllocationCounter(benchmark::State& state)

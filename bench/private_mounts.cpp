@@ -1,4 +1,4 @@
-#include "bench/own_mounts.h"
+#include "bench/private_mounts.h"
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -18,8 +18,8 @@ namespace {
     throw std::system_error(errno, std::generic_category(), call);
 }
 
-/** A user namespace without a map has no user who could own a file. */
-void becomeRootOfOwnNamespace(uid_t user, gid_t group)
+/** In a user namespace without a map, no user can own a file. */
+void becomeRootOfNamespace(uid_t user, gid_t group)
 {
     writeText("/proc/self/setgroups", "deny");
     writeText("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
@@ -28,14 +28,14 @@ void becomeRootOfOwnNamespace(uid_t user, gid_t group)
 
 }
 
-void enterOwnMounts()
+void enterPrivateMounts()
 {
     uid_t const user = geteuid();
     gid_t const group = getegid();
     if (unshare(CLONE_NEWNS) != 0) {
         if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
             failed("unshare");
-        becomeRootOfOwnNamespace(user, group);
+        becomeRootOfNamespace(user, group);
     }
     if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         failed("mount /");

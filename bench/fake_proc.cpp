@@ -1,5 +1,5 @@
-#include "bench/made_up_proc.h"
-#include "bench/own_mounts.h"
+#include "bench/fake_proc.h"
+#include "bench/private_mounts.h"
 
 #include <string>
 
@@ -7,12 +7,12 @@ namespace bench {
 
 namespace {
 
-// A machine has many more interrupt lines than busy ones, so that line is long and mostly zeros.
+// Most interrupt lines of a machine are unused, so the line is long and mostly zeros.
 constexpr unsigned INTERRUPT_LINES = 1024;
 
 std::string processorLine(unsigned index)
 {
-    // Ticks of a machine that is up for some weeks, each processor with figures of its own.
+    // Ticks of some weeks, different for each processor.
     unsigned const busy = 1000000 + index * 977 % 500000;
     return "cpu" + std::to_string(index) + ' ' + std::to_string(busy) + " 2290 "
         + std::to_string(busy / 3) + " 226255" + std::to_string(10 + index % 90) + " 6290 0 "
@@ -23,7 +23,7 @@ std::string processorLine(unsigned index)
 
 void replaceProc()
 {
-    enterOwnMounts();
+    enterPrivateMounts();
     emptyFolder("/proc");
 }
 

@@ -1,5 +1,5 @@
-#include "bench/made_up_disks.h"
-#include "bench/own_mounts.h"
+#include "bench/fake_disks.h"
+#include "bench/private_mounts.h"
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -37,7 +37,7 @@ std::string partitionsLine(unsigned minor, unsigned blocks, std::string const& n
     return "   8   " + std::to_string(minor) + "   " + std::to_string(blocks) + ' ' + name + '\n';
 }
 
-/** As the kernel's Documentation/admin-guide/iostats.rst has it. */
+/** The format is in the kernel's Documentation/admin-guide/iostats.rst. */
 std::string countersLine(unsigned minor, std::string const& name)
 {
     return "   8   " + std::to_string(minor) + ' ' + name
@@ -56,12 +56,12 @@ std::string diskName(unsigned number)
 
 void replaceDisks()
 {
-    enterOwnMounts();
+    enterPrivateMounts();
     for (char const* folder : {"/proc", "/dev", "/tmp"})
         emptyFolder(folder);
     makeFolder("/proc/scsi");
     makeFolder("/proc/scsi/usb-storage");
-    // Those without a disk are left out, as is what is mounted of them where this list counts.
+    // Types without "nodev" are mounted from disks.
     writeText("/proc/filesystems", "\text4\n");
 }
 
@@ -109,7 +109,7 @@ void writeMounts(unsigned mounts, unsigned disks)
 
 }
 
-// The libraries call this one: a program's own function takes precedence over the C library's.
+// The dynamic linker prefers the program's function to the C library's.
 extern "C" __attribute__((visibility("default"))) int ioctl(
     int file, unsigned long request, ...) noexcept
 {

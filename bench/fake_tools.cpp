@@ -1,5 +1,5 @@
-#include "bench/made_up_tools.h"
-#include "bench/own_mounts.h"
+#include "bench/fake_tools.h"
+#include "bench/private_mounts.h"
 
 #include <sys/stat.h>
 
@@ -10,7 +10,7 @@ namespace bench {
 
 void replaceTools()
 {
-    enterOwnMounts();
+    enterPrivateMounts();
     emptyFolder("/sbin");
 }
 

@@ -1,4 +1,4 @@
-#include "bench/made_up_ini.h"
+#include "bench/fake_ini.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -17,7 +17,7 @@ namespace {
 constexpr unsigned SECTION_KEYS = 100;
 constexpr size_t LARGEST_SAMPLE = 4096;
 
-/** The words that a recovery engine's own files are made of. */
+/** Keys like those of the recovery engine's files. */
 IniEntry entryOf(unsigned number)
 {
     static char const* const words[] = {"RestoreStart", "TotalFiles", "FilesDone", "AdvancedOption",
@@ -39,22 +39,22 @@ void writeAll(int file, std::string const& text)
 
 }
 
-MadeUpIni const& MadeUpIni::ofKeys(unsigned keys)
+FakeIni const& FakeIni::ofKeys(unsigned keys)
 {
-    static std::map<unsigned, std::unique_ptr<MadeUpIni>> made;
-    std::unique_ptr<MadeUpIni>& ini = made[keys];
+    static std::map<unsigned, std::unique_ptr<FakeIni>> made;
+    std::unique_ptr<FakeIni>& ini = made[keys];
     if (!ini)
-        ini.reset(new MadeUpIni(keys));
+        ini.reset(new FakeIni(keys));
     return *ini;
 }
 
-MadeUpIni::MadeUpIni(unsigned keys) : m_file(memfd_create("ini", MFD_CLOEXEC))
+FakeIni::FakeIni(unsigned keys) : m_file(memfd_create("ini", MFD_CLOEXEC))
 {
     if (m_file < 0)
         throw std::system_error(errno, std::generic_category(), "memfd_create");
     m_path = "/proc/self/fd/" + std::to_string(m_file);
 
-    std::mt19937 random(1); // The same file on every run. NOLINT(cert-msc51-cpp): wanted
+    std::mt19937 random(1); // NOLINT(cert-msc51-cpp): every run reads the same file
     std::vector<IniEntry> entries;
     for (unsigned number = 0; number < keys; ++number)
         entries.push_back(entryOf(number));
@@ -74,7 +74,7 @@ MadeUpIni::MadeUpIni(unsigned keys) : m_file(memfd_create("ini", MFD_CLOEXEC))
     m_sample = std::move(entries);
 }
 
-MadeUpIni::~MadeUpIni()
+FakeIni::~FakeIni()
 {
     close(m_file);
 }
