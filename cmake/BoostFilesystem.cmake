@@ -1,5 +1,5 @@
-# Boost.Filesystem from the run-time package and the headers, which are of no architecture: the development package of
-# another architecture often cannot be installed beside the machine's own.
+# Finds Boost.Filesystem in its run-time package. The headers fit all architectures; the development packages of two
+# architectures often exclude each other.
 
 find_path(BOOST_FILESYSTEM_INCLUDE_DIR boost/filesystem.hpp REQUIRED)
 find_library(BOOST_FILESYSTEM_LIBRARY

@@ -1,6 +1,6 @@
-# The warnings that targets of this tree are compiled with, and the folders of the library.
+# Functions for targets: warnings, and the library's folders.
 
-option(DOVREL_WARNINGS_AS_ERRORS "Stop at the first warning; for work on the library itself" OFF)
+option(DOVREL_WARNINGS_AS_ERRORS "Treat warnings as errors; for work on the library itself" OFF)
 
 function(dovrel_warnings target)
     target_compile_options(${target} PRIVATE
@@ -9,7 +9,7 @@ function(dovrel_warnings target)
         $<$<BOOL:${DOVREL_WARNINGS_AS_ERRORS}>:-Werror>)
 endfunction()
 
-# One folder of the library's sources, which all become one file. tools/gates/layers holds them apart.
+# One folder of the library's sources. All folders are linked into one file; tools/gates/layers checks their includes.
 function(dovrel_layer target)
     add_library(${target} OBJECT ${ARGN})
     dovrel_warnings(${target})
