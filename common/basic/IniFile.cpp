@@ -2,10 +2,12 @@
 
 #include "common/basic/SourceFile.h"
 #include "common/basic/text_cast.h"
+#include "common/basic/trimmed.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cwctype>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -16,20 +18,6 @@ namespace dovrel {
 
 namespace {
 
-bool isBlank(char character)
-{
-    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    while (!text.empty() && isBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
 std::string_view withoutQuotes(std::string_view value)
 {
     if (value.empty() || value.front() != value.back()
@@ -38,16 +26,16 @@ std::string_view withoutQuotes(std::string_view value)
     return value.size() == 1 ? std::string_view() : value.substr(1, value.size() - 2);
 }
 
-/** Why a file's text is not there. */
+/** Why a file could not be read. */
 struct Failure {
-    int error; ///< An `errno`, 0 for none.
-    wchar_t const* what;
+    int error; ///< An `errno` value, 0 for none.
+    wchar_t const* message;
 };
 
 Failure readWhole(char const* path, bool mayBeMissing, std::string& text)
 {
     SourceFile file(path);
-    if (!file) // For whatever reason.
+    if (!file) // Any reason counts as a missing file.
         return mayBeMissing ? Failure{} : Failure{ENOENT, L" not found!"};
     size_t piece = 2048;
     while (file.good() && text.size() <= IniFile::LARGEST_FILE) {
@@ -62,19 +50,16 @@ Failure readWhole(char const* path, bool mayBeMissing, std::string& text)
     return {file.readError(), L" could not be read!"};
 }
 
-bool isTrue(string const& value)
-{
-    static constexpr wchar_t TRUE[] = L"true";
-    wchar_t const* at = value.c_str();
-    for (wchar_t expected : TRUE)
-        if (std::towlower(static_cast<wint_t>(*at++)) != static_cast<wint_t>(expected))
-            return false;
-    return true;
-}
-
 wchar_t lower(wchar_t character)
 {
     return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(character)));
+}
+
+bool isTrue(string const& value)
+{
+    static constexpr wchar_t TRUE[] = L"true";
+    return std::equal(std::begin(TRUE), std::end(TRUE), value.c_str(),
+        [](wchar_t expected, wchar_t character) { return lower(character) == expected; });
 }
 
 wchar_t lowerAscii(wchar_t character)
@@ -84,7 +69,7 @@ wchar_t lowerAscii(wchar_t character)
 
 constexpr wchar_t ASCII_END = 0x80;
 
-/** @return false in a Turkish locale, which lowers "I" to a letter that is not ASCII. */
+/** @return false in a Turkish locale, where towlower(3) maps "I" to a letter that is not ASCII. */
 bool lowersAsciiToAscii()
 {
     for (wchar_t character = 0; character < ASCII_END; ++character)
@@ -93,25 +78,25 @@ bool lowersAsciiToAscii()
     return true;
 }
 
-/** A name after towlower(3). */
+/** A section's or key's name, folded with towlower(3). */
 class FoldedName {
 public:
-    FoldedName(string const& name, bool asciiInLine)
+    FoldedName(string const& name, bool asciiStaysAscii)
     {
         size_t const length = name.length();
-        wchar_t* folded = m_near;
-        if (length > std::size(m_near)) {
-            m_far.reset(new wchar_t[length]);
-            folded = m_far.get();
+        wchar_t* folded = m_inline;
+        if (length > std::size(m_inline)) {
+            m_heap.reset(new wchar_t[length]);
+            folded = m_heap.get();
         }
-        wchar_t const* const written = name.c_str();
+        wchar_t const* const original = name.c_str();
         wchar_t bits = 0;
         for (size_t i = 0; i < length; ++i) {
-            bits |= written[i];
-            folded[i] = lowerAscii(written[i]);
+            bits |= original[i];
+            folded[i] = lowerAscii(original[i]);
         }
-        if (bits < 0 || bits >= ASCII_END || !asciiInLine)
-            std::transform(written, written + length, folded, lower);
+        if (bits < 0 || bits >= ASCII_END || !asciiStaysAscii)
+            std::transform(original, original + length, folded, lower);
         m_text = {folded, length};
     }
     FoldedName(FoldedName const&) = delete;
@@ -121,8 +106,8 @@ public:
     std::wstring_view text() const { return m_text; }
 
 private:
-    wchar_t m_near[64]; // Most names are short and need no heap.
-    std::unique_ptr<wchar_t[]> m_far;
+    wchar_t m_inline[64]; // Most names are short and need no heap.
+    std::unique_ptr<wchar_t[]> m_heap;
     std::wstring_view m_text;
 };
 
@@ -131,7 +116,7 @@ struct NameOrder {
 
     bool operator()(std::wstring_view a, std::wstring_view b) const
     {
-        // Spares most comparisons the call of wmemcmp(3).
+        // Most names differ in their first character; skips the call of wmemcmp(3).
         if (!a.empty() && !b.empty() && a[0] != b[0])
             return a[0] < b[0];
         return a < b;
@@ -144,7 +129,7 @@ struct Entry {
 };
 
 struct Section {
-    std::set<string> spellings; ///< Those under which an entry was added.
+    std::set<string> spellings; ///< The spellings of the name that have an entry.
     std::map<std::wstring, Entry, NameOrder> entries;
 };
 
@@ -153,14 +138,15 @@ struct Section {
 /**
  * The ordered map from (section, key) to value: a map of sections, each with a map of its keys.
  *
- * The maps hold folded names: a comparison that folded would change its order with the locale.
+ * The maps' keys are folded names. If the comparison folded them instead, a change of the locale
+ * would change the order of the map.
  */
 class IniFile::Entries {
 public:
     explicit Entries(std::string_view text)
     {
         string spelling;
-        Section* section = nullptr; // Added with its first entry.
+        Section* section = nullptr; // Created for its first entry.
         while (!text.empty()) {
             std::string_view line = text.substr(0, text.find('\n'));
             text.remove_prefix(std::min(line.size() + 1, text.size()));
@@ -183,14 +169,14 @@ public:
 
     auto const& sections() const { return m_sections; }
 
-    /** @return null where the section has no entry. */
+    /** @return null if the section has no entry. */
     Section const* find(string const& section) const
     {
         auto const found = m_sections.find(folded(section).text());
         return found == m_sections.end() ? nullptr : &found->second;
     }
 
-    /** @return the value, null where the key is not there. */
+    /** @return the value; null if the key is missing. */
     string const* find(string const& section, string const& key) const
     {
         Section const* const in = find(section);
@@ -201,9 +187,9 @@ public:
     }
 
 private:
-    FoldedName folded(string const& name) const { return {name, m_asciiInLine}; }
+    FoldedName folded(string const& name) const { return {name, m_asciiStaysAscii}; }
 
-    /** @return whether the key is new; the first assignment stays. */
+    /** Adds an entry unless the key exists. @return whether the key is new. */
     bool add(Section& section, string&& key, std::string_view value)
     {
         auto const [at, isNew] = section.entries.try_emplace(std::wstring(folded(key).text()));
@@ -214,7 +200,7 @@ private:
         return isNew;
     }
 
-    bool const m_asciiInLine = lowersAsciiToAscii();
+    bool const m_asciiStaysAscii = lowersAsciiToAscii();
     std::map<std::wstring, Section, NameOrder> m_sections;
     size_t m_size = 0;
 };
@@ -227,8 +213,8 @@ IniFile::IniFile(string const& path, bool mustExist, bool mayBeMissing, bool thi
     if (failure.error != 0) {
         errno = failure.error;
         m_savedError = failure.error;
-        m_errorText = string(L"File ") + m_path + failure.what;
-        text.clear(); // Half a file is not taken for a whole one.
+        m_errorText = string(L"File ") + m_path + failure.message;
+        text.clear(); // An incomplete file counts as unreadable.
     }
     m_entries = std::make_shared<Entries const>(text);
 }

@@ -3,14 +3,14 @@
 #include <cstdint>
 #include <cstring>
 #include <langinfo.h>
+#include <string_view>
 
 namespace dovrel::ascii_text {
 
-bool isLocalesOwn() noexcept
+bool localeExtendsAscii() noexcept
 {
-    char const* codeset = nl_langinfo(CODESET);
-    return std::strcmp(codeset, "UTF-8") == 0 || std::strcmp(codeset, "ANSI_X3.4-1968") == 0
-        || std::strncmp(codeset, "ISO-8859-", 9) == 0;
+    std::string_view const codeset = nl_langinfo(CODESET);
+    return codeset == "UTF-8" || codeset == "ANSI_X3.4-1968" || codeset.starts_with("ISO-8859-");
 }
 
 bool isAscii(char const* text, size_t count) noexcept

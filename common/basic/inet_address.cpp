@@ -17,7 +17,7 @@ sockaddr_storage nameOf(int socket, NameCall call)
     sockaddr_storage name{};
     socklen_t size = sizeof name;
     int const result = call(socket, reinterpret_cast<::sockaddr*>(&name), &size);
-    // Kept: the call's own result, not errno.
+    // Kept: the code is the result of the call, not errno.
     if (result != 0)
         throw NetworkError(result);
     return name;
@@ -42,26 +42,15 @@ inet_address::inet_address(string const& text)
         storePort(static_cast<unsigned short>(port));
 }
 
-inet_address::inet_address(unsigned short port, string const& address) : ip_address(string())
+inet_address::inet_address(unsigned short port, string const& address) : ip_address(address)
 {
-    string const own(address.c_str(), address.length()); // The given one's narrow copy stays.
-    char const* const text = own;
-    sockaddr_in ipv4{};
-    sockaddr_in6 ipv6{};
-    if (::inet_pton(AF_INET, text, &ipv4.sin_addr) == 1) {
-        ipv4.sin_family = AF_INET;
-        std::memcpy(&sockaddr(), &ipv4, sizeof ipv4);
-    } else if (::inet_pton(AF_INET6, text, &ipv6.sin6_addr) == 1) {
-        ipv6.sin6_family = AF_INET6;
-        std::memcpy(&sockaddr(), &ipv6, sizeof ipv6);
-    }
     storePort(port);
 }
 
 inet_address::inet_address(unsigned short port, unsigned short family)
 {
-    sockaddr().ss_family = family; // The wildcard address is all zero in both families.
-    // The port has one place in both; it is stored for any family.
+    sockaddr().ss_family = family; // All bytes of the wildcard address are zero in both families.
+    // The port has the same offset in both families; it is stored for any family.
     reinterpret_cast<sockaddr_in&>(sockaddr()).sin_port = htons(port);
 }
 

@@ -14,7 +14,7 @@ namespace dovrel {
 
 namespace {
 
-// A sockaddr_storage is made to be read as the structure of its family.
+// A sockaddr_storage may be accessed as the structure of its family; sockaddr(3type).
 sockaddr_in& asIPv4(sockaddr_storage& address)
 {
     return reinterpret_cast<sockaddr_in&>(address);
@@ -42,7 +42,7 @@ template <class Address> void copy(Address const& from, sockaddr_storage& to)
     std::memcpy(&to, &from, sizeof from);
 }
 
-/** Keeps the first address. */
+/** Stores the first valid address. */
 class Functor : public ip_address::InsertFunctor {
 public:
     Functor() : m_address(string()) { }
@@ -75,10 +75,11 @@ ip_address::ip_address() : m_address{}
 ip_address::ip_address(string const& text) : m_address{}
 {
     invalidate();
-    string const own(text.c_str(), text.length()); // The given one's narrow copy stays as it is.
-    char const* const narrow = own;
-    parse(AF_INET, narrow);
-    parse(AF_INET6, narrow);
+    // Converts a copy: other threads may read @p text, and the conversion changes its narrow copy.
+    string const copied(text.c_str(), text.length());
+    char const* const narrow = copied;
+    if (!parse(AF_INET, narrow))
+        parse(AF_INET6, narrow);
 }
 
 ip_address::ip_address(::sockaddr const* address) : m_address{}
@@ -222,13 +223,13 @@ ip_address ip_address::getHostByName(string const& name, unsigned short port)
 
 int ip_address::countHostsForName(string const& name, unsigned short port)
 {
-    InsertFunctor nobody;
-    return getHostsByNameInternal(name, port, nobody);
+    InsertFunctor ignored;
+    return getHostsByNameInternal(name, port, ignored);
 }
 
 int ip_address::getHostsByNameInternal(string const& name, unsigned short port, InsertFunctor& sink)
 {
-    string const host(name.c_str(), name.length()); // As for the text of an address.
+    string const host(name.c_str(), name.length()); // A copy, as in the constructor.
     string const service = str_cast(port);
     addrinfo const hints = resolverHints();
     addrinfo* answer = nullptr;

@@ -1,7 +1,5 @@
 #include "common/basic/macaddress.h"
 
-#include "common/basic/mac_text.h"
-
 #include <iomanip>
 #include <ios>
 
@@ -9,7 +7,7 @@ namespace dovrel {
 
 namespace {
 
-/** Gives a stream its flags and width back on every way out. */
+/** Restores a stream's flags and width. */
 class FormatGuard {
 public:
     explicit FormatGuard(std::wistream& stream)
@@ -30,7 +28,7 @@ private:
     std::streamsize m_width;
 };
 
-/** @return false, with the stream failed, where the next character is not a separator. */
+/** @return false, with the stream failed, if the next character is not a separator. */
 bool readSeparator(std::wistream& in)
 {
     auto const separator = in.get();
@@ -41,22 +39,11 @@ bool readSeparator(std::wistream& in)
 
 }
 
-void writeMacText(macaddress_cpp const& address, wchar_t* out) noexcept
-{
-    constexpr wchar_t const* DIGITS = L"0123456789abcdef";
-    for (unsigned i = 0; i < macaddress_cpp::SIZE; ++i) {
-        if (i > 0)
-            *out++ = L':';
-        *out++ = DIGITS[address[i] >> 4];
-        *out++ = DIGITS[address[i] & 0x0F];
-    }
-}
-
 template <> std::wostream& operator<< <wchar_t>(std::wostream& out, macaddress_cpp const& address)
 {
-    wchar_t text[MAC_TEXT_LENGTH];
-    writeMacText(address, text);
-    return out.write(text, MAC_TEXT_LENGTH);
+    wchar_t text[macaddress_cpp::TEXT_LENGTH];
+    address.writeText(text);
+    return out.write(text, macaddress_cpp::TEXT_LENGTH);
 }
 
 template <> std::wistream& operator>><wchar_t>(std::wistream& in, macaddress_cpp& address)

@@ -10,12 +10,13 @@
 namespace dovrel {
 
 /**
- * A link-layer address of eight bytes; the six-byte addresses of Ethernet (IEEE EUI-48) are held
- * with two zero bytes behind them. Zero throughout by default.
+ * A link-layer address of eight bytes. A six-byte Ethernet address (IEEE EUI-48) is followed by two
+ * zero bytes. All bytes are zero by default.
  */
 class macaddress_cpp {
 public:
     static constexpr unsigned SIZE = 8;
+    static constexpr unsigned TEXT_LENGTH = SIZE * 3 - 1;
 
     uint8_t& operator[](unsigned index) { return m_bytes[index]; }
     uint8_t operator[](unsigned index) const { return m_bytes[index]; }
@@ -26,13 +27,25 @@ public:
     }
     friend bool operator!=(macaddress_cpp const& a, macaddress_cpp const& b) { return !(a == b); }
 
+    /** Writes the text form of `operator<<`, `TEXT_LENGTH` characters without a terminator. */
+    template <class Char> void writeText(Char* out) const noexcept
+    {
+        constexpr char const* DIGITS = "0123456789abcdef";
+        for (unsigned i = 0; i < SIZE; ++i) {
+            if (i > 0)
+                *out++ = static_cast<Char>(':');
+            *out++ = static_cast<Char>(DIGITS[m_bytes[i] >> 4]);
+            *out++ = static_cast<Char>(DIGITS[m_bytes[i] & 0x0F]);
+        }
+    }
+
 private:
     std::array<uint8_t, SIZE> m_bytes{};
 };
 
 /**
- * Writes all eight bytes as lower-case hexadecimal pairs joined by ':', whatever the stream's
- * flags, fill and width are: `00:1a:2b:3c:4d:5e:00:00`. To wide and to narrow streams.
+ * Writes all eight bytes as pairs of lower-case hexadecimal digits, separated by ':', for example
+ * `00:1a:2b:3c:4d:5e:00:00`. Ignores the stream's flags, fill and width.
  */
 template <class Char>
 std::basic_ostream<Char>& operator<<(std::basic_ostream<Char>& out, macaddress_cpp const& address);
@@ -41,24 +54,19 @@ template <> DOVREL_EXPORT std::wostream& operator<< <wchar_t>(
 
 template <> inline std::ostream& operator<< <char>(std::ostream& out, macaddress_cpp const& address)
 {
-    char text[macaddress_cpp::SIZE * 3];
-    char* at = text;
-    for (unsigned i = 0; i < macaddress_cpp::SIZE; ++i) {
-        *at++ = "0123456789abcdef"[address[i] >> 4];
-        *at++ = "0123456789abcdef"[address[i] & 0x0F];
-        *at++ = ':';
-    }
-    return out.write(text, sizeof text - 1);
+    char text[macaddress_cpp::TEXT_LENGTH];
+    address.writeText(text);
+    return out.write(text, macaddress_cpp::TEXT_LENGTH);
 }
 
 /**
- * Reads six or eight hexadecimal bytes with ':' or '-' (mixed at will) between them.
+ * Reads six or eight hexadecimal bytes, separated by ':' or '-' in any mixture.
  *
- * Each byte is one hexadecimal number as the stream reads it, of which the low eight bits are kept;
- * one character is read behind each. Six bytes followed by the end or by anything but a separator
- * set the last two to zero. The stream is good after six or eight bytes and failed after any other
- * count (five bytes and a trailing separator included); the bytes read until then are stored. The
- * stream's flags are left as they were.
+ * The stream reads each byte as a hexadecimal number, of which the low eight bits count, and then
+ * one more character. Reading ends when that character is missing or not a separator. After six
+ * bytes the last two become zero. The stream is good after six or eight bytes. After any other
+ * number (also five bytes and a separator) it is failed, and the bytes read so far are stored. The
+ * stream's flags do not change.
  */
 template <class Char>
 std::basic_istream<Char>& operator>>(std::basic_istream<Char>& in, macaddress_cpp& address);

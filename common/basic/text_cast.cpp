@@ -1,7 +1,5 @@
 #include "common/basic/text_cast.h"
 
-#include "common/basic/mac_text.h"
-
 #include <charconv>
 #include <cwchar>
 #include <limits>
@@ -13,25 +11,25 @@ namespace dovrel {
 
 namespace {
 
-/** A value's text while it is put together; no number and no MAC address needs more room. */
-struct Digits {
+/** Buffer for the text of a value. The longest one is a MAC address. */
+struct ValueText {
     wchar_t text[32];
     unsigned length = 0;
 };
 
-void widen(char const* begin, char const* end, Digits& out)
+void widen(char const* begin, char const* end, ValueText& out)
 {
     for (; begin != end; ++begin)
         out.text[out.length++] = static_cast<wchar_t>(*begin);
 }
 
-template <class T> std::enable_if_t<std::is_integral_v<T>> write(T value, Digits& out)
+template <class T> std::enable_if_t<std::is_integral_v<T>> write(T value, ValueText& out)
 {
     char narrow[std::numeric_limits<T>::digits10 + 3];
     widen(narrow, std::to_chars(narrow, narrow + sizeof narrow, value).ptr, out);
 }
 
-void write(float value, Digits& out)
+void write(float value, ValueText& out)
 {
     constexpr int STREAM_PRECISION = 6;
     char narrow[sizeof out.text / sizeof out.text[0]];
@@ -42,22 +40,23 @@ void write(float value, Digits& out)
         out);
 }
 
-void write(macaddress_cpp const& value, Digits& out)
+void write(macaddress_cpp const& value, ValueText& out)
 {
-    writeMacText(value, out.text);
-    out.length = MAC_TEXT_LENGTH;
+    value.writeText(out.text);
+    out.length = macaddress_cpp::TEXT_LENGTH;
 }
 
-bool isBlank(wchar_t c)
+/** isspace(3) of the classic locale. */
+bool isSpace(wchar_t c)
 {
     return c == L' ' || (c >= L'\t' && c <= L'\r');
 }
 
-/** @return false where there is no digit or the number does not fit. */
+/** @return false if there is no digit or the number is out of range. */
 template <class T> std::enable_if_t<std::is_integral_v<T>, bool> read(wchar_t const* at, T& out)
 {
     using Magnitude = std::make_unsigned_t<T>;
-    while (isBlank(*at))
+    while (isSpace(*at))
         ++at;
     bool const negative = *at == L'-';
     if (*at == L'-' || *at == L'+')
@@ -66,7 +65,7 @@ template <class T> std::enable_if_t<std::is_integral_v<T>, bool> read(wchar_t co
     Magnitude const largest =
         static_cast<Magnitude>(std::numeric_limits<T>::max()) + (negative ? 1U : 0U);
     Magnitude magnitude = 0;
-    // Kept: "0x1F" is 0, as the numbers of the sources are decimal.
+    // Kept: numbers are decimal, and "0x1F" is 0.
     for (; *at >= L'0' && *at <= L'9'; ++at) {
         auto const digit = static_cast<Magnitude>(*at - L'0');
         if (magnitude > (largest - digit) / 10)
@@ -89,12 +88,12 @@ bool read(wchar_t const* text, macaddress_cpp& out)
 template <class T, class First, class Second>
 string str_cast(T const& value, First const& first, Second const& second)
 {
-    Digits digits;
-    write(value, digits);
-    string text(digits.text, digits.length);
+    ValueText written;
+    write(value, written);
+    string text(written.text, written.length);
     if (first.empty() && second.empty())
         return text;
-    // Kept: both stand before the value, so that callers compose "cpu" and 7 to "cpu7".
+    // Kept: both precede the value, so that "cpu" and 7 give "cpu7".
     return first + second + text;
 }
 

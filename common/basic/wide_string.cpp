@@ -21,7 +21,7 @@ unsigned boundedLength(wchar_t const* text, unsigned count)
 {
     if (!text)
         return 0;
-    // The C library's search costs more to call than most texts take to go over.
+    // Most texts are so short that a loop is faster than a call of wcsnlen.
     constexpr unsigned SHORT = 8;
     for (unsigned at = 0; at < SHORT; ++at)
         if (at == count || text[at] == L'\0')
@@ -29,23 +29,23 @@ unsigned boundedLength(wchar_t const* text, unsigned count)
     return SHORT + static_cast<unsigned>(wcsnlen(text + SHORT, std::min(count, LONGEST) - SHORT));
 }
 
-/** @return the terminated text in the locale's encoding, in an array of its size; null where a
+/** @return the terminated text in the locale's encoding, in an array of its size; null if a
  * character cannot be encoded or takes more than four bytes. */
-// Not inline: plain ASCII, which is most of what is narrowed, is not to pay for the room.
+// Not inline: the conversion of an ASCII text, the usual one, would need the large stack frame too.
 [[gnu::noinline]] std::unique_ptr<char[]> encoded(wchar_t const* text, size_t length)
 {
-    char nearRoom[1024];
-    std::unique_ptr<char[]> farRoom;
+    char stackBuffer[1024];
+    std::unique_ptr<char[]> heapBuffer;
     size_t const size = length * 4 + 1;
-    if (size > sizeof nearRoom)
-        farRoom.reset(new char[size]);
-    char* const room = farRoom ? farRoom.get() : nearRoom;
+    if (size > sizeof stackBuffer)
+        heapBuffer.reset(new char[size]);
+    char* const buffer = heapBuffer ? heapBuffer.get() : stackBuffer;
     std::mbstate_t state{};
-    size_t const bytes = wcsnrtombs(room, &text, length + 1, size, &state);
+    size_t const bytes = wcsnrtombs(buffer, &text, length + 1, size, &state);
     if (bytes == static_cast<size_t>(-1) || text)
         return nullptr;
     std::unique_ptr<char[]> narrow(new char[bytes + 1]);
-    std::memcpy(narrow.get(), room, bytes + 1);
+    std::memcpy(narrow.get(), buffer, bytes + 1);
     return narrow;
 }
 
@@ -96,7 +96,7 @@ basic_string& basic_string::operator=(basic_string&& other) noexcept
     if (this == &other)
         return *this;
     if (other.m_length <= m_capacity) {
-        store(other.c_str(), other.m_length); // The block that is here stays, as for a copy.
+        store(other.c_str(), other.m_length); // Keeps this object's block, as a copy does.
     } else {
         delete[] m_heap;
         take(other);
@@ -119,7 +119,7 @@ void basic_string::store(wchar_t const* text, unsigned length)
 {
     wchar_t* const destination = makeRoom(length);
     if (length > 0)
-        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): as makeRoom() says
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): see makeRoom()
         std::wmemmove(destination, text, length);
     finish(length);
 }
@@ -136,8 +136,8 @@ void basic_string::adopt(std::unique_ptr<wchar_t[]> block, unsigned length)
     finish(length);
 }
 
-// Frees the present block only to make a larger one: a source within this object's own text never
-// needs more room than there is, so nothing is freed under it.
+// Frees the block only to allocate a larger one. A source within this object's own text always fits
+// the block, so that the block stays valid.
 wchar_t* basic_string::makeRoom(unsigned length)
 {
     bool const small = length < SMALL_BUFFER_SIZE;
@@ -184,8 +184,7 @@ void basic_string::append(wchar_t const* text, unsigned count)
         throw std::bad_alloc();
     unsigned const length = m_length + count;
     if (length >= SMALL_BUFFER_SIZE && m_capacity < length) {
-        // Half as much again: a text that is put together piece by piece is copied a few times
-        // only.
+        // Grows by half, so that many short appends copy the text only a few times.
         unsigned const grownCapacity =
             std::max(length, m_capacity + std::min(m_capacity / 2, LONGEST - m_capacity));
         wchar_t* const grown = new wchar_t[size_t{grownCapacity} + 1];
@@ -195,11 +194,11 @@ void basic_string::append(wchar_t const* text, unsigned count)
         m_heap = grown;
         m_capacity = grownCapacity;
     } else {
-        wchar_t const* const present = c_str();
+        wchar_t const* const current = c_str();
         wchar_t* const destination = makeRoom(length);
-        if (destination != present)
-            // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): as makeRoom() says
-            std::wmemcpy(destination, present, m_length);
+        if (destination != current)
+            // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): see makeRoom()
+            std::wmemcpy(destination, current, m_length);
         std::wmemmove(destination + m_length, text, count);
     }
     finish(length);
@@ -298,29 +297,29 @@ string& string::operator=(std::string const& text)
 void string::storeNarrow(char const* text, unsigned count)
 {
     size_t const length = text ? std::min<size_t>({std::strlen(text), count, LONGEST}) : 0;
-    if (ascii_text::isAscii(text, length) && ascii_text::isLocalesOwn()) {
+    if (ascii_text::isAscii(text, length) && ascii_text::localeExtendsAscii()) {
         auto const characters = static_cast<unsigned>(length);
         ascii_text::widen(text, characters, makeRoom(characters));
         finish(characters);
         return;
     }
-    // Seven characters take no more bytes than this in any encoding, and must not allocate.
-    constexpr size_t STACK_ROOM = 7 * MB_LEN_MAX + 1;
-    wchar_t stackRoom[STACK_ROOM];
-    std::unique_ptr<wchar_t[]> heapRoom;
-    if (length >= STACK_ROOM)
-        heapRoom.reset(new wchar_t[length + 1]);
-    wchar_t* const wide = heapRoom ? heapRoom.get() : stackRoom;
+    // Seven characters, which must not allocate, take fewer bytes than this in any encoding.
+    constexpr size_t STACK_SIZE = 7 * MB_LEN_MAX + 1;
+    wchar_t stackBuffer[STACK_SIZE];
+    std::unique_ptr<wchar_t[]> heapBuffer;
+    if (length >= STACK_SIZE)
+        heapBuffer.reset(new wchar_t[length + 1]);
+    wchar_t* const wide = heapBuffer ? heapBuffer.get() : stackBuffer;
     size_t converted = std::mbstowcs(wide, text, length);
-    // Kept: one bad sequence turns the whole text to question marks, so that nobody mistakes a
-    // damaged name for a good one.
+    // Kept: one invalid sequence replaces the whole text by question marks, so that a damaged name
+    // does not look like a valid one.
     if (converted == static_cast<size_t>(-1)) {
         std::wmemset(wide, L'?', length);
         converted = length;
     }
     auto const characters = static_cast<unsigned>(converted);
-    if (heapRoom && characters > capacity())
-        adopt(std::move(heapRoom), characters);
+    if (heapBuffer && characters > capacity())
+        adopt(std::move(heapBuffer), characters);
     else
         store(wide, characters);
 }
@@ -328,7 +327,7 @@ void string::storeNarrow(char const* text, unsigned count)
 string::operator char const*() const
 {
     std::unique_ptr<char[]> text;
-    if (ascii_text::isAscii(c_str(), length()) && ascii_text::isLocalesOwn()) {
+    if (ascii_text::isAscii(c_str(), length()) && ascii_text::localeExtendsAscii()) {
         text.reset(new char[size_t{length()} + 1]);
         ascii_text::narrow(c_str(), length(), text.get());
         text[length()] = '\0';
