@@ -4,7 +4,7 @@
 
 namespace dovrel {
 
-/** Deletes @p object; null is ignored. */
+/** Deletes @p object, which may be null. */
 template <class T> void checked_delete(T* object)
 {
     delete object;
@@ -13,10 +13,10 @@ template <class T> void checked_delete(T* object)
 template <class T, class Closer> class handles0;
 
 /**
- * Owner of a descriptor and of the way to close it. Copies share the descriptor; the last one to go
- * closes it.
+ * Owns a descriptor and the function that closes it. Copies share the descriptor; the destructor of
+ * the last copy closes it.
  *
- * The use count is a plain one: a handle and its copies belong to one thread.
+ * Threads: the use count is not atomic; a handle and its copies belong to one thread.
  */
 template <class T> class DOVREL_EXPORT handle {
 public:
@@ -35,7 +35,7 @@ public:
     }
 
 protected:
-    /** What is shared. */
+    /** The object that the copies share. */
     class DOVREL_EXPORT impl {
     public:
         impl() = default;
@@ -44,7 +44,7 @@ protected:
         virtual ~impl() = 0;
     };
 
-    /** Takes over both, which were made with `new`. */
+    /** Takes ownership of both objects, which `new` allocated. */
     handle(impl* shared, unsigned int* count) noexcept : m_impl(shared), m_count(count) { }
 
 private:
@@ -54,16 +54,16 @@ private:
 
 template <class T> handle<T>::impl::~impl() = default;
 
-/** The handle of a value and a function that closes it. */
+/** A handle that closes its value with a function. */
 template <class T, class Closer> class DOVREL_EXPORT handles0 : public handle<T> {
 public:
     /**
-     * Takes over @p value and calls @p closer with it once, whatever it is: a failed open's -1 is
-     * closed too, which does no harm.
+     * Takes ownership of @p value. @p closer is called with it exactly once, also if it is -1 from
+     * a failed open; that close(2) fails without effect.
      *
-     * @throws std::bad_alloc when @p value is closed.
+     * @throws std::bad_alloc after closing @p value.
      */
-    handles0(T value, Closer closer) : handles0(made(value, closer)) { }
+    handles0(T value, Closer closer) : handles0(allocate(value, closer)) { }
     handles0(handles0 const&) = default;
     handles0& operator=(handles0 const&) = delete;
     ~handles0() override = default;
@@ -80,13 +80,13 @@ private:
     };
 
     struct Parts {
-        impls0* shared;
+        impls0* object;
         unsigned int* count;
     };
 
-    explicit handles0(Parts parts) noexcept : handle<T>(parts.shared, parts.count) { }
+    explicit handles0(Parts parts) noexcept : handle<T>(parts.object, parts.count) { }
 
-    static Parts made(T value, Closer closer)
+    static Parts allocate(T value, Closer closer)
     {
         unsigned int* count = nullptr;
         try {
@@ -100,7 +100,7 @@ private:
     }
 };
 
-/** @return the owner of @p value. @throws std::bad_alloc when @p value is closed. */
+/** @return a handle that owns @p value. @throws std::bad_alloc after closing @p value. */
 template <class T, class Closer> handle<T> autohandle(T value, Closer closer)
 {
     return handles0<T, Closer>(value, closer);

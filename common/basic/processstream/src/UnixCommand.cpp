@@ -1,7 +1,7 @@
 #include "common/basic/processstream/src/UnixCommand.h"
 
 #include "common/basic/processstream/src/child_environment.h"
-#include "common/basic/processstream/src/exit_look.h"
+#include "common/basic/processstream/src/child_status.h"
 #include "common/basic/processstream/src/failure_text.h"
 #include "common/basic/retry.h"
 
@@ -22,13 +22,13 @@ namespace dovrel {
 namespace {
 
 constexpr pid_t NOT_STARTED = -1;
-// What stands in the place of a child's number once it is reaped: the number may be another's then.
+// Replace the process id after the child is reaped: the kernel may reuse the id.
 constexpr pid_t EXITED = 0;
 constexpr pid_t ENDED_BY_SIGNAL = -2;
 
-/** Moves a new descriptor away from the standard three, which a host may have closed: the child is
- * given its own there. */
-bool keepOffStandard(int& fd)
+/** Moves a new descriptor above 2. A host may have closed descriptors 0 to 2, and the child needs
+ * them for its own standard streams. */
+bool moveAboveStandard(int& fd)
 {
     if (fd > STDERR_FILENO)
         return true;
@@ -45,14 +45,15 @@ void makeNonBlocking(int fd)
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
 }
 
-/** Closes a descriptor, but lets its number go on standing for a copy of @p placeholder, so that no
- * file that another thread opens gets the number. */
+/** Closes @p fd and makes it a copy of @p placeholder, so that no other thread gets its number for
+ * a new file. */
 void closeKeepingNumber(int fd, int placeholder)
 {
     while (::dup3(placeholder, fd, O_CLOEXEC) == -1 && (errno == EINTR || errno == EBUSY)) { }
 }
 
-/** close(2) on Linux has closed the descriptor where a signal interrupts it. */
+/** @return whether the descriptor is closed. On Linux, close(2) closes it even if a signal
+ * interrupts the call. */
 bool closed(int fd)
 {
     return ::close(fd) == 0 || errno == EINTR;
@@ -99,11 +100,11 @@ UnixCommand::UnixCommand(std::string const& command) : m_command(command)
 {
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, m_statusFds) != 0)
         throw ProcessException(REASON_PIPE, __LINE__);
-    if (!keepOffStandard(m_statusFds[0]) || !keepOffStandard(m_statusFds[1]))
+    if (!moveAboveStandard(m_statusFds[0]) || !moveAboveStandard(m_statusFds[1]))
         abandon(REASON_PIPE, __LINE__);
     openTerminal();
-    if (::pipe2(m_errFds, O_CLOEXEC) != 0 || !keepOffStandard(m_errFds[0])
-        || !keepOffStandard(m_errFds[1]))
+    if (::pipe2(m_errFds, O_CLOEXEC) != 0 || !moveAboveStandard(m_errFds[0])
+        || !moveAboveStandard(m_errFds[1]))
         abandon(REASON_PIPE, __LINE__);
 
     pid_t const pid = ::fork();
@@ -119,7 +120,7 @@ UnixCommand::UnixCommand(std::string const& command) : m_command(command)
     makeNonBlocking(m_masterFd);
     m_stdInOutPipe.setDescriptor(m_masterFd);
     m_stdErrPipe.setDescriptor(m_errFds[0]);
-    awaitChildsWord();
+    waitForChildSetup();
 }
 
 UnixCommand::~UnixCommand()
@@ -131,7 +132,7 @@ UnixCommand::~UnixCommand()
 void UnixCommand::openTerminal()
 {
     m_masterFd = ::posix_openpt(O_RDWR | O_CLOEXEC);
-    if (m_masterFd == -1 || !keepOffStandard(m_masterFd))
+    if (m_masterFd == -1 || !moveAboveStandard(m_masterFd))
         abandon(REASON_PSEUDO_TERMINAL, __LINE__);
     if (::grantpt(m_masterFd) != 0)
         abandon(REASON_PSEUDO_TERMINAL, __LINE__);
@@ -143,25 +144,25 @@ void UnixCommand::openTerminal()
         abandon(REASON_PSEUDO_TERMINAL, __LINE__);
     }
     m_slaveFd = retryInterrupted([&] { return ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC); });
-    if (m_slaveFd == -1 || !keepOffStandard(m_slaveFd))
+    if (m_slaveFd == -1 || !moveAboveStandard(m_slaveFd))
         abandon(REASON_PSEUDO_TERMINAL, __LINE__);
 }
 
-// The child shuts the socket down when it is set up, or sends why it is not.
-void UnixCommand::awaitChildsWord()
+// The child shuts the socket down after its set-up, or sends a failure.
+void UnixCommand::waitForChildSetup()
 {
     using Clock = std::chrono::steady_clock;
     auto const deadline = Clock::now() + std::chrono::seconds(1);
-    pollfd word{m_statusFds[0], POLLIN, 0};
+    pollfd socket{m_statusFds[0], POLLIN, 0};
     int const ready = retryInterrupted([&] {
         auto const left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        return ::poll(&word, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
+        return ::poll(&socket, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
     });
     if (ready == -1)
         abandon(REASON_PIPE, __LINE__);
     if (ready == 0) {
-        // The child is not signalled: its number may be another process's by now, where the
-        // host reaps all children, and a child in uninterruptible sleep takes no signal.
+        // The child gets no signal: if the host reaps all children, another process may have its
+        // id by now, and a child in uninterruptible sleep would not receive the signal.
         errno = ETIMEDOUT;
         abandon(REASON_FORK, __LINE__);
     }
@@ -176,7 +177,7 @@ void UnixCommand::awaitChildsWord()
     }
 }
 
-// Allocates nothing: another thread may have held the heap's lock at the fork.
+// Allocates nothing: another thread may have held the lock of the heap at the fork.
 int UnixCommand::weAreChild()
 {
     if (!closed(m_masterFd))
@@ -187,7 +188,7 @@ int UnixCommand::weAreChild()
         return failInChild(REASON_PSEUDO_TERMINAL, __LINE__);
     if (!makeTermRaw(m_slaveFd))
         return failInChild(REASON_PSEUDO_TERMINAL, __LINE__);
-    // A host may have closed them long ago.
+    // The host may have closed its standard descriptors.
     if (!closed(STDIN_FILENO) && errno != EBADF)
         return failInChild(REASON_PIPE, __LINE__);
     if (!closed(STDOUT_FILENO) && errno != EBADF)
@@ -203,7 +204,7 @@ int UnixCommand::weAreChild()
     ChildEnvironment const environment;
     if (!environment.entries())
         return failInChild(REASON_FORK, __LINE__);
-    // Kept: the child's end stays open in the program that runs.
+    // Kept: the child's end of the socket pair stays open across the exec.
     ::fcntl(m_statusFds[1], F_SETFD, 0);
     ::shutdown(m_statusFds[1], SHUT_RDWR);
     return ::execle("/bin/sh", "sh", "-c", m_command.c_str(), static_cast<char*>(nullptr),
@@ -218,18 +219,18 @@ void UnixCommand::runOurChild(UnixCommand* command)
 int UnixCommand::raiseChildException(ProcessException const& exception)
 {
     std::string const text = exception.serialize();
-    return tellParent(text.data(), text.size());
+    return sendToParent(text.data(), text.size());
 }
 
 int UnixCommand::failInChild(reason_type reason, unsigned line)
 {
     FailureText const failure(reason, line, errno);
-    return tellParent(failure.text(), failure.length());
+    return sendToParent(failure.text(), failure.length());
 }
 
-int UnixCommand::tellParent(char const* text, size_t length)
+int UnixCommand::sendToParent(char const* text, size_t length)
 {
-    // Whether it arrives or not, this child is to end.
+    // The child exits even if the write fails.
     [[maybe_unused]] auto const sent =
         retryInterrupted([&] { return ::write(m_statusFds[1], text, length); });
     return 1;
@@ -237,32 +238,32 @@ int UnixCommand::tellParent(char const* text, size_t length)
 
 int UnixCommand::uncachedExitCode()
 {
-    return lookAtChild().status();
+    return checkChild().exitStatus();
 }
 
-// Throws nothing; is a cancellation point all the same.
-ExitLook UnixCommand::lookAtChild()
+// Throws nothing, but waitpid is a cancellation point.
+ChildStatus UnixCommand::checkChild()
 {
     if (m_pid == ENDED_BY_SIGNAL)
-        return {ExitLook::RUNNING, errno, __LINE__};
+        return {ChildStatus::RUNNING, errno, __LINE__};
     if (m_pid == EXITED)
-        return {ExitLook::LOST, ECHILD, __LINE__};
+        return {ChildStatus::LOST, ECHILD, __LINE__};
     int status = 0;
     pid_t const pid = retryInterrupted([&] { return ::waitpid(m_pid, &status, WNOHANG); });
     if (pid == 0)
-        return {ExitLook::RUNNING, errno, __LINE__};
+        return {ChildStatus::RUNNING, errno, __LINE__};
     if (pid == -1) {
-        if (errno == ECHILD) // A host that ignores SIGCHLD, or waits for all children.
+        if (errno == ECHILD) // The host ignores SIGCHLD or reaps all children.
             m_pid = EXITED;
-        return {ExitLook::LOST, errno, __LINE__};
+        return {ChildStatus::LOST, errno, __LINE__};
     }
     if (WIFEXITED(status)) {
         m_pid = EXITED;
-        return {ExitLook::EXITED, WEXITSTATUS(status), __LINE__};
+        return {ChildStatus::EXITED, WEXITSTATUS(status), __LINE__};
     }
-    // Kept: such a child counts as not exited, and those who wait for it use up their time.
+    // Kept: a child that a signal ended counts as not exited, and callers wait for their time-out.
     m_pid = ENDED_BY_SIGNAL;
-    return {ExitLook::RUNNING, errno, __LINE__};
+    return {ChildStatus::RUNNING, errno, __LINE__};
 }
 
 void UnixCommand::destroy()
@@ -273,7 +274,7 @@ void UnixCommand::destroy()
     checkClose(m_errFds[1]);
     checkClose(m_statusFds[0]);
     checkClose(m_statusFds[1]);
-    // The numbers may be somebody else's files from now on.
+    // Other files may get these descriptor numbers from now on.
     m_stdInOutPipe.setDescriptor(-1);
     m_stdErrPipe.setDescriptor(-1);
 }
@@ -285,7 +286,7 @@ void UnixCommand::checkClose(int& fd)
     fd = -1;
 }
 
-// The failure is that of the step which failed, whatever cleaning up does to errno.
+// Saves errno, which the clean-up may change.
 void UnixCommand::abandon(reason_type reason, unsigned line)
 {
     int const code = errno;
@@ -299,7 +300,7 @@ void UnixCommand::reap()
 {
     if (m_pid == NOT_STARTED)
         return;
-    pollExit(1000, 10); // A child that is not found to have ended runs on without a terminal.
+    waitForExit(1000, 10); // A child that is still running continues without a terminal.
 }
 
 }

@@ -10,25 +10,25 @@
 namespace dovrel {
 
 /**
- * Puts a terminal in raw mode, cfmakeraw(3): bytes pass as they are, without echo, and a read
- * returns what is there after at most a tenth of a second.
+ * Puts a terminal in raw mode, cfmakeraw(3): no translation and no echo. A read returns after at
+ * most a tenth of a second with the available bytes.
  *
- * @return whether it succeeded; `errno` tells why not.
+ * @return whether it succeeded; `errno` contains the reason if not.
  */
 DOVREL_EXPORT bool makeTermRaw(int fd);
 
-/** A descriptor as a pipe; does not own it. */
+/** A `Pipe` over a descriptor, which it does not own. */
 class DOVREL_EXPORT UnixPipe : public Pipe {
 public:
     ~UnixPipe() override;
 
     void setDescriptor(int fd) { m_fd = fd; }
 
-    /** read(2). The end of the data is also where a terminal's other side has gone (`EIO`). @throws
-     * ProcessException `REASON_PIPE` */
+    /** Calls read(2). `EIO`, which a terminal reports after its other side is closed, is the end of
+     * the data too. @throws ProcessException `REASON_PIPE` */
     int read(char* buf, unsigned len) override;
 
-    /** write(2). @throws ProcessException `REASON_PIPE`, also where there is no room */
+    /** Calls write(2). @throws ProcessException `REASON_PIPE`, also for a full pipe (`EAGAIN`) */
     int write(char const* buf, unsigned len) override;
 
 private:
@@ -36,41 +36,39 @@ private:
 };
 
 /**
- * A shell command that runs under a raw pseudo-terminal of its own, with its error output on a pipe
- * and with `LANG=C`; pty(7).
+ * A shell command that runs as a child process, with `LANG=C`. Its standard input and output are a
+ * private pseudo-terminal in raw mode, pty(7); its standard error is a pipe.
  *
- * Runs from the end of its constructor. The child's environment is the host's at the fork. Other
- * threads may change theirs meanwhile; a variable that is being changed may be missing in the
- * child.
+ * The child gets the host's environment at the fork. Other threads may change the environment
+ * meanwhile; the child may then lack the variable that is being changed.
  *
- * All descriptors are close-on-exec, so that other children of the host do not inherit them. None
- * has a number below 3, and their numbers stay taken until `destroy`.
+ * All descriptors are close-on-exec, so that other children of the host do not inherit them. They
+ * are above 2, and no other file gets their numbers before `destroy`.
  *
- * Errors: `ProcessException`. Threads: one object belongs to one thread at a time, and to none that
- * is cancelled, pthread_cancel(3), while it starts or ends.
+ * Errors: `ProcessException`. Threads: one object belongs to one thread at a time. That thread must
+ * not be cancelled, pthread_cancel(3), in the constructor or destructor.
  */
 class DOVREL_EXPORT UnixCommand : public Command {
 public:
     /**
-     * Starts `/bin/sh -c` @p command and returns once the child is about to become the shell. Takes
+     * Starts `/bin/sh -c` @p command. Returns when the child is about to execute the shell, after
      * at most about two seconds.
      *
-     * @throws ProcessException if the start fails: reason, `errno` and line of the step that
-     * failed, in the child too. All descriptors are closed by then. The child has up to a second to
-     * end.
+     * @throws ProcessException if the start fails, with the reason, `errno` and line of the step
+     * that failed in the parent or in the child. Before it throws, the constructor closes all
+     * descriptors and waits up to a second for the child to end.
      *
-     * A child that is not set up within a second, for example one that blocks in a
-     * pthread_atfork(3) handler, is a failure with `REASON_FORK` and `ETIMEDOUT`. Such a child is
-     * never signalled. If it still runs when the exception leaves, the host has to end it:
-     * once its handler returns, it finds its terminal closed and exits with status 1, and the host
-     * reaps it.
+     * If the child does not complete its set-up within a second, for example because it blocks in a
+     * pthread_atfork(3) handler, the constructor throws with `REASON_FORK` and `ETIMEDOUT`. It
+     * never signals that child. If the child is still running then, the host must reap it: when the
+     * handler returns, the child finds its terminal closed and exits with status 1.
      */
     explicit UnixCommand(std::string const& command);
     UnixCommand(UnixCommand const&) = delete;
     UnixCommand& operator=(UnixCommand const&) = delete;
 
-    /** Closes the terminal, waits up to about a second for the child to end, and reaps it. A child
-     * that runs on is not signalled; the host has to end and reap it. */
+    /** Closes the terminal, waits up to about a second for the child to end, and reaps it. If the
+     * child is still running then, it gets no signal; the host must end and reap it. */
     ~UnixCommand() override;
 
     int uncachedExitCode() override;
@@ -80,15 +78,15 @@ public:
     /** Closes all descriptors. Does not signal the child. */
     void destroy();
 
-    /** Closes @p fd unless it is -1, and makes it -1. */
+    /** Closes @p fd unless it is -1, and sets it to -1. */
     static void checkClose(int& fd);
 
-    /** In the child: sets it up, with `LANG=C` in the environment that the shell gets, and becomes
-     * the shell. @return the status to exit with if that fails. */
+    /** In the child: sets up its descriptors and terminal, and executes the shell with `LANG=C`.
+     * @return the status to exit with if that fails. */
     int weAreChild();
 
-    /** In the child: `weAreChild`, then _exit(2), which leaves the host's exit handlers and buffers
-     * alone. */
+    /** In the child: calls `weAreChild`, then _exit(2), which neither runs the host's exit handlers
+     * nor flushes its buffers. */
     [[noreturn]] static void runOurChild(UnixCommand* command);
 
     /** In the child: sends the failure to the parent. @return the status to exit with, 1. */
@@ -97,10 +95,10 @@ public:
 private:
     friend class ::Command;
 
-    [[gnu::visibility("hidden")]] ExitLook lookAtChild();
+    [[gnu::visibility("hidden")]] ChildStatus checkChild();
     void openTerminal();
-    void awaitChildsWord();
-    int tellParent(char const* text, size_t length);
+    void waitForChildSetup();
+    int sendToParent(char const* text, size_t length);
     int failInChild(reason_type reason, unsigned line);
     [[noreturn]] void abandon(reason_type reason, unsigned line);
     void reap();

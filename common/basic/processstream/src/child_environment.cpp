@@ -5,7 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-// What another thread has freed is read on purpose.
+// For functions that may read memory that another thread has freed.
 #define READS_FREED_MEMORY __attribute__((no_sanitize("address")))
 
 namespace dovrel {
@@ -14,10 +14,10 @@ namespace {
 
 constexpr uintptr_t PAGE = 4096;
 
-/** Whether memory is mapped, from the kernel; remembers the latest page. */
+/** Queries the kernel whether memory is mapped; mincore(2). Caches the last page. */
 class MappedMemory {
 public:
-    bool includes(void const* address) noexcept
+    bool contains(void const* address) noexcept
     {
         uintptr_t const page = reinterpret_cast<uintptr_t>(address) & ~(PAGE - 1);
         if (page == m_mappedPage)
@@ -31,15 +31,16 @@ public:
     }
 
 private:
-    uintptr_t m_mappedPage = 1; // No page begins there.
+    uintptr_t m_mappedPage = 1; // No page starts there.
 };
 
-/** The entries before the final null pointer or the end of the memory; none without an array. */
+/** @return the number of entries before the final null pointer or the end of mapped memory; 0 for a
+ * null array. */
 READS_FREED_MEMORY size_t countEntries(char** environment) noexcept
 {
     MappedMemory memory;
     size_t count = 0;
-    while (memory.includes(environment + count) && environment[count])
+    while (memory.contains(environment + count) && environment[count])
         ++count;
     return count;
 }
@@ -47,20 +48,20 @@ READS_FREED_MEMORY size_t countEntries(char** environment) noexcept
 READS_FREED_MEMORY bool setsLanguage(char const* entry, MappedMemory& memory) noexcept
 {
     for (char const* name = "LANG="; *name; ++name, ++entry)
-        if (!memory.includes(entry) || *entry != *name)
+        if (!memory.contains(entry) || *entry != *name)
             return false;
     return true;
 }
 
-/** Copies @p count entries; @p copy has room for two more. */
-READS_FREED_MEMORY void copyInEnglish(char** environment, size_t count, char** copy) noexcept
+/** Copies @p count entries and sets `LANG=C`. @p copy must have room for @p count + 2 pointers. */
+READS_FREED_MEMORY void copyWithLangC(char** environment, size_t count, char** copy) noexcept
 {
     static char language[] = "LANG=C";
     MappedMemory memory;
     bool isSet = false;
     for (size_t i = 0; i < count; ++i) {
         char* const entry = environment[i];
-        if (!memory.includes(entry))
+        if (!memory.contains(entry))
             continue;
         if (!setsLanguage(entry, memory)) {
             *copy++ = entry;
@@ -74,7 +75,8 @@ READS_FREED_MEMORY void copyInEnglish(char** environment, size_t count, char** c
     *copy = nullptr;
 }
 
-/** Pages for an array that may be too large for a thread's stack. @return null on failure. */
+/** Allocates pages for an array that may be too large for a thread's stack. @return null if that
+ * fails. */
 char** mapEntries(size_t count) noexcept
 {
     void* const pages = ::mmap(
@@ -84,15 +86,15 @@ char** mapEntries(size_t count) noexcept
 
 }
 
-// cppcheck-suppress uninitMemberVar ; the room is written before it is read
+// cppcheck-suppress uninitMemberVar ; the buffer is written before it is read
 ChildEnvironment::ChildEnvironment() noexcept
 {
     char** const environment = environ;
     size_t const count = countEntries(environment);
-    size_t const needed = count + 2; // LANG=C at the end and the final null pointer.
-    m_entries = needed <= ROOM ? m_room : mapEntries(needed);
+    size_t const needed = count + 2; // LANG=C and the final null pointer.
+    m_entries = needed <= CAPACITY ? m_buffer : mapEntries(needed);
     if (m_entries)
-        copyInEnglish(environment, count, m_entries);
+        copyWithLangC(environment, count, m_entries);
 }
 
 }

@@ -5,15 +5,16 @@
 namespace dovrel {
 
 /**
- * The environment that a child runs its command with: the host's, with `LANG=C`.
+ * The environment of a child's command: the host's environment with `LANG=C`.
  *
- * `LANG=C` takes the place of the first `LANG`, or comes last; further `LANG`s are left out.
+ * `LANG=C` replaces the first `LANG`, or is appended. Further `LANG` entries are omitted.
  *
- * Made in the child, between fork(2) and exec: allocates nothing, takes no lock, and leaves
- * `environ` alone. Another thread of the host may have been in the middle of setenv(3) or
- * clearenv(3) at the fork, so that `environ` has no end or strings that were freed. Only memory
- * that is mapped is read; a string in memory that is not is left out. A page without read
- * permission ends the child, and a string that runs off into unmapped memory fails its exec.
+ * The child constructs it between fork(2) and exec. The constructor allocates no heap memory, takes
+ * no lock and does not change `environ`. Another thread of the host may have been inside setenv(3)
+ * or clearenv(3) at the fork: `environ` may lack its final null pointer or point to freed strings.
+ * The constructor reads only mapped memory and omits strings that start in unmapped memory. A page
+ * without read permission ends the child. A string that continues into unmapped memory makes the
+ * exec fail.
  */
 class ChildEnvironment {
 public:
@@ -21,14 +22,14 @@ public:
     ChildEnvironment(ChildEnvironment const&) = delete;
     ChildEnvironment& operator=(ChildEnvironment const&) = delete;
 
-    /** For execve(2). Null where there is no memory for a large environment; `errno` is set then.
-     */
+    /** @return the array for execve(2); null, with `errno` set, if there is no memory for a large
+     * environment. */
     char** entries() const noexcept { return m_entries; }
 
 private:
-    static constexpr size_t ROOM = 512;
+    static constexpr size_t CAPACITY = 512;
 
-    char* m_room[ROOM];
+    char* m_buffer[CAPACITY];
     char** m_entries;
 };
 

@@ -4,8 +4,8 @@
 
 namespace dovrel {
 
-/** What a failed child tells its parent, put together without allocation: between fork and exec
- * nothing else is allowed, signal-safety(7). */
+/** The message that a failed child sends to its parent. It is composed without allocation, which is
+ * not allowed between fork and exec, signal-safety(7). */
 class FailureText {
 public:
     FailureText(reason_type reason, unsigned line, int code) noexcept;

@@ -1,17 +1,17 @@
 #include "common/basic/processstream/src/generic_pstream.h"
 
 #include "common/basic/processstream/src/UnixCommand.h"
-#include "common/basic/processstream/src/exit_look.h"
+#include "common/basic/processstream/src/child_status.h"
 #include "common/basic/processstream/src/process_exception.h"
+#include "common/platform/CancellationBlock.h"
 #include "common/platform/Thread.h"
 
 #include <algorithm>
 #include <limits>
 #include <locale>
-#include <pthread.h>
 #include <typeinfo>
 
-using dovrel::ExitLook;
+using dovrel::ChildStatus;
 using dovrel::ProcessException;
 using dovrel::UnixCommand;
 
@@ -25,37 +25,37 @@ Pipe::~Pipe() = default;
 
 Command::~Command() = default;
 
-// `uncachedExitCode` has only exceptions to report a running child with, and another virtual
-// function would move the slots of hosts. A class that a host derives is looked at through it.
-ExitLook Command::look()
+// `uncachedExitCode` can report a running child only with an exception, and a further virtual
+// function would change the binary interface. It is called only for a host's own class.
+ChildStatus Command::checkExit()
 {
     if (m_cached)
-        return {ExitLook::EXITED, m_cachedCode, 0};
-    ExitLook found{ExitLook::RUNNING, 0, 0};
+        return {ChildStatus::EXITED, m_cachedCode, 0};
+    ChildStatus found{ChildStatus::RUNNING, 0, 0};
     if (typeid(*this) == typeid(UnixCommand)) {
-        found = static_cast<UnixCommand*>(this)->lookAtChild();
+        found = static_cast<UnixCommand*>(this)->checkChild();
     } else {
         try {
-            found = {ExitLook::EXITED, uncachedExitCode(), 0};
+            found = {ChildStatus::EXITED, uncachedExitCode(), 0};
         } catch (ProcessException const& failure) {
             if (failure.reason() != dovrel::REASON_NOT_EXITED)
                 throw;
         }
     }
-    if (found.state == ExitLook::EXITED) {
+    if (found.state == ChildStatus::EXITED) {
         m_cachedCode = found.value;
         m_cached = true;
     }
     return found;
 }
 
-ExitLook Command::pollExit(unsigned totalMs, unsigned stepMs)
+ChildStatus Command::waitForExit(unsigned totalMs, unsigned stepMs)
 {
     unsigned const step = std::max(stepMs, 1U);
     unsigned budget = totalMs;
     for (;;) {
-        ExitLook const found = look();
-        if (found.state != ExitLook::RUNNING)
+        ChildStatus const found = checkExit();
+        if (found.state != ChildStatus::RUNNING)
             return found;
         dovrel::Thread::Sleep(step);
         budget -= std::min(budget, step);
@@ -66,10 +66,10 @@ ExitLook Command::pollExit(unsigned totalMs, unsigned stepMs)
 
 int Command::exitCode(unsigned totalMs, unsigned stepMs)
 {
-    ExitLook const last = pollExit(totalMs, stepMs);
-    if (last.state == ExitLook::RUNNING)
+    ChildStatus const last = waitForExit(totalMs, stepMs);
+    if (last.state == ChildStatus::RUNNING)
         throw ProcessException(dovrel::REASON_NOT_EXITED, __LINE__);
-    return last.status();
+    return last.exitStatus();
 }
 
 pipestreambuf::pipestreambuf(Command& command, Pipe& pipe, std::ios_base::openmode mode)
@@ -90,8 +90,8 @@ unsigned pipestreambuf::setTimeout(unsigned ms)
     return former;
 }
 
-// A refill stays one byte short of the buffer's end, so that it may always begin at the buffer's
-// beginning and nothing is ever moved there to be put back.
+// A refill always starts at the beginning of the buffer and leaves its last byte unused. No bytes
+// need to be moved for the put-back area.
 pipestreambuf::int_type pipestreambuf::timed_underflow(size_t ms)
 {
     if (gptr() < egptr() && *gptr() != '\n')
@@ -117,15 +117,15 @@ bool pipestreambuf::wait(unsigned& remainingMs)
         return false;
     bool isRunning = false;
     try {
-        isRunning = m_command.look().state == ExitLook::RUNNING;
+        isRunning = m_command.checkExit().state == ChildStatus::RUNNING;
     } catch (ProcessException const&) {
-        // A host's own command has lost its child.
+        // A host's own class reports that the child no longer exists.
     }
     if (!isRunning) {
         remainingMs = 0;
         return true;
     }
-    // Kept: a round of 10 ms sleeps twice as long.
+    // Kept: a round subtracts 10 ms but sleeps 20 ms.
     dovrel::Thread::Sleep(ROUND_MS);
     dovrel::Thread::Sleep(ROUND_MS);
     remainingMs -= ROUND_MS;
@@ -157,19 +157,16 @@ pipestreambuf::pos_type pipestreambuf::seekoff(
     return pos_type(off_type(0));
 }
 
-// A stream that flushes after each operation does so in a destructor, which ends the process where
-// an exception leaves it: a failure is a result here, and a cancelled thread goes on to the end.
+// A stream with `unitbuf` calls this from a destructor. An exception, or the unwinding of a
+// cancelled thread, would end the process there.
 int pipestreambuf::sync()
 {
-    int cancellation = 0;
-    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancellation);
-    bool isFlushed = false;
+    dovrel::CancellationBlock const block;
     try {
-        isFlushed = flushInput();
+        return flushInput() ? 0 : -1;
     } catch (...) {
+        return -1;
     }
-    ::pthread_setcancelstate(cancellation, nullptr);
-    return isFlushed ? 0 : -1;
 }
 
 pipestreambuf::int_type pipestreambuf::underflow()
@@ -181,9 +178,9 @@ pipestreambuf::int_type pipestreambuf::overflow(int_type c)
 {
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::eof();
-    // The buffer has one byte more than the put area, for the character that did not fit. Where it
-    // cannot be sent it is given back: nothing may be pending beyond the area.
-    auto const giveBack = [this] {
+    // The buffer has one byte more than the put area, for the character that did not fit. If it
+    // cannot be sent, it is removed again: the pending output must not exceed the put area.
+    auto const removeExcess = [this] {
         if (pptr() > epptr())
             pbump(-1);
     };
@@ -193,11 +190,11 @@ pipestreambuf::int_type pipestreambuf::overflow(int_type c)
     try {
         sent = flushInput();
     } catch (...) {
-        giveBack();
+        removeExcess();
         throw;
     }
     if (!sent)
-        giveBack();
+        removeExcess();
     return sent ? c : traits_type::eof();
 }
 
@@ -205,7 +202,7 @@ namespace dovrel {
 
 pstream::pstream(pipestreambuf* buffer) : std::iostream(nullptr)
 {
-    imbue(std::locale::classic()); // Before there is a buffer, as it would be told.
+    imbue(std::locale::classic()); // Before rdbuf: imbue calls pubimbue of a buffer.
     rdbuf(buffer);
     setf(std::ios_base::unitbuf);
 }

@@ -13,37 +13,37 @@
 
 namespace dovrel {
 
-struct ExitLook;
+struct ChildStatus;
 class UnixCommand;
 
 }
 
 class pipestreambuf;
 
-/** One direction of talk with a child, or both. */
+/** A connection to a child, in one direction or both. */
 class DOVREL_EXPORT Pipe {
 public:
     virtual ~Pipe();
 
-    /** @return the bytes read, 0 where nothing is there yet, -1 at the end of the data. */
+    /** @return the number of bytes read; 0 if none are available yet, -1 at the end of the data. */
     virtual int read(char* buf, unsigned len) = 0;
 
-    /** @return the bytes written. */
+    /** @return the number of bytes written. */
     virtual int write(char const* buf, unsigned len) = 0;
 };
 
-/** A child process. All failures are `dovrel::ProcessException`s. */
+/** A child process. Reports every failure with a `dovrel::ProcessException`. */
 class DOVREL_EXPORT Command {
 public:
     Command(Command const&) = delete;
     Command& operator=(Command const&) = delete;
 
     /**
-     * Looks once, without waiting.
+     * Checks the child once, without waiting; waitpid(2).
      *
      * @return the exit status, 0 to 255.
-     * @throws dovrel::ProcessException `REASON_NOT_EXITED` while it runs and for ever where a
-     * signal has ended it, `REASON_EXIT_STATUS` where there is no such child any more.
+     * @throws dovrel::ProcessException `REASON_NOT_EXITED` if the child is still running, and
+     * always if a signal has ended it; `REASON_EXIT_STATUS` if the child no longer exists.
      */
     virtual int uncachedExitCode() = 0;
 
@@ -53,15 +53,16 @@ public:
     virtual Pipe& stdErr() = 0;
 
     /**
-     * The exit status, remembered from the first look that found one.
+     * Waits for the child to exit.
      *
-     * Looks, and sleeps @p stepMs (0 counts as 1) after each look that found the child running.
-     * Ends when no more than a step is left of @p totalMs: `exitCode(10, 10)` looks once and sleeps
-     * once. Calls `uncachedExitCode` for each look; of a `dovrel::UnixCommand` itself it reads the
-     * same state without an exception, so that only the result needs memory.
+     * Calls `uncachedExitCode`, and sleeps @p stepMs (0 counts as 1) after each call that finds the
+     * child running. Stops when at most one step of @p totalMs is left: `exitCode(10, 10)` checks
+     * once and sleeps once. For an object whose class is `dovrel::UnixCommand`, it checks the child
+     * without an exception, so that only throwing the final one needs memory.
      *
-     * @throws dovrel::ProcessException `REASON_NOT_EXITED` if the time is used up, else the
-     * exception of the look.
+     * @return the exit status, 0 to 255. Later calls return the same value without a check.
+     * @throws dovrel::ProcessException `REASON_NOT_EXITED` after the time-out, else the exception
+     * of `uncachedExitCode`.
      */
     int exitCode(unsigned totalMs, unsigned stepMs);
 
@@ -72,68 +73,72 @@ private:
     friend class dovrel::UnixCommand;
     friend class pipestreambuf;
 
-    [[gnu::visibility("hidden")]] dovrel::ExitLook look();
-    [[gnu::visibility("hidden")]] dovrel::ExitLook pollExit(unsigned totalMs, unsigned stepMs);
+    [[gnu::visibility("hidden")]] dovrel::ChildStatus checkExit();
+    [[gnu::visibility("hidden")]] dovrel::ChildStatus waitForExit(
+        unsigned totalMs, unsigned stepMs);
 
     bool m_cached = false;
     int m_cachedCode = 0;
 };
 
 /**
- * The stream buffer over one pipe of a child; it never waits longer than its time-out for data.
+ * The stream buffer over one pipe of a child, with a time-out for reads.
  *
- * The time-out is counted in rounds of 10 ms that each take about 20: an empty round looks for the
- * child's exit, which sleeps 10 ms, and sleeps 10 ms more. The data ends where the pipe says so,
- * where the time is used up, or at the first empty read after the child's exit.
+ * A wait takes about twice its nominal time-out: each round subtracts 10 ms but sleeps 20 ms, 10 of
+ * them in the check for the child's exit. The data ends when the pipe reports its end, when the
+ * time-out passes, or at the first empty read after the child's exit.
  *
- * Failures to read and to write leave as `dovrel::ProcessException`, which a stream turns into its
- * bad state; from `sync` they leave as -1, with the same effect.
+ * Read and write failures throw `dovrel::ProcessException`, which a stream turns into `badbit`.
+ * `sync` returns -1 instead, with the same effect.
  */
 class DOVREL_EXPORT pipestreambuf : public std::streambuf, dovrel::nonassignable_::nonassignable {
 public:
     static constexpr unsigned BUFFER_SIZE = 256;
 
-    /** Both must outlive the buffer. */
+    /** @p command and @p pipe must outlive the buffer. */
     pipestreambuf(Command& command, Pipe& pipe, std::ios_base::openmode mode);
     pipestreambuf(pipestreambuf const&) = delete;
     pipestreambuf& operator=(pipestreambuf const&) = delete;
     ~pipestreambuf() override;
 
-    /** @return the former time-out in milliseconds; a new buffer has 100. */
+    /** @return the former time-out in milliseconds; the initial one is 100. */
     unsigned setTimeout(unsigned ms);
 
     /**
-     * The waiting character, or the first of the next piece of at most 255 bytes.
+     * @return the next character, without taking it; end-of-file if there is none within @p ms.
+     * Reads at most 255 bytes when the buffer is empty.
      *
-     * Kept: a waiting newline counts as none, and what waits behind it is lost, so that a caller
-     * who stops at a line's end waits for the next data.
+     * Kept: if the next buffered character is a newline, the call reads new data, which overwrites
+     * the newline and all that follows it. A caller that stops at the end of a line thus waits for
+     * new data.
      */
     int_type timed_underflow(size_t ms);
 
     /**
-     * One empty round of waiting.
+     * Waits one round after an empty read.
      *
-     * @param remainingMs the budget, 10 less afterwards; 0 where the child has ended.
-     * @return whether another read is worth while.
+     * @param remainingMs the remaining time-out; reduced by 10, or set to 0 if the child has ended.
+     * @return whether the caller should read again.
      */
     bool wait(unsigned& remainingMs);
 
     /**
-     * Writes what was put, within one time-out in all.
+     * Writes the pending output. One time-out limits the whole call.
      *
-     * Kept: a partial write takes its count off the end of what is pending.
+     * Kept: after a partial write the bytes written are removed from the end of the pending output,
+     * not from its beginning.
      *
-     * @return whether nothing is pending any more.
+     * @return whether all output is written.
      */
     bool flushInput();
 
-    /** Moves back within what was read: only for @p dir `cur` and no further than that. @return 0,
-     * or -1 where it did not move. */
+    /** Moves the read position back within the buffered input; supports only @p dir `cur`. @return
+     * 0, or -1 for any other move. */
     pos_type seekoff(off_type off, std::ios_base::seekdir dir,
         std::ios_base::openmode which = std::ios_base::in | std::ios_base::out) override;
 
-    /** `flushInput` that throws nothing. Not a cancellation point. @return 0 if nothing is pending
-     * any more, else -1. */
+    /** Calls `flushInput`. Throws nothing and is not a cancellation point. @return 0 if all output
+     * is written, else -1. */
     int sync() override;
     int_type underflow() override;
     int_type overflow(int_type c = traits_type::eof()) override;
@@ -151,17 +156,16 @@ private:
 namespace dovrel {
 
 /**
- * The stream over a child's terminal. Numbers have the classic locale's digits.
+ * The stream over a child's terminal. Reads and writes numbers with the classic locale.
  *
- * Flushes after each output operation (`std::unitbuf`), so that the child gets the output at once;
- * while an exception unwinds the stack the C++ library does not flush.
- * A failed flush sets `badbit`. A host that has the stream throw for it, `exceptions(badbit)`,
- * first clears `unitbuf` and flushes by itself: the C++ library ends the process (std::terminate)
- * if a flush after an operation throws.
+ * Flushes after each output operation (`std::unitbuf`), so that the child gets the output at once.
+ * The C++ library does not flush while an exception unwinds the stack. A failed flush sets
+ * `badbit`. Before a host calls `exceptions(badbit)`, it must clear `unitbuf` and from then on call
+ * `flush` itself: if the flush after an operation throws, the C++ library calls std::terminate.
  */
 class DOVREL_EXPORT pstream : public std::iostream {
 public:
-    /** @param buffer may still be under construction; is not touched here. */
+    /** @param buffer may be unconstructed yet; the constructor does not access it. */
     explicit pstream(pipestreambuf* buffer);
     ~pstream() override;
 };
@@ -169,14 +173,14 @@ public:
 }
 
 /**
- * A child with its streams: reads and writes its standard input and output as a stream, and has its
- * error output beside it.
+ * A child and its streams: this stream reads its standard output and writes its standard input;
+ * `err` reads its standard error.
  *
- * @tparam Child constructed from a command line, `dovrel::UnixCommand`.
+ * @tparam Child a `Command` that is constructed from a command line: `dovrel::UnixCommand`.
  */
 template <class Child, class Reserved = void> class pstream_wrapper : public dovrel::pstream {
 public:
-    /** @throws dovrel::ProcessException where the child cannot be started. */
+    /** @throws dovrel::ProcessException if the child cannot be started. */
     explicit pstream_wrapper(std::string const& command)
         : dovrel::pstream(&m_outBuf), m_command(command),
           m_outBuf(m_command, m_command.stdInOut(), std::ios_base::openmode()),

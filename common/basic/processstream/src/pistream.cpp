@@ -8,7 +8,7 @@ template <class Char, class Traits> basic_pbuf<Char, Traits>::basic_pbuf(std::st
     : m_command(command)
 {
     std::memset(m_buffer, 0, sizeof m_buffer);
-    // "e": no other child that the host starts meanwhile is to hold the pipe open.
+    // "e" is close-on-exec: another child that the host starts must not keep the pipe open.
     m_stream = ::popen(m_command.c_str(), "re");
 }
 
@@ -23,7 +23,7 @@ typename basic_pbuf<Char, Traits>::int_type basic_pbuf<Char, Traits>::underflow(
 {
     if (!m_stream)
         return Traits::eof();
-    // Nobody else has this stream, so nothing needs its lock.
+    // No other thread uses this stream, so it needs no lock.
     auto const refill = [this] {
         return ::fread_unlocked(m_buffer, sizeof(Char), sizeof m_buffer / sizeof(Char), m_stream);
     };

@@ -8,22 +8,22 @@
 #include <string>
 
 /**
- * The stream buffer over a shell command's standard output; popen(3).
+ * The stream buffer that reads a shell command's standard output; popen(3).
  *
- * Kept: the first byte of each refill of 128 is returned sign-extended, so that a byte 0xFF there
- * ends the stream.
+ * Kept: the buffer holds 128 bytes, and the first byte of each refill is returned sign-extended. A
+ * byte 0xFF there ends the stream.
  */
 template <class Char, class Traits = std::char_traits<Char>> class DOVREL_EXPORT basic_pbuf
     : public std::basic_streambuf<Char, Traits> {
 public:
     using int_type = typename Traits::int_type;
 
-    /** Starts @p command. Where that fails the stream is empty. */
+    /** Starts @p command. The stream is empty if that fails. */
     explicit basic_pbuf(std::string const& command);
     basic_pbuf(basic_pbuf const&) = delete;
     basic_pbuf& operator=(basic_pbuf const&) = delete;
 
-    /** Waits for the command's end. */
+    /** Waits until the command ends. */
     ~basic_pbuf() override;
 
 protected:
@@ -36,8 +36,9 @@ private:
 };
 
 /**
- * What a shell command writes to its standard output, as a stream without a time-out. Its exit
- * status is not looked at. Numbers have the classic locale's digits.
+ * Input stream that reads a shell command's standard output. A read blocks until the command writes
+ * or ends; there is no time-out. The stream ignores the command's exit status and reads numbers
+ * with the classic locale.
  */
 template <class Char, class Traits = std::char_traits<Char>> class DOVREL_EXPORT basic_pistream
     : public std::basic_istream<Char, Traits> {

@@ -6,17 +6,17 @@
 
 namespace dovrel {
 
-/** The result of one look at a child. A look at a child that runs allocates and throws nothing, so
- * that waiting for the end of a child works without memory. */
-struct ExitLook {
+/** The result of one waitpid(2) for a child. While the child runs, making one neither allocates nor
+ * throws, so that waiting for a child's end works without memory. */
+struct ChildStatus {
     enum State { EXITED, RUNNING, LOST };
 
     State state;
     int value; ///< The exit status if the child has exited, else `errno`.
-    unsigned line; ///< The source line of the result, for the exception.
+    unsigned line; ///< The source line for the exception.
 
-    /** @return the exit status. @throws ProcessException if there is none. */
-    int status() const
+    /** @return the exit status. @throws ProcessException if the child has not exited normally. */
+    int exitStatus() const
     {
         if (state == EXITED)
             return value;
