@@ -2,8 +2,7 @@
 
 namespace dovrel {
 
-// noipa: without it the optimiser would follow the constant through the call and drop the test
-// again.
+// noipa: otherwise the optimiser would propagate the assumption into the call and remove the test.
 [[gnu::noipa]] bool isNullObject(void const* object) noexcept
 {
     return object == nullptr;

@@ -5,19 +5,19 @@
 namespace dovrel {
 
 /**
- * An object that makes deep copies of itself and disposes of itself.
+ * Base of classes that copy and free their own objects.
  *
- * Both are virtual so that memory is always taken and returned by the library that holds the code
- * of the class, whichever allocator the host uses. A `value_ptr` is the usual owner. The slot order
+ * Both functions are virtual, so that the library that contains the class allocates and frees the
+ * memory, whichever allocator the host uses. A `value_ptr` is the usual owner. The slot order
  * (destructor, `clone`, `destroy`) is part of the binary interface.
  *
- * @tparam T the interface that `clone()` returns, normally the class that derives from this.
+ * @tparam T the type that `clone()` returns, normally the derived class.
  */
 template <class T> class DOVREL_EXPORT Cloneable {
 public:
     virtual ~Cloneable() = default;
 
-    /** @return a new deep copy, of the same concrete class, that the caller owns. */
+    /** @return a deep copy of the same dynamic type, which the caller owns. */
     virtual T* clone() const = 0;
 
     /** Frees the object. The pointer must not be used afterwards. */
@@ -30,16 +30,14 @@ protected:
 };
 
 /**
- * Tells whether an address is null, in a way that the compiler cannot answer beforehand.
+ * @return whether @p object is null. The optimiser cannot remove the call.
  *
- * Inside a member function a compiler takes `this` for non-null and drops a direct test.
- * `destroy()` of this library's classes must do nothing when it is called without an object, so the
- * test is made out of line.
+ * `destroy()` of this library's classes does nothing if it is called on a null pointer. In a member
+ * function, the compiler assumes that `this` is not null and would remove a direct test.
  */
 DOVREL_EXPORT bool isNullObject(void const* object) noexcept;
 
-/** Deletes @p object through its virtual destructor; does nothing where it is null. For use in
- * `destroy()`. */
+/** Deletes @p object unless it is null, even if it is `this`. For use in `destroy()`. */
 template <class T> void deleteUnlessNull(T* object)
 {
     if (!isNullObject(object))

@@ -12,70 +12,75 @@
 namespace dovrel {
 
 /**
- * An INI file, read once and as a whole by its constructor and never written.
+ * Reads an INI file. The constructor reads the whole file; nothing is ever written.
  *
- * A line is a heading `[section]`, whose "]" may be missing, or `key = value`; anything else is
- * ignored. A ";" begins a comment wherever it stands, within quotes too. One pair of quotes around
- * a value is taken off. The first assignment of a key in a section wins. Sections and keys are
- * looked up without regard to case, towlower(3); texts are in the locale's encoding. The file's
- * names are folded at construction, a look-up's when it is called, those of ASCII alone as at
- * construction. A host that changes `LC_CTYPE` in between may not find a name that is not ASCII;
- * nor one that is, where the file was read in a locale that lowers an ASCII letter to another
- * character (tr_TR.UTF-8: "I").
+ * A line is a heading `[section]`, whose "]" may be missing, or `key = value`; other lines are
+ * ignored. A ";" starts a comment anywhere in a line, even within quotes. One pair of quotes around
+ * a value is removed. The first assignment of a key in a section wins. Text is in the locale's
+ * encoding.
  *
- * Errors: a file that cannot be read gives an empty reader; see `savedError` and `errorText`. No
- * look-up fails. Threads: after construction any number may look up at once; not for a thread that
- * is cancelled, pthread_cancel(3), during construction.
+ * Look-ups ignore case, towlower(3). The constructor folds the names of the file; a look-up folds
+ * its arguments. If the host changes `LC_CTYPE` in between, a look-up of a non-ASCII name may find
+ * nothing. An ASCII name is still found, unless the constructor ran in a locale that maps an ASCII
+ * letter to another character (tr_TR.UTF-8: "I").
+ *
+ * Errors: if the file cannot be read, there are no entries; see `savedError` and `errorText`.
+ * Look-ups never fail. Time: if another process has a lease on the file, fcntl(2), the constructor
+ * waits up to 60 seconds. Threads: after construction, any number of threads may look up at once.
+ * The constructing thread must not be cancelled, pthread_cancel(3), in the constructor.
  */
 class DOVREL_EXPORT IniFile {
 public:
-    /** Files of more bytes are not read. */
+    /** The maximum size in bytes. A larger file is an error (`EFBIG`). */
     static constexpr size_t LARGEST_FILE = size_t{64} << 20;
 
     /**
      * @param mustExist whether a missing file is an error.
-     * @param mayBeMissing whether a missing file is none; counts only where @p mustExist is false.
+     * @param mayBeMissing if false, a missing file is an error too.
      * @param third has no effect.
      * @throws std::bad_alloc
      */
     IniFile(string const& path, bool mustExist, bool mayBeMissing, bool third);
 
-    /** Copies the entries, but not the error. */
+    /** Copies everything but the error. */
     IniFile(IniFile const& other);
     IniFile& operator=(IniFile const&) = delete;
     ~IniFile();
 
-    /** @return whether the section has an entry. */
+    /** @return whether the section exists and has entries. */
     bool SectionExists(string const& section) const;
 
-    /** @return whether the key is there; @p out is left alone where it is not. */
+    /** @return whether the key exists. Leaves @p out unchanged if not. */
     bool lookupString(string const& section, string const& key, string& out) const;
 
+    /** @return the value; @p fallback if the key does not exist. */
     string ReadString(string const& section, string const& key, string const& fallback) const;
 
-    /** The value as `literal_cast` reads it: decimal, what follows the number ignored. */
+    /** @return the value as a decimal number, see `literal_cast`; @p fallback if the key does not
+     * exist or the value is not a number. */
     long ReadInt(string const& section, string const& key, long const& fallback) const;
 
-    /** @return true for "true", in any case, and "1"; false for any other value. */
+    /** @return true if the value is "true", ignoring case, or "1"; false for any other value;
+     * @p fallback if the key does not exist. */
     bool ReadBool(string const& section, string const& key, bool const& fallback) const;
 
-    /** The sections that have entries, as they are written: one that is written in two ways is
-     * there twice. */
+    /** @return the names of the sections that have entries, as written in the file. A section that
+     * is written in two ways appears twice. */
     std::set<string> ReadSectionNames() const;
 
-    /** @return `key=value` for each of the section's entries, in the order of the keys. */
+    /** @return `key=value` for each entry of the section, ordered by key. */
     std::vector<string> ReadSectionValues(string const& section) const;
 
-    /** Writes the entries for people: those of section @p name, or all where it is "*". */
+    /** Writes the entries of section @p name for diagnosis; those of all sections if it is "*". */
     void Dump(std::ostream& os, string const& name) const;
 
     /** @return the number of entries. */
     size_t size() const;
 
-    /** @return the `errno` of the first failure while reading, 0 for none. */
+    /** @return the `errno` value of the first failure, 0 for none. */
     int savedError() const { return m_savedError; }
 
-    /** @return what went wrong, empty where nothing did. */
+    /** @return the message of the failure; empty if there was none. */
     string errorText() const { return m_errorText; }
 
 private:

@@ -8,13 +8,13 @@
 namespace dovrel {
 
 /**
- * The one exception of addresses and name resolution. Its code is what the failing call reported: a
- * value of getaddrinfo(3), an errno(3), or -1. There is no text per code on purpose: the message
- * names the number.
+ * The exception of addresses and name resolution. Its code comes from the call that failed: a
+ * result of getaddrinfo(3), an errno(3) value, or -1. The message contains the code only as a
+ * number.
  */
 class DOVREL_EXPORT NetworkError : public std::exception {
 public:
-    /** No error: code 0 and no message. */
+    /** Sets code 0, no error, and an empty message. */
     NetworkError() noexcept;
     explicit NetworkError(int code);
     NetworkError(NetworkError const&) = default;
@@ -23,17 +23,17 @@ public:
 
     NetworkError& operator=(int code);
 
-    /** @return `Network Error: code = -2`. */
+    /** @return for example `Network Error: code = -2`. */
     char const* what() const noexcept override;
 
-    /** Composes the message anew. */
+    /** Composes the message again. */
     virtual void makeString();
 
     virtual std::string const& toString() const;
 
     int code() const noexcept { return m_code; }
 
-    /** Whether there is an error. Not explicit: hosts return and pass it as a `bool`. */
+    /** @return whether the code is not 0. Not explicit: hosts return and pass it as a `bool`. */
     operator bool() const noexcept { return m_code != 0; }
     bool operator!() const noexcept { return m_code == 0; }
 

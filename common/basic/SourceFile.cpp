@@ -20,10 +20,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/** More than the time that the kernel gives the holder of a lease, 45 s by default. */
-constexpr auto LONGEST_LEASE = std::chrono::seconds(60);
+/** Longer than the kernel waits for the holder of a lease, by default 45 s. */
+constexpr auto LEASE_TIMEOUT = std::chrono::seconds(60);
 
-/** @return false with `errno` set where the path leads to no regular file. */
+/** @return false, with `errno` set, if the path does not lead to a regular file. */
 bool isRegular(char const* path)
 {
     struct stat status;
@@ -34,27 +34,27 @@ bool isRegular(char const* path)
     return S_ISREG(status.st_mode);
 }
 
-int openAtOnce(char const* path)
+int openWithoutBlocking(char const* path)
 {
     return retryInterrupted(
         [path] { return ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); });
 }
 
 /**
- * Opens a file for reading, past the lease of another process, a file server perhaps; fcntl(2).
+ * Opens a file for reading. Waits if another process, such as a file server, has a lease on it;
+ * fcntl(2).
  *
- * The first open makes the kernel ask the holder for the lease, and take it after some time. An
- * open that waits for that could wait for ever: for the writer of a FIFO that took the file's
- * place.
+ * The first open makes the kernel break the lease, which takes some time. An open that blocks
+ * meanwhile could block for ever, if a FIFO without a writer replaced the file.
  */
-int openPastLease(char const* path)
+int openBreakingLease(char const* path)
 {
-    auto const end = Clock::now() + LONGEST_LEASE;
-    int descriptor = openAtOnce(path);
+    auto const end = Clock::now() + LEASE_TIMEOUT;
+    int descriptor = openWithoutBlocking(path);
     while (descriptor < 0 && errno == EWOULDBLOCK && isRegular(path) && Clock::now() < end) {
         constexpr int ROUND_MS = 10;
         ::poll(nullptr, 0, ROUND_MS);
-        descriptor = openAtOnce(path);
+        descriptor = openWithoutBlocking(path);
     }
     return descriptor;
 }
@@ -65,25 +65,25 @@ bool isRegular(int descriptor)
     return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/** Opens a regular file and no other: opening a device may have effects, a tape rewinds or a
- * watchdog starts. */
+/** Opens only a regular file. Opening a device may have side effects: a tape rewinds, a watchdog
+ * starts. */
 int openRegular(char const* path)
 {
-    // Opens nothing, but keeps hold of the file that the path leads to at this moment.
-    int const found = retryInterrupted([path] { return ::open(path, O_PATH | O_CLOEXEC); });
-    if (found < 0)
+    // O_PATH refers to the file without opening it.
+    int const reference = retryInterrupted([path] { return ::open(path, O_PATH | O_CLOEXEC); });
+    if (reference < 0)
         return -1;
     int descriptor = -1;
     errno = EINVAL;
-    if (isRegular(found)) {
+    if (isRegular(reference)) {
         char name[32];
-        std::snprintf(name, sizeof name, "/proc/self/fd/%d", found);
-        descriptor = openPastLease(name);
-        if (descriptor < 0 && errno == ENOENT) // There is no /proc.
-            descriptor = openPastLease(path);
+        std::snprintf(name, sizeof name, "/proc/self/fd/%d", reference);
+        descriptor = openBreakingLease(name);
+        if (descriptor < 0 && errno == ENOENT) // /proc is not mounted.
+            descriptor = openBreakingLease(path);
     }
     int const error = errno;
-    ::close(found);
+    ::close(reference);
     errno = error;
     return descriptor;
 }
@@ -92,9 +92,9 @@ int openRegular(char const* path)
 
 // cppcheck-suppress uninitMemberVar ; the buffer is written before it is read
 SourceFileBuffer::SourceFileBuffer(char const* path, SourceKind kind)
-    : m_descriptor(kind == SourceKind::regular ? openRegular(path) : openPastLease(path))
+    : m_descriptor(kind == SourceKind::regular ? openRegular(path) : openBreakingLease(path))
 {
-    // Without /proc the path may lead to another file since it was looked at.
+    // Without /proc, another file may have replaced the checked one.
     if (m_descriptor >= 0 && kind == SourceKind::regular && !isRegular(m_descriptor)) {
         ::close(std::exchange(m_descriptor, -1));
         errno = EINVAL;
@@ -124,7 +124,7 @@ SourceFileBuffer::int_type SourceFileBuffer::underflow()
     return traits_type::to_int_type(m_buffer[0]);
 }
 
-// Large pieces go straight to the reader, without a copy through the buffer.
+// Reads large blocks directly into @p out, without a copy through the buffer.
 std::streamsize SourceFileBuffer::xsgetn(char* out, std::streamsize count)
 {
     std::streamsize const buffered = std::min<std::streamsize>(count, egptr() - gptr());

@@ -6,12 +6,11 @@
 
 namespace dovrel {
 
-/** The files that are opened: any, or regular ones alone, through links too. Where /proc is not
- * mounted, a file that takes the place of a regular one at that very moment is opened and closed
- * unread. */
+/** The files that may be opened: any, or only regular files, also through links. Without /proc, a
+ * device that replaces a regular file during the call may be opened; it is closed unread. */
 enum class SourceKind { any, regular };
 
-/** Reads a file's bytes as they are; a read that fails ends the text. */
+/** Stream buffer that reads a file without conversion. A failed read ends the data. */
 class SourceFileBuffer : public std::streambuf {
 public:
     SourceFileBuffer(char const* path, SourceKind kind);
@@ -35,22 +34,26 @@ private:
 };
 
 /**
- * One of the kernel's text files, or another that is small, opened for reading.
+ * Input stream that reads a small file, for example one under /proc. The stream is false if the
+ * file cannot be opened; `errno` contains the reason.
  *
- * Unlike std::ifstream its descriptor is close-on-exec from birth, so that a child which another
- * thread of the host starts meanwhile does not inherit it; a terminal under that name does not
- * become the host's; a FIFO that nobody writes to does not hold the caller; a read that a signal
- * interrupts goes on; and numbers are read with the classic locale. Where another process has a
- * lease on a regular file (fcntl(2)), the constructor waits until the holder gives it up or the
- * kernel takes it, which is after the seconds in /proc/sys/fs/lease-break-time, 45 by default, and
- * gives up after 60. False where the file cannot be
- * opened; `errno` contains the reason.
+ * Differences from std::ifstream:
+ * - The descriptor is close-on-exec (`O_CLOEXEC`): children that other threads start meanwhile do
+ *   not inherit it.
+ * - A terminal does not become the controlling terminal of the host (`O_NOCTTY`).
+ * - A FIFO without a writer does not block (`O_NONBLOCK`).
+ * - A read that a signal interrupts is repeated.
+ * - Numbers are read with the classic locale.
+ *
+ * If another process has a lease on the file (fcntl(2)), the constructor waits until the holder
+ * gives it up or the kernel breaks it, by default after 45 seconds
+ * (/proc/sys/fs/lease-break-time). It fails after 60 seconds.
  */
 class SourceFile : public std::istream {
 public:
     explicit SourceFile(char const* path, SourceKind kind = SourceKind::any);
 
-    /** @return the `errno` of the read that failed and so ended the text; 0 where none did. */
+    /** @return the `errno` value of the read that failed; 0 if none did. */
     int readError() const { return m_buffer.readError(); }
 
 private:

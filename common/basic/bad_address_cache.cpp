@@ -7,11 +7,11 @@ namespace dovrel {
 
 namespace {
 
-// Under the maker's own domain, where there is no such host, and under a top-level domain that does
-// not exist. Not under ".invalid": a resolver may answer that one by itself, whoever redirects the
-// others. The final dot keeps the resolver from appending the domains of the host's search list
-// (resolv.conf(5)): where one of those has an address for every name, that address would be
-// remembered as a bad one, and real hosts that have it would not be found.
+// A name under the maker's own domain, and one under a top-level domain that does not exist. A
+// resolver may handle ".invalid" itself, although a name server redirects other names. The final
+// dot keeps the resolver from appending the domains of the search list (resolv.conf(5)): if one of
+// them has an address for every name, the cache would contain that address, and look-ups of real
+// hosts with it would fail.
 constexpr char KNOWN_BAD_ADDRESS_0[] = "no-such-host.dovrel.example.";
 constexpr char KNOWN_BAD_ADDRESS_1[] = "no-such-host.dovrel-no-such-domain.";
 
@@ -22,7 +22,7 @@ constexpr size_t ENTRY_SIZE = 16;
 
 unsigned char global_bad_address_cache[CACHE_ENTRIES * ENTRY_SIZE];
 
-// One more than there are entries; 0 before the cache is filled.
+// The number of entries plus one; 0 before the cache is filled.
 unsigned global_bad_address_count;
 
 void fill_bad_address_cache()
@@ -57,14 +57,15 @@ addrinfo resolverHints() noexcept
 
 bool in_bad_address_cache(int family, ::sockaddr const* address)
 {
-    // Threads that come first at once wait for the one that fills it.
+    // If several threads make the first call at once, one fills the cache and the others wait.
     [[maybe_unused]] static bool const filled = (fill_bad_address_cache(), true);
     size_t const size = family == AF_INET ? sizeof(sockaddr_in)
         : family == AF_INET6              ? sizeof(sockaddr_in6)
                                           : 0;
     for (unsigned i = 0; size > 0 && i + 1 < global_bad_address_count; ++i) {
         size_t const offset = ENTRY_SIZE * i;
-        // The last entry has no room behind it for a longer address.
+        // An IPv6 address is longer than an entry; the comparison must not pass the end of the
+        // cache.
         if (offset + size <= sizeof global_bad_address_cache
             && std::memcmp(global_bad_address_cache + offset, address, size) == 0)
             return true;

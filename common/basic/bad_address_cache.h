@@ -5,16 +5,16 @@
 
 namespace dovrel {
 
-/** Addresses of stream sockets, of any family. */
+/** @return getaddrinfo(3) hints for TCP addresses of any family. */
 addrinfo resolverHints() noexcept;
 
 /**
- * Whether the resolver gives this address for hosts that are known not to exist, as name services
- * do that redirect failed look-ups to a page of their own.
+ * @return whether the resolver returns this address for host names that are known not to exist.
+ * Some name servers do so to redirect failed look-ups to a web page.
  *
- * The first call in a process asks the resolver. Kept: an address is compared with its port, so
- * that only look-ups without one are recognised; and an IPv6 one with more bytes than are
- * remembered of it, so that in practice none is.
+ * The first call in a process queries the resolver. Kept: the comparison includes the port, so that
+ * only the result of a look-up with port 0 can match. For an IPv6 address it includes more bytes
+ * than the cache stores, so that in practice none matches.
  */
 bool in_bad_address_cache(int family, ::sockaddr const* address);
 

@@ -1,4 +1,4 @@
 #pragma once
 
-/** Marks what the shared library shows to its hosts; everything else is compiled hidden. */
+/** Exports a name from the shared library; all other names are hidden. */
 #define DOVREL_EXPORT __attribute__((visibility("default")))

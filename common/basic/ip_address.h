@@ -11,30 +11,31 @@
 namespace dovrel {
 
 /**
- * An IPv4 or IPv6 host address, or none; ip(7), ipv6(7).
+ * An IPv4 or IPv6 host address, or an invalid address; ip(7), ipv6(7).
  *
- * Holds a whole socket address, so that it can be handed to socket calls as it is. A text that is
- * no address gives an invalid value rather than an error; asking such a value for its text is one.
+ * Contains a whole socket address, which can be passed to socket calls. A constructor that cannot
+ * parse its text makes an invalid address; the text form of an invalid address is an error.
  *
- * Errors: `NetworkError`. Threads: a plain value. Any number of threads may make addresses and
- * resolve names at once. The `string` that a constructor or a look-up is given is only read, so
- * that threads may share it while none of them changes it.
+ * Errors: `NetworkError`. Time: resolving blocks for up to the resolver's time-outs,
+ * resolv.conf(5). Threads: one object belongs to one thread at a time, but any number of
+ * threads may construct addresses and resolve names at once. Constructors and look-ups only read
+ * their `string` argument, so that several threads may pass the same one.
  */
 class DOVREL_EXPORT ip_address {
 public:
-    /** The family of "no address": a number that the system does not use for IP. */
+    /** The family of an invalid address: a number that the system does not use for IP. */
     static constexpr sa_family_t AF_INVALID = 5;
 
-    /** What an address that is not IPv4 is as an integer. */
+    /** The integer form of an address that is not IPv4. */
     static constexpr uint32_t BAD_ADDRESS = 0xFFFFFFFF;
 
-    /** How a 32-bit integer holds an IPv4 address. */
+    /** The byte order of an IPv4 address in a 32-bit integer. */
     enum byteorder_t : int {
         host_order = 0, ///< The first octet is the most significant byte.
-        network_order = 1 ///< The four bytes as they lie in the socket address.
+        network_order = 1 ///< The four bytes are in memory as in the socket address.
     };
 
-    /** Receives addresses one by one; this one does nothing with them. */
+    /** Callback that receives addresses one by one; the base class ignores them. */
     class DOVREL_EXPORT InsertFunctor {
     public:
         InsertFunctor() = default;
@@ -44,25 +45,25 @@ public:
         virtual ~InsertFunctor();
     };
 
-    /** IPv4 0.0.0.0, which is valid. */
+    /** Makes the IPv4 address 0.0.0.0, which is valid. */
     ip_address();
 
-    /** From the text of an address alone: no name is resolved, no port read; inet_pton(3). */
+    /** Parses an address with inet_pton(3). Does not accept a host name or a port. */
     explicit ip_address(string const& text);
 
-    /** Copies an IPv4 or IPv6 socket address; any other family, and null, gives no address. */
+    /** Copies an IPv4 or IPv6 socket address. Null and any other family make an invalid address. */
     explicit ip_address(::sockaddr const* address);
 
-    /** Copies the structure without a look at its family. */
+    /** Copies the structure without checking its family. */
     explicit ip_address(sockaddr_in const& address);
     explicit ip_address(sockaddr_in6 const& address);
 
+    /** Copies the structure. Any family but IPv4 and IPv6 makes an invalid address. */
     explicit ip_address(sockaddr_storage const& address);
     ip_address(ip_address const&) = default;
     ip_address& operator=(ip_address const&) = default;
 
-    /** @return the text that inet_ntop(3) gives. @throws NetworkError -6 where this is no address
-     */
+    /** @return the text of inet_ntop(3). @throws NetworkError -6 for an invalid address */
     virtual string toStringInternal() const;
 
     virtual ~ip_address();
@@ -72,7 +73,7 @@ public:
     bool ipv6() const noexcept { return family() == AF_INET6; }
     bool valid() const noexcept { return ipv4() || ipv6(); }
 
-    /** @return the bytes that a socket call is to be told: 16 for IPv4, 28 for anything else. */
+    /** @return the address size for socket calls: 16 for IPv4, 28 for anything else. */
     socklen_t sockaddrsize() const noexcept;
 
     sockaddr_storage& sockaddr() noexcept { return m_address; }
@@ -80,48 +81,50 @@ public:
     ::sockaddr* sockaddrPtr() noexcept;
     ::sockaddr const* sockaddrPtr() const noexcept;
 
-    /** @return `BAD_ADDRESS` where this is not IPv4 or @p order is neither of the two. */
+    /** @return the IPv4 address; `BAD_ADDRESS` if this is not IPv4 or @p order is invalid. */
     uint32_t ipv4AsInteger(byteorder_t order) const noexcept;
 
-    /** @return 0.0.0.0 where @p order is neither of the two. */
+    /** @return the IPv4 address of @p value; 0.0.0.0 if @p order is invalid. */
     static ip_address fromIPv4Integer(unsigned int value, byteorder_t order);
 
-    /** Whether both are the same address, whatever their ports and scopes. Kept: false where either
-     * is no address, even for one and the same object. */
+    /** @return whether both addresses are equal; ignores ports and scopes. Kept: an invalid address
+     * is not equal to any address, not even to itself. */
     bool isEqual(ip_address const& other) const noexcept;
 
-    /** A strict weak order: no address, then IPv4, then IPv6. Kept: IPv4 addresses by their
-     * network-order word, on this architecture by the last octet first. */
+    /** A strict weak ordering: invalid addresses, then IPv4, then IPv6. Kept: IPv4 addresses are
+     * ordered by their network-order word, which on this architecture compares the last octet
+     * first. */
     bool isLess(ip_address const& other) const noexcept;
 
-    /** @return the host's name. @throws NetworkError -2 where this is no address, else the code of
-     * getnameinfo(3) */
+    /** @return the host name of the address; getnameinfo(3). @throws NetworkError -2 for an invalid
+     * address, else the code of getnameinfo */
     string getHostName() const;
 
-    /** @return the first address of the host, or no address. @throws as `getHostsByNameInternal` */
+    /** @return the first address of the host; an invalid address if it has none. Throws like
+     * `getHostsByNameInternal`. */
     static ip_address getHostByName(string const& name, unsigned short port);
 
-    /** @return the number of the host's addresses. @throws as `getHostsByNameInternal` */
+    /** @return the number of addresses of the host. Throws like `getHostsByNameInternal`. */
     static int countHostsForName(string const& name, unsigned short port);
 
     /**
-     * Resolves a name; getaddrinfo(3).
+     * Resolves a host name; getaddrinfo(3).
      *
-     * An answer that the resolver also gives for hosts that do not exist counts as no such host.
-     * Only look-ups with @p port 0 can tell.
+     * Some name servers return an address for hosts that do not exist. A result with such an
+     * address counts as an unknown host. Only look-ups with @p port 0 recognise it.
      *
-     * @param port goes into every address.
+     * @param port the port of all addresses.
      * @param sink receives the addresses in the resolver's order.
      * @return the number of addresses.
-     * @throws NetworkError the code of getaddrinfo, -2 for such an answer
+     * @throws NetworkError the code of getaddrinfo; -2 for an address of a host that does not exist
      */
     static int getHostsByNameInternal(string const& name, unsigned short port, InsertFunctor& sink);
 
 protected:
-    /** Sets an IPv4 or IPv6 address's port, in host order. */
+    /** Sets the port, given in host order; does nothing for an invalid address. */
     void storePort(unsigned short port) noexcept;
 
-    /** Makes this no address, whatever else it holds. */
+    /** Sets the family to `AF_INVALID`; leaves the other bytes unchanged. */
     void invalidate() noexcept { m_address.ss_family = AF_INVALID; }
 
 private:
@@ -132,16 +135,16 @@ private:
 };
 
 /**
- * Writes the text of `toStringInternal`, so that an `inet_address` has its port, without padding.
- * No address is `<invalid>` rather than an exception, which a caller that logs an address does not
- * expect.
+ * Writes the result of `toStringInternal` without padding; for an `inet_address` it includes the
+ * port. Writes `<invalid>` for an invalid address, because a caller that logs addresses does not
+ * expect an exception.
  */
 inline std::ostream& operator<<(std::ostream& out, ip_address const& address)
 {
     return out << (address.valid() ? address.toStringInternal() : string(L"<invalid>"));
 }
 
-/** The same to a wide stream. */
+/** Writes the same to a wide stream. */
 inline std::wostream& operator<<(std::wostream& out, ip_address const& address)
 {
     return out << (address.valid() ? address.toStringInternal() : string(L"<invalid>"));

@@ -2,12 +2,11 @@
 
 namespace dovrel {
 
-/** A namespace of its own keeps argument-dependent look-up from reaching `dovrel` through the base.
- */
+/** A separate namespace, so that argument-dependent look-up for a derived class does not search
+ * `dovrel`. */
 namespace noncopyable_ {
 
-/** Base of classes that own something which must not be owned twice: neither copied nor assigned.
- */
+/** Base of classes that can be neither copied nor assigned. */
 class noncopyable {
 public:
     noncopyable(noncopyable const&) = delete;
@@ -22,7 +21,7 @@ protected:
 
 namespace nonassignable_ {
 
-/** Base of classes that may be copied on construction but keep what they refer to afterwards. */
+/** Base of classes that can be copied but not assigned. */
 class nonassignable {
 public:
     nonassignable& operator=(nonassignable const&) = delete;

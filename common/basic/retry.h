@@ -4,7 +4,7 @@
 
 namespace dovrel {
 
-/** Repeats a system call until no signal interrupts it. @param call returns -1 and sets `errno`. */
+/** Repeats a system call while it fails with `EINTR`. @return the result of the last call. */
 template <class Call> auto retryInterrupted(Call call)
 {
     decltype(call()) result;

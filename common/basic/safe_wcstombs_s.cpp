@@ -11,7 +11,7 @@ namespace {
 constexpr unsigned UNKNOWN_LENGTH = 0xFFFFFFFF;
 constexpr auto FAILED = static_cast<size_t>(-1);
 
-/** A conversion under way: what is left of the source and of the room. */
+/** The state of a conversion: the rest of the source and of the destination. */
 class Conversion {
 public:
     Conversion(char* dest, unsigned destSize, wchar_t const* src, unsigned count)
@@ -21,7 +21,7 @@ public:
         m_piece[0] = '?';
     }
 
-    /** @return the bytes needed or written, terminator included. */
+    /** @return the number of bytes needed or written, including the terminator. */
     unsigned run()
     {
         unsigned bytes = 0;
@@ -42,10 +42,11 @@ public:
 
 private:
     /**
-     * Tries all that is left, then half as much again and again, until an attempt holds no bad
-     * character.
-     * @return the size of that attempt; 0, with @p converted FAILED, where the very next character
-     * is bad.
+     * Tries to convert the rest of the source, and halves the number of characters until an attempt
+     * contains no bad character.
+     *
+     * @return the number of characters of that attempt; 0, with @p converted FAILED, if the next
+     * character is bad.
      */
     unsigned convertLongestHalf(size_t& converted)
     {
@@ -61,17 +62,16 @@ private:
     }
 
     /**
-     * Converts the next @p count characters from a fresh state, with the result of one call of
-     * wcsnrtombs(3). The call is made in pieces that carry the state on: the C library first
-     * measures all that it is given, which for attempt after attempt on a long text would be most
-     * of the work.
+     * Converts the next @p count characters from an initial state, with the result of one call of
+     * wcsnrtombs(3). Makes several calls for short pieces, which keep the state. A single call
+     * would measure its whole source first, which makes repeated attempts on a long text slow.
      */
     size_t convert(unsigned count)
     {
-        // One more than the text has lets the terminator in.
+        // A count above the length of the text includes the terminator.
         wchar_t const* const end =
             m_src + std::min<size_t>(count, static_cast<size_t>(m_end - m_src) + 1);
-        // An attempt that reached a bad character determines every other that would.
+        // A former attempt from the same start failed at this character.
         if (m_src <= m_knownBad && m_knownBad < end)
             return FAILED;
         std::mbstate_t state{};
@@ -114,7 +114,7 @@ private:
         if (m_dest)
             m_dest += bytes;
         m_room -= std::min(m_room, bytes);
-        m_knownBad = nullptr; // Another start may reach it in another state.
+        m_knownBad = nullptr; // The state at that character may differ for the new start.
     }
 
     static constexpr size_t PIECE_ROOM = 1024;
@@ -128,8 +128,8 @@ private:
     wchar_t const* m_end;
     wchar_t const* m_knownBad = nullptr;
 
-    // Where nothing is written, as for a character that the encoding holds back until the next one,
-    // glibc looks at the byte before its output and aborts the process if it is zero.
+    // The first byte is never zero: when glibc writes no output, as for a character of a stateful
+    // encoding, it reads the byte before the output and aborts the process if that byte is zero.
     char m_piece[1 + PIECE_ROOM];
 };
 

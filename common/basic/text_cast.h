@@ -7,12 +7,12 @@
 namespace dovrel {
 
 /**
- * Value to text.
+ * Converts a value to a string.
  *
- * The result is @p first, then @p second, then the value: both texts lead, none of them trails.
- * Numbers are written with the digits of the classic locale whatever the global C++ locale is:
- * integers in decimal, `float` as a stream's default does (6 significant digits, the shorter of
- * fixed and scientific), a MAC address as its stream operator does.
+ * @return @p first, then @p second, then the value. Integers are decimal. A `float` has the default
+ * format of a stream (6 significant digits, the shorter of fixed and scientific), and a MAC address
+ * that of its `operator<<`. Numbers are in the classic locale's format, whatever the global C++
+ * locale is.
  *
  * @tparam T `int`, `unsigned int`, `unsigned short`, `unsigned long long`, `float` or
  * `macaddress_cpp`.
@@ -21,26 +21,26 @@ namespace dovrel {
 template <class T, class First, class Second>
 string str_cast(T const& value, First const& first, Second const& second);
 
-/** The same with @p first alone before the value. */
+/** @return @p first, then the value. */
 template <class T, class First> string str_cast(T const& value, First const& first)
 {
     return str_cast<T, string, string>(value, first, string());
 }
 
-/** The same with nothing before the value. */
+/** @return the value alone. */
 template <class T> string str_cast(T const& value)
 {
     return str_cast<T, string>(value, string());
 }
 
 /**
- * Text to value, read as a stream with the classic locale reads it.
+ * Converts a string to a value, like `>>` of a stream with the classic locale.
  *
- * Leading blanks are skipped, numbers are decimal (`0x1F` reads 0), reading stops at the first
- * character that cannot go on and what follows is ignored (`12abc` reads 12).
+ * Skips leading white space and ignores everything after the value: `12abc` gives 12. Numbers are
+ * decimal: `0x1F` gives 0.
  *
  * @tparam T `int`, `long`, `long long` or `macaddress_cpp`.
- * @return @p fallback where the text is empty or blank, has no digits or overflows @p T. Never
+ * @return the value; @p fallback if the text is blank, has no digits or is out of range. Never
  * reports an error.
  */
 template <class T> T literal_cast(string const& text, T const& fallback);

@@ -5,11 +5,11 @@
 namespace dovrel {
 
 /**
- * Owner of one `Cloneable` object with value semantics: copying it copies the object.
+ * A smart pointer with value semantics: copying it copies the object.
  *
- * Holds one `T*`, possibly null, and nothing else. It never calls `delete`: an object is freed by
- * its own `destroy()`, in the library that made it. Moving hands the pointer over and leaves null
- * behind. Not safe for concurrent use of one `value_ptr`.
+ * Contains one `T*`, which may be null, and nothing else. It never calls `delete`, but frees the
+ * object with the object's own `destroy()`, in the library that created it. Moving leaves null
+ * behind. Threads: one `value_ptr` belongs to one thread at a time.
  *
  * @tparam T a class with `T* clone() const` and `void destroy()`, as `Cloneable<T>` has them.
  */
@@ -20,7 +20,7 @@ public:
     /** Takes ownership of @p object, which may be null. */
     explicit value_ptr(T* object) noexcept : m_object(object) { }
 
-    /** Copies by `clone()`; null copies as null. @throws whatever `clone()` throws. */
+    /** Copies the object with `clone()`, whose exceptions it throws; a copy of null is null. */
     value_ptr(value_ptr const& other) : m_object(other.m_object ? other.m_object->clone() : nullptr)
     {
     }
@@ -33,7 +33,7 @@ public:
             m_object->destroy();
     }
 
-    /** Copies first and releases the former object last, so a failing `clone()` changes nothing. */
+    /** Clones before it frees the former object, so that a failed `clone()` changes nothing. */
     value_ptr& operator=(value_ptr const& other)
     {
         if (this != &other)
@@ -47,7 +47,7 @@ public:
         return *this;
     }
 
-    /** Releases the object, if there is one, and holds null. */
+    /** Frees the object, if any, and becomes null. */
     void reset() noexcept { value_ptr().swap(*this); }
 
     void swap(value_ptr& other) noexcept { std::swap(m_object, other.m_object); }

@@ -15,19 +15,19 @@
 namespace dovrel {
 
 /**
- * Owned wide text with room for seven characters inside the object.
+ * A wide string with a small buffer.
  *
- * A text of up to seven characters lives in the object and allocates nothing. A longer one lives in
- * a heap block that is kept when a shorter text follows and is used again by any later text that
- * fits it. Never holds a zero character: every text ends at its first one. Lengths are counted in
- * wide characters.
+ * A text of up to seven characters is stored in the object, without allocation. A longer text is
+ * stored in a heap block. The object keeps the block when a shorter text follows, and reuses it for
+ * every later text that fits. A text ends at its first zero character. Lengths are numbers of wide
+ * characters.
  *
- * Errors: only allocation fails, with `std::bad_alloc`, and then the text is what it was before the
- * call. Threads: one object belongs to one thread at a time.
+ * Errors: `std::bad_alloc` if an allocation fails; the text is unchanged then. Threads: one object
+ * belongs to one thread at a time.
  */
 class DOVREL_EXPORT basic_string {
 public:
-    /** As a count: the whole text. */
+    /** The value of a count that means the whole text. */
     static constexpr unsigned WHOLE_TEXT = 0xFFFFFFFF;
 
     basic_string() noexcept : m_small{}, m_heap(nullptr), m_length(0), m_capacity(0) { }
@@ -36,7 +36,7 @@ public:
     basic_string(basic_string&& other) noexcept;
     ~basic_string()
     {
-        if (m_heap) // Mostly not: spares the texts inside the object a call.
+        if (m_heap) // Usually null; skips the call.
             delete[] m_heap;
     }
 
@@ -45,16 +45,16 @@ public:
     basic_string& operator=(wchar_t const* text);
 
     /**
-     * Stores the first @p count characters of @p text, all of it where count is `WHOLE_TEXT`; null
-     * is the empty text. The source may lie within this object's own text.
+     * Stores the first @p count characters of @p text, or all if @p count is `WHOLE_TEXT`. A null
+     * @p text is empty. @p text may point into this object's own text.
      */
     void Allocate_Memory_Or_Use_Small_Buffer(wchar_t const* text, unsigned count = WHOLE_TEXT);
 
-    /** @return the number of characters, without the terminator. */
+    /** @return the number of characters without the terminator. */
     unsigned length() const noexcept { return m_length; }
 
-    /** @return the length of the longest text stored so far that needed more room than all before
-     * it. */
+    /** @return the number of characters that the buffer was last enlarged for. A text of that
+     * length, or of seven characters, needs no allocation. */
     unsigned capacity() const noexcept { return m_capacity; }
 
     bool empty() const noexcept { return m_length == 0; }
@@ -66,8 +66,7 @@ public:
 
     void swap(basic_string& other) noexcept;
 
-    /** Order by wide character code, first difference decides; a text sorts behind its own
-     * beginning. */
+    /** Compares by wide character code, lexicographically. @return below 0, 0 or above 0. */
     int compare(basic_string const& other) const noexcept;
 
     friend bool operator==(basic_string const& a, basic_string const& b) noexcept
@@ -103,32 +102,32 @@ public:
     }
 
 protected:
-    /** Appends @p count characters, which may lie within this object's own text. */
+    /** Appends @p count characters. @p text may point into this object's own text. */
     void append(wchar_t const* text, unsigned count);
 
-    /** Stores @p length characters, none of them zero. */
+    /** Stores @p length characters, none of which is zero. */
     void store(wchar_t const* text, unsigned length);
 
-    /** The same where they stand in a heap block, with room for a terminator. */
+    /** Does the same for characters in a heap block that has room for a terminator. */
     void adopt(std::unique_ptr<wchar_t[]> block, unsigned length);
 
-    /** @return where a text of @p length is to be put; the heap block is made or grown as it needs.
-     */
+    /** @return the buffer for a text of @p length characters. Allocates a larger heap block if
+     * necessary. */
     wchar_t* makeRoom(unsigned length);
 
-    /** Terminates the text that was put there and makes it the active one. */
+    /** Terminates the text in the buffer of `makeRoom` and makes it the active one. */
     void finish(unsigned length) noexcept;
 
 private:
     static constexpr unsigned SMALL_BUFFER_SIZE = 8;
 
-    // A kept heap block holds the text only while the small buffer is empty.
+    // A heap block contains the text only while the small buffer is empty.
     bool usesHeap() const noexcept
     {
         return m_heap && m_small[0] == L'\0';
     }
 
-    /** Takes over what @p other holds and leaves it empty; frees nothing of this object's own. */
+    /** Takes the contents of @p other and leaves it empty. Does not free this object's block. */
     void take(basic_string& other) noexcept;
 
     wchar_t m_small[SMALL_BUFFER_SIZE];
@@ -138,15 +137,15 @@ private:
 };
 
 /**
- * The text type of the whole system: wide text that can hand out a narrow copy of itself.
+ * The string type of the library: a wide string that converts from and to narrow strings.
  *
- * Conversions use the C library's current locale (`LC_CTYPE`, setlocale(3)) and substitute '?'
- * rather than fail, see the constructors and `operator char const*`. This class never sets the
+ * Conversions use the C library's current locale (`LC_CTYPE`, setlocale(3)). They never fail, but
+ * substitute '?'; see the constructors and `operator char const*`. This class never sets the
  * locale.
  */
 class DOVREL_EXPORT string : public basic_string {
 public:
-    /** The narrow copy: owns one terminated array, or none. */
+    /** The narrow copy: owns one terminated array or null. */
     class DOVREL_EXPORT basic_char_string {
     public:
         basic_char_string() noexcept = default;
@@ -154,15 +153,15 @@ public:
         basic_char_string(basic_char_string&& other) noexcept;
         ~basic_char_string()
         {
-            if (m_text) // As above.
+            if (m_text) // Usually null; skips the call.
                 delete[] m_text;
         }
         basic_char_string& operator=(basic_char_string&& other) noexcept;
 
-        /** @return the array, or an empty text where there is none; never null. */
+        /** @return the array, or an empty string if it is null; never null. */
         char const* c_str() const noexcept;
 
-        /** Takes over @p text, made with array-new, in place of the present array. */
+        /** Frees the array and takes ownership of @p text, which array-new allocated. */
         void reset(char* text = nullptr) noexcept;
 
     private:
@@ -171,23 +170,22 @@ public:
 
     string() noexcept = default;
 
-    /** @param count the largest number of characters to take; a null text is empty. */
+    /** @param text may be null, which is empty. @param count the maximum number of characters. */
     string(wchar_t const* text, unsigned count = WHOLE_TEXT);
 
     /**
-     * From narrow, locale-encoded text.
+     * Converts a narrow string in the locale's encoding; mbstowcs(3). An invalid sequence replaces
+     * the whole text by question marks, one for each byte.
      *
-     * An invalid sequence turns the whole text to question marks, one for each byte of it.
-     * mbstowcs(3).
-     *
-     * @param count the largest number of wide characters to take; null or empty text is empty.
+     * @param text may be null, which is empty.
+     * @param count the maximum number of wide characters.
      */
     string(char const* text, unsigned count = WHOLE_TEXT);
 
-    /** The same from a standard string, up to its first zero byte. */
+    /** Converts @p text up to its first zero byte in the same way. */
     string(std::string const& text);
 
-    /** Copies the narrow copy's bytes too, rather than converting again. */
+    /** Copies the narrow copy too, without converting again. */
     string(string const& other);
     string(string&& other) noexcept = default;
     ~string() = default;
@@ -199,12 +197,12 @@ public:
     string& operator=(std::string const& text);
 
     /**
-     * The text in the locale's encoding; a character that it cannot encode becomes one '?'.
+     * @return the text in the locale's encoding, wcsnrtombs(3); never null. Each character that
+     * cannot be encoded becomes one '?'.
      *
-     * Converts afresh into a new array of the narrow text's size on every call. The pointer is
-     * valid until the next call of this operator on the same object, a change of the object, or its
-     * end; it is never null. Not for two threads at once on one object, although it is `const`.
-     * wcsnrtombs(3).
+     * Every call converts the text again, into a new array. The pointer is valid until the next
+     * call of this operator on the same object or until the object changes. Although the operator
+     * is `const`, two threads must not call it on one object at once.
      */
     operator char const*() const;
 
@@ -213,7 +211,7 @@ public:
     void swap(string& other) noexcept;
 
 private:
-    /** Stores the text's characters, @p count of them at most; null is empty. */
+    /** Converts and stores at most @p count characters; a null @p text is empty. */
     void storeNarrow(char const* text, unsigned count);
 
     mutable basic_char_string m_narrow;
@@ -226,7 +224,7 @@ inline void swap(string& a, string& b) noexcept
 
 namespace text_order {
 
-/** As `basic_string::compare`; null is the empty text. */
+/** Compares like `basic_string::compare`; a null @p b is empty. */
 inline int compare(basic_string const& a, wchar_t const* b) noexcept
 {
     size_t const length = b ? std::wcslen(b) : 0;
@@ -237,7 +235,7 @@ inline int compare(basic_string const& a, wchar_t const* b) noexcept
     return a.length() < length ? -1 : 1;
 }
 
-/** The same with the text that a `string` constructed from @p b has. @throws std::bad_alloc */
+/** Converts @p b to a `string` and compares with it. @throws std::bad_alloc */
 inline int compare(basic_string const& a, char const* b)
 {
     return a.compare(string(b));
@@ -250,8 +248,8 @@ inline int compare(basic_string const& a, std::string const& b)
 
 }
 
-// Comparisons with every kind of text that a string is constructed from, in both orders. Without
-// them the compiler would take the string's narrow copy and compare two pointers.
+// Comparisons with every type that a string can be constructed from, in both orders. Without them
+// the compiler would convert the string to a narrow one and compare two pointers.
 #define DOVREL_COMPARISON(SIGN, TEXT)                                                              \
     inline bool operator SIGN(basic_string const& a, TEXT b)                                       \
     {                                                                                              \
@@ -287,12 +285,12 @@ DOVREL_COMPARISONS(std::string const&)
 #undef DOVREL_ORDERING
 #undef DOVREL_COMPARISON
 
-/** @return the text of @p a followed by that of @p b. */
+/** @return the concatenation of @p a and @p b. */
 DOVREL_EXPORT string operator+(string const& a, string const& b);
 
 /**
- * Writes the text without padding: exactly `length()` wide characters to a wide stream, the narrow
- * form's bytes to a narrow one.
+ * Writes the text without padding: `length()` wide characters to a wide stream, the result of
+ * `operator char const*` to a narrow stream.
  */
 template <class Char>
 std::basic_ostream<Char>& operator<<(std::basic_ostream<Char>& out, string const& text);
@@ -301,24 +299,25 @@ DOVREL_EXPORT std::wostream& operator<< <wchar_t>(std::wostream& out, string con
 template <> DOVREL_EXPORT std::ostream& operator<< <char>(std::ostream& out, string const& text);
 
 /**
- * Wide text to narrow text in the locale's encoding, with one '?' for every character that it
- * cannot encode.
+ * Converts a wide string to the locale's encoding, wcsnrtombs(3). Each character that cannot be
+ * encoded becomes one '?'; the conversion never fails.
  *
- * Never fails as a whole. Where @p count stops the conversion before the terminating zero of @p
- * src, no terminator is written. wcsnrtombs(3).
+ * If @p count ends the conversion before the terminating zero of @p src, no terminator is written.
  *
- * Kept: a character that a stateful encoding holds back until the next one (BIG5-HKSCS) is left
- * out where @p count, or the conversion up to a character that cannot be encoded, ends behind it.
+ * Kept: in a stateful encoding (BIG5-HKSCS), the output of a character may depend on the next one.
+ * Such a character is lost if it is the last one of @p count, or the last one before a character
+ * that cannot be encoded.
  *
- * Kept: with @p count `0xFFFFFFFF` and less than four bytes of room (a null @p dest with size 0
- * among them), a text that holds a character that cannot be encoded has every character up to the
- * last such one counted as one
- * '?'. Give the count where the size must be exact.
+ * Kept: with @p count `0xFFFFFFFF` and a @p destSize below 4 (also for a null @p dest), every
+ * character up to the last one that cannot be encoded counts as one '?'. Pass the exact count if
+ * the size must be exact.
  *
- * @param result must not be null; receives the bytes needed or written, terminating zero included.
- * @param dest may be null, to ask only for the size.
- * @param destSize bytes of room at @p dest.
- * @param count wide characters to convert at most, `0xFFFFFFFF` for all up to the terminating zero.
+ * @param result receives the number of bytes needed or written, including the terminating zero;
+ * must not be null.
+ * @param dest may be null, to query only the size.
+ * @param destSize size of @p dest in bytes.
+ * @param count the maximum number of wide characters; `0xFFFFFFFF` for all up to the terminating
+ * zero.
  * @return 0.
  */
 DOVREL_EXPORT int safe_wcstombs_s(
