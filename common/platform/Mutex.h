@@ -7,7 +7,7 @@
 
 namespace dovrel {
 
-/** A mutual exclusion lock, not recursive; fits `std::lock_guard`. pthread_mutex_lock(3). */
+/** A non-recursive mutex that works with `std::lock_guard`; pthread_mutex_lock(3). */
 class DOVREL_EXPORT Mutex : noncopyable_::noncopyable {
 public:
     Mutex();

@@ -18,8 +18,8 @@ void Thread::Sleep(unsigned milliseconds)
         timespec const length{
             static_cast<time_t>(whole.count()), static_cast<long>((left - whole).count())};
         result = clock_nanosleep(CLOCK_MONOTONIC, 0, &length, nullptr);
-        // Not the rest that the kernel reports: that is a little longer each time, so that signals
-        // in quick succession would make the sleep many times as long.
+        // The remaining time that the kernel reports is slightly too long. Frequent signals would
+        // add up these errors and make the sleep many times as long.
         left = std::max<nanoseconds>(end - steady_clock::now(), nanoseconds::zero());
     } while (result == EINTR && left > nanoseconds::zero());
 }

@@ -6,8 +6,8 @@ namespace dovrel {
 
 class DOVREL_EXPORT Thread {
 public:
-    /** Holds the calling thread for at least @p milliseconds, signals or not. clock_nanosleep(2).
-     */
+    /** Suspends the calling thread for at least @p milliseconds. Signals do not shorten the sleep.
+     * clock_nanosleep(2). */
     static void Sleep(unsigned milliseconds);
 };
 

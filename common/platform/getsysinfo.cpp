@@ -1,6 +1,7 @@
 #include "common/platform/getsysinfo.h"
 
 #include "common/basic/SourceFile.h"
+#include "common/basic/trimmed.h"
 #include "common/platform/hypervisor.h"
 
 #include <cpuid.h>
@@ -8,28 +9,25 @@
 
 namespace {
 
-/** One of the firmware's texts, without blanks at its ends. @return false where it cannot be read.
- */
+/** Reads one of the firmware's strings and trims it. @return false if the file cannot be read or is
+ * empty. */
 bool readFirmwareText(char const* name, std::string& out)
 {
-    constexpr size_t LONGEST = 4096; // The kernel gives a page at most.
-    constexpr char BLANKS[] = " \t\r\n";
+    constexpr size_t MAX_SIZE = 4096; // A sysfs file contains at most one page.
     std::string const path = std::string("/sys/class/dmi/id/") + name;
     dovrel::SourceFile file(path.c_str());
-    char text[LONGEST];
+    char text[MAX_SIZE];
     file.read(text, sizeof text);
-    out.assign(text, strnlen(text, static_cast<size_t>(file.gcount())));
-    out.erase(out.find_last_not_of(BLANKS) + 1);
-    out.erase(0, std::min(out.find_first_not_of(BLANKS), out.size()));
+    out = dovrel::trimmed({text, strnlen(text, static_cast<size_t>(file.gcount()))});
     return file.gcount() > 0;
 }
 
-/** @return false where the processor has no such instruction. */
-bool readProcessor(dovrel::MachineTraits& machine)
+/** @return false if the processor has no CPUID instruction. */
+bool readCpuid(dovrel::HypervisorInputs& machine)
 {
     constexpr unsigned FIRST_LEAF = 0x40000000;
     constexpr unsigned LEAF_DISTANCE = 0x100;
-    constexpr unsigned LEAVES_LOOKED_AT = 16;
+    constexpr unsigned LEAF_COUNT = 16;
     constexpr unsigned HYPERVISOR_PRESENT = 1U << 31;
     unsigned a = 0;
     unsigned b = 0;
@@ -38,11 +36,11 @@ bool readProcessor(dovrel::MachineTraits& machine)
     if (__get_cpuid(1, &a, &b, &c, &d) == 0)
         return false;
     machine.underHypervisor = (c & HYPERVISOR_PRESENT) != 0;
-    for (unsigned i = 0; machine.underHypervisor && i < LEAVES_LOOKED_AT; ++i) {
+    for (unsigned i = 0; machine.underHypervisor && i < LEAF_COUNT; ++i) {
         unsigned const leaf = FIRST_LEAF + i * LEAF_DISTANCE;
         __cpuid(leaf, a, b, c, d);
-        // The first register is the highest leaf of the range; old versions of KVM left it zero.
-        // Where there is no such range a processor answers with another leaf's registers.
+        // EAX contains the highest leaf of the range; old versions of KVM leave it zero. For a
+        // range that does not exist, the processor returns the registers of another leaf.
         bool const isRange = a >= leaf && a < leaf + LEAF_DISTANCE;
         if (!isRange && !(a == 0 && b != 0 && leaf == FIRST_LEAF))
             continue;
@@ -68,12 +66,12 @@ extern "C" [[gnu::weak]] int getsysinfo(char* vendor, char* product, char* versi
         std::memset(text, 0, GETSYSINFO_TEXT_SIZE);
     *code = 0;
 
-    dovrel::MachineTraits machine;
+    dovrel::HypervisorInputs machine;
     bool known = readFirmwareText("sys_vendor", machine.vendor);
     known |= readFirmwareText("product_name", machine.product);
     known |= readFirmwareText("product_version", machine.version);
     readFirmwareText("chassis_asset_tag", machine.assetTag);
-    known |= readProcessor(machine);
+    known |= readCpuid(machine);
     if (!known)
         return -1;
     copyText(machine.vendor, vendor);

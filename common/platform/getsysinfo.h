@@ -2,21 +2,24 @@
 
 #include "common/basic/export.h"
 
-/** Bytes of each text that `getsysinfo` writes, terminating zero included. */
+/** Size in bytes of each string that `getsysinfo` writes, including the terminating zero. */
 #define GETSYSINFO_TEXT_SIZE 48
 
 /**
- * Identifies the machine: system vendor, product name and product version, each terminated and of
- * at most `GETSYSINFO_TEXT_SIZE` bytes, and the hypervisor that it runs under as a code (0 none to
- * 11, 8 for one that is not known by name; see `sysinfo::SystemInformation::HypervisorType`).
+ * Identifies the machine: system vendor, product name, product version, and the hypervisor that it
+ * runs under.
  *
- * The texts are the firmware's, /sys/class/dmi/id (the kernel's ABI/testing/sysfs-class-dmi): empty
- * where it does not tell them, cut before a character of UTF-8 that does not fit. The code comes
- * from the same and from the processor's hypervisor leaf, CPUID 0x40000000.
+ * Each string is terminated and takes at most `GETSYSINFO_TEXT_SIZE` bytes. @p code is a value of
+ * `sysinfo::SystemInformation::HypervisorType`: 0 for no hypervisor, 8 for an unknown one.
  *
- * The symbol is weak, so that a host can bring its own.
+ * The strings come from the firmware, /sys/class/dmi/id (the kernel's ABI/testing/sysfs-class-dmi).
+ * A string is empty if the firmware does not provide it. A string that is too long is cut between
+ * two UTF-8 characters. The code is derived from the firmware's strings and from the processor's
+ * hypervisor leaves, CPUID 0x40000000 and up.
  *
- * @return 0 on success; anything else, with empty texts and code 0, where neither source can be
+ * The symbol is weak, so that a host can define its own function.
+ *
+ * @return 0 on success; another value, with empty strings and code 0, if neither source can be
  * read.
  */
 extern "C" DOVREL_EXPORT int getsysinfo(char* vendor, char* product, char* version, int* code);

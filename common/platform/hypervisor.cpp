@@ -32,19 +32,19 @@ constexpr Signature SIGNATURES[] = {
     {"KVMKVMKVM", KVM}, // Linux Documentation/virt/kvm/x86/cpuid.rst
     {"TCGTCGTCGTCG", QEMU}, // QEMU's own emulation, target/i386/cpu.c
     {"VBoxVBoxVBox", VIRTUALBOX}, // VirtualBox's manual, paravirtualisation interface "legacy"
-    {" lrpepyh  vr", PARALLELS}, // "prl hyperv  " with each register's bytes reversed
-    {"prl hyperv  ", PARALLELS}, // The same as newer versions write it
+    {" lrpepyh  vr", PARALLELS}, // "prl hyperv  " with the bytes of each register reversed
+    {"prl hyperv  ", PARALLELS}, // The spelling of newer versions
     {"bhyve bhyve ", BHYVE}, // FreeBSD sys/amd64/vmm/x86.c
     {MICROSOFT_SIGNATURE, HYPERV}, // Microsoft's "Hypervisor Top Level Functions", leaf 0x40000000
 };
 
-/** A platform that the firmware names. An empty text matches any. */
+/** A platform that the firmware identifies. Each string matches one that starts with it. */
 struct Platform {
     std::string_view vendor;
     std::string_view product;
     std::string_view version;
     std::string_view assetTag;
-    bool needsHypervisor; ///< Where the same firmware is on machines without one.
+    bool needsHypervisor; ///< Machines without a hypervisor have the same firmware strings.
     Code code;
 };
 
@@ -54,15 +54,15 @@ constexpr Platform PLATFORMS[] = {
         AZURE},
     // Microsoft, "Win32_ComputerSystem class": the model of a guest of Hyper-V
     {"Microsoft Corporation", "Virtual Machine", "", "", false, HYPERV},
-    // Amazon, "Identify EC2 instances"; the instances *.metal have no hypervisor
+    // Amazon, "Identify EC2 instances"; *.metal instances have no hypervisor
     {"Amazon EC2", "", "", "", true, AMAZON},
-    // The same, of the older instances under Xen
+    // The same page; older instances run on Xen
     {"Xen", "HVM domU", "4.2.amazon", "", false, AMAZON},
     // VMware, knowledge base 1009458; "VMware Virtual Platform", "VMware7,1"
     {"VMware, Inc.", "VMware", "", "", false, VMWARE},
-    // VirtualBox, src/VBox/Devices/PC/DevFwCommon.cpp; whatever interface it offers
+    // VirtualBox, src/VBox/Devices/PC/DevFwCommon.cpp; its signature depends on its settings
     {"innotek GmbH", "VirtualBox", "", "", false, VIRTUALBOX},
-    // The same, which names its maker so at the board
+    // The same file, the vendor of the board
     {"Oracle Corporation", "VirtualBox", "", "", false, VIRTUALBOX},
     // systemd src/basic/virt.c; "Parallels Virtual Platform"
     {"Parallels", "Parallels", "", "", false, PARALLELS},
@@ -72,39 +72,34 @@ constexpr Platform PLATFORMS[] = {
     {"Xen", "HVM domU", "", "", false, XEN},
 };
 
-bool beginsWith(std::string_view text, std::string_view beginning)
+bool matches(Platform const& platform, HypervisorInputs const& machine)
 {
-    return text.substr(0, beginning.size()) == beginning;
-}
-
-bool matches(Platform const& platform, MachineTraits const& machine)
-{
-    return beginsWith(machine.vendor, platform.vendor)
-        && beginsWith(machine.product, platform.product)
-        && beginsWith(machine.version, platform.version)
-        && beginsWith(machine.assetTag, platform.assetTag)
+    return machine.vendor.starts_with(platform.vendor)
+        && machine.product.starts_with(platform.product)
+        && machine.version.starts_with(platform.version)
+        && machine.assetTag.starts_with(platform.assetTag)
         && (machine.underHypervisor || !platform.needsHypervisor);
 }
 
 Code codeOfSignature(std::string_view text)
 {
     for (Signature const& signature : SIGNATURES)
-        if (beginsWith(text, signature.text))
+        if (text.starts_with(signature.text))
             return signature.code;
     return OTHER;
 }
 
 }
 
-int hypervisorCode(MachineTraits const& machine)
+int hypervisorCode(HypervisorInputs const& machine)
 {
     for (Platform const& platform : PLATFORMS)
         if (matches(platform, machine))
             return platform.code;
     Code code = NONE;
     for (std::string const& signature : machine.signatures) {
-        // A known one is better than one that is not, and anything better than Microsoft's, which
-        // others offer beside their own.
+        // Prefers a known signature to an unknown one, and any other to Microsoft's: other
+        // hypervisors offer Microsoft's interface in addition to their own.
         Code const next = codeOfSignature(signature);
         bool const isBetter = code == NONE || code == HYPERV || (code == OTHER && next != HYPERV);
         if (isBetter)
@@ -112,8 +107,8 @@ int hypervisorCode(MachineTraits const& machine)
     }
     if (code != NONE)
         return code;
-    // An emulator whose processor does not tell.
-    if (beginsWith(machine.vendor, "QEMU"))
+    // QEMU's emulated processor may report no hypervisor.
+    if (machine.vendor.starts_with("QEMU"))
         return QEMU;
     return machine.underHypervisor ? OTHER : NONE;
 }

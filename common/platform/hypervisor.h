@@ -6,16 +6,16 @@
 
 namespace dovrel {
 
-/** What a machine says of itself, from which its hypervisor can be told. */
-struct MachineTraits {
-    /** Whether the processor says that a hypervisor is present (CPUID leaf 1, bit 31 of ECX). */
+/** Inputs of the hypervisor detection. */
+struct HypervisorInputs {
+    /** Whether the processor reports a hypervisor (CPUID leaf 1, bit 31 of ECX). */
     bool underHypervisor = false;
 
-    /** The signatures of twelve bytes that the hypervisor's CPUID leaves hold, in the order of the
-     * leaves: those that offer another's interface show more than one. */
+    /** The twelve-byte signatures of the hypervisor's CPUID leaves, in the order of the leaves. A
+     * hypervisor that also offers the interface of another has more than one. */
     std::vector<std::string> signatures;
 
-    /** The firmware's texts (SMBIOS type 1, and the asset tag of type 3). */
+    /** The firmware's strings (SMBIOS type 1, and the asset tag of type 3). */
     std::string vendor;
     std::string product;
     std::string version;
@@ -23,15 +23,15 @@ struct MachineTraits {
 };
 
 /**
- * @return the code that `getsysinfo` gives: 0 none, 8 one that is not known by name.
+ * @return the code of `getsysinfo`: 0 for no hypervisor, 8 for an unknown one.
  *
- * The firmware's name of the platform goes first: a signature only names the interface that the
- * guest is offered. Among several signatures one that is not Microsoft's goes first, since others
- * offer Microsoft's interface beside their own.
+ * The firmware's strings take precedence: a signature only identifies the interface that the guest
+ * sees. Among several signatures, any other takes precedence over Microsoft's, because other
+ * hypervisors offer Microsoft's interface in addition to their own.
  */
-int hypervisorCode(MachineTraits const& machine);
+int hypervisorCode(HypervisorInputs const& machine);
 
-/** Cuts a text to @p longest bytes, before a character of UTF-8 that would be cut in two. */
+/** @return @p text, cut to at most @p longest bytes between two UTF-8 characters. */
 std::string cutText(std::string_view text, size_t longest);
 
 }

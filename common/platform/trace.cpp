@@ -9,7 +9,7 @@
 #include <new>
 #include <sstream>
 
-/** Lives until the library is unloaded; records are chained so that they can be freed then. */
+/** Exists until the library is unloaded. The records form a list, which is freed then. */
 class hashedfunction {
 public:
     explicit hashedfunction(char const* name) : signature(name) { }
@@ -36,7 +36,7 @@ Destination currentDestination()
     return destination;
 }
 
-/** All records made, newest first. */
+/** The list of all records, newest first. */
 class Records {
 public:
     ~Records()
@@ -60,22 +60,23 @@ private:
 
 Records records;
 
-/** The record behind a function's static pointer, made by the first thread that gets here. */
+/** @return the record that @p function points to; the first call creates it. Null if there is no
+ * memory. */
 hashedfunction const* recordOf(hashedfunction const*& function, char const* signature)
 {
     std::atomic_ref<hashedfunction const*> shared(function);
-    hashedfunction const* present = shared.load();
-    if (present)
-        return present;
-    auto* const made = new (std::nothrow) hashedfunction(signature);
-    if (!made)
+    hashedfunction const* existing = shared.load();
+    if (existing)
+        return existing;
+    auto* const created = new (std::nothrow) hashedfunction(signature);
+    if (!created)
         return nullptr;
-    if (!shared.compare_exchange_strong(present, made)) {
-        delete made;
-        return present;
+    if (!shared.compare_exchange_strong(existing, created)) {
+        delete created;
+        return existing;
     }
-    records.add(made);
-    return made;
+    records.add(created);
+    return created;
 }
 
 }
@@ -106,15 +107,15 @@ traceobject::~traceobject() = default;
 
 void traceobject::logtosplit(dovrel::string& line)
 {
-    Destination const to = currentDestination();
-    if (!to.sink || !m_function)
+    Destination const target = currentDestination();
+    if (!target.sink || !m_function)
         return;
     try {
         if (line.empty() || line.c_str()[line.length() - 1] != L'\n')
             line += L"\n";
-        to.sink(to.context, m_level, m_function->signature, line);
+        target.sink(target.context, m_level, m_function->signature, line);
     } catch (...) {
-        // A lost line is better than a query that fails because it was watched.
+        // Drops the line: tracing must not make a query fail.
     }
 }
 
@@ -126,9 +127,9 @@ void traceobject::compose(
         std::wostringstream text;
         text.imbue(std::locale::classic());
         for (; *format; ++format) {
-            bool const isPlace =
+            bool const isPlaceholder =
                 format[0] == '%' && std::isalpha(static_cast<unsigned char>(format[1]));
-            if (isPlace && count > 0) {
+            if (isPlaceholder && count > 0) {
                 arguments->insertInto(text);
                 ++arguments;
                 --count;
@@ -142,6 +143,6 @@ void traceobject::compose(
         dovrel::string line(text.str().c_str());
         logtosplit(line);
     } catch (...) {
-        // A line that cannot be composed is lost too, and the query goes on.
+        // Drops the line, as above.
     }
 }

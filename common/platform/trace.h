@@ -9,40 +9,40 @@
 #include <string>
 #include <type_traits>
 
-/** 1 failures, 2 unexpected input, 3 results, 4 successful external commands, 5 parsing detail. */
+/** Level of a message: 1 failures, 2 unexpected input, 3 results, 4 successful external commands, 5
+ * parsing detail. */
 using tracelevel_t = unsigned;
 
-/** The trace facility's record of one function: its signature text, made on the function's first
- * traced call. */
+/** The record of one traced function, created at its first traced call: its signature. */
 class hashedfunction;
 
 namespace dovrel::trace {
 
 /**
- * Receives each line that is written.
+ * Callback that receives each line.
  *
- * Called on the thread that traces, possibly on several at once, with no lock held. What it throws
- * is dropped: a trace never changes the outcome of a query.
+ * The library calls it on the thread that traces, possibly on several threads at once, and holds no
+ * lock. Exceptions from it are ignored: a trace never changes the result of a query.
  *
- * @param context the pointer that was given with the sink.
- * @param level the message's level.
- * @param scope the signature text of the function that writes.
- * @param line the whole text with its newline.
+ * @param context the pointer that was passed to `setSink`.
+ * @param level the level of the message.
+ * @param scope the signature of the function that writes the message.
+ * @param line the whole message with its newline.
  */
 using Sink = void (*)(void* context, unsigned level, char const* scope, string const& line);
 
-/** Messages up to this level are written; 0, the default, writes none. Safe to call from any
- * thread. */
+/** Sets the highest level of the messages to write; 0, the default, writes none. Any thread may
+ * call it at any time. */
 DOVREL_EXPORT void setDetailLevel(unsigned level);
 
 /**
- * Sets where lines go; null, the default, drops them. Safe to call from any thread. A call of the
- * former sink that is under way may still end after this returns.
+ * Sets the callback that receives the lines; null, the default, drops them. Any thread may call it
+ * at any time. A call of the former sink may still be running when this returns.
  */
 DOVREL_EXPORT void setSink(Sink sink, void* context);
 
-/** One argument of a message: a value and the way to write it. Refers to the value, which must
- * outlive it. */
+/** One argument of a message: a pointer to a value and a function that writes it. The value must
+ * outlive the object. */
 class Argument {
 public:
     template <class T> explicit Argument(T const& value)
@@ -57,7 +57,7 @@ public:
 private:
     template <class T> static void insert(std::wostream& out, T const& value)
     {
-        // Narrow text goes through the locale's conversion: a wide stream would widen byte by byte.
+        // Converts a narrow string by the locale; a wide stream would widen it byte by byte.
         if constexpr (std::is_convertible_v<T const&,
                           char const*> || std::is_same_v<T, std::string>)
             out << string(value);
@@ -72,38 +72,39 @@ private:
 }
 
 /**
- * A trace scope: opened at the beginning of a function, closed by its destructor.
+ * The trace scope of a function call; opened at the beginning of the function.
  *
- * Costs one load where nothing is traced. A scope may be open in several threads at once, each
- * thread with an object of its own.
+ * Costs one load while the trace is off. Several threads may be in the scope of one function at
+ * once, each with its own object.
  */
 class DOVREL_EXPORT traceobject : dovrel::noncopyable_::noncopyable {
 public:
     /**
-     * @param function the calling function's static record, null before its first traced call.
-     * @param signature the function's full signature; must stay valid as long as the library is
-     * loaded.
+     * @param function the static pointer to the function's record; null before its first traced
+     * call.
+     * @param signature the function's full signature; must stay valid until the library is
+     * unloaded.
      */
     traceobject(hashedfunction const*& function, char const* signature);
     // NOLINTNEXTLINE(performance-trivially-destructible): hosts are compiled against this symbol.
     ~traceobject();
 
-    /** @return whether a message of this level is to be composed and written. */
+    /** @return whether messages of this level are written. */
     bool admits(tracelevel_t level) const noexcept { return m_detail > level; }
 
     /** Sets the level of the messages that follow. */
     void setLevel(tracelevel_t level) noexcept { m_level = level; }
 
-    /** Hands a composed line to the host's sink, with a newline added where it does not end in one.
-     */
+    /** Passes a composed line to the host's sink; first appends a newline unless the line ends in
+     * one. */
     void logtosplit(dovrel::string& line);
 
     /**
-     * Composes and writes one message, or does nothing where its level is off.
+     * Composes and writes one message if its level is on.
      *
-     * @param format text in which each '%' and the letter behind it mark the place of the next
-     * argument; the letter means nothing, each argument is written by its own stream insertion.
-     * "%%" is a percent sign.
+     * @param format string in which each '%' and the letter after it are a placeholder for the next
+     * argument. The letter has no meaning: each argument is written by its `operator<<`. "%%" is a
+     * percent sign.
      */
     template <class... Arguments>
     void write(tracelevel_t level, char const* format, Arguments const&... arguments)
@@ -119,7 +120,7 @@ private:
     void compose(tracelevel_t level, char const* format, dovrel::trace::Argument const* arguments,
         size_t count);
 
-    tracelevel_t m_detail; // One above the host's setting, so that "exceeds" is "at least".
+    tracelevel_t m_detail; // The host's setting plus one; see `admits`.
     tracelevel_t m_level = 0;
     hashedfunction const* m_function = nullptr;
 };

@@ -10,7 +10,7 @@
 
 namespace {
 
-TEST(Mutex, letsOneThreadInAtATime)
+TEST(Mutex, admitsOneThreadAtATime)
 {
     constexpr int THREADS = 4;
     constexpr int ROUNDS = 200;
@@ -24,7 +24,7 @@ TEST(Mutex, letsOneThreadInAtATime)
             for (int round = 0; round < ROUNDS; ++round) {
                 std::lock_guard const lock(mutex);
                 int const before = count;
-                std::this_thread::yield(); // Invites the others to come between.
+                std::this_thread::yield(); // Lets other threads run between read and write.
                 count = before + 1;
             }
         });
@@ -34,7 +34,7 @@ TEST(Mutex, letsOneThreadInAtATime)
     EXPECT_EQ(count, THREADS * ROUNDS);
 }
 
-TEST(Mutex, isTriedWithoutWaiting)
+TEST(Mutex, tryLockReturnsWithoutWaiting)
 {
     dovrel::Mutex mutex;
     bool gotHeld = true;
@@ -51,7 +51,7 @@ TEST(Mutex, isTriedWithoutWaiting)
     EXPECT_TRUE(gotFree);
 }
 
-TEST(Mutex, isUnlockedByTheEndOfItsGuard)
+TEST(Mutex, isUnlockedWhenTheGuardEnds)
 {
     dovrel::Mutex mutex;
     {
@@ -61,7 +61,7 @@ TEST(Mutex, isUnlockedByTheEndOfItsGuard)
     mutex.unlock();
 }
 
-TEST(Mutex, isNeitherCopiedNorAssigned)
+TEST(Mutex, cannotBeCopiedOrAssigned)
 {
     EXPECT_FALSE(std::is_copy_constructible_v<dovrel::Mutex>);
     EXPECT_FALSE(std::is_copy_assignable_v<dovrel::Mutex>);

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/** The host's side of the trace: sets level and sink, keeps what arrives, switches off at its end.
- */
+/** Records the trace: sets level and sink, stores all lines, and switches the trace off in the
+ * destructor. */
 class SinkRecorder {
 public:
     struct Line {
@@ -31,7 +31,7 @@ public:
         dovrel::trace::setSink(nullptr, nullptr);
     }
 
-    /** For when no thread traces any more. */
+    /** Must not be called while a thread may still trace. */
     std::vector<Line> const& lines() const { return m_lines; }
 
 private:

@@ -18,7 +18,7 @@ void countAlarm(int)
     alarms = alarms + 1;
 }
 
-/** Interrupts system calls at short intervals as long as it lives. */
+/** Interrupts system calls at short intervals while it exists. */
 class IntervalTimer {
 public:
     explicit IntervalTimer(suseconds_t microseconds = 2000)
@@ -26,7 +26,7 @@ public:
         alarms = 0;
         struct sigaction action { };
         action.sa_handler = countAlarm;
-        action.sa_flags = 0; // No SA_RESTART: calls are to end with EINTR.
+        action.sa_flags = 0; // Without SA_RESTART, calls fail with EINTR.
         sigaction(SIGALRM, &action, &m_former);
         itimerval const interval{{0, microseconds}, {0, microseconds}};
         setitimer(ITIMER_REAL, &interval, nullptr);
@@ -51,7 +51,7 @@ milliseconds timeOfSleep(unsigned length)
     return std::chrono::floor<milliseconds>(steady_clock::now() - start);
 }
 
-TEST(Thread, sleepsAtLeastAsLongAsItIsTold)
+TEST(Thread, sleepsAtLeastTheGivenTime)
 {
     for (unsigned length : {0U, 1U, 20U, 100U, 1050U}) {
         milliseconds const time = timeOfSleep(length);
@@ -60,14 +60,14 @@ TEST(Thread, sleepsAtLeastAsLongAsItIsTold)
     }
 }
 
-TEST(Thread, sleepsOnWhenSignalsArrive)
+TEST(Thread, continuesToSleepAfterSignals)
 {
     IntervalTimer const timer;
     EXPECT_GE(timeOfSleep(200), milliseconds(200));
-    EXPECT_GE(alarms, 1) << "the timer was to interrupt the sleep";
+    EXPECT_GE(alarms, 1) << "the timer did not interrupt the sleep";
 }
 
-TEST(Thread, sleepsNoLongerWhereSignalsArriveInQuickSuccession)
+TEST(Thread, doesNotOversleepWhenSignalsAreFrequent)
 {
     IntervalTimer const timer(60);
     milliseconds const time = timeOfSleep(500);

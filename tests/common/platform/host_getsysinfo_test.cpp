@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-// The host's own identification of its machine, under the name of the library's weak one.
+// The host's own function, which has the name of the library's weak one.
 extern "C" int getsysinfo(char* vendor, char* product, char* version, int* code)
 {
     std::strcpy(vendor, "Host vendor");
@@ -20,14 +20,14 @@ namespace {
 
 using Identify = decltype(&getsysinfo);
 
-/** A host at work: it holds a service object, so the library is loaded. */
+/** A host with a service object, so that the library is loaded. */
 class HostGetsysinfo : public testing::Test {
 protected:
     dovrel::value_ptr<sysinfo::SystemInformation> const m_information =
         sysinfo::SystemInformation::create();
 };
 
-/** @return a handle of the library under test, which this program is linked to. */
+/** @return a dlopen(3) handle of the library under test; this program is linked to it. */
 void* sysinfoLibrary()
 {
     Dl_info info{};
@@ -36,7 +36,7 @@ void* sysinfoLibrary()
     return dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
 }
 
-TEST_F(HostGetsysinfo, isTheOneThatEveryLibraryFinds)
+TEST_F(HostGetsysinfo, isFoundBeforeTheLibrarysWeakFunction)
 {
     auto const found = reinterpret_cast<Identify>(dlsym(RTLD_DEFAULT, "getsysinfo"));
     EXPECT_EQ(found, &getsysinfo);
@@ -51,7 +51,7 @@ TEST_F(HostGetsysinfo, isTheOneThatEveryLibraryFinds)
     EXPECT_EQ(code, 8);
 }
 
-TEST_F(HostGetsysinfo, standsBeforeTheLibrarysWeakOne)
+TEST_F(HostGetsysinfo, leavesTheLibrarysWeakFunctionInPlace)
 {
     void* const library = sysinfoLibrary();
     ASSERT_NE(library, nullptr);

@@ -9,25 +9,25 @@
 
 using dovrel::cutText;
 using dovrel::hypervisorCode;
-using dovrel::MachineTraits;
+using dovrel::HypervisorInputs;
 using System = sysinfo::SystemInformation;
 
 namespace {
 
 constexpr char AZURE_TAG[] = "7783-7084-3265-9085-8269-3286-77";
 
-MachineTraits withSignatures(std::vector<std::string> signatures)
+HypervisorInputs withSignatures(std::vector<std::string> signatures)
 {
-    MachineTraits machine;
+    HypervisorInputs machine;
     machine.underHypervisor = true;
     machine.signatures = std::move(signatures);
     return machine;
 }
 
-MachineTraits withFirmware(
+HypervisorInputs withFirmware(
     std::string vendor, std::string product, std::string version = "", std::string assetTag = "")
 {
-    MachineTraits machine = withSignatures({"KVMKVMKVM"});
+    HypervisorInputs machine = withSignatures({"KVMKVMKVM"});
     machine.vendor = std::move(vendor);
     machine.product = std::move(product);
     machine.version = std::move(version);
@@ -37,16 +37,16 @@ MachineTraits withFirmware(
 
 }
 
-TEST(Hypervisor, isNoneOnAMachineThatSaysNothing)
+TEST(HypervisorCode, isNoneWithoutSignatureAndKnownFirmware)
 {
     EXPECT_EQ(hypervisorCode({}), System::HYPERVISOR_NONE);
-    MachineTraits bare;
+    HypervisorInputs bare;
     bare.vendor = "Dell Inc.";
     bare.product = "PowerEdge R740";
     EXPECT_EQ(hypervisorCode(bare), System::HYPERVISOR_NONE);
 }
 
-TEST(Hypervisor, isOtherWhereItIsThereButUnknown)
+TEST(HypervisorCode, isOtherForAnUnknownHypervisor)
 {
     EXPECT_EQ(hypervisorCode(withSignatures({})), System::HYPERVISOR_OTHER);
     for (std::string const signature : {"ACRNACRNACRN", "SomeSomeSome", "", "kvmkvmkvm", "KVMKVM"})
@@ -54,7 +54,7 @@ TEST(Hypervisor, isOtherWhereItIsThereButUnknown)
             << signature;
 }
 
-TEST(Hypervisor, isToldByItsSignature)
+TEST(HypervisorCode, isDetectedFromTheSignature)
 {
     struct {
         char const* signature;
@@ -69,7 +69,7 @@ TEST(Hypervisor, isToldByItsSignature)
         EXPECT_EQ(hypervisorCode(withSignatures({row.signature})), row.type) << row.signature;
 }
 
-TEST(Hypervisor, isNotTheOneWhoseInterfaceItOffersBesideItsOwn)
+TEST(HypervisorCode, prefersAKnownSignatureAndAnyOtherToMicrosofts)
 {
     EXPECT_EQ(
         hypervisorCode(withSignatures({"Microsoft Hv", "KVMKVMKVM"})), System::HYPERVISOR_KVM);
@@ -87,7 +87,7 @@ TEST(Hypervisor, isNotTheOneWhoseInterfaceItOffersBesideItsOwn)
         hypervisorCode(withSignatures({"VMwareVMware", "KVMKVMKVM"})), System::HYPERVISOR_VMWARE);
 }
 
-TEST(Hypervisor, isToldByTheFirmwareWhateverTheSignature)
+TEST(HypervisorCode, prefersTheFirmwareToTheSignature)
 {
     struct {
         char const* vendor;
@@ -115,23 +115,23 @@ TEST(Hypervisor, isToldByTheFirmwareWhateverTheSignature)
             << row.vendor << ' ' << row.product << ' ' << row.version;
 }
 
-TEST(Hypervisor, isToldByTheFirmwareWhereTheProcessorSaysNothing)
+TEST(HypervisorCode, isDetectedFromTheFirmwareAlone)
 {
-    MachineTraits machine = withFirmware("innotek GmbH", "VirtualBox");
+    HypervisorInputs machine = withFirmware("innotek GmbH", "VirtualBox");
     machine.underHypervisor = false;
     machine.signatures.clear();
     EXPECT_EQ(hypervisorCode(machine), System::HYPERVISOR_VIRTUALBOX);
 }
 
-TEST(Hypervisor, isNoneOnTheMetalOfACloud)
+TEST(HypervisorCode, isNoneOnABareMetalCloudInstance)
 {
-    MachineTraits metal = withFirmware("Amazon EC2", "m5.metal");
+    HypervisorInputs metal = withFirmware("Amazon EC2", "m5.metal");
     metal.underHypervisor = false;
     metal.signatures.clear();
     EXPECT_EQ(hypervisorCode(metal), System::HYPERVISOR_NONE);
 }
 
-TEST(Hypervisor, isNotToldByFirmwareThatOnlyResemblesAPlatforms)
+TEST(HypervisorCode, ignoresFirmwareThatOnlyResemblesAPlatform)
 {
     EXPECT_EQ(hypervisorCode(withFirmware("Microsoft Corporation", "Surface Pro", "", AZURE_TAG)),
         System::HYPERVISOR_KVM);
@@ -142,9 +142,9 @@ TEST(Hypervisor, isNotToldByFirmwareThatOnlyResemblesAPlatforms)
     EXPECT_EQ(hypervisorCode(withFirmware("A VMware, Inc.", "VMware")), System::HYPERVISOR_KVM);
 }
 
-TEST(Hypervisor, isAnEmulatorThatOnlyTheFirmwareTells)
+TEST(HypervisorCode, isQemuForItsVendorUnlessThereIsASignature)
 {
-    MachineTraits machine;
+    HypervisorInputs machine;
     machine.vendor = "QEMU";
     machine.product = "Standard PC (i440FX + PIIX, 1996)";
     EXPECT_EQ(hypervisorCode(machine), System::HYPERVISOR_QEMU);
@@ -154,7 +154,7 @@ TEST(Hypervisor, isAnEmulatorThatOnlyTheFirmwareTells)
     EXPECT_EQ(hypervisorCode(machine), System::HYPERVISOR_KVM);
 }
 
-TEST(CutText, leavesATextThatFitsAlone)
+TEST(CutText, keepsAStringThatFits)
 {
     EXPECT_EQ(cutText("", 0), "");
     EXPECT_EQ(cutText("abc", 3), "abc");
@@ -172,7 +172,7 @@ TEST(CutText, cutsBeforeACharacterThatDoesNotFit)
         EXPECT_EQ(cutText("a\xF0\x9F\x98\x80", longest), "a") << longest;
 }
 
-TEST(CutText, survivesBytesThatAreNoText)
+TEST(CutText, acceptsInvalidUtf8)
 {
     EXPECT_EQ(cutText("\x80\x80\x80\x80", 2), "");
     EXPECT_EQ(cutText("a\xFF\xFF\xFF", 2), "a\xFF");

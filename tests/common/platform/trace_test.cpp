@@ -14,7 +14,7 @@ using dovrel::string;
 
 namespace {
 
-/** A value that knows how often it was written. */
+/** A value whose insertions are counted. */
 struct CountedValue { };
 
 int countedInsertions = 0;
@@ -25,7 +25,7 @@ std::wostream& operator<<(std::wostream& out, CountedValue const&)
     return out << L"counted";
 }
 
-/** @return the one line that writing makes, "none" where there is none. */
+/** @return the line that a message with these arguments writes; "none" unless it is exactly one. */
 template <class... Arguments>
 std::wstring written(char const* format, Arguments const&... arguments)
 {
@@ -36,7 +36,7 @@ std::wstring written(char const* format, Arguments const&... arguments)
     return recorder.lines().size() == 1 ? recorder.lines()[0].text : L"none";
 }
 
-TEST(Trace, isWrittenWhereTheDetailLevelIsAtLeastTheMessages)
+TEST(Trace, writesMessagesUpToTheDetailLevel)
 {
     for (unsigned detail = 0; detail <= 6; ++detail) {
         for (tracelevel_t level = 1; level <= 5; ++level) {
@@ -50,7 +50,7 @@ TEST(Trace, isWrittenWhereTheDetailLevelIsAtLeastTheMessages)
     }
 }
 
-TEST(Trace, takesTheGreatestDetailLevelThatThereIs)
+TEST(Trace, acceptsTheMaximumDetailLevel)
 {
     SinkRecorder recorder(0xFFFFFFFF);
     hashedfunction const* function = nullptr;
@@ -59,7 +59,7 @@ TEST(Trace, takesTheGreatestDetailLevelThatThereIs)
     EXPECT_EQ(recorder.lines().size(), 1U);
 }
 
-TEST(Trace, composesNothingWhereTheLevelIsOff)
+TEST(Trace, composesNothingWhenTheLevelIsOff)
 {
     countedInsertions = 0;
     hashedfunction const* function = nullptr;
@@ -71,7 +71,7 @@ TEST(Trace, composesNothingWhereTheLevelIsOff)
     EXPECT_EQ(countedInsertions, 1);
 }
 
-TEST(Trace, allocatesNothingWhereItIsOff)
+TEST(Trace, allocatesNothingWhenItIsOff)
 {
     SinkRecorder recorder(0);
     hashedfunction const* function = nullptr;
@@ -86,7 +86,7 @@ TEST(Trace, allocatesNothingWhereItIsOff)
     EXPECT_EQ(recorder.lines().size(), 0U);
 }
 
-TEST(Trace, makesAFunctionsRecordOnce)
+TEST(Trace, createsOneRecordPerFunction)
 {
     SinkRecorder recorder(1);
     hashedfunction const* function = nullptr;
@@ -99,7 +99,7 @@ TEST(Trace, makesAFunctionsRecordOnce)
     EXPECT_EQ(function, made);
 }
 
-TEST(Trace, putsAnArgumentAtEachPlaceWhateverItsLetterIs)
+TEST(Trace, acceptsAnyLetterInAPlaceholder)
 {
     for (char letter = 'a'; letter <= 'z'; ++letter) {
         char const lower[] = {'<', '%', letter, '>', '\0'};
@@ -109,7 +109,7 @@ TEST(Trace, putsAnArgumentAtEachPlaceWhateverItsLetterIs)
     }
 }
 
-TEST(Trace, takesArgumentsInTheirOrder)
+TEST(Trace, insertsArgumentsInOrder)
 {
     EXPECT_EQ(written("%s%d%u%s", "a", 1, 2U, "b"), L"a12b\n");
     EXPECT_EQ(written("%s has %u bytes", L"/dev/sda", 18446744073709551615ULL),
@@ -117,7 +117,7 @@ TEST(Trace, takesArgumentsInTheirOrder)
     EXPECT_EQ(written("%f %d", 0.5, -7), L"0.5 -7\n");
 }
 
-TEST(Trace, writesAPercentSignForTwo)
+TEST(Trace, writesOnePercentSignForTwo)
 {
     EXPECT_EQ(written("100%%"), L"100%\n");
     EXPECT_EQ(written("%d%%", 50), L"50%\n");
@@ -126,31 +126,31 @@ TEST(Trace, writesAPercentSignForTwo)
     EXPECT_EQ(written("%%%%"), L"%%\n");
 }
 
-TEST(Trace, leavesAPercentSignThatMarksNoPlace)
+TEST(Trace, keepsAPercentSignWithoutALetter)
 {
     EXPECT_EQ(written("50% done, %s", "really"), L"50% done, really\n");
     EXPECT_EQ(written("at the end %"), L"at the end %\n");
     EXPECT_EQ(written("%5", 1), L"%5\n");
 }
 
-TEST(Trace, leavesPlacesWithoutArgumentsAsTheyAre)
+TEST(Trace, keepsPlaceholdersWithoutArguments)
 {
     EXPECT_EQ(written("%s and %d", "a"), L"a and %d\n");
     EXPECT_EQ(written("%s"), L"%s\n");
 }
 
-TEST(Trace, dropsArgumentsWithoutPlaces)
+TEST(Trace, dropsArgumentsWithoutPlaceholders)
 {
     EXPECT_EQ(written("%s", "a", "b", 3), L"a\n");
     EXPECT_EQ(written("none", CountedValue()), L"none\n");
 }
 
-TEST(Trace, doesNotReadPlacesOutOfArguments)
+TEST(Trace, ignoresPlaceholdersInArguments)
 {
     EXPECT_EQ(written("%s %s", "%d%%", "x"), L"%d%% x\n");
 }
 
-TEST(Trace, writesEachKindOfTextWithItsCharacters)
+TEST(Trace, writesEveryStringTypeWithItsCharacters)
 {
     LocaleScope const locale("C.UTF-8");
     char const* const pointer = "\xE2\x82\xAC pointer";
@@ -165,7 +165,7 @@ TEST(Trace, writesEachKindOfTextWithItsCharacters)
     EXPECT_EQ(written("%s", static_cast<char const*>(nullptr)), L"\n");
 }
 
-TEST(Trace, doesNotSendWideTextThroughTheLocale)
+TEST(Trace, doesNotConvertWideStringsByTheLocale)
 {
     LocaleScope const locale("C");
     EXPECT_EQ(written("%s %s", string(L"\u20AC"), L"\U0001F600"), L"\u20AC \U0001F600\n");
@@ -177,7 +177,7 @@ class Grouping : public std::numpunct<wchar_t> {
     std::string do_grouping() const override { return "\3"; }
 };
 
-TEST(Trace, writesNumbersWithoutTheGlobalLocalesSeparators)
+TEST(Trace, writesNumbersWithoutSeparatorsOfTheGlobalLocale)
 {
     std::locale const former =
         std::locale::global(std::locale(std::locale::classic(), new Grouping));
@@ -201,7 +201,7 @@ void inner()
     trace.write(1, "two");
 }
 
-TEST(Trace, tellsTheSinkLevelAndScope)
+TEST(Trace, passesLevelAndScopeToTheSink)
 {
     SinkRecorder recorder(5);
     {
@@ -216,7 +216,7 @@ TEST(Trace, tellsTheSinkLevelAndScope)
     EXPECT_EQ(recorder.lines()[2], (SinkRecorder::Line{2, "bool outer(int) const", L"three\n"}));
 }
 
-TEST(Trace, writesLinesComposedByHandWithTheLevelSet)
+TEST(Trace, logtosplitWritesALineWithTheCurrentLevel)
 {
     SinkRecorder recorder(3);
     hashedfunction const* function = nullptr;
@@ -232,7 +232,7 @@ TEST(Trace, writesLinesComposedByHandWithTheLevelSet)
     EXPECT_EQ(recorder.lines()[1], (SinkRecorder::Line{1, "void byHand()", L"ended\n"}));
 }
 
-TEST(Trace, dropsLinesWhereThereIsNoSink)
+TEST(Trace, dropsLinesWithoutASink)
 {
     {
         SinkRecorder const recorder(5);
@@ -250,7 +250,7 @@ void throwingSink(void* context, unsigned, char const*, string const&)
     throw std::runtime_error("the disk is full");
 }
 
-TEST(Trace, dropsWhatTheSinkThrows)
+TEST(Trace, ignoresExceptionsOfTheSink)
 {
     int calls = 0;
     SinkRecorder const recorder(5);
@@ -264,7 +264,7 @@ TEST(Trace, dropsWhatTheSinkThrows)
     EXPECT_EQ(calls, 2);
 }
 
-TEST(Trace, neverThrowsForWantOfMemory)
+TEST(Trace, throwsNothingWhenAllocationsFail)
 {
     SinkRecorder const recorder(5);
     int received = 0;

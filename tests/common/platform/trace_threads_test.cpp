@@ -13,7 +13,7 @@ namespace {
 
 constexpr int THREADS = 8;
 
-/** Runs @p work in all threads at the same time. */
+/** Runs @p work in all threads at once. */
 void together(std::function<void(int)> const& work)
 {
     std::latch start(THREADS);
@@ -28,7 +28,7 @@ void together(std::function<void(int)> const& work)
         thread.join();
 }
 
-TEST(TraceThreads, enterOneScopeForTheFirstTimeAtOnce)
+TEST(TraceThreads, mayEnterAScopeForTheFirstTimeAtOnce)
 {
     constexpr int ROUNDS = 200;
     SinkRecorder const recorder(1);
@@ -55,7 +55,7 @@ void countingSink(void* context, unsigned, char const*, dovrel::string const&)
     ++*static_cast<std::atomic<int>*>(context);
 }
 
-TEST(TraceThreads, traceWhileLevelAndSinkChange)
+TEST(TraceThreads, mayTraceWhileLevelAndSinkChange)
 {
     SinkRecorder const recorder(0);
     std::atomic<int> first = 0;
