@@ -30,12 +30,13 @@ public:
     /** Writes the text form of `operator<<`, `TEXT_LENGTH` characters without a terminator. */
     template <class Char> void writeText(Char* out) const noexcept
     {
-        constexpr char const* DIGITS = "0123456789abcdef";
+        static constexpr Char DIGITS[] = {
+            '0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
         for (unsigned i = 0; i < SIZE; ++i) {
             if (i > 0)
-                *out++ = static_cast<Char>(':');
-            *out++ = static_cast<Char>(DIGITS[m_bytes[i] >> 4]);
-            *out++ = static_cast<Char>(DIGITS[m_bytes[i] & 0x0F]);
+                *out++ = ':';
+            *out++ = DIGITS[m_bytes[i] >> 4];
+            *out++ = DIGITS[m_bytes[i] & 0x0F];
         }
     }
 
