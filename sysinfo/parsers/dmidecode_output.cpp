@@ -1,12 +1,14 @@
 #include "sysinfo/parsers/dmidecode_output.h"
 
+#include "sysinfo/parsers/line_fields.h"
+
 #include <limits>
 
 namespace sysinfo {
 
 namespace {
 
-constexpr char INDENTATION[] = " \t\r\n\v";
+constexpr CharacterSet INDENTATION(" \t\r\n\v");
 
 uint64_t inKiB(uint64_t number, std::string const& unit)
 {
@@ -19,12 +21,10 @@ uint64_t inKiB(uint64_t number, std::string const& unit)
     return number;
 }
 
-bool hasSecondField(std::string const& line)
+bool hasSecondWord(std::string_view line)
 {
-    constexpr char BLANKS[] = " \t\r\n\v\f";
-    size_t const first = line.find_first_not_of(BLANKS);
-    size_t const behindFirst = line.find_first_of(BLANKS, first);
-    return line.find_first_not_of(BLANKS, behindFirst) != std::string::npos;
+    takeWord(line);
+    return !takeWord(line).empty();
 }
 
 /** Reads the fields of the size line that was just read as a whole. @return what it adds. */
@@ -41,7 +41,7 @@ uint64_t readSizeLine(std::istream& dump, std::string const& line, FirmwareDumpL
     std::string unit;
     dump >> label;
     // Without a second field the number would be looked for on the next line, which would be lost.
-    bool const complete = hasSecondField(line) && dump >> number >> unit;
+    bool const complete = hasSecondWord(line) && dump >> number >> unit;
     listener.sizeLine(label, number, unit);
     if (!complete) {
         listener.sizeLineIgnored(line);
@@ -82,7 +82,7 @@ uint64_t sumOfModules(std::istream& dump, FirmwareDumpListener& listener)
         listener.line(line);
         if (line.empty())
             continue;
-        if (line.find_first_of(INDENTATION) != 0) {
+        if (!INDENTATION.contains(line.front())) {
             listener.sectionLeft(section);
             section = line;
             continue;

@@ -1,22 +1,17 @@
 #include "sysinfo/parsers/ifconfig_output.h"
 
-#include <algorithm>
-#include <array>
-#include <utility>
+#include "sysinfo/parsers/line_fields.h"
 
 namespace sysinfo {
 
 namespace {
 
-/** What ends a word, by the character's code. */
-constexpr auto SEPARATORS = [] {
-    std::array<bool, 256> separators{};
-    for (char const c : {' ', '\t', '\n', '\r', '/'})
-        separators[static_cast<unsigned char>(c)] = true;
-    return separators;
-}();
+constexpr CharacterSet NAME_ENDS(" \t\r\n\v:");
 
-/** In one pass: what comes together by a replacement is not replaced. */
+/** Two separators in a row have an empty field between them. */
+constexpr CharacterSet SEPARATORS(" \t\n\r/");
+
+/** Replaces in one pass: a match that a replacement creates stays. */
 void replaceEach(std::string& line, std::string_view what, std::string_view by)
 {
     size_t at = 0;
@@ -26,39 +21,13 @@ void replaceEach(std::string& line, std::string_view what, std::string_view by)
     }
 }
 
-/** Hands out the words of a line; two separators in a row have an empty word between them. */
-class Words {
-public:
-    explicit Words(std::string_view line)
-        : m_next(line.data()), m_end(line.data() + line.size()) { }
-
-    bool isAtEnd() const { return m_atEnd; }
-
-    std::string_view next()
-    {
-        char const* const first = m_next;
-        char const* at = first;
-        while (at != m_end && !isSeparator(*at))
-            ++at;
-        m_atEnd = at == m_end;
-        m_next = m_atEnd ? at : at + 1;
-        return {first, static_cast<size_t>(at - first)};
-    }
-
-private:
-    static bool isSeparator(char c) { return SEPARATORS[static_cast<unsigned char>(c)]; }
-
-    char const* m_next;
-    char const* m_end;
-    bool m_atEnd = false;
-};
-
 void readAdapterLine(std::string_view line, AdapterText& adapter)
 {
-    Words words(line);
-    std::string_view keyword = words.next();
-    while (!words.isAtEnd()) {
-        std::string_view const value = words.next();
+    takeWhile(line, SEPARATORS); // Empty fields are no keywords.
+    std::string_view keyword = takeUntil(line, SEPARATORS);
+    while (!line.empty()) {
+        line.remove_prefix(1); // The separator.
+        std::string_view const value = takeUntil(line, SEPARATORS);
         if (keyword == "inet" || keyword == "inet6")
             adapter.addresses.emplace_back(value);
         else if (keyword == "netmask" || keyword == "Mask")
@@ -74,22 +43,22 @@ void readAdapterLine(std::string_view line, AdapterText& adapter)
 AdapterText readAdapters(std::istream& output, std::function<void(std::string const&)> const& found,
     std::function<void(AdapterText const&)> const& ended)
 {
-    constexpr char NAME_ENDS[] = " \t\r\n\v:";
     AdapterText adapter;
     for (std::string line; std::getline(output, line);) {
         if (line.empty())
             continue;
-        size_t const nameEnd = line.find_first_of(NAME_ENDS);
-        if (nameEnd != 0) {
+        if (!NAME_ENDS.contains(line.front())) {
             if (!adapter.name.empty())
                 ended(adapter);
-            adapter.name.assign(line, 0, std::min(nameEnd, line.find('\0')));
+            std::string_view rest = line;
+            std::string_view const name = takeUntil(rest, NAME_ENDS);
+            adapter.name = name.substr(0, name.find('\0'));
             adapter.addresses.clear();
             adapter.netmasks.clear();
             adapter.hardwareAddresses.clear();
             found(adapter.name);
         }
-        if (line.find(':') != std::string::npos) { // Else there is nothing to replace.
+        if (line.find(':') != std::string::npos) { // Both prefixes contain one.
             replaceEach(line, "addr:", "");
             replaceEach(line, "Mask:", "Mask ");
         }

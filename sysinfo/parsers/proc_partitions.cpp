@@ -1,5 +1,7 @@
 #include "sysinfo/parsers/proc_partitions.h"
 
+#include "sysinfo/parsers/line_fields.h"
+
 namespace sysinfo {
 
 void readPartitions(std::istream& text,
@@ -19,7 +21,7 @@ void readPartitions(std::istream& text,
     std::string minor;
     DiskEntry entry;
     while (text >> major >> minor >> entry.blocks >> entry.name) {
-        bool const isPartition = entry.name.back() >= '0' && entry.name.back() <= '9';
+        bool const isPartition = DIGITS.contains(entry.name.back());
         bool const belongs = !pending.name.empty() && entry.name.starts_with(pending.name);
         if (isPartition && belongs) {
             partitionFound(entry.name);

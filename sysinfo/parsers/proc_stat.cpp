@@ -1,95 +1,29 @@
 #include "sysinfo/parsers/proc_stat.h"
 
+#include "sysinfo/parsers/line_fields.h"
+
 namespace sysinfo {
 
 namespace {
 
-/** Hands out a stream's bytes one by one, taken from it in large pieces. */
-class Bytes {
-public:
-    static constexpr int END = -1;
-
-    // cppcheck-suppress uninitMemberVar ; the piece is written before it is read
-    explicit Bytes(std::istream& text) : m_text(text) { }
-
-    int next()
-    {
-        if (m_at == m_end && !refill())
-            return END;
-        return static_cast<unsigned char>(*m_at++);
-    }
-
-private:
-    bool refill()
-    {
-        m_text.read(m_piece, sizeof m_piece);
-        m_at = m_piece;
-        m_end = m_piece + m_text.gcount();
-        return m_at != m_end;
-    }
-
-    std::istream& m_text;
-    char m_piece[8192];
-    char const* m_at = m_piece;
-    char const* m_end = m_piece;
-};
-
-bool isBlank(int c)
+/** Removes leading blanks and the next number from @p line. @return the number modulo 2^32, 0 if
+ * there is none. */
+uint32_t takeFigure(std::string_view& line)
 {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-bool isDigit(int c)
-{
-    return c >= '0' && c <= '9';
-}
-
-int skipWord(Bytes& bytes, int c)
-{
-    while (c != Bytes::END && !isBlank(c))
-        c = bytes.next();
-    return c;
-}
-
-int skipLine(Bytes& bytes, int c)
-{
-    while (c != Bytes::END && c != '\n')
-        c = bytes.next();
-    return c;
-}
-
-/** Matches the word that begins with @p c against a beginning. @return whether all of @p label was
- * there. */
-bool beginsWith(Bytes& bytes, int& c, std::string_view label)
-{
-    for (char expected : label) {
-        if (c != static_cast<unsigned char>(expected))
-            return false;
-        c = bytes.next();
-    }
-    return true;
-}
-
-/** Reads the next figure of the line, 0 where there is none; @p c is the byte before it and then
- * behind it. */
-uint32_t readFigure(Bytes& bytes, int& c)
-{
-    while (c != '\n' && isBlank(c))
-        c = bytes.next();
+    takeWhile(line, BLANKS);
     uint32_t figure = 0;
-    for (; isDigit(c); c = bytes.next())
-        figure = figure * 10 + static_cast<uint32_t>(c - '0');
+    for (char const digit : takeWhile(line, DIGITS))
+        figure = figure * 10 + static_cast<uint32_t>(digit - '0');
     return figure;
 }
 
-ProcessorCounters readFigures(Bytes& bytes, int c)
+ProcessorCounters readFigures(std::string_view line)
 {
     enum Figure { USER, NICE, SYSTEM, IDLE, IOWAIT, IRQ, SOFTIRQ, FIGURES };
     uint32_t figures[FIGURES];
     for (uint32_t& figure : figures)
-        figure = readFigure(bytes, c);
-    // Kept: a processor that waits for a disk is reported as busy; time stolen by other guests is
-    // left out.
+        figure = takeFigure(line);
+    // Kept: a processor that waits for a disk is busy; time stolen by other guests does not count.
     uint32_t const busy = figures[USER] + figures[NICE] + figures[SYSTEM] + figures[IOWAIT]
         + figures[IRQ] + figures[SOFTIRQ];
     return {figures[IDLE], busy};
@@ -100,42 +34,35 @@ ProcessorCounters readFigures(Bytes& bytes, int c)
 uint32_t countProcessors(
     std::istream& text, std::function<void(std::string const& word)> const& found)
 {
-    Bytes bytes(text);
-    std::string word;
+    // A search for the prefix passes over the long "intr" line faster than a walk word by word.
+    constexpr char PREFIX[] = "cpu";
     uint32_t count = 0;
-    for (int c = bytes.next(); c != Bytes::END; c = bytes.next()) {
-        if (isBlank(c))
-            continue;
-        if (!beginsWith(bytes, c, "cpu")) {
-            if (skipWord(bytes, c) == Bytes::END)
-                break;
-            continue;
+    for (std::string line; std::getline(text, line);) {
+        for (size_t at = line.find(PREFIX); at != std::string::npos;
+             at = line.find(PREFIX, at + 1)) {
+            if (at > 0 && !BLANKS.contains(line[at - 1]))
+                continue;
+            std::string_view rest = std::string_view(line).substr(at);
+            std::string_view const word = takeUntil(rest, BLANKS);
+            if (DIGITS.contains(word.back())) {
+                ++count;
+                found(std::string(word));
+            }
         }
-        word = "cpu";
-        for (; c != Bytes::END && !isBlank(c); c = bytes.next())
-            word += static_cast<char>(c);
-        if (isDigit(static_cast<unsigned char>(word.back()))) {
-            ++count;
-            found(word);
-        }
-        if (c == Bytes::END)
-            break;
     }
     return count;
 }
 
 bool findProcessorCounters(std::istream& text, std::string_view label, ProcessorCounters& out)
 {
-    Bytes bytes(text);
-    for (int c = bytes.next(); c != Bytes::END; c = bytes.next()) {
-        if (isBlank(c))
+    for (std::string line; std::getline(text, line);) {
+        std::string_view rest = line;
+        takeWhile(rest, BLANKS);
+        if (!rest.starts_with(label))
             continue;
-        if (beginsWith(bytes, c, label)) {
-            out = readFigures(bytes, skipWord(bytes, c));
-            return true;
-        }
-        if (skipLine(bytes, c) == Bytes::END)
-            break;
+        takeUntil(rest, BLANKS);
+        out = readFigures(rest);
+        return true;
     }
     return false;
 }

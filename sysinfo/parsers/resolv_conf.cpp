@@ -1,6 +1,6 @@
 #include "sysinfo/parsers/resolv_conf.h"
 
-#include "sysinfo/parsers/fixed_column.h"
+#include "sysinfo/parsers/line_fields.h"
 
 namespace sysinfo {
 
@@ -10,7 +10,7 @@ void readNameServers(
     constexpr size_t SERVER_COLUMN = 11;
     for (std::string line; std::getline(text, line);)
         if (line.find("nameserver") != std::string::npos)
-            found(restOf(line, SERVER_COLUMN, "cat /etc/resolv.conf", "address"));
+            found(textFromColumn(line, SERVER_COLUMN, "cat /etc/resolv.conf", "address"));
 }
 
 }
