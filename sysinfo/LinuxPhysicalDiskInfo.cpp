@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -26,38 +27,38 @@ namespace sysinfo {
 
 namespace {
 
-/** <scsi/scsi_ioctl.h> of the kernel; answers with an `int`. */
+/** SCSI_IOCTL_GET_BUS_NUMBER of the kernel's <scsi/scsi.h>. */
 constexpr unsigned long GET_SCSI_BUS_NUMBER = 0x5386;
 
-/** @return the opened device, -1 where it cannot be opened. A drive without a medium, or whose
- * controller is gone, does not hold the caller. */
-int openDevice(string const& path)
+/** Opens the device and issues an ioctl(2) whose output is an `int`. A drive without a medium or
+ * controller does not block the caller. @return that output; no value if either call fails. */
+std::optional<int> queryDevice(char const* path, unsigned long request)
 {
-    char const* const narrow = path;
-    return dovrel::retryInterrupted(
-        [narrow] { return ::open(narrow, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); });
+    int const fd = dovrel::retryInterrupted(
+        [path] { return ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); });
+    auto const owner = dovrel::autohandle(fd, ::close);
+    int value = 0;
+    if (fd == -1 || ::ioctl(fd, request, &value) != 0)
+        return std::nullopt;
+    return value;
 }
 
 bool isUSBStorage(string const& path)
 {
-    int const fd = openDevice(path);
-    auto const owner = dovrel::autohandle(fd, ::close);
-    int bus = 0;
-    if (fd == -1 || ::ioctl(fd, GET_SCSI_BUS_NUMBER, &bus) != 0)
+    std::optional<int> const bus = queryDevice(path, GET_SCSI_BUS_NUMBER);
+    if (!bus)
         return false;
-    string const known = dovrel::str_cast(bus, string(L"/proc/scsi/usb-storage/"));
-    return ::access(known, F_OK) == 0;
+    string const folder = dovrel::str_cast(*bus, string(L"/proc/scsi/usb-storage/"));
+    return ::access(folder, F_OK) == 0;
 }
 
 /**
- * Finds the device's name among the persistent ones. Those of the "wwn" family say nothing to
- * people.
+ * Finds the first persistent name of the device that does not begin with "wwn".
  *
- * A name is one of the device where both have the same canonical path. On a machine with thousands
- * of disks paths are resolved only where stat(2) shows the same file: a resolution takes some ten
- * system calls.
+ * A name belongs to the device if both have the same canonical path. Resolving a path takes some
+ * ten system calls, so names for which stat(2) reports another file are not resolved.
  *
- * @return the name, empty where the device has none.
+ * @return the name; empty if there is none.
  */
 std::string findPersistentName(char const* device)
 {
@@ -71,7 +72,7 @@ std::string findPersistentName(char const* device)
         if (name == "." || name == ".." || name.starts_with("wwn"))
             continue;
         struct stat found;
-        // Kept: a link that leads nowhere ends the search.
+        // Kept: a dangling link ends the search.
         if (::fstatat(::dirfd(folder.get()), entry->d_name, &found, 0) != 0)
             return {};
         if (found.st_dev != wanted.st_dev || found.st_ino != wanted.st_ino)
@@ -80,17 +81,17 @@ std::string findPersistentName(char const* device)
         auto const canonicalDevice = canonicalPath(device);
         if (!target || !canonicalDevice)
             return {};
-        if (target == canonicalDevice) // Else it is another name of the same file, a hard link.
+        if (target == canonicalDevice) // Different for a hard link to the device.
             return std::string(name);
     }
     return {};
 }
 
-/** `ata-MODEL_SERIAL` without the bus. */
+/** @return `MODEL_SERIAL` for `ata-MODEL_SERIAL`. */
 string withoutBus(string const& name)
 {
-    wchar_t const* const sign = std::wcschr(name.c_str(), L'-');
-    return sign ? string(sign + 1) : name;
+    wchar_t const* const dash = std::wcschr(name.c_str(), L'-');
+    return dash ? string(dash + 1) : name;
 }
 
 }
@@ -103,15 +104,11 @@ LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
                 "const dovrel::string&, uint64_t, unsigned int)");
     dovrel::CancellationBlock const block;
     string const path = string(L"/dev/") + m_name;
-    int const fd = openDevice(path);
-    auto const owner = dovrel::autohandle(fd, ::close);
-    int sectorSize = 0;
-    if (fd != -1 && ::ioctl(fd, BLKSSZGET, &sectorSize) == 0)
-        m_sectorSize = static_cast<uint64_t>(sectorSize);
+    m_sectorSize = static_cast<uint64_t>(queryDevice(path, BLKSSZGET).value_or(0));
     try {
         m_caption = withoutBus(findPersistentName(path));
     } catch (std::exception const&) {
-        // Memory that runs out leaves the disk without a caption.
+        // Without memory for it the disk has no caption.
     }
 }
 

@@ -13,13 +13,14 @@ namespace sysinfo {
 
 namespace {
 
-class TracedDump final : public FirmwareDumpListener {
+/** Writes the steps of the parser to the trace. */
+class TracingListener final : public FirmwareDumpListener {
 public:
-    explicit TracedDump(traceobject& trace) : m_trace(trace) { }
+    explicit TracingListener(traceobject& trace) : m_trace(trace) { }
 
     void line(std::string const& line) override { m_trace.write(5, "Parsing line: %s", line); }
 
-    // Kept: what is named new is the section that ends.
+    // Kept: the message "New section" contains the previous section. Readers of traces know it so.
     void sectionLeft(std::string const& left) override
     {
         m_trace.write(5, "New section: %s", left);
@@ -41,7 +42,7 @@ private:
     traceobject& m_trace;
 };
 
-/** @return the reason in plain words: those of `what()` are numbers that hosts know. */
+/** @return the reason for people. `what()` has only the numbers that hosts evaluate. */
 std::string reasonOf(dovrel::ProcessException const& failure)
 {
     std::string const error =
@@ -62,13 +63,15 @@ std::string reasonOf(dovrel::ProcessException const& failure)
     }
 }
 
-/** Runs the tool. @return the sum of the modules in KiB. */
-uint64_t dumpAndSum(traceobject& trace)
+/** Runs dmidecode. @return the sum of the modules in KiB. */
+uint64_t sumInstalledModules(traceobject& trace)
 {
     pstream_wrapper<dovrel::UnixCommand> dump("dmidecode");
-    TracedDump listener(trace);
+    TracingListener listener(trace);
     uint64_t const sum = sumOfModules(dump, listener);
 
+    // Kept: the time-outs are raised to a second and restored at once. The tool has the restored
+    // one, a tenth of a second, to end: a tool that hangs must not block the host for longer.
     unsigned const timeout = dump.outBuf().setTimeout(1000);
     dump.errBuf().setTimeout(1000);
     dump.outBuf().setTimeout(timeout);
@@ -88,7 +91,7 @@ bool LinuxSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB
     dovrel::CancellationBlock const block;
     bool const result = UNIXSystemInformation::getMemoryInfo(totalKiB, freeKiB);
     try {
-        totalKiB = std::max(totalKiB, dumpAndSum(trace));
+        totalKiB = std::max(totalKiB, sumInstalledModules(trace));
     } catch (dovrel::ProcessException const& failure) {
         trace.write(1, "Failed to run dmidecode: %s", reasonOf(failure));
         throw;

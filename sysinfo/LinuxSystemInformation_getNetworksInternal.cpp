@@ -20,9 +20,9 @@ namespace sysinfo {
 
 namespace {
 
-constexpr char IN_ENGLISH[] = "LANG=C ";
+constexpr char UNTRANSLATED[] = "LANG=C ";
 
-/** @return the path of the first that exists, empty where none does. */
+/** @return the path of the first file of that name in four folders; empty if there is none. */
 std::string findTool(char const* name)
 {
     for (char const* folder : {"/bin/", "/sbin/", "/usr/sbin/", "/usr/bin/"}) {
@@ -59,20 +59,20 @@ UNIXSystemInformation::UNIXNetworkInfo* makeRecord(
         text.name, hostname, mac, addresses, netmasks, nameServers);
 }
 
-/** Kept: gateways are looked for and traced, and no record gets them. */
+/** Kept: gateways are traced and not stored in the record. */
 void traceGateways(traceobject& trace, std::string const& route, string const& adapter)
 {
     trace.write(5, "Finding default gateway for %s", adapter);
     char const* const name = adapter;
     if (*name == '\0')
-        return; // The search for nothing finds nothing.
-    pistream output(IN_ENGLISH + route + " -n | grep " + grepArgument(name));
+        return; // An empty pattern of grep would match every route.
+    pistream output(UNTRANSLATED + route + " -n | grep " + grepArgument(name));
     readGateways(output, [&](std::string const& gateway) {
         trace.write(5, "Found gateway for %s: %s", adapter, gateway);
     });
 }
 
-/** Paths of the tools. */
+/** The paths of the tools; empty if a tool is missing. */
 struct Tools {
     std::string const ifconfig = findTool("ifconfig");
     std::string const route = findTool("route");
@@ -91,16 +91,16 @@ void listAdapters(Tools const& tools, traceobject& trace,
     auto const found = [&](std::string const& name) { trace.write(5, "Found adapter: %s", name); };
     AdapterText last;
     {
-        pistream output(IN_ENGLISH + tools.ifconfig + " -a");
+        pistream output(UNTRANSLATED + tools.ifconfig + " -a");
         last = readAdapters(output, found, [&](AdapterText const& text) { add(text, {}); });
     }
     for (auto const& adapter : adapters)
-        if (adapter) // The caller's list may hold anything.
+        if (adapter) // The caller's list may contain null records.
             traceGateways(trace, tools.route, adapter->getName());
 
-    // Kept: the machine's name servers stand at the adapter that is listed last, and at no other.
+    // Kept: the last record contains the machine's name servers, the others have none.
     std::vector<ip_address> nameServers;
-    pistream resolverText(IN_ENGLISH + tools.cat + " /etc/resolv.conf");
+    pistream resolverText(UNTRANSLATED + tools.cat + " /etc/resolv.conf");
     readNameServers(resolverText, [&](std::string const& server) {
         trace.write(5, "Found nameserver: %s", server);
         nameServers.emplace_back(string(server));
@@ -126,8 +126,8 @@ bool LinuxSystemInformation::getNetworksInternal(
     }
     try {
         listAdapters(tools, trace, adapters);
-    } catch (std::out_of_range const& cutLine) {
-        trace.write(1, "%s", cutLine.what());
+    } catch (std::out_of_range const& error) {
+        trace.write(1, "%s", error.what());
         throw;
     }
     return true;

@@ -4,7 +4,7 @@
 
 namespace sysinfo {
 
-// One file, so that they are made in this order and destroyed in the reverse one.
+// One file defines all of them, so that the order of construction is fixed.
 SystemInformation::ListCache<SystemInformation::PhysicalDiskInfo> SystemInformation::m_diskCache;
 SystemInformation::ListCache<SystemInformation::DiskInfo> SystemInformation::m_fsCache;
 SystemInformation::ListCache<SystemInformation::CPUInfo> SystemInformation::m_cpuCache;

@@ -5,8 +5,6 @@
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/parsers/proc_stat.h"
 
-#include <boost/filesystem.hpp>
-
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
@@ -15,28 +13,21 @@ namespace sysinfo {
 
 namespace {
 
-/** One of the processor's frequency files, in whole MHz; 0 where it is missing or holds no number.
- */
+/** @return the speed in one of the processor's cpufreq files in whole MHz; 0 if the file cannot be
+ * read or does not begin with a number. */
 unsigned int readSpeedInMHZ(unsigned int index, char const* file)
 {
     static constexpr char DEVICES[] = "/sys/devices/system/cpu/cpu";
     dovrel::string const path = dovrel::str_cast(index, dovrel::string(DEVICES)) + file;
-    char const* const narrowPath = path;
-
-    boost::system::error_code error;
-    auto const type = boost::filesystem::status(narrowPath, error).type();
-    if (type == boost::filesystem::status_error || type == boost::filesystem::file_not_found)
-        return 0;
-
     constexpr unsigned int KHZ_PER_MHZ = 1000;
-    dovrel::SourceFile text(narrowPath);
+    dovrel::SourceFile text(path);
     unsigned int kilohertz = 0;
-    // The kernel writes "<unknown>" where the driver cannot tell.
+    // The kernel writes "<unknown>" if the driver has no figure.
     return text >> kilohertz ? kilohertz / KHZ_PER_MHZ : 0;
 }
 
-/** Holds the calling thread for a whole second. A host's signals do not shorten it: the load over
- * the few milliseconds between two of them would be 0, 50 or 100 %. */
+/** Sleeps for a whole second, signals or not: the load of the few milliseconds between two signals
+ * would be 0, 50 or 100 %. */
 void sleepOneSecond()
 {
     timespec end{};
@@ -85,8 +76,8 @@ float UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const
     if (!readCounters(idle0, busy0))
         return 0.0F;
 
-    // Kept: the figure is worth waiting for. An idle processor holds the caller until it has done
-    // something, for about 101 seconds at most.
+    // Kept: waits until the busy counter moves, which takes up to 101 seconds on an idle processor.
+    // The load is computed only from counters that moved.
     unsigned int idle1 = 0;
     unsigned int busy1 = 0;
     for (int triesLeft = 100; triesLeft >= 0; --triesLeft) {
@@ -97,12 +88,12 @@ float UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const
             break;
     }
 
-    // Unsigned differences, so that counters which pass 2^32 between the samples still give the
-    // right ones. Kept: their sum has 32 bits too, so that a counter which goes back a little, as
-    // the kernel's iowait does, gives a figure a little outside 0 to 100.
+    // Unsigned differences are right even if a counter wraps at 2^32 between the samples. Kept:
+    // their sum has 32 bits too. So a counter that goes back a little, as the kernel's iowait does,
+    // gives a result slightly outside 0 to 100.
     uint32_t const idle = idle1 - idle0;
     uint32_t const total = busy1 - busy0 + idle;
-    // Kept: not-a-number where neither counter moved, which is neither idle nor busy.
+    // Kept: not-a-number if neither counter moved. Such a processor is neither idle nor busy.
     auto const usage = static_cast<float>(
         100 - (static_cast<long double>(idle) / static_cast<long double>(total)) * 100);
     trace.write(3, "Calculating CPU usage: %d %d %d %d -> %f", idle0, busy0, idle1, busy1, usage);

@@ -23,8 +23,8 @@ bool isLoaded(IniFile const& file)
     return file.savedError() == 0 && file.errorText().empty();
 }
 
-/** The text's local time as mktime(3) has it. Kept: an empty or odd text gives the time of a
- * broken-down time that was zeroed, and filled as far as strptime(3) came. */
+/** @return the local time in @p text as mktime(3) returns it. Kept: if strptime(3) fails, the
+ * fields that it has not set are 0. Hosts only compare these times with each other. */
 long toTime(string const& text)
 {
     tm brokenDown{};
@@ -32,10 +32,10 @@ long toTime(string const& text)
     return static_cast<long>(::mktime(&brokenDown));
 }
 
-/** Tells a cause from the one that was seen before it. */
-class LastCause {
+/** Remembers the error code of the last failure. */
+class LastFailure {
 public:
-    /** @return whether @p code differs from the one before. */
+    /** @return true if @p code differs from the code of the previous call. */
     bool changesTo(int code)
     {
         uint32_t hash = 0;
@@ -49,8 +49,8 @@ private:
     std::atomic<uint32_t> m_hash{0};
 };
 
-/** Kept: that the operator has answered is what counts, not the answer. */
-bool wantsFinalSync(IniFile const& answers)
+/** Kept: any answer of the operator requests the final synchronisation, "0" too. */
+bool isFinalSyncRequested(IniFile const& answers)
 {
     return isLoaded(answers) && !answers.ReadString(L"AdvancedOptions", L"FinalSync", L"").empty();
 }
@@ -74,13 +74,14 @@ RestoreCounters readCounters(IniFile const& status)
     return counters;
 }
 
-/** The engine's own figure takes the place of the computed one. Anybody may write to /tmp: a file
- * that is not a regular one might hold the reader for ever, or do something when it is opened. */
+/** @return the engine's own percentage, which replaces the computed one; no value if there is none.
+ * Opens a regular file only: any user can create files in /tmp, and opening a FIFO or a device may
+ * block or have effects. */
 std::optional<int> readPercentage()
 {
     dovrel::SourceFile file("/tmp/percent", dovrel::SourceKind::regular);
     int percentage = -1;
-    // A read that fails ends the text, and half of "73" is a percentage too.
+    // A failed read may have cut the number: the "7" of "73" is a percentage too.
     if (file >> percentage && file.readError() == 0 && percentage >= 0 && percentage <= 100)
         return percentage;
     return std::nullopt;
@@ -129,9 +130,10 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
     IniFile const status(L"/etc/dovrel/status.ini", true, false, false);
     IniFile const answers(L"/etc/dovrel/DRAnswer.ini", true, false, false);
     if (!isLoaded(status)) {
-        // A client polls: the same cause is told once.
-        static LastCause lastCause;
-        if (lastCause.changesTo(status.savedError()))
+        // Kept: the same cause is traced once, as clients poll. A success in between does not reset
+        // it.
+        static LastFailure lastFailure;
+        if (lastFailure.changesTo(status.savedError()))
             trace.write(
                 1, "Failed to open status.ini. %s: %d", status.errorText(), status.savedError());
         return {};
@@ -155,7 +157,7 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
         unavailable = false;
         return record;
     }
-    if (code == RESTORE && wantsFinalSync(answers))
+    if (code == RESTORE && isFinalSyncRequested(answers))
         code = FINAL_SYNC;
 
     long const restoreStart = toTime(status.ReadString(L"main", L"RestoreStart", L""));
@@ -167,14 +169,14 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
         counters.totalBytes, counters.bytesDone);
 
     RestoreMetrics metrics = restoreMetrics(counters, ::difftime(restoreEnd, restoreStart));
-    if (std::optional<int> const told = readPercentage())
-        metrics.percentage = *told;
+    if (std::optional<int> const percentage = readPercentage())
+        metrics.percentage = *percentage;
     trace.write(5, "Calculated metrics. Done %d/%d files, %d/%d MB, percentage: %d",
         counters.filesDone, metrics.totalFiles, metrics.doneMB, metrics.totalMB,
         metrics.percentage);
     trace.write(5, "Average throughput: %d MB/s", metrics.throughput);
 
-    // Hosts know these as 32 bits: what is more wraps.
+    // Kept: figures beyond 32 bits wrap. The record has 32 bits for each.
     Record record(new UNIXCloneInfo(static_cast<unsigned int>(code), 0,
         static_cast<unsigned int>(metrics.percentage),
         static_cast<unsigned int>(metrics.totalFiles), static_cast<unsigned int>(metrics.totalMB),

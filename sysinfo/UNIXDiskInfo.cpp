@@ -20,9 +20,9 @@ namespace {
 
 using DiskList = std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>>;
 
-/** @return copies of the disks whose names are among @p roots, in their order. A host's own list of
- * disks may hold null records. */
-DiskList selected(DiskList const& disks, std::set<std::string> const& roots)
+/** @return copies of the disks whose names are in @p roots, in the order of @p disks. Skips null
+ * records, which a host's own class may list. */
+DiskList selectDisks(DiskList const& disks, std::set<std::string> const& roots)
 {
     DiskList selection;
     for (auto const& disk : disks)
@@ -31,7 +31,7 @@ DiskList selected(DiskList const& disks, std::set<std::string> const& roots)
     return selection;
 }
 
-/** statvfs(3). @return false where the filesystem cannot be asked. */
+/** Calls statvfs(3) and repeats it if a signal interrupts it. @return false if it fails. */
 bool readFilesystem(char const* mountPoint, struct statvfs& out)
 {
     return dovrel::retryInterrupted([&] { return ::statvfs(mountPoint, &out); }) == 0;
@@ -45,7 +45,7 @@ UNIXSystemInformation::UNIXDiskInfo::UNIXDiskInfo(
 {
     dovrel::CancellationBlock const block;
     struct statvfs status;
-    // Kept: 32 bits of each, scaled by the preferred block size.
+    // Kept: the product of the low 32 bits of both figures, and of f_bsize instead of f_frsize.
     if (readFilesystem(m_name, status))
         m_sizeInBytes = uint64_t{static_cast<uint32_t>(status.f_blocks)}
             * static_cast<uint32_t>(status.f_bsize);
@@ -98,7 +98,7 @@ bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskI
     for (auto const& [mountPoint, device] : readMounts(file)) {
         DiskList parents;
         if (auto const path = canonicalPath(device.c_str()))
-            parents = selected(physicalDisks, getRootDevices(*path));
+            parents = selectDisks(physicalDisks, getRootDevices(*path));
         else
             trace.write(2, "Don't know what to do with device: %s", device);
         disks.push_back(dovrel::value_ptr<DiskInfo>(new UNIXDiskInfo(mountPoint, parents)));

@@ -14,7 +14,7 @@ namespace {
 
 bool isHexadecimal(std::wstring const& text)
 {
-    return text.compare(0, 2, L"0x") == 0
+    return text.starts_with(L"0x")
         || text.find_first_not_of(L"0123456789abcdefABCDEF") == std::wstring::npos;
 }
 
@@ -27,8 +27,8 @@ string textOf(ip_address const& address)
     }
 }
 
-/** Joins what @p text makes of each element. */
-template <class Element, class Text> string joined(std::vector<Element> const& elements, Text text)
+/** Joins the elements with commas; @p text converts each to a string. */
+template <class Element, class Text> string join(std::vector<Element> const& elements, Text text)
 {
     string all;
     for (size_t i = 0; i < elements.size(); ++i) {
@@ -56,8 +56,8 @@ UNIXSystemInformation::UNIXNetworkInfo::~UNIXNetworkInfo() = default;
 
 string UNIXSystemInformation::UNIXNetworkInfo::toString() const
 {
-    return m_name + L" (" + dovrel::str_cast(m_mac) + L") [" + joined(m_ipAddrs, textOf) + L"] ["
-        + joined(m_netmasks, [](string const& mask) { return mask; }) + L"]";
+    return m_name + L" (" + dovrel::str_cast(m_mac) + L") [" + join(m_ipAddrs, textOf) + L"] ["
+        + join(m_netmasks, [](string const& mask) { return mask; }) + L"]";
 }
 
 SystemInformation::NetworkInfo* UNIXSystemInformation::UNIXNetworkInfo::clone() const
@@ -78,7 +78,7 @@ string UNIXSystemInformation::UNIXNetworkInfo::convertMask(string const& mask)
     std::wistringstream stream(text);
     stream.imbue(std::locale::classic());
     unsigned int value = 0;
-    // A text that only looks like a number, "0x" for one, stays as it is.
+    // "0x" alone, for example, is no number.
     if (!(stream >> std::hex >> value))
         return mask;
     return ip_address::fromIPv4Integer(value, ip_address::host_order).toStringInternal();

@@ -29,7 +29,8 @@ bool UNIXSystemInformation::getCPUsInternal(
     }
     uint32_t const count = countProcessors(
         file, [&trace](std::string const& word) { trace.write(3, "Found CPU: %s", word); });
-    // Kept: numbered densely, whatever holes offline processors leave in the kernel's numbers.
+    // Kept: numbers without gaps, even if offline processors leave gaps in the kernel's numbers.
+    // Hosts use the number as an index.
     for (uint32_t i = 0; i < count; ++i)
         processors.push_back(dovrel::value_ptr<CPUInfo>(new UNIXCPUInfo(i)));
     return true;

@@ -14,31 +14,30 @@ class path;
 namespace sysinfo {
 
 /**
- * The whole disks under a device: kernel names, without "/dev/".
+ * The kernel names of the whole disks under a device, without "/dev/".
  *
- * A device-mapper node is looked up in /dev/mapper and its volume group in the output of
- * pvdisplay(8) -c; any other device directly under /dev is cut before its trailing digits. The
- * working directory is not used. Where the tool runs the caller waits until it ends, without a
- * limit. Not a cancellation point.
+ * For a device-mapper node: finds its name in /dev/mapper, and its volume group's devices in the
+ * output of pvdisplay(8) -c. For any other device directly under /dev: its name without trailing
+ * digits. Does not use the working directory.
+ *
+ * Not a cancellation point. If it runs `pvdisplay`, it waits until the tool ends, without a limit.
  *
  * @param device a canonical path.
- * @return empty for a device in another folder, with a trace line of level 2, and for a volume that
- * has no name in /dev/mapper or no line in the tool's output.
- * @throws boost::filesystem::filesystem_error where /dev/mapper cannot be read or a name in it
- * leads nowhere. A trace line of level 1 names the folder or the name, and the cause.
+ * @return empty for a device in another folder, with a trace message of level 2, and for a
+ * device-mapper node that has no name in /dev/mapper or no line in the tool's output. Kept: the
+ * volume group is compared with the first field of a line, which in today's output is a device; so
+ * no line matches.
+ * @throws boost::filesystem::filesystem_error if /dev/mapper cannot be read or contains a dangling
+ * link. A trace message of level 1 contains the path and the cause.
  */
 DOVREL_EXPORT std::set<std::string> getRootDevices(boost::filesystem::path const& device);
 
 /**
- * The queries that any UNIX has. Abstract: the operating system's own class adds disks, adapters
- * and `clone`.
+ * The queries that are the same on every UNIX. Abstract: the class of an operating system adds the
+ * disks, the adapters and `clone`.
  *
- * No operation of this class and of its records is a cancellation point: where a thread is
- * cancelled inside one (pthread_cancel(3)), the operation completes, and the thread ends at its own
- * next cancellation point, one of the asynchronous type on return.
- *
- * Each file under another process's lease (fcntl(2)) holds a query until the holder gives it up or
- * the kernel takes it, after the seconds in /proc/sys/fs/lease-break-time, 45 by default.
+ * `SystemInformation` documents each operation and what applies to all of them: errors, threads,
+ * cancellation and leases. The comments here add the details of this implementation.
  */
 class DOVREL_EXPORT UNIXSystemInformation : public SystemInformation {
 public:
@@ -53,93 +52,79 @@ public:
     ~UNIXSystemInformation() override;
 
     /**
-     * The kernel's "MemTotal:" and "MemFree:" in KiB; proc(5), /proc/meminfo.
+     * Total and free memory in KiB as the kernel reports them: "MemTotal:" and "MemFree:" in
+     * /proc/meminfo, proc(5). Runs no tool.
      *
-     * @return whether both were found; an output whose label was not is left alone.
+     * @return false if the file cannot be opened or lacks one of the figures. An output whose
+     * figure is missing is unchanged.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
 
     /**
-     * The state in /etc/dovrel/status.ini, which the engine writes, with the percentage of
-     * /tmp/percent where there is one.
+     * The state in /etc/dovrel/status.ini, with the percentage in /tmp/percent.
      *
-     * /tmp/percent counts where it is a regular file, or a link to one, that begins with a number
-     * from 0 to 100. Any other file there is not opened (without /proc: is closed unread), and a
-     * read that fails counts as no percentage: the one that is computed from the counters stands.
+     * /tmp/percent replaces the computed percentage if it is a regular file, or a link to one, and
+     * begins with a number from 0 to 100. Another kind of file is not opened; without /proc it may
+     * be opened and closed unread. If a read of it fails, the computed percentage stays.
      *
-     * A status below 5000 gives a record without counters; 5000 is shown as 5500 where the operator
-     * has answered "FinalSync" in /etc/dovrel/DRAnswer.ini, whatever the answer. Times are local,
-     * mktime(3). The cause of a missing file is traced once, until it changes.
+     * A status below 5000 gives a record without counters. Kept: status 5000 becomes 5500 if
+     * /etc/dovrel/DRAnswer.ini contains any answer to "FinalSync". Times are local, mktime(3).
+     * The cause of an unreadable status.ini is traced only if it differs from the previous one.
      */
     dovrel::value_ptr<CloneInfo> getCloneInfo(bool& unavailable) const override;
 
     /**
-     * The mount points of block devices in /proc/mounts (proc(5)), in byte order, each with the
-     * physical disks beneath it.
+     * Resolves the device of each mount on every call, and runs `pvdisplay -c` once for each
+     * device-mapper node. Skips null records in the list of `getPhysicalDisksInternal`.
      *
-     * The disks are those of the object's own `getPhysicalDisksInternal`; null records in its list
-     * are skipped. Each mount's device is resolved anew, and `pvdisplay -c` runs once for each
-     * device-mapper node. statvfs(3) of a filesystem that hangs holds the caller.
-     *
-     * @return false, with @p disks untouched, where /proc/mounts or the physical disks cannot be
-     * read.
      * @throws boost::filesystem::filesystem_error as `getRootDevices` does.
      */
     bool getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>& disks) const override;
     dovrel::string getLastError() const override;
 
-    /** Counts the words of /proc/stat that begin with "cpu" and end in a digit (proc(5)). */
+    /** Counts the words of /proc/stat that begin with "cpu" and end in a digit, proc(5). */
     bool getCPUsInternal(std::vector<dovrel::value_ptr<CPUInfo>>& processors) const override;
 
-    /**
-     * The results of `getsysinfo`, each text of at most 48 bytes; and Azure where the address of
-     * the first adapter begins with 00:0d:3a.
-     *
-     * The adapters are those of the object's own `getNetworksInternal`. Kept: only the first one
-     * counts; null records before it are skipped. Takes as long as that query.
-     *
-     * @return whether `getsysinfo` succeeded; the outputs are set in any case.
-     * @throws what `getNetworksInternal` throws.
-     */
+    /** Each string has at most 48 bytes. Kept: only the first adapter's MAC address is compared
+     * with the cloud's prefix. Null records before that adapter are skipped. */
     bool getSystemInfo(std::string& vendor, std::string& product, std::string& version,
         HypervisorType& hypervisor) const override;
 
 protected:
-    /** Queries are `const` and leave it alone: it is for derived classes to set. */
+    /** For derived classes. No query sets it. */
     dovrel::string m_lastError;
 };
 
-/** One processor; every question reads the kernel's files again. */
+/** One processor. Every getter reads the kernel's files on every call. */
 class DOVREL_EXPORT UNIXSystemInformation::UNIXCPUInfo : public SystemInformation::CPUInfo {
 public:
-    /** @param index the N of the kernel's label "cpuN" and of /sys/devices/system/cpu/cpuN. */
+    /** @param index the N of "cpuN" in /proc/stat and of /sys/devices/system/cpu/cpuN. */
     explicit UNIXCPUInfo(unsigned int index);
     ~UNIXCPUInfo() override;
 
-    /** One line: `0 running at 1200 / 2400 MHz usage: 12.5%`. Takes 1 to 101 s, as
-     * `getCurrentUsage` does. */
+    /** @return one line: `0 running at 1200 / 2400 MHz usage: 12.5%`. Takes as long as
+     * `getCurrentUsage`. */
     dovrel::string toString() const override;
 
-    /** /sys/devices/system/cpu/cpuN/cpufreq/bios_limit, in whole MHz (the kernel's
-     * admin-guide/pm/cpufreq). */
+    /** @return whole MHz from /sys/devices/system/cpu/cpuN/cpufreq/bios_limit (the kernel's
+     * admin-guide/pm/cpufreq); 0 if it cannot be read or does not begin with a number. */
     unsigned int getMaxSpeedInMHZ() const override;
 
-    /** /sys/devices/system/cpu/cpuN/cpufreq/scaling_cur_freq, in whole MHz. */
+    /** The same from /sys/devices/system/cpu/cpuN/cpufreq/scaling_cur_freq. */
     unsigned int getCurrentSpeedInMHZ() const override;
 
     /**
-     * Load in percent: reads the counters every second until the busy counter has moved, 101 times
-     * at most. Takes 1 to 101 s, whole seconds whatever signals the host has.
+     * The load in percent between two samples of `readCounters`.
      *
-     * Kept: differences and their sum are unsigned numbers of 32 bits. Where a counter goes back,
-     * as the kernel's iowait does, or the processor goes offline in between, the result is outside
-     * 0 to 100: -2.04 where iowait goes from 50 to 48 beside 100 idle ticks.
+     * Repeats the second sample every second until the busy counter has moved, at most 101 times.
+     * So it takes 1 to 101 seconds, signals or not. A cancellation takes effect after it.
      *
-     * A thread that is cancelled meanwhile (pthread_cancel(3)) ends after this operation, not
-     * within.
+     * Kept: the differences and their sum are unsigned numbers of 32 bits. If a counter goes back,
+     * as the kernel's iowait does, or the processor goes offline, the result is outside 0 to 100:
+     * -2.04 if iowait goes from 50 to 48 during 100 idle ticks.
      *
-     * @return 0 where /proc/stat cannot be read or the processor stayed idle, not-a-number where
-     * neither counter moved at all, minus infinity where the sum of both differences is 0.
+     * @return 0 if /proc/stat cannot be read or the processor stayed idle; not-a-number if neither
+     * counter moved; minus infinity if the sum of the differences is 0 although both moved.
      */
     float getCurrentUsage() const override;
 
@@ -147,13 +132,13 @@ public:
     CPUInfo* clone() const override;
 
     /**
-     * This processor's counters since boot, in clock ticks modulo 2^32 (proc(5), /proc/stat).
+     * The processor's counters since boot in clock ticks modulo 2^32, from /proc/stat (proc(5)).
      *
-     * Busy is user + nice + system + iowait + irq + softirq; waiting for a disk counts as busy on
-     * purpose.
+     * Busy is user + nice + system + iowait + irq + softirq. Kept: waiting for a disk (iowait)
+     * counts as busy.
      *
-     * @return false where /proc/stat cannot be opened; true otherwise, with both outputs untouched
-     * where the file has no line for this processor.
+     * @return false if /proc/stat cannot be opened. If the file has no line for this processor, the
+     * result is true and both outputs are unchanged.
      */
     bool readCounters(unsigned int& idle, unsigned int& busy) const;
 
@@ -164,15 +149,15 @@ private:
 /** A snapshot of a recovery. */
 class DOVREL_EXPORT UNIXSystemInformation::UNIXCloneInfo : public SystemInformation::CloneInfo {
 public:
-    /** Times are seconds since the epoch, sizes MB of 1,048,576 bytes, @p throughput MB per second,
-     * @p operationProgress percent. */
+    /** Times are seconds since the epoch, sizes are MB of 1,048,576 bytes, @p throughput is in MB
+     * per second, @p operationProgress in percent. */
     UNIXCloneInfo(unsigned int operationID, unsigned int failedOperationID,
         unsigned int operationProgress, unsigned int totalFiles, unsigned int totalMBytes,
         unsigned int filesDone, unsigned int mbytesDone, long recoverStartTime, long recoverEndTime,
         long restoreStartTime, long restoreEndTime, double throughput, dovrel::string lastError);
     ~UNIXCloneInfo() override;
 
-    /** One line: `Progress: 10 / 200 operation = 5000`. */
+    /** @return one line: `Progress: 10 / 200 operation = 5000`. */
     dovrel::string toString() const override;
 
     unsigned int getOperationID() const override { return m_operationID; }
@@ -212,15 +197,18 @@ private:
 class DOVREL_EXPORT UNIXSystemInformation::UNIXDiskInfo : public SystemInformation::DiskInfo {
 public:
     /**
-     * Reads the filesystem's size; statvfs(3), again where a signal interrupts it.
+     * Reads the filesystem's size. Repeats statvfs(3) if a signal interrupts it, and waits as long
+     * as the filesystem does.
      *
-     * @param name the mount point. @param parents the disks beneath, which are copied.
+     * @param name the mount point.
+     * @param parents the disks beneath the filesystem. They are copied.
      */
     UNIXDiskInfo(dovrel::string const& name,
         std::vector<dovrel::value_ptr<PhysicalDiskInfo>> const& parents);
     ~UNIXDiskInfo() override;
 
-    /** One line: `/boot 80000/100000 across 1 disks`, free and total bytes. */
+    /** @return one line with the free and total bytes: `/boot 80000/100000 across 1 disks`. Calls
+     * `getDiskFreeInBytes`. */
     dovrel::string toString() const override;
 
     dovrel::string getDiskName() const override { return m_name; }
@@ -229,12 +217,12 @@ public:
         return m_parents;
     }
 
-    /** @return blocks times preferred block size, 32 bits of each, as they were when the record was
-     * made; 0 where the filesystem could not be asked. */
+    /** @return f_blocks times f_bsize of statvfs(3) at the time when the record was made; 0 if
+     * statvfs failed. Kept: only the low 32 bits of each count. */
     uint64_t getDiskSizeInBytes() const override { return m_sizeInBytes; }
 
-    /** Calls statvfs(3) on every call. @return the blocks that are free to the superuser, times the
-     * preferred block size; 0 where the filesystem cannot be asked. */
+    /** @return f_bfree times f_bsize of statvfs(3), which it calls on every call; 0 if statvfs
+     * fails. */
     uint64_t getDiskFreeInBytes() const override;
 
     void destroy() override;
@@ -255,17 +243,14 @@ public:
         std::vector<dovrel::ip_address> dnsAddrs);
     ~UNIXNetworkInfo() override;
 
-    /** One line: `eth0 (00:0c:29:aa:bb:cc:00:00) [10.0.0.5,fe80::1] [255.255.255.0]`, `<invalid>`
-     * for what is no address. */
+    /** @return one line: `eth0 (00:0c:29:aa:bb:cc:00:00) [10.0.0.5,fe80::1] [255.255.255.0]`. An
+     * invalid address is `<invalid>`. */
     dovrel::string toString() const override;
 
-    /** @return the machine's name; gethostname(2). */
     dovrel::string getHostname() const override { return m_hostname; }
     dovrel::string getName() const override { return m_name; }
     dovrel::macaddress_cpp getMACAddr() const override { return m_mac; }
 
-    /** @return texts, dotted where they could be read, in the order of the addresses that have one.
-     */
     std::vector<dovrel::string> getNetmasks() const override { return m_netmasks; }
     std::vector<dovrel::ip_address> getIPAddrs() const override { return m_ipAddrs; }
     std::vector<dovrel::ip_address> getDNSAddrs() const override { return m_dnsAddrs; }
@@ -275,10 +260,11 @@ public:
     void destroy() override;
 
     /**
-     * A mask in dotted form.
+     * Converts a netmask to dotted form.
      *
-     * A text of hexadecimal digits alone, or one that begins with "0x", is read as a number: `24`
-     * is `0.0.0.36`. Any other is returned as it is, and so is one that is no number of 32 bits.
+     * @param mask a hexadecimal number if it begins with "0x" or consists of hexadecimal digits
+     * only. Kept: `24` is `0.0.0.36`.
+     * @return @p mask unchanged if it is no such number or exceeds 32 bits.
      */
     static dovrel::string convertMask(dovrel::string const& mask);
 

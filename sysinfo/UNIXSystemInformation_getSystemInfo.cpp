@@ -5,7 +5,7 @@
 #include "sysinfo/UNIXSystemInformation.h"
 
 #include <algorithm>
-#include <cwchar>
+#include <string_view>
 
 namespace sysinfo {
 
@@ -19,13 +19,12 @@ SystemInformation::HypervisorType toHypervisor(int code)
     return static_cast<System::HypervisorType>(code);
 }
 
-/** Whether the adapter's address begins with the prefix that IEEE has registered for the maker of
- * the cloud's virtual adapters. */
-bool isOfAzure(SystemInformation::NetworkInfo const& adapter)
+/** @return true if the MAC address has the prefix that is registered for the cloud's virtual
+ * adapters. */
+bool isAzureAdapter(SystemInformation::NetworkInfo const& adapter)
 {
-    static constexpr wchar_t PREFIX[] = L"00:0d:3a";
     dovrel::string const address = dovrel::str_cast(adapter.getMACAddr());
-    return std::wcsncmp(address.c_str(), PREFIX, std::size(PREFIX) - 1) == 0;
+    return std::wstring_view(address.c_str()).starts_with(L"00:0d:3a");
 }
 
 }
@@ -36,7 +35,7 @@ bool UNIXSystemInformation::getSystemInfo(std::string& vendor, std::string& prod
     TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getSystemInfo(std::string&, "
                 "std::string&, std::string&, sysinfo::SystemInformation::HypervisorType&) const");
     dovrel::CancellationBlock const block;
-    // A host's own routine may fail without a word or leave out a terminator.
+    // A host's own routine may fail without writing its outputs, or leave out a terminator.
     char texts[3][GETSYSINFO_TEXT_SIZE + 1] = {};
     int code = 0;
     int const result = ::getsysinfo(texts[0], texts[1], texts[2], &code);
@@ -46,11 +45,11 @@ bool UNIXSystemInformation::getSystemInfo(std::string& vendor, std::string& prod
     hypervisor = toHypervisor(code);
 
     std::vector<dovrel::value_ptr<NetworkInfo>> adapters;
-    getNetworksInternal(adapters); // Whatever was found until it failed counts.
-    // Kept: only the first adapter counts. A host's own list may hold null records.
+    getNetworksInternal(adapters); // Adapters found before a failure count.
+    // Kept: only the first adapter counts. Null records of a host's own class are skipped.
     auto const first = std::find_if(
         adapters.begin(), adapters.end(), [](auto const& adapter) { return bool(adapter); });
-    if (first != adapters.end() && isOfAzure(**first))
+    if (first != adapters.end() && isAzureAdapter(**first))
         hypervisor = HYPERVISOR_AZURE;
     return result == 0;
 }

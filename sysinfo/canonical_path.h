@@ -5,7 +5,7 @@
 
 namespace sysinfo {
 
-/** @return the absolute path without links, realpath(3); nothing where the path leads nowhere. */
+/** @return the absolute path without links, realpath(3); no value if it cannot be resolved. */
 std::optional<std::string> canonicalPath(char const* path);
 
 }

@@ -12,16 +12,17 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-constexpr char VOLUMES[] = "/dev/mapper";
+constexpr char MAPPER[] = "/dev/mapper";
 
-/** The part of a logical volume's path in /dev/mapper that stands for its volume group. Kept: cut
- * at the first "-", though a "-" of the group's own name is written "--" there. */
+/** @return the path of the node in /dev/mapper that leads to @p device, up to the end of the volume
+ * group's name; empty if there is none. Kept: cuts at the first "-", although a "-" in the name is
+ * written "--". */
 std::string groupKey(fs::path const& device)
 {
-    for (fs::directory_entry const& entry : fs::directory_iterator(VOLUMES)) {
-        // Throws where a link leads nowhere: half of the volumes would pass for all of them. The
-        // base is not used for an absolute path, but without one Boost asks for the working
-        // directory, which may have been removed.
+    for (fs::directory_entry const& entry : fs::directory_iterator(MAPPER)) {
+        // Throws for a dangling link: the rest of the list must not be taken for all of it.
+        // The base is not used for an absolute path. Without one Boost calls getcwd(3), which fails
+        // if the working directory has been removed.
         if (fs::canonical(entry.path(), "/") == device) {
             std::string const path = entry.path().string();
             return path.substr(0, path.find('-'));
@@ -30,37 +31,37 @@ std::string groupKey(fs::path const& device)
     return {};
 }
 
-/** The disks under one device, with those that are being looked at, so that a tool's nonsense does
- * not lead round in a circle. */
-std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>& lookedAt);
+/** @param visited the device-mapper nodes so far. A node is looked up once, so that the tool's
+ * output cannot cause an endless recursion. */
+std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>& visited);
 
-std::set<std::string> disksOfGroup(std::string const& key, std::set<std::string>& lookedAt)
+std::set<std::string> disksOfGroup(std::string const& key, std::set<std::string>& visited)
 {
     std::set<std::string> disks;
     pistream output("pvdisplay -c");
-    readPhysicalVolumes(output, key,
-        [&](std::string const& device) { disks.merge(rootDevices(device, lookedAt)); });
+    readPhysicalVolumes(
+        output, key, [&](std::string const& device) { disks.merge(rootDevices(device, visited)); });
     return disks;
 }
 
-std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>& lookedAt)
+std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>& visited)
 {
     TRACE_SCOPE("std::set<std::string> sysinfo::getRootDevices(const boost::filesystem::path&)");
     std::string const& path = device.string();
     if (path.find("/dm-") != std::string::npos) {
-        if (!lookedAt.insert(path).second)
+        if (!visited.insert(path).second)
             return {};
         std::string key;
         try {
             key = groupKey(device);
         } catch (fs::filesystem_error const& error) {
             trace.write(1,
-                error.path1() == VOLUMES ? "Failed to read the folder %s: %s"
-                                         : "Failed to follow %s to its device: %s",
+                error.path1() == MAPPER ? "Failed to read the folder %s: %s"
+                                        : "Failed to follow %s to its device: %s",
                 error.path1().string(), error.code().message());
             throw;
         }
-        return key.empty() ? std::set<std::string>() : disksOfGroup(key, lookedAt);
+        return key.empty() ? std::set<std::string>() : disksOfGroup(key, visited);
     }
     if (device.parent_path() == "/dev") {
         std::string const name = device.filename().string();
@@ -75,8 +76,8 @@ std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>&
 std::set<std::string> getRootDevices(fs::path const& device)
 {
     dovrel::CancellationBlock const block;
-    std::set<std::string> lookedAt;
-    return rootDevices(device, lookedAt);
+    std::set<std::string> visited;
+    return rootDevices(device, visited);
 }
 
 }

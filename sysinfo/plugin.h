@@ -4,13 +4,14 @@
 #include "sysinfo/SystemInformation.h"
 
 /**
- * The entries for hosts that load the library at run time: look both names up with dlsym(3).
+ * @return a new service object, as `sysinfo::SystemInformation::create()` does. The caller owns it
+ * and passes it to `libclose` before it unloads the library.
  *
- * `libopen` makes a new service object, exactly as `sysinfo::SystemInformation::create()` does,
- * that the caller owns and must hand back to `libclose` before it unloads the library. @throws
- * std::bad_alloc
+ * For hosts that load the library at run time, dlopen(3), and find both functions with dlsym(3).
+ *
+ * @throws std::bad_alloc
  */
 extern "C" DOVREL_EXPORT sysinfo::SystemInformation* libopen();
 
-/** Deletes @p object; null is ignored. */
+/** Deletes @p object. Ignores null. */
 extern "C" DOVREL_EXPORT void libclose(sysinfo::SystemInformation* object);

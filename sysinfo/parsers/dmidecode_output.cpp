@@ -27,10 +27,11 @@ bool hasSecondWord(std::string_view line)
     return !takeWord(line).empty();
 }
 
-/** Reads the fields of the size line that was just read as a whole. @return what it adds. */
+/** Reads the fields of @p line, the last line that was read. @return its size in KiB, 0 if it is
+ * ignored. */
 uint64_t readSizeLine(std::istream& dump, std::string const& line, FirmwareDumpListener& listener)
 {
-    // Lands behind the line's first character, a blank, as its newline was read too.
+    // Moves to the line's second character, as its newline was read too. The first is a blank.
     dump.seekg(-static_cast<std::streamoff>(line.length()), std::ios_base::cur);
     bool const sought = !dump.fail();
     if (!sought)
@@ -40,13 +41,14 @@ uint64_t readSizeLine(std::istream& dump, std::string const& line, FirmwareDumpL
     uint64_t number = 0;
     std::string unit;
     dump >> label;
-    // Without a second field the number would be looked for on the next line, which would be lost.
+    // If the line has one word only, the number would be read from the next line, which would be
+    // lost.
     bool const complete = hasSecondWord(line) && dump >> number >> unit;
     listener.sizeLine(label, number, unit);
     if (!complete) {
         listener.sizeLineIgnored(line);
         dump.clear();
-        // The rest of the line would pass for a section's header.
+        // The rest of the line would be taken for a section header.
         if (sought)
             dump.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
         return 0;
@@ -54,22 +56,6 @@ uint64_t readSizeLine(std::istream& dump, std::string const& line, FirmwareDumpL
     return inKiB(number, unit);
 }
 
-}
-
-void FirmwareDumpListener::line(std::string const&)
-{
-}
-void FirmwareDumpListener::sectionLeft(std::string const&)
-{
-}
-void FirmwareDumpListener::seekFailed()
-{
-}
-void FirmwareDumpListener::sizeLine(std::string const&, uint64_t, std::string const&)
-{
-}
-void FirmwareDumpListener::sizeLineIgnored(std::string const&)
-{
 }
 
 uint64_t sumOfModules(std::istream& dump, FirmwareDumpListener& listener)

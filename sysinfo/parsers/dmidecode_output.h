@@ -6,20 +6,24 @@
 
 namespace sysinfo {
 
-/** Hears what the reader of a firmware dump does, line by line; for the trace. */
+/** Receives the steps of `sumOfModules`, for the trace. The operations of this class do nothing. */
 class FirmwareDumpListener {
 public:
-    virtual void line(std::string const& line);
+    /** Called for every line, empty ones included. */
+    virtual void line(std::string const&) { }
 
-    /** @param left the header of the section before; empty at the first. */
-    virtual void sectionLeft(std::string const& left);
+    /** Called at each section header with the header of the previous section, which is empty at the
+     * first one. */
+    virtual void sectionLeft(std::string const&) { }
 
-    virtual void seekFailed();
+    virtual void seekFailed() { }
 
-    /** A size line, as far as its three fields could be read. */
-    virtual void sizeLine(std::string const& label, uint64_t number, std::string const& unit);
+    /** Called for every size line with its label, number and unit. A field that could not be read
+     * is empty or 0. */
+    virtual void sizeLine(std::string const&, uint64_t, std::string const&) { }
 
-    virtual void sizeLineIgnored(std::string const& line);
+    /** Called after `sizeLine` if a field could not be read. */
+    virtual void sizeLineIgnored(std::string const&) { }
 
 protected:
     ~FirmwareDumpListener() = default;
@@ -28,10 +32,12 @@ protected:
 /**
  * Adds up the memory modules in the output of dmidecode(8).
  *
- * Counts the lines that contain "Size:" in sections headed exactly "Memory Device" and have a
- * number as their second field. Such a line is sought back to and read as fields, so one that the
- * stream has no longer at hand is left out. Units "MB", "GB" and "TB" are taken for binary ones;
- * any other counts as KiB, the unit of old versions' "kB".
+ * Counts each line that contains "Size:" and has a number as its second word, in the sections whose
+ * header is exactly "Memory Device". Units "MB", "GB" and "TB" are binary. Any other unit counts as
+ * KiB: old versions of the tool print "kB" and "Kbyte".
+ *
+ * Seeks back to each such line and reads it as fields. If the stream cannot seek back that far, the
+ * line does not count.
  *
  * @return the sum in KiB.
  */

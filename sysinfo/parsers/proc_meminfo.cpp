@@ -5,7 +5,7 @@
 namespace sysinfo {
 
 bool readKernelMemory(
-    std::istream& text, std::function<void(KernelFigure figure, uint64_t kib)> const& met)
+    std::istream& text, std::function<void(KernelFigure figure, uint64_t kib)> const& found)
 {
     bool hasTotal = false;
     bool hasFree = false;
@@ -15,10 +15,10 @@ bool readKernelMemory(
     while (!(hasTotal && hasFree) && text >> label >> number) {
         if (label == "MemTotal:") {
             hasTotal = true;
-            met(KernelFigure::TOTAL, number);
+            found(KernelFigure::TOTAL, number);
         } else if (label == "MemFree:") {
             hasFree = true;
-            met(KernelFigure::FREE, number);
+            found(KernelFigure::FREE, number);
         }
         text >> unit;
     }

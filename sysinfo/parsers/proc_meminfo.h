@@ -9,16 +9,16 @@ namespace sysinfo {
 enum class KernelFigure { TOTAL, FREE };
 
 /**
- * Reads "MemTotal:" and "MemFree:" out of the text of /proc/meminfo (proc(5)), of which they are
- * the first two lines.
+ * Reads "MemTotal:" and "MemFree:" from /proc/meminfo (proc(5)), whose first two lines they are.
  *
- * Reads label, number and unit by threes until both are found; the first line that has no unit or
- * no number puts the reading out of step or ends it, as the lines further down would.
+ * Reads groups of label, number and unit until it has found both labels. A label without a number
+ * ends the reading. After a line without a unit, the groups do not match the lines any more. The
+ * kernel writes such lines only after the first two.
  *
- * @param met is told of each figure, in KiB, as it is met; where a label repeats, of each.
- * @return whether both were found.
+ * @param found called with each matching figure in KiB, repeated labels included.
+ * @return true if both labels were found.
  */
 bool readKernelMemory(
-    std::istream& text, std::function<void(KernelFigure figure, uint64_t kib)> const& met);
+    std::istream& text, std::function<void(KernelFigure figure, uint64_t kib)> const& found);
 
 }

@@ -7,11 +7,10 @@
 namespace sysinfo {
 
 /**
- * Reads the mounts of block devices out of the text of /proc/mounts (proc(5)), up to the first line
- * without a device.
+ * Reads the mounts of block devices from /proc/mounts (proc(5)), up to the first blank line.
  *
- * @return device by mount point, both as the kernel writes them, with its octal escapes; the last
- * mount over a point stands.
+ * @return devices by mount point, both with the kernel's octal escapes. The last mount over a mount
+ * point counts.
  */
 std::map<std::string, std::string> readMounts(std::istream& text);
 

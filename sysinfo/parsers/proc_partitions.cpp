@@ -11,7 +11,7 @@ void readPartitions(std::istream& text,
     std::string heading;
     std::getline(text, heading);
 
-    DiskEntry pending; // Without a name: none.
+    DiskEntry pending; // The name is empty if there is none.
     auto const close = [&] {
         if (!pending.name.empty())
             diskFound(pending);

@@ -7,23 +7,24 @@
 
 namespace sysinfo {
 
-/** A whole disk of the kernel's partition table. */
+/** A whole disk in /proc/partitions. */
 struct DiskEntry {
     std::string name;
-    uint64_t blocks = 0;
+    uint64_t blocks = 0; ///< Of 1,024 bytes.
     unsigned int partitions = 0;
 };
 
 /**
- * Reads the whole disks out of the text of /proc/partitions (proc(5)).
+ * Reads the whole disks from /proc/partitions (proc(5)).
  *
- * A name that ends in a digit is a partition: of the disk before it where it begins with that
- * disk's name, else of nothing that is listed (software RAID, loop and optical devices). Kept: a
- * disk whose name begins with the name of the one before it, as `sdaa` after `sda`, takes that
- * one's place.
+ * A name that does not end in a digit is a disk. A name that ends in a digit and begins with the
+ * name of the preceding disk is a partition of that disk. Other names that end in a digit (software
+ * RAID, loop and optical devices) are skipped, and so are the partitions after them.
+ *
+ * Kept: a disk is left out if the name of the next disk begins with its name (`sda` before `sdaa`).
  *
  * @param partitionFound called with the name of each partition that is counted.
- * @param diskFound called with each disk, once its partitions are counted.
+ * @param diskFound called with each disk after its partitions.
  */
 void readPartitions(std::istream& text,
     std::function<void(std::string const& name)> const& partitionFound,

@@ -8,10 +8,11 @@
 namespace sysinfo {
 
 /**
- * Reads the output of pvdisplay(8) -c: fields with colons between them, a physical volume a line.
+ * Reads the output of pvdisplay(8) -c: one physical volume per line, with colons between the
+ * fields.
  *
- * @param key what a line's first field must be, to the last character.
- * @param found called with the second field of each such line. Kept: with the colon that ends it.
+ * @param found called with the second field of each line whose first field is exactly @p key. Kept:
+ * the second field includes the colon that ends it.
  */
 void readPhysicalVolumes(std::istream& output, std::string_view key,
     std::function<void(std::string const& device)> const& found);

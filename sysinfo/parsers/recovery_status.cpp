@@ -9,7 +9,7 @@ namespace {
 
 constexpr int64_t BYTES_PER_MB = 1'048'576;
 
-/** The target's own 64-bit arithmetic: what does not fit wraps. */
+/** Wraps beyond 64 bits, without undefined behaviour. */
 int64_t wrappingProduct(int64_t a, int64_t b)
 {
     return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
@@ -20,7 +20,7 @@ int64_t wrappingSum(int64_t a, int64_t b)
     return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
 }
 
-/** Truncates; the one quotient that does not fit wraps. */
+/** Truncates towards zero. Wraps for the smallest dividend and -1, where a division would trap. */
 int64_t wrappingQuotient(int64_t dividend, int64_t divisor)
 {
     if (divisor == -1)

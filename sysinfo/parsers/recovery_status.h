@@ -5,7 +5,7 @@
 
 namespace sysinfo {
 
-/** The engine's counters of a restore; -1 where it has not written one. */
+/** The recovery engine's counters of a restore. A counter that it has not written is -1. */
 struct RestoreCounters {
     int64_t totalFiles = -1;
     int64_t filesDone = -1;
@@ -13,22 +13,22 @@ struct RestoreCounters {
     int64_t bytesDone = -1;
 };
 
-/** What is shown of them. */
 struct RestoreMetrics {
     int64_t percentage;
-    int64_t totalFiles; ///< 1 where there are none.
-    int64_t totalMB;
+    int64_t totalFiles; ///< 1 if the counter is 0.
+    int64_t totalMB; ///< MB of 1,048,576 bytes.
     int64_t doneMB;
     int64_t throughput; ///< Whole MB per second.
 };
 
 /**
- * Bytes and files weigh half each, and each half is cut to whole percent before they are added.
+ * Computes the progress of a restore. Bytes and files weigh half each. Each half is truncated to
+ * whole percent before the addition. Products beyond 64 bits wrap.
  *
- * Products that pass 64 bits wrap. Missing counters are counted as the -1 that they are: kept,
- * hosts know a restore without counters by its 100 percent.
+ * Kept: a missing counter counts as -1, so a restore without counters is at 100 percent. Hosts
+ * recognise it by that.
  *
- * @param elapsedSeconds one second where it is less.
+ * @param elapsedSeconds less than one second counts as one second.
  */
 RestoreMetrics restoreMetrics(RestoreCounters const& counters, double elapsedSeconds);
 

@@ -8,20 +8,21 @@
 namespace sysinfo {
 
 /**
- * Reads the gateways out of the output of route(8) -n: the second column, at its fixed place, of
- * the lines with "UG".
+ * Reads the gateways from the output of route(8) -n: the second column, which begins after 16
+ * characters, of each line that contains "UG".
  *
  * Kept: a line that begins with one of the letters of "Destination" is skipped.
  *
- * @throws std::out_of_range where such a line ends before that place. Its message names the tool,
- * the line and the column.
+ * @param found called with each gateway.
+ * @throws std::out_of_range if such a line has less than 16 characters. The message contains the
+ * tool, the line and the column.
  */
 void readGateways(
     std::istream& output, std::function<void(std::string const& gateway)> const& found);
 
-/** @return @p name as one word of a shell's command line that `grep` takes for the text to find: as
- * it stands where it is made of letters, digits, ".", "_", "-", "@" and "+" alone, and "-" is not
- * its first. */
+/** @return the arguments with which a shell's `grep` searches for @p name: @p name itself if it
+ * consists of letters, digits, ".", "_", "-", "@" and "+" and does not begin with "-"; otherwise
+ * the quoted name after `-F -e`. */
 std::string grepArgument(std::string_view name);
 
 }

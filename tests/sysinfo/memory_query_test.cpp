@@ -402,3 +402,15 @@ TEST(MemoryQuery, isSilentBelowItsTraceLevels)
     expectAnswer(true, 8388608, 3000000);
     EXPECT_TRUE(trace.lines().empty());
 }
+
+TEST(MemoryQuery, waitsForTheExitWithTheRestoredTimeOutKept)
+{
+    machine.file("/proc/meminfo", MEMINFO);
+    // Ends after the restored time-out, a tenth of a second, and before the raised one, a second.
+    dmidecodePrints(MODULES, "exec <&- >&- 2>&-\nsleep 0.8");
+    CapturedTrace trace(4);
+    Answer const answer;
+    EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(trace.text(4), "");
+    EXPECT_EQ(answer.total, 8000000U);
+}
