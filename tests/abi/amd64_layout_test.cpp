@@ -8,7 +8,7 @@
 
 using namespace layout;
 
-TEST(AMD64Layout, ofTextHasItsFieldsAtTheirPlaces)
+TEST(AMD64Layout, ofStringIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::basic_string), 48U);
     EXPECT_EQ(sizeof(dovrel::string), 56U);
@@ -16,7 +16,7 @@ TEST(AMD64Layout, ofTextHasItsFieldsAtTheirPlaces)
     expectText({.heap = 32, .length = 40, .capacity = 44, .narrow = 48});
 }
 
-TEST(AMD64Layout, ofOwnersAndValuesIsSmall)
+TEST(AMD64Layout, ofSmallTypesIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::value_ptr<SystemInformation>), 8U);
     EXPECT_EQ(sizeof(dovrel::macaddress_cpp), 8U);
@@ -24,7 +24,7 @@ TEST(AMD64Layout, ofOwnersAndValuesIsSmall)
     EXPECT_EQ(sizeof(SystemInformation::HypervisorType), 4U);
 }
 
-TEST(AMD64Layout, ofTheServiceIsATableAndTheLastError)
+TEST(AMD64Layout, ofSystemInformationIsUnchanged)
 {
     EXPECT_EQ(sizeof(sysinfo::SystemInformation_Precursor), 1U);
     EXPECT_EQ(sizeof(SystemInformation), 8U);
@@ -33,44 +33,44 @@ TEST(AMD64Layout, ofTheServiceIsATableAndTheLastError)
     expectService({.lastError = 8});
 }
 
-TEST(AMD64Layout, ofRecordsBeginsWithTwoTables)
+TEST(AMD64Layout, ofRecordInterfacesIsUnchanged)
 {
     expectRecordInterfaces({.size = 16, .cloneable = 8});
     EXPECT_EQ(sizeof(UNIXCPUInfo), 24U);
     expectProcessor({.cloneable = 8, .index = 16});
 }
 
-TEST(AMD64Layout, ofARecoveryIsFiguresTimesThroughputLastError)
+TEST(AMD64Layout, ofUNIXCloneInfoIsUnchanged)
 {
     EXPECT_EQ(sizeof(UNIXCloneInfo), 144U);
     expectRecovery({.cloneable = 8, .figures = 16, .times = 48, .throughput = 80, .lastError = 88});
 }
 
-TEST(AMD64Layout, ofAddressesIsATableAndASocketAddress)
+TEST(AMD64Layout, ofAddressesIsUnchanged)
 {
     expectAddresses({.size = 136, .storage = 8});
     expectNetworkError({.size = 48, .code = 8, .text = 16});
 }
 
-TEST(AMD64Layout, ofAnAdapterIsNamesHardwareAddressLists)
+TEST(AMD64Layout, ofUNIXNetworkInfoIsUnchanged)
 {
     expectAdapter({.cloneable = 8, .name = 16, .hostname = 72, .mac = 128, .lists = 136});
 }
 
-TEST(AMD64Layout, ofTheCachesIsWordRecordsLock)
+TEST(AMD64Layout, ofTheCachesIsUnchanged)
 {
     expectListCaches({.size = 72, .records = 8, .mutex = 32});
     expectMemoryCache({.size = 64, .mutex = 24});
 }
 
-TEST(AMD64Layout, ofAFailureIsReasonCodeMessageLine)
+TEST(AMD64Layout, ofProcessExceptionIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::reason_type), 4U);
     EXPECT_EQ(sizeof(dovrel::ProcessException), 56U);
     expectFailure({.reason = 8, .code = 12, .message = 16, .line = 48});
 }
 
-TEST(AMD64Layout, ofAChildHasItsDescriptorsAtTheirPlaces)
+TEST(AMD64Layout, ofUnixCommandIsUnchanged)
 {
     EXPECT_EQ(sizeof(Command), 16U);
     EXPECT_EQ(sizeof(Pipe), 8U);
@@ -86,7 +86,7 @@ TEST(AMD64Layout, ofAChildHasItsDescriptorsAtTheirPlaces)
         .status = 104});
 }
 
-TEST(AMD64Layout, ofAChildsStreamsIsCommandThenBuffers)
+TEST(AMD64Layout, ofPstreamIsUnchanged)
 {
     EXPECT_EQ(sizeof(pipestreambuf), 144U);
     expectStreamBuffer(
@@ -95,7 +95,7 @@ TEST(AMD64Layout, ofAChildsStreamsIsCommandThenBuffers)
     expectChildStream({.command = 24, .output = 136, .errors = 280, .errorStream = 424});
 }
 
-TEST(AMD64Layout, ofDisksBeginsWithTwoTablesAndTheName)
+TEST(AMD64Layout, ofDiskRecordsIsUnchanged)
 {
     EXPECT_EQ(sizeof(UNIXDiskInfo), 104U);
     expectMountedDisk({.cloneable = 8, .name = 16, .size = 72, .parents = 80});
@@ -108,14 +108,14 @@ TEST(AMD64Layout, ofDisksBeginsWithTwoTablesAndTheName)
         .partitions = 144});
 }
 
-TEST(AMD64Layout, ofAnOwnerIsWhatItSharesAndTheCount)
+TEST(AMD64Layout, ofHandleIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::handle<int>), 24U);
     EXPECT_EQ(sizeof(dovrel::handles0<int, int (*)(int)>), 24U);
     expectOwner({.shared = 8, .count = 16, .value = 8, .closer = 16});
 }
 
-TEST(AMD64Layout, ofACommandsOutputIsCommandBufferStream)
+TEST(AMD64Layout, ofPistreamIsUnchanged)
 {
     EXPECT_EQ(sizeof(OutputBuffer), 232U);
     EXPECT_EQ(sizeof(pistream), 512U);

@@ -44,7 +44,7 @@ void expectTable(Object const& object, std::string const& name, std::vector<std:
     EXPECT_EQ(vtableOf(&object, operations), operations);
 }
 
-TEST(ChildSlots, ofPipesAreInOrder)
+TEST(ChildSlots, ofPipeAreInOrder)
 {
     HostPipe const host;
     expectTable(host, "8HostPipe",
@@ -56,7 +56,7 @@ TEST(ChildSlots, ofPipesAreInOrder)
             "_ZN6dovrel8UnixPipe5writeEPKcj"});
 }
 
-TEST(ChildSlots, ofCommandsAreInOrder)
+TEST(ChildSlots, ofCommandAreInOrder)
 {
     HostCommand const host;
     expectTable(host, "11HostCommand",
@@ -69,7 +69,7 @@ TEST(ChildSlots, ofCommandsAreInOrder)
             "_Z" + name + "8stdInOutEv", "_Z" + name + "6stdErrEv"});
 }
 
-TEST(ChildSlots, ofTheFailureAreInOrder)
+TEST(ChildSlots, ofProcessExceptionAreInOrder)
 {
     dovrel::ProcessException const exception(dovrel::REASON_PIPE, 0);
     std::string const name = "N6dovrel16ProcessException";
@@ -77,7 +77,7 @@ TEST(ChildSlots, ofTheFailureAreInOrder)
         {"_Z" + name + "D1Ev", "_Z" + name + "D0Ev", "_ZNK6dovrel16ProcessException4whatEv"});
 }
 
-TEST(ChildSlots, ofTheStreamBufferAreInOrder)
+TEST(ChildSlots, ofPipestreambufAreInOrder)
 {
     HostCommand command;
     HostPipe pipe;

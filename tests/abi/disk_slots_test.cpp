@@ -45,7 +45,7 @@ TEST(DiskSlots, ofAPhysicalDiskAreInOrder)
     EXPECT_EQ(vtableOf(&disk, expected), expected);
 }
 
-TEST(DiskSlots, ofAnOwnerAndOfWhatItSharesAreDestructors)
+TEST(DiskSlots, ofHandleAndItsHolderAreDestructors)
 {
     auto const owner = dovrel::autohandle(1, ignoreClosing);
     auto expected = destructorTable("N6dovrel6handleIiE");
@@ -61,7 +61,7 @@ TEST(DiskSlots, ofAnOwnerAndOfWhatItSharesAreDestructors)
     EXPECT_EQ(vtableOf(shared, expected), expected);
 }
 
-TEST(DiskSlots, ofTheCommandOutputBufferAreInOrder)
+TEST(DiskSlots, ofBasicPbufAreInOrder)
 {
     basic_pbuf<char> const buffer("exit 0");
     std::string const name = "10basic_pbufIcSt11char_traitsIcEE";

@@ -62,7 +62,7 @@ extern "C" __attribute__((visibility("default"))) int pthread_mutex_init(
     return 0;
 }
 
-TEST(FixedAddressHost, hasTheCachesThatTheLibraryMakes)
+TEST(FixedAddressHost, sharesTheLibrarysCaches)
 {
     ASSERT_TRUE(isCopied(&SystemInformation::m_diskCache)) << "this program tests nothing";
     EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_diskCache)));
@@ -72,12 +72,12 @@ TEST(FixedAddressHost, hasTheCachesThatTheLibraryMakes)
     EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_memCache)));
 }
 
-TEST(FixedAddressHost, readsTheTableOfMessages)
+TEST(FixedAddressHost, readsTheLibrarysMessages)
 {
     EXPECT_STREQ(dovrel::ERRORS[dovrel::REASON_PIPE], "Failed to create pipe: ");
 }
 
-TEST(FixedAddressHost, derivesFromTheLibrarysClasses)
+TEST(FixedAddressHost, canDeriveFromTheLibrarysClasses)
 {
     HostsOwn const own;
     SystemInformation const& information = own;
@@ -86,7 +86,7 @@ TEST(FixedAddressHost, derivesFromTheLibrarysClasses)
     EXPECT_NE(dynamic_cast<sysinfo::LinuxSystemInformation*>(copy.get()), nullptr);
 }
 
-TEST(FixedAddressHost, catchesTheLibrarysExceptions)
+TEST(FixedAddressHost, canCatchTheLibrarysExceptions)
 {
     auto const made = dovrel::ProcessException::deserialize("1 2 3");
     EXPECT_THROW(throw made, dovrel::ProcessException);

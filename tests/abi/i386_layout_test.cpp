@@ -8,7 +8,7 @@
 
 using namespace layout;
 
-TEST(I386Layout, ofTextHasItsFieldsAtTheirPlaces)
+TEST(I386Layout, ofStringIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::basic_string), 44U);
     EXPECT_EQ(sizeof(dovrel::string), 48U);
@@ -16,7 +16,7 @@ TEST(I386Layout, ofTextHasItsFieldsAtTheirPlaces)
     expectText({.heap = 32, .length = 36, .capacity = 40, .narrow = 44});
 }
 
-TEST(I386Layout, ofOwnersAndValuesIsSmall)
+TEST(I386Layout, ofSmallTypesIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::value_ptr<SystemInformation>), 4U);
     EXPECT_EQ(sizeof(dovrel::macaddress_cpp), 8U);
@@ -24,7 +24,7 @@ TEST(I386Layout, ofOwnersAndValuesIsSmall)
     EXPECT_EQ(sizeof(SystemInformation::HypervisorType), 4U);
 }
 
-TEST(I386Layout, ofTheServiceIsATableAndTheLastError)
+TEST(I386Layout, ofSystemInformationIsUnchanged)
 {
     EXPECT_EQ(sizeof(sysinfo::SystemInformation_Precursor), 1U);
     EXPECT_EQ(sizeof(SystemInformation), 4U);
@@ -33,44 +33,44 @@ TEST(I386Layout, ofTheServiceIsATableAndTheLastError)
     expectService({.lastError = 4});
 }
 
-TEST(I386Layout, ofRecordsBeginsWithTwoTables)
+TEST(I386Layout, ofRecordInterfacesIsUnchanged)
 {
     expectRecordInterfaces({.size = 8, .cloneable = 4});
     EXPECT_EQ(sizeof(UNIXCPUInfo), 12U);
     expectProcessor({.cloneable = 4, .index = 8});
 }
 
-TEST(I386Layout, ofARecoveryIsFiguresTimesThroughputLastError)
+TEST(I386Layout, ofUNIXCloneInfoIsUnchanged)
 {
     EXPECT_EQ(sizeof(UNIXCloneInfo), 108U);
     expectRecovery({.cloneable = 4, .figures = 8, .times = 36, .throughput = 52, .lastError = 60});
 }
 
-TEST(I386Layout, ofAddressesIsATableAndASocketAddress)
+TEST(I386Layout, ofAddressesIsUnchanged)
 {
     expectAddresses({.size = 132, .storage = 4});
     expectNetworkError({.size = 32, .code = 4, .text = 8});
 }
 
-TEST(I386Layout, ofAnAdapterIsNamesHardwareAddressLists)
+TEST(I386Layout, ofUNIXNetworkInfoIsUnchanged)
 {
     expectAdapter({.cloneable = 4, .name = 8, .hostname = 56, .mac = 104, .lists = 112});
 }
 
-TEST(I386Layout, ofTheCachesIsWordRecordsLock)
+TEST(I386Layout, ofTheCachesIsUnchanged)
 {
     expectListCaches({.size = 40, .records = 4, .mutex = 16});
     expectMemoryCache({.size = 44, .mutex = 20});
 }
 
-TEST(I386Layout, ofAFailureIsReasonCodeMessageLine)
+TEST(I386Layout, ofProcessExceptionIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::reason_type), 4U);
     EXPECT_EQ(sizeof(dovrel::ProcessException), 40U);
     expectFailure({.reason = 4, .code = 8, .message = 12, .line = 36});
 }
 
-TEST(I386Layout, ofAChildHasItsDescriptorsAtTheirPlaces)
+TEST(I386Layout, ofUnixCommandIsUnchanged)
 {
     EXPECT_EQ(sizeof(Command), 12U);
     EXPECT_EQ(sizeof(Pipe), 4U);
@@ -86,7 +86,7 @@ TEST(I386Layout, ofAChildHasItsDescriptorsAtTheirPlaces)
         .status = 72});
 }
 
-TEST(I386Layout, ofAChildsStreamsIsCommandThenBuffers)
+TEST(I386Layout, ofPstreamIsUnchanged)
 {
     EXPECT_EQ(sizeof(pipestreambuf), 76U);
     expectStreamBuffer(
@@ -95,7 +95,7 @@ TEST(I386Layout, ofAChildsStreamsIsCommandThenBuffers)
     expectChildStream({.command = 12, .output = 92, .errors = 168, .errorStream = 244});
 }
 
-TEST(I386Layout, ofDisksBeginsWithTwoTablesAndTheName)
+TEST(I386Layout, ofDiskRecordsIsUnchanged)
 {
     EXPECT_EQ(sizeof(UNIXDiskInfo), 76U);
     expectMountedDisk({.cloneable = 4, .name = 8, .size = 56, .parents = 64});
@@ -108,14 +108,14 @@ TEST(I386Layout, ofDisksBeginsWithTwoTablesAndTheName)
         .partitions = 120});
 }
 
-TEST(I386Layout, ofAnOwnerIsWhatItSharesAndTheCount)
+TEST(I386Layout, ofHandleIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::handle<int>), 12U);
     EXPECT_EQ(sizeof(dovrel::handles0<int, int (*)(int)>), 12U);
     expectOwner({.shared = 4, .count = 8, .value = 4, .closer = 8});
 }
 
-TEST(I386Layout, ofACommandsOutputIsCommandBufferStream)
+TEST(I386Layout, ofPistreamIsUnchanged)
 {
     EXPECT_EQ(sizeof(OutputBuffer), 188U);
     EXPECT_EQ(sizeof(pistream), 332U);

@@ -72,7 +72,7 @@ TEST_F(LibraryFile, exportsExactlyTheListedNames)
     expectNone(listed, exported, "listed but not exported");
 }
 
-TEST_F(LibraryFile, exportsNothingOfTheLibrariesItIsMadeWith)
+TEST_F(LibraryFile, exportsNoNamesOfStdOrBoost)
 {
     for (auto const& symbol : file.dynamicSymbols()) {
         std::string const name = readable(symbol.name);
@@ -86,13 +86,13 @@ TEST_F(LibraryFile, exportsNothingOfTheLibrariesItIsMadeWith)
     }
 }
 
-TEST_F(LibraryFile, hasNoSymbolThatPinsItInMemory)
+TEST_F(LibraryFile, hasNoSymbolThatPreventsUnloading)
 {
     for (auto const& symbol : file.dynamicSymbols())
         EXPECT_NE(symbol.binding, STB_GNU_UNIQUE) << readable(symbol.name);
 }
 
-TEST_F(LibraryFile, needsNoMoreThanTheRunTimeAndBoostFilesystem)
+TEST_F(LibraryFile, dependsOnlyOnTheRunTimeAndBoostFilesystem)
 {
     auto needed = file.dynamicTexts(DT_NEEDED);
 #ifdef __SANITIZE_ADDRESS__
@@ -105,13 +105,13 @@ TEST_F(LibraryFile, needsNoMoreThanTheRunTimeAndBoostFilesystem)
             "libboost_filesystem.so.1.74.0", "libstdc++.so.6", "libgcc_s.so.1", "libc.so.6"}));
 }
 
-TEST_F(LibraryFile, looksForThoseInNoFolderOfItsOwn)
+TEST_F(LibraryFile, hasNoRunPath)
 {
     EXPECT_TRUE(file.dynamicTexts(DT_RPATH).empty());
     EXPECT_TRUE(file.dynamicTexts(DT_RUNPATH).empty());
 }
 
-TEST(ProgramFile, looksForTheLibraryBesideItselfAlone)
+TEST(ProgramFile, hasARunPathRelativeToItself)
 {
     // An empty folder between two colons would be whatever one is in when root starts the program.
     ElfFile const program(DOVREL_PROGRAM);
@@ -119,7 +119,7 @@ TEST(ProgramFile, looksForTheLibraryBesideItselfAlone)
     EXPECT_EQ(program.dynamicTexts(DT_RUNPATH), std::vector<std::string>{"$ORIGIN/../lib"});
 }
 
-TEST_F(LibraryFile, isBoundAtOnceAndReadOnlyFromThenOn)
+TEST_F(LibraryFile, resolvesItsSymbolsAtLoadTime)
 {
     EXPECT_EQ(file.segmentFlags(PT_GNU_RELRO).size(), 1U);
     auto const flags = file.dynamicValues(DT_FLAGS);
@@ -127,7 +127,7 @@ TEST_F(LibraryFile, isBoundAtOnceAndReadOnlyFromThenOn)
     EXPECT_TRUE(flags[0] & DF_BIND_NOW);
 }
 
-TEST_F(LibraryFile, hasCodeThatNobodyWritesTo)
+TEST_F(LibraryFile, hasNoWritableCode)
 {
     EXPECT_TRUE(file.dynamicValues(DT_TEXTREL).empty());
     for (auto const flags : file.dynamicValues(DT_FLAGS))
@@ -136,7 +136,7 @@ TEST_F(LibraryFile, hasCodeThatNobodyWritesTo)
         EXPECT_NE(flags & (PF_W | PF_X), static_cast<uint32_t>(PF_W | PF_X));
 }
 
-TEST_F(LibraryFile, wantsNoExecutableStack)
+TEST_F(LibraryFile, needsNoExecutableStack)
 {
     EXPECT_EQ(file.segmentFlags(PT_GNU_STACK), (std::vector<uint32_t>{PF_R | PF_W}));
 }

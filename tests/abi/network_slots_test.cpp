@@ -30,14 +30,14 @@ TEST(NetworkSlots, ofAddressesAreInOrder)
         {"_ZNK" + inet + "16toStringInternalEv", "_ZN" + inet + "D1Ev", "_ZN" + inet + "D0Ev"});
 }
 
-TEST(NetworkSlots, ofTheSinkAreInOrder)
+TEST(NetworkSlots, ofInsertFunctorAreInOrder)
 {
     std::string const sink = "6dovrel10ip_address13InsertFunctor";
     expectTable(dovrel::ip_address::InsertFunctor(), sink,
         {"_ZN" + sink + "6insertERKS0_", "_ZN" + sink + "D1Ev", "_ZN" + sink + "D0Ev"});
 }
 
-TEST(NetworkSlots, ofTheFailureAreInOrder)
+TEST(NetworkSlots, ofNetworkErrorAreInOrder)
 {
     std::string const name = "6dovrel12NetworkError";
     expectTable(dovrel::NetworkError(-2), name,

@@ -52,12 +52,12 @@ TEST(IniFile, keepsValuesBySectionAndKey)
         "[Main]Status=5000\n[Main]User=root\n[RestoreStatus]TotalFiles=200\n");
 }
 
-TEST(IniFile, keepsEntriesBeforeAnyHeadingInTheSectionWithoutAName)
+TEST(IniFile, keepsEntriesBeforeTheFirstHeadingInTheUnnamedSection)
 {
     EXPECT_EQ(entriesOf("k=1\n[Main]\nk=2\n"), "[]k=1\n[Main]k=2\n");
 }
 
-TEST(IniFile, findsNothingInTextsWithoutEntries)
+TEST(IniFile, isEmptyWhenTheFileHasNoAssignment)
 {
     for (std::string_view text :
         {""sv, "\n"sv, "\n\n\r\n \t\n"sv, "[Main]\n"sv, "[Main"sv, "words\n"sv, ";\n;k=1\n"sv})
@@ -74,14 +74,14 @@ TEST(IniFile, cutsALineAtItsFirstSemicolon)
     EXPECT_EQ(entriesOf("[Main ; the first]\nk=1\n"), "[Main]k=1\n");
 }
 
-TEST(IniFile, cutsALineAtASemicolonWithinQuotesTooKept)
+TEST(IniFile, cutsALineAtASemicolonInsideQuotesKept)
 {
     EXPECT_EQ(valueOf("\"a;b\""), "\"a");
     EXPECT_EQ(valueOf("a\\;b"), "a\\");
     EXPECT_EQ(valueOf("\";\""), "");
 }
 
-TEST(IniFile, knowsNoOtherCommentsNorContinuedLines)
+TEST(IniFile, doesNotSupportHashCommentsOrLineContinuation)
 {
     EXPECT_EQ(entriesOf("# k=1\n"), "[]# k=1\n");
     EXPECT_EQ(valueOf("1 # one"), "1 # one");
@@ -93,12 +93,12 @@ TEST(IniFile, trimsBlanksAndTabsAtBothEnds)
     EXPECT_EQ(entriesOf(" \t[ \tMain \t] \t\n \t k \t=\t a  b \t \n"), "[Main]k=a  b\n");
 }
 
-TEST(IniFile, trimsNoOtherBlanks)
+TEST(IniFile, doesNotTrimVerticalTabsOrFormFeeds)
 {
     EXPECT_EQ(entriesOf("\vk\f=\fv\v\n"), "[]\vk\f=\fv\v\n");
 }
 
-TEST(IniFile, readsLinesThatEndInCarriageReturns)
+TEST(IniFile, ignoresACarriageReturnBeforeANewline)
 {
     EXPECT_EQ(entriesOf("[Main]\r\nk=\"1\"\r\nl=2 ; two\r\nm=\r\n\r\n"),
         "[Main]k=1\n[Main]l=2\n[Main]m=\n");
@@ -111,7 +111,7 @@ TEST(IniFile, readsTheLastLineWithoutANewline)
     EXPECT_EQ(entriesOf("[Main]\nk="), "[Main]k=\n");
 }
 
-TEST(IniFile, takesOneLevelOfQuotesOff)
+TEST(IniFile, removesOnePairOfQuotes)
 {
     EXPECT_EQ(valueOf("\"a\""), "a");
     EXPECT_EQ(valueOf("'a'"), "a");
@@ -123,7 +123,7 @@ TEST(IniFile, takesOneLevelOfQuotesOff)
     EXPECT_EQ(valueOf("''"), "");
 }
 
-TEST(IniFile, leavesQuotesThatAreNoPair)
+TEST(IniFile, keepsUnpairedQuotes)
 {
     EXPECT_EQ(valueOf("\"a'"), "\"a'");
     EXPECT_EQ(valueOf("\"a"), "\"a");
@@ -133,14 +133,14 @@ TEST(IniFile, leavesQuotesThatAreNoPair)
     EXPECT_EQ(entriesOf("\"k\"='v'\n[\"s\"]\nk=1\n"), "[]\"k\"=v\n[\"s\"]k=1\n");
 }
 
-TEST(IniFile, makesASingleQuoteTheEmptyText)
+TEST(IniFile, readsALoneQuoteAsAnEmptyValue)
 {
     EXPECT_EQ(valueOf("'"), "");
     EXPECT_EQ(valueOf("\""), "");
     EXPECT_EQ(valueOf("'''"), "'");
 }
 
-TEST(IniFile, readsHeadingsUpToTheirBracket)
+TEST(IniFile, endsAHeadingAtItsFirstClosingBracket)
 {
     EXPECT_EQ(entriesOf("[Main] and more = x\nk=1\n"), "[Main]k=1\n");
     EXPECT_EQ(entriesOf("[a]b]\nk=1\n"), "[a]k=1\n");
@@ -148,21 +148,21 @@ TEST(IniFile, readsHeadingsUpToTheirBracket)
     EXPECT_EQ(entriesOf("[a=b]\nk=1\n"), "[a=b]k=1\n");
 }
 
-TEST(IniFile, readsAHeadingWithoutItsBracketToTheEndOfTheLineKept)
+TEST(IniFile, endsAnUnclosedHeadingAtTheEndOfTheLineKept)
 {
     EXPECT_EQ(entriesOf("[Main\nk=1\n"), "[Main]k=1\n");
     EXPECT_EQ(entriesOf("[ a = b \r\nk=1\n"), "[a = b]k=1\n");
     EXPECT_EQ(entriesOf("[Main ; ]\nk=1\n"), "[Main]k=1\n");
 }
 
-TEST(IniFile, goesBackToTheSectionWithoutANameAtAnEmptyHeading)
+TEST(IniFile, returnsToTheUnnamedSectionAtAnEmptyHeading)
 {
     for (std::string const heading : {"[]", "[", "[ \t]", "[ ", "[;]"})
         EXPECT_EQ(entriesOf("[Main]\nk=1\n" + heading + "\nl=2\n"), "[]l=2\n[Main]k=1\n")
             << heading;
 }
 
-TEST(IniFile, takesALineThatBeginsOtherwiseForNoHeading)
+TEST(IniFile, acceptsAHeadingOnlyAtTheStartOfALine)
 {
     EXPECT_EQ(entriesOf("]x=1\nx[=2\nwords [Main]\nk=1\n"), "[]]x=1\n[]k=1\n[]x[=2\n");
 }
@@ -198,7 +198,7 @@ TEST(IniFile, keepsTheFirstAssignmentAmongManyKeys)
         }
 }
 
-TEST(IniFile, takesKeysAndSectionsOfAnotherCaseForTheSame)
+TEST(IniFile, ignoresCaseInKeysAndSections)
 {
     EXPECT_EQ(entriesOf("[Main]\nKey=1\nkEY=2\n"), "[Main]Key=1\n");
     IniFile const file = parsed("[Main]\nKey=1\n[MAIN]\nkEY=2\n");
@@ -206,7 +206,7 @@ TEST(IniFile, takesKeysAndSectionsOfAnotherCaseForTheSame)
     EXPECT_EQ(narrow(file.ReadString(L"maiN", L"KEY", L"")), "1");
 }
 
-TEST(IniFile, endsTextsAtTheirFirstZeroByte)
+TEST(IniFile, endsNamesAndValuesAtTheFirstZeroByte)
 {
     EXPECT_EQ(entriesOf("a\0b=c\nk=x\0y\n[s\0t]\nm=1\n"sv), "[]a=c\n[]k=x\n[s]m=1\n");
     EXPECT_EQ(entriesOf("\0k=v\n"sv), "[]=v\n");
@@ -215,14 +215,14 @@ TEST(IniFile, endsTextsAtTheirFirstZeroByte)
     EXPECT_EQ(entriesOf("k=1\n\0\0\0\0"sv), "[]k=1\n");
 }
 
-TEST(IniFile, takesAByteOrderMarkForAPartOfTheFirstLine)
+TEST(IniFile, treatsAByteOrderMarkAsPartOfTheFirstLine)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(entriesOf("\xEF\xBB\xBF[Main]\nk=1\n"), "[]k=1\n");
     EXPECT_EQ(entriesOf("\xEF\xBB\xBFk=1\n"), "[]\xEF\xBB\xBFk=1\n");
 }
 
-TEST(IniFile, readsTextsInTheLocalesEncoding)
+TEST(IniFile, decodesTheFileInTheLocalesEncoding)
 {
     {
         LocaleScope const locale("C.UTF-8");
@@ -236,7 +236,7 @@ TEST(IniFile, readsTextsInTheLocalesEncoding)
     EXPECT_EQ(file.ReadString(L"Gr\u00F6\u00DFe", L"L\u00E4nge", L""), string(L"5 \u00A4"));
 }
 
-TEST(IniFile, takesALettersCaseAsTheLocaleDoes)
+TEST(IniFile, foldsCaseAsTheLocaleDoes)
 {
     {
         LocaleScope const locale("C.UTF-8");
@@ -252,14 +252,14 @@ TEST(IniFile, takesALettersCaseAsTheLocaleDoes)
     EXPECT_EQ(file.ReadInt(L"", L"\u00C4", 0), 1);
 }
 
-TEST(IniFile, turnsTextsThatAreNotOfTheEncodingToQuestionMarks)
+TEST(IniFile, replacesUndecodableStringsWithQuestionMarks)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(entriesOf("k\xFF=1\nl=\xC3\nm=a\xC0\xAF\n"), "[]?\?=1\n[]l=?\n[]m=?\?\?\n");
     EXPECT_EQ(entriesOf("\xFF\xFE=1\n\xFD\xFC=2\n"), "[]?\?=1\n");
 }
 
-TEST(IniFile, splitsLinesByBytesWhateverTheEncodingKept)
+TEST(IniFile, splitsLinesAtNewlineBytesInEveryEncodingKept)
 {
     LocaleScope const locale("SHIFT_JIS");
     // 0x5C is no backslash there, but the signs that count are where they always are.

@@ -43,12 +43,12 @@ void expectError(NetworkError const& error, int code, std::string const& text)
 
 }
 
-TEST(NetworkError, isNoneWithoutAMessageByDefault)
+TEST(NetworkError, hasNoCodeAndNoMessageByDefault)
 {
     expectError(NetworkError(), 0, "");
 }
 
-TEST(NetworkError, namesItsCodeInTheMessageAndNothingElse)
+TEST(NetworkError, hasAMessageWithItsCode)
 {
     expectError(NetworkError(-2), -2, "Network Error: code = -2");
     expectError(NetworkError(-6), -6, "Network Error: code = -6");
@@ -57,7 +57,7 @@ TEST(NetworkError, namesItsCodeInTheMessageAndNothingElse)
     expectError(NetworkError(INT_MIN), INT_MIN, "Network Error: code = -2147483648");
 }
 
-TEST(NetworkError, hasAMessageOfCodeZeroOnceItWasGiven)
+TEST(NetworkError, hasAMessageWhenCodeZeroIsGiven)
 {
     expectError(NetworkError(0), 0, "Network Error: code = 0");
     NetworkError assigned;
@@ -65,7 +65,7 @@ TEST(NetworkError, hasAMessageOfCodeZeroOnceItWasGiven)
     expectError(assigned, 0, "Network Error: code = 0");
 }
 
-TEST(NetworkError, takesANewCodeWithItsMessage)
+TEST(NetworkError, updatesItsMessageWhenACodeIsAssigned)
 {
     NetworkError error(-2);
     NetworkError const& returned = error = -6;
@@ -75,7 +75,7 @@ TEST(NetworkError, takesANewCodeWithItsMessage)
     expectError(error, 0, "Network Error: code = 0");
 }
 
-TEST(NetworkError, composesAnAssignedCodesMessageThroughTheClassOfTheHost)
+TEST(NetworkError, callsTheOverridingMakeStringWhenACodeIsAssigned)
 {
     Named error(-2);
     EXPECT_EQ(error.composed, 0);
@@ -85,7 +85,7 @@ TEST(NetworkError, composesAnAssignedCodesMessageThroughTheClassOfTheHost)
     expectError(error, -6, "Network Error: code = -6");
 }
 
-TEST(NetworkError, composesTheSameMessageAgain)
+TEST(NetworkError, makesTheSameMessageAgain)
 {
     NetworkError error;
     error.makeString();
@@ -114,7 +114,7 @@ TEST(NetworkError, isCaughtAsAStandardException)
     }
 }
 
-TEST(NetworkError, writesItsCodeWithoutTheHostsGrouping)
+TEST(NetworkError, ignoresTheDigitGroupingOfTheGlobalLocale)
 {
     std::locale const former = std::locale::global(std::locale(std::locale(), new Grouping));
     std::string const text = NetworkError(-123456).what();
@@ -122,7 +122,7 @@ TEST(NetworkError, writesItsCodeWithoutTheHostsGrouping)
     EXPECT_EQ(text, "Network Error: code = -123456");
 }
 
-TEST(NetworkError, isATruthValueWithoutACast)
+TEST(NetworkError, convertsToBoolImplicitly)
 {
     bool const none = NetworkError();
     bool const some = NetworkError(-2);
@@ -133,7 +133,7 @@ TEST(NetworkError, isATruthValueWithoutACast)
     EXPECT_TRUE((std::is_convertible_v<NetworkError const, bool>));
 }
 
-TEST(NetworkError, isMadeOfANumberByACastOnly)
+TEST(NetworkError, isNotConvertedFromIntImplicitly)
 {
     EXPECT_FALSE((std::is_convertible_v<int, NetworkError>));
 }

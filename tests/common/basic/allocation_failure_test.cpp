@@ -92,7 +92,7 @@ void failEachAllocation(wchar_t const* former, Operation const& operation)
     EXPECT_GE(n, 2U) << "nothing was allocated, so nothing was tried";
 }
 
-TEST(AllocationFailure, isSurvivedWhileStoringWideText)
+TEST(AllocationFailure, duringWideAssignmentKeepsTheString)
 {
     for (wchar_t const* former : {SHORT, LONG}) {
         failEachAllocation(former, [](string& text) {
@@ -106,7 +106,7 @@ TEST(AllocationFailure, isSurvivedWhileStoringWideText)
     }
 }
 
-TEST(AllocationFailure, isSurvivedWhileStoringNarrowText)
+TEST(AllocationFailure, duringNarrowAssignmentKeepsTheString)
 {
     LocaleScope const locale("C.UTF-8");
     std::string const plain(600, 'a');
@@ -131,7 +131,7 @@ TEST(AllocationFailure, isSurvivedWhileStoringNarrowText)
     }
 }
 
-TEST(AllocationFailure, isSurvivedWhileConstructing)
+TEST(AllocationFailure, duringConstructionLeaksNothing)
 {
     std::string const plain(600, 'a');
     std::wstring const widePlain(600, L'a');
@@ -140,7 +140,7 @@ TEST(AllocationFailure, isSurvivedWhileConstructing)
     failEachAllocation(SHORT, [&](string&) { return is(string(plain), widePlain); });
 }
 
-TEST(AllocationFailure, isSurvivedWhileCopyingWithTheNarrowCopy)
+TEST(AllocationFailure, duringACopyWithANarrowCopyKeepsTheString)
 {
     string const source(LONGER);
     std::string const narrow = static_cast<char const*>(source);
@@ -159,7 +159,7 @@ TEST(AllocationFailure, isSurvivedWhileCopyingWithTheNarrowCopy)
     });
 }
 
-TEST(AllocationFailure, isSurvivedWhileJoining)
+TEST(AllocationFailure, duringConcatenationKeepsTheString)
 {
     string const tail(LONGER);
     for (wchar_t const* former : {SHORT, LONG}) {
@@ -177,7 +177,7 @@ TEST(AllocationFailure, isSurvivedWhileJoining)
     }
 }
 
-TEST(AllocationFailure, isSurvivedByTheNarrowCopy)
+TEST(AllocationFailure, duringNarrowConversionKeepsTheString)
 {
     LocaleScope const locale("C.UTF-8");
     for (wchar_t const* former :
@@ -186,7 +186,7 @@ TEST(AllocationFailure, isSurvivedByTheNarrowCopy)
             [former](string& text) { return is(string(static_cast<char const*>(text)), former); });
 }
 
-TEST(AllocationFailure, leavesTheFormerNarrowCopyAlone)
+TEST(AllocationFailure, duringNarrowConversionKeepsTheFormerNarrowCopy)
 {
     string const text(LONG);
     std::string const before = static_cast<char const*>(text);
@@ -197,7 +197,7 @@ TEST(AllocationFailure, leavesTheFormerNarrowCopyAlone)
     EXPECT_EQ(static_cast<char const*>(text), before);
 }
 
-TEST(AllocationFailure, isReportedByStrCast)
+TEST(AllocationFailure, isThrownByStrCast)
 {
     string const a(LONG);
     string const b(LONGER);
@@ -213,7 +213,7 @@ TEST(AllocationFailure, isReportedByStrCast)
         [](string&) { return is(str_cast(dovrel::macaddress_cpp()), L"00:00:00:00:00:00:00:00"); });
 }
 
-TEST(AllocationFailure, isNoReasonForLiteralCastsFallback)
+TEST(AllocationFailure, doesNotMakeLiteralCastReturnItsDefault)
 {
     dovrel::macaddress_cpp fallback;
     fallback[0] = 9;
@@ -228,7 +228,7 @@ TEST(AllocationFailure, isNoReasonForLiteralCastsFallback)
     failEachAllocation(SHORT, [&](string&) { return literal_cast(address, fallback) == expected; });
 }
 
-TEST(AllocationFailure, isSurvivedWhileWritingToANarrowStream)
+TEST(AllocationFailure, duringStreamInsertionKeepsTheString)
 {
     failEachAllocation(LONG, [](string& text) {
         std::ostringstream out; // Reports a failure of its own buffer by its state.

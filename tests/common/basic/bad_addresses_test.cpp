@@ -49,7 +49,7 @@ void answerOnceElsewhere(std::vector<AnsweredEntry> const& host, Answer const& r
 
 }
 
-TEST(BadAddresses, areThoseOfTwoHostsThatDoNotExistAskedForOnceAProcess)
+TEST(BadAddresses, areQueriedOncePerProcess)
 {
     inAFreshProcess([] {
         answer({"10.0.0.1"});
@@ -64,7 +64,7 @@ TEST(BadAddresses, areThoseOfTwoHostsThatDoNotExistAskedForOnceAProcess)
     });
 }
 
-TEST(BadAddresses, areAskedForByNamesThatEndWithADotSoThatNoSearchListIsAppended)
+TEST(BadAddresses, areQueriedByNamesThatEndWithADot)
 {
     inAFreshProcess([] {
         // What the resolver does with a name without the dot where "corp.example" is searched and
@@ -80,7 +80,7 @@ TEST(BadAddresses, areAskedForByNamesThatEndWithADotSoThatNoSearchListIsAppended
     });
 }
 
-TEST(BadAddresses, areNoHostsAddresses)
+TEST(BadAddresses, areRejectedForEveryHost)
 {
     inAFreshProcess([] {
         answer({"10.0.0.1"}, found({"10.0.0.1"}));
@@ -91,7 +91,7 @@ TEST(BadAddresses, areNoHostsAddresses)
     });
 }
 
-TEST(BadAddresses, leaveWhatWasPassedOnBeforeThem)
+TEST(BadAddresses, doNotRevokeAddressesPassedOnBeforeThem)
 {
     inAFreshProcess([] {
         answer({"10.0.0.7", "::1", "10.0.0.1", "10.0.0.8"}, found({"10.0.0.1"}));
@@ -101,7 +101,7 @@ TEST(BadAddresses, leaveWhatWasPassedOnBeforeThem)
     });
 }
 
-TEST(BadAddresses, areRememberedWhateverTheResolverSaysLaterKept)
+TEST(BadAddresses, areRememberedUntilTheProcessEndsKept)
 {
     inAFreshProcess([] {
         answer({"10.0.0.1"}, found({"10.0.0.1"}));
@@ -114,7 +114,7 @@ TEST(BadAddresses, areRememberedWhateverTheResolverSaysLaterKept)
     });
 }
 
-TEST(BadAddresses, areRecognisedWithoutAPortOnlyKept)
+TEST(BadAddresses, areRecognizedOnlyWithoutAPortKept)
 {
     inAFreshProcess([] {
         answer({"10.0.0.1"}, found({"10.0.0.1"}));
@@ -123,7 +123,7 @@ TEST(BadAddresses, areRecognisedWithoutAPortOnlyKept)
     });
 }
 
-TEST(BadAddresses, areSixteenAtMost)
+TEST(BadAddresses, areLimitedToSixteen)
 {
     inAFreshProcess([] {
         answer(range(16, 16), found(range(1, 40)));
@@ -135,7 +135,7 @@ TEST(BadAddresses, areSixteenAtMost)
     });
 }
 
-TEST(BadAddresses, areTakenFromBothHostsAndFromIPOnly)
+TEST(BadAddresses, areCollectedFromBothNamesWithoutOtherFamilies)
 {
     inAFreshProcess([] {
         std::set<std::string> others;
@@ -155,7 +155,7 @@ TEST(BadAddresses, areTakenFromBothHostsAndFromIPOnly)
     });
 }
 
-TEST(BadAddresses, areNotRecognisedWhereTheyAreIPv6Kept)
+TEST(BadAddresses, areNotRecognizedWhenTheyAreIPv6Kept)
 {
     inAFreshProcess([] {
         answer({"2001:db8::1"}, found({"2001:db8::1"}));
@@ -163,7 +163,7 @@ TEST(BadAddresses, areNotRecognisedWhereTheyAreIPv6Kept)
     });
 }
 
-TEST(BadAddresses, compareAnIPv6AnswerWithWhatLiesBehindItsBeginningKept)
+TEST(BadAddresses, matchAnIPv6AddressWhoseSecondHalfIsZeroKept)
 {
     inAFreshProcess([] {
         // Only half of the address is remembered; behind it is nothing yet.
@@ -172,7 +172,7 @@ TEST(BadAddresses, compareAnIPv6AnswerWithWhatLiesBehindItsBeginningKept)
     });
 }
 
-TEST(BadAddresses, areNotReadBeyondTheLastOfThem)
+TEST(BadAddresses, areNotReadBeyondTheLastOne)
 {
     inAFreshProcess([] {
         std::vector<AnsweredEntry> full = range(1, 15);
@@ -185,7 +185,7 @@ TEST(BadAddresses, areNotReadBeyondTheLastOfThem)
     });
 }
 
-TEST(BadAddresses, areAskedForOnceWhereManyThreadsResolveAtOnce)
+TEST(BadAddresses, areQueriedOnceByConcurrentThreads)
 {
     inAFreshProcess([] {
         constexpr int THREADS = 8;

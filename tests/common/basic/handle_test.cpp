@@ -48,7 +48,7 @@ bool isOpen(int fd)
 
 }
 
-TEST_F(Handle, closesItsDescriptorOnceAtItsEnd)
+TEST_F(Handle, closesItsDescriptorOnceWhenDestroyed)
 {
     {
         handle<int> const owner = autohandle(7, noteClosing);
@@ -57,7 +57,7 @@ TEST_F(Handle, closesItsDescriptorOnceAtItsEnd)
     EXPECT_EQ(closed, std::vector<int>{7});
 }
 
-TEST_F(Handle, closesAtTheEndOfTheLastCopy)
+TEST_F(Handle, closesWhenTheLastCopyIsDestroyed)
 {
     auto first = std::make_unique<handle<int>>(autohandle(7, noteClosing));
     auto second = std::make_unique<handle<int>>(*first);
@@ -69,7 +69,7 @@ TEST_F(Handle, closesAtTheEndOfTheLastCopy)
     EXPECT_EQ(closed, std::vector<int>{7});
 }
 
-TEST_F(Handle, closesOnceInWhateverOrderTheCopiesEnd)
+TEST_F(Handle, closesOnceInEitherOrderOfDestruction)
 {
     for (unsigned order = 0; order < 2; ++order) {
         closed.clear();
@@ -82,7 +82,7 @@ TEST_F(Handle, closesOnceInWhateverOrderTheCopiesEnd)
     }
 }
 
-TEST_F(Handle, closesAtTheLastOfAThousandCopies)
+TEST_F(Handle, closesOnceForAThousandCopies)
 {
     {
         std::vector<handle<int>> const owners(1'000, autohandle(9, noteClosing));
@@ -91,7 +91,7 @@ TEST_F(Handle, closesAtTheLastOfAThousandCopies)
     EXPECT_EQ(closed, std::vector<int>{9});
 }
 
-TEST_F(Handle, closesByTheFunctionThatItWasGiven)
+TEST_F(Handle, callsItsOwnClosingFunction)
 {
     {
         handle<int> const one = autohandle(1, noteClosing);
@@ -100,7 +100,7 @@ TEST_F(Handle, closesByTheFunctionThatItWasGiven)
     EXPECT_EQ(closed, (std::vector<int>{-1001, 1}));
 }
 
-TEST_F(Handle, closesWhateverItHoldsKept)
+TEST_F(Handle, callsTheClosingFunctionWithMinusOneTooKept)
 {
     // A failed open's -1 too: who opens tests for it, and closing it does no harm.
     for (int const value : {-1, 0, -2147483647 - 1})
@@ -108,14 +108,14 @@ TEST_F(Handle, closesWhateverItHoldsKept)
     EXPECT_EQ(closed, (std::vector<int>{-1, 0, -2147483647 - 1}));
 }
 
-TEST_F(Handle, raisesNothingWhereClosingFails)
+TEST_F(Handle, ignoresAFailedClose)
 {
     errno = 0;
     EXPECT_NO_THROW(autohandle(-1, ::close));
     EXPECT_EQ(errno, EBADF) << "close has been called";
 }
 
-TEST_F(Handle, closesWhereAnExceptionLeavesItsScope)
+TEST_F(Handle, closesWhenAnExceptionLeavesItsScope)
 {
     EXPECT_THROW(
         {
@@ -127,7 +127,7 @@ TEST_F(Handle, closesWhereAnExceptionLeavesItsScope)
     EXPECT_EQ(closed, std::vector<int>{7});
 }
 
-TEST_F(Handle, holdsARealDescriptorOpenAsLongAsItLives)
+TEST_F(Handle, keepsADescriptorOpenUntilTheLastCopyIsDestroyed)
 {
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
@@ -161,7 +161,7 @@ TEST_F(Handle, allocatesTheHolderAndTheCountAndFreesBoth)
     EXPECT_EQ(counter.liveBlocks(), 0);
 }
 
-TEST_F(Handle, closesTheDescriptorWhereAnAllocationFails)
+TEST_F(Handle, closesTheDescriptorWhenAnAllocationFails)
 {
     for (size_t n = 1; n <= 2; ++n) {
         closed.clear();
@@ -183,7 +183,7 @@ TEST_F(Handle, closesTheDescriptorWhereAnAllocationFails)
     }
 }
 
-TEST_F(Handle, isCopiedWithoutAnExceptionAndNeverAssigned)
+TEST_F(Handle, isCopiedWithoutThrowingAndCannotBeAssigned)
 {
     static_assert(std::is_nothrow_copy_constructible_v<handle<int>>);
     static_assert(!std::is_copy_assignable_v<handle<int>>);
@@ -196,7 +196,7 @@ TEST_F(Handle, isCopiedWithoutAnExceptionAndNeverAssigned)
     EXPECT_TRUE(closed.empty());
 }
 
-TEST_F(Handle, isDeletedThroughItsBase)
+TEST_F(Handle, canBeDeletedThroughItsBaseClass)
 {
     std::unique_ptr<handle<int>> owner =
         std::make_unique<dovrel::handles0<int, int (*)(int)>>(7, noteClosing);
@@ -205,7 +205,7 @@ TEST_F(Handle, isDeletedThroughItsBase)
     EXPECT_TRUE(closed.empty());
 }
 
-TEST_F(Handle, leavesNoDescriptorInTenThousandRounds)
+TEST_F(Handle, leaksNoDescriptorInTenThousandRounds)
 {
     int const before = ::dup(0);
     ::close(before);

@@ -98,7 +98,7 @@ void expectBothEnds(char const* loopback)
 
 }
 
-TEST(InetAddress, isReadFromAddressColonPort)
+TEST(InetAddress, parsesAddressColonPort)
 {
     for (std::string const text : {"10.0.0.1:8080", "10.0.0.1:0", "10.0.0.1:65535", "fe80::1:443",
              "::ffff:10.0.0.1:80", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff:1"}) {
@@ -109,7 +109,7 @@ TEST(InetAddress, isReadFromAddressColonPort)
     }
 }
 
-TEST(InetAddress, isNoneWhereTheTextIsAnythingElse)
+TEST(InetAddress, isInvalidForAnyOtherString)
 {
     for (std::string const text :
         {"", "10.0.0.1", "10.0.0.1:", "10.0.0.1:x", "10.0.0.1:-1", "[::1]:80", "::1", ":80", ":",
@@ -121,7 +121,7 @@ TEST(InetAddress, isNoneWhereTheTextIsAnythingElse)
     expectInvalid(parsed("10.0.0.1:80:80"));
 }
 
-TEST(InetAddress, takesTheLastColonForThePortsKept)
+TEST(InetAddress, splitsAtTheLastColonKept)
 {
     inet_address const value = parsed("fe80::1:80");
     EXPECT_EQ(value.port(), 80);
@@ -131,7 +131,7 @@ TEST(InetAddress, takesTheLastColonForThePortsKept)
     EXPECT_TRUE(all.ip_address::isEqual(ip_address(string("::"))));
 }
 
-TEST(InetAddress, cutsAPortToItsLowSixteenBitsKept)
+TEST(InetAddress, truncatesAPortToSixteenBitsKept)
 {
     EXPECT_EQ(parsed("10.0.0.1:70000").port(), 4464);
     EXPECT_EQ(parsed("10.0.0.1:65536").port(), 0);
@@ -140,7 +140,7 @@ TEST(InetAddress, cutsAPortToItsLowSixteenBitsKept)
     EXPECT_EQ(parsed("10.0.0.1:65535").port(), 65535);
 }
 
-TEST(InetAddress, isMadeOfAPortAndTheTextOfAnAddress)
+TEST(InetAddress, isConstructedFromAPortAndAnAddressString)
 {
     inet_address const ipv4(443, string("10.0.0.1"));
     EXPECT_EQ(textOf(ipv4), "10.0.0.1:443");
@@ -151,7 +151,7 @@ TEST(InetAddress, isMadeOfAPortAndTheTextOfAnAddress)
     EXPECT_TRUE(ipv4.isEqual(parsed("10.0.0.1:443")));
 }
 
-TEST(InetAddress, leavesTheTextThatItIsReadFromAsItIs)
+TEST(InetAddress, doesNotModifyTheParsedString)
 {
     string const address("fe80::1");
     EXPECT_TRUE(inet_address(443, address).valid());
@@ -161,7 +161,7 @@ TEST(InetAddress, leavesTheTextThatItIsReadFromAsItIs)
     EXPECT_EQ(fieldsOf(whole).narrow, nullptr);
 }
 
-TEST(InetAddress, storesNoPortWhereTheTextIsNoAddress)
+TEST(InetAddress, storesNoPortWhenTheAddressIsInvalid)
 {
     for (std::string const text : {"", "host", "10.0.0.1:80", "[::1]", "10.0.0"}) {
         inet_address const value(443, string(text));
@@ -172,7 +172,7 @@ TEST(InetAddress, storesNoPortWhereTheTextIsNoAddress)
     }
 }
 
-TEST(InetAddress, isTheWildcardOfAFamily)
+TEST(InetAddress, isTheWildcardAddressWhenConstructedFromAFamily)
 {
     inet_address const ipv4(80, AF_INET);
     EXPECT_EQ(textOf(ipv4), "0.0.0.0:80");
@@ -183,7 +183,7 @@ TEST(InetAddress, isTheWildcardOfAFamily)
         0);
 }
 
-TEST(InetAddress, takesAnyFamilyForAWildcardAsGiven)
+TEST(InetAddress, acceptsAnyFamilyForAWildcardAddress)
 {
     for (unsigned short const family :
         std::initializer_list<unsigned short>{AF_UNSPEC, AF_UNIX, 5, 0xFFFF}) {
@@ -195,7 +195,7 @@ TEST(InetAddress, takesAnyFamilyForAWildcardAsGiven)
     }
 }
 
-TEST(InetAddress, takesANewPortWhereItIsAnAddress)
+TEST(InetAddress, setsAPortOnlyWhenItIsValid)
 {
     for (char const* const text : {"10.0.0.1:80", "fe80::1:80"}) {
         inet_address value = parsed(text);
@@ -212,13 +212,13 @@ TEST(InetAddress, takesANewPortWhereItIsAnAddress)
     EXPECT_EQ(std::memcmp(&none.sockaddr(), &before, sizeof before), 0);
 }
 
-TEST(InetAddress, printsItsPortThroughTheBaseClass)
+TEST(InetAddress, includesThePortWhenCalledThroughTheBaseClass)
 {
     std::unique_ptr<ip_address> const value = std::make_unique<inet_address>(parsed("::1:443"));
     EXPECT_EQ(textOf(*value), "::1:443");
 }
 
-TEST(InetAddressEquality, isThatOfEveryByte)
+TEST(InetAddressEquality, comparesEveryByte)
 {
     EXPECT_TRUE(parsed("10.0.0.1:80").isEqual(parsed("10.0.0.1:80")));
     EXPECT_FALSE(parsed("10.0.0.1:80").isEqual(parsed("10.0.0.1:81")));
@@ -230,7 +230,7 @@ TEST(InetAddressEquality, isThatOfEveryByte)
     EXPECT_TRUE(padded.isEqual(padded));
 }
 
-TEST(InetAddressEquality, tellsScopesAndFlowsApartWhichAnAddressDoesNot)
+TEST(InetAddressEquality, comparesScopeAndFlowUnlikeTheBaseClass)
 {
     EXPECT_FALSE(scoped(1).isEqual(scoped(2)));
     EXPECT_FALSE(scoped(1, 1).isEqual(scoped(1, 2)));
@@ -238,7 +238,7 @@ TEST(InetAddressEquality, tellsScopesAndFlowsApartWhichAnAddressDoesNot)
     EXPECT_TRUE(scoped(1, 1).ip_address::isEqual(scoped(2, 2)));
 }
 
-TEST(InetAddressEquality, isNeverThatOfNoAddress)
+TEST(InetAddressEquality, isFalseForInvalidAddresses)
 {
     inet_address const none = parsed("");
     EXPECT_FALSE(none.isEqual(none));
@@ -246,7 +246,7 @@ TEST(InetAddressEquality, isNeverThatOfNoAddress)
     EXPECT_FALSE(parsed("10.0.0.1:80").isEqual(none));
 }
 
-TEST(InetAddressOrder, isThatOfTheAddressThenOfThePort)
+TEST(InetAddressOrder, comparesTheAddressThenThePort)
 {
     EXPECT_TRUE(parsed("10.0.0.1:80").isLess(parsed("10.0.0.1:443")));
     EXPECT_FALSE(parsed("10.0.0.1:443").isLess(parsed("10.0.0.1:80")));
@@ -261,7 +261,7 @@ TEST(InetAddressOrder, isThatOfTheAddressThenOfThePort)
     EXPECT_FALSE(scoped(1).isLess(scoped(2)) || scoped(2).isLess(scoped(1)));
 }
 
-TEST(InetAddressOrder, isAStrictWeakOrderOfRandomAddresses)
+TEST(InetAddressOrder, isAStrictWeakOrder)
 {
     std::vector<inet_address> values;
     for (ip_address const& address : testkit::randomAddresses(3000)) {
@@ -284,7 +284,7 @@ TEST(InetAddressOrder, isAStrictWeakOrderOfRandomAddresses)
     }
 }
 
-TEST(InetAddress, survivesTheWayThroughItsTextForRandomAddresses)
+TEST(InetAddress, roundTripsThroughItsString)
 {
     unsigned short port = 0;
     for (ip_address const& address : testkit::randomAddresses(3000)) {
@@ -297,12 +297,12 @@ TEST(InetAddress, survivesTheWayThroughItsTextForRandomAddresses)
     }
 }
 
-TEST(InetAddressOfASocket, isThatOfEachEnd)
+TEST(SocketName, isTheAddressOfEachEnd)
 {
     expectBothEnds("127.0.0.1");
 }
 
-TEST(InetAddressOfASocket, isNoneOfASocketThatIsNotOfTheInternet)
+TEST(SocketName, isInvalidForAUnixSocket)
 {
     int ends[2];
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
@@ -312,7 +312,7 @@ TEST(InetAddressOfASocket, isNoneOfASocketThatIsNotOfTheInternet)
     expectInvalid(inet_address::getSockName(other.number()));
 }
 
-TEST(InetAddressOfASocket, failsWithMinusOneWhateverTheCauseKept)
+TEST(SocketName, throwsMinusOneForEveryErrorKept)
 {
     errno = 0;
     EXPECT_EQ(codeOf([] { inet_address::getPeerName(-1); }), -1);

@@ -90,7 +90,7 @@ void expectTheSameOf(std::string const& text)
 
 }
 
-TEST(IniComparison, ofGeneratedTextsFindsNoDifferenceInAnyLocale)
+TEST(NaiveIni, agreesWithIniFileOnGeneratedFilesInEveryLocale)
 {
     size_t entries = 0;
     for (char const* const name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {
@@ -106,7 +106,7 @@ TEST(IniComparison, ofGeneratedTextsFindsNoDifferenceInAnyLocale)
     EXPECT_GT(entries, 8'000U) << "the texts say too little";
 }
 
-TEST(IniComparison, tellsDifferencesThatThereAre)
+TEST(NaiveIni, reportsEveryKindOfDifference)
 {
     auto const difference = [](std::string const& text, std::string const& other) {
         MemoryFile const source(other);

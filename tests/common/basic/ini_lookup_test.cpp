@@ -63,7 +63,7 @@ bool boolFrom(std::string const& value, bool fallback)
 
 }
 
-TEST(IniLookup, findsSectionsAndKeysWithoutRegardToCase)
+TEST(IniLookup, ignoresCaseInSectionsAndKeys)
 {
     IniFile const file = parsed("[Main]\nValue=TRUE\n");
     EXPECT_TRUE(file.ReadBool(L"main", L"value", false));
@@ -71,7 +71,7 @@ TEST(IniLookup, findsSectionsAndKeysWithoutRegardToCase)
     EXPECT_TRUE(file.SectionExists(L"mAIN"));
 }
 
-TEST(IniLookup, findsNothingByAPartOrAnExtensionOfAName)
+TEST(IniLookup, matchesOnlyWholeNames)
 {
     IniFile const file = parsed("[Main]\nValue=1\n[Main 2]\nOther=2\n");
     for (wchar_t const* key : {L"Valu", L"Value ", L"Values", L"", L"Other"})
@@ -80,7 +80,7 @@ TEST(IniLookup, findsNothingByAPartOrAnExtensionOfAName)
         EXPECT_EQ(file.ReadString(section, L"Value", L"none"), string(L"none")) << string(section);
 }
 
-TEST(IniLookup, leavesTheOutputAloneWhereThereIsNoKey)
+TEST(IniLookup, leavesTheOutputUnchangedWhenTheKeyIsMissing)
 {
     IniFile const file = parsed("[Main]\nk=\n");
     string out(L"former");
@@ -91,14 +91,14 @@ TEST(IniLookup, leavesTheOutputAloneWhereThereIsNoKey)
     EXPECT_TRUE(out.empty());
 }
 
-TEST(IniLookup, givesAnEmptyValueRatherThanTheFallback)
+TEST(IniLookup, returnsAnEmptyValueInsteadOfTheDefault)
 {
     IniFile const file = parsed("k=\n");
     EXPECT_TRUE(file.ReadString(L"", L"k", L"fallback").empty());
     EXPECT_EQ(file.ReadString(L"", L"l", L"fallback"), string(L"fallback"));
 }
 
-TEST(IniLookup, givesLongNamesAndValuesWhole)
+TEST(IniLookup, returnsLongValuesInFull)
 {
     std::string const section(300, 's');
     std::string const key(300, 'k');
@@ -108,7 +108,7 @@ TEST(IniLookup, givesLongNamesAndValuesWhole)
     EXPECT_EQ(valuesOf(file, string(section).c_str()), key + '=' + value + '\n');
 }
 
-TEST(ReadInt, readsDecimalNumbersAndIgnoresWhatFollows)
+TEST(ReadInt, readsADecimalNumberAndIgnoresTheRest)
 {
     EXPECT_EQ(intFrom("42"), 42);
     EXPECT_EQ(intFrom("-42"), -42);
@@ -120,7 +120,7 @@ TEST(ReadInt, readsDecimalNumbersAndIgnoresWhatFollows)
     EXPECT_EQ(intFrom("0x1F"), 0);
 }
 
-TEST(ReadInt, givesTheFallbackWhereThereIsNoNumber)
+TEST(ReadInt, returnsTheDefaultWhenThereIsNoNumber)
 {
     for (std::string const value : {"", "x", "-", "+ 1", "\"  \"", "true", ".5", "--1"})
         EXPECT_EQ(intFrom(value), -77) << value;
@@ -128,7 +128,7 @@ TEST(ReadInt, givesTheFallbackWhereThereIsNoNumber)
     EXPECT_EQ(parsed("k=1").ReadInt(L"s", L"k", 5), 5);
 }
 
-TEST(ReadInt, readsUpToTheLimitsOfTheType)
+TEST(ReadInt, returnsTheDefaultOutsideTheRangeOfLong)
 {
     constexpr long LARGEST = std::numeric_limits<long>::max();
     constexpr long SMALLEST = std::numeric_limits<long>::min();
@@ -138,7 +138,7 @@ TEST(ReadInt, readsUpToTheLimitsOfTheType)
     EXPECT_EQ(intFrom(std::to_string(SMALLEST) + '0'), -77);
 }
 
-TEST(ReadBool, isTrueForTheWordAndForOneOnly)
+TEST(ReadBool, returnsTrueOnlyForTrueAndOne)
 {
     for (std::string const value : {"true", "TRUE", "True", "tRuE", "1", "\"true\"", "'1'"})
         for (bool const fallback : {false, true})
@@ -149,13 +149,13 @@ TEST(ReadBool, isTrueForTheWordAndForOneOnly)
             EXPECT_FALSE(boolFrom(value, fallback)) << value;
 }
 
-TEST(ReadBool, givesTheFallbackForAMissingKeyOnly)
+TEST(ReadBool, returnsTheDefaultOnlyForAMissingKey)
 {
     EXPECT_TRUE(parsed("k=0").ReadBool(L"", L"l", true));
     EXPECT_FALSE(parsed("k=1").ReadBool(L"", L"l", false));
 }
 
-TEST(ReadSectionNames, listsSectionsThatHaveEntries)
+TEST(ReadSectionNames, listsOnlySectionsThatHaveEntries)
 {
     IniFile const file = parsed("k=0\n[b]\n[a]\nk=1\n[c]\nk=2\n[d]\n; k=3\n");
     EXPECT_EQ(namesOf(file), "<><a><c>");
@@ -166,14 +166,14 @@ TEST(ReadSectionNames, listsSectionsThatHaveEntries)
     EXPECT_FALSE(parsed("[a]\nk=1\n").SectionExists(L""));
 }
 
-TEST(ReadSectionNames, listsASectionTwiceThatIsWrittenInTwoWaysKept)
+TEST(ReadSectionNames, listsASectionOncePerSpellingKept)
 {
     IniFile const file = parsed("[main]\nk=1\n[Main]\nl=2\n[Zoo]\nm=1\n");
     EXPECT_EQ(namesOf(file), "<Main><Zoo><main>");
     EXPECT_EQ(valuesOf(file, L"MAIN"), "k=1\nl=2\n");
 }
 
-TEST(ReadSectionNames, forgetsASpellingThatBroughtNoEntryOfItsOwn)
+TEST(ReadSectionNames, omitsASpellingWithoutAnEntryOfItsOwn)
 {
     EXPECT_EQ(namesOf(parsed("[main]\nk=1\n[Main]\nK=2\n")), "<main>");
 }
@@ -184,20 +184,20 @@ TEST(ReadSectionNames, keepsTheSpellingOfTheFirstAssignment)
     EXPECT_EQ(valuesOf(parsed("[A]\nx=1\n[a]\nX=2\n"), L"a"), "x=1\n");
 }
 
-TEST(ReadSectionValues, areInTheOrderOfKeysWithoutRegardToCase)
+TEST(ReadSectionValues, sortsByKeyAndIgnoresCase)
 {
     IniFile const file = parsed("[s]\nb=1\nC=2\na=3\nB2=4\n=5\n_=6\n10=7\n9=8\nAa=9\n");
     EXPECT_EQ(valuesOf(file, L"S"), "=5\n10=7\n9=8\n_=6\na=3\nAa=9\nb=1\nB2=4\nC=2\n");
 }
 
-TEST(ReadSectionValues, areInTheOrderOfCharacterCodesInEveryEncoding)
+TEST(ReadSectionValues, sortsKeysBeyondAsciiByCharacterCode)
 {
     LocaleScope const locale("C.UTF-8");
     IniFile const file = parsed("\xF0\x9F\x98\x80=4\n\xEF\xBF\xBD=3\nz=1\n\xC3\xA4=2\n");
     EXPECT_EQ(valuesOf(file, L""), "z=1\n\xC3\xA4=2\n\xEF\xBF\xBD=3\n\xF0\x9F\x98\x80=4\n");
 }
 
-TEST(ReadString, losesAnAsciiKeyWhereTheLocaleOfTheReadingLowersItToAnotherCharacter)
+TEST(ReadString, missesTheKeyIOfAFileThatWasReadInATurkishLocale)
 {
     std::unique_ptr<IniFile const> file;
     {
@@ -215,7 +215,7 @@ TEST(ReadString, losesAnAsciiKeyWhereTheLocaleOfTheReadingLowersItToAnotherChara
     EXPECT_EQ(narrow(file->ReadString(L"s", L"i", L"none")), "1");
 }
 
-TEST(ReadSectionValues, areNoneForASectionThatIsNotThere)
+TEST(ReadSectionValues, returnsNothingForAMissingSection)
 {
     IniFile const file = parsed("[s]\nk=1\n");
     EXPECT_TRUE(file.ReadSectionValues(L"t").empty());
@@ -228,7 +228,7 @@ TEST(Dump, listsAllSectionsForAnAsterisk)
     EXPECT_EQ(dumpOf(file, L"*"), "Dumping entries: *\nfree=1\n[a]\ny=q\nz=\n[b]\nx=2\n");
 }
 
-TEST(Dump, listsOneSectionUnderTheNameThatItIsAskedFor)
+TEST(Dump, listsOneSectionUnderTheGivenName)
 {
     IniFile const file = parsed("free=1\n[Main]\nx=2\n[a]\ny=3\n");
     EXPECT_EQ(dumpOf(file, L"MAIN"), "Dumping entries: MAIN\n[MAIN]\nx=2\n");
@@ -242,18 +242,18 @@ TEST(Dump, listsEntriesOutsideAnySectionWithoutAHeading)
     EXPECT_EQ(dumpOf(parsed("[Main]\nx=2\n"), L""), "Dumping entries: \n");
 }
 
-TEST(Dump, listsASectionOfTwoSpellingsOnceForEachKept)
+TEST(Dump, listsASectionOncePerSpellingKept)
 {
     IniFile const file = parsed("[main]\nk=1\n[Main]\nl=2\n");
     EXPECT_EQ(dumpOf(file, L"*"), "Dumping entries: *\n[Main]\nk=1\nl=2\n[main]\nk=1\nl=2\n");
 }
 
-TEST(Dump, saysNothingMoreOfAnEmptyReader)
+TEST(Dump, writesOnlyTheTitleWhenThereAreNoEntries)
 {
     EXPECT_EQ(dumpOf(parsed(""), L"*"), "Dumping entries: *\n");
 }
 
-TEST(Dump, writesTextsInTheLocalesEncoding)
+TEST(Dump, writesInTheLocalesEncoding)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(dumpOf(parsed("[\xC3\xA4]\n\xC3\xB6=\xE2\x82\xAC\n"), L"*"),
@@ -270,7 +270,7 @@ TEST(IniFileCopy, hasTheEntriesAndOutlivesTheOriginal)
     EXPECT_EQ(narrow(second->ReadString(L"S", L"LONG KEY", L"")), "2");
 }
 
-TEST(IniFileCopy, hasNotTheError)
+TEST(IniFileCopy, hasNoError)
 {
     IniFile const original(L"/nowhere/at/all.ini", true, false, false);
     ASSERT_NE(original.savedError(), 0);

@@ -76,7 +76,7 @@ long descriptorsInUse()
 
 }
 
-TEST_F(IniSource, isAnErrorWhereItIsMissingButMust)
+TEST_F(IniSource, failsWhenARequiredFileIsMissing)
 {
     for (bool const mayBeMissing : {false, true})
         for (bool const third : {false, true}) {
@@ -87,14 +87,14 @@ TEST_F(IniSource, isAnErrorWhereItIsMissingButMust)
         }
 }
 
-TEST_F(IniSource, isAnErrorWhereItIsMissingAndMayNotBe)
+TEST_F(IniSource, failsWhenAMissingFileIsNotAllowed)
 {
     for (bool const third : {false, true})
         expectError(IniFile(path("x.ini"), false, false, third), ENOENT,
             "File " + path("x.ini") + " not found!");
 }
 
-TEST_F(IniSource, isEmptyWhereItIsMissingAndMayBe)
+TEST_F(IniSource, isEmptyWhenAMissingFileIsAllowed)
 {
     for (bool const third : {false, true}) {
         IniFile const file(path("x.ini"), false, true, third);
@@ -103,7 +103,7 @@ TEST_F(IniSource, isEmptyWhereItIsMissingAndMayBe)
     }
 }
 
-TEST_F(IniSource, isReadWhateverTheFlags)
+TEST_F(IniSource, isReadWithAnyFlags)
 {
     std::ofstream(path("x.ini")) << "k=1\n";
     for (int flags = 0; flags < 8; ++flags) {
@@ -113,7 +113,7 @@ TEST_F(IniSource, isReadWhateverTheFlags)
     }
 }
 
-TEST_F(IniSource, isNotFoundWhateverKeepsItFromBeingOpenedKept)
+TEST_F(IniSource, isNotFoundWhenItCannotBeOpenedForAnyReasonKept)
 {
     std::ofstream(path("file")) << "";
     std::filesystem::create_symlink("loop", path("loop"));
@@ -127,7 +127,7 @@ TEST_F(IniSource, isNotFoundWhateverKeepsItFromBeingOpenedKept)
     }
 }
 
-TEST_F(IniSource, isFoundUnderANameOfTheLocalesEncoding)
+TEST_F(IniSource, isFoundByAPathInTheLocalesEncoding)
 {
     LocaleScope const locale("C.UTF-8");
     std::ofstream(path("\xC3\xA4\xE2\x82\xAC.ini")) << "k=1\n";
@@ -135,14 +135,14 @@ TEST_F(IniSource, isFoundUnderANameOfTheLocalesEncoding)
     expectError(read(path("\xC3\xB6.ini")), ENOENT, "File " + path("\xC3\xB6.ini") + " not found!");
 }
 
-TEST_F(IniSource, isAnErrorWhereItIsAFolder)
+TEST_F(IniSource, failsWhenItIsADirectory)
 {
     expectError(read(path("")), EISDIR, "File " + path("") + " could not be read!");
     expectError(
         IniFile(path(""), false, true, false), EISDIR, "File " + path("") + " could not be read!");
 }
 
-TEST_F(IniSource, isEmptyWhereItIsAFifoThatNobodyWritesTo)
+TEST_F(IniSource, isEmptyWhenItIsAFifoWithoutAWriter)
 {
     ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
     IniFile const file = read(path("fifo"));
@@ -150,7 +150,7 @@ TEST_F(IniSource, isEmptyWhereItIsAFifoThatNobodyWritesTo)
     EXPECT_EQ(file.size(), 0U);
 }
 
-TEST_F(IniSource, isAnErrorWhereItIsAFifoWhoseWriterKeepsSilent)
+TEST_F(IniSource, failsWhenItIsAFifoWhoseWriterStaysOpen)
 {
     ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
     int const writer = ::open(path("fifo").c_str(), O_RDWR | O_CLOEXEC);
@@ -160,12 +160,12 @@ TEST_F(IniSource, isAnErrorWhereItIsAFifoWhoseWriterKeepsSilent)
     ::close(writer);
 }
 
-TEST_F(IniSource, isTooLargeWhereItHasNoEnd)
+TEST_F(IniSource, isTooLargeWhenItHasNoEnd)
 {
     expectError(read("/dev/zero"), EFBIG, "File /dev/zero is too large!");
 }
 
-TEST_F(IniSource, isReadUpToTheLargestSizeAndNotBeyond)
+TEST_F(IniSource, failsWhenItExceedsTheSizeLimit)
 {
     std::ofstream(path("x.ini")) << "k=1\nl=2\n";
     ASSERT_EQ(::truncate(path("x.ini").c_str(), IniFile::LARGEST_FILE), 0);
@@ -222,7 +222,7 @@ TEST(LargeIniFile, mayHaveAHundredThousandSections)
     EXPECT_FALSE(file.SectionExists(L"S100000"));
 }
 
-TEST(LargeIniFile, mayHaveAHundredThousandHeadingsWithoutAName)
+TEST(LargeIniFile, mayHaveAHundredThousandEmptyHeadings)
 {
     std::string text;
     for (int i = 0; i < 100'000; ++i)
@@ -231,7 +231,7 @@ TEST(LargeIniFile, mayHaveAHundredThousandHeadingsWithoutAName)
     EXPECT_EQ(read(source.path()).ReadInt(L"", L"k", 0), 1);
 }
 
-TEST(IniFileAllocation, leaksNothingWhicheverOneFails)
+TEST(IniFileAllocationFailure, leaksNothingWhileTheFileIsRead)
 {
     MemoryFile const source("free=1\n[A section with a long name]\nA key with a long name=a long "
                             "value of this key\n\xC3\x84=\xE2\x82\xAC\n[b]\nx=2\nX=3\n");
@@ -264,7 +264,7 @@ TEST(IniFileAllocation, leaksNothingWhicheverOneFails)
     EXPECT_GT(n, 5U);
 }
 
-TEST(IniFileAllocation, leaksNothingInLookUpsWhicheverOneFails)
+TEST(IniFileAllocationFailure, leaksNothingDuringLookUps)
 {
     MemoryFile const source("[A section with a long name]\nA key with a long name=1\nb=2\n");
     IniFile const file = read(source.path());
@@ -300,7 +300,7 @@ TEST(IniFileAllocation, leaksNothingInLookUpsWhicheverOneFails)
     EXPECT_GT(n, 5U);
 }
 
-TEST(IniFileAllocation, mayFailWhileAMissingFileIsReported)
+TEST(IniFileAllocationFailure, leaksNothingWhileAMissingFileIsReported)
 {
     string const path(L"/nowhere/at/all/of/a/long/name.ini");
     size_t n = 0;

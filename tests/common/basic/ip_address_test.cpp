@@ -98,7 +98,7 @@ template <class Structure>::sockaddr const* pointer(Structure const& structure)
 
 }
 
-TEST(IPAddress, isTheValidZeroByDefault)
+TEST(IPAddress, isTheValidAddressZeroByDefault)
 {
     ip_address const value;
     EXPECT_TRUE(value.valid() && value.ipv4());
@@ -108,7 +108,7 @@ TEST(IPAddress, isTheValidZeroByDefault)
     EXPECT_TRUE(isZeroFrom(value, sizeof(sa_family_t)));
 }
 
-TEST(IPAddress, isReadFromTheTextOfAnIPv4Address)
+TEST(IPAddress, parsesIPv4Addresses)
 {
     for (char const* const text :
         {"0.0.0.0", "10.1.2.3", "127.0.0.1", "192.168.255.254", "255.255.255.255"}) {
@@ -121,7 +121,7 @@ TEST(IPAddress, isReadFromTheTextOfAnIPv4Address)
     }
 }
 
-TEST(IPAddress, isReadFromTheTextOfAnIPv6Address)
+TEST(IPAddress, parsesIPv6Addresses)
 {
     for (char const* const text : {"::", "::1", "fe80::1", "::ffff:10.0.0.1", "2001:db8::1:0:0:1",
              "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"}) {
@@ -135,21 +135,21 @@ TEST(IPAddress, isReadFromTheTextOfAnIPv6Address)
     }
 }
 
-TEST(IPAddress, leavesTheTextThatItIsReadFromAsItIs)
+TEST(IPAddress, doesNotModifyTheParsedString)
 {
     string const text("fe80::1");
     EXPECT_TRUE(ip_address(text).valid());
     EXPECT_EQ(fieldsOf(text).narrow, nullptr);
 }
 
-TEST(IPAddress, writesIPv6InTheSystemsShortForm)
+TEST(IPAddress, writesIPv6InShortForm)
 {
     EXPECT_EQ(textOf(address("FE80:0:0:0:0:0:0:1")), "fe80::1");
     EXPECT_EQ(textOf(address("2001:0db8:0000:0000:0000:0000:0000:0001")), "2001:db8::1");
     EXPECT_EQ(textOf(address("::FFFF:0A00:0001")), "::ffff:10.0.0.1");
 }
 
-TEST(IPAddress, isNoneWhereTheTextIsAnythingElse)
+TEST(IPAddress, isInvalidForAnyOtherString)
 {
     for (std::string const text : {"", " ", "host", "10.1.2.3:80", "10.1.2", "10.1.2.256",
              "10.1.2.3.4", " 10.1.2.3", "10.1.2.3 ", "10.1.2.3/24", "0x0A000001", "167772161",
@@ -163,7 +163,7 @@ TEST(IPAddress, isNoneWhereTheTextIsAnythingElse)
     expectInvalid(address(std::string(100'000, ':')));
 }
 
-TEST(IPAddress, isCopiedFromASocketAddressOfItsFamilysLength)
+TEST(IPAddress, copiesASocketAddressByItsFamilysLength)
 {
     sockaddr_in const ipv4 = someIPv4();
     sockaddr_in6 const ipv6 = someIPv6();
@@ -177,7 +177,7 @@ TEST(IPAddress, isCopiedFromASocketAddressOfItsFamilysLength)
     EXPECT_EQ(textOf(fromIPv6), "fe80::1");
 }
 
-TEST(IPAddress, isNoneFromASocketAddressOfAnotherFamily)
+TEST(IPAddress, isInvalidForASocketAddressOfAnotherFamily)
 {
     sockaddr_un local{};
     local.sun_family = AF_UNIX;
@@ -190,7 +190,7 @@ TEST(IPAddress, isNoneFromASocketAddressOfAnotherFamily)
     expectInvalid(ip_address(static_cast<::sockaddr const*>(nullptr)));
 }
 
-TEST(IPAddress, takesAStructureAsItIsWhateverItsFamily)
+TEST(IPAddress, copiesAStructureWithoutCheckingItsFamily)
 {
     sockaddr_in ipv4 = someIPv4();
     EXPECT_TRUE(begins(ip_address(ipv4), ipv4));
@@ -208,7 +208,7 @@ TEST(IPAddress, takesAStructureAsItIsWhateverItsFamily)
     EXPECT_TRUE(misnamed.ipv4());
 }
 
-TEST(IPAddress, takesAllOfAStorageAndMarksOneThatIsNoIP)
+TEST(IPAddress, copiesAStorageAndMarksOtherFamiliesInvalid)
 {
     sockaddr_storage storage;
     std::memset(&storage, 0x5A, sizeof storage);
@@ -226,7 +226,7 @@ TEST(IPAddress, takesAllOfAStorageAndMarksOneThatIsNoIP)
     }
 }
 
-TEST(IPAddress, isAnIntegerInEitherOrderWhereItIsIPv4)
+TEST(IPAddress, convertsIPv4ToAnIntegerInEitherByteOrder)
 {
     ip_address const value = address("10.0.0.1");
     EXPECT_EQ(value.ipv4AsInteger(HOST_ORDER), 0x0A000001U);
@@ -236,7 +236,7 @@ TEST(IPAddress, isAnIntegerInEitherOrderWhereItIsIPv4)
     EXPECT_EQ(address("::ffff:10.0.0.1").ipv4AsInteger(NETWORK_ORDER), 0xFFFFFFFFU);
 }
 
-TEST(IPAddress, isMadeOfAnIntegerInEitherOrder)
+TEST(IPAddress, isConstructedFromAnIntegerInEitherByteOrder)
 {
     EXPECT_EQ(textOf(ip_address::fromIPv4Integer(0x0A000001, HOST_ORDER)), "10.0.0.1");
     EXPECT_EQ(textOf(ip_address::fromIPv4Integer(htonl(0x0A000001), NETWORK_ORDER)), "10.0.0.1");
@@ -245,7 +245,7 @@ TEST(IPAddress, isMadeOfAnIntegerInEitherOrder)
     EXPECT_TRUE(isZeroFrom(ip_address::fromIPv4Integer(0x0A000001, HOST_ORDER), 8));
 }
 
-TEST(IPAddressEquality, looksAtTheAddressAlone)
+TEST(IPAddressEquality, comparesOnlyTheAddress)
 {
     EXPECT_TRUE(address("10.0.0.1").isEqual(ip_address(someIPv4())));
     EXPECT_TRUE(address("fe80::1").isEqual(ip_address(someIPv6())));
@@ -255,7 +255,7 @@ TEST(IPAddressEquality, looksAtTheAddressAlone)
     EXPECT_FALSE(address("0.0.0.0").isEqual(address("::")));
 }
 
-TEST(IPAddressEquality, isNeverThatOfNoAddressNotEvenToItselfKept)
+TEST(IPAddressEquality, isFalseForInvalidAddressesKept)
 {
     ip_address const none = address("");
     EXPECT_FALSE(none.isEqual(none));
@@ -264,7 +264,7 @@ TEST(IPAddressEquality, isNeverThatOfNoAddressNotEvenToItselfKept)
     EXPECT_FALSE(ip_address().isEqual(none));
 }
 
-TEST(IPAddressOrder, isNoneThenIPv4ThenIPv6)
+TEST(IPAddressOrder, sortsInvalidThenIPv4ThenIPv6)
 {
     std::vector<ip_address> const ordered{address(""), address("0.0.0.0"), address("1.2.3.255"),
         address("::"), address("::1"), address("ff00::")};
@@ -274,7 +274,7 @@ TEST(IPAddressOrder, isNoneThenIPv4ThenIPv6)
     EXPECT_FALSE(address("x").isLess(address("y")));
 }
 
-TEST(IPAddressOrder, ofIPv4IsThatOfTheLastOctetFirstKept)
+TEST(IPAddressOrder, comparesIPv4FromTheLastOctetKept)
 {
     EXPECT_TRUE(address("192.168.0.1").isLess(address("10.0.0.2")));
     EXPECT_FALSE(address("10.0.0.2").isLess(address("192.168.0.1")));
@@ -282,7 +282,7 @@ TEST(IPAddressOrder, ofIPv4IsThatOfTheLastOctetFirstKept)
     EXPECT_TRUE(address("0.0.0.127").isLess(address("0.0.0.128")));
 }
 
-TEST(IPAddressOrder, ofIPv6IsThatOfTheUnsignedBytesFirstByteFirst)
+TEST(IPAddressOrder, comparesIPv6ByUnsignedBytesFromTheFirst)
 {
     EXPECT_TRUE(address("7fff::").isLess(address("8000::")));
     EXPECT_TRUE(address("1::ff").isLess(address("2::")));
@@ -291,7 +291,7 @@ TEST(IPAddressOrder, ofIPv6IsThatOfTheUnsignedBytesFirstByteFirst)
     EXPECT_FALSE(ip_address(someIPv6()).isLess(address("fe80::1")));
 }
 
-TEST(IPAddressOrder, isAStrictWeakOrderOfRandomAddresses)
+TEST(IPAddressOrder, isAStrictWeakOrder)
 {
     std::vector<ip_address> const values = testkit::randomAddresses(3000);
     for (size_t i = 0; i + 2 < values.size(); ++i) {
@@ -308,7 +308,7 @@ TEST(IPAddressOrder, isAStrictWeakOrderOfRandomAddresses)
     }
 }
 
-TEST(IPAddress, survivesTheWayThroughItsTextForRandomAddresses)
+TEST(IPAddress, roundTripsThroughItsStringAndItsInteger)
 {
     for (ip_address const& value : testkit::randomAddresses(3000)) {
         if (!value.valid())
@@ -324,7 +324,7 @@ TEST(IPAddress, survivesTheWayThroughItsTextForRandomAddresses)
     }
 }
 
-TEST(IPAddress, isCopiedToTheLastByte)
+TEST(IPAddress, copiesEveryByte)
 {
     ip_address const original(someIPv6());
     ip_address const copy = original;
@@ -334,7 +334,7 @@ TEST(IPAddress, isCopiedToTheLastByte)
     EXPECT_TRUE(begins(assigned, original.sockaddr()));
 }
 
-TEST(IPAddress, isHandedToSocketCallsAsItIs)
+TEST(IPAddress, canBePassedToSocketCalls)
 {
     int const receiver = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ASSERT_GE(receiver, 0);
@@ -356,7 +356,7 @@ TEST(IPAddress, isHandedToSocketCallsAsItIs)
     ::close(receiver);
 }
 
-TEST(IPAddress, doesNothingWithAnAddressInTheSinkThatIsNobodys)
+TEST(InsertFunctor, ignoresAddressesByDefault)
 {
     ip_address::InsertFunctor sink;
     sink.insert(address("10.0.0.1"));

@@ -45,7 +45,7 @@ TEST(LiteralCast, readsANumberBetweenBlanks)
     EXPECT_EQ(literal_cast<int>(L"-0", 9), 0);
 }
 
-TEST(LiteralCast, stopsAtTheFirstCharacterThatCannotGoOnKept)
+TEST(LiteralCast, stopsAtTheFirstCharacterThatIsNoDigitKept)
 {
     EXPECT_EQ(literal_cast<int>(L"12abc", 9), 12);
     EXPECT_EQ(literal_cast<int>(L"0x1F", 9), 0);
@@ -56,7 +56,7 @@ TEST(LiteralCast, stopsAtTheFirstCharacterThatCannotGoOnKept)
     EXPECT_EQ(literal_cast<int>(L"1e3", 9), 1);
 }
 
-TEST(LiteralCast, givesTheFallbackForWhatIsNoNumber)
+TEST(LiteralCast, returnsTheDefaultWhenThereIsNoNumber)
 {
     for (wchar_t const* text :
         {L"", L" ", L" \t\n", L"x1", L"+", L"-", L"- 1", L"+-1", L"--1", L".5",
@@ -71,7 +71,7 @@ TEST(LiteralCast, givesTheFallbackForWhatIsNoNumber)
     }
 }
 
-TEST(LiteralCast, givesTheFallbackForNumbersThatDoNotFit)
+TEST(LiteralCast, returnsTheDefaultWhenTheNumberDoesNotFit)
 {
     EXPECT_EQ(literal_cast<int>(L"99999999999", 9), 9);
     EXPECT_EQ(literal_cast<int>(L"2147483647", 9), 2147483647);
@@ -86,7 +86,7 @@ TEST(LiteralCast, givesTheFallbackForNumbersThatDoNotFit)
     EXPECT_EQ(literal_cast<int>(L"000000000000000000000000000000042", 9), 42);
 }
 
-TEST(LiteralCast, readsALongOfTheTargetsWidth)
+TEST(LiteralCast, readsALongOfThePlatformsWidth)
 {
     long const wide = sizeof(long) == 8 ? static_cast<long>(9999999999LL) : 9L;
     EXPECT_EQ(literal_cast<long>(L"9999999999", 9), wide);
@@ -115,7 +115,7 @@ std::wstring piece(std::mt19937& random)
     return PIECES[below(random, std::size(PIECES))];
 }
 
-TEST(LiteralCast, readsAnyTextAsAStreamDoes)
+TEST(LiteralCast, readsGeneratedStringsAsAStreamDoes)
 {
     std::mt19937 random(1948);
     for (int round = 0; round < 15000; ++round) {
@@ -130,7 +130,7 @@ TEST(LiteralCast, readsAnyTextAsAStreamDoes)
     }
 }
 
-TEST(LiteralCast, readsEveryNumberNearTheBordersAsAStreamDoes)
+TEST(LiteralCast, readsNumbersNearTheLimitsAsAStreamDoes)
 {
     for (char const* border : {"2147483647", "4294967295", "9223372036854775807"}) {
         unsigned long long const number = std::stoull(border);

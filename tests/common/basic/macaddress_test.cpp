@@ -57,7 +57,7 @@ TEST(MacAddress, comparesAllEightBytes)
     }
 }
 
-TEST(MacAddressWriter, writesAllEightBytesAsPairs)
+TEST(MacAddressWriter, writesEightPairsOfHexDigits)
 {
     EXPECT_EQ(
         written(address({0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E, 0, 0})), L"00:1a:2b:3c:4d:5e:00:00");
@@ -65,7 +65,7 @@ TEST(MacAddressWriter, writesAllEightBytesAsPairs)
         L"ff:80:7f:0f:f0:ab:cd:ef");
 }
 
-TEST(MacAddressWriter, ignoresTheStreamsFormatAndLeavesItAlone)
+TEST(MacAddressWriter, ignoresAndKeepsTheStreamsFormat)
 {
     std::wostringstream out;
     out << std::uppercase << std::showbase << std::oct << std::left << std::setfill(L'*')
@@ -83,21 +83,21 @@ TEST(MacAddressWriter, isReadBackByTheReader)
     EXPECT_EQ(readFrom(written(value).c_str()), written(value));
 }
 
-TEST(MacAddressReader, takesSixBytesWithMixedSeparators)
+TEST(MacAddressReader, acceptsSixBytesWithMixedSeparators)
 {
     EXPECT_EQ(readFrom(L"00-1A-2b:3c-4d-5e"), L"00:1a:2b:3c:4d:5e:00:00");
     EXPECT_EQ(readFrom(L"00:1a:2b:3c:4d:5e"), L"00:1a:2b:3c:4d:5e:00:00");
     EXPECT_EQ(readFrom(L"00-1a-2b-3c-4d-5e"), L"00:1a:2b:3c:4d:5e:00:00");
 }
 
-TEST(MacAddressReader, takesEightBytes)
+TEST(MacAddressReader, acceptsEightBytes)
 {
     EXPECT_EQ(readFrom(L"00:1A:2B:3C:4D:5E:6F:70"), L"00:1a:2b:3c:4d:5e:6f:70");
     EXPECT_EQ(readFrom(L"00:1a:2b:3c:4d:5e:6f:70:"), L"00:1a:2b:3c:4d:5e:6f:70");
     EXPECT_EQ(readFrom(L"00:1a:2b:3c:4d:5e:6f:70-81"), L"00:1a:2b:3c:4d:5e:6f:70");
 }
 
-TEST(MacAddressReader, takesAnythingButASeparatorBehindAnAddress)
+TEST(MacAddressReader, acceptsAnythingButASeparatorAfterAnAddress)
 {
     EXPECT_EQ(readFrom(L"00:1a:2b:3c:4d:5e/24"), L"00:1a:2b:3c:4d:5e:00:00");
     EXPECT_EQ(readFrom(L"00:1a:2b:3c:4d:5e\n"), L"00:1a:2b:3c:4d:5e:00:00");
@@ -116,7 +116,7 @@ TEST(MacAddressReader, failsOnAnyOtherNumberOfBytes)
     EXPECT_EQ(readFrom(L"11:22:33:44:55:66:77"), L"11:22:33:44:55:66:77:ee bad");
 }
 
-TEST(MacAddressReader, failsWhereASeparatorHasNoByteBehindIt)
+TEST(MacAddressReader, failsWhenNoByteFollowsASeparator)
 {
     EXPECT_EQ(readFrom(L"11:22:33:44:55:"), L"11:22:33:44:55:ee:ee:ee bad");
     EXPECT_EQ(readFrom(L"11:22:33:44:55:66:"), L"11:22:33:44:55:66:ee:ee bad");
@@ -154,7 +154,7 @@ TEST(MacAddressReader, readsHexadecimalWhateverTheStreamsFlagsAre)
     }
 }
 
-TEST(MacAddressReader, leavesTheFlagsAloneWhereItFails)
+TEST(MacAddressReader, keepsTheStreamsFlagsWhenItFails)
 {
     std::wistringstream in(L"10:zz");
     in >> std::oct;
@@ -165,7 +165,7 @@ TEST(MacAddressReader, leavesTheFlagsAloneWhereItFails)
     EXPECT_EQ(in.flags(), flags);
 }
 
-TEST(MacAddressCast, givesTheFallbackForWhatIsNoAddress)
+TEST(MacAddressCast, returnsTheDefaultWhenThereIsNoAddress)
 {
     macaddress_cpp const fallback = address({1, 1, 1, 1, 1, 1, 1, 1});
     for (wchar_t const* text : {L"", L"none", L"11:22:33:44:55", L"11:22:33:44:55:66:77"})

@@ -20,14 +20,14 @@ char const* narrow(string const& text)
     return text;
 }
 
-TEST(NarrowCopy, isNotThereBeforeItIsAskedFor)
+TEST(NarrowCopy, isNullBeforeTheFirstConversion)
 {
     EXPECT_EQ(fieldsOf(string()).narrow, nullptr);
     EXPECT_EQ(fieldsOf(string(L"text")).narrow, nullptr);
     EXPECT_EQ(fieldsOf(string("text")).narrow, nullptr);
 }
 
-TEST(NarrowCopy, isOwnedByTheStringThatItWasAskedOf)
+TEST(NarrowCopy, isOwnedByTheString)
 {
     string const text(L"text");
     char const* const copy = narrow(text);
@@ -35,7 +35,7 @@ TEST(NarrowCopy, isOwnedByTheStringThatItWasAskedOf)
     EXPECT_EQ(fieldsOf(text).narrow, copy);
 }
 
-TEST(NarrowCopy, ofAnEmptyTextIsEmptyAndNeverNull)
+TEST(NarrowCopy, ofAnEmptyStringIsEmptyAndNotNull)
 {
     string const text;
     ASSERT_NE(narrow(text), nullptr);
@@ -43,7 +43,7 @@ TEST(NarrowCopy, ofAnEmptyTextIsEmptyAndNeverNull)
     EXPECT_STREQ(string::basic_char_string().c_str(), "");
 }
 
-TEST(NarrowCopy, isMadeAnewInAnotherArrayOnEachCall)
+TEST(NarrowCopy, isReallocatedOnEachConversion)
 {
     string const text(L"the same text");
     char const* const first = narrow(text);
@@ -57,7 +57,7 @@ TEST(NarrowCopy, isMadeAnewInAnotherArrayOnEachCall)
     EXPECT_EQ(second, bytes);
 }
 
-TEST(NarrowCopy, isAnArrayOfItsOwn)
+TEST(NarrowCopy, isAllocatedAsAnArray)
 {
     string const text(L"text");
     testkit::AllocationCounter const counter;
@@ -67,7 +67,7 @@ TEST(NarrowCopy, isAnArrayOfItsOwn)
     EXPECT_EQ(counter.liveBlocks(), 1);
 }
 
-TEST(NarrowCopy, followsTheTextAndTheLocale)
+TEST(NarrowCopy, followsTheStringAndTheLocale)
 {
     string text(L"caf\u00E9");
     {
@@ -86,21 +86,21 @@ TEST(NarrowCopy, followsTheTextAndTheLocale)
     EXPECT_STREQ(narrow(text), "bar?");
 }
 
-TEST(NarrowCopy, isMadeInTheLocaleForCharactersThatLookLikeAscii)
+TEST(NarrowCopy, isEncodedInShiftJis)
 {
     LocaleScope const locale("SHIFT_JIS");
     EXPECT_STREQ(narrow(string(L"\u8868\u00A5")), "\x95\x5C\x5C");
     EXPECT_STREQ(narrow(string("C:\\dir~")), "C:\\dir~");
 }
 
-TEST(NarrowCopy, lacksTheAsciiCharactersThatTheLocaleLacks)
+TEST(NarrowCopy, replacesAsciiCharactersThatTheLocaleLacks)
 {
     LocaleScope const locale("BS_4730");
     EXPECT_STREQ(narrow(string(L"a#b~")), "a?b?");
     EXPECT_STREQ(narrow(string(L"\u00A3 1")), "\x23 1");
 }
 
-TEST(NarrowCopy, isRightWhereverAnOddCharacterStands)
+TEST(NarrowCopy, encodesACharacterBeyondAsciiAtEveryPosition)
 {
     for (char const* name : {"C", "C.UTF-8", "ISO-8859-1"}) {
         LocaleScope const locale(name);
@@ -119,7 +119,7 @@ TEST(NarrowCopy, isRightWhereverAnOddCharacterStands)
     }
 }
 
-TEST(NarrowCopy, endsWithTheTextInEachLocale)
+TEST(NarrowCopy, encodesStringsOfEveryLengthInEachLocale)
 {
     std::wstring content;
     for (int round = 0; round < 60; ++round) {
@@ -138,7 +138,7 @@ TEST(NarrowCopy, endsWithTheTextInEachLocale)
     }
 }
 
-TEST(NarrowCopy, comesBackAsTheSameTextInUtf8)
+TEST(NarrowCopy, roundTripsInUtf8)
 {
     LocaleScope const locale("C.UTF-8");
     for (wchar_t const* content : {L"plain", L"caf\u00E9", L"\u20AC\u8868", L"\U0001F600",
@@ -149,7 +149,7 @@ TEST(NarrowCopy, comesBackAsTheSameTextInUtf8)
     }
 }
 
-TEST(NarrowCopy, isAnArrayOfTheNarrowTextsSize)
+TEST(NarrowCopy, isAllocatedInItsExactSize)
 {
     for (char const* name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {
         LocaleScope const locale(name);
@@ -169,7 +169,7 @@ TEST(NarrowCopy, isAnArrayOfTheNarrowTextsSize)
     }
 }
 
-TEST(NarrowCopy, endsWithACharacterThatTheEncodingHoldsBack)
+TEST(NarrowCopy, includesALastCharacterThatTheEncodingHoldsBack)
 {
     LocaleScope const locale("BIG5-HKSCS");
     EXPECT_STREQ(narrow(string(L"\u00CA")), "\x88\x66");
@@ -201,7 +201,7 @@ TEST(NarrowCopy, isCopiedByteForByteWithTheString)
     EXPECT_STREQ(narrow(copied), "caf\xC3\xA9");
 }
 
-TEST(NarrowCopy, staysEmptyInTheCopyOfAStringThatHasNone)
+TEST(NarrowCopy, isEmptyInTheCopyOfAStringWithoutOne)
 {
     string const source(L"text");
     string const copied(source);
@@ -210,7 +210,7 @@ TEST(NarrowCopy, staysEmptyInTheCopyOfAStringThatHasNone)
     EXPECT_STREQ(narrow(copied), "text");
 }
 
-TEST(NarrowCopy, moves)
+TEST(NarrowCopy, movesWithTheString)
 {
     string source(L"text");
     char const* const copy = narrow(source);
@@ -228,7 +228,7 @@ void* convertHugeText(void* result)
     return nullptr;
 }
 
-TEST(NarrowCopy, ofAHugeTextNeedsNoDeepStack)
+TEST(NarrowCopy, ofAHugeStringNeedsLittleStack)
 {
     LocaleScope const locale("C");
     pthread_attr_t attributes;

@@ -18,7 +18,7 @@ std::wstring wide(string const& text)
     return {text.c_str(), text.length()};
 }
 
-TEST(NarrowToWide, takesNullAndEmptyTextAsEmpty)
+TEST(NarrowToWide, treatsNullAsEmpty)
 {
     for (char const* name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {
         LocaleScope const locale(name);
@@ -33,7 +33,7 @@ TEST(NarrowToWide, takesNullAndEmptyTextAsEmpty)
     }
 }
 
-TEST(NarrowToWide, takesNoMoreCharactersThanTheCount)
+TEST(NarrowToWide, readsNoMoreCharactersThanTheCount)
 {
     EXPECT_EQ(wide(string("abcdef", 3)), L"abc");
     EXPECT_EQ(wide(string("abcdef", 6)), L"abcdef");
@@ -49,14 +49,14 @@ TEST(NarrowToWide, countsWideCharactersAndNotBytes)
     EXPECT_EQ(wide(string("\xC3\xA9z", 2)), L"\u00E9z");
 }
 
-TEST(NarrowToWide, readsEachLengthOfUtf8Sequence)
+TEST(NarrowToWide, decodesUtf8SequencesOfEachLength)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(wide(string("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80")), L"a\u00E9\u20AC\U0001F600");
     EXPECT_EQ(wide(string(std::string("\xF4\x8F\xBF\xBF"))), L"\U0010FFFF");
 }
 
-TEST(NarrowToWide, turnsTheWholeTextToQuestionMarksWhereOneByteIsInvalidKept)
+TEST(NarrowToWide, replacesTheWholeStringWithQuestionMarksWhenOneByteIsInvalidKept)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(wide(string("ab\xFF"
@@ -72,7 +72,7 @@ TEST(NarrowToWide, turnsTheWholeTextToQuestionMarksWhereOneByteIsInvalidKept)
     EXPECT_EQ(wide(string("\xC0\xAF")), L"??");
 }
 
-TEST(NarrowToWide, givesAsManyQuestionMarksAsTheCountAllows)
+TEST(NarrowToWide, writesNoMoreQuestionMarksThanTheCount)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(wide(string("a\xFF"
@@ -81,13 +81,13 @@ TEST(NarrowToWide, givesAsManyQuestionMarksAsTheCountAllows)
         L"???");
 }
 
-TEST(NarrowToWide, givesNoMoreQuestionMarksThanThereAreBytes)
+TEST(NarrowToWide, writesNoMoreQuestionMarksThanThereAreBytes)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(wide(string("ab\xFF", 50)), L"???");
 }
 
-TEST(NarrowToWide, doesNotLookAtInvalidBytesBehindTheCount)
+TEST(NarrowToWide, ignoresInvalidBytesAfterTheCount)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(wide(string("abc\xFF", 3)), L"abc");
@@ -102,7 +102,7 @@ TEST(NarrowToWide, endsAtTheFirstZeroByteOfAStandardString)
     EXPECT_EQ(wide(string(std::string("\xC3\xA9\0\xFF", 4))), L"\u00E9");
 }
 
-TEST(NarrowToWide, takesNothingButAsciiInTheCLocale)
+TEST(NarrowToWide, acceptsOnlyAsciiInTheCLocale)
 {
     LocaleScope const locale("C");
     EXPECT_EQ(wide(string("plain ~\\ text")), L"plain ~\\ text");
@@ -110,7 +110,7 @@ TEST(NarrowToWide, takesNothingButAsciiInTheCLocale)
     EXPECT_EQ(wide(string("caf\xE9")), L"????");
 }
 
-TEST(NarrowToWide, readsEveryByteOfAnEightBitEncoding)
+TEST(NarrowToWide, decodesEveryByteOfAnEightBitEncoding)
 {
     LocaleScope const locale("ISO-8859-1");
     std::string bytes;
@@ -123,7 +123,7 @@ TEST(NarrowToWide, readsEveryByteOfAnEightBitEncoding)
     EXPECT_EQ(wide(string("caf\xE9")), L"caf\u00E9");
 }
 
-TEST(NarrowToWide, asksTheLocaleForBytesThatLookLikeAscii)
+TEST(NarrowToWide, decodesShiftJis)
 {
     LocaleScope const locale("SHIFT_JIS");
     EXPECT_EQ(wide(string("C:\\dir~")), L"C:\u00A5dir\u203E");
@@ -131,7 +131,7 @@ TEST(NarrowToWide, asksTheLocaleForBytesThatLookLikeAscii)
     EXPECT_EQ(wide(string("ab\x95")), L"???");
 }
 
-TEST(NarrowToWide, asksTheLocaleForBytesThatItGivesToOtherCharacters)
+TEST(NarrowToWide, decodesANumberSignAsTheLocaleDoes)
 {
     LocaleScope const locale("BS_4730");
     EXPECT_EQ(wide(string("a#b~")),
@@ -139,7 +139,7 @@ TEST(NarrowToWide, asksTheLocaleForBytesThatItGivesToOtherCharacters)
         L"b\u203E");
 }
 
-TEST(NarrowToWide, readsAsTheLibraryDoesWhateverTheTextsLength)
+TEST(NarrowToWide, agreesWithMbstowcsForEveryLength)
 {
     for (char const* name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {
         LocaleScope const locale(name);
@@ -158,7 +158,7 @@ TEST(NarrowToWide, readsAsTheLibraryDoesWhateverTheTextsLength)
     }
 }
 
-TEST(NarrowToWide, leavesTheLocaleAlone)
+TEST(NarrowToWide, doesNotChangeTheLocale)
 {
     LocaleScope const locale("ISO-8859-1");
     std::string const before = std::setlocale(LC_ALL, nullptr);
@@ -167,7 +167,7 @@ TEST(NarrowToWide, leavesTheLocaleAlone)
     EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before);
 }
 
-TEST(NarrowToWide, freesItsTemporary)
+TEST(NarrowToWide, freesItsTemporaryBuffer)
 {
     LocaleScope const locale("C.UTF-8");
     testkit::AllocationCounter const counter;

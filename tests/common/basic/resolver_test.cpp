@@ -32,7 +32,7 @@ using Texts = std::vector<std::string>;
 
 }
 
-TEST(Resolver, isAskedForStreamSocketsOfAnyFamily)
+TEST(HostLookUp, queriesStreamSocketsOfAnyFamily)
 {
     inAFreshProcess([] {
         answer({"10.0.0.1"});
@@ -50,7 +50,7 @@ TEST(Resolver, isAskedForStreamSocketsOfAnyFamily)
     });
 }
 
-TEST(Resolver, isAskedForThePortAsAServiceAndPassesItOn)
+TEST(HostLookUp, passesThePortAsTheService)
 {
     inAFreshProcess([] {
         answer({"10.0.0.1", "fe80::1"});
@@ -63,7 +63,7 @@ TEST(Resolver, isAskedForThePortAsAServiceAndPassesItOn)
     });
 }
 
-TEST(Resolver, isBelievedInItsOrder)
+TEST(HostLookUp, keepsTheResolversOrder)
 {
     inAFreshProcess([] {
         answer({"10.0.0.2", "::1", "10.0.0.1", "10.0.0.2"});
@@ -78,7 +78,7 @@ TEST(Resolver, isBelievedInItsOrder)
     });
 }
 
-TEST(Resolver, hasAnswersOfOtherFamiliesSkipped)
+TEST(HostLookUp, skipsAddressesOfOtherFamilies)
 {
     inAFreshProcess([] {
         answer({AnsweredEntry(AF_UNIX), "10.0.0.1", AnsweredEntry(AF_UNSPEC), "::1",
@@ -93,7 +93,7 @@ TEST(Resolver, hasAnswersOfOtherFamiliesSkipped)
     });
 }
 
-TEST(Resolver, mayAnswerWithNothingAtAll)
+TEST(HostLookUp, acceptsAnEmptyResult)
 {
     inAFreshProcess([] {
         answer({});
@@ -103,7 +103,7 @@ TEST(Resolver, mayAnswerWithNothingAtAll)
     });
 }
 
-TEST(Resolver, failsWithItsOwnCode)
+TEST(HostLookUp, throwsTheResolversCode)
 {
     inAFreshProcess([] {
         for (int const code : {EAI_NONAME, EAI_AGAIN, EAI_FAIL, EAI_SYSTEM, 1}) {
@@ -116,7 +116,7 @@ TEST(Resolver, failsWithItsOwnCode)
     });
 }
 
-TEST(Resolver, isAskedForWhateverTextIsAName)
+TEST(HostLookUp, passesAnyNameToTheResolver)
 {
     inAFreshProcess([] {
         std::string const name = "a b;$(id)" + std::string(1000, 'x');
@@ -127,7 +127,7 @@ TEST(Resolver, isAskedForWhateverTextIsAName)
     });
 }
 
-TEST(Resolver, leavesTheNameThatItIsGivenAsItIs)
+TEST(HostLookUp, doesNotModifyTheName)
 {
     inAFreshProcess([] {
         answer({"10.0.0.1"});
@@ -139,7 +139,7 @@ TEST(Resolver, leavesTheNameThatItIsGivenAsItIs)
     });
 }
 
-TEST(Resolver, isAskedByThreadsThatShareOneName)
+TEST(HostLookUp, allowsThreadsToShareOneName)
 {
     inAFreshProcess([] {
         constexpr int THREADS = 8;
@@ -172,7 +172,7 @@ TEST(Resolver, isAskedByThreadsThatShareOneName)
     });
 }
 
-TEST(Resolver, hasItsListFreedWhereTheSinkThrows)
+TEST(HostLookUp, freesTheListWhenTheFunctorThrows)
 {
     inAFreshProcess([] {
         class Throwing : public ip_address::InsertFunctor {
@@ -187,7 +187,7 @@ TEST(Resolver, hasItsListFreedWhereTheSinkThrows)
     });
 }
 
-TEST(HostName, isTheOneThatAReverseLookUpRequires)
+TEST(HostName, isQueriedWithNameRequired)
 {
     for (char const* const text : {"10.0.0.1", "fe80::1"}) {
         ip_address const address{string(text)};
@@ -209,7 +209,7 @@ TEST(HostName, isTheOneThatAReverseLookUpRequires)
     }
 }
 
-TEST(HostName, failsWithTheLookUpsOwnCode)
+TEST(HostName, throwsTheResolversCode)
 {
     for (int const code : {EAI_NONAME, EAI_AGAIN, EAI_OVERFLOW}) {
         resolver.onNameInfo([code](auto...) { return code; });
@@ -222,7 +222,7 @@ TEST(HostName, failsWithTheLookUpsOwnCode)
     }
 }
 
-TEST(HostName, ofNoAddressIsNotLookedUp)
+TEST(HostName, ofAnInvalidAddressThrowsWithoutAQuery)
 {
     resolver.onNameInfo([](auto...) {
         ADD_FAILURE() << "asked";

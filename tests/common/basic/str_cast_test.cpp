@@ -89,7 +89,7 @@ TEST(StrCast, writesMacAddresses)
         L"a text before 00:1a:00:00:00:00:00:ff");
 }
 
-TEST(StrCast, writesBothTextsBeforeTheValueKept)
+TEST(StrCast, writesBothStringsBeforeTheValueKept)
 {
     EXPECT_EQ(wide(str_cast<unsigned, string, string>(7, L"a", L"b")), L"ab7");
     EXPECT_EQ(wide(str_cast<int, string, string>(-7, L"", L"b")), L"b-7");
@@ -101,7 +101,7 @@ TEST(StrCast, writesBothTextsBeforeTheValueKept)
         L"long leading text another: 0.5");
 }
 
-TEST(StrCast, writesOneTextBeforeTheValue)
+TEST(StrCast, writesOneStringBeforeTheValue)
 {
     EXPECT_EQ(wide(str_cast<int, string>(-5, L"x=")), L"x=-5");
     EXPECT_EQ(wide(str_cast<unsigned, string>(5, L"x=")), L"x=5");
@@ -164,7 +164,7 @@ TEST(StrCast, writesAnyIntegerAsAStreamDoes)
     }
 }
 
-TEST(StrCast, doesNotFollowTheGlobalLocale)
+TEST(StrCast, ignoresTheGlobalLocale)
 {
     GlobalLocaleScope const grouping(new Grouping(L'.', 3));
     std::wostringstream control;
@@ -178,7 +178,7 @@ TEST(StrCast, doesNotFollowTheGlobalLocale)
     EXPECT_EQ(wide(str_cast(dovrel::macaddress_cpp())), L"00:00:00:00:00:00:00:00");
 }
 
-TEST(LiteralCast, doesNotFollowTheGlobalLocale)
+TEST(LiteralCast, ignoresTheGlobalLocale)
 {
     GlobalLocaleScope const grouping(new Grouping(L'.', 3));
     EXPECT_EQ(dovrel::literal_cast<int>(L"1.234.567", 9), 1);
@@ -186,7 +186,7 @@ TEST(LiteralCast, doesNotFollowTheGlobalLocale)
     EXPECT_EQ(dovrel::literal_cast<long long>(L"123456789012", 9), 123456789012LL);
 }
 
-TEST(LiteralCast, takesNoMacAddressForOneGroupedNumber)
+TEST(LiteralCast, readsAMacAddressWhenTheLocaleGroupsByColons)
 {
     GlobalLocaleScope const grouping(new Grouping(L':', 2));
     dovrel::macaddress_cpp expected;

@@ -57,7 +57,7 @@ TEST(StreamInsertion, writesAnAddressWithItsPort)
     expectWritten(*base, "fe80::1:443");
 }
 
-TEST(StreamInsertion, writesInvalidForNoAddressWhoseTextIsAnError)
+TEST(StreamInsertion, writesInvalidForAnInvalidAddress)
 {
     EXPECT_THROW(ip_address(string("host")).toStringInternal(), dovrel::NetworkError);
     expectWritten(ip_address(string("host")), "<invalid>");

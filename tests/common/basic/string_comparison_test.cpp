@@ -65,13 +65,13 @@ struct IsComparable<A, B, std::void_t<decltype(std::declval<A>() == std::declval
 
 }
 
-TEST(StringComparison, isThatOfTheTextWithEachKindOfText)
+TEST(StringComparison, supportsEveryStringType)
 {
     expectOrderOfEachText<string>();
     expectOrderOfEachText<basic_string>();
 }
 
-TEST(StringComparison, takesLiterals)
+TEST(StringComparison, acceptsLiterals)
 {
     string const text("text");
     EXPECT_TRUE(text == "text" && "text" == text && text == L"text" && L"text" == text);
@@ -82,7 +82,7 @@ TEST(StringComparison, takesLiterals)
     EXPECT_EQ(L"text", text);
 }
 
-TEST(StringComparison, takesANullPointerForTheEmptyText)
+TEST(StringComparison, treatsANullPointerAsEmpty)
 {
     char const* const narrow = nullptr;
     wchar_t const* const wide = nullptr;
@@ -92,21 +92,21 @@ TEST(StringComparison, takesANullPointerForTheEmptyText)
     expectOrderBothWays(string("a"), wide, 1);
 }
 
-TEST(StringComparison, isNotThatOfPointersForAnUntypedNull)
+TEST(StringComparison, rejectsNullptr)
 {
     EXPECT_FALSE((IsComparable<string, std::nullptr_t>::value));
     EXPECT_FALSE((IsComparable<std::nullptr_t, string>::value));
     EXPECT_TRUE((IsComparable<string, char const*>::value));
 }
 
-TEST(StringComparison, convertsNarrowTextAsConstructionDoes)
+TEST(StringComparison, convertsNarrowStringsAsTheConstructorDoes)
 {
     // No locale is set, so that each byte of this sequence becomes a question mark.
     expectOrderBothWays(string(L"????"), "a\xC3\xA9z", 0);
     expectOrderBothWays(string("a"), std::string("a\0b", 3), 0);
 }
 
-TEST(StringComparison, isByWideCharacterCodeBeyondAsciiToo)
+TEST(StringComparison, comparesWideCharacterCodes)
 {
     wchar_t const codes[] = {static_cast<wchar_t>(0x80000000), -1, 1, L'a', L'\u00E9', L'\u20AC',
         L'\U0010FFFF', 0x7FFFFFFF};
@@ -121,7 +121,7 @@ TEST(StringComparison, isByWideCharacterCodeBeyondAsciiToo)
     }
 }
 
-TEST(StringComparison, leavesTheNarrowCopyAsItIs)
+TEST(StringComparison, keepsTheNarrowCopy)
 {
     string const text("text");
     char const* const narrow = text;
@@ -157,7 +157,7 @@ TEST(StringComparison, ordersPairsTuplesAndVectorsOfStringsByTheirCharacters)
 }
 
 #if __cplusplus >= 202002L
-TEST(StringComparison, hasAThreeWayOrderWithEveryKindOfText)
+TEST(StringComparison, supportsThreeWayComparison)
 {
     string const a("b");
     EXPECT_TRUE((a <=> string("b")) == 0);

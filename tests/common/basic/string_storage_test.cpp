@@ -48,7 +48,7 @@ TEST(StringStorage, keepsSevenCharactersInsideTheObject)
     EXPECT_STREQ(text.c_str(), L"seven77");
 }
 
-TEST(StringStorage, givesEightCharactersOneArrayOfNineElements)
+TEST(StringStorage, allocatesNineElementsForEightCharacters)
 {
     AllocationCounter const counter;
     string const text(L"eight888");
@@ -64,7 +64,7 @@ TEST(StringStorage, givesEightCharactersOneArrayOfNineElements)
     EXPECT_STREQ(text.c_str(), L"eight888");
 }
 
-TEST(StringStorage, keepsItsHeapBlockForLaterTextsKept)
+TEST(StringStorage, reusesItsHeapBlockForLaterStringsKept)
 {
     string text(L"twenty characters 20");
     ASSERT_EQ(text.length(), 20U);
@@ -92,7 +92,7 @@ TEST(StringStorage, keepsItsHeapBlockForLaterTextsKept)
     EXPECT_EQ(counter.liveBlocks(), 0);
 }
 
-TEST(StringStorage, keepsItsHeapBlockWhateverKindOfTextIsAssigned)
+TEST(StringStorage, reusesItsHeapBlockForEveryStringType)
 {
     string text(L"twenty characters 20");
     wchar_t const* const block = text.c_str();
@@ -118,7 +118,7 @@ TEST(StringStorage, keepsItsHeapBlockWhateverKindOfTextIsAssigned)
     EXPECT_EQ(counter.calls(), 0U);
 }
 
-TEST(StringStorage, keepsItsHeapBlockForTextsThatAreConverted)
+TEST(StringStorage, reusesItsHeapBlockForConvertedStrings)
 {
     LocaleScope const locale("C.UTF-8");
     string text(std::wstring(200, L'x').c_str());
@@ -132,7 +132,7 @@ TEST(StringStorage, keepsItsHeapBlockForTextsThatAreConverted)
     EXPECT_EQ(text.c_str(), std::wstring(150, L'\u20AC'));
 }
 
-TEST(StringStorage, isEmptyAgainAfterALongTextWithoutGivingTheBlockBack)
+TEST(StringStorage, keepsItsHeapBlockWhenEmptied)
 {
     string text(L"a text that needs a block");
     AllocationCounter const counter;
@@ -145,7 +145,7 @@ TEST(StringStorage, isEmptyAgainAfterALongTextWithoutGivingTheBlockBack)
     EXPECT_STREQ(static_cast<char const*>(text), "");
 }
 
-TEST(StringStorage, neverReadsTheKeptBlockWhileTheTextIsShort)
+TEST(StringStorage, ignoresItsHeapBlockWhileTheStringIsShort)
 {
     string text(L"the former, longer text");
     text = L"now";
@@ -158,7 +158,7 @@ TEST(StringStorage, neverReadsTheKeptBlockWhileTheTextIsShort)
     EXPECT_TRUE(text == string(L"now"));
 }
 
-TEST(StringStorage, replacesTheBlockWhereItIsTooSmallByOneThatFits)
+TEST(StringStorage, replacesABlockThatIsTooSmall)
 {
     string text(L"twenty characters 20");
     AllocationCounter const counter;
@@ -172,7 +172,7 @@ TEST(StringStorage, replacesTheBlockWhereItIsTooSmallByOneThatFits)
     EXPECT_STREQ(text.c_str(), L"twenty-one characters");
 }
 
-TEST(StringStorage, keepsTheBlockOfAnAppendedText)
+TEST(StringStorage, reusesTheBlockOfAnAppendedString)
 {
     string text(L"long enough for a block");
     text += string(L" and then some");
@@ -186,7 +186,7 @@ TEST(StringStorage, keepsTheBlockOfAnAppendedText)
     EXPECT_EQ(text.c_str(), content);
 }
 
-TEST(StringStorage, growsFromInsideToTheHeapAtTheEighthCharacter)
+TEST(StringStorage, movesToTheHeapAtTheEighthCharacter)
 {
     string text;
     string expected;
@@ -200,7 +200,7 @@ TEST(StringStorage, growsFromInsideToTheHeapAtTheEighthCharacter)
     EXPECT_STREQ(text.c_str(), L"abcdefghijklmnopqrstuvwxyz");
 }
 
-TEST(StringStorage, takesNoMoreCharactersThanTheCount)
+TEST(StringStorage, copiesNoMoreCharactersThanTheCount)
 {
     EXPECT_STREQ(string(L"abcdef", 3).c_str(), L"abc");
     EXPECT_EQ(string(L"abcdef", 3).length(), 3U);
@@ -222,7 +222,7 @@ TEST(StringStorage, endsAtTheFirstZeroCharacter)
     EXPECT_STREQ(text.c_str(), L"abc");
 }
 
-TEST(StringStorage, takesANullTextAsEmpty)
+TEST(StringStorage, treatsNullAsEmpty)
 {
     wchar_t const* const none = nullptr;
     EXPECT_TRUE(string(none).empty());
@@ -236,7 +236,7 @@ TEST(StringStorage, takesANullTextAsEmpty)
     EXPECT_TRUE(text.empty());
 }
 
-TEST(StringStorage, takesPiecesOfItsOwnShortText)
+TEST(StringStorage, acceptsAPartOfItsOwnShortString)
 {
     string text(L"abcdefg");
     text = text.c_str() + 2;
@@ -250,7 +250,7 @@ TEST(StringStorage, takesPiecesOfItsOwnShortText)
     EXPECT_TRUE(text.empty());
 }
 
-TEST(StringStorage, takesPiecesOfItsOwnLongText)
+TEST(StringStorage, acceptsAPartOfItsOwnLongString)
 {
     string text(L"abcdefghijklmnopqrstuvwxyz");
     text = text.c_str() + 5;
@@ -263,7 +263,7 @@ TEST(StringStorage, takesPiecesOfItsOwnLongText)
     EXPECT_EQ(text.capacity(), 26U);
 }
 
-TEST(StringStorage, takesItsOwnNarrowForm)
+TEST(StringStorage, acceptsItsOwnNarrowCopy)
 {
     string text(L"abcdefghijkl");
     text = static_cast<char const*>(text) + 2;
@@ -272,7 +272,7 @@ TEST(StringStorage, takesItsOwnNarrowForm)
     EXPECT_STREQ(text.c_str(), L"cdefghijkl");
 }
 
-TEST(StringStorage, standsAssignmentToItself)
+TEST(StringStorage, supportsSelfAssignment)
 {
     for (wchar_t const* content : {L"", L"short", L"long enough for a block"}) {
         string text(content);
@@ -286,7 +286,7 @@ TEST(StringStorage, standsAssignmentToItself)
     }
 }
 
-TEST(StringStorage, givesBackAllThatItAllocated)
+TEST(StringStorage, freesAllItsMemory)
 {
     AllocationCounter const counter;
     {

@@ -17,7 +17,7 @@ using testkit::AllocationCounter;
 
 namespace {
 
-TEST(String, copiesTheTextIntoBuffersOfItsOwn)
+TEST(String, copiesIntoItsOwnBuffers)
 {
     string const source(L"long enough for a block");
     string copied(source);
@@ -31,7 +31,7 @@ TEST(String, copiesTheTextIntoBuffersOfItsOwn)
     EXPECT_NE(assigned.c_str(), source.c_str());
 }
 
-TEST(String, movesALongTextWithoutAllocating)
+TEST(String, movesALongStringWithoutAllocating)
 {
     string source(L"long enough for a block");
     wchar_t const* const block = source.c_str();
@@ -65,7 +65,7 @@ TEST(String, movesByAssignmentBetweenShortAndLong)
     }
 }
 
-TEST(String, swapsShortAndLongTexts)
+TEST(String, swapsShortAndLongStrings)
 {
     string a(L"short");
     string b(L"long enough for a block");
@@ -83,7 +83,7 @@ TEST(String, swapsShortAndLongTexts)
     EXPECT_EQ(counter.calls(), 0U);
 }
 
-TEST(String, isAssignedFromEachKindOfText)
+TEST(String, isAssignedFromEveryStringType)
 {
     LocaleScope const locale("C.UTF-8");
     string text;
@@ -99,7 +99,7 @@ TEST(String, isAssignedFromEachKindOfText)
     EXPECT_TRUE(text.empty());
 }
 
-TEST(String, joinsTwoTextsInTheirOrder)
+TEST(String, concatenatesInOrder)
 {
     wchar_t const* const texts[] = {L"", L"a", L"1234567", L"12345678", L"a much longer text"};
     for (wchar_t const* a : texts) {
@@ -116,7 +116,7 @@ TEST(String, joinsTwoTextsInTheirOrder)
     }
 }
 
-TEST(String, appendsItselfToItself)
+TEST(String, canBeAppendedToItself)
 {
     string text(L"abc");
     std::wstring expected(L"abc");
@@ -128,7 +128,7 @@ TEST(String, appendsItselfToItself)
     }
 }
 
-TEST(String, joinsInPlaceOfOneOfTheOperands)
+TEST(String, canBeAssignedAConcatenationWithItself)
 {
     string text(L"middle");
     text = string(L"before ") + text;
@@ -153,7 +153,7 @@ TEST(String, isOrderedByWideCharacterCode)
     }
 }
 
-TEST(String, comparesTheTextAndNotTheNarrowCopyOrTheBlock)
+TEST(String, ignoresTheNarrowCopyAndTheBlockInComparisons)
 {
     string kept(L"long enough for a block");
     kept = L"same";
@@ -164,7 +164,7 @@ TEST(String, comparesTheTextAndNotTheNarrowCopyOrTheBlock)
     EXPECT_FALSE(other < kept);
 }
 
-TEST(String, isAKeyOfOrderedMaps)
+TEST(String, canBeAMapKey)
 {
     std::map<string, int> numbers;
     numbers[L"/dev/sdb"] = 2;
@@ -178,7 +178,7 @@ TEST(String, isAKeyOfOrderedMaps)
     EXPECT_EQ(numbers.count(L"/dev/sd"), 0U);
 }
 
-TEST(StringStream, writesWideTextWithoutPadding)
+TEST(StringStream, writesWideStringsWithoutPadding)
 {
     for (wchar_t const* content : {L"", L"a\u20ACb", L"long enough \U0001F600 for a block"}) {
         std::wostringstream out;
@@ -187,7 +187,7 @@ TEST(StringStream, writesWideTextWithoutPadding)
     }
 }
 
-TEST(StringStream, writesTheNarrowFormWithoutPadding)
+TEST(StringStream, writesTheNarrowCopyWithoutPadding)
 {
     LocaleScope const locale("C.UTF-8");
     std::ostringstream out;
@@ -197,7 +197,7 @@ TEST(StringStream, writesTheNarrowFormWithoutPadding)
         "b");
 }
 
-TEST(StringStream, writesAQuestionMarkForWhatTheNarrowFormLacks)
+TEST(StringStream, writesAQuestionMarkForACharacterThatTheLocaleLacks)
 {
     LocaleScope const locale("C");
     std::ostringstream out;

@@ -77,7 +77,7 @@ TEST_F(ValuePtr, isNullByDefaultAndOnePointerWide)
     EXPECT_FALSE((std::is_convertible_v<Record*, value_ptr<Record>>));
 }
 
-TEST_F(ValuePtr, ownsWhatItIsGiven)
+TEST_F(ValuePtr, ownsTheGivenObject)
 {
     auto* const record = new Record(7);
     {
@@ -119,7 +119,7 @@ TEST_F(ValuePtr, copiesNullAsNull)
     EXPECT_EQ(Record::destroyed, 1);
 }
 
-TEST_F(ValuePtr, handsTheObjectOverWhenItIsMoved)
+TEST_F(ValuePtr, transfersItsObjectWhenMoved)
 {
     EXPECT_TRUE(std::is_nothrow_move_constructible_v<value_ptr<Record>>);
     EXPECT_TRUE(std::is_nothrow_move_assignable_v<value_ptr<Record>>);
@@ -136,7 +136,7 @@ TEST_F(ValuePtr, handsTheObjectOverWhenItIsMoved)
     EXPECT_EQ(Record::destroyed, 1);
 }
 
-TEST_F(ValuePtr, standsAssignmentToItself)
+TEST_F(ValuePtr, supportsSelfAssignment)
 {
     auto* const record = new Record(7);
     value_ptr<Record> owner(record);
@@ -151,7 +151,7 @@ TEST_F(ValuePtr, standsAssignmentToItself)
     EXPECT_EQ(Record::destroyed, 0);
 }
 
-TEST_F(ValuePtr, keepsItsObjectWhereTheOtherCannotBeCloned)
+TEST_F(ValuePtr, keepsItsObjectWhenCloneThrows)
 {
     value_ptr<Record> const source(new Record(7));
     auto* const record = new Record(8);
@@ -164,7 +164,7 @@ TEST_F(ValuePtr, keepsItsObjectWhereTheOtherCannotBeCloned)
     EXPECT_EQ(Record::destroyed, 0);
 }
 
-TEST_F(ValuePtr, letsGoOfItsObjectOnReset)
+TEST_F(ValuePtr, destroysItsObjectOnReset)
 {
     value_ptr<Record> owner(new Record(7));
     owner.reset();
@@ -174,7 +174,7 @@ TEST_F(ValuePtr, letsGoOfItsObjectOnReset)
     EXPECT_EQ(Record::destroyed, 1);
 }
 
-TEST_F(ValuePtr, swaps)
+TEST_F(ValuePtr, swapsWithoutCloning)
 {
     value_ptr<Record> a(new Record(7));
     value_ptr<Record> b;
@@ -186,7 +186,7 @@ TEST_F(ValuePtr, swaps)
     EXPECT_EQ(Record::clones, 0);
 }
 
-TEST_F(ValuePtr, isCopiedDeeplyWithAVectorAndOutlivesIt)
+TEST_F(ValuePtr, isClonedWhenAVectorIsCopied)
 {
     std::vector<value_ptr<Record>> copied;
     {
@@ -213,7 +213,7 @@ public:
     static inline int ended = 0;
 };
 
-TEST(Cloneable, isDeletedThroughItsVirtualDestructor)
+TEST(Cloneable, isDestroyedThroughItsVirtualDestructor)
 {
     Deletable::ended = 0;
     dovrel::Cloneable<Deletable>* const object = new Deletable;
@@ -224,7 +224,7 @@ TEST(Cloneable, isDeletedThroughItsVirtualDestructor)
     EXPECT_EQ(Deletable::ended, 2);
 }
 
-TEST(Cloneable, isTestedForNullOutOfTheOptimisersSight)
+TEST(Cloneable, isNotDeletedWhenNull)
 {
     int object = 0;
     EXPECT_TRUE(dovrel::isNullObject(nullptr));
@@ -237,14 +237,14 @@ TEST(Cloneable, isTestedForNullOutOfTheOptimisersSight)
 class Owner : dovrel::noncopyable_::noncopyable { };
 class Reference : dovrel::nonassignable_::nonassignable { };
 
-TEST(Noncopyable, isNeitherCopiedNorAssigned)
+TEST(Noncopyable, cannotBeCopiedOrAssigned)
 {
     EXPECT_FALSE(std::is_copy_constructible_v<Owner>);
     EXPECT_FALSE(std::is_copy_assignable_v<Owner>);
     EXPECT_TRUE(std::is_default_constructible_v<Owner>);
 }
 
-TEST(Nonassignable, isCopiedButNotAssigned)
+TEST(Nonassignable, canBeCopiedButNotAssigned)
 {
     EXPECT_TRUE(std::is_copy_constructible_v<Reference>);
     EXPECT_FALSE(std::is_copy_assignable_v<Reference>);

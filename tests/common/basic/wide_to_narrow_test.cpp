@@ -106,7 +106,7 @@ std::string converted(std::wstring const& text)
     return outcome.bytes.substr(0, outcome.result - 1);
 }
 
-TEST(WideToNarrow, encodesWhatTheLocaleCanEncode)
+TEST(WideToNarrow, encodesCharactersThatTheLocaleHas)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(converted(L"plain"), "plain");
@@ -114,7 +114,7 @@ TEST(WideToNarrow, encodesWhatTheLocaleCanEncode)
     EXPECT_EQ(converted(L""), "");
 }
 
-TEST(WideToNarrow, putsOneQuestionMarkForEachCharacterThatCannotBeEncoded)
+TEST(WideToNarrow, writesAQuestionMarkForEachCharacterThatTheLocaleLacks)
 {
     LocaleScope const locale("C");
     EXPECT_EQ(converted(L"\u20ACbcdef"), "?bcdef");
@@ -145,7 +145,7 @@ TEST(WideToNarrow, encodesInEightBitAndTwoByteEncodings)
     EXPECT_EQ(converted(L"\u8868\u00A5\u203E\u00E9."), "\x95\x5C\x5C\x7E?.");
 }
 
-TEST(WideToNarrow, writesACharacterThatTheEncodingHoldsBackBeforeTheNextOne)
+TEST(WideToNarrow, writesAHeldBackCharacterBeforeTheNextOne)
 {
     LocaleScope const locale("BIG5-HKSCS");
     for (size_t before = 0; before < 200; ++before) {
@@ -162,7 +162,7 @@ TEST(WideToNarrow, writesACharacterThatTheEncodingHoldsBackBeforeTheNextOne)
     }
 }
 
-TEST(WideToNarrow, leavesOutACharacterThatIsStillHeldBackWhereTheCountStopsKept)
+TEST(WideToNarrow, omitsACharacterThatIsHeldBackAtTheEndOfTheCountKept)
 {
     LocaleScope const locale("BIG5-HKSCS");
     EXPECT_EQ(converted(L"a\u00CA"), "a");
@@ -170,7 +170,7 @@ TEST(WideToNarrow, leavesOutACharacterThatIsStillHeldBackWhereTheCountStopsKept)
     EXPECT_EQ(measure(safe_wcstombs_s, L"a\u00CA", 0, UP_TO_TERMINATOR).result, 4U);
 }
 
-TEST(WideToNarrow, succeedsWhereNothingIsWrittenBehindAZeroByte)
+TEST(WideToNarrow, succeedsWhenNothingIsWrittenAfterAZeroByte)
 {
     // A language tag, which every encoding ignores, and a character that is held back.
     for (char const* name : {"C", "BIG5-HKSCS"}) {
@@ -187,7 +187,7 @@ TEST(WideToNarrow, succeedsWhereNothingIsWrittenBehindAZeroByte)
     }
 }
 
-TEST(WideToNarrow, countsTheTerminatorWhereTheTextIsGivenUpToIt)
+TEST(WideToNarrow, countsTheTerminatorWhenItConvertsUpToIt)
 {
     LocaleScope const locale("C.UTF-8");
     EXPECT_EQ(measure(safe_wcstombs_s, L"a\u20AC", 0, UP_TO_TERMINATOR), (Outcome{0, 5, {}}));
@@ -196,7 +196,7 @@ TEST(WideToNarrow, countsTheTerminatorWhereTheTextIsGivenUpToIt)
     EXPECT_EQ(whole.bytes.substr(0, 6), std::string("a\xE2\x82\xAC\0#", 6));
 }
 
-TEST(WideToNarrow, writesNoTerminatorWhereTheCountStopsIt)
+TEST(WideToNarrow, writesNoTerminatorWhenTheCountEndsTheConversion)
 {
     Outcome const outcome = convert(safe_wcstombs_s, L"abcdef", 16, 3);
     EXPECT_EQ(outcome.code, 0);
@@ -204,7 +204,7 @@ TEST(WideToNarrow, writesNoTerminatorWhereTheCountStopsIt)
     EXPECT_EQ(outcome.bytes.substr(0, 4), "abc#");
 }
 
-TEST(WideToNarrow, needsOneByteForACountOfZero)
+TEST(WideToNarrow, reportsOneByteForACountOfZero)
 {
     EXPECT_EQ(measure(safe_wcstombs_s, L"abc", 0, 0), (Outcome{0, 1, {}}));
     Outcome const outcome = convert(safe_wcstombs_s, L"\u20AC", 4, 0);
@@ -213,7 +213,7 @@ TEST(WideToNarrow, needsOneByteForACountOfZero)
     EXPECT_EQ(measure(safe_wcstombs_s, L"", 0, UP_TO_TERMINATOR), (Outcome{0, 1, {}}));
 }
 
-TEST(WideToNarrow, neverWritesBeyondItsRoom)
+TEST(WideToNarrow, neverWritesBeyondTheBuffer)
 {
     for (char const* name : {"C", "C.UTF-8", "SHIFT_JIS"}) {
         LocaleScope const locale(name);
@@ -229,7 +229,7 @@ TEST(WideToNarrow, neverWritesBeyondItsRoom)
     }
 }
 
-TEST(WideToNarrow, countsEveryCharacterUpToTheLastBadOneAsOneByteWithoutRoomKept)
+TEST(WideToNarrow, countsOneBytePerCharacterUpToTheLastInvalidOneInATinyBufferKept)
 {
     LocaleScope const locale("C.UTF-8");
     std::wstring text(L"\u20AC\u20ACx\u20AC");
