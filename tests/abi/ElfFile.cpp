@@ -15,7 +15,7 @@ std::string contents(std::string const& path)
     file.seekg(0);
     file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!file || bytes.compare(0, SELFMAG, ELFMAG) != 0)
-        throw std::runtime_error(path + " is no ELF file");
+        throw std::runtime_error(path + " is not an ELF file");
     return bytes;
 }
 
@@ -24,7 +24,7 @@ std::string contents(std::string const& path)
 ElfFile::ElfFile(std::string const& path) : m_bytes(contents(path)), m_header(read<ElfW(Ehdr)>(0))
 {
     if (m_header.e_ident[EI_CLASS] != OWN_CLASS)
-        throw std::runtime_error(path + " is of another architecture");
+        throw std::runtime_error(path + " is for another architecture");
 }
 
 std::vector<uintptr_t> ElfFile::dynamicValues(intptr_t tag) const
@@ -40,12 +40,12 @@ std::vector<uintptr_t> ElfFile::dynamicValues(intptr_t tag) const
     return values;
 }
 
-std::vector<std::string> ElfFile::dynamicTexts(intptr_t tag) const
+std::vector<std::string> ElfFile::dynamicStrings(intptr_t tag) const
 {
     std::vector<std::string> names;
     for (auto const& table : sections(SHT_DYNAMIC)) {
         for (auto const offset : dynamicValues(tag))
-            names.push_back(text(section(table.sh_link), offset));
+            names.push_back(stringAt(section(table.sh_link), offset));
     }
     return names;
 }
@@ -67,12 +67,12 @@ std::vector<ElfFile::Symbol> ElfFile::definedSymbols(uint32_t tableType) const
     for (auto const& table : sections(tableType)) {
         for (size_t at = 0; at < table.sh_size; at += sizeof(ElfW(Sym))) {
             auto const symbol = read<ElfW(Sym)>(table.sh_offset + at);
-            // Both classes pack binding and type alike.
+            // 32-bit and 64-bit files pack binding and type in the same way.
             unsigned char const binding = ELF32_ST_BIND(symbol.st_info);
             unsigned char const type = ELF32_ST_TYPE(symbol.st_info);
             if (symbol.st_shndx == SHN_UNDEF || type == STT_FILE || type == STT_SECTION)
                 continue;
-            symbols.push_back({text(section(table.sh_link), symbol.st_name), symbol.st_value,
+            symbols.push_back({stringAt(section(table.sh_link), symbol.st_name), symbol.st_value,
                 symbol.st_size, binding, type});
         }
     }
@@ -94,7 +94,7 @@ ElfW(Shdr) ElfFile::section(size_t index) const
     return read<ElfW(Shdr)>(m_header.e_shoff + index * sizeof(ElfW(Shdr)));
 }
 
-std::string ElfFile::text(ElfW(Shdr) const& table, size_t offset) const
+std::string ElfFile::stringAt(ElfW(Shdr) const& table, size_t offset) const
 {
     return m_bytes.c_str() + table.sh_offset + offset;
 }
@@ -103,7 +103,7 @@ template <class T> T ElfFile::read(size_t offset) const
 {
     T value;
     if (offset > m_bytes.size() || sizeof value > m_bytes.size() - offset)
-        throw std::runtime_error("an ELF table lies outside its file");
+        throw std::runtime_error("an ELF table extends beyond its file");
     std::memcpy(&value, m_bytes.data() + offset, sizeof value);
     return value;
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/** A program or library file of this process's own architecture, read as elf(5) describes it. */
+/** A program or library file of this process's architecture; see elf(5). */
 class ElfFile {
 public:
     struct Symbol {
@@ -18,29 +18,29 @@ public:
         unsigned char type;
     };
 
-    /** @throws std::runtime_error where the file cannot be read or is of another kind. */
+    /** @throws std::runtime_error if the file cannot be read or is of another kind. */
     explicit ElfFile(std::string const& path);
 
-    /** The defined symbols, without those of files and sections. */
+    /** @return the defined dynamic symbols, without those of files and sections. */
     std::vector<Symbol> dynamicSymbols() const { return definedSymbols(SHT_DYNSYM); }
 
-    /** The same of all that are not exported too; empty in a stripped file. */
+    /** @return the same with the local symbols; empty for a stripped file. */
     std::vector<Symbol> allSymbols() const { return definedSymbols(SHT_SYMTAB); }
 
-    /** The values of all dynamic entries with this tag, in their order. */
+    /** @return the values of all dynamic entries with this tag, in order. */
     std::vector<uintptr_t> dynamicValues(intptr_t tag) const;
 
-    /** The texts of all dynamic entries with this tag, which must be one that has texts. */
-    std::vector<std::string> dynamicTexts(intptr_t tag) const;
+    /** @return the strings of all dynamic entries with this tag, whose values must be strings. */
+    std::vector<std::string> dynamicStrings(intptr_t tag) const;
 
-    /** The flags of the segments of this type. */
+    /** @return the flags of each segment of this type. */
     std::vector<uint32_t> segmentFlags(uint32_t type) const;
 
 private:
     std::vector<Symbol> definedSymbols(uint32_t tableType) const;
     std::vector<ElfW(Shdr)> sections(uint32_t type) const;
     ElfW(Shdr) section(size_t index) const;
-    std::string text(ElfW(Shdr) const& table, size_t offset) const;
+    std::string stringAt(ElfW(Shdr) const& table, size_t offset) const;
     template <class T> T read(size_t offset) const;
 
     std::string m_bytes;

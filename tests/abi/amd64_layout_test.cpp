@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-// What hosts that are compiled for x86-64 take for granted. A change here is a change of the
-// library's major version.
+// Sizes and offsets that hosts for x86-64 were compiled with. A change here requires a new major
+// version of the library.
 
 using namespace layout;
 
@@ -13,7 +13,7 @@ TEST(AMD64Layout, ofStringIsUnchanged)
     EXPECT_EQ(sizeof(dovrel::basic_string), 48U);
     EXPECT_EQ(sizeof(dovrel::string), 56U);
     EXPECT_EQ(alignof(dovrel::string), 8U);
-    expectText({.heap = 32, .length = 40, .capacity = 44, .narrow = 48});
+    expectString({.heap = 32, .length = 40, .capacity = 44, .narrow = 48});
 }
 
 TEST(AMD64Layout, ofSmallTypesIsUnchanged)
@@ -30,20 +30,21 @@ TEST(AMD64Layout, ofSystemInformationIsUnchanged)
     EXPECT_EQ(sizeof(SystemInformation), 8U);
     EXPECT_EQ(sizeof(sysinfo::UNIXSystemInformation), 64U);
     EXPECT_EQ(sizeof(sysinfo::LinuxSystemInformation), 64U);
-    expectService({.lastError = 8});
+    expectSystemInformation({.lastError = 8});
 }
 
 TEST(AMD64Layout, ofRecordInterfacesIsUnchanged)
 {
     expectRecordInterfaces({.size = 16, .cloneable = 8});
     EXPECT_EQ(sizeof(UNIXCPUInfo), 24U);
-    expectProcessor({.cloneable = 8, .index = 16});
+    expectUNIXCPUInfo({.cloneable = 8, .index = 16});
 }
 
 TEST(AMD64Layout, ofUNIXCloneInfoIsUnchanged)
 {
     EXPECT_EQ(sizeof(UNIXCloneInfo), 144U);
-    expectRecovery({.cloneable = 8, .figures = 16, .times = 48, .throughput = 80, .lastError = 88});
+    expectUNIXCloneInfo(
+        {.cloneable = 8, .figures = 16, .times = 48, .throughput = 80, .lastError = 88});
 }
 
 TEST(AMD64Layout, ofAddressesIsUnchanged)
@@ -54,7 +55,7 @@ TEST(AMD64Layout, ofAddressesIsUnchanged)
 
 TEST(AMD64Layout, ofUNIXNetworkInfoIsUnchanged)
 {
-    expectAdapter({.cloneable = 8, .name = 16, .hostname = 72, .mac = 128, .lists = 136});
+    expectUNIXNetworkInfo({.cloneable = 8, .name = 16, .hostname = 72, .mac = 128, .lists = 136});
 }
 
 TEST(AMD64Layout, ofTheCachesIsUnchanged)
@@ -67,7 +68,7 @@ TEST(AMD64Layout, ofProcessExceptionIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::reason_type), 4U);
     EXPECT_EQ(sizeof(dovrel::ProcessException), 56U);
-    expectFailure({.reason = 8, .code = 12, .message = 16, .line = 48});
+    expectProcessException({.reason = 8, .code = 12, .message = 16, .line = 48});
 }
 
 TEST(AMD64Layout, ofUnixCommandIsUnchanged)
@@ -76,7 +77,7 @@ TEST(AMD64Layout, ofUnixCommandIsUnchanged)
     EXPECT_EQ(sizeof(Pipe), 8U);
     EXPECT_EQ(sizeof(dovrel::UnixPipe), 16U);
     EXPECT_EQ(sizeof(dovrel::UnixCommand), 112U);
-    expectChild({.slave = 16,
+    expectUnixCommand({.slave = 16,
         .master = 20,
         .errors = 24,
         .command = 32,
@@ -89,18 +90,18 @@ TEST(AMD64Layout, ofUnixCommandIsUnchanged)
 TEST(AMD64Layout, ofPstreamIsUnchanged)
 {
     EXPECT_EQ(sizeof(pipestreambuf), 144U);
-    expectStreamBuffer(
+    expectPipestreambuf(
         {.command = 64, .pipe = 72, .output = 80, .input = 104, .putBack = 128, .timeout = 132});
-    EXPECT_EQ(sizeof(ChildStreamType), 968U);
-    expectChildStream({.command = 24, .output = 136, .errors = 280, .errorStream = 424});
+    EXPECT_EQ(sizeof(Pstream), 968U);
+    expectPstream({.command = 24, .output = 136, .errors = 280, .errorStream = 424});
 }
 
 TEST(AMD64Layout, ofDiskRecordsIsUnchanged)
 {
     EXPECT_EQ(sizeof(UNIXDiskInfo), 104U);
-    expectMountedDisk({.cloneable = 8, .name = 16, .size = 72, .parents = 80});
+    expectUNIXDiskInfo({.cloneable = 8, .name = 16, .size = 72, .parents = 80});
     EXPECT_EQ(sizeof(LinuxPhysicalDiskInfo), 152U);
-    expectPhysicalDisk({.cloneable = 8,
+    expectPhysicalDiskInfo({.cloneable = 8,
         .name = 16,
         .blocks = 72,
         .sectorSize = 80,
@@ -112,13 +113,12 @@ TEST(AMD64Layout, ofHandleIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::handle<int>), 24U);
     EXPECT_EQ(sizeof(dovrel::handles0<int, int (*)(int)>), 24U);
-    expectOwner({.shared = 8, .count = 16, .value = 8, .closer = 16});
+    expectHandle({.shared = 8, .count = 16, .value = 8, .closer = 16});
 }
 
 TEST(AMD64Layout, ofPistreamIsUnchanged)
 {
     EXPECT_EQ(sizeof(OutputBuffer), 232U);
     EXPECT_EQ(sizeof(pistream), 512U);
-    expectCommandOutput(
-        {.command = 64, .buffer = 96, .stream = 224, .bufferInStream = 16, .base = 248});
+    expectPistream({.command = 64, .buffer = 96, .stream = 224, .bufferInStream = 16, .base = 248});
 }

@@ -1,4 +1,5 @@
 #include "tests/abi/layout.h"
+#include "tests/abi/object_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -13,25 +14,6 @@ namespace layout {
 
 namespace {
 
-/** What the object's bytes at @p offset say when they are read as a @p T. */
-template <class T, class Object> T fieldAt(Object const& object, size_t offset)
-{
-    T value;
-    std::memcpy(&value, reinterpret_cast<char const*>(&object) + offset, sizeof value);
-    return value;
-}
-
-template <class T, class Object> T const& partAt(Object const& object, size_t offset)
-{
-    return *reinterpret_cast<T const*>(reinterpret_cast<char const*>(&object) + offset);
-}
-
-template <class Part, class Object> size_t offsetOf(Part const& part, Object const& object)
-{
-    return static_cast<size_t>(
-        reinterpret_cast<char const*>(&part) - reinterpret_cast<char const*>(&object));
-}
-
 void expectSocket(int fd)
 {
     struct stat status { };
@@ -41,7 +23,7 @@ void expectSocket(int fd)
 
 }
 
-void expectFailure(Failure const& offsets)
+void expectProcessException(ProcessExceptionFields const& offsets)
 {
     errno = 24;
     dovrel::ProcessException const exception(dovrel::REASON_PIPE, 214);
@@ -51,11 +33,11 @@ void expectFailure(Failure const& offsets)
     EXPECT_EQ(fieldAt<unsigned>(exception, offsets.line), 214U);
 }
 
-void expectChild(Child const& offsets)
+void expectUnixCommand(UnixCommandFields const& offsets)
 {
     std::string const text = "exit 7 # longer than a string that needs no block";
     dovrel::UnixCommand command(text);
-    EXPECT_NE(fieldAt<int>(command, offsets.slave), -1) << "the number stays taken";
+    EXPECT_NE(fieldAt<int>(command, offsets.slave), -1) << "the child's terminal keeps its number";
     int const master = fieldAt<int>(command, offsets.master);
     char name[64];
     EXPECT_EQ(::ptsname_r(master, name, sizeof name), 0);
@@ -80,7 +62,7 @@ void expectChild(Child const& offsets)
         EXPECT_EQ(fieldAt<int>(command, offset), -1) << offset;
 }
 
-void expectStreamBuffer(StreamBuffer const& offsets)
+void expectPipestreambuf(PipestreambufFields const& offsets)
 {
     dovrel::UnixCommand command("exit 0");
     pipestreambuf buffer(command, command.stdErr(), std::ios_base::openmode());
@@ -94,9 +76,9 @@ void expectStreamBuffer(StreamBuffer const& offsets)
     EXPECT_EQ(fieldAt<unsigned>(buffer, offsets.timeout), 4711U);
 }
 
-void expectChildStream(ChildStream const& offsets)
+void expectPstream(PstreamFields const& offsets)
 {
-    ChildStreamType stream("exit 0");
+    Pstream stream("exit 0");
     EXPECT_EQ(offsetOf(stream.command(), stream), offsets.command);
     EXPECT_EQ(offsetOf(stream.outBuf(), stream), offsets.output);
     EXPECT_EQ(offsetOf(stream.errBuf(), stream), offsets.errors);

@@ -1,5 +1,7 @@
 #include "tests/abi/disk_layout.h"
 
+#include "tests/abi/object_bytes.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -14,25 +16,6 @@ namespace {
 using sysinfo::SystemInformation;
 using Parents = std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>>;
 
-/** What the object's bytes at @p offset say when they are read as a @p T. */
-template <class T, class Object> T fieldAt(Object const& object, size_t offset)
-{
-    T value;
-    std::memcpy(&value, reinterpret_cast<char const*>(&object) + offset, sizeof value);
-    return value;
-}
-
-template <class T, class Object> T const& partAt(Object const& object, size_t offset)
-{
-    return *reinterpret_cast<T const*>(reinterpret_cast<char const*>(&object) + offset);
-}
-
-template <class Part, class Object> size_t offsetOf(Part const& part, Object const& object)
-{
-    return static_cast<size_t>(
-        reinterpret_cast<char const*>(&part) - reinterpret_cast<char const*>(&object));
-}
-
 int ignoreClosing(int /*value*/)
 {
     return 0;
@@ -40,7 +23,7 @@ int ignoreClosing(int /*value*/)
 
 }
 
-void expectMountedDisk(MountedDisk const& offsets)
+void expectUNIXDiskInfo(DiskInfoFields const& offsets)
 {
     Parents parents;
     parents.emplace_back(new LinuxPhysicalDiskInfo(L"no such disk", 0, 0));
@@ -56,7 +39,7 @@ void expectMountedDisk(MountedDisk const& offsets)
     EXPECT_EQ(inside[0]->getDiskID(), dovrel::string(L"no such disk"));
 }
 
-void expectPhysicalDisk(PhysicalDisk const& offsets)
+void expectPhysicalDiskInfo(PhysicalDiskInfoFields const& offsets)
 {
     LinuxPhysicalDiskInfo const disk(L"no such disk", 0x1'0000'0007, 4711);
     EXPECT_EQ(
@@ -67,7 +50,7 @@ void expectPhysicalDisk(PhysicalDisk const& offsets)
     EXPECT_EQ(fieldAt<uint64_t>(disk, offsets.blocks), 0x1'0000'0007U);
     EXPECT_EQ(fieldAt<unsigned>(disk, offsets.partitions), 4711U);
 
-    // Nobody tells these two of a disk that is not there: the getters look for them in place.
+    // A missing disk has neither value, so the test writes both and calls the getters.
     LinuxPhysicalDiskInfo changed(disk);
     auto* const bytes = reinterpret_cast<char*>(&changed);
     uint64_t const sectorSize = 3;
@@ -77,7 +60,7 @@ void expectPhysicalDisk(PhysicalDisk const& offsets)
     EXPECT_EQ(changed.getDiskCaption(), dovrel::string(L"a caption"));
 }
 
-void expectOwner(Owner const& offsets)
+void expectHandle(HandleFields const& offsets)
 {
     auto const owner = dovrel::autohandle(4711, ignoreClosing);
     auto const* const count = fieldAt<unsigned const*>(owner, offsets.count);
@@ -94,7 +77,7 @@ void expectOwner(Owner const& offsets)
     EXPECT_EQ(*count, 1U);
 }
 
-void expectCommandOutput(CommandOutput const& offsets)
+void expectPistream(PistreamFields const& offsets)
 {
     std::string const command = "echo a text; : longer than a string that needs no block";
     OutputBuffer buffer(command);

@@ -6,33 +6,33 @@
 
 #include <cstddef>
 
-/** Disks and what they are looked at with: see layout.h. */
+/** The same as layout.h for disks, handles and command streams. */
 namespace layout {
 
 using OutputBuffer = basic_pbuf<char>;
 using UNIXDiskInfo = sysinfo::UNIXSystemInformation::UNIXDiskInfo;
 using LinuxPhysicalDiskInfo = sysinfo::LinuxSystemInformation::LinuxPhysicalDiskInfo;
 
-struct MountedDisk {
+struct DiskInfoFields {
     size_t cloneable, name, size, parents;
 };
-void expectMountedDisk(MountedDisk const& offsets);
+void expectUNIXDiskInfo(DiskInfoFields const& offsets);
 
-struct PhysicalDisk {
+struct PhysicalDiskInfoFields {
     size_t cloneable, name, blocks, sectorSize, caption, partitions;
 };
-void expectPhysicalDisk(PhysicalDisk const& offsets);
+void expectPhysicalDiskInfo(PhysicalDiskInfoFields const& offsets);
 
-struct Owner {
+struct HandleFields {
     size_t shared, count, value, closer;
 };
-/** A handle, and what it shares with its copies. */
-void expectOwner(Owner const& offsets);
+/** Checks a handle and the holder that its copies share. */
+void expectHandle(HandleFields const& offsets);
 
-struct CommandOutput {
+struct PistreamFields {
     size_t command, buffer, stream, bufferInStream, base;
 };
-/** The buffer, and the stream that has one. */
-void expectCommandOutput(CommandOutput const& offsets);
+/** Checks the buffer and the stream that contains one. */
+void expectPistream(PistreamFields const& offsets);
 
 }

@@ -1,6 +1,5 @@
-// A host that is linked at a fixed address: its code refers to the library's data by addresses of
-// its own, so the dynamic linker copies that data into the program, and the library has to use the
-// copy.
+// A host that is linked at a fixed address. The dynamic linker copies the library's data into such
+// a program (a copy relocation), and the library must use the copy.
 
 #include "common/basic/processstream/src/process_exception.h"
 #include "common/basic/wide_string.h"
@@ -18,13 +17,13 @@ using sysinfo::SystemInformation;
 namespace {
 
 constexpr size_t ROOM = 64;
-void const* madeMutexes[ROOM];
-size_t madeMutexCount;
+void const* initializedMutexes[ROOM];
+size_t initializedMutexCount;
 
-bool isMade(pthread_mutex_t const& mutex)
+bool isInitialized(pthread_mutex_t const& mutex)
 {
-    for (size_t i = 0; i < madeMutexCount; ++i)
-        if (madeMutexes[i] == &mutex)
+    for (size_t i = 0; i < initializedMutexCount; ++i)
+        if (initializedMutexes[i] == &mutex)
             return true;
     return false;
 }
@@ -36,40 +35,41 @@ template <class Cache> pthread_mutex_t const& mutexOf(Cache& cache)
     return reinterpret_cast<pthread_mutex_t const&>(cache.mutex);
 }
 
-/** Whether the linker has put a copy of the library's object into this program. */
+/** @return whether this program contains a copy of the library's object. */
 bool isCopied(void const* object)
 {
     Dl_info inside{};
     Dl_info program{};
-    return dladdr(object, &inside) && dladdr(&madeMutexCount, &program)
+    return dladdr(object, &inside) && dladdr(&initializedMutexCount, &program)
         && inside.dli_fbase == program.dli_fbase;
 }
 
-class HostsOwn final : public sysinfo::LinuxSystemInformation {
+class HostInformation final : public sysinfo::LinuxSystemInformation {
 public:
     dovrel::string getLastError() const override { return L"the host's"; }
 };
 
 }
 
-// The caches are made while the library is loaded, before this program's own objects.
+// The library constructs its caches before this program's own objects.
 extern "C" __attribute__((visibility("default"))) int pthread_mutex_init(
     pthread_mutex_t* mutex, pthread_mutexattr_t const*) noexcept
 {
     std::memset(mutex, 0, sizeof *mutex);
-    if (madeMutexCount < ROOM)
-        madeMutexes[madeMutexCount++] = mutex;
+    if (initializedMutexCount < ROOM)
+        initializedMutexes[initializedMutexCount++] = mutex;
     return 0;
 }
 
 TEST(FixedAddressHost, sharesTheLibrarysCaches)
 {
-    ASSERT_TRUE(isCopied(&SystemInformation::m_diskCache)) << "this program tests nothing";
-    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_diskCache)));
-    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_fsCache)));
-    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_cpuCache)));
-    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_netCache)));
-    EXPECT_TRUE(isMade(mutexOf(SystemInformation::m_memCache)));
+    ASSERT_TRUE(isCopied(&SystemInformation::m_diskCache))
+        << "the program is not linked at a fixed address";
+    EXPECT_TRUE(isInitialized(mutexOf(SystemInformation::m_diskCache)));
+    EXPECT_TRUE(isInitialized(mutexOf(SystemInformation::m_fsCache)));
+    EXPECT_TRUE(isInitialized(mutexOf(SystemInformation::m_cpuCache)));
+    EXPECT_TRUE(isInitialized(mutexOf(SystemInformation::m_netCache)));
+    EXPECT_TRUE(isInitialized(mutexOf(SystemInformation::m_memCache)));
 }
 
 TEST(FixedAddressHost, readsTheLibrarysMessages)
@@ -79,7 +79,7 @@ TEST(FixedAddressHost, readsTheLibrarysMessages)
 
 TEST(FixedAddressHost, canDeriveFromTheLibrarysClasses)
 {
-    HostsOwn const own;
+    HostInformation const own;
     SystemInformation const& information = own;
     EXPECT_EQ(information.getLastError(), dovrel::string(L"the host's"));
     dovrel::value_ptr<SystemInformation> const copy(information.clone());

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-// What hosts that are compiled for 32-bit x86 take for granted. A change here is a change of the
-// library's major version.
+// Sizes and offsets that hosts for 32-bit x86 were compiled with. A change here requires a new
+// major version of the library.
 
 using namespace layout;
 
@@ -13,7 +13,7 @@ TEST(I386Layout, ofStringIsUnchanged)
     EXPECT_EQ(sizeof(dovrel::basic_string), 44U);
     EXPECT_EQ(sizeof(dovrel::string), 48U);
     EXPECT_EQ(alignof(dovrel::string), 4U);
-    expectText({.heap = 32, .length = 36, .capacity = 40, .narrow = 44});
+    expectString({.heap = 32, .length = 36, .capacity = 40, .narrow = 44});
 }
 
 TEST(I386Layout, ofSmallTypesIsUnchanged)
@@ -30,20 +30,21 @@ TEST(I386Layout, ofSystemInformationIsUnchanged)
     EXPECT_EQ(sizeof(SystemInformation), 4U);
     EXPECT_EQ(sizeof(sysinfo::UNIXSystemInformation), 52U);
     EXPECT_EQ(sizeof(sysinfo::LinuxSystemInformation), 52U);
-    expectService({.lastError = 4});
+    expectSystemInformation({.lastError = 4});
 }
 
 TEST(I386Layout, ofRecordInterfacesIsUnchanged)
 {
     expectRecordInterfaces({.size = 8, .cloneable = 4});
     EXPECT_EQ(sizeof(UNIXCPUInfo), 12U);
-    expectProcessor({.cloneable = 4, .index = 8});
+    expectUNIXCPUInfo({.cloneable = 4, .index = 8});
 }
 
 TEST(I386Layout, ofUNIXCloneInfoIsUnchanged)
 {
     EXPECT_EQ(sizeof(UNIXCloneInfo), 108U);
-    expectRecovery({.cloneable = 4, .figures = 8, .times = 36, .throughput = 52, .lastError = 60});
+    expectUNIXCloneInfo(
+        {.cloneable = 4, .figures = 8, .times = 36, .throughput = 52, .lastError = 60});
 }
 
 TEST(I386Layout, ofAddressesIsUnchanged)
@@ -54,7 +55,7 @@ TEST(I386Layout, ofAddressesIsUnchanged)
 
 TEST(I386Layout, ofUNIXNetworkInfoIsUnchanged)
 {
-    expectAdapter({.cloneable = 4, .name = 8, .hostname = 56, .mac = 104, .lists = 112});
+    expectUNIXNetworkInfo({.cloneable = 4, .name = 8, .hostname = 56, .mac = 104, .lists = 112});
 }
 
 TEST(I386Layout, ofTheCachesIsUnchanged)
@@ -67,7 +68,7 @@ TEST(I386Layout, ofProcessExceptionIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::reason_type), 4U);
     EXPECT_EQ(sizeof(dovrel::ProcessException), 40U);
-    expectFailure({.reason = 4, .code = 8, .message = 12, .line = 36});
+    expectProcessException({.reason = 4, .code = 8, .message = 12, .line = 36});
 }
 
 TEST(I386Layout, ofUnixCommandIsUnchanged)
@@ -76,7 +77,7 @@ TEST(I386Layout, ofUnixCommandIsUnchanged)
     EXPECT_EQ(sizeof(Pipe), 4U);
     EXPECT_EQ(sizeof(dovrel::UnixPipe), 8U);
     EXPECT_EQ(sizeof(dovrel::UnixCommand), 80U);
-    expectChild({.slave = 12,
+    expectUnixCommand({.slave = 12,
         .master = 16,
         .errors = 20,
         .command = 28,
@@ -89,18 +90,18 @@ TEST(I386Layout, ofUnixCommandIsUnchanged)
 TEST(I386Layout, ofPstreamIsUnchanged)
 {
     EXPECT_EQ(sizeof(pipestreambuf), 76U);
-    expectStreamBuffer(
+    expectPipestreambuf(
         {.command = 32, .pipe = 36, .output = 40, .input = 52, .putBack = 64, .timeout = 68});
-    EXPECT_EQ(sizeof(ChildStreamType), 524U);
-    expectChildStream({.command = 12, .output = 92, .errors = 168, .errorStream = 244});
+    EXPECT_EQ(sizeof(Pstream), 524U);
+    expectPstream({.command = 12, .output = 92, .errors = 168, .errorStream = 244});
 }
 
 TEST(I386Layout, ofDiskRecordsIsUnchanged)
 {
     EXPECT_EQ(sizeof(UNIXDiskInfo), 76U);
-    expectMountedDisk({.cloneable = 4, .name = 8, .size = 56, .parents = 64});
+    expectUNIXDiskInfo({.cloneable = 4, .name = 8, .size = 56, .parents = 64});
     EXPECT_EQ(sizeof(LinuxPhysicalDiskInfo), 124U);
-    expectPhysicalDisk({.cloneable = 4,
+    expectPhysicalDiskInfo({.cloneable = 4,
         .name = 8,
         .blocks = 56,
         .sectorSize = 64,
@@ -112,13 +113,12 @@ TEST(I386Layout, ofHandleIsUnchanged)
 {
     EXPECT_EQ(sizeof(dovrel::handle<int>), 12U);
     EXPECT_EQ(sizeof(dovrel::handles0<int, int (*)(int)>), 12U);
-    expectOwner({.shared = 4, .count = 8, .value = 4, .closer = 8});
+    expectHandle({.shared = 4, .count = 8, .value = 4, .closer = 8});
 }
 
 TEST(I386Layout, ofPistreamIsUnchanged)
 {
     EXPECT_EQ(sizeof(OutputBuffer), 188U);
     EXPECT_EQ(sizeof(pistream), 332U);
-    expectCommandOutput(
-        {.command = 32, .buffer = 56, .stream = 184, .bufferInStream = 8, .base = 196});
+    expectPistream({.command = 32, .buffer = 56, .stream = 184, .bufferInStream = 8, .base = 196});
 }

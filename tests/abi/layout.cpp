@@ -2,6 +2,7 @@
 
 #include "tests/abi/ElfFile.h"
 #include "tests/abi/library.h"
+#include "tests/abi/object_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -13,21 +14,7 @@ namespace layout {
 
 namespace {
 
-/** What the object's bytes at @p offset say when they are read as a @p T. */
-template <class T, class Object> T fieldAt(Object const& object, size_t offset)
-{
-    T value;
-    std::memcpy(&value, reinterpret_cast<char const*>(&object) + offset, sizeof value);
-    return value;
-}
-
-template <class Part, class Object> size_t offsetOf(Part const& part, Object const& object)
-{
-    return static_cast<size_t>(
-        reinterpret_cast<char const*>(&part) - reinterpret_cast<char const*>(&object));
-}
-
-/** The size of an object that the library exports, as its symbol table tells it. */
+/** @return the size of an exported object from the library's symbol table. */
 size_t exportedSize(std::string const& mangled)
 {
     auto const symbols = ElfFile(libraryPath()).dynamicSymbols();
@@ -36,7 +23,7 @@ size_t exportedSize(std::string const& mangled)
     return found == symbols.end() ? 0 : found->size;
 }
 
-/** Lets the test reach the text that only derived classes set. */
+/** Gives access to the last error, which only derived classes set. */
 struct OpenService : sysinfo::LinuxSystemInformation {
     dovrel::string& lastError() { return m_lastError; }
 };
@@ -44,7 +31,7 @@ struct OpenService : sysinfo::LinuxSystemInformation {
 template <class Record> void expectRecordInterface(RecordInterface const& figures)
 {
     EXPECT_EQ(sizeof(Record), figures.size);
-    // Conversion to a base of an object that is nowhere touched needs none; only null stays null.
+    // The conversions to the bases only add offsets, so no object is needed.
     alignas(Record) char const room[sizeof(Record)] = {};
     auto const* const record = reinterpret_cast<Record const*>(room);
     EXPECT_EQ(offsetOf(static_cast<SystemInformation::Info const&>(*record), room), 0U);
@@ -54,14 +41,14 @@ template <class Record> void expectRecordInterface(RecordInterface const& figure
 
 }
 
-void expectText(Text const& offsets)
+void expectString(StringFields const& offsets)
 {
     dovrel::string const shortText(L"sda");
     EXPECT_EQ(std::memcmp(&shortText, L"sda", 4 * sizeof(wchar_t)), 0);
     EXPECT_EQ(fieldAt<wchar_t const*>(shortText, offsets.heap), nullptr);
     EXPECT_EQ(fieldAt<unsigned>(shortText, offsets.length), 3U);
 
-    // The block of a longer text that stood here before is kept.
+    // A string keeps the heap block of a longer former text.
     dovrel::string longText(L"/dev/mapper/root");
     longText = L"/dev/mapper";
     EXPECT_EQ(fieldAt<wchar_t>(longText, 0), L'\0');
@@ -74,7 +61,7 @@ void expectText(Text const& offsets)
     EXPECT_EQ(fieldAt<char const*>(longText, offsets.narrow), narrow);
 }
 
-void expectService(Service const& offsets)
+void expectSystemInformation(SystemInformationFields const& offsets)
 {
     OpenService service;
     SystemInformation const& interface = service;
@@ -85,7 +72,7 @@ void expectService(Service const& offsets)
         offsetOf(static_cast<dovrel::Cloneable<SystemInformation> const&>(interface), service), 0U);
     EXPECT_EQ(offsetOf(service.lastError(), service), offsets.lastError);
 
-    // The library's own code has to look for it there too.
+    // The library's own code must read it from there too.
     service.lastError() = L"no such disk";
     EXPECT_EQ(interface.getLastError(), dovrel::string(L"no such disk"));
 }
@@ -100,7 +87,7 @@ void expectRecordInterfaces(RecordInterface const& figures)
     expectRecordInterface<SystemInformation::CloneInfo>(figures);
 }
 
-void expectProcessor(Processor const& offsets)
+void expectUNIXCPUInfo(CPUInfoFields const& offsets)
 {
     UNIXCPUInfo const processor(4711);
     EXPECT_EQ(offsetOf(static_cast<dovrel::Cloneable<SystemInformation::CPUInfo> const&>(processor),
@@ -109,7 +96,7 @@ void expectProcessor(Processor const& offsets)
     EXPECT_EQ(fieldAt<uint32_t>(processor, offsets.index), 4711U);
 }
 
-void expectRecovery(Recovery const& offsets)
+void expectUNIXCloneInfo(CloneInfoFields const& offsets)
 {
     UNIXCloneInfo const record(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12.5, L"torn");
     EXPECT_EQ(offsetOf(static_cast<dovrel::Cloneable<SystemInformation::CloneInfo> const&>(record),

@@ -5,25 +5,25 @@
 
 #include <cstddef>
 
-/** Expectations on living objects; the figures, in bytes, are what an architecture's test says. */
+/** Compare live objects with the sizes and offsets, in bytes, of an architecture's test. */
 namespace layout {
 
 using sysinfo::SystemInformation;
-using ChildStreamType = pstream_wrapper<dovrel::UnixCommand, void>;
+using Pstream = pstream_wrapper<dovrel::UnixCommand, void>;
 using UNIXCPUInfo = sysinfo::UNIXSystemInformation::UNIXCPUInfo;
 using UNIXNetworkInfo = sysinfo::UNIXSystemInformation::UNIXNetworkInfo;
 using UNIXCloneInfo = sysinfo::UNIXSystemInformation::UNIXCloneInfo;
 
-struct Text {
+struct StringFields {
     size_t heap, length, capacity, narrow;
 };
-void expectText(Text const& offsets);
+void expectString(StringFields const& offsets);
 
-struct Service {
+struct SystemInformationFields {
     size_t lastError;
 };
-/** Both bases at the start, and the last-error text behind the table pointer. */
-void expectService(Service const& offsets);
+/** Both bases are at the start; the last error follows the table pointer. */
+void expectSystemInformation(SystemInformationFields const& offsets);
 
 struct RecordInterface {
     size_t size, cloneable;
@@ -31,21 +31,21 @@ struct RecordInterface {
 /** For each of the abstract record classes. */
 void expectRecordInterfaces(RecordInterface const& figures);
 
-struct Processor {
+struct CPUInfoFields {
     size_t cloneable, index;
 };
-void expectProcessor(Processor const& offsets);
+void expectUNIXCPUInfo(CPUInfoFields const& offsets);
 
-struct Recovery {
+struct CloneInfoFields {
     size_t cloneable, figures, times, throughput, lastError;
 };
-/** Seven figures of 32 bits and four times of the size of a `long` stand side by side. */
-void expectRecovery(Recovery const& offsets);
+/** The seven 32-bit figures are adjacent, and so are the four times, each a `long`. */
+void expectUNIXCloneInfo(CloneInfoFields const& offsets);
 
 struct ListCache {
     size_t size, records, mutex;
 };
-/** The type and the four exported objects. */
+/** Checks the type and the four exported objects. */
 void expectListCaches(ListCache const& figures);
 
 struct MemoryCache {
@@ -56,39 +56,39 @@ void expectMemoryCache(MemoryCache const& figures);
 struct Addresses {
     size_t size, storage;
 };
-/** The two types of addresses; and the sink of look-ups, which is a table alone. */
+/** Checks both address classes, and InsertFunctor, which is only a table pointer. */
 void expectAddresses(Addresses const& figures);
 
-struct NetworkFailure {
+struct NetworkErrorFields {
     size_t size, code, text;
 };
-void expectNetworkError(NetworkFailure const& figures);
+void expectNetworkError(NetworkErrorFields const& figures);
 
-struct Adapter {
+struct NetworkInfoFields {
     size_t cloneable, name, hostname, mac, lists;
 };
-/** Four lists stand side by side and end the record: addresses, masks, name servers, gateways. */
-void expectAdapter(Adapter const& offsets);
+/** Four adjacent lists end the record: addresses, masks, name servers, gateways. */
+void expectUNIXNetworkInfo(NetworkInfoFields const& offsets);
 
-struct Failure {
+struct ProcessExceptionFields {
     size_t reason, code, message, line;
 };
-void expectFailure(Failure const& offsets);
+void expectProcessException(ProcessExceptionFields const& offsets);
 
-struct Child {
+struct UnixCommandFields {
     size_t slave, master, errors, command, pid, stdInOut, stdErr, status;
 };
-/** A child that has been started. */
-void expectChild(Child const& offsets);
+/** Starts a child and ends it. */
+void expectUnixCommand(UnixCommandFields const& offsets);
 
-struct StreamBuffer {
+struct PipestreambufFields {
     size_t command, pipe, output, input, putBack, timeout;
 };
-void expectStreamBuffer(StreamBuffer const& offsets);
+void expectPipestreambuf(PipestreambufFields const& offsets);
 
-struct ChildStream {
+struct PstreamFields {
     size_t command, output, errors, errorStream;
 };
-void expectChildStream(ChildStream const& offsets);
+void expectPstream(PstreamFields const& offsets);
 
 }

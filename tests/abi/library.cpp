@@ -10,6 +10,6 @@ std::string libraryPath()
 {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void const*>(&libopen), &info) == 0)
-        throw std::runtime_error("libopen belongs to no file");
+        throw std::runtime_error("no file contains libopen");
     return info.dli_fname;
 }

@@ -2,5 +2,5 @@
 
 #include <string>
 
-/** The library's file, as the dynamic linker found it for this program. */
+/** @return the path of the library's file that this program has loaded. */
 std::string libraryPath();

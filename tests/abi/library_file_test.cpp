@@ -10,7 +10,7 @@
 #include <fstream>
 #include <memory>
 
-// What the library's file, and the program's, show to the dynamic linker and ask of it.
+// The dynamic sections and segments of the library's file and of the program's.
 
 namespace {
 
@@ -28,11 +28,10 @@ std::string readable(std::string const& mangled)
 }
 
 /**
- * Tables and type descriptions of classes without a home source file are emitted wherever the
- * optimiser sees a need, so they come and go between build types without a meaning for hosts, which
- * bring their own.
+ * @return whether @p symbol is a table or type description of a class without a key function. The
+ * compiler emits those where the optimiser needs them, so build types differ; hosts have their own.
  */
-bool comesAndGoes(ElfFile::Symbol const& symbol)
+bool dependsOnTheOptimiser(ElfFile::Symbol const& symbol)
 {
     return symbol.binding == STB_WEAK && symbol.name.compare(0, 3, "_ZT") == 0
         && symbol.name.compare(0, 4, "_ZTh") != 0;
@@ -61,7 +60,7 @@ TEST_F(LibraryFile, exportsExactlyTheListedNames)
 {
     std::vector<std::string> exported;
     for (auto const& symbol : file.dynamicSymbols()) {
-        if (!comesAndGoes(symbol))
+        if (!dependsOnTheOptimiser(symbol))
             exported.push_back(symbol.name);
     }
     std::sort(exported.begin(), exported.end());
@@ -94,9 +93,9 @@ TEST_F(LibraryFile, hasNoSymbolThatPreventsUnloading)
 
 TEST_F(LibraryFile, dependsOnlyOnTheRunTimeAndBoostFilesystem)
 {
-    auto needed = file.dynamicTexts(DT_NEEDED);
+    auto needed = file.dynamicStrings(DT_NEEDED);
 #ifdef __SANITIZE_ADDRESS__
-    // What the sanitizers' build brings in addition, and no other.
+    // The sanitizers' build adds these two and no other.
     EXPECT_EQ(std::erase(needed, "libasan.so.8"), 1U);
     EXPECT_EQ(std::erase(needed, "libubsan.so.1"), 1U);
 #endif
@@ -107,16 +106,16 @@ TEST_F(LibraryFile, dependsOnlyOnTheRunTimeAndBoostFilesystem)
 
 TEST_F(LibraryFile, hasNoRunPath)
 {
-    EXPECT_TRUE(file.dynamicTexts(DT_RPATH).empty());
-    EXPECT_TRUE(file.dynamicTexts(DT_RUNPATH).empty());
+    EXPECT_TRUE(file.dynamicStrings(DT_RPATH).empty());
+    EXPECT_TRUE(file.dynamicStrings(DT_RUNPATH).empty());
 }
 
 TEST(ProgramFile, hasARunPathRelativeToItself)
 {
-    // An empty folder between two colons would be whatever one is in when root starts the program.
+    // An empty entry would be the working directory, even when root starts the program.
     ElfFile const program(DOVREL_PROGRAM);
-    EXPECT_TRUE(program.dynamicTexts(DT_RPATH).empty());
-    EXPECT_EQ(program.dynamicTexts(DT_RUNPATH), std::vector<std::string>{"$ORIGIN/../lib"});
+    EXPECT_TRUE(program.dynamicStrings(DT_RPATH).empty());
+    EXPECT_EQ(program.dynamicStrings(DT_RUNPATH), std::vector<std::string>{"$ORIGIN/../lib"});
 }
 
 TEST_F(LibraryFile, resolvesItsSymbolsAtLoadTime)

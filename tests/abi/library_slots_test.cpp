@@ -5,7 +5,7 @@
 
 #include <typeinfo>
 
-// The tables of the classes whose code is in the library.
+// SystemInformation and two of its records: classes whose code is in the library.
 
 using sysinfo::SystemInformation;
 using sysinfo::UNIXSystemInformation;
@@ -25,7 +25,7 @@ std::string linuxQuery(std::string const& nameAndArguments)
     return std::string("_ZNK") + LINUX_CLASS + nameAndArguments;
 }
 
-/** The argument list of a query that fills a list of records, mangled. */
+/** @return the mangled argument list of a query that fills a list of records. */
 std::string list(std::string const& record)
 {
     return "ERSt6vectorIN6dovrel9value_ptrINS_17SystemInformation" + record + "EEESaIS6_EE";
@@ -46,27 +46,27 @@ TEST(ServiceSlots, areInOrder)
         linuxQuery("19getNetworksInternal" + list("11NetworkInfo")),
         unixQuery("13getSystemInfoER" + string + "S7_S7_RNS_17SystemInformation14HypervisorTypeE")};
     auto const service = SystemInformation::create();
-    EXPECT_EQ(vtableOf(service.get(), expected), expected);
+    expectTable(service.get(), expected);
 }
 
 TEST(ProcessorSlots, areInOrder)
 {
     UNIXSystemInformation::UNIXCPUInfo const processor(0);
-    auto const expected = recordTable(std::string(UNIX_CLASS) + "11UNIXCPUInfo",
-        {"toString", "getMaxSpeedInMHZ", "getCurrentSpeedInMHZ", "getCurrentUsage", "!destroy",
-            "clone"});
-    EXPECT_EQ(vtableOf(&processor, expected), expected);
+    expectTable(&processor,
+        recordTable(std::string(UNIX_CLASS) + "11UNIXCPUInfo",
+            {"toString", "getMaxSpeedInMHZ", "getCurrentSpeedInMHZ", "getCurrentUsage", "!destroy",
+                "clone"}));
 }
 
 TEST(RecoverySlots, areInOrder)
 {
     UNIXSystemInformation::UNIXCloneInfo const record(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0.0, L"");
-    auto const expected = recordTable(std::string(UNIX_CLASS) + "13UNIXCloneInfo",
-        {"toString", "getOperationID", "getFailedOperationID", "getOperationProgress",
-            "getTotalFiles", "getTotalMBytes", "getFilesDone", "getMBytesDone",
-            "getRecoverStartTime", "getRecoverEndTime", "getRestoreStartTime", "getRestoreEndTime",
-            "getThroughput", "getLastError", "!destroy", "clone"});
-    EXPECT_EQ(vtableOf(&record, expected), expected);
+    expectTable(&record,
+        recordTable(std::string(UNIX_CLASS) + "13UNIXCloneInfo",
+            {"toString", "getOperationID", "getFailedOperationID", "getOperationProgress",
+                "getTotalFiles", "getTotalMBytes", "getFilesDone", "getMBytesDone",
+                "getRecoverStartTime", "getRecoverEndTime", "getRestoreStartTime",
+                "getRestoreEndTime", "getThroughput", "getLastError", "!destroy", "clone"}));
 }
 
 }

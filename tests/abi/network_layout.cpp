@@ -1,6 +1,7 @@
 #include "common/basic/NetworkError.h"
 #include "common/basic/inet_address.h"
 #include "tests/abi/layout.h"
+#include "tests/abi/object_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -9,21 +10,6 @@
 #include <vector>
 
 namespace layout {
-
-namespace {
-
-template <class T, class Object> T const& partAt(Object const& object, size_t offset)
-{
-    return *reinterpret_cast<T const*>(reinterpret_cast<char const*>(&object) + offset);
-}
-
-template <class Part, class Object> size_t offsetOf(Part const& part, Object const& object)
-{
-    return static_cast<size_t>(
-        reinterpret_cast<char const*>(&part) - reinterpret_cast<char const*>(&object));
-}
-
-}
 
 void expectAddresses(Addresses const& figures)
 {
@@ -37,7 +23,7 @@ void expectAddresses(Addresses const& figures)
     EXPECT_EQ(offsetOf(static_cast<dovrel::ip_address const&>(address), address), 0U);
 }
 
-void expectNetworkError(NetworkFailure const& figures)
+void expectNetworkError(NetworkErrorFields const& figures)
 {
     EXPECT_EQ(sizeof(dovrel::NetworkError), figures.size);
     dovrel::NetworkError const error(-6);
@@ -45,7 +31,7 @@ void expectNetworkError(NetworkFailure const& figures)
     EXPECT_EQ(offsetOf(error.toString(), error), figures.text);
 }
 
-void expectAdapter(Adapter const& offsets)
+void expectUNIXNetworkInfo(NetworkInfoFields const& offsets)
 {
     dovrel::macaddress_cpp mac;
     for (unsigned i = 0; i < dovrel::macaddress_cpp::SIZE; ++i)

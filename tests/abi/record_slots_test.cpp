@@ -5,14 +5,14 @@
 
 #include <stdexcept>
 
-// A host compiles the calls of an abstract record's operations, the library the records. What a
-// host's compiler makes of the header shows in the tables of classes that are compiled here.
+// A host calls the operations of the abstract records by their slots in the header. The classes
+// here derive from them, so their tables show those slots.
 
 using sysinfo::SystemInformation;
 
 namespace {
 
-/** Different at each place, so that the compiler cannot make one function of several. */
+/** A different argument for each function keeps the compiler from merging them. */
 [[noreturn]] void neverCalled(char const* operation)
 {
     throw std::logic_error(operation);
@@ -20,7 +20,7 @@ namespace {
 
 }
 
-// Not in the unnamed namespace: their names are compared.
+// Not in the unnamed namespace: the tests compare their names.
 
 struct DiskRecord : SystemInformation::DiskInfo {
     dovrel::string toString() const override { neverCalled("toString"); }
@@ -93,8 +93,7 @@ template <class Record>
 void expectSlots(char const* name, std::vector<std::string> const& operations)
 {
     Record const record;
-    auto const expected = recordTable(name, operations);
-    EXPECT_EQ(vtableOf(&record, expected), expected);
+    expectTable(&record, recordTable(name, operations));
 }
 
 TEST(RecordSlots, ofDisksAreInOrder)

@@ -3,6 +3,7 @@
 #include "tests/abi/ElfFile.h"
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
@@ -11,7 +12,7 @@
 
 namespace {
 
-/** The program and its libraries: their symbols, at the addresses where they are now. */
+/** The symbols of the program and its libraries, at their addresses in this process. */
 class Process {
 public:
     /** The virtual table that @p address points into. */
@@ -23,7 +24,7 @@ public:
                 && address - s.value < s.size;
         });
         if (found == symbols.end())
-            throw std::runtime_error("no virtual table there; is the file stripped?");
+            throw std::runtime_error("no virtual table at this address; is the file stripped?");
         return *found;
     }
 
@@ -38,15 +39,15 @@ public:
     }
 
 private:
-    /** Those of the file that holds @p address: a program may have a copy of a library's table. */
+    /** Only of the file that contains @p address: a program may copy a library's table. */
     std::vector<ElfFile::Symbol> const& symbolsAround(uintptr_t address)
     {
         Dl_info info{};
         void* extra = nullptr;
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): the number came out of a table of pointers.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): read from a table of pointers.
         auto const* const place = reinterpret_cast<void const*>(address);
         if (dladdr1(place, &info, &extra, RTLD_DL_LINKMAP) == 0)
-            throw std::runtime_error("an address that belongs to no file");
+            throw std::runtime_error("no file contains this address");
         auto const* const map = static_cast<link_map const*>(extra);
         auto const [file, isNew] = m_symbols.try_emplace(map->l_addr);
         if (isNew) {
@@ -64,7 +65,7 @@ private:
 uintptr_t pointerAt(uintptr_t address)
 {
     uintptr_t value = 0;
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address that was computed from the table's.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): computed from the table's address.
     std::memcpy(&value, reinterpret_cast<void const*>(address), sizeof value);
     return value;
 }
@@ -78,12 +79,10 @@ std::string describe(Process& process, uintptr_t entry, std::string const& expec
     std::vector<std::string> const names = process.namesAt(entry);
     if (std::find(names.begin(), names.end(), expected) != names.end())
         return expected;
-    return names.empty() ? "unknown" : names.front();
+    return names.empty() ? NO_SYMBOL : names.front();
 }
 
-}
-
-std::vector<std::string> vtableOf(void const* object, std::vector<std::string> const& expected)
+std::vector<std::string> tableOf(void const* object, std::vector<std::string> const& expected)
 {
     uintptr_t const pointer = pointerAt(reinterpret_cast<uintptr_t>(object));
     Process process;
@@ -95,6 +94,19 @@ std::vector<std::string> vtableOf(void const* object, std::vector<std::string> c
             index < expected.size() ? expected[index] : std::string()));
     }
     return entries;
+}
+
+}
+
+void expectTable(void const* object, std::vector<std::string> const& expected)
+{
+    EXPECT_EQ(tableOf(object, expected), expected);
+}
+
+std::vector<std::string> singleTable(std::string const& type, std::vector<std::string> slots)
+{
+    slots.insert(slots.begin(), {"offset 0", "_ZTI" + type});
+    return slots;
 }
 
 std::vector<std::string> recordTable(
@@ -111,7 +123,7 @@ std::vector<std::string> recordTable(
         table.push_back(
             (changes ? "_ZN" : "_ZNK") + name + std::to_string(plain.size()) + plain + "Ev");
     }
-    // The Cloneable side stands one pointer behind the start of the object.
+    // The Cloneable base lies one pointer after the start of the object.
     table.insert(table.end(),
         {"offset -" + std::to_string(sizeof(void*)), type, thunk + "_N" + name + "D1Ev",
             thunk + "_N" + name + "D0Ev", thunk + "_NK" + name + "5cloneEv",

@@ -3,23 +3,34 @@
 #include <string>
 #include <vector>
 
-/**
- * The whole virtual table of a living object's class, entry by entry, as the Itanium C++ ABI
- * (section 2.5) lays it out: the primary table, then those of the other bases.
- *
- * An entry reads "offset N" (the offset to the top of the object) or is the mangled name of what it
- * points to. Where several names stand for one address, as those of a complete and a base
- * destructor do, it is the one that @p expected has in that place.
- */
-std::vector<std::string> vtableOf(void const* object, std::vector<std::string> const& expected);
+/** The entry of a function without a symbol, such as one inside the shipped libstdc++.so. */
+constexpr char NO_SYMBOL[] = "unknown";
 
 /**
- * What the table of a record class has to be: destructor (complete, deleting), the operations that
- * the class declares, then the second table, for holders of the `Cloneable` side.
+ * Expects the class of @p object to have exactly the virtual table @p expected.
  *
- * @param name the mangled name of the class, without what encloses it: `10DiskRecord`,
+ * The Itanium C++ ABI (section 2.5) gives the order: the primary table, then those of the other
+ * bases. An entry is "offset N" (the offset to the top of the object), NO_SYMBOL, or the mangled
+ * name of the function or type description that it points to. If an address has several names, as
+ * a complete and a base destructor do, any of them matches.
+ */
+void expectTable(void const* object, std::vector<std::string> const& expected);
+
+/**
+ * @return the table of a class with one base at most.
+ *
+ * @param type the mangled name of the class: `8HostPipe`, `N6dovrel8UnixPipeE`.
+ * @param slots mangled names, in order.
+ */
+std::vector<std::string> singleTable(std::string const& type, std::vector<std::string> slots);
+
+/**
+ * @return the table of a record class: the complete and the deleting destructor, the operations
+ * that the class declares, then the second table, for pointers to its `Cloneable` base.
+ *
+ * @param name the mangled name of the class without the enclosing "N" and "E": `10DiskRecord`,
  * `7sysinfo21UNIXSystemInformation11UNIXCPUInfo`.
- * @param operations in slot order; those that are not `const` carry a leading '!'.
+ * @param operations in slot order; those that are not `const` begin with '!'.
  */
 std::vector<std::string> recordTable(
     std::string const& name, std::vector<std::string> const& operations);
