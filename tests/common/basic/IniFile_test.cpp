@@ -1,9 +1,8 @@
-// How a text is read. What a look-up makes of the entries is in ini_lookup_test.cpp, what kinds of
-// files there are in ini_source_test.cpp.
+// Parsing. ini_lookup_test.cpp tests look-ups, ini_source_test.cpp kinds of files.
 
-#include "common/basic/IniFile.h"
-#include "tests/common/basic/MemoryFile.h"
 #include "tests/common/basic/locale_scope.h"
+#include "tests/common/basic/parse_ini.h"
+#include "tests/common/basic/string_fields.h"
 
 #include <gtest/gtest.h>
 
@@ -16,21 +15,10 @@ using namespace std::string_view_literals;
 
 namespace {
 
-IniFile parsed(std::string_view text)
-{
-    MemoryFile const file(text);
-    return {file.path(), true, false, false};
-}
-
-std::string narrow(string const& text)
-{
-    return static_cast<char const*>(text);
-}
-
-/** All entries of a text: `[section]key=value`, one a line, in the reader's order. */
+/** @return all entries of a file, a line `[section]key=value` each, in IniFile's order. */
 std::string entriesOf(std::string_view text)
 {
-    IniFile const file = parsed(text);
+    IniFile const file = parseIni(text);
     std::string entries;
     for (string const& section : file.ReadSectionNames())
         for (string const& value : file.ReadSectionValues(section))
@@ -38,10 +26,10 @@ std::string entriesOf(std::string_view text)
     return entries;
 }
 
-/** @return what the key "k" reads when the text behind its "=" is this. */
+/** @return the value of the line "k=" + @p text. */
 std::string valueOf(std::string const& text)
 {
-    return narrow(parsed("k=" + text).ReadString(L"", L"k", L"(none)"));
+    return narrow(parseIni("k=" + text).ReadString(L"", L"k", L"(none)"));
 }
 
 }
@@ -61,7 +49,7 @@ TEST(IniFile, isEmptyWhenTheFileHasNoAssignment)
 {
     for (std::string_view text :
         {""sv, "\n"sv, "\n\n\r\n \t\n"sv, "[Main]\n"sv, "[Main"sv, "words\n"sv, ";\n;k=1\n"sv})
-        EXPECT_EQ(parsed(text).size(), 0U) << text;
+        EXPECT_EQ(parseIni(text).size(), 0U) << text;
 }
 
 TEST(IniFile, cutsALineAtItsFirstSemicolon)
@@ -193,15 +181,15 @@ TEST(IniFile, keepsTheFirstAssignmentAmongManyKeys)
             std::string text = key + "=\n" + key + "=2\n";
             for (int i = 0; i < others; ++i)
                 text += 'x' + std::to_string(i) + "=3\n";
-            EXPECT_EQ(narrow(parsed(text).ReadString(L"", key, L"none")), "");
-            EXPECT_EQ(narrow(parsed(text + key + "=4\n").ReadString(L"", key, L"none")), "");
+            EXPECT_EQ(narrow(parseIni(text).ReadString(L"", key, L"none")), "");
+            EXPECT_EQ(narrow(parseIni(text + key + "=4\n").ReadString(L"", key, L"none")), "");
         }
 }
 
 TEST(IniFile, ignoresCaseInKeysAndSections)
 {
     EXPECT_EQ(entriesOf("[Main]\nKey=1\nkEY=2\n"), "[Main]Key=1\n");
-    IniFile const file = parsed("[Main]\nKey=1\n[MAIN]\nkEY=2\n");
+    IniFile const file = parseIni("[Main]\nKey=1\n[MAIN]\nkEY=2\n");
     EXPECT_EQ(file.size(), 1U);
     EXPECT_EQ(narrow(file.ReadString(L"maiN", L"KEY", L"")), "1");
 }
@@ -227,12 +215,12 @@ TEST(IniFile, decodesTheFileInTheLocalesEncoding)
     {
         LocaleScope const locale("C.UTF-8");
         IniFile const file =
-            parsed("[Gr\xC3\xB6\xC3\x9F\x65]\nL\xC3\xA4nge=5 \xE2\x82\xAC \xF0\x9F\x98\x80\n");
+            parseIni("[Gr\xC3\xB6\xC3\x9F\x65]\nL\xC3\xA4nge=5 \xE2\x82\xAC \xF0\x9F\x98\x80\n");
         EXPECT_EQ(file.ReadString(L"Gr\u00F6\u00DFe", L"L\u00E4nge", L""),
             string(L"5 \u20AC \U0001F600"));
     }
     LocaleScope const locale("ISO-8859-1");
-    IniFile const file = parsed("[Gr\xF6\xDF\x65]\nL\xE4nge=5 \xA4\n");
+    IniFile const file = parseIni("[Gr\xF6\xDF\x65]\nL\xE4nge=5 \xA4\n");
     EXPECT_EQ(file.ReadString(L"Gr\u00F6\u00DFe", L"L\u00E4nge", L""), string(L"5 \u00A4"));
 }
 
@@ -240,13 +228,13 @@ TEST(IniFile, foldsCaseAsTheLocaleDoes)
 {
     {
         LocaleScope const locale("C.UTF-8");
-        IniFile const file = parsed("\xC3\x84=1\n\xC3\xA4=2\n");
+        IniFile const file = parseIni("\xC3\x84=1\n\xC3\xA4=2\n");
         EXPECT_EQ(file.size(), 1U);
         EXPECT_EQ(file.ReadInt(L"", L"\u00E4", 0), 1);
     }
-    // The tests' own locale says nothing of the cases of these letters.
+    // The build's ISO-8859-1 locale defines no case for these letters.
     LocaleScope const locale("ISO-8859-1");
-    IniFile const file = parsed("\xC4=1\n\xE4=2\n");
+    IniFile const file = parseIni("\xC4=1\n\xE4=2\n");
     EXPECT_EQ(file.size(), 2U);
     EXPECT_EQ(file.ReadInt(L"", L"\u00E4", 0), 2);
     EXPECT_EQ(file.ReadInt(L"", L"\u00C4", 0), 1);
@@ -262,6 +250,6 @@ TEST(IniFile, replacesUndecodableStringsWithQuestionMarks)
 TEST(IniFile, splitsLinesAtNewlineBytesInEveryEncodingKept)
 {
     LocaleScope const locale("SHIFT_JIS");
-    // 0x5C is no backslash there, but the signs that count are where they always are.
-    EXPECT_EQ(parsed("k=\\\n").ReadString(L"", L"k", L""), string(L"\u00A5"));
+    // 0x5C is a yen sign in this encoding; the delimiters are the same as in ASCII.
+    EXPECT_EQ(parseIni("k=\\\n").ReadString(L"", L"k", L""), string(L"\u00A5"));
 }

@@ -1,21 +1,24 @@
 #pragma once
 
-#include "common/basic/NetworkError.h"
-#include "tests/common/basic/AnsweredResolver.h"
+#include "tests/common/basic/FakeResolver.h"
+#include "tests/common/basic/network_error_code.h"
+#include "tests/common/basic/string_fields.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <barrier>
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace testkit {
 
-/** Runs @p body in a child; its failures are printed there and count here. */
-template <class Body> void inAFreshProcess(Body body)
+/** Runs @p body in a child. A failure there is a failure of the test. */
+template <class Body> void inFreshProcess(Body body)
 {
     std::fflush(nullptr);
     pid_t const child = ::fork();
@@ -27,14 +30,15 @@ template <class Body> void inAFreshProcess(Body body)
     }
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "see the failures above; anything but 256 is a crash";
+    EXPECT_EQ(status, 0) << "256: see the failures above; any other status: the child crashed";
 }
 
+/** Keeps the addresses and ports of a look-up. */
 class Collector : public dovrel::ip_address::InsertFunctor {
 public:
     void insert(dovrel::ip_address const& address) override
     {
-        texts.emplace_back(static_cast<char const*>(address.toStringInternal()));
+        texts.push_back(narrow(address.toStringInternal()));
         ports.push_back(reinterpret_cast<sockaddr_in const&>(address.sockaddr()).sin_port);
     }
 
@@ -42,28 +46,41 @@ public:
     std::vector<in_port_t> ports;
 };
 
-/** What a look-up passed on and how it ended. */
+/** Looks a name up and keeps the addresses with the returned count or the thrown code. */
 struct LookUp {
     explicit LookUp(std::string const& name, unsigned short port = 0)
     {
-        try {
-            count = dovrel::ip_address::getHostsByNameInternal(dovrel::string(name), port, sink);
-        } catch (dovrel::NetworkError const& error) {
-            code = error.code();
-        }
+        code = networkErrorCode([&] {
+            count =
+                dovrel::ip_address::getHostsByNameInternal(dovrel::string(name), port, collector);
+        });
         EXPECT_EQ(resolver.listsInUse(), 0);
     }
 
-    Collector sink;
+    Collector collector;
     std::optional<int> count;
     std::optional<int> code;
 };
 
-/** A resolver that knows "host" and answers for every other name with @p elsewhere. */
-inline void answer(std::vector<AnsweredEntry> const& host, Answer const& elsewhere = {})
+/** Makes the resolver return @p host for "host" and @p elsewhere for every other name. */
+inline void resolveHost(std::vector<ResultEntry> const& host, Result const& elsewhere = {})
 {
-    resolver.onQuestion(
-        [=](Question const& asked) { return asked.name == "host" ? found(host) : elsewhere; });
+    resolver.onQuery(
+        [=](Query const& query) { return query.name == "host" ? found(host) : elsewhere; });
+}
+
+/** Runs @p body in @p count threads that start together; passes each its number. */
+template <class Body> void runInThreads(int count, Body body)
+{
+    std::barrier start(count);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i)
+        threads.emplace_back([&start, &body, i] {
+            start.arrive_and_wait();
+            body(i);
+        });
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 }

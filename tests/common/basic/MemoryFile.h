@@ -8,7 +8,7 @@
 #include <string_view>
 #include <system_error>
 
-/** A text behind a path: a file that is in memory only and gone with this object. */
+/** A file in memory, memfd_create(2), that exists as long as this object. */
 class MemoryFile {
 public:
     explicit MemoryFile(std::string_view text) : m_descriptor(::memfd_create("text", MFD_CLOEXEC))

@@ -19,7 +19,7 @@ std::string trimmed(std::string text)
     return text;
 }
 
-/** A text ends at its first zero byte; one that is not of the encoding is all question marks. */
+/** Decodes up to the first zero byte; replaces an undecodable string with question marks. */
 std::wstring wide(std::string const& narrow)
 {
     std::string const text = narrow.c_str();
@@ -48,7 +48,7 @@ std::wstring upper(std::wstring text)
     return text;
 }
 
-std::string shown(std::wstring const& text)
+std::string printable(std::wstring const& text)
 {
     std::ostringstream out;
     for (wchar_t c : text)
@@ -59,7 +59,7 @@ std::string shown(std::wstring const& text)
     return out.str();
 }
 
-std::wstring textOf(dovrel::string const& text)
+std::wstring wide(dovrel::string const& text)
 {
     return {text.c_str(), text.length()};
 }
@@ -112,17 +112,17 @@ std::string NaiveIni::differenceFrom(dovrel::IniFile const& file) const
             std::wstring const section = otherCase ? upper(place.first) : place.first;
             std::wstring const key = otherCase ? upper(place.second) : place.second;
             if (!file.lookupString(section.c_str(), key.c_str(), found))
-                return "not found: [" + shown(section) + "] " + shown(key);
-            if (textOf(found) != value)
-                return '[' + shown(section) + "] " + shown(key) + " is " + shown(textOf(found))
-                    + ", expected " + shown(value);
+                return "not found: [" + printable(section) + "] " + printable(key);
+            if (wide(found) != value)
+                return '[' + printable(section) + "] " + printable(key) + " is "
+                    + printable(wide(found)) + ", expected " + printable(value);
         }
     }
     std::set<std::wstring> namesOfFile;
     for (dovrel::string const& name : file.ReadSectionNames())
-        namesOfFile.insert(textOf(name));
+        namesOfFile.insert(wide(name));
     if (namesOfFile != names)
-        return "the sections are others";
+        return "the section names differ";
     for (std::wstring const& section : names)
         if (std::string difference = differenceOfSection(file, section); !difference.empty())
             return difference;
@@ -138,10 +138,10 @@ std::string NaiveIni::differenceOfSection(
             expected.push_back(place.second + L'=' + value);
     std::vector<std::wstring> values;
     for (dovrel::string const& value : file.ReadSectionValues(section.c_str()))
-        values.push_back(textOf(value));
+        values.push_back(wide(value));
     if (!file.SectionExists(section.c_str()))
-        return "does not exist: [" + shown(section) + ']';
+        return "does not exist: [" + printable(section) + ']';
     if (values != expected)
-        return "other entries, or in another order: [" + shown(section) + ']';
+        return "the entries or their order differ: [" + printable(section) + ']';
     return {};
 }

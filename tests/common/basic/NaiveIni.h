@@ -7,16 +7,16 @@
 #include <utility>
 
 /**
- * A second opinion on INI texts: what the rules say, line by line, and a std::map.
+ * A reference parser of INI files: line by line, into a std::map.
  *
- * It shares no code with the library but the text type. Texts are read in the present locale.
+ * It shares only the string type with the library. It decodes in the current locale.
  */
 class NaiveIni {
 public:
     explicit NaiveIni(std::string const& text);
 
-    /** @return the first thing that @p file, read from the same text, tells otherwise; empty where
-     * there is none. */
+    /** @return the first difference from @p file, which was read from the same text; empty if there
+     * is none. */
     std::string differenceFrom(dovrel::IniFile const& file) const;
 
     size_t size() const { return m_entries.size(); }

@@ -1,9 +1,9 @@
 #include "common/basic/NetworkError.h"
+#include "tests/common/basic/grouping_locale.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <locale>
 #include <string>
 #include <type_traits>
 
@@ -11,8 +11,8 @@ using dovrel::NetworkError;
 
 namespace {
 
-/** A host's own class, whose message has a text for the code. */
-class Named : public NetworkError {
+/** A host's derived class. It counts the calls of makeString. */
+class HostError : public NetworkError {
 public:
     using NetworkError::NetworkError;
     using NetworkError::operator=;
@@ -20,16 +20,10 @@ public:
     void makeString() override
     {
         NetworkError::makeString();
-        ++composed;
+        ++calls;
     }
 
-    int composed = 0;
-};
-
-/** A locale of a host that groups the digits of its numbers. */
-class Grouping : public std::numpunct<wchar_t> {
-    std::string do_grouping() const override { return "\1"; }
-    wchar_t do_thousands_sep() const override { return L'.'; }
+    int calls = 0;
 };
 
 void expectError(NetworkError const& error, int code, std::string const& text)
@@ -77,11 +71,11 @@ TEST(NetworkError, updatesItsMessageWhenACodeIsAssigned)
 
 TEST(NetworkError, callsTheOverridingMakeStringWhenACodeIsAssigned)
 {
-    Named error(-2);
-    EXPECT_EQ(error.composed, 0);
+    HostError error(-2);
+    EXPECT_EQ(error.calls, 0);
     NetworkError& base = error;
     base = -6;
-    EXPECT_EQ(error.composed, 1);
+    EXPECT_EQ(error.calls, 1);
     expectError(error, -6, "Network Error: code = -6");
 }
 
@@ -116,10 +110,8 @@ TEST(NetworkError, isCaughtAsAStandardException)
 
 TEST(NetworkError, ignoresTheDigitGroupingOfTheGlobalLocale)
 {
-    std::locale const former = std::locale::global(std::locale(std::locale(), new Grouping));
-    std::string const text = NetworkError(-123456).what();
-    std::locale::global(former);
-    EXPECT_EQ(text, "Network Error: code = -123456");
+    GroupingLocale const locale(L'.', 1);
+    EXPECT_STREQ(NetworkError(-123456).what(), "Network Error: code = -123456");
 }
 
 TEST(NetworkError, convertsToBoolImplicitly)

@@ -1,7 +1,7 @@
 #include "common/basic/text_cast.h"
 #include "common/basic/wide_string.h"
+#include "tests/common/basic/failing_allocations.h"
 #include "tests/common/basic/locale_scope.h"
-#include "tests/support/allocation_counter.h"
 
 #include <gtest/gtest.h>
 
@@ -21,75 +21,50 @@ constexpr wchar_t const* SHORT = L"former";
 constexpr wchar_t const* LONG = L"the former text, on the heap";
 constexpr wchar_t const* LONGER = L"another text, which is longer than the former one was";
 
-/** Does something with the text that it is given. @return whether the outcome is right. */
+/** Changes or uses a string. @return whether the result is right. */
 using Operation = std::function<bool(string&)>;
 
-/** Allocates nothing itself, as an operation is judged while allocations fail. */
+/** Compares without allocating memory. */
 bool is(string const& text, std::wstring_view expected)
 {
     return expected == std::wstring_view(text.c_str(), text.length());
 }
 
-/** How one try with a failing allocation ended. Noted first and judged later: a failing expectation
- * allocates, too. */
-struct Try {
-    bool right = false;
-    bool thrown = false;
-    bool failureHappened = false;
-    bool keptFormerText = true;
-    bool stillOfUse = true;
-    long blocksLost = 0;
-};
-
-Try tryWithFailure(size_t n, wchar_t const* former, Operation const& operation)
-{
-    Try result;
-    testkit::AllocationCounter const counter;
-    {
-        string text(former);
-        {
-            testkit::FailingAllocation const failing(n);
-            try {
-                result.right = operation(text);
-            } catch (std::bad_alloc const&) {
-                result.thrown = true;
-            }
-            result.failureHappened = failing.hasHappened();
-        }
-        if (result.thrown) {
-            result.keptFormerText = is(text, former);
-            text = LONGER;
-            result.stillOfUse = is(text, LONGER) && *static_cast<char const*>(text) == 'a';
-        }
-    }
-    result.blocksLost = counter.liveBlocks();
-    return result;
-}
-
 /**
- * Does @p operation with its first allocation failing, with its second failing, and so on until
- * none fails.
+ * Runs @p operation on a string @p former while each allocation fails in turn.
  *
- * Each time it must either throw or be right all the same; a text that it has thrown out of must be
- * what it was and be of use.
+ * Expects @p operation to return true or to throw, and the string to be unchanged and usable after
+ * an exception.
  */
 void failEachAllocation(wchar_t const* former, Operation const& operation)
 {
-    string warmUp(former); // A stream's first use fills caches that stay.
-    ASSERT_TRUE(operation(warmUp));
-    size_t n = 0;
-    for (bool failed = true; failed;) {
-        SCOPED_TRACE("allocation " + std::to_string(++n));
-        ASSERT_LT(n, 100U);
-        Try const result = tryWithFailure(n, former, operation);
-        failed = result.failureHappened;
-        EXPECT_TRUE(result.thrown || result.right) << "a wrong outcome and no exception";
-        EXPECT_TRUE(failed || !result.thrown);
-        EXPECT_TRUE(result.keptFormerText);
-        EXPECT_TRUE(result.stillOfUse);
-        EXPECT_EQ(result.blocksLost, 0);
-    }
-    EXPECT_GE(n, 2U) << "nothing was allocated, so nothing was tried";
+    testkit::AllocationCounter const counter;
+    string warmUp(former);
+    size_t const allocationsOfFormer = counter.calls();
+    ASSERT_TRUE(operation(warmUp)); // The first use of a stream allocates caches that stay.
+
+    bool right = false;
+    bool keptFormer = true;
+    bool isUsable = true;
+    size_t const runs = testkit::failEachAllocation(
+        [&] {
+            string text(former);
+            try {
+                right = operation(text);
+            } catch (std::bad_alloc const&) {
+                keptFormer = is(text, former);
+                text = LONGER;
+                isUsable = is(text, LONGER) && *static_cast<char const*>(text) == 'a';
+                throw;
+            }
+        },
+        [&](bool /*failed*/, bool thrown) {
+            EXPECT_TRUE(thrown || right) << "a wrong result without an exception";
+            EXPECT_TRUE(keptFormer);
+            EXPECT_TRUE(isUsable);
+            right = false;
+        });
+    EXPECT_GE(runs, allocationsOfFormer + 2) << "the operation allocated nothing";
 }
 
 TEST(AllocationFailure, duringWideAssignmentKeepsTheString)
@@ -231,7 +206,7 @@ TEST(AllocationFailure, doesNotMakeLiteralCastReturnItsDefault)
 TEST(AllocationFailure, duringStreamInsertionKeepsTheString)
 {
     failEachAllocation(LONG, [](string& text) {
-        std::ostringstream out; // Reports a failure of its own buffer by its state.
+        std::ostringstream out; // Its state reports a failed allocation of its buffer.
         out << text;
         return !out || out.view() == "the former text, on the heap";
     });

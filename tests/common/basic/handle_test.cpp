@@ -1,12 +1,12 @@
 #include "common/basic/handle.h"
-#include "tests/support/allocation_counter.h"
+#include "tests/common/basic/failing_allocations.h"
+#include "tests/support/DescriptorGuard.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <fcntl.h>
 #include <memory>
-#include <new>
 #include <stdexcept>
 #include <type_traits>
 #include <unistd.h>
@@ -17,13 +17,13 @@ using dovrel::handle;
 
 namespace {
 
-/** What the closing function was called with; has room, as it grows where allocations fail. */
+/** The arguments of the closing function; reserved, because some tests make allocations fail. */
 std::vector<int> closed;
 
 int noteClosing(int value)
 {
     closed.push_back(value);
-    return -1; // Nobody cares.
+    return -1; // The handle ignores it.
 }
 
 int otherClosing(int value)
@@ -102,7 +102,7 @@ TEST_F(Handle, callsItsOwnClosingFunction)
 
 TEST_F(Handle, callsTheClosingFunctionWithMinusOneTooKept)
 {
-    // A failed open's -1 too: who opens tests for it, and closing it does no harm.
+    // Callers of open test for -1 themselves, and to close it does no harm.
     for (int const value : {-1, 0, -2147483647 - 1})
         autohandle(value, noteClosing);
     EXPECT_EQ(closed, (std::vector<int>{-1, 0, -2147483647 - 1}));
@@ -112,7 +112,7 @@ TEST_F(Handle, ignoresAFailedClose)
 {
     errno = 0;
     EXPECT_NO_THROW(autohandle(-1, ::close));
-    EXPECT_EQ(errno, EBADF) << "close has been called";
+    EXPECT_EQ(errno, EBADF) << "close was not called";
 }
 
 TEST_F(Handle, closesWhenAnExceptionLeavesItsScope)
@@ -154,7 +154,7 @@ TEST_F(Handle, allocatesTheHolderAndTheCountAndFreesBoth)
         EXPECT_EQ(counter.liveBlocks(), 2);
         {
             handle<int> const copy = owner;
-            EXPECT_EQ(counter.calls(), 2U) << "a copy costs nothing";
+            EXPECT_EQ(counter.calls(), 2U) << "a copy allocated memory";
         }
         EXPECT_EQ(counter.liveBlocks(), 2);
     }
@@ -163,24 +163,13 @@ TEST_F(Handle, allocatesTheHolderAndTheCountAndFreesBoth)
 
 TEST_F(Handle, closesTheDescriptorWhenAnAllocationFails)
 {
-    for (size_t n = 1; n <= 2; ++n) {
-        closed.clear();
-        long blocksLost = 0;
-        bool thrown = false;
-        {
-            testkit::AllocationCounter const counter;
-            testkit::FailingAllocation const failure(n);
-            try {
-                autohandle(7, noteClosing);
-            } catch (std::bad_alloc const&) {
-                thrown = true;
-            }
-            blocksLost = counter.liveBlocks();
-        }
-        EXPECT_TRUE(thrown) << n;
-        EXPECT_EQ(blocksLost, 0) << n;
-        EXPECT_EQ(closed, std::vector<int>{7}) << n;
-    }
+    size_t const runs = testkit::failEachAllocation([] { autohandle(7, noteClosing); },
+        [](bool failed, bool thrown) {
+            EXPECT_EQ(thrown, failed);
+            EXPECT_EQ(closed, std::vector<int>{7});
+            closed.clear();
+        });
+    EXPECT_EQ(runs, 3U) << "two allocations fail, the third run succeeds";
 }
 
 TEST_F(Handle, isCopiedWithoutThrowingAndCannotBeAssigned)
@@ -190,7 +179,7 @@ TEST_F(Handle, isCopiedWithoutThrowingAndCannotBeAssigned)
     static_assert(std::has_virtual_destructor_v<handle<int>>);
     handle<int> source = autohandle(7, noteClosing);
     {
-        // There is nothing to move out of: the source goes on owning.
+        // There is no move constructor: the source remains an owner.
         handle<int> const moved(std::move(source));
     }
     EXPECT_TRUE(closed.empty());
@@ -207,15 +196,11 @@ TEST_F(Handle, canBeDeletedThroughItsBaseClass)
 
 TEST_F(Handle, leaksNoDescriptorInTenThousandRounds)
 {
-    int const before = ::dup(0);
-    ::close(before);
+    testkit::DescriptorGuard const guard;
     for (unsigned i = 0; i < 10'000; ++i) {
         handle<int> const owner = autohandle(::open("/dev/null", O_RDONLY | O_CLOEXEC), ::close);
         handle<int> const copy = owner;
     }
-    int const after = ::dup(0);
-    ::close(after);
-    EXPECT_EQ(after, before);
 }
 
 TEST(CheckedDelete, ignoresNull)

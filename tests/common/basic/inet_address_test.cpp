@@ -1,8 +1,9 @@
 #include "common/basic/inet_address.h"
 
-#include "common/basic/NetworkError.h"
 #include "common/basic/text_cast.h"
+#include "tests/common/basic/network_error_code.h"
 #include "tests/common/basic/random_addresses.h"
+#include "tests/common/basic/strict_weak_order.h"
 #include "tests/common/basic/string_fields.h"
 
 #include <arpa/inet.h>
@@ -12,11 +13,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <functional>
 #include <initializer_list>
 #include <memory>
-#include <optional>
 #include <string>
+#include <vector>
 
 using dovrel::inet_address;
 using dovrel::ip_address;
@@ -31,24 +31,14 @@ inet_address parsed(std::string const& text)
 
 std::string textOf(ip_address const& value)
 {
-    return static_cast<char const*>(value.toStringInternal());
-}
-
-std::optional<int> codeOf(std::function<void()> const& action)
-{
-    try {
-        action();
-        return std::nullopt;
-    } catch (dovrel::NetworkError const& error) {
-        return error.code();
-    }
+    return narrow(value.toStringInternal());
 }
 
 void expectInvalid(inet_address const& value)
 {
     EXPECT_EQ(value.family(), ip_address::AF_INVALID);
     EXPECT_EQ(value.port(), 0);
-    EXPECT_EQ(codeOf([&] { value.toStringInternal(); }), -6);
+    EXPECT_EQ(networkErrorCode([&] { value.toStringInternal(); }), -6);
 }
 
 inet_address scoped(uint32_t scope, uint32_t flow = 0)
@@ -74,8 +64,7 @@ private:
     int m_number;
 };
 
-/** Connects two stream sockets on this machine and compares what each says of itself and the other.
- */
+/** Connects two sockets on @p loopback and compares the names of both ends. */
 void expectBothEnds(char const* loopback)
 {
     inet_address const own(0, string(loopback));
@@ -252,7 +241,7 @@ TEST(InetAddressOrder, comparesTheAddressThenThePort)
     EXPECT_FALSE(parsed("10.0.0.1:443").isLess(parsed("10.0.0.1:80")));
     EXPECT_FALSE(parsed("10.0.0.1:80").isLess(parsed("10.0.0.1:80")));
     EXPECT_TRUE(parsed("192.168.0.1:443").isLess(parsed("10.0.0.2:80")));
-    // 255 and 256: as numbers, not as the bytes of the network.
+    // Ports compare as numbers, not in network byte order.
     EXPECT_TRUE(parsed("fe80::1:255").isLess(parsed("fe80::1:256")));
     EXPECT_TRUE(parsed("fe80::1:32767").isLess(parsed("fe80::1:32768")));
     EXPECT_TRUE(parsed("").isLess(parsed("10.0.0.1:80")));
@@ -269,19 +258,9 @@ TEST(InetAddressOrder, isAStrictWeakOrder)
         value.sockaddr() = address.sockaddr();
         values.push_back(value);
     }
-    auto const isTied = [](auto& x, auto& y) { return !x.isLess(y) && !y.isLess(x); };
-    for (size_t i = 0; i + 2 < values.size(); ++i) {
-        inet_address const& a = values[i];
-        inet_address const& b = values[i + 1];
-        inet_address const& c = values[i + 2];
-        EXPECT_FALSE(a.isLess(a));
-        EXPECT_FALSE(a.isLess(b) && b.isLess(a));
-        EXPECT_FALSE(a.isLess(b) && b.isLess(c) && !a.isLess(c));
-        EXPECT_FALSE(isTied(a, b) && isTied(b, c) && !isTied(a, c));
-        EXPECT_EQ(isTied(a, b),
-            (!a.valid() && !b.valid()) || (a.ip_address::isEqual(b) && a.port() == b.port()));
-        EXPECT_FALSE(a.isEqual(b) && !isTied(a, b));
-    }
+    testkit::expectStrictWeakOrder(values, [](inet_address const& a, inet_address const& b) {
+        return (!a.valid() && !b.valid()) || (a.ip_address::isEqual(b) && a.port() == b.port());
+    });
 }
 
 TEST(InetAddress, roundTripsThroughItsString)
@@ -315,17 +294,17 @@ TEST(SocketName, isInvalidForAUnixSocket)
 TEST(SocketName, throwsMinusOneForEveryErrorKept)
 {
     errno = 0;
-    EXPECT_EQ(codeOf([] { inet_address::getPeerName(-1); }), -1);
+    EXPECT_EQ(networkErrorCode([] { inet_address::getPeerName(-1); }), -1);
     EXPECT_EQ(errno, EBADF);
-    EXPECT_EQ(codeOf([] { inet_address::getSockName(-1); }), -1);
+    EXPECT_EQ(networkErrorCode([] { inet_address::getSockName(-1); }), -1);
     Socket const unconnected(AF_INET, SOCK_STREAM);
-    EXPECT_EQ(codeOf([&] { inet_address::getPeerName(unconnected.number()); }), -1);
+    EXPECT_EQ(networkErrorCode([&] { inet_address::getPeerName(unconnected.number()); }), -1);
     EXPECT_EQ(errno, ENOTCONN);
     EXPECT_EQ(textOf(inet_address::getSockName(unconnected.number())), "0.0.0.0:0");
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
     Socket const reader(ends[0]);
     Socket const writer(ends[1]);
-    EXPECT_EQ(codeOf([&] { inet_address::getSockName(reader.number()); }), -1);
+    EXPECT_EQ(networkErrorCode([&] { inet_address::getSockName(reader.number()); }), -1);
     EXPECT_EQ(errno, ENOTSOCK);
 }

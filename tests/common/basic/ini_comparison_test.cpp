@@ -1,9 +1,9 @@
-// Generated texts, read by the library and by the naive reader.
+// IniFile and NaiveIni read generated files.
 
-#include "common/basic/IniFile.h"
-#include "tests/common/basic/MemoryFile.h"
 #include "tests/common/basic/NaiveIni.h"
 #include "tests/common/basic/locale_scope.h"
+#include "tests/common/basic/parse_ini.h"
+#include "tests/common/basic/random_below.h"
 
 #include <gtest/gtest.h>
 
@@ -13,12 +13,12 @@
 
 namespace {
 
-/** Texts of pieces that mean something to the reader, few enough that names meet again. */
-class TextMaker {
+/** Makes files of few names and all delimiters, so that names repeat. */
+class FileMaker {
 public:
-    explicit TextMaker(unsigned seed) : m_numbers(seed) { }
+    explicit FileMaker(unsigned seed) : m_random(seed) { }
 
-    std::string text()
+    std::string make()
     {
         std::string text;
         for (unsigned left = below(60); left > 0; --left)
@@ -29,7 +29,7 @@ public:
     }
 
 private:
-    unsigned below(unsigned limit) { return static_cast<unsigned>(m_numbers() % limit); }
+    unsigned below(unsigned bound) { return testkit::below(m_random, bound); }
 
     template <size_t N> std::string oneOf(std::string const (&choices)[N])
     {
@@ -77,13 +77,12 @@ private:
         return text;
     }
 
-    std::mt19937 m_numbers;
+    std::mt19937 m_random;
 };
 
-void expectTheSameOf(std::string const& text)
+void expectNoDifference(std::string const& text)
 {
-    MemoryFile const source(text);
-    dovrel::IniFile const file(source.path(), true, false, false);
+    dovrel::IniFile const file = parseIni(text);
     ASSERT_EQ(file.savedError(), 0);
     ASSERT_EQ(NaiveIni(text).differenceFrom(file), "") << testing::PrintToString(text);
 }
@@ -96,26 +95,25 @@ TEST(NaiveIni, agreesWithIniFileOnGeneratedFilesInEveryLocale)
     for (char const* const name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {
         SCOPED_TRACE(name);
         LocaleScope const locale(name);
-        TextMaker maker(20240611);
+        FileMaker maker(20240611);
         for (int i = 0; i < 250; ++i) {
-            std::string const text = maker.text();
+            std::string const text = maker.make();
             entries += NaiveIni(text).size();
-            ASSERT_NO_FATAL_FAILURE(expectTheSameOf(text)) << "text " << i;
+            ASSERT_NO_FATAL_FAILURE(expectNoDifference(text)) << "file " << i;
         }
     }
-    EXPECT_GT(entries, 8'000U) << "the texts say too little";
+    EXPECT_GT(entries, 8'000U) << "the files have too few entries";
 }
 
 TEST(NaiveIni, reportsEveryKindOfDifference)
 {
     auto const difference = [](std::string const& text, std::string const& other) {
-        MemoryFile const source(other);
-        return NaiveIni(text).differenceFrom(dovrel::IniFile(source.path(), true, false, false));
+        return NaiveIni(text).differenceFrom(parseIni(other));
     };
     EXPECT_EQ(difference("[s]\nk=1\n", "[s]\nk=1\n"), "");
     EXPECT_EQ(difference("k=1\n", ""), "there are 0 entries, expected 1");
     EXPECT_EQ(difference("k=1\n", "l=1\n"), "not found: [] k");
     EXPECT_EQ(difference("k=1\n", "k=2\n"), "[] k is 2, expected 1");
-    EXPECT_EQ(difference("[s]\nk=1\n", "[S]\nk=1\n"), "the sections are others");
-    EXPECT_EQ(difference("[s]\nk=1\n", "[s]\nK=1\n"), "other entries, or in another order: [s]");
+    EXPECT_EQ(difference("[s]\nk=1\n", "[S]\nk=1\n"), "the section names differ");
+    EXPECT_EQ(difference("[s]\nk=1\n", "[s]\nK=1\n"), "the entries or their order differ: [s]");
 }

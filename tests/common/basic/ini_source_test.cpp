@@ -1,9 +1,10 @@
-// The kinds of files that a reader meets: missing, odd, endless, large; and no memory for them.
+// Files that are missing, unreadable, endless or large, and allocations that fail.
 
-#include "common/basic/IniFile.h"
-#include "tests/common/basic/MemoryFile.h"
+#include "tests/common/basic/failing_allocations.h"
 #include "tests/common/basic/locale_scope.h"
-#include "tests/support/allocation_counter.h"
+#include "tests/common/basic/parse_ini.h"
+#include "tests/common/basic/string_fields.h"
+#include "tests/support/DescriptorGuard.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,16 +16,16 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <new>
 #include <string>
 #include <system_error>
+#include <vector>
 
 using dovrel::IniFile;
 using dovrel::string;
 
 namespace {
 
-/** A folder for the test's files, gone with it. */
+/** A temporary folder for the test's files. */
 class IniSource : public testing::Test {
 protected:
     IniSource()
@@ -42,20 +43,10 @@ private:
     std::string m_folder;
 };
 
-IniFile read(std::string const& path)
-{
-    return {path, true, false, false};
-}
-
-std::string errorTextOf(IniFile const& file)
-{
-    return static_cast<char const*>(file.errorText());
-}
-
 void expectError(IniFile const& file, int error, std::string const& text)
 {
     EXPECT_EQ(file.savedError(), error);
-    EXPECT_EQ(errorTextOf(file), text);
+    EXPECT_EQ(narrow(file.errorText()), text);
     EXPECT_EQ(file.size(), 0U);
     EXPECT_FALSE(file.SectionExists(L""));
     EXPECT_EQ(file.ReadString(L"Main", L"k", L"fallback"), string(L"fallback"));
@@ -64,14 +55,7 @@ void expectError(IniFile const& file, int error, std::string const& text)
 void expectNoError(IniFile const& file)
 {
     EXPECT_EQ(file.savedError(), 0);
-    EXPECT_EQ(errorTextOf(file), "");
-}
-
-/** Descriptors of the whole process, but for the one that looks. */
-long descriptorsInUse()
-{
-    std::filesystem::directory_iterator const all("/proc/self/fd");
-    return std::distance(begin(all), end(all));
+    EXPECT_EQ(narrow(file.errorText()), "");
 }
 
 }
@@ -121,7 +105,7 @@ TEST_F(IniSource, isNotFoundWhenItCannotBeOpenedForAnyReasonKept)
     for (std::string const& name : {path("file") + "/x.ini", path("loop"), path("link"),
              path(std::string(5000, 'x')), std::string()}) {
         errno = 0;
-        IniFile const file = read(name);
+        IniFile const file = readIni(name);
         EXPECT_EQ(errno, ENOENT);
         expectError(file, ENOENT, "File " + name + " not found!");
     }
@@ -131,13 +115,14 @@ TEST_F(IniSource, isFoundByAPathInTheLocalesEncoding)
 {
     LocaleScope const locale("C.UTF-8");
     std::ofstream(path("\xC3\xA4\xE2\x82\xAC.ini")) << "k=1\n";
-    EXPECT_EQ(read(path("\xC3\xA4\xE2\x82\xAC.ini")).size(), 1U);
-    expectError(read(path("\xC3\xB6.ini")), ENOENT, "File " + path("\xC3\xB6.ini") + " not found!");
+    EXPECT_EQ(readIni(path("\xC3\xA4\xE2\x82\xAC.ini")).size(), 1U);
+    expectError(
+        readIni(path("\xC3\xB6.ini")), ENOENT, "File " + path("\xC3\xB6.ini") + " not found!");
 }
 
 TEST_F(IniSource, failsWhenItIsADirectory)
 {
-    expectError(read(path("")), EISDIR, "File " + path("") + " could not be read!");
+    expectError(readIni(path("")), EISDIR, "File " + path("") + " could not be read!");
     expectError(
         IniFile(path(""), false, true, false), EISDIR, "File " + path("") + " could not be read!");
 }
@@ -145,7 +130,7 @@ TEST_F(IniSource, failsWhenItIsADirectory)
 TEST_F(IniSource, isEmptyWhenItIsAFifoWithoutAWriter)
 {
     ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
-    IniFile const file = read(path("fifo"));
+    IniFile const file = readIni(path("fifo"));
     expectNoError(file);
     EXPECT_EQ(file.size(), 0U);
 }
@@ -156,54 +141,53 @@ TEST_F(IniSource, failsWhenItIsAFifoWhoseWriterStaysOpen)
     int const writer = ::open(path("fifo").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_GE(writer, 0);
     ASSERT_EQ(::write(writer, "k=1\n", 4), 4);
-    expectError(read(path("fifo")), EAGAIN, "File " + path("fifo") + " could not be read!");
+    expectError(readIni(path("fifo")), EAGAIN, "File " + path("fifo") + " could not be read!");
     ::close(writer);
 }
 
 TEST_F(IniSource, isTooLargeWhenItHasNoEnd)
 {
-    expectError(read("/dev/zero"), EFBIG, "File /dev/zero is too large!");
+    expectError(readIni("/dev/zero"), EFBIG, "File /dev/zero is too large!");
 }
 
 TEST_F(IniSource, failsWhenItExceedsTheSizeLimit)
 {
     std::ofstream(path("x.ini")) << "k=1\nl=2\n";
     ASSERT_EQ(::truncate(path("x.ini").c_str(), IniFile::LARGEST_FILE), 0);
-    IniFile const file = read(path("x.ini"));
+    IniFile const file = readIni(path("x.ini"));
     expectNoError(file);
     EXPECT_EQ(file.size(), 2U);
     ASSERT_EQ(::truncate(path("x.ini").c_str(), IniFile::LARGEST_FILE + 1), 0);
-    expectError(read(path("x.ini")), EFBIG, "File " + path("x.ini") + " is too large!");
+    expectError(readIni(path("x.ini")), EFBIG, "File " + path("x.ini") + " is too large!");
 }
 
 TEST_F(IniSource, leavesNoDescriptorOpen)
 {
     std::ofstream(path("x.ini")) << "k=1\n";
-    long const before = descriptorsInUse();
     for (std::string const& name :
         {path("x.ini"), path("missing"), path(""), std::string("/dev/zero")}) {
-        IniFile const file = read(name);
-        EXPECT_EQ(descriptorsInUse(), before) << name;
+        SCOPED_TRACE(name);
+        std::vector<int> const before = testkit::openDescriptors();
+        IniFile const file = readIni(name);
+        EXPECT_EQ(testkit::openDescriptors(), before);
     }
 }
 
 TEST(LargeIniFile, mayHaveALineOfAMebibyte)
 {
     std::string const value(1024 * 1024, 'v');
-    MemoryFile const source("[s]\na=1\nk=" + value + "\nz=2\n" + std::string(1024 * 1024, ' ')
+    IniFile const file = parseIni("[s]\na=1\nk=" + value + "\nz=2\n" + std::string(1024 * 1024, ' ')
         + "y = 3 ;" + std::string(1024 * 1024, '[') + "\n");
-    IniFile const file = read(source.path());
     EXPECT_EQ(file.size(), 4U);
     EXPECT_EQ(file.ReadInt(L"s", L"y", 0), 3);
-    EXPECT_TRUE(static_cast<char const*>(file.ReadString(L"s", L"k", L"")) == value);
+    EXPECT_TRUE(narrow(file.ReadString(L"s", L"k", L"")) == value);
 }
 
 TEST(LargeIniFile, mayHaveNamesOfAMebibyte)
 {
     std::string const name(1024 * 1024, 'N');
     std::string const lower(1024 * 1024, 'n');
-    MemoryFile const source('[' + name + "]\n" + name + "=1\n" + lower + "=2\n");
-    IniFile const file = read(source.path());
+    IniFile const file = parseIni('[' + name + "]\n" + name + "=1\n" + lower + "=2\n");
     EXPECT_EQ(file.size(), 1U);
     EXPECT_EQ(file.ReadInt(lower, lower, 0), 1);
 }
@@ -214,8 +198,7 @@ TEST(LargeIniFile, mayHaveAHundredThousandSections)
     std::string text;
     for (int i = 0; i < COUNT; ++i)
         text += "[S" + std::to_string(i * 7919 % COUNT) + "]\nk=" + std::to_string(i) + '\n';
-    MemoryFile const source(text);
-    IniFile const file = read(source.path());
+    IniFile const file = parseIni(text);
     ASSERT_EQ(file.size(), static_cast<size_t>(COUNT));
     for (int i = 0; i < COUNT; i += 997)
         EXPECT_EQ(file.ReadInt("s" + std::to_string(i * 7919 % COUNT), L"K", -1), i);
@@ -227,8 +210,7 @@ TEST(LargeIniFile, mayHaveAHundredThousandEmptyHeadings)
     std::string text;
     for (int i = 0; i < 100'000; ++i)
         text += "[]\n";
-    MemoryFile const source(text + "k=1\n");
-    EXPECT_EQ(read(source.path()).ReadInt(L"", L"k", 0), 1);
+    EXPECT_EQ(parseIni(text + "k=1\n").ReadInt(L"", L"k", 0), 1);
 }
 
 TEST(IniFileAllocationFailure, leaksNothingWhileTheFileIsRead)
@@ -239,87 +221,45 @@ TEST(IniFileAllocationFailure, leaksNothingWhileTheFileIsRead)
     LocaleScope const locale("C.UTF-8");
     ASSERT_EQ(IniFile(path, true, false, false).size(), 4U);
 
-    size_t n = 0;
-    for (bool failed = true; failed;) {
-        SCOPED_TRACE("allocation " + std::to_string(++n));
-        ASSERT_LT(n, 1000U);
-        bool thrown = false;
-        size_t entries = 0;
-        testkit::AllocationCounter const counter;
-        {
-            testkit::FailingAllocation const failing(n);
-            try {
-                IniFile const file(path, true, false, false);
-                entries = file.size();
-            } catch (std::bad_alloc const&) {
-                thrown = true;
-            }
-            failed = failing.hasHappened();
-        }
-        long const lost = counter.liveBlocks();
-        EXPECT_EQ(lost, 0);
-        EXPECT_TRUE(failed || !thrown); // Giving room back may fail without harm.
-        EXPECT_TRUE(thrown || entries == 4) << entries;
-    }
-    EXPECT_GT(n, 5U);
+    size_t entries = 0;
+    size_t const runs =
+        testkit::failEachAllocation([&] { entries = IniFile(path, true, false, false).size(); },
+            [&](bool /*failed*/, bool thrown) {
+                // A request to shrink a buffer may fail without an exception.
+                EXPECT_TRUE(thrown || entries == 4) << entries;
+                entries = 0;
+            });
+    EXPECT_GT(runs, 5U);
 }
 
 TEST(IniFileAllocationFailure, leaksNothingDuringLookUps)
 {
-    MemoryFile const source("[A section with a long name]\nA key with a long name=1\nb=2\n");
-    IniFile const file = read(source.path());
+    IniFile const file = parseIni("[A section with a long name]\nA key with a long name=1\nb=2\n");
     string const section(L"a section with a long name");
     string const key(L"a key with a long name");
     string const none(L"a fallback with a long text");
-    size_t n = 0;
-    for (bool failed = true; failed;) {
-        SCOPED_TRACE("allocation " + std::to_string(++n));
-        ASSERT_LT(n, 1000U);
-        bool thrown = false;
-        bool right = false;
-        testkit::AllocationCounter const counter;
-        {
-            testkit::FailingAllocation const failing(n);
-            try {
-                string out;
-                right = file.lookupString(section, key, out) && file.ReadInt(section, key, 0) == 1
-                    && file.ReadBool(section, key, false)
-                    && file.ReadSectionValues(section).size() == 2
-                    && file.ReadSectionNames().size() == 1 && file.SectionExists(section)
-                    && file.ReadString(section, none, none) == none;
-            } catch (std::bad_alloc const&) {
-                thrown = true;
-            }
-            failed = failing.hasHappened();
-        }
-        long const lost = counter.liveBlocks();
-        EXPECT_EQ(lost, 0);
-        EXPECT_EQ(thrown, failed);
-        EXPECT_TRUE(thrown || right);
-    }
-    EXPECT_GT(n, 5U);
+    bool right = false;
+    size_t const runs = testkit::failEachAllocation(
+        [&] {
+            string out;
+            right = file.lookupString(section, key, out) && file.ReadInt(section, key, 0) == 1
+                && file.ReadBool(section, key, false) && file.ReadSectionValues(section).size() == 2
+                && file.ReadSectionNames().size() == 1 && file.SectionExists(section)
+                && file.ReadString(section, none, none) == none;
+        },
+        [&](bool failed, bool thrown) {
+            EXPECT_EQ(thrown, failed);
+            EXPECT_TRUE(thrown || right);
+            right = false;
+        });
+    EXPECT_GT(runs, 5U);
 }
 
 TEST(IniFileAllocationFailure, leaksNothingWhileAMissingFileIsReported)
 {
     string const path(L"/nowhere/at/all/of/a/long/name.ini");
-    size_t n = 0;
-    for (bool failed = true; failed;) {
-        ASSERT_LT(++n, 100U);
-        bool thrown = false;
-        testkit::AllocationCounter const counter;
-        {
-            testkit::FailingAllocation const failing(n);
-            try {
-                IniFile const file(path, true, false, false);
-            } catch (std::bad_alloc const&) {
-                thrown = true;
-            }
-            failed = failing.hasHappened();
-        }
-        long const lost = counter.liveBlocks();
-        EXPECT_EQ(lost, 0) << n;
-        EXPECT_EQ(thrown, failed) << n;
-    }
-    EXPECT_GT(n, 2U);
+    size_t const runs =
+        testkit::failEachAllocation([&] { IniFile const file(path, true, false, false); },
+            [](bool failed, bool thrown) { EXPECT_EQ(thrown, failed); });
+    EXPECT_GT(runs, 2U);
 }

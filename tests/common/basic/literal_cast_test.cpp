@@ -1,4 +1,5 @@
 #include "common/basic/text_cast.h"
+#include "tests/common/basic/random_below.h"
 
 #include <gtest/gtest.h>
 
@@ -12,10 +13,11 @@
 
 using dovrel::literal_cast;
 using dovrel::string;
+using testkit::below;
 
 namespace {
 
-/** What a stream of the classic locale reads, @p fallback where it fails. */
+/** @return what a stream in the classic locale reads, or @p fallback if it fails. */
 template <class T> T streamed(std::wstring const& text, T fallback)
 {
     std::wistringstream in(text);
@@ -96,13 +98,7 @@ TEST(LiteralCast, readsALongOfThePlatformsWidth)
         std::numeric_limits<long>::min());
 }
 
-/** @return a number from 0 to @p bound - 1; the same sequence on every machine. */
-unsigned below(std::mt19937& random, unsigned bound)
-{
-    return static_cast<unsigned>(random() % bound);
-}
-
-/** One piece of the texts that are put together below. */
+/** @return one piece of a generated string. */
 std::wstring piece(std::mt19937& random)
 {
     static constexpr wchar_t const* PIECES[] = {L" ", L"\t", L"\n", L"\r", L"+", L"-", L"0", L"0x",
@@ -132,8 +128,8 @@ TEST(LiteralCast, readsGeneratedStringsAsAStreamDoes)
 
 TEST(LiteralCast, readsNumbersNearTheLimitsAsAStreamDoes)
 {
-    for (char const* border : {"2147483647", "4294967295", "9223372036854775807"}) {
-        unsigned long long const number = std::stoull(border);
+    for (char const* limit : {"2147483647", "4294967295", "9223372036854775807"}) {
+        unsigned long long const number = std::stoull(limit);
         for (unsigned long long offset = 0; offset < 40; ++offset) {
             for (wchar_t const* sign : {L"", L"-", L"+"}) {
                 std::wstring const text = sign + std::to_wstring(number - 20 + offset);

@@ -10,7 +10,7 @@ char const* setCharacterType(char const* name)
 {
     if (char const* set = std::setlocale(LC_CTYPE, name))
         return set;
-    // LOCPATH hides the system's own locales, so it is there for one call only.
+    // LOCPATH hides the system's locales, so it is set for one call only.
     setenv("LOCPATH", DOVREL_TEST_LOCALES, 1);
     char const* set = std::setlocale(LC_CTYPE, name);
     unsetenv("LOCPATH");

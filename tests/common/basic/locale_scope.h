@@ -2,16 +2,16 @@
 
 #include <string>
 
-/** Sets the C library's LC_CTYPE as long as it lives, then brings the former one back. */
+/** Sets the C library's LC_CTYPE and restores the former one at its end. */
 class LocaleScope {
 public:
     /**
-     * @param name "C", "C.UTF-8", or one of the encodings that the build makes locales of:
-     * "ISO-8859-1", "SHIFT_JIS" (where byte 0x5C is a yen sign and 0x7E an overline), "BS_4730"
-     * (where byte 0x23 is a pound sign and nothing is a number sign), "BIG5-HKSCS" (where U+00CA is
-     * held back until the next character, which may combine with it) and "ISO-8859-9" (which
-     * lowers "I" as Turkish does, to a letter that is not ASCII).
-     * @throws std::runtime_error where there is no such locale.
+     * @param name "C", "C.UTF-8", or a locale that the build compiles: "ISO-8859-1"; "SHIFT_JIS",
+     * where byte 0x5C is a yen sign and 0x7E an overline; "BS_4730", where byte 0x23 is a pound
+     * sign and no byte is a number sign; "BIG5-HKSCS", which holds U+00CA back until the next
+     * character, because both may combine; "ISO-8859-9", which lowers "I" to a letter beyond ASCII
+     * as Turkish does.
+     * @throws std::runtime_error if there is no such locale.
      */
     explicit LocaleScope(char const* name);
     LocaleScope(LocaleScope const&) = delete;

@@ -15,7 +15,7 @@ using dovrel::string;
 
 namespace {
 
-char const* narrow(string const& text)
+char const* narrowCopy(string const& text)
 {
     return text;
 }
@@ -30,7 +30,7 @@ TEST(NarrowCopy, isNullBeforeTheFirstConversion)
 TEST(NarrowCopy, isOwnedByTheString)
 {
     string const text(L"text");
-    char const* const copy = narrow(text);
+    char const* const copy = narrowCopy(text);
     EXPECT_STREQ(copy, "text");
     EXPECT_EQ(fieldsOf(text).narrow, copy);
 }
@@ -38,18 +38,18 @@ TEST(NarrowCopy, isOwnedByTheString)
 TEST(NarrowCopy, ofAnEmptyStringIsEmptyAndNotNull)
 {
     string const text;
-    ASSERT_NE(narrow(text), nullptr);
-    EXPECT_STREQ(narrow(text), "");
+    ASSERT_NE(narrowCopy(text), nullptr);
+    EXPECT_STREQ(narrowCopy(text), "");
     EXPECT_STREQ(string::basic_char_string().c_str(), "");
 }
 
 TEST(NarrowCopy, isReallocatedOnEachConversion)
 {
     string const text(L"the same text");
-    char const* const first = narrow(text);
+    char const* const first = narrowCopy(text);
     std::string const bytes = first;
     testkit::AllocationCounter const counter;
-    char const* const second = narrow(text);
+    char const* const second = narrowCopy(text);
     size_t const calls = counter.calls();
     EXPECT_GE(calls, 1U);
     EXPECT_EQ(counter.liveBlocks(), 0);
@@ -61,7 +61,7 @@ TEST(NarrowCopy, isAllocatedAsAnArray)
 {
     string const text(L"text");
     testkit::AllocationCounter const counter;
-    static_cast<void>(narrow(text));
+    static_cast<void>(narrowCopy(text));
     bool const isArray = testkit::AllocationCounter::latestWasArray();
     EXPECT_TRUE(isArray);
     EXPECT_EQ(counter.liveBlocks(), 1);
@@ -72,32 +72,32 @@ TEST(NarrowCopy, followsTheStringAndTheLocale)
     string text(L"caf\u00E9");
     {
         LocaleScope const locale("C.UTF-8");
-        EXPECT_STREQ(narrow(text), "caf\xC3\xA9");
+        EXPECT_STREQ(narrowCopy(text), "caf\xC3\xA9");
     }
     {
         LocaleScope const locale("ISO-8859-1");
-        EXPECT_STREQ(narrow(text), "caf\xE9");
+        EXPECT_STREQ(narrowCopy(text), "caf\xE9");
     }
     LocaleScope const locale("C");
-    EXPECT_STREQ(narrow(text), "caf?");
+    EXPECT_STREQ(narrowCopy(text), "caf?");
     text = L"bar";
-    EXPECT_STREQ(narrow(text), "bar");
+    EXPECT_STREQ(narrowCopy(text), "bar");
     text += string(L"\u20AC");
-    EXPECT_STREQ(narrow(text), "bar?");
+    EXPECT_STREQ(narrowCopy(text), "bar?");
 }
 
 TEST(NarrowCopy, isEncodedInShiftJis)
 {
     LocaleScope const locale("SHIFT_JIS");
-    EXPECT_STREQ(narrow(string(L"\u8868\u00A5")), "\x95\x5C\x5C");
-    EXPECT_STREQ(narrow(string("C:\\dir~")), "C:\\dir~");
+    EXPECT_STREQ(narrowCopy(string(L"\u8868\u00A5")), "\x95\x5C\x5C");
+    EXPECT_STREQ(narrowCopy(string("C:\\dir~")), "C:\\dir~");
 }
 
 TEST(NarrowCopy, replacesAsciiCharactersThatTheLocaleLacks)
 {
     LocaleScope const locale("BS_4730");
-    EXPECT_STREQ(narrow(string(L"a#b~")), "a?b?");
-    EXPECT_STREQ(narrow(string(L"\u00A3 1")), "\x23 1");
+    EXPECT_STREQ(narrowCopy(string(L"a#b~")), "a?b?");
+    EXPECT_STREQ(narrowCopy(string(L"\u00A3 1")), "\x23 1");
 }
 
 TEST(NarrowCopy, encodesACharacterBeyondAsciiAtEveryPosition)
@@ -113,7 +113,7 @@ TEST(NarrowCopy, encodesACharacterBeyondAsciiAtEveryPosition)
                 content[at] = L'\u00E9';
                 std::string const expected =
                     std::string(at, 'a') + odd + std::string(length - at - 1, 'a');
-                EXPECT_EQ(narrow(string(content.c_str())), expected) << name;
+                EXPECT_EQ(narrowCopy(string(content.c_str())), expected) << name;
             }
         }
     }
@@ -133,7 +133,7 @@ TEST(NarrowCopy, encodesStringsOfEveryLengthInEachLocale)
                     expected += static_cast<char>(c);
                 else
                     expected += std::string_view(name) == "C.UTF-8" ? "\xE2\x82\xAC" : "?";
-            EXPECT_EQ(std::string(narrow(text)), expected) << name;
+            EXPECT_EQ(std::string(narrowCopy(text)), expected) << name;
         }
     }
 }
@@ -144,8 +144,8 @@ TEST(NarrowCopy, roundTripsInUtf8)
     for (wchar_t const* content : {L"plain", L"caf\u00E9", L"\u20AC\u8868", L"\U0001F600",
              L"\U0010FFFF mixed \u00E9 and long enough for a block"}) {
         string const text(content);
-        EXPECT_STREQ(string(narrow(text)).c_str(), content);
-        EXPECT_STREQ(string(std::string(narrow(text))).c_str(), content);
+        EXPECT_STREQ(string(narrowCopy(text)).c_str(), content);
+        EXPECT_STREQ(string(std::string(narrowCopy(text))).c_str(), content);
     }
 }
 
@@ -159,7 +159,7 @@ TEST(NarrowCopy, isAllocatedInItsExactSize)
                 content[length / 2] = other;
                 string const text(content.c_str());
                 testkit::AllocationCounter const counter;
-                char const* const copy = narrow(text);
+                char const* const copy = narrowCopy(text);
                 size_t const size = testkit::AllocationCounter::latestSize();
                 long const blocks = counter.liveBlocks();
                 EXPECT_EQ(size, std::strlen(copy) + 1) << name << ' ' << length;
@@ -172,11 +172,11 @@ TEST(NarrowCopy, isAllocatedInItsExactSize)
 TEST(NarrowCopy, includesALastCharacterThatTheEncodingHoldsBack)
 {
     LocaleScope const locale("BIG5-HKSCS");
-    EXPECT_STREQ(narrow(string(L"\u00CA")), "\x88\x66");
-    EXPECT_STREQ(narrow(string(L"a\u00CA\u0304")), "a\x88\x62");
+    EXPECT_STREQ(narrowCopy(string(L"\u00CA")), "\x88\x66");
+    EXPECT_STREQ(narrowCopy(string(L"a\u00CA\u0304")), "a\x88\x62");
     for (size_t before : {31, 300, 1000}) {
         std::wstring const content = std::wstring(before, L'a') + L"\u00CA";
-        EXPECT_EQ(narrow(string(content.c_str())), std::string(before, 'a') + "\x88\x66");
+        EXPECT_EQ(narrowCopy(string(content.c_str())), std::string(before, 'a') + "\x88\x66");
     }
 }
 
@@ -185,9 +185,9 @@ TEST(NarrowCopy, isCopiedByteForByteWithTheString)
     string const source(L"caf\u00E9");
     {
         LocaleScope const locale("ISO-8859-1");
-        ASSERT_STREQ(narrow(source), "caf\xE9");
+        ASSERT_STREQ(narrowCopy(source), "caf\xE9");
     }
-    // In this locale a fresh conversion would give the two bytes C3 A9.
+    // A conversion in this locale would return the two bytes C3 A9.
     LocaleScope const locale("C.UTF-8");
     testkit::AllocationCounter const counter;
     string const copied(source);
@@ -198,7 +198,7 @@ TEST(NarrowCopy, isCopiedByteForByteWithTheString)
     ASSERT_NE(fieldsOf(copied).narrow, nullptr);
     EXPECT_NE(fieldsOf(copied).narrow, fieldsOf(source).narrow);
     EXPECT_STREQ(fieldsOf(copied).narrow, "caf\xE9");
-    EXPECT_STREQ(narrow(copied), "caf\xC3\xA9");
+    EXPECT_STREQ(narrowCopy(copied), "caf\xC3\xA9");
 }
 
 TEST(NarrowCopy, isEmptyInTheCopyOfAStringWithoutOne)
@@ -207,24 +207,24 @@ TEST(NarrowCopy, isEmptyInTheCopyOfAStringWithoutOne)
     string const copied(source);
     char const* const copy = fieldsOf(copied).narrow;
     EXPECT_TRUE(!copy || *copy == '\0');
-    EXPECT_STREQ(narrow(copied), "text");
+    EXPECT_STREQ(narrowCopy(copied), "text");
 }
 
 TEST(NarrowCopy, movesWithTheString)
 {
     string source(L"text");
-    char const* const copy = narrow(source);
+    char const* const copy = narrowCopy(source);
     string const moved(std::move(source));
     EXPECT_EQ(fieldsOf(moved).narrow, copy);
     EXPECT_EQ(fieldsOf(source).narrow, nullptr);
 }
 
-/** 1 MiB of wide text of which the C locale can encode nothing, converted on a small stack. */
-void* convertHugeText(void* result)
+/** Converts 1 MiB of characters that the C locale lacks; runs on a small stack. */
+void* convertHugeString(void* result)
 {
     constexpr size_t LENGTH = 1024 * 1024 / sizeof(wchar_t);
     string const text(std::wstring(LENGTH, L'\u20AC').c_str());
-    *static_cast<std::string*>(result) = narrow(text);
+    *static_cast<std::string*>(result) = narrowCopy(text);
     return nullptr;
 }
 
@@ -236,7 +236,7 @@ TEST(NarrowCopy, ofAHugeStringNeedsLittleStack)
     ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
     std::string result;
     pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, &attributes, convertHugeText, &result), 0);
+    ASSERT_EQ(pthread_create(&thread, &attributes, convertHugeString, &result), 0);
     ASSERT_EQ(pthread_join(thread, nullptr), 0);
     pthread_attr_destroy(&attributes);
     EXPECT_EQ(result.length(), 262144U);

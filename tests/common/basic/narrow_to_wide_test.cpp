@@ -1,5 +1,6 @@
 #include "common/basic/wide_string.h"
 #include "tests/common/basic/locale_scope.h"
+#include "tests/common/basic/string_fields.h"
 #include "tests/support/allocation_counter.h"
 
 #include <gtest/gtest.h>
@@ -12,11 +13,6 @@
 using dovrel::string;
 
 namespace {
-
-std::wstring wide(string const& text)
-{
-    return {text.c_str(), text.length()};
-}
 
 TEST(NarrowToWide, treatsNullAsEmpty)
 {

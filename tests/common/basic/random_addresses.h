@@ -7,10 +7,8 @@
 namespace testkit {
 
 /**
- * Addresses of both families, and some that are none, the same ones in every run.
- *
- * A byte is one of few values, so that equal ones and ones that differ late in their order are
- * among neighbours.
+ * @return IPv4, IPv6 and invalid addresses, the same in every run. Their bytes have few values, so
+ * that some neighbours are equal and some differ only in a late byte.
  */
 std::vector<dovrel::ip_address> randomAddresses(size_t count);
 

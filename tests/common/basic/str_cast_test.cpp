@@ -1,4 +1,6 @@
 #include "common/basic/text_cast.h"
+#include "tests/common/basic/grouping_locale.h"
+#include "tests/common/basic/string_fields.h"
 
 #include <gtest/gtest.h>
 
@@ -14,12 +16,7 @@ using dovrel::string;
 
 namespace {
 
-std::wstring wide(string const& text)
-{
-    return {text.c_str(), text.length()};
-}
-
-/** What a stream of the classic locale makes of @p value. */
+/** @return what a stream in the classic locale writes for @p value. */
 template <class T> std::wstring streamed(T value)
 {
     std::wostringstream out;
@@ -27,37 +24,6 @@ template <class T> std::wstring streamed(T value)
     out << value;
     return out.str();
 }
-
-/** Digits in groups and a decimal comma: what a host's global locale may bring. */
-class Grouping : public std::numpunct<wchar_t> {
-public:
-    Grouping(wchar_t separator, char groupSize) : m_separator(separator), m_grouping(1, groupSize)
-    {
-    }
-
-private:
-    wchar_t do_thousands_sep() const override { return m_separator; }
-    wchar_t do_decimal_point() const override { return L','; }
-    std::string do_grouping() const override { return m_grouping; }
-
-    wchar_t m_separator;
-    std::string m_grouping;
-};
-
-class GlobalLocaleScope {
-public:
-    /** Takes over @p facet. */
-    explicit GlobalLocaleScope(Grouping* facet)
-        : m_former(std::locale::global(std::locale(std::locale::classic(), facet)))
-    {
-    }
-    GlobalLocaleScope(GlobalLocaleScope const&) = delete;
-    GlobalLocaleScope& operator=(GlobalLocaleScope const&) = delete;
-    ~GlobalLocaleScope() { std::locale::global(m_former); }
-
-private:
-    std::locale m_former;
-};
 
 TEST(StrCast, writesSignedNumbers)
 {
@@ -166,7 +132,7 @@ TEST(StrCast, writesAnyIntegerAsAStreamDoes)
 
 TEST(StrCast, ignoresTheGlobalLocale)
 {
-    GlobalLocaleScope const grouping(new Grouping(L'.', 3));
+    GroupingLocale const locale(L'.', 3);
     std::wostringstream control;
     control << 1234567;
     ASSERT_EQ(control.str(), L"1.234.567");
@@ -180,7 +146,7 @@ TEST(StrCast, ignoresTheGlobalLocale)
 
 TEST(LiteralCast, ignoresTheGlobalLocale)
 {
-    GlobalLocaleScope const grouping(new Grouping(L'.', 3));
+    GroupingLocale const locale(L'.', 3);
     EXPECT_EQ(dovrel::literal_cast<int>(L"1.234.567", 9), 1);
     EXPECT_EQ(dovrel::literal_cast<long>(L"1234567", 9), 1234567);
     EXPECT_EQ(dovrel::literal_cast<long long>(L"123456789012", 9), 123456789012LL);
@@ -188,7 +154,7 @@ TEST(LiteralCast, ignoresTheGlobalLocale)
 
 TEST(LiteralCast, readsAMacAddressWhenTheLocaleGroupsByColons)
 {
-    GlobalLocaleScope const grouping(new Grouping(L':', 2));
+    GroupingLocale const locale(L':', 2);
     dovrel::macaddress_cpp expected;
     expected[0] = 0x12;
     expected[1] = 0x34;

@@ -1,4 +1,4 @@
-// What a host writes to a stream of either kind; compiled by each standard that hosts use.
+// Insertion into narrow and wide streams. Compiled for each C++ standard that hosts use.
 
 #include "common/basic/NetworkError.h"
 #include "common/basic/inet_address.h"
@@ -18,7 +18,7 @@ using dovrel::string;
 
 namespace {
 
-/** Compares what both kinds of stream have after the insertion, whatever their format is. */
+/** Expects @p text in a narrow and in a wide stream, in spite of their format flags. */
 template <class Value> void expectWritten(Value const& value, std::string const& text)
 {
     std::ostringstream narrow;

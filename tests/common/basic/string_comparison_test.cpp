@@ -1,5 +1,5 @@
-// Comparisons of a string with other kinds of text. Compiled by each standard that hosts use, as
-// C++20 adds candidates with the operands the other way round.
+// Comparisons of a string with other string types. Compiled for each C++ standard that hosts use,
+// because C++20 adds candidates with swapped operands.
 
 #include "common/basic/wide_string.h"
 
@@ -17,7 +17,7 @@ using dovrel::string;
 
 namespace {
 
-/** Compares as six operators do. @param order below, at or above zero, as for `compare`. */
+/** Checks six operators. @param order negative, zero or positive, as `compare` returns it. */
 template <class A, class B> void expectOrder(A const& a, B const& b, int order)
 {
     EXPECT_EQ(a == b, order == 0);
@@ -34,7 +34,7 @@ template <class A, class B> void expectOrderBothWays(A const& a, B const& b, int
     expectOrder(b, a, -order);
 }
 
-template <class Text> void expectOrderOfEachKind(Text const& text, char const* other, int order)
+template <class Text> void expectOrderOfEachType(Text const& text, char const* other, int order)
 {
     std::string narrow = other;
     std::wstring wide(narrow.begin(), narrow.end());
@@ -47,13 +47,13 @@ template <class Text> void expectOrderOfEachKind(Text const& text, char const* o
     expectOrderBothWays(text, basic_string(wide.c_str()), order);
 }
 
-template <class Text> void expectOrderOfEachText()
+template <class Text> void expectOrderOfEachString()
 {
     char const* const ascending[] = {
         "", "/dev/sd", "/dev/sda", "/dev/sda1 with a longer name", "/dev/sdb"};
     for (int i = 0; i < 5; ++i)
         for (int j = 0; j < 5; ++j)
-            expectOrderOfEachKind(Text(string(ascending[i])), ascending[j], i - j);
+            expectOrderOfEachType(Text(string(ascending[i])), ascending[j], i - j);
 }
 
 template <class A, class B, class = void> struct IsComparable : std::false_type {
@@ -67,8 +67,8 @@ struct IsComparable<A, B, std::void_t<decltype(std::declval<A>() == std::declval
 
 TEST(StringComparison, supportsEveryStringType)
 {
-    expectOrderOfEachText<string>();
-    expectOrderOfEachText<basic_string>();
+    expectOrderOfEachString<string>();
+    expectOrderOfEachString<basic_string>();
 }
 
 TEST(StringComparison, acceptsLiterals)
@@ -101,7 +101,7 @@ TEST(StringComparison, rejectsNullptr)
 
 TEST(StringComparison, convertsNarrowStringsAsTheConstructorDoes)
 {
-    // No locale is set, so that each byte of this sequence becomes a question mark.
+    // In the C locale each byte of this string becomes a question mark.
     expectOrderBothWays(string(L"????"), "a\xC3\xA9z", 0);
     expectOrderBothWays(string("a"), std::string("a\0b", 3), 0);
 }
@@ -137,13 +137,13 @@ TEST(StringComparison, ordersAShorterStringBeforeALongerOneWithTheSameBeginning)
     expectOrderBothWays(string(longer), static_cast<wchar_t const*>(shorter), 1);
 }
 
-// The standard library compares these through operator<=> where there is one, and else through <.
+// The standard library compares these with operator<=> if it exists, and with < otherwise.
 TEST(StringComparison, ordersPairsTuplesAndVectorsOfStringsByTheirCharacters)
 {
     string const a("same");
     string const b("same");
     string const c("tame");
-    (void)static_cast<char const*>(a); // Each with a narrow copy, one of them at a lower address.
+    (void)static_cast<char const*>(a); // The addresses of the narrow copies differ.
     (void)static_cast<char const*>(b);
     EXPECT_FALSE(std::make_pair(a, 1) < std::make_pair(b, 1));
     EXPECT_FALSE(std::make_pair(b, 1) < std::make_pair(a, 1));

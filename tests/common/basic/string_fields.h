@@ -3,6 +3,7 @@
 #include "common/basic/wide_string.h"
 
 #include <cstring>
+#include <string>
 
 /** The fields of a `dovrel::string` in the order that hosts were compiled with. */
 struct StringFields {
@@ -15,10 +16,22 @@ struct StringFields {
 
 static_assert(sizeof(StringFields) == sizeof(dovrel::string));
 
-/** @return a bytewise look into @p text; its pointers are the string's own. */
+/** @return a bytewise copy of @p text; its pointers are the string's own. */
 inline StringFields fieldsOf(dovrel::string const& text)
 {
     StringFields fields;
     std::memcpy(&fields, static_cast<void const*>(&text), sizeof fields);
     return fields;
+}
+
+/** @return the wide characters of @p text. */
+inline std::wstring wide(dovrel::string const& text)
+{
+    return {text.c_str(), text.length()};
+}
+
+/** @return a copy of @p text in the locale's encoding. */
+inline std::string narrow(dovrel::string const& text)
+{
+    return static_cast<char const*>(text);
 }

@@ -13,8 +13,8 @@ using dovrel::value_ptr;
 
 namespace {
 
-/** A record that counts what is done to it. Its own `destroy()` frees it without the class's
- * `delete`, so that a `delete` by anybody else is noticed. */
+/** Counts its clones and destructions. `destroy()` does not use the class's `delete`, so a count in
+ * `deleted` shows that value_ptr did not call `destroy()`. */
 class Record : public dovrel::Cloneable<Record> {
 public:
     explicit Record(int value) : m_value(value) { ++living; }
@@ -22,7 +22,7 @@ public:
     Record* clone() const override
     {
         if (cloneThrows)
-            throw std::runtime_error("no copy to be had");
+            throw std::runtime_error("cannot be cloned");
         ++clones;
         return new Record(m_value);
     }
@@ -193,7 +193,7 @@ TEST_F(ValuePtr, isClonedWhenAVectorIsCopied)
         std::vector<value_ptr<Record>> source;
         for (int i = 0; i < 20; ++i)
             source.push_back(i == 5 ? value_ptr<Record>() : value_ptr<Record>(new Record(i)));
-        EXPECT_EQ(Record::clones, 0) << "a growing vector moves its records";
+        EXPECT_EQ(Record::clones, 0) << "a growing vector copied its records";
         copied = source;
     }
     EXPECT_EQ(Record::clones, 19);
@@ -203,7 +203,7 @@ TEST_F(ValuePtr, isClonedWhenAVectorIsCopied)
     EXPECT_EQ(copied[19]->value(), 19);
 }
 
-/** Counts its destructions; for `destroy()` as this library's classes have it. */
+/** Counts its destructions; destroys itself as the library's classes do. */
 class Deletable : public dovrel::Cloneable<Deletable> {
 public:
     ~Deletable() override { ++ended; }

@@ -1,5 +1,6 @@
 #include "common/basic/wide_string.h"
 #include "tests/common/basic/locale_scope.h"
+#include "tests/common/basic/random_below.h"
 
 #include <gtest/gtest.h>
 
@@ -14,13 +15,14 @@
 #include <vector>
 
 using dovrel::safe_wcstombs_s;
+using testkit::below;
 
 namespace {
 
 constexpr unsigned UP_TO_TERMINATOR = 0xFFFFFFFF;
 constexpr unsigned FRESH = 0xDDDDDDDD;
 
-/** What one conversion reports and leaves in its destination. */
+/** The results of one conversion and the contents of its buffer. */
 struct Outcome {
     int code;
     unsigned result;
@@ -31,7 +33,7 @@ struct Outcome {
 
 using Converter = int (*)(unsigned*, char*, unsigned, wchar_t const*, unsigned);
 
-// 64 untouched bytes follow the room, so that a write beyond it shows up in the outcome.
+// The buffer is 64 bytes longer than its stated size, so that a write beyond it shows.
 Outcome convert(Converter converter, std::wstring const& text, unsigned room, unsigned count)
 {
     Outcome outcome{-1, FRESH, std::string(room + 64, '#')};
@@ -46,8 +48,8 @@ Outcome measure(Converter converter, std::wstring const& text, unsigned room, un
     return outcome;
 }
 
-/** One attempt: a single call of the C library from a fresh state. It is not told of more
- * characters than there are, nor does it see a zero byte before its room, on which it may abort. */
+/** Calls wcsnrtombs(3) once, with a fresh state. The count includes no more than the terminator,
+ * and no zero byte precedes the buffer: glibc may abort otherwise. */
 size_t attempt(char* dest, unsigned destSize, wchar_t const* src, unsigned count)
 {
     size_t const limit = std::min<size_t>(count, std::wcslen(src) + 1);
@@ -61,9 +63,9 @@ size_t attempt(char* dest, unsigned destSize, wchar_t const* src, unsigned count
     return bytes;
 }
 
-/** The conversion by recursion, as one would tell it: a second opinion that shares no line with the
- * library's. */
-int byRecursion(unsigned* result, char* dest, unsigned destSize, wchar_t const* src, unsigned count)
+/** A recursive reference implementation that shares no code with the library's. */
+int recursiveReference(
+    unsigned* result, char* dest, unsigned destSize, wchar_t const* src, unsigned count)
 {
     unsigned tried = count;
     for (;;) {
@@ -73,7 +75,7 @@ int byRecursion(unsigned* result, char* dest, unsigned destSize, wchar_t const* 
             if (tried == count || bytes + 1 == destSize)
                 return 0;
             unsigned rest = 0;
-            int const code = byRecursion(&rest, dest ? dest + bytes : nullptr,
+            int const code = recursiveReference(&rest, dest ? dest + bytes : nullptr,
                 destSize - std::min(destSize, static_cast<unsigned>(bytes)), src + tried,
                 count - tried);
             *result = rest + static_cast<unsigned>(bytes);
@@ -89,7 +91,7 @@ int byRecursion(unsigned* result, char* dest, unsigned destSize, wchar_t const* 
     if (dest)
         *dest = '?';
     unsigned rest = 0;
-    int const code = byRecursion(&rest, dest ? dest + 1 : nullptr,
+    int const code = recursiveReference(&rest, dest ? dest + 1 : nullptr,
         destSize - std::min(destSize, 1U), src + 1, count == UP_TO_TERMINATOR ? count : count - 1);
     *result = rest + 1;
     return code;
@@ -172,7 +174,7 @@ TEST(WideToNarrow, omitsACharacterThatIsHeldBackAtTheEndOfTheCountKept)
 
 TEST(WideToNarrow, succeedsWhenNothingIsWrittenAfterAZeroByte)
 {
-    // A language tag, which every encoding ignores, and a character that is held back.
+    // Every encoding ignores a language tag; BIG5-HKSCS holds U+00CA back.
     for (char const* name : {"C", "BIG5-HKSCS"}) {
         LocaleScope const locale(name);
         for (wchar_t const* text : {L"\U000E0041", L"\u00CA"}) {
@@ -239,13 +241,7 @@ TEST(WideToNarrow, countsOneBytePerCharacterUpToTheLastInvalidOneInATinyBufferKe
     EXPECT_EQ(measure(safe_wcstombs_s, text, 0, 4).result, 3 + 3 + 1 + 3 + 1U);
 }
 
-/** @return a number from 0 to @p bound - 1; the same sequence on every machine. */
-unsigned below(std::mt19937& random, unsigned bound)
-{
-    return static_cast<unsigned>(random() % bound);
-}
-
-/** Texts of each mix: plain, now and then a character that some locales lack, nothing but those. */
+/** @return a string with a random share of characters that some locales lack. */
 std::wstring randomText(std::mt19937& random)
 {
     static constexpr wchar_t CHARACTERS[] = {L'a', L'Z', L'\\', L'~', L'\u00E9', L'\u00A5',
@@ -260,9 +256,11 @@ std::wstring randomText(std::mt19937& random)
     return text;
 }
 
-void compareWithRecursion(char const* localeName)
+class WideToNarrowInLocale : public testing::TestWithParam<char const*> { };
+
+TEST_P(WideToNarrowInLocale, agreesWithTheRecursiveReference)
 {
-    LocaleScope const locale(localeName);
+    LocaleScope const locale(GetParam());
     std::mt19937 random(20110916);
     for (int round = 0; round < 12000; ++round) {
         std::wstring const text = randomText(random);
@@ -270,38 +268,16 @@ void compareWithRecursion(char const* localeName)
         unsigned const counts[] = {length, below(random, length + 1), UP_TO_TERMINATOR};
         unsigned const count = counts[below(random, 3)];
         unsigned const room = below(random, 4) ? below(random, 64) : 400;
-        ASSERT_EQ(
-            convert(safe_wcstombs_s, text, room, count), convert(byRecursion, text, room, count))
+        ASSERT_EQ(convert(safe_wcstombs_s, text, room, count),
+            convert(recursiveReference, text, room, count))
             << "round " << round << ", room " << room << ", count " << count;
-        ASSERT_EQ(
-            measure(safe_wcstombs_s, text, room, count), measure(byRecursion, text, room, count))
+        ASSERT_EQ(measure(safe_wcstombs_s, text, room, count),
+            measure(recursiveReference, text, room, count))
             << "round " << round << ", no destination, room " << room << ", count " << count;
     }
 }
 
-TEST(WideToNarrow, doesAsTheRecursionDoesInTheCLocale)
-{
-    compareWithRecursion("C");
-}
-
-TEST(WideToNarrow, doesAsTheRecursionDoesInUtf8)
-{
-    compareWithRecursion("C.UTF-8");
-}
-
-TEST(WideToNarrow, doesAsTheRecursionDoesInAnEightBitEncoding)
-{
-    compareWithRecursion("ISO-8859-1");
-}
-
-TEST(WideToNarrow, doesAsTheRecursionDoesInAnEncodingThatHoldsCharactersBack)
-{
-    compareWithRecursion("BIG5-HKSCS");
-}
-
-TEST(WideToNarrow, doesAsTheRecursionDoesInATwoByteEncoding)
-{
-    compareWithRecursion("SHIFT_JIS");
-}
+INSTANTIATE_TEST_SUITE_P(Locales, WideToNarrowInLocale,
+    testing::Values("C", "C.UTF-8", "ISO-8859-1", "BIG5-HKSCS", "SHIFT_JIS"));
 
 }

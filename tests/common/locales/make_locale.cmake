@@ -1,7 +1,7 @@
 # Compiles one test locale: cmake -DCODESET=ISO-8859-1 -DCLASSES=plain -DDESTINATION=dir -P make_locale.cmake
 #
-# localedef(1) exits with 1 for warnings, too, and warns of each category that the sources leave
-# out; so the outcome is judged by the compiled file.
+# localedef(1) exits with 1 for warnings too, and warns about each category that the sources omit, so
+# this script checks for the compiled file.
 file(MAKE_DIRECTORY ${DESTINATION})
 file(REMOVE ${DESTINATION}/${CODESET}/LC_CTYPE)
 execute_process(

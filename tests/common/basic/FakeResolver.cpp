@@ -1,4 +1,4 @@
-#include "tests/common/basic/AnsweredResolver.h"
+#include "tests/common/basic/FakeResolver.h"
 
 #include <arpa/inet.h>
 
@@ -8,7 +8,7 @@
 
 namespace testkit {
 
-AnsweredResolver resolver;
+FakeResolver resolver;
 
 namespace {
 
@@ -20,14 +20,14 @@ namespace {
     return static_cast<::sockaddr*>(block);
 }
 
-addrinfo* makeEntry(AnsweredEntry const& entry, unsigned short port)
+addrinfo* makeEntry(ResultEntry const& entry, unsigned short port)
 {
     auto* const made = static_cast<addrinfo*>(std::calloc(1, sizeof(addrinfo)));
     made->ai_family = entry.family;
     if (entry.text.empty())
         return made;
     dovrel::ip_address address{dovrel::string(entry.text)};
-    // The port has one place in both families.
+    // The port has the same offset in both families.
     reinterpret_cast<sockaddr_in&>(address.sockaddr()).sin_port = htons(port);
     made->ai_family = address.family();
     made->ai_addrlen = address.sockaddrsize();
@@ -37,59 +37,59 @@ addrinfo* makeEntry(AnsweredEntry const& entry, unsigned short port)
 
 }
 
-Answer found(std::vector<AnsweredEntry> entries)
+Result found(std::vector<ResultEntry> entries)
 {
     return {0, std::move(entries)};
 }
 
-void AnsweredResolver::onQuestion(std::function<Answer(Question const&)> handler)
+void FakeResolver::onQuery(std::function<Result(Query const&)> handler)
 {
-    m_onQuestion = std::move(handler);
+    m_onQuery = std::move(handler);
 }
 
-void AnsweredResolver::onNameInfo(NameInfo handler)
+void FakeResolver::onNameInfo(NameInfo handler)
 {
     m_onNameInfo = std::move(handler);
 }
 
-std::vector<Question> AnsweredResolver::questions() const
+std::vector<Query> FakeResolver::queries() const
 {
     std::lock_guard<std::mutex> const lock(m_mutex);
-    return m_questions;
+    return m_queries;
 }
 
-size_t AnsweredResolver::questionsFor(std::string const& name) const
+size_t FakeResolver::queriesFor(std::string const& name) const
 {
-    std::vector<Question> const asked = questions();
-    return static_cast<size_t>(std::count_if(asked.begin(), asked.end(),
-        [&](Question const& question) { return question.name == name; }));
+    std::vector<Query> const all = queries();
+    return static_cast<size_t>(std::count_if(
+        all.begin(), all.end(), [&](Query const& query) { return query.name == name; }));
 }
 
-int AnsweredResolver::listsInUse() const
+int FakeResolver::listsInUse() const
 {
     std::lock_guard<std::mutex> const lock(m_mutex);
     return m_listsInUse;
 }
 
-int AnsweredResolver::ask(
+int FakeResolver::lookUp(
     char const* name, char const* service, addrinfo const* hints, addrinfo** out)
 {
-    Question question{name, std::nullopt, *hints};
+    Query query{name, std::nullopt, *hints};
     if (service)
-        question.service = service;
+        query.service = service;
     {
         std::lock_guard<std::mutex> const lock(m_mutex);
-        m_questions.push_back(question);
+        m_queries.push_back(query);
     }
-    Answer const answer = m_onQuestion ? m_onQuestion(question) : Answer();
-    // A real look-up reads the name for as long as it takes.
-    if (name != question.name)
+    Result const result = m_onQuery ? m_onQuery(query) : Result();
+    // A real look-up may read the name until it returns, so the caller must keep it.
+    if (name != query.name)
         return EAI_FAIL;
-    if (answer.code != 0)
-        return answer.code;
+    if (result.code != 0)
+        return result.code;
     auto const port = static_cast<unsigned short>(service ? std::stoul(service) : 0);
     addrinfo** next = out;
-    for (AnsweredEntry const& entry : answer.entries) {
+    for (ResultEntry const& entry : result.entries) {
         *next = makeEntry(entry, port);
         next = &(*next)->ai_next;
     }
@@ -99,7 +99,7 @@ int AnsweredResolver::ask(
     return 0;
 }
 
-void AnsweredResolver::free(addrinfo* list)
+void FakeResolver::free(addrinfo* list)
 {
     {
         std::lock_guard<std::mutex> const lock(m_mutex);
@@ -113,7 +113,7 @@ void AnsweredResolver::free(addrinfo* list)
     }
 }
 
-AnsweredResolver::NameInfo AnsweredResolver::nameInfo() const
+FakeResolver::NameInfo FakeResolver::nameInfo() const
 {
     return m_onNameInfo;
 }
@@ -123,7 +123,7 @@ AnsweredResolver::NameInfo AnsweredResolver::nameInfo() const
 extern "C" __attribute__((visibility("default"))) int getaddrinfo(
     char const* name, char const* service, addrinfo const* hints, addrinfo** out)
 {
-    return testkit::resolver.ask(name, service, hints, out);
+    return testkit::resolver.lookUp(name, service, hints, out);
 }
 
 extern "C" __attribute__((visibility("default"))) void freeaddrinfo(addrinfo* list) noexcept
