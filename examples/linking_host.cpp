@@ -1,4 +1,4 @@
-// A host that is linked to the library: memory and processors of this machine in a few lines.
+// A host that links the library and prints the memory and the processors of this machine.
 
 #include <common/platform/trace.h>
 #include <sysinfo/SystemInformation.h>
@@ -28,7 +28,7 @@ void showMemory(SystemInformation const& system)
 
 bool showProcessors(SystemInformation const& system)
 {
-    // The list owns the records: it frees them, and copying the list copies them.
+    // The list owns the records: it frees them, and a copy of the list copies them.
     std::vector<dovrel::value_ptr<SystemInformation::CPUInfo>> processors;
     if (!system.getCPUsInternal(processors))
         return false;
@@ -47,7 +47,7 @@ int main()
 {
     // The library converts strings in the host's locale and does not set it.
     std::setlocale(LC_CTYPE, "");
-    // A query only returns false; the cause is a message of level 1.
+    // A query that fails returns false and writes the cause to the trace at level 1.
     dovrel::trace::setSink(printCause, nullptr);
     dovrel::trace::setDetailLevel(1);
 

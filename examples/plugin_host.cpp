@@ -1,5 +1,5 @@
-// A host that loads the library at run time and works without it too: its two entries are looked up
-// by name, everything else goes through the interface's virtual operations.
+// A host that loads the library at run time. It looks up two functions by name and calls the
+// virtual functions of the object that libopen returns.
 
 #include <sysinfo/plugin.h>
 
@@ -14,7 +14,7 @@ using sysinfo::SystemInformation;
 
 namespace {
 
-/** The loaded library. Whatever came out of it has to be gone before it goes. */
+/** The loaded library. Destroy all objects of the library before this one. */
 class Plugin {
 public:
     explicit Plugin(char const* file) : m_library(dlopen(file, RTLD_NOW | RTLD_LOCAL))
@@ -58,10 +58,10 @@ int main(int argc, char** argv)
         auto* const open = plugin.entry<decltype(libopen)>("libopen");
         auto* const close = plugin.entry<decltype(libclose)>("libclose");
 
-        // The object goes back to the library that made it, never to our own delete.
+        // libclose must destroy the object, not delete.
         std::unique_ptr<SystemInformation, decltype(close)> const system(open(), close);
         if (!showProcessors(*system)) {
-            std::cerr << "the processors cannot be listed\n";
+            std::cerr << "plugin_host: cannot list the processors\n";
             return 1;
         }
         return 0;
