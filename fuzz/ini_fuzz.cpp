@@ -1,5 +1,4 @@
-// INI files: the entries are those that a second, naive reader finds, and no text whatever breaks
-// the reader.
+// The entries of an INI file agree with the naive reader.
 
 #include "common/basic/IniFile.h"
 #include "tests/common/basic/MemoryFile.h"

@@ -1,38 +1,32 @@
-// /proc/stat: the count agrees with a second, naive reader, and no text whatever breaks either
-// parser.
+// The processors of /proc/stat and their counters agree with the reference parser.
 
+#include "fuzz/expect.h"
 #include "sysinfo/parsers/proc_stat.h"
+#include "tests/reference/proc_stat.h"
 
-#include <cstdlib>
 #include <sstream>
+#include <string>
+#include <vector>
 
-namespace {
-
-uint32_t countNaively(std::string const& text)
-{
-    std::istringstream words(text);
-    words.imbue(std::locale::classic());
-    uint32_t count = 0;
-    for (std::string word; words >> word;)
-        count += word.starts_with("cpu") && word.back() >= '0' && word.back() <= '9';
-    return count;
-}
-
-}
+using fuzz::expect;
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
 {
     std::string const text(reinterpret_cast<char const*>(data), size);
     std::istringstream stream(text);
-    uint32_t calls = 0;
-    uint32_t const count = sysinfo::countProcessors(stream, [&](std::string const&) { ++calls; });
-    if (count != calls || count != countNaively(text))
-        std::abort();
+    std::vector<std::string> words;
+    uint32_t const count =
+        sysinfo::countProcessors(stream, [&](std::string const& word) { words.push_back(word); });
+    expect(count == words.size() && words == reference::processorWords(text));
 
-    std::istringstream again(text);
-    sysinfo::ProcessorCounters counters{1, 2};
-    bool const found = sysinfo::findProcessorCounters(again, "cpu1", counters);
-    if (!found && (counters.idle != 1 || counters.busy != 2))
-        std::abort();
+    for (char const* label : {"cpu", "cpu1"}) {
+        std::istringstream again(text);
+        reference::Counters const before{1, 2};
+        sysinfo::ProcessorCounters counters{before.idle, before.busy};
+        bool const found = sysinfo::findProcessorCounters(again, label, counters);
+        auto const expected = reference::findCounters(text, label);
+        expect(found == expected.has_value());
+        expect(reference::Counters{counters.idle, counters.busy} == expected.value_or(before));
+    }
     return 0;
 }

@@ -1,4 +1,4 @@
-// Runs a harness over the files of a folder: what fuzzing ever found stays found.
+// Runs a harness over the seeds in a folder. Each input that fuzzing ever found is a seed.
 
 #include <cstdint>
 #include <cstdio>
@@ -23,5 +23,5 @@ int main(int argc, char** argv)
         ++replayed;
     }
     std::printf("%u seeds replayed\n", replayed);
-    return replayed == 0; // A folder without seeds proves nothing.
+    return replayed == 0; // A folder without seeds is an error.
 }

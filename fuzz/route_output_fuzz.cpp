@@ -1,21 +1,25 @@
-// The gateways are those that a reference reader takes off the text by hand; and for each line as
-// an adapter's name, a shell hands just that name to grep.
+// The gateways in the output of `route -n` agree with the reference parser. A shell passes each
+// line, used as an adapter's name, unchanged to grep.
 
-#include "fuzz/naive_columns.h"
+#include "fuzz/expect.h"
+#include "fuzz/fixed_columns.h"
 #include "sysinfo/parsers/route_output.h"
+#include "tests/reference/route_output.h"
+#include "tests/reference/text.h"
 
 #include <cstdint>
 
 using fuzz::expect;
-using fuzz::Texts;
 
 namespace {
 
-/** Takes quotes off as a shell does. @return the words; nothing where a character that means
- * something to a shell stands outside of quotes. */
-std::optional<Texts> wordsOfShell(std::string const& line)
+using Words = std::vector<std::string>;
+
+/** Removes quotes as a shell does. @return the words; nothing when a character outside of quotes
+ * has a meaning to a shell. */
+std::optional<Words> wordsOfShell(std::string const& line)
 {
-    Texts words(1);
+    Words words(1);
     bool quoted = false;
     for (size_t i = 0; i < line.size(); ++i) {
         char const c = line[i];
@@ -32,7 +36,18 @@ std::optional<Texts> wordsOfShell(std::string const& line)
         else
             return std::nullopt;
     }
-    return quoted ? std::nullopt : std::optional<Texts>(words);
+    return quoted ? std::nullopt : std::optional<Words>(words);
+}
+
+std::optional<Words> expectedGateways(std::string const& text)
+{
+    auto const routes = reference::readRoutes(text);
+    if (!routes)
+        return std::nullopt;
+    Words gateways;
+    for (reference::Route const& route : *routes)
+        gateways.push_back(route.gateway);
+    return gateways;
 }
 
 }
@@ -40,13 +55,14 @@ std::optional<Texts> wordsOfShell(std::string const& line)
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
 {
     std::string const text(reinterpret_cast<char const*>(data), size);
-    expect(fuzz::textsBy(sysinfo::readGateways, text) == fuzz::behindColumn(text, "UG", 16, " "));
-    for (std::string const& line : fuzz::linesOf(text)) {
-        std::string const name = line.substr(0, line.find('\0')); // As names of a command line are.
+    expect(fuzz::stringsIn(text, sysinfo::readGateways) == expectedGateways(text));
+    for (std::string const& line : reference::lines(text)) {
+        std::string const name =
+            line.substr(0, line.find('\0')); // A command line has no zero byte.
         auto const words = wordsOfShell(sysinfo::grepArgument(name));
         expect(words.has_value());
-        bool const isWord = *words == Texts{name} && name[0] != '-';
-        expect((isWord && !name.empty()) || *words == Texts({"-F", "-e", name}));
+        bool const isWord = *words == Words{name} && name[0] != '-';
+        expect((isWord && !name.empty()) || *words == Words({"-F", "-e", name}));
     }
     return 0;
 }

@@ -1,9 +1,9 @@
 #include "sysinfo/LinuxSystemInformation.h"
+#include "tests/reference/dev_disk_by_id.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/DiskCalls.h"
-#include "tests/sysinfo/disks_second_reader.h"
 #include "tests/sysinfo/null_object.h"
 
 #include <gtest/gtest.h>
@@ -325,7 +325,7 @@ TEST_F(PhysicalDisk, hasTheCaptionOfAReaderThatResolvesEveryName)
                 showLink(name, targets[below(std::size(targets))]);
         }
         for (std::string const& disk : disks) {
-            std::string const expected = testkit::persistentNameOf("/dev/" + disk);
+            std::string const expected = reference::persistentNameOf("/dev/" + disk);
             std::string const name = expected.substr(expected.find('-') + 1);
             ASSERT_EQ(text(LinuxPhysicalDiskInfo(disk, 1, 0).getDiskCaption()), name)
                 << disk << ' ' << round;

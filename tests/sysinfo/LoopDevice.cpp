@@ -31,7 +31,7 @@ void LoopDevice::attach(int backing, unsigned sectorSize)
     auto const controlOwner = dovrel::autohandle(control, ::close);
     if (control < 0)
         fail("open", "/dev/loop-control");
-    // Between the two calls somebody else may take the device that was free.
+    // Another process may take the free device between the two calls.
     for (unsigned tries = 0; tries < 10; ++tries) {
         m_number = ::ioctl(control, LOOP_CTL_GET_FREE);
         if (m_number < 0)

@@ -5,20 +5,20 @@
 #include <cstdint>
 #include <string>
 
-/** A real block device over memory, loop(4), which goes away with its object. */
+/** A real block device in memory, loop(4). Its destructor removes it. */
 class LoopDevice : dovrel::noncopyable_::noncopyable {
 public:
-    /** @throws std::system_error where this process may not make one. */
+    /** @throws std::system_error when this process may not make one. */
     LoopDevice(uint64_t bytes, unsigned sectorSize);
     ~LoopDevice();
 
-    /** @return the kernel's name: `loop7`. */
+    /** @return the kernel's name, for example `loop7`. */
     std::string name() const { return "loop" + std::to_string(m_number); }
 
-    /** Makes a node of another name for it. @throws std::system_error */
+    /** Makes a device node of another name. @throws std::system_error */
     void makeNode(std::string const& path) const;
 
-    /** @return the size that the device itself tells. */
+    /** @return the size that the device itself reports. */
     uint64_t bytes() const;
 
 private:

@@ -9,22 +9,22 @@
 
 namespace testkit {
 
-/** A text of a real machine, or one of this project's own. */
+/** A text recorded on a real machine, or one of tests/recorded/. */
 struct CaptureSource {
-    std::string path; // In the test's machine.
-    std::map<std::string, std::string> facts; // The index's; none of a file of our own.
+    std::string path; // On the fake machine.
+    std::map<std::string, std::string> facts; // From the collection's index; else empty.
 };
 
 bool endsWith(std::string const& text, std::string const& end);
 
-/** All texts of one tool whose names end in @p end: the recorded ones, and where there is a
- * collection those of it, which must have some. */
+/** @return all texts of one tool whose names end in @p end: those of tests/recorded/ and, where
+ * there is a collection, those of it. Each of the two must have some. */
 std::vector<CaptureSource> sourcesOf(std::string const& tool, std::string const& end);
 
-/** Expects what the index says of the file; nothing where it is no file of the collection. */
+/** Expects the value that the index has for this text. Does nothing for one of tests/recorded/. */
 void expectFact(CaptureSource const& source, char const* name, uint64_t value);
 
-/** Says once where there is no collection. */
+/** Prints once that there is no collection. */
 class Captures : public testing::Test {
 protected:
     static void SetUpTestSuite();

@@ -1,11 +1,15 @@
-// Disks and mounts as real machines tell them: see captures_test.cpp.
+// The disks and mounts of real machines: see captures_test.cpp.
 
 #include "sysinfo/LinuxSystemInformation.h"
+#include "tests/reference/dev_disk_by_id.h"
+#include "tests/reference/proc_mounts.h"
+#include "tests/reference/proc_partitions.h"
+#include "tests/reference/pvdisplay_output.h"
+#include "tests/reference/text.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/DiskCalls.h"
 #include "tests/sysinfo/captures.h"
-#include "tests/sysinfo/disks_second_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +28,6 @@ using testkit::Captures;
 using testkit::CaptureSource;
 using testkit::contentsOf;
 using testkit::expectFact;
-using testkit::ListedDisk;
 using testkit::machine;
 using testkit::sourcesOf;
 
@@ -40,18 +43,18 @@ std::string text(dovrel::string const& value)
     return static_cast<char const*>(value);
 }
 
-/** Kernels before 2.6 wrote statistics behind each name. */
+/** @return whether the lines have statistics behind the names, as before kernel 2.6. */
 bool hasMoreColumns(CaptureSource const& source)
 {
     auto const fact = source.facts.find("extra_columns");
     return fact != source.facts.end() && fact->second == "yes";
 }
 
-/** Makes files of the devices, volumes behind their names in /dev/mapper, and a table of the disks
- * that partitions named this way belong to. */
-void showDevicesOf(testkit::MountTable const& mounts)
+/** Makes a file for each mounted device, a link in /dev/mapper for each logical volume, and a
+ * /proc/partitions with the disks of the partitions. */
+void makeDevicesOf(reference::MountTable const& mounts)
 {
-    unsigned volumes = 1000; // Behind those that are mounted by their nodes.
+    unsigned volumes = 1000; // Above the numbers of the nodes that are mounted themselves.
     std::set<std::string> disks;
     for (auto const& [point, device] : mounts.devices) {
         if (std::filesystem::exists(device))
@@ -62,7 +65,7 @@ void showDevicesOf(testkit::MountTable const& mounts)
             machine.link(device, "../" + node);
         } else {
             machine.file(device, "");
-            disks.insert(testkit::withoutDigits(device.substr(5)));
+            disks.insert(reference::withoutDigits(device.substr(5)));
         }
     }
     std::string table = "major minor  #blocks  name\n\n";
@@ -71,15 +74,15 @@ void showDevicesOf(testkit::MountTable const& mounts)
     machine.file("/proc/partitions", table);
 }
 
-/** @return what is beneath: a partition directly in the devices' folder has a disk. */
+/** @return the parent disk, which only a partition directly in /dev has. */
 std::string expectedParents(std::string const& device)
 {
     std::string const name = device.substr(5);
     bool const isPartition = name.find('/') == std::string::npos && name.find("dm-") != 0;
-    return isPartition ? testkit::withoutDigits(name) : std::string();
+    return isPartition ? reference::withoutDigits(name) : std::string();
 }
 
-/** Forgets the devices of the last machine. */
+/** Removes the devices of the text before. */
 void removeDevices()
 {
     std::vector<std::string> devices;
@@ -92,16 +95,16 @@ void removeDevices()
 
 }
 
-TEST_F(Captures, ofPartitionsAreReadAsTheSecondReaderReadsThem)
+TEST_F(Captures, ofProcPartitionsMatchTheReferenceParser)
 {
     for (CaptureSource const& source : sourcesOf("proc-partitions", ".txt")) {
         SCOPED_TRACE(source.path);
         removeDevices();
         std::string const partitions = contentsOf(source.path);
-        testkit::PartitionTable const expected = testkit::readPartitionTable(partitions);
+        reference::PartitionTable const expected = reference::readPartitions(partitions);
         machine.file("/proc/partitions", partitions);
         testkit::DiskCalls calls;
-        for (ListedDisk const& disk : expected.disks) {
+        for (reference::Disk const& disk : expected.disks) {
             if (disk.name.find('\0') != std::string::npos)
                 continue;
             machine.file("/dev/" + disk.name, "");
@@ -116,7 +119,7 @@ TEST_F(Captures, ofPartitionsAreReadAsTheSecondReaderReadsThem)
         ASSERT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
         ASSERT_EQ(disks.size(), expected.disks.size());
         for (size_t i = 0; i < disks.size(); ++i) {
-            ListedDisk const& disk = expected.disks[i];
+            reference::Disk const& disk = expected.disks[i];
             if (disk.name.find('\0') != std::string::npos)
                 continue;
             SCOPED_TRACE(text(disks[i]->toString()));
@@ -127,18 +130,18 @@ TEST_F(Captures, ofPartitionsAreReadAsTheSecondReaderReadsThem)
     }
 }
 
-TEST_F(Captures, ofMountsAreReadAsTheSecondReaderReadsThem)
+TEST_F(Captures, ofProcMountsMatchTheReferenceParser)
 {
     for (CaptureSource const& source : sourcesOf("proc-mounts", ".txt")) {
         SCOPED_TRACE(source.path);
         removeDevices();
         std::string const mounts = contentsOf(source.path);
-        testkit::MountTable const expected = testkit::readMountTable(mounts);
+        reference::MountTable const expected = reference::readMounts(mounts);
         expectFact(source, "entries", expected.entries);
         machine.file("/proc/mounts", mounts);
         machine.folder("/dev/mapper");
         machine.tool("/sbin/pvdisplay", "exit 0");
-        showDevicesOf(expected);
+        makeDevicesOf(expected);
 
         Disks disks;
         ASSERT_TRUE(LinuxSystemInformation().getDisksInternal(disks));
@@ -156,16 +159,16 @@ TEST_F(Captures, ofMountsAreReadAsTheSecondReaderReadsThem)
     }
 }
 
-TEST_F(Captures, ofVolumesNameNoDiskKept)
+TEST_F(Captures, ofPvdisplayGiveALogicalVolumeNoDiskKept)
 {
-    // The first field of a real line is a physical volume, never the path of a group.
+    // The first field of a real line is a physical volume, not the volume group's path.
     for (CaptureSource const& source : sourcesOf("pvdisplay-c", ".txt")) {
         SCOPED_TRACE(source.path);
         std::string const output = contentsOf(source.path);
-        auto const volumes = testkit::readVolumes(output);
+        auto const volumes = reference::readVolumes(output);
         expectFact(source, "pv_lines", volumes.size());
         if (source.facts.empty())
-            continue; // One of our own may well name some.
+            continue; // A file of tests/recorded/ may have such a path.
 
         removeDevices();
         machine.file("/dev/dm-0", "");
@@ -183,13 +186,13 @@ TEST_F(Captures, ofVolumesNameNoDiskKept)
     }
 }
 
-TEST_F(Captures, ofVolumesAreTakenApartAsTheSecondReaderTakesThem)
+TEST_F(Captures, ofPvdisplayMatchTheReferenceParser)
 {
-    // The same lines with physical volumes where groups are looked for.
+    // The real lines, with each physical volume's path changed to that of a volume group.
     for (CaptureSource const& source : sourcesOf("pvdisplay-c", ".txt")) {
         SCOPED_TRACE(source.path);
         std::string moved;
-        for (std::string const& line : testkit::linesOf(contentsOf(source.path))) {
+        for (std::string const& line : reference::lines(contentsOf(source.path))) {
             size_t const device = line.find("/dev/");
             bool const first = device != std::string::npos && device == line.find_first_not_of(' ')
                 && line.find("/dev/mapper/") != device;
@@ -198,7 +201,7 @@ TEST_F(Captures, ofVolumesAreTakenApartAsTheSecondReaderTakesThem)
         machine.file("/tmp/output", moved);
         machine.tool("/sbin/pvdisplay", "cat /tmp/output");
 
-        auto const volumes = testkit::readVolumes(moved);
+        auto const volumes = reference::readVolumes(moved);
         std::set<std::string> keys;
         for (auto const& volume : volumes) {
             if (volume.first.find("/dev/mapper/") == 0
@@ -228,12 +231,12 @@ TEST_F(Captures, ofVolumesAreTakenApartAsTheSecondReaderTakesThem)
     }
 }
 
-TEST_F(Captures, ofPersistentNamesAreReadAsTheSecondReaderReadsThem)
+TEST_F(Captures, ofDiskLinksMatchTheReferenceParser)
 {
     for (CaptureSource const& source : sourcesOf("dev-disk-by-id", ".txt")) {
         SCOPED_TRACE(source.path);
         removeDevices();
-        auto const links = testkit::readLinks(contentsOf(source.path));
+        auto const links = reference::readLinks(contentsOf(source.path));
         std::set<std::string> devices;
         for (auto const& [name, target] : links) {
             devices.insert(target.substr(target.rfind('/') + 1));
@@ -247,7 +250,7 @@ TEST_F(Captures, ofPersistentNamesAreReadAsTheSecondReaderReadsThem)
         for (std::string const& device : devices) {
             SCOPED_TRACE(device);
             std::string caption;
-            // The first in the folder's order, which is the filesystem's business.
+            // The first in the folder's order, which is not sorted.
             for (auto const& entry : std::filesystem::directory_iterator("/dev/disk/by-id")) {
                 std::string const name = entry.path().filename();
                 if (name.substr(0, 3) != "wwn" && links.at(name) == "../../" + device) {

@@ -15,7 +15,7 @@ using testkit::CaptureSource;
 
 namespace {
 
-/** The entries but those that other readers take for comments. */
+/** Counts the entries that do not begin with "#", which the index takes for a comment. */
 size_t entriesWithoutHash(dovrel::IniFile const& file)
 {
     size_t entries = 0;
@@ -25,23 +25,23 @@ size_t entriesWithoutHash(dovrel::IniFile const& file)
     return entries;
 }
 
-/** The index lists headings; those without entries are none to the library. */
+/** The index also lists sections without entries, which do not exist for the library. */
 void expectSectionsOfTheIndex(CaptureSource const& source, dovrel::IniFile const& file)
 {
     auto const fact = source.facts.find("sections");
     if (fact == source.facts.end())
         return;
     std::istringstream list(fact->second);
-    size_t known = 0;
+    size_t existing = 0;
     for (std::string section; std::getline(list, section, ',');)
-        known += file.SectionExists(section);
-    EXPECT_EQ(known, file.ReadSectionNames().size() - file.SectionExists(L""));
-    EXPECT_GT(known, 0U);
+        existing += file.SectionExists(section);
+    EXPECT_EQ(existing, file.ReadSectionNames().size() - file.SectionExists(L""));
+    EXPECT_GT(existing, 0U);
 }
 
 }
 
-TEST_F(Captures, ofIniFilesAreReadAsTheNaiveReaderReadsThem)
+TEST_F(Captures, ofIniFilesMatchTheReferenceParser)
 {
     for (CaptureSource const& source : testkit::sourcesOf("ini", ".txt")) {
         SCOPED_TRACE(source.path);

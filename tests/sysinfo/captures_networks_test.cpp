@@ -1,12 +1,14 @@
-// Network adapters as real machines tell them: see captures_test.cpp.
+// The network adapters of real machines: see captures_test.cpp.
 
 #include "common/basic/ip_address.h"
 #include "common/basic/text_cast.h"
+#include "tests/reference/ifconfig_output.h"
+#include "tests/reference/resolv_conf.h"
+#include "tests/reference/route_output.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/NetworkMachine.h"
 #include "tests/sysinfo/captures.h"
-#include "tests/sysinfo/network_second_reader.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -37,8 +39,8 @@ std::string textOf(dovrel::ip_address const& address)
     return address.valid() ? narrow(address.toStringInternal()) : "<invalid>";
 }
 
-/** The system's own form of an address. */
-std::string normal(std::string const& address)
+/** @return the address as inet_ntop(3) writes it. */
+std::string normalized(std::string const& address)
 {
     char bytes[sizeof(in6_addr)];
     char text[INET6_ADDRSTRLEN];
@@ -48,7 +50,7 @@ std::string normal(std::string const& address)
     return "<invalid>";
 }
 
-/** Masks stand in dotted form in all files but those of our own, which have hexadecimal ones. */
+/** @return the mask in dotted form. The files of tests/recorded/ also have hexadecimal ones. */
 std::string dotted(std::string const& mask)
 {
     std::string const digits = mask.rfind("0x", 0) == 0 ? mask.substr(2) : mask;
@@ -62,16 +64,16 @@ std::string dotted(std::string const& mask)
 }
 
 void expectAdapter(
-    sysinfo::SystemInformation::NetworkInfo const& adapter, testkit::ReadAdapter const& expected)
+    sysinfo::SystemInformation::NetworkInfo const& adapter, reference::Adapter const& expected)
 {
     SCOPED_TRACE(expected.name);
-    EXPECT_STREQ(narrow(adapter.getName()).c_str(), expected.name.c_str()); // Zero ends a text.
+    EXPECT_STREQ(narrow(adapter.getName()).c_str(), expected.name.c_str()); // Ends at a zero byte.
     std::vector<std::string> addresses;
     for (auto const& address : adapter.getIPAddrs())
         addresses.push_back(textOf(address));
     std::vector<std::string> expectedAddresses;
     for (std::string const& address : expected.addresses)
-        expectedAddresses.push_back(normal(address));
+        expectedAddresses.push_back(normalized(address));
     EXPECT_EQ(addresses, expectedAddresses);
     std::vector<std::string> masks;
     for (auto const& mask : adapter.getNetmasks())
@@ -80,27 +82,28 @@ void expectAdapter(
     for (std::string const& mask : expected.netmasks)
         expectedMasks.push_back(dotted(mask));
     EXPECT_EQ(masks, expectedMasks);
+    auto const mac = expected.mac();
     for (unsigned i = 0; i < dovrel::macaddress_cpp::SIZE; ++i)
-        EXPECT_EQ(adapter.getMACAddr()[i], expected.mac[i]) << i;
+        EXPECT_EQ(adapter.getMACAddr()[i], mac[i]) << i;
 }
 
-/** Names in them may be of UTF-8. */
+/** Sets a locale of UTF-8, which some names need. */
 class NetworkCaptures : public Captures {
 protected:
-    static void SetUpTestSuite() { } // The other suite says where there is no collection.
+    static void SetUpTestSuite() { } // The suite Captures reports a missing collection.
 
     void SetUp() override { ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr); }
     void TearDown() override { std::setlocale(LC_ALL, "C"); }
 
-    /** Expects the routes of one text to be traced adapter by adapter. */
+    /** Expects the trace to contain the gateways of one text, adapter by adapter. */
     static void expectRoutes(CaptureSource const& source);
 };
 
 void NetworkCaptures::expectRoutes(CaptureSource const& source)
 {
     std::string const text = contentsOf(source.path);
-    auto const routes = testkit::readRoutes(text);
-    auto const adapters = testkit::adaptersOfRoutes(text);
+    auto const routes = reference::readRoutes(text);
+    auto const adapters = reference::adaptersOfRoutes(text);
     NetworkMachine net;
     net.routePrints(text);
     std::string listing;
@@ -116,7 +119,7 @@ void NetworkCaptures::expectRoutes(CaptureSource const& source)
     std::string expected;
     std::string defaults;
     for (std::string const& adapter : adapters)
-        for (testkit::ReadRoute const& route : *routes) {
+        for (reference::Route const& route : *routes) {
             if (route.line.find(adapter) == std::string::npos)
                 continue;
             expected += "Found gateway for " + adapter + ": " + route.gateway + '\n';
@@ -135,12 +138,12 @@ void NetworkCaptures::expectRoutes(CaptureSource const& source)
 
 }
 
-TEST_F(NetworkCaptures, ofAdaptersAreReadAsTheSecondReaderReadsThem)
+TEST_F(NetworkCaptures, ofIfconfigMatchTheReferenceParser)
 {
     for (CaptureSource const& source : sourcesOf("ifconfig-a", ".txt")) {
         SCOPED_TRACE(source.path);
         std::string const text = contentsOf(source.path);
-        auto const expected = testkit::readIfconfig(text);
+        auto const expected = reference::readAdapters(text).named();
         NetworkMachine net;
         machine.tool("/sbin/ifconfig", "cat " + source.path);
         NetworkAnswer const answer;
@@ -150,7 +153,7 @@ TEST_F(NetworkCaptures, ofAdaptersAreReadAsTheSecondReaderReadsThem)
         size_t withMAC = 0;
         for (size_t i = 0; i < expected.size(); ++i) {
             expectAdapter(*answer.adapters[i], expected[i]);
-            withMAC += expected[i].tellsMAC;
+            withMAC += !expected[i].hardwareAddresses.empty();
             for (auto const& address : answer.adapters[i]->getIPAddrs())
                 ipv4 += address.ipv4();
         }
@@ -160,7 +163,7 @@ TEST_F(NetworkCaptures, ofAdaptersAreReadAsTheSecondReaderReadsThem)
     }
 }
 
-TEST_F(NetworkCaptures, ofRoutesAreReadAsTheSecondReaderReadsThem)
+TEST_F(NetworkCaptures, ofRouteAndNetstatMatchTheReferenceParser)
 {
     for (char const* const tool : {"route-n", "netstat-rn"})
         for (CaptureSource const& source : sourcesOf(tool, ".txt")) {
@@ -169,11 +172,11 @@ TEST_F(NetworkCaptures, ofRoutesAreReadAsTheSecondReaderReadsThem)
         }
 }
 
-TEST_F(NetworkCaptures, ofNameServersAreReadAsTheSecondReaderReadsThem)
+TEST_F(NetworkCaptures, ofResolvConfMatchTheReferenceParser)
 {
     for (CaptureSource const& source : sourcesOf("resolv-conf", ".txt")) {
         SCOPED_TRACE(source.path);
-        auto const servers = testkit::readServers(contentsOf(source.path));
+        auto const servers = reference::readServers(contentsOf(source.path));
         NetworkMachine net;
         net.ifconfigPrints("lo: x\n");
         net.resolverText(contentsOf(source.path));
@@ -184,7 +187,7 @@ TEST_F(NetworkCaptures, ofNameServersAreReadAsTheSecondReaderReadsThem)
         std::string expected;
         std::string list;
         for (std::string const& server : *servers) {
-            expected += (expected.empty() ? "" : " ") + normal(server);
+            expected += (expected.empty() ? "" : " ") + normalized(server);
             list += (list.empty() ? "" : ",") + server;
         }
         EXPECT_EQ(answer.nameServers(), expected + '\n');

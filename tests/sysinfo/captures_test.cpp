@@ -1,10 +1,11 @@
-// Texts of real machines: what the library finds in each must be what a second reader finds in it,
-// and what the collection's index says of it.
+// Texts recorded on real machines. The library's result for each must agree with the reference
+// parser and with the facts in the collection's index.
 
 #include "sysinfo/LinuxSystemInformation.h"
+#include "tests/reference/proc_stat.h"
+#include "tests/reference/sys_cpufreq.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/captures.h"
-#include "tests/sysinfo/second_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -28,10 +29,8 @@ using Processors = std::vector<dovrel::value_ptr<sysinfo::SystemInformation::CPU
 
 constexpr char CPU_FOLDER[] = "sys/devices/system/cpu/";
 
-/** A kernel with frequency policies has the files in `cpufreq/policyN` and a link for each
- * processor, which a listing of files cannot show. @return the policy's folder by the number of the
- * processor.
- */
+/** A kernel with frequency policies keeps the files in `cpufreq/policyN` and makes a link for each
+ * processor. A listing has no links. @return the policy's folder by processor number. */
 std::map<unsigned int, std::string> policiesIn(std::map<std::string, std::string> const& listing)
 {
     std::map<unsigned int, std::string> policies;
@@ -47,7 +46,7 @@ std::map<unsigned int, std::string> policiesIn(std::map<std::string, std::string
     return policies;
 }
 
-void showFiles(std::map<std::string, std::string> const& listing)
+void makeFiles(std::map<std::string, std::string> const& listing)
 {
     machine.empty();
     for (auto const& [path, contents] : listing)
@@ -57,7 +56,7 @@ void showFiles(std::map<std::string, std::string> const& listing)
             "../" + policy.substr(sizeof CPU_FOLDER - 1));
 }
 
-/** The speeds of one kind that a listing tells, by processor number. */
+/** @return the contents of one file of cpufreq, by processor number. */
 std::map<unsigned int, std::string> speedsIn(
     std::map<std::string, std::string> const& listing, std::string const& file)
 {
@@ -74,24 +73,25 @@ std::map<unsigned int, std::string> speedsIn(
 
 }
 
-TEST_F(Captures, ofProcessorsAreReadAsTheSecondReaderReadsThem)
+TEST_F(Captures, ofProcStatMatchTheReferenceParser)
 {
     for (CaptureSource const& source : sourcesOf("proc-stat", ".txt")) {
         SCOPED_TRACE(source.path);
         std::string const text = contentsOf(source.path);
-        testkit::ProcStat const expected = testkit::readProcStat(text);
+        reference::ProcessorTable const expected = reference::readProcessors(text);
         machine.file("/proc/stat", text);
 
         Processors processors;
         EXPECT_TRUE(sysinfo::LinuxSystemInformation().getCPUsInternal(processors));
         EXPECT_EQ(processors.size(), expected.processors.size());
-        for (testkit::ProcStatLine const& line : expected.processors) {
-            SCOPED_TRACE("cpu" + std::to_string(line.index));
+        EXPECT_EQ(processors.size(), reference::processorWords(text).size());
+        for (reference::Processor const& processor : expected.processors) {
+            SCOPED_TRACE("cpu" + std::to_string(processor.index));
             unsigned int idle = 0;
             unsigned int busy = 0;
-            EXPECT_TRUE(UNIXCPUInfo(line.index).readCounters(idle, busy));
-            EXPECT_EQ(idle, line.idle);
-            EXPECT_EQ(busy, line.busy);
+            EXPECT_TRUE(UNIXCPUInfo(processor.index).readCounters(idle, busy));
+            EXPECT_EQ(idle, processor.counters.idle);
+            EXPECT_EQ(busy, processor.counters.busy);
         }
 
         expectFact(source, "cpus", processors.size());
@@ -101,31 +101,31 @@ TEST_F(Captures, ofProcessorsAreReadAsTheSecondReaderReadsThem)
     }
 }
 
-TEST_F(Captures, ofSpeedsAreReadAsTheSecondReaderReadsThem)
+TEST_F(Captures, ofCpufreqMatchTheReferenceParser)
 {
     for (CaptureSource const& source : sourcesOf("sys-cpufreq", "-listing.txt")) {
         SCOPED_TRACE(source.path);
-        auto const listing = testkit::readListing(contentsOf(source.path));
-        showFiles(listing);
+        auto const listing = reference::readListing(contentsOf(source.path));
+        makeFiles(listing);
         auto const current = speedsIn(listing, "scaling_cur_freq");
         auto const limits = speedsIn(listing, "bios_limit");
         ASSERT_FALSE(current.empty());
-        // One number more than there is, to see the answer for a processor without files.
+        // One more than there are: a processor without files.
         for (unsigned int i = 0; i <= current.rbegin()->first + 1; ++i) {
             SCOPED_TRACE("cpu" + std::to_string(i));
             auto const speed = current.find(i);
             auto const limit = limits.find(i);
             EXPECT_EQ(UNIXCPUInfo(i).getCurrentSpeedInMHZ(),
-                speed == current.end() ? 0 : testkit::thousandsOf(speed->second));
+                speed == current.end() ? 0 : reference::megahertz(speed->second));
             EXPECT_EQ(UNIXCPUInfo(i).getMaxSpeedInMHZ(),
-                limit == limits.end() ? 0 : testkit::thousandsOf(limit->second));
+                limit == limits.end() ? 0 : reference::megahertz(limit->second));
         }
 
         expectFact(source, "cpus_with_cur_freq", current.size());
         expectFact(source, "bios_limit", limits.size());
         if (!source.facts.empty()) {
             EXPECT_EQ(UNIXCPUInfo(0).getCurrentSpeedInMHZ(),
-                testkit::thousandsOf(source.facts.at("cpu0")));
+                reference::megahertz(source.facts.at("cpu0")));
         }
     }
 }

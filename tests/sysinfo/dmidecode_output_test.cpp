@@ -2,7 +2,7 @@
 
 #include "sysinfo/parsers/dmidecode_output.h"
 #include "tests/support/Machine.h"
-#include "tests/sysinfo/pieces.h"
+#include "tests/sysinfo/PiecewiseBuffer.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-using testkit::Pieces;
+using testkit::PiecewiseBuffer;
 
 namespace {
 
@@ -283,8 +283,8 @@ TEST(FirmwareDump, losesASizeLineThatStraddlesTwoPiecesAndNoOtherKept)
                 lost.push_back("ignored " + line);
         }
 
-        Pieces pieces(text, piece);
-        std::istream stream(&pieces);
+        PiecewiseBuffer buffer(text, piece);
+        std::istream stream(&buffer);
         Notes notes;
         EXPECT_EQ(sysinfo::sumOfModules(stream, notes), expected) << piece;
         std::vector<std::string> lostByListener;
@@ -300,8 +300,8 @@ TEST(FirmwareDump, losesASizeLineThatStraddlesTwoPiecesAndNoOtherKept)
 TEST(FirmwareDump, tellsTheSumOfWhatCameBeforeTheSourceBroke)
 {
     std::string const text = module("1 GB") + module("2 GB") + "Memory Device\n\tSize: 4 G";
-    Pieces pieces(text, text.size(), Pieces::BREAKS);
-    std::istream stream(&pieces);
+    PiecewiseBuffer buffer(text, text.size(), PiecewiseBuffer::THROWS);
+    std::istream stream(&buffer);
     Deaf listener;
     EXPECT_EQ(sysinfo::sumOfModules(stream, listener), 3 * GB);
 }

@@ -1,6 +1,6 @@
 #include "sysinfo/parsers/ifconfig_output.h"
 
-#include "tests/sysinfo/pieces.h"
+#include "tests/sysinfo/PiecewiseBuffer.h"
 
 #include <gtest/gtest.h>
 
@@ -272,8 +272,8 @@ TEST(AdapterText, isReadWhateverBytesTheTextHas)
 TEST(AdapterText, isTheSameInPiecesOfAnySize)
 {
     for (size_t const size : {1, 7, 128}) {
-        testkit::Pieces pieces(OLD_STYLE, size);
-        std::istream stream(&pieces);
+        testkit::PiecewiseBuffer buffer(OLD_STYLE, size);
+        std::istream stream(&buffer);
         Adapters const adapters = adaptersIn(stream);
         EXPECT_EQ(namesOf(adapters), (Texts{"eth0", "lo"}));
         EXPECT_EQ(adapters.blocks[0].addresses, (Texts{"10.0.0.5", ""}));
@@ -282,7 +282,8 @@ TEST(AdapterText, isTheSameInPiecesOfAnySize)
 
 TEST(AdapterText, endsWhereItsSourceBreaks)
 {
-    testkit::Pieces pieces("eth0: x\n inet 1.2.3.4\nlo", 4, testkit::Pieces::BREAKS);
-    std::istream stream(&pieces);
+    testkit::PiecewiseBuffer buffer(
+        "eth0: x\n inet 1.2.3.4\nlo", 4, testkit::PiecewiseBuffer::THROWS);
+    std::istream stream(&buffer);
     EXPECT_EQ(adaptersIn(stream).blocks.front().addresses, Texts{"1.2.3.4"});
 }

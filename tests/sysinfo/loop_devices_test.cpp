@@ -1,10 +1,11 @@
-// Disks as the kernel really makes them: where this process may have loop devices, it brings two,
-// and a /dev and a /proc/partitions that show them as disks; and where there is device-mapper, too,
-// a logical volume on one of them. It needs user 0 of the machine itself, so it cannot live in the
-// test kit's machine.
+// Real disks: two loop devices, with a private /dev and a /proc/partitions that list them as disks,
+// and a logical volume on one of them. They need user 0 of the real machine, so the tests do not
+// run on the fake one.
 
 #include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/Machine.h"
 #include "tests/support/SystemFailure.h"
+#include "tests/support/commands.h"
 #include "tests/sysinfo/LoopDevice.h"
 
 #include <gtest/gtest.h>
@@ -24,7 +25,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -35,20 +35,21 @@
 namespace fs = std::filesystem;
 using sysinfo::LinuxSystemInformation;
 using sysinfo::SystemInformation;
+using testkit::contentsOf;
 
 namespace {
 
 constexpr uint64_t SIZE = uint64_t{16} * 1024 * 1024;
 
-std::unique_ptr<LoopDevice> small; // Sectors of 512 bytes.
-std::unique_ptr<LoopDevice> large; // Of 4,096.
+std::unique_ptr<LoopDevice> small; // Has sectors of 512 bytes.
+std::unique_ptr<LoopDevice> large; // Has sectors of 4,096 bytes.
 
 std::string text(dovrel::string const& value)
 {
     return static_cast<char const*>(value);
 }
 
-/** @return the figure of the kernel's own table. */
+/** @return the disk's number of blocks in /proc/partitions; 0 when it is not listed. */
 uint64_t blocksOf(std::string const& name)
 {
     std::ifstream table("/proc/partitions");
@@ -69,9 +70,9 @@ void makeDevices()
     large = std::make_unique<LoopDevice>(SIZE, 4096);
 }
 
-/** Gives this process a /dev with no disks but the two, by names that do not end in a digit, and a
- * table that lists them with the kernel's figures. */
-void showDevices()
+/** Gives this process a private /dev and a private /proc/partitions. They have only the two disks,
+ * by names that do not end in a digit, and the kernel's numbers of blocks. */
+void mountPrivateDev()
 {
     std::string const table = "major minor  #blocks  name\n\n   7 0 "
         + std::to_string(blocksOf(small->name())) + " loopa\n   7 1 1 loopa1\n   7 2 "
@@ -93,45 +94,34 @@ void showDevices()
         testkit::fail("mount", "/proc/partitions");
 }
 
-bool runs(std::string const& command)
-{
-    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-}
-
-std::string contentsOf(char const* path)
-{
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/** @throws std::runtime_error with what the tool said. */
+/** @throws std::runtime_error with the output of a command that fails. */
 void run(std::string const& command)
 {
     if (std::system(("{ " + command + "; } >/dev/tool.log 2>&1").c_str()) != 0)
         throw std::runtime_error(command + ": " + contentsOf("/dev/tool.log"));
 }
 
-/** Looks into the machine's own /dev. @return why there can be no logical volume, or nothing. */
-std::string obstacleToVolumes()
+/** Reads the real /dev. @return why no logical volume can be made; else an empty string. */
+std::string whatVolumesLack()
 {
     int const control = ::open("/dev/mapper/control", O_RDWR | O_CLOEXEC);
     int const code = errno;
     if (control >= 0)
         ::close(control);
     else if (code != EACCES && code != EPERM)
-        return "there is no device-mapper";
+        return "this machine has no device-mapper";
     if (control < 0 || ::geteuid() != 0)
-        return "only user 0 may use device-mapper";
-    if (!runs("lvm version") || !runs("dmsetup --version"))
-        return "the tools of LVM are missing";
+        return "this machine has no device-mapper for this user";
+    if (!testkit::succeeds("lvm version") || !testkit::succeeds("dmsetup --version"))
+        return "this machine has no LVM tools";
     return {};
 }
 
-/** A real logical volume that takes up a disk, with the names that udev(7) would give it. Like the
- * loop devices it goes away with its last descriptor, however this process ends. */
+/** A real logical volume that fills a disk, with the names that udev(7) gives it. Like a loop
+ * device it is removed when its last descriptor is closed, however this process ends. */
 class LogicalVolume : dovrel::noncopyable_::noncopyable {
 public:
-    /** Needs a /dev of this process's own. @throws std::exception */
+    /** Needs a private /dev. @throws std::exception */
     explicit LogicalVolume(std::string const& disk);
     ~LogicalVolume() { ::close(m_device); }
 
@@ -145,8 +135,8 @@ private:
     int m_device = -1;
 };
 
-/** Lets LVM see nothing but one disk, and neither ask nor wait for udev, which works on another
- * /dev than this process's. What pvdisplay tells goes into /dev/pvdisplay.log, too. */
+/** Makes LVM use only one disk, and not udev, which works on the real /dev. Copies the output of
+ * pvdisplay to /dev/pvdisplay.log. */
 void confineVolumeTools(std::string const& disk)
 {
     std::string const onlyDisk = "[ \"a|^" + disk + "$|\", \"r|.*|\" ]\n";
@@ -180,12 +170,12 @@ LogicalVolume::LogicalVolume(std::string const& disk)
     confineVolumeTools(disk);
     run("pvcreate --yes " + disk);
     run("vgcreate --yes " + m_group + ' ' + disk);
-    std::string const giveBack = "dmsetup remove --deferred " + m_group + "-all";
-    run("lvcreate --yes --zero n --extents 100%FREE --name all " + m_group + " || { " + giveBack
+    std::string const removeLater = "dmsetup remove --deferred " + m_group + "-all";
+    run("lvcreate --yes --zero n --extents 100%FREE --name all " + m_group + " || { " + removeLater
         + "; false; }");
     m_device = ::open(path().c_str(), O_RDONLY | O_CLOEXEC);
     int const code = errno;
-    run(giveBack); // From here on the kernel does it when nobody uses the volume any more.
+    run(removeLater); // The kernel removes the volume once it is not in use.
     struct stat status { };
     if (m_device < 0 || ::fstat(m_device, &status) != 0)
         throw std::system_error(code, std::generic_category(), path());
@@ -197,20 +187,15 @@ LogicalVolume::LogicalVolume(std::string const& disk)
     fs::create_symlink("../" + name, path());
 }
 
-/** @return whether the device carries a filesystem now, mounted on the folder; where not, a note
- * has been written. */
-bool mountOrNote(std::string const& device, std::string const& folder)
+/** Makes a filesystem on the device and mounts it on the folder. @return whether it could. */
+bool formatAndMount(std::string const& device, std::string const& folder)
 {
     fs::create_directories(folder);
-    if (std::system(("mke2fs -q -F -b 4096 " + device + " >/dev/mke2fs.log 2>&1").c_str()) == 0
-        && ::mount(device.c_str(), folder.c_str(), "ext4", 0, nullptr) == 0)
-        return true;
-    std::puts("note: no filesystem can be made or mounted; answered calls speak for it");
-    return false;
+    return testkit::succeeds("mke2fs -q -F -b 4096 " + device)
+        && ::mount(device.c_str(), folder.c_str(), "ext4", 0, nullptr) == 0;
 }
 
-/** @return the disks beneath a mount, which the library lists once and with the kernel's figures.
- */
+/** Expects the library to list the mount once, with the sizes of statvfs(3). @return its disks. */
 std::vector<std::string> disksBeneath(std::string const& folder)
 {
     std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>> mounts;
@@ -233,9 +218,23 @@ std::vector<std::string> disksBeneath(std::string const& folder)
     return disks;
 }
 
+constexpr char NO_FILESYSTEM[] = "this machine has no ext4 filesystem to make and mount";
+
+std::string missingLoopDevices; // Why there are none; empty when there are.
+std::string missingVolumes;
+
+class LoopDevices : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!missingLoopDevices.empty())
+            GTEST_SKIP() << missingLoopDevices;
+    }
+};
+
 }
 
-TEST(LoopDevices, ofSmallSectorsHaveHalfTheirSizeKept)
+TEST_F(LoopDevices, reportHalfTheirSizeWith512ByteSectorsKept)
 {
     uint64_t const blocks = blocksOf("loopa");
     EXPECT_EQ(blocks * 1024, small->bytes());
@@ -243,7 +242,7 @@ TEST(LoopDevices, ofSmallSectorsHaveHalfTheirSizeKept)
     EXPECT_EQ(disk.getDiskTotalSizeInBytes(), SIZE / 2);
 }
 
-TEST(LoopDevices, ofLargeSectorsHaveFourTimesTheirSizeKept)
+TEST_F(LoopDevices, reportFourTimesTheirSizeWith4096ByteSectorsKept)
 {
     uint64_t const blocks = blocksOf("loopb");
     EXPECT_EQ(blocks * 1024, large->bytes());
@@ -251,7 +250,7 @@ TEST(LoopDevices, ofLargeSectorsHaveFourTimesTheirSizeKept)
     EXPECT_EQ(disk.getDiskTotalSizeInBytes(), SIZE * 4);
 }
 
-TEST(LoopDevices, areListedAsDisksThatHangOnNoBus)
+TEST_F(LoopDevices, areListedAsDisksWithoutAScsiBus)
 {
     std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>> disks;
     ASSERT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
@@ -260,25 +259,26 @@ TEST(LoopDevices, areListedAsDisksThatHangOnNoBus)
     EXPECT_EQ(text(disks[1]->toString()), "loopb (LARGE_SECTORS) 67108864 bytes in  0 partitions ");
 }
 
-TEST(LoopDevices, areFoundBeneathARealMount)
+TEST_F(LoopDevices, areTheParentDisksOfARealMount)
 {
-    if (!mountOrNote("/dev/loopb", "/dev/data"))
-        return;
+    if (!formatAndMount("/dev/loopb", "/dev/data"))
+        GTEST_SKIP() << NO_FILESYSTEM;
     EXPECT_EQ(disksBeneath("/dev/data"), std::vector<std::string>{"loopb"});
     EXPECT_EQ(::umount("/dev/data"), 0);
 }
 
-TEST(LogicalVolume, hasNoDisksThoughTheToolTellsThemKept)
+TEST(LogicalVolume, hasNoDisksAlthoughPvdisplayReportsThemKept)
 {
+    if (!missingVolumes.empty())
+        GTEST_SKIP() << missingVolumes;
     LogicalVolume const volume("/dev/loopa");
-    std::puts("note: a real logical volume was made, on a loop device");
     EXPECT_EQ(sysinfo::getRootDevices(volume.node().c_str()), std::set<std::string>{});
-    std::string const told = contentsOf("/dev/pvdisplay.log");
-    EXPECT_EQ(told.rfind("  /dev/loopa:" + volume.group() + ':', 0), 0U) << told;
-    if (!mountOrNote(volume.path(), "/dev/volume"))
-        return;
+    std::string const output = contentsOf("/dev/pvdisplay.log");
+    EXPECT_EQ(output.rfind("  /dev/loopa:" + volume.group() + ':', 0), 0U) << output;
+    if (!formatAndMount(volume.path(), "/dev/volume"))
+        GTEST_SKIP() << NO_FILESYSTEM;
     EXPECT_EQ(disksBeneath("/dev/volume"), std::vector<std::string>{});
-    EXPECT_EQ(contentsOf("/dev/pvdisplay.log"), told + told) << "the tool was asked again";
+    EXPECT_EQ(contentsOf("/dev/pvdisplay.log"), output + output) << "pvdisplay did not run again";
     EXPECT_EQ(::umount("/dev/volume"), 0);
 }
 
@@ -287,23 +287,16 @@ int main(int argc, char** argv)
     testing::InitGoogleTest(&argc, argv);
     if (GTEST_FLAG_GET(list_tests))
         return RUN_ALL_TESTS();
-    ::setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
-    std::string obstacle = obstacleToVolumes();
+    testkit::setSystemPath();
+    missingVolumes = whatVolumesLack();
     try {
         makeDevices();
-        showDevices();
-        std::puts("note: real loop devices were made, with sectors of 512 and 4,096 bytes");
+        mountPrivateDev();
     } catch (std::system_error const& error) {
-        std::printf(
-            "note: no loop devices here (%s); answered calls speak for them\n", error.what());
-        GTEST_FLAG_SET(filter, "-*");
-        if (obstacle.empty())
-            obstacle = "there is no loop device for it";
-    }
-    if (!obstacle.empty()) {
-        std::printf("note: no logical volume here (%s); the tests' own pvdisplay speaks for it\n",
-            obstacle.c_str());
-        GTEST_FLAG_SET(filter, GTEST_FLAG_GET(filter) + ":-LogicalVolume.*");
+        std::printf("no loop devices: %s\n", error.what());
+        missingLoopDevices = "this machine has no loop devices for this user";
+        if (missingVolumes.empty())
+            missingVolumes = missingLoopDevices;
     }
     int const result = RUN_ALL_TESTS();
     large.reset();

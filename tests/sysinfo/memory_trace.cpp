@@ -1,14 +1,14 @@
 #include "tests/sysinfo/memory_trace.h"
 
-#include "tests/sysinfo/memory_second_reader.h"
+#include "tests/reference/dmidecode_output.h"
 
 namespace testkit {
 
 namespace {
 
-bool beginsWith(std::string const& text, std::string const& beginning)
+bool startsWith(std::string const& text, std::string const& start)
 {
-    return text.compare(0, beginning.size(), beginning) == 0;
+    return text.compare(0, start.size(), start) == 0;
 }
 
 }
@@ -18,11 +18,11 @@ TracedDump::TracedDump(CapturedTrace const& trace)
     static std::string const ignoring = "Ignoring size line ";
     bool seekFailed = false;
     for (TraceLine const& line : trace.lines()) {
-        sections += beginsWith(line.line, "New section: ");
-        sizeLines += beginsWith(line.line, "Parsing size line: ");
+        sections += startsWith(line.line, "New section: ");
+        sizeLines += startsWith(line.line, "Parsing size line: ");
         if (line.line == "Failed to seek?!\n") {
             seekFailed = true;
-        } else if (beginsWith(line.line, ignoring)) {
+        } else if (startsWith(line.line, ignoring)) {
             std::string const ignored = line.line.substr(ignoring.size());
             if (seekFailed)
                 straddling.push_back(ignored.substr(0, ignored.size() - 1));
@@ -37,7 +37,7 @@ uint64_t TracedDump::lost() const
 {
     uint64_t lost = 0;
     for (std::string const& line : straddling)
-        lost += sizeIn(line).value_or(0);
+        lost += reference::sizeIn(line).value_or(0);
     return lost;
 }
 

@@ -9,17 +9,17 @@
 
 namespace testkit {
 
-/** What the memory query's trace tells of the dump that it read. */
+/** What the trace of the memory query contains about dmidecode's output. */
 struct TracedDump {
     explicit TracedDump(CapturedTrace const& trace);
 
-    /** @return what the straddling lines would have added, by the second reader, in KiB. */
+    /** @return the sizes in the straddling lines, in KiB, by the reference parser. */
     uint64_t lost() const;
 
     size_t sections = 0;
     size_t sizeLines = 0;
-    size_t withoutSize = 0; // Of the size lines that do not straddle two reads.
-    std::vector<std::string> straddling;
+    size_t withoutSize = 0; // Ignored size lines that do not straddle two reads.
+    std::vector<std::string> straddling; // Ignored size lines that do.
 };
 
 }

@@ -1,9 +1,10 @@
-// The real tools on a real network that the test makes for itself (network_namespaces(7)), against
-// what ip(8) tells of it.
+// The real tools on a real network, which the test makes for itself (network_namespaces(7)). The
+// result must agree with ip(8).
 
 #include "common/basic/text_cast.h"
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
+#include "tests/support/commands.h"
 
 #include <boost/property_tree/json_parser.hpp>
 
@@ -12,40 +13,22 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <map>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 using boost::property_tree::ptree;
 using testkit::CapturedTrace;
+using testkit::commandOutput;
+using testkit::succeeds;
 
 namespace {
 
-/** A name that a shell would take for a command. */
+/** A name that a shell would run as a command. */
 constexpr char HOSTILE[] = "$(id>x)";
-
-/** @return what the command prints. */
-std::string outputOf(std::string const& command)
-{
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> const pipe(
-        ::popen(command.c_str(), "re"), ::pclose);
-    std::string output;
-    for (int c = 0; pipe && (c = std::fgetc(pipe.get())) != EOF;)
-        output += static_cast<char>(c);
-    return output;
-}
-
-bool runs(std::string const& command)
-{
-    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-}
 
 bool write(char const* path, std::string const& text)
 {
@@ -53,7 +36,7 @@ bool write(char const* path, std::string const& text)
     return static_cast<bool>(file << text << std::flush);
 }
 
-bool enterNetworkOfItsOwn()
+bool enterPrivateNetwork()
 {
     std::string const user = std::to_string(::getuid());
     std::string const group = std::to_string(::getgid());
@@ -62,51 +45,82 @@ bool enterNetworkOfItsOwn()
         && write("/proc/self/gid_map", "0 " + group + " 1");
 }
 
-/** Two ends of a cable, one with an alias. @return whether the kernel and the tools could. */
-bool makeCable()
+/** Makes a pair of adapters, one with an alias. @return false when the kernel or the tools cannot.
+ */
+bool makePair()
 {
-    if (!runs("ip link add va type veth peer name vb"))
+    if (!succeeds("ip link add va type veth peer name vb"))
         return false;
-    // IPv6's own addresses would come whenever they please; a kernel without it refuses both.
-    runs("ip link set va addrgenmode none");
-    runs("ip link set vb addrgenmode none");
-    return runs("ip link set lo up") && runs("ip address add 192.0.2.1/24 dev va")
-        && runs("ip address add 198.51.100.1/25 dev va label va:web") && runs("ip link set va up")
-        && runs("ip link set vb up") && runs("ip route add default via 192.0.2.254 dev va");
+    // Keeps automatic IPv6 addresses away. Both commands fail on a kernel without IPv6.
+    succeeds("ip link set va addrgenmode none");
+    succeeds("ip link set vb addrgenmode none");
+    return succeeds("ip link set lo up") && succeeds("ip address add 192.0.2.1/24 dev va")
+        && succeeds("ip address add 198.51.100.1/25 dev va label va:web")
+        && succeeds("ip link set va up") && succeeds("ip link set vb up")
+        && succeeds("ip route add default via 192.0.2.254 dev va");
 }
 
-/** Makes what not every kernel can. @return what this one cannot. */
-std::vector<std::string> makeOptionalLinks()
-{
-    std::pair<char const*, char const*> const links[] = {
-        {"IPv6 addresses",
-            "ip address add 2001:db8::1/64 dev va nodad"
-            " && ip address add 2001:db8::2/48 dev va nodad"},
-        {"a bridge", "ip link add br0 type bridge && ip address add 203.0.113.1/28 dev br0"},
-        {"a VLAN", "ip link add link va name va.100 type vlan id 100"},
-        {"a dummy link", "ip link add d0 type dummy"},
-    };
-    std::vector<std::string> missing;
-    for (auto const& [name, command] : links)
-        if (!runs(std::string("{ ") + command + "; }"))
-            missing.emplace_back(name);
-    return missing;
-}
+/** A kind of adapter or address that not every kernel has. */
+struct OptionalLink {
+    std::string command; // Makes it.
+    char const* missing; // Why its test is skipped when the command fails.
+    char const* listed; // Part of its line in the list of adapters.
+    bool made;
+};
 
-bool makeHostileAdapter()
-{
-    return runs(std::string("ip link add '") + HOSTILE + "' type veth peer name vc");
-}
+OptionalLink ipv6 = {"ip address add 2001:db8::1/64 dev va nodad"
+                     " && ip address add 2001:db8::2/48 dev va nodad",
+    "this machine has no IPv6 addresses", " 2001:db8::1 2001:db8::2 ", false};
+OptionalLink bridge = {"ip link add br0 type bridge && ip address add 203.0.113.1/28 dev br0",
+    "this machine has no bridge adapters", " [ 203.0.113.1 ] [ 255.255.255.240 ]", false};
+OptionalLink vlan = {"ip link add link va name va.100 type vlan id 100",
+    "this machine has no VLAN adapters", "va.100 ", false};
+OptionalLink dummy = {
+    "ip link add d0 type dummy", "this machine has no dummy adapters", "d0 ", false};
+OptionalLink hostile = {std::string("ip link add '") + HOSTILE + "' type veth peer name vc",
+    "this machine has no adapters named like a command", HOSTILE, false};
 
-/** Two hundred adapters more while it lives, every other one with an address. */
-class HundredCables {
-public:
-    HundredCables()
+/** Makes the network once, before the first test. */
+class OwnNetwork : public testing::Test {
+protected:
+    static void SetUpTestSuite()
     {
-        EXPECT_TRUE(runs("for i in $(seq 100); do ip link add m$i group 100 type veth peer name n$i"
-                         " && ip address add 10.0.$i.1/24 dev m$i || exit; done"));
+        testkit::setSystemPath();
+        if (!succeeds("ip -json link"))
+            s_missing = "this machine has no ip(8) with JSON output";
+        else if (!succeeds("ifconfig --version") || !succeeds("route --version"))
+            s_missing = "this machine has no net-tools";
+        else if (commandOutput("ifconfig -a").find("Link encap") != std::string::npos)
+            s_missing = "this machine has no ifconfig that prints IPv6 addresses in full";
+        else if (!enterPrivateNetwork())
+            s_missing = "this machine has no private networks for this user";
+        else if (!makePair())
+            s_missing = "this machine has no veth adapters";
+        for (OptionalLink* link : {&ipv6, &bridge, &vlan, &dummy, &hostile})
+            link->made = s_missing.empty() && succeeds(link->command);
     }
-    ~HundredCables() { EXPECT_TRUE(runs("ip link delete group 100")); }
+
+    void SetUp() override
+    {
+        if (!s_missing.empty())
+            GTEST_SKIP() << s_missing;
+    }
+
+    static std::string s_missing;
+};
+
+std::string OwnNetwork::s_missing;
+
+/** Two hundred more adapters, half of them with an address; the destructor removes them. */
+class HundredPairs {
+public:
+    HundredPairs()
+    {
+        EXPECT_TRUE(
+            succeeds("for i in $(seq 100); do ip link add m$i group 100 type veth peer name n$i"
+                     " && ip address add 10.0.$i.1/24 dev m$i || exit; done"));
+    }
+    ~HundredPairs() { EXPECT_TRUE(succeeds("ip link delete group 100")); }
 };
 
 std::string dotted(int prefix)
@@ -137,8 +151,8 @@ struct Link {
     }
 };
 
-/** What `ifconfig` can show of one link: the first IPv4 address of each label, an alias by itself,
- * and all of IPv6. */
+/** Adds what `ifconfig` prints for one link: the first IPv4 address of each label, a block of its
+ * own for each alias, and all IPv6 addresses. */
 void addLink(ptree const& link, std::multiset<std::string>& all)
 {
     bool const isEthernet = link.get<std::string>("link_type") == "ether";
@@ -165,7 +179,7 @@ void addLink(ptree const& link, std::multiset<std::string>& all)
 
 std::multiset<std::string> linksByIP()
 {
-    std::istringstream json(outputOf("ip -json address"));
+    std::istringstream json(commandOutput("ip -json address"));
     ptree tree;
     boost::property_tree::read_json(json, tree);
     std::multiset<std::string> all;
@@ -196,35 +210,72 @@ std::multiset<std::string> linksByLibrary()
     return all;
 }
 
+/** @return whether a line of the list contains the optional link. */
+bool isListed(std::multiset<std::string> const& all, OptionalLink const& link)
+{
+    return std::any_of(all.begin(), all.end(),
+        [&](std::string const& line) { return line.find(link.listed) != std::string::npos; });
 }
 
-TEST(OwnNetwork, isListedAsTheKernelsOwnToolListsIt)
+}
+
+TEST_F(OwnNetwork, isListedAsByTheIpTool)
 {
     std::multiset<std::string> const expected = linksByIP();
     EXPECT_GE(expected.size(), 4U);
     EXPECT_EQ(linksByLibrary(), expected);
 }
 
-TEST(OwnNetwork, hasItsGatewayTraced)
+TEST_F(OwnNetwork, listsIPv6Addresses)
+{
+    if (!ipv6.made)
+        GTEST_SKIP() << ipv6.missing;
+    EXPECT_TRUE(isListed(linksByLibrary(), ipv6));
+}
+
+TEST_F(OwnNetwork, listsABridge)
+{
+    if (!bridge.made)
+        GTEST_SKIP() << bridge.missing;
+    EXPECT_TRUE(isListed(linksByLibrary(), bridge));
+}
+
+TEST_F(OwnNetwork, listsAVlan)
+{
+    if (!vlan.made)
+        GTEST_SKIP() << vlan.missing;
+    EXPECT_TRUE(isListed(linksByLibrary(), vlan));
+}
+
+TEST_F(OwnNetwork, listsADummyAdapter)
+{
+    if (!dummy.made)
+        GTEST_SKIP() << dummy.missing;
+    EXPECT_TRUE(isListed(linksByLibrary(), dummy));
+}
+
+TEST_F(OwnNetwork, tracesItsGateway)
 {
     CapturedTrace const trace;
     linksByLibrary();
     EXPECT_TRUE(trace.contains(5, "Found gateway for va: 192.0.2.254\n"));
 }
 
-TEST(OwnNetwork, isListedWithTwoHundredAdaptersMore)
+TEST_F(OwnNetwork, isListedWithTwoHundredMoreAdapters)
 {
     size_t const before = linksByIP().size();
-    HundredCables const cables;
+    HundredPairs const pairs;
     std::multiset<std::string> const expected = linksByIP();
     EXPECT_EQ(expected.size(), before + 200);
     EXPECT_EQ(linksByLibrary(), expected);
 }
 
-TEST(OwnNetwork, runsNothingThatAnAdapterIsCalled)
+TEST_F(OwnNetwork, doesNotRunAnAdaptersNameAsACommand)
 {
-    // Wherever a shell reads the name as it stands, it leaves a file.
-    ASSERT_TRUE(runs(std::string("echo ") + HOSTILE));
+    if (!hostile.made)
+        GTEST_SKIP() << hostile.missing;
+    // A shell that reads the name without quotes makes a file.
+    ASSERT_TRUE(succeeds(std::string("echo ") + HOSTILE));
     ASSERT_EQ(::unlink("x"), 0);
     CapturedTrace const trace;
     linksByLibrary();
@@ -235,29 +286,5 @@ TEST(OwnNetwork, runsNothingThatAnAdapterIsCalled)
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    if (GTEST_FLAG_GET(list_tests))
-        return RUN_ALL_TESTS();
-    ::setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
-    char const* missing = nullptr;
-    if (!runs("ip -json link") || !runs("ifconfig --version") || !runs("route --version"))
-        missing = "this machine lacks ip(8) or net-tools";
-    else if (outputOf("ifconfig -a").find("Link encap") != std::string::npos)
-        missing = "this machine's ifconfig is of the old style, which has no IPv6 addresses";
-    else if (!enterNetworkOfItsOwn())
-        missing = "this machine lets nobody make a network of one's own";
-    else if (!makeCable())
-        missing = "no pair of veth adapters can be made here";
-    if (missing) {
-        std::printf("note: own_network_test compared nothing: %s.\n", missing);
-        return 0;
-    }
-    for (std::string const& link : makeOptionalLinks())
-        std::printf("note: own_network_test did without %s: the kernel or ip(8) makes none here.\n",
-            link.c_str());
-    if (!makeHostileAdapter()) {
-        std::puts("note: own_network_test had no adapter named after a command: none can be made.");
-        GTEST_FLAG_SET(
-            filter, GTEST_FLAG_GET(filter) + ":-OwnNetwork.runsNothingThatAnAdapterIsCalled");
-    }
     return RUN_ALL_TESTS();
 }

@@ -1,7 +1,7 @@
 // The parser alone, fed by streams.
 
 #include "sysinfo/parsers/proc_meminfo.h"
-#include "tests/sysinfo/pieces.h"
+#include "tests/sysinfo/PiecewiseBuffer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 
 using ::testing::ElementsAre;
 using ::testing::Pair;
-using testkit::Pieces;
+using testkit::PiecewiseBuffer;
 
 namespace {
 
@@ -59,8 +59,8 @@ TEST(ProcMeminfo, tellsTheTotalAndTheFreeMemory)
 TEST(ProcMeminfo, isReadTheSameInPiecesOfAnySize)
 {
     for (size_t size = 1; size <= sizeof TEXT; ++size) {
-        Pieces pieces(TEXT, size);
-        std::istream stream(&pieces);
+        PiecewiseBuffer buffer(TEXT, size);
+        std::istream stream(&buffer);
         auto const memory = kernelFiguresOf(stream);
         EXPECT_EQ(memory.total, Figure(8010864)) << size;
         EXPECT_EQ(memory.free, Figure(538768)) << size;
@@ -180,8 +180,8 @@ TEST(ProcMeminfo, isNotFoundInNothing)
 
 TEST(ProcMeminfo, tellsWhatCameBeforeTheSourceBroke)
 {
-    Pieces pieces("MemTotal: 7 kB\nMemFr", 4, Pieces::BREAKS);
-    std::istream stream(&pieces);
+    PiecewiseBuffer buffer("MemTotal: 7 kB\nMemFr", 4, PiecewiseBuffer::THROWS);
+    std::istream stream(&buffer);
     auto const memory = kernelFiguresOf(stream);
     EXPECT_EQ(memory.total, Figure(7));
     EXPECT_EQ(memory.free, Figure());

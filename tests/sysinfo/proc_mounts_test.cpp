@@ -2,7 +2,7 @@
 
 #include "sysinfo/parsers/proc_mounts.h"
 #include "tests/support/Machine.h"
-#include "tests/sysinfo/pieces.h"
+#include "tests/sysinfo/PiecewiseBuffer.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <string>
 
 using testkit::contentsOf;
-using testkit::Pieces;
+using testkit::PiecewiseBuffer;
 
 namespace {
 
@@ -45,8 +45,8 @@ TEST(ProcMounts, areThoseOfBlockDevices)
 TEST(ProcMounts, areReadTheSameInPiecesOfAnySize)
 {
     for (size_t size = 1; size <= sizeof TEXT; ++size) {
-        Pieces pieces(TEXT, size);
-        std::istream stream(&pieces);
+        PiecewiseBuffer buffer(TEXT, size);
+        std::istream stream(&buffer);
         EXPECT_EQ(sysinfo::readMounts(stream), (Mounts{{"/", "/dev/sda1"}, {"/data", "/dev/sdb1"}}))
             << size;
     }
@@ -165,8 +165,9 @@ TEST(ProcMounts, areNoneInNothing)
 
 TEST(ProcMounts, areToldAsFarAsTheyCameBeforeTheSourceBroke)
 {
-    Pieces pieces("/dev/sda1 / ext4 rw 0 0\n/dev/sdb1 /data ext4 rw 0 0\n", 24, Pieces::BREAKS);
-    std::istream stream(&pieces);
+    PiecewiseBuffer buffer(
+        "/dev/sda1 / ext4 rw 0 0\n/dev/sdb1 /data ext4 rw 0 0\n", 24, PiecewiseBuffer::THROWS);
+    std::istream stream(&buffer);
     EXPECT_EQ(sysinfo::readMounts(stream), (Mounts{{"/", "/dev/sda1"}, {"/data", "/dev/sdb1"}}));
 }
 

@@ -2,7 +2,7 @@
 
 #include "sysinfo/parsers/proc_partitions.h"
 #include "tests/support/Machine.h"
-#include "tests/sysinfo/pieces.h"
+#include "tests/sysinfo/PiecewiseBuffer.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 
 using testkit::contentsOf;
-using testkit::Pieces;
+using testkit::PiecewiseBuffer;
 
 namespace {
 
@@ -57,8 +57,8 @@ TEST(ProcPartitions, areDisksWithTheirPartitions)
 TEST(ProcPartitions, areReadTheSameInPiecesOfAnySize)
 {
     for (size_t size = 1; size <= sizeof TWO_DISKS; ++size) {
-        Pieces pieces(TWO_DISKS, size);
-        std::istream stream(&pieces);
+        PiecewiseBuffer buffer(TWO_DISKS, size);
+        std::istream stream(&buffer);
         EXPECT_EQ(read(stream), "sda1 sda2 [sda 100000 2] [sdb 5000 0]") << size;
     }
 }
@@ -195,8 +195,8 @@ TEST(ProcPartitions, mayHaveANameOfAnyLength)
 
 TEST(ProcPartitions, areToldAsFarAsTheyCameBeforeTheSourceBroke)
 {
-    Pieces pieces("h\n8 0 7 sda\n8 1 3 sda1\n8 2 3 sd", 4, Pieces::BREAKS);
-    std::istream stream(&pieces);
+    PiecewiseBuffer buffer("h\n8 0 7 sda\n8 1 3 sda1\n8 2 3 sd", 4, PiecewiseBuffer::THROWS);
+    std::istream stream(&buffer);
     EXPECT_EQ(read(stream), "sda1 [sda 7 1]");
 }
 

@@ -1,46 +1,17 @@
 // The parsers alone, fed by streams: what no file can do.
 
 #include "sysinfo/parsers/proc_stat.h"
+#include "tests/sysinfo/PiecewiseBuffer.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <sstream>
-#include <stdexcept>
-#include <streambuf>
 #include <string>
 #include <vector>
 
+using testkit::PiecewiseBuffer;
+
 namespace {
-
-/** Gives a text in pieces of the given size, as a kernel file may; then the end, or an exception as
- * a broken source. */
-class Pieces : public std::streambuf {
-public:
-    Pieces(std::string text, size_t size, bool breaks = false)
-        : m_text(std::move(text)), m_size(size), m_breaks(breaks)
-    {
-    }
-
-private:
-    int_type underflow() override
-    {
-        if (m_at == m_text.size()) {
-            if (m_breaks)
-                throw std::runtime_error("source broke");
-            return traits_type::eof();
-        }
-        size_t const n = std::min(m_size, m_text.size() - m_at);
-        setg(&m_text[m_at], &m_text[m_at], &m_text[m_at] + n);
-        m_at += n;
-        return traits_type::to_int_type(*gptr());
-    }
-
-    std::string m_text;
-    size_t m_size;
-    bool m_breaks;
-    size_t m_at = 0;
-};
 
 constexpr char TEXT[] = "cpu  9 9 9 9 9 9 9\ncpu0 1 2 3 4 5 6 7\ncpu1 10 20 30 40 50 60 70 80\n";
 
@@ -49,7 +20,7 @@ constexpr char TEXT[] = "cpu  9 9 9 9 9 9 9\ncpu0 1 2 3 4 5 6 7\ncpu1 10 20 30 4
 TEST(ProcStat, isReadTheSameInPiecesOfAnySize)
 {
     for (size_t size = 1; size <= sizeof TEXT; ++size) {
-        Pieces counted(TEXT, size);
+        PiecewiseBuffer counted(TEXT, size);
         std::istream countedText(&counted);
         std::vector<std::string> words;
         EXPECT_EQ(sysinfo::countProcessors(
@@ -57,7 +28,7 @@ TEST(ProcStat, isReadTheSameInPiecesOfAnySize)
             2U);
         EXPECT_EQ(words, (std::vector<std::string>{"cpu0", "cpu1"}));
 
-        Pieces searched(TEXT, size);
+        PiecewiseBuffer searched(TEXT, size);
         std::istream searchedText(&searched);
         sysinfo::ProcessorCounters counters{0, 0};
         EXPECT_TRUE(sysinfo::findProcessorCounters(searchedText, "cpu1", counters));
@@ -84,11 +55,11 @@ TEST(ProcStat, endsWithoutAnExceptionWhereTheSourceBreaks)
 {
     // More than a reader takes at once, so that something was read before.
     std::string const text = "cpu0 1 2 3 4 5 6 7\n" + std::string(100000, 'x');
-    Pieces counted(text, 1000, true);
+    PiecewiseBuffer counted(text, 1000, PiecewiseBuffer::THROWS);
     std::istream countedText(&counted);
     EXPECT_EQ(sysinfo::countProcessors(countedText, [](std::string const&) {}), 1U);
 
-    Pieces searched(text, 1000, true);
+    PiecewiseBuffer searched(text, 1000, PiecewiseBuffer::THROWS);
     std::istream searchedText(&searched);
     sysinfo::ProcessorCounters counters{11, 12};
     EXPECT_FALSE(sysinfo::findProcessorCounters(searchedText, "cpu1", counters));

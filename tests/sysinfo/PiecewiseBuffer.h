@@ -9,16 +9,16 @@
 namespace testkit {
 
 /**
- * Gives a text in pieces of one size, as a pipe does: only what is left of the present piece is at
- * hand, and seeking goes back no further than to its beginning.
+ * Returns a text in pieces of one size, as a pipe does. Only the present piece is buffered, and a
+ * seek goes back to its beginning at most.
  */
-class Pieces : public std::streambuf {
+class PiecewiseBuffer : public std::streambuf {
 public:
-    enum End { ENDS, BREAKS };
+    enum End { ENDS, THROWS };
 
-    /** @param end what comes behind the text: its end, or an exception as of a broken source. */
-    Pieces(std::string text, size_t size, End end = ENDS)
-        : m_text(std::move(text)), m_size(size), m_end(end)
+    /** @param end what a read behind the text does: report the end, or throw. */
+    PiecewiseBuffer(std::string text, size_t pieceSize, End end = ENDS)
+        : m_text(std::move(text)), m_pieceSize(pieceSize), m_end(end)
     {
     }
 
@@ -26,11 +26,11 @@ private:
     int_type underflow() override
     {
         if (m_at == m_text.size()) {
-            if (m_end == BREAKS)
-                throw std::runtime_error("source broke");
+            if (m_end == THROWS)
+                throw std::runtime_error("read failed");
             return traits_type::eof();
         }
-        size_t const count = std::min(m_size, m_text.size() - m_at);
+        size_t const count = std::min(m_pieceSize, m_text.size() - m_at);
         setg(&m_text[m_at], &m_text[m_at], &m_text[m_at] + count);
         m_at += count;
         return traits_type::to_int_type(*gptr());
@@ -45,7 +45,7 @@ private:
     }
 
     std::string m_text;
-    size_t m_size;
+    size_t m_pieceSize;
     End m_end;
     size_t m_at = 0;
 };
