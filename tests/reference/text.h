@@ -26,7 +26,7 @@ public:
     /** @param text outlives this object. */
     explicit Fields(std::string const& text, size_t at = 0) : m_text(text), m_at(at) { }
 
-    /** @return the position behind the last field. */
+    /** @return the position after the last field. */
     size_t at() const { return m_at; }
 
     /** @return false at the end of the text. */

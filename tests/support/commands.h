@@ -1,34 +1,31 @@
 #pragma once
 
+#include "tests/support/SystemFailure.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
 
-/** Commands for the tests that run on the real root of the real machine. */
 namespace testkit {
 
-/** Sets a PATH with the folders of system tools, which an ordinary user's lacks. */
-inline void setSystemPath()
-{
-    ::setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
-}
-
-/** @return what the shell command prints. */
-inline std::string commandOutput(std::string const& command)
+/** @return the standard output of a shell command. @throws std::system_error */
+inline std::string outputOf(std::string const& command)
 {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> const pipe(
         ::popen(command.c_str(), "re"), ::pclose);
+    if (!pipe)
+        fail("popen", command);
     std::string output;
-    for (int c = 0; pipe && (c = std::fgetc(pipe.get())) != EOF;)
+    for (int c = 0; (c = std::fgetc(pipe.get())) != EOF;)
         output += static_cast<char>(c);
     return output;
 }
 
-/** @return whether the shell command exits with 0. Its output is discarded. */
-inline bool succeeds(std::string const& command)
+/** Runs a shell command and discards its output. @return whether it exits with 0. */
+inline bool runs(std::string const& command)
 {
-    return std::system(("{ " + command + "; } >/dev/null 2>&1").c_str()) == 0;
+    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
 }
 
 }

@@ -16,7 +16,7 @@ class PiecewiseBuffer : public std::streambuf {
 public:
     enum End { ENDS, THROWS };
 
-    /** @param end what a read behind the text does: report the end, or throw. */
+    /** @param end what a read after the text does: report the end, or throw. */
     PiecewiseBuffer(std::string text, size_t pieceSize, End end = ENDS)
         : m_text(std::move(text)), m_pieceSize(pieceSize), m_end(end)
     {

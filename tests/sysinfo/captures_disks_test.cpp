@@ -43,7 +43,7 @@ std::string text(dovrel::string const& value)
     return static_cast<char const*>(value);
 }
 
-/** @return whether the lines have statistics behind the names, as before kernel 2.6. */
+/** @return whether the lines have statistics after the names, as before kernel 2.6. */
 bool hasMoreColumns(CaptureSource const& source)
 {
     auto const fact = source.facts.find("extra_columns");

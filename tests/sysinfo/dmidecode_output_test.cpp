@@ -1,4 +1,4 @@
-// The parser alone, fed by streams: what no pipe gives twice in the same way.
+// The parser alone. PiecewiseBuffer splits the dump at each place; a pipe splits it at random.
 
 #include "sysinfo/parsers/dmidecode_output.h"
 #include "tests/support/Machine.h"
@@ -18,37 +18,37 @@ constexpr uint64_t MB = uint64_t{1} << 10;
 constexpr uint64_t GB = uint64_t{1} << 20;
 constexpr uint64_t TB = uint64_t{1} << 30;
 
-/** Writes down what it hears. */
-class Notes final : public sysinfo::FirmwareDumpListener {
+/** Records its calls. */
+class RecordingListener final : public sysinfo::FirmwareDumpListener {
 public:
-    void line(std::string const& line) override { heard.push_back("line " + line); }
-    void sectionLeft(std::string const& left) override { heard.push_back("left " + left); }
-    void seekFailed() override { heard.push_back("seek failed"); }
+    void line(std::string const& line) override { calls.push_back("line " + line); }
+    void sectionLeft(std::string const& left) override { calls.push_back("left " + left); }
+    void seekFailed() override { calls.push_back("seek failed"); }
     void sizeLine(std::string const& label, uint64_t number, std::string const& unit) override
     {
-        heard.push_back("size '" + label + "' " + std::to_string(number) + " '" + unit + "'");
+        calls.push_back("size '" + label + "' " + std::to_string(number) + " '" + unit + "'");
     }
-    void sizeLineIgnored(std::string const& line) override { heard.push_back("ignored " + line); }
+    void sizeLineIgnored(std::string const& line) override { calls.push_back("ignored " + line); }
 
-    std::vector<std::string> heard;
+    std::vector<std::string> calls;
 };
 
-/** Hears with what the interface brings by itself. */
-class Deaf final : public sysinfo::FirmwareDumpListener { };
+/** Uses the empty functions of the interface. */
+class EmptyListener final : public sysinfo::FirmwareDumpListener { };
 
 uint64_t sumOf(std::string const& text)
 {
     std::istringstream stream(text);
-    Deaf listener;
+    EmptyListener listener;
     return sysinfo::sumOfModules(stream, listener);
 }
 
-std::vector<std::string> heardOf(std::string const& text)
+std::vector<std::string> callsFor(std::string const& text)
 {
     std::istringstream stream(text);
-    Notes notes;
-    sysinfo::sumOfModules(stream, notes);
-    return notes.heard;
+    RecordingListener listener;
+    sysinfo::sumOfModules(stream, listener);
+    return listener.calls;
 }
 
 std::string module(std::string const& size)
@@ -68,23 +68,23 @@ TEST(FirmwareDump, addsUpModulesOfMixedUnits)
     EXPECT_EQ(sumOf(module("0 TB")), 0U);
 }
 
-TEST(FirmwareDump, leavesOutSocketsWithoutAModule)
+TEST(FirmwareDump, ignoresSocketsWithoutAModule)
 {
     EXPECT_EQ(sumOf(module("No Module Installed") + module("1 GB") + module("Unknown")), GB);
 }
 
-TEST(FirmwareDump, countsUnitsThatItDoesNotKnowAsKiBKept)
+TEST(FirmwareDump, countsAnUnknownUnitAsKiBKept)
 {
-    // "MiB" and its like are what dmidecode 3.7 prints.
+    // dmidecode 3.7 prints binary units.
     EXPECT_EQ(sumOf(module("16 GiB")), 16U);
     EXPECT_EQ(sumOf(module("512 Kbyte")), 512U);
     EXPECT_EQ(sumOf(module("1 gb")), 1U);
     EXPECT_EQ(sumOf(module("1 GBytes")), 1U);
 }
 
-TEST(FirmwareDump, leavesOutTheModulesOfTheOldTables)
+TEST(FirmwareDump, ignoresMemoryModuleInformationSections)
 {
-    // Type 6, where that is all there is, and where it contradicts type 17.
+    // Structures of type 6: alone, and beside one of type 17 that contradicts them.
     std::string const old = "Memory Module Information\n\tSocket Designation: DIMM0\n"
                             "\tInstalled Size: 536870912 MB (Double-bank Connection)\n"
                             "\tEnabled Size: 512 MB (Double-bank Connection)\n\n";
@@ -92,7 +92,7 @@ TEST(FirmwareDump, leavesOutTheModulesOfTheOldTables)
     EXPECT_EQ(sumOf(old + module("1 GB")), GB);
 }
 
-TEST(FirmwareDump, addsUpToExactlyTwoToThe32)
+TEST(FirmwareDump, returnsASumOfExactlyTwoToThe32)
 {
     std::string text;
     for (int i = 0; i < 32; ++i)
@@ -100,12 +100,12 @@ TEST(FirmwareDump, addsUpToExactlyTwoToThe32)
     EXPECT_EQ(sumOf(text), 4294967296U);
 }
 
-TEST(FirmwareDump, countsAFlashDeviceAmongTheModulesKept)
+TEST(FirmwareDump, countsAFlashDeviceAsAModuleKept)
 {
     EXPECT_EQ(sumOf(module("16 GB") + module("4 MB")), 16 * GB + 4 * MB);
 }
 
-TEST(FirmwareDump, knowsTheHeaderInExactlyOneForm)
+TEST(FirmwareDump, acceptsOnlyTheExactHeaderMemoryDevice)
 {
     std::string const size = "\n\tSize: 1 GB\n";
     EXPECT_EQ(sumOf("Memory Device" + size), GB);
@@ -114,40 +114,40 @@ TEST(FirmwareDump, knowsTheHeaderInExactlyOneForm)
         EXPECT_EQ(sumOf(other + size), 0U) << other;
 }
 
-TEST(FirmwareDump, doesNotKnowTheOldIndentationOfTheHeaderKept)
+TEST(FirmwareDump, ignoresAnIndentedHeaderKept)
 {
-    // Before 2.8 the header stood indented below the handle.
+    // Versions before 2.8 indent the header below the handle.
     EXPECT_EQ(
         sumOf("Handle 0x0023\n\tDMI type 17, 27 bytes.\n\tMemory Device\n\t\tSize: 512 MB\n"), 0U);
 }
 
-TEST(FirmwareDump, leavesOutSizesBeforeAnyHeaderAndInOtherSections)
+TEST(FirmwareDump, ignoresSizesOutsideMemoryDeviceSections)
 {
     EXPECT_EQ(sumOf("\tSize: 1 GB\n" + module("2 GB") + "Cache Information\n\tSize: 4 GB\n"
                   + "\tInstalled Size: 512 kB\n" + module("8 GB")),
         10 * GB);
 }
 
-TEST(FirmwareDump, staysInASectionOverBlankLines)
+TEST(FirmwareDump, continuesASectionAfterABlankLine)
 {
     EXPECT_EQ(sumOf("Memory Device\n\n\n\tSize: 1 GB\n\n \n\tSize: 2 GB\n"), 3 * GB);
 }
 
-TEST(FirmwareDump, endsASectionAtALineThatBeginsWithNoBlankButAFormFeedKept)
+TEST(FirmwareDump, endsASectionAtALineThatBeginsWithAFormFeedKept)
 {
     EXPECT_EQ(sumOf("Memory Device\n\fX\n\tSize: 1 GB\n"), 0U);
     for (char const* indented : {" X", "\tX", "\rX", "\vX"})
         EXPECT_EQ(sumOf(std::string("Memory Device\n") + indented + "\n\vSize: 1 GB\n"), GB);
 }
 
-TEST(FirmwareDump, leavesOutSizesOfMoreThanOneWord)
+TEST(FirmwareDump, ignoresSizesWithALabelOfTwoWords)
 {
     EXPECT_EQ(sumOf("Memory Device\n\tSize: 8 GB\n\tNon-Volatile Size: None\n"
                     "\tVolatile Size: 8 GB\n\tCache Size: 1 GB\n\tLogical Size: 2 GB\n"),
         8 * GB);
 }
 
-TEST(FirmwareDump, countsEveryLabelOfOneWordWithSizeInItKept)
+TEST(FirmwareDump, countsEveryOneWordLabelOnALineWithSizeKept)
 {
     EXPECT_EQ(sumOf("Memory Device\n\tVolatileSize: 1 GB\n\tX 2 GB Size:\n"), 3 * GB);
 }
@@ -157,17 +157,17 @@ TEST(FirmwareDump, readsASecondSizeOnTheSameLineKept)
     EXPECT_EQ(sumOf("Memory Device\n\tSize: 1 GB Size: 2 GB\n"), 3 * GB);
 }
 
-TEST(FirmwareDump, readsOverTextBehindTheUnit)
+TEST(FirmwareDump, ignoresTextAfterTheUnit)
 {
     EXPECT_EQ(sumOf(module("1 GB (Double-bank Connection)") + module("2 GB <BAD INDEX>")), 3 * GB);
 }
 
-TEST(FirmwareDump, needsNoBlankBeforeTheUnit)
+TEST(FirmwareDump, acceptsAUnitWithoutABlankBeforeIt)
 {
     EXPECT_EQ(sumOf(module("8192MB")), 8 * GB);
 }
 
-TEST(FirmwareDump, takesTheNextLinesFirstWordForAMissingUnitKept)
+TEST(FirmwareDump, readsAMissingUnitFromTheNextLineKept)
 {
     EXPECT_EQ(sumOf(module("8192") + module("1 GB")), 8192 + GB);
     EXPECT_EQ(sumOf("Memory Device\n\tSize: 3\n\tMB: x\n\tSize: 1 GB\n"), 3 + GB);
@@ -175,7 +175,7 @@ TEST(FirmwareDump, takesTheNextLinesFirstWordForAMissingUnitKept)
     EXPECT_EQ(sumOf("Memory Device\n\tSize: 3\n"), 0U);
 }
 
-TEST(FirmwareDump, goesOnWithTheNextRecordBehindASizeWithoutAnything)
+TEST(FirmwareDump, ignoresAnEmptySize)
 {
     EXPECT_EQ(sumOf(module("") + module("1 GB")), GB);
     EXPECT_EQ(sumOf(module(" ") + module("1 GB")), GB);
@@ -184,20 +184,20 @@ TEST(FirmwareDump, goesOnWithTheNextRecordBehindASizeWithoutAnything)
     EXPECT_EQ(sumOf("Memory Device\n\tSize:\nCache Information\n\tSize: 1 GB\n"), 0U);
 }
 
-TEST(FirmwareDump, goesOnWithTheNextLineBehindASizeThatIsNone)
+TEST(FirmwareDump, continuesAfterASizeThatIsNotANumber)
 {
     EXPECT_EQ(sumOf("Memory Device\n\tSize: No Module Installed\n\tSize: 1 GB\n"), GB);
     EXPECT_EQ(sumOf("Memory Device\n\tSize: + GB\n\tSize: 1 GB\n"), GB);
     EXPECT_EQ(sumOf("Memory Device\n\tSize: 0x10 GB\n\tSize: 1 GB\n"), GB);
 }
 
-TEST(FirmwareDump, leavesOutNumbersBeyond64Bits)
+TEST(FirmwareDump, ignoresNumbersAbove64Bits)
 {
     EXPECT_EQ(sumOf(module("18446744073709551616 kB") + module("1 GB")), GB);
     EXPECT_EQ(sumOf(module("18446744073709551615 kB")), UINT64_MAX);
 }
 
-TEST(FirmwareDump, addsUpMoreThan32Bits)
+TEST(FirmwareDump, returnsASumAbove32Bits)
 {
     std::string text;
     for (int i = 0; i < 128; ++i)
@@ -212,20 +212,20 @@ TEST(FirmwareDump, readsTheLastLineWithoutANewline)
     EXPECT_EQ(sumOf("Memory Device\n\tSize: No Module Inst"), 0U);
 }
 
-TEST(FirmwareDump, readsSizeLinesThatEndInCarriageReturns)
+TEST(FirmwareDump, acceptsCarriageReturnsAtLineEnds)
 {
     EXPECT_EQ(sumOf("Memory Device\n\tSize: 2 GB\r\n\tSize: No Module Installed\r\n\tSize: 1 GB"),
         3 * GB);
 }
 
-TEST(FirmwareDump, readsOverBytesThatAreNoText)
+TEST(FirmwareDump, ignoresBytesThatAreNotText)
 {
     using namespace std::string_literals;
     std::string const bytes = "\tLocator: \0\xff\x1b[!p\xc3(\n"s;
     EXPECT_EQ(sumOf("Memory Device\n" + bytes + "\tSize: 1 GB\n" + bytes), GB);
 }
 
-TEST(FirmwareDump, readsOverALineOfAMebibyte)
+TEST(FirmwareDump, readsALineOfOneMebibyte)
 {
     std::string const filling(1024 * 1024, 'x');
     EXPECT_EQ(sumOf("Memory Device\n\t" + filling + "\n\tSize: 1 GB\n"), GB);
@@ -233,34 +233,34 @@ TEST(FirmwareDump, readsOverALineOfAMebibyte)
     EXPECT_EQ(sumOf(filling + "\nMemory Device\n\tSize: 1 GB\n"), GB);
 }
 
-TEST(FirmwareDump, findsNothingInNothing)
+TEST(FirmwareDump, returnsZeroForAnEmptyDump)
 {
     EXPECT_EQ(sumOf(""), 0U);
     EXPECT_EQ(sumOf("\n\n\n"), 0U);
     EXPECT_EQ(sumOf("# No SMBIOS nor DMI entry point found, sorry.\n"), 0U);
 }
 
-TEST(FirmwareDump, isReadFromTheRecordedFiles)
+TEST(FirmwareDump, readsTheRecordedFiles)
 {
     auto const recorded = [](char const* file) {
         return sumOf(testkit::contentsOf(std::string("/testkit/recorded/dmidecode/") + file));
     };
     EXPECT_EQ(recorded("made-good.txt"), 24 * GB);
-    // Flash, a size in kB, in binary units, without a unit.
+    // Has flash, a size in kB, one in binary units and one without a unit.
     EXPECT_EQ(recorded("made-odd.txt"), 21 * GB + TB + 512 * MB + 4096 + 16 + 8192);
     EXPECT_EQ(recorded("made-broken.txt"), 8 * GB + 4);
 }
 
-TEST(FirmwareDump, tellsItsListenerWhatItDoesInOrder)
+TEST(FirmwareDump, callsItsListenerInOrder)
 {
-    EXPECT_EQ(heardOf("# dump\nMemory Device\n\tSize: 4 GB\n\n\tSize: No Module\nEnd\n"),
+    EXPECT_EQ(callsFor("# dump\nMemory Device\n\tSize: 4 GB\n\n\tSize: No Module\nEnd\n"),
         (std::vector<std::string>{"line # dump", "left ", "line Memory Device", "left # dump",
             "line \tSize: 4 GB", "size 'Size:' 4 'GB'", "line ", "line ", "line \tSize: No Module",
             "size 'Size:' 0 ''", "ignored \tSize: No Module", "line End", "left Memory Device",
             "line "}));
 }
 
-TEST(FirmwareDump, losesASizeLineThatStraddlesTwoPiecesAndNoOtherKept)
+TEST(FirmwareDump, losesOnlySizeLinesThatStraddleTwoReadsKept)
 {
     std::string const text = module("1 GB") + module("No Module Installed") + module("2 GB")
         + "Cache Information\n\tInstalled Size: 512 kB\n" + module("4096 MB") + module("8 GB");
@@ -276,7 +276,7 @@ TEST(FirmwareDump, losesASizeLineThatStraddlesTwoPiecesAndNoOtherKept)
         std::vector<std::string> lost;
         for (auto const& [line, size] : sizes) {
             size_t const begin = text.find(line + "\n");
-            // The blank before it need not be at hand.
+            // The blank before the line need not be in the same piece.
             if ((begin + 1) / piece == (begin + line.size()) / piece)
                 expected += size;
             else
@@ -285,32 +285,32 @@ TEST(FirmwareDump, losesASizeLineThatStraddlesTwoPiecesAndNoOtherKept)
 
         PiecewiseBuffer buffer(text, piece);
         std::istream stream(&buffer);
-        Notes notes;
-        EXPECT_EQ(sysinfo::sumOfModules(stream, notes), expected) << piece;
-        std::vector<std::string> lostByListener;
-        for (size_t i = 0; i + 2 < notes.heard.size(); ++i)
-            if (notes.heard[i] == "seek failed") {
-                EXPECT_EQ(notes.heard[i + 1], "size '' 0 ''");
-                lostByListener.push_back(notes.heard[i + 2]);
+        RecordingListener listener;
+        EXPECT_EQ(sysinfo::sumOfModules(stream, listener), expected) << piece;
+        std::vector<std::string> reportedAsLost;
+        for (size_t i = 0; i + 2 < listener.calls.size(); ++i)
+            if (listener.calls[i] == "seek failed") {
+                EXPECT_EQ(listener.calls[i + 1], "size '' 0 ''");
+                reportedAsLost.push_back(listener.calls[i + 2]);
             }
-        EXPECT_EQ(lostByListener, lost) << piece;
+        EXPECT_EQ(reportedAsLost, lost) << piece;
     }
 }
 
-TEST(FirmwareDump, tellsTheSumOfWhatCameBeforeTheSourceBroke)
+TEST(FirmwareDump, returnsTheSumReadBeforeTheStreamThrows)
 {
     std::string const text = module("1 GB") + module("2 GB") + "Memory Device\n\tSize: 4 G";
     PiecewiseBuffer buffer(text, text.size(), PiecewiseBuffer::THROWS);
     std::istream stream(&buffer);
-    Deaf listener;
+    EmptyListener listener;
     EXPECT_EQ(sysinfo::sumOfModules(stream, listener), 3 * GB);
 }
 
-TEST(FirmwareDump, findsNothingInAStreamThatHasFailed)
+TEST(FirmwareDump, returnsZeroForAStreamThatHasFailed)
 {
     std::istringstream stream(module("1 GB"));
     stream.setstate(std::ios_base::failbit);
-    Notes notes;
-    EXPECT_EQ(sysinfo::sumOfModules(stream, notes), 0U);
-    EXPECT_TRUE(notes.heard.empty());
+    RecordingListener listener;
+    EXPECT_EQ(sysinfo::sumOfModules(stream, listener), 0U);
+    EXPECT_TRUE(listener.calls.empty());
 }

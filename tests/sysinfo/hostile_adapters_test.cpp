@@ -1,5 +1,5 @@
-// Anybody who may name an adapter chooses a text that ends in a shell's command line: nothing of it
-// may run, and grep has to look for just that text.
+// The library puts an adapter's name into a shell's command line. No part of a name may run, and
+// grep must search for exactly that name.
 
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
@@ -22,8 +22,8 @@ namespace {
 
 class HostileAdapter : public testing::Test {
 protected:
-    /** Looks for the gateways of the adapter @p name, which a table has beside another's. */
-    void expectFoundAsItStands(std::string const& name)
+    /** Expects grep to find only the gateway of @p name in a table with two. */
+    void expectExactSearch(std::string const& name)
     {
         SCOPED_TRACE(name);
         NetworkMachine net;
@@ -43,7 +43,7 @@ protected:
     {
         std::set<std::string> files;
         for (auto const& entry : std::filesystem::directory_iterator("/tmp"))
-            if (entry.is_regular_file()) // A build folder may stand here.
+            if (entry.is_regular_file()) // The build folder may be in /tmp.
                 files.insert(entry.path());
         EXPECT_EQ(files,
             (std::set<std::string>{
@@ -58,31 +58,31 @@ protected:
 
 }
 
-TEST_F(HostileAdapter, isNoCommand)
+TEST_F(HostileAdapter, isNotRunAsACommand)
 {
     for (std::string const name :
         {"$(>/x)", "`>/x`", ";>/x", "|>/x", "&>/x", ">/x", "<x", "&&>/x", "${IFS}x", "$HOME", "$$",
             "(x)", "{x,y}", "!x", "#x", "~", "a;b|c&d", "<b>", "a=b", "a;id>x", "a|b", "a&b"})
-        expectFoundAsItStands(name);
+        expectExactSearch(name);
 }
 
-TEST_F(HostileAdapter, leavesItsQuotes)
+TEST_F(HostileAdapter, cannotEndTheQuotes)
 {
     for (std::string const name :
         {"'", "\"", "'>/x;'", "\">/x\"", "''", "a'b\"c", "\\", "\\'", "a\\", "'\\''>/x'"})
-        expectFoundAsItStands(name);
+        expectExactSearch(name);
 }
 
-TEST_F(HostileAdapter, isNoOption)
+TEST_F(HostileAdapter, isNotReadAsAnOption)
 {
     for (std::string const name : {"-a", "--help", "-v", "-f", "-", "--", "-eUG"})
-        expectFoundAsItStands(name);
+        expectExactSearch(name);
 }
 
-TEST_F(HostileAdapter, isNoPattern)
+TEST_F(HostileAdapter, isNotReadAsAPattern)
 {
     for (std::string const name : {"*", "?", "[z]", "^0", "$", "x\\|z", "z*"})
-        expectFoundAsItStands(name);
+        expectExactSearch(name);
 }
 
 TEST_F(HostileAdapter, isCutAtItsFirstBlank)
@@ -94,14 +94,14 @@ TEST_F(HostileAdapter, isCutAtItsFirstBlank)
     expectNothingElseRan();
 }
 
-TEST_F(HostileAdapter, mayBeOfUTF8)
+TEST_F(HostileAdapter, mayHaveANameInUTF8)
 {
     ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
-    expectFoundAsItStands("\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9x");
-    expectFoundAsItStands("\xF0\x9F\x98\x80\xF0\x9F\x98\x80\xF0\x9F\x98\x80");
+    expectExactSearch("\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9x");
+    expectExactSearch("\xF0\x9F\x98\x80\xF0\x9F\x98\x80\xF0\x9F\x98\x80");
 }
 
-TEST_F(HostileAdapter, isLookedForAsQuestionMarksWhereTheLocaleCannotTakeItKept)
+TEST_F(HostileAdapter, isSearchedAsQuestionMarksWhenTheLocaleCannotConvertItKept)
 {
     NetworkMachine net;
     net.ifconfigPrints("\xC3\xA9$: flags=1\nlo: flags=1\n");

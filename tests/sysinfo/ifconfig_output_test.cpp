@@ -15,11 +15,11 @@ using namespace std::string_literals;
 
 namespace {
 
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 struct Adapters {
-    Texts found;
-    std::vector<AdapterText> blocks; // The last one too.
+    Strings found;
+    std::vector<AdapterText> blocks; // Includes the last one.
 };
 
 Adapters adaptersIn(std::istream& output)
@@ -38,7 +38,7 @@ Adapters adaptersIn(std::string const& output)
     return adaptersIn(stream);
 }
 
-/** The one block of a text that begins with one's name. */
+/** @return the block of an adapter with these lines. */
 AdapterText blockOf(std::string const& lines)
 {
     Adapters const adapters = adaptersIn("eth0: flags\n" + lines);
@@ -46,9 +46,9 @@ AdapterText blockOf(std::string const& lines)
     return adapters.blocks.back();
 }
 
-Texts namesOf(Adapters const& adapters)
+Strings namesOf(Adapters const& adapters)
 {
-    Texts names;
+    Strings names;
     for (AdapterText const& block : adapters.blocks)
         names.push_back(block.name);
     return names;
@@ -73,100 +73,101 @@ constexpr char NEW_STYLE[] =
 
 }
 
-TEST(AdapterText, isReadInTheNewStyle)
+TEST(IfconfigOutput, readsTheNewStyle)
 {
     Adapters const adapters = adaptersIn(NEW_STYLE);
-    EXPECT_EQ(adapters.found, (Texts{"eth0", "lo"}));
+    EXPECT_EQ(adapters.found, (Strings{"eth0", "lo"}));
     ASSERT_EQ(adapters.blocks.size(), 2U);
     EXPECT_EQ(adapters.blocks[0].name, "eth0");
-    EXPECT_EQ(adapters.blocks[0].addresses, (Texts{"10.0.0.5", "fe80::20c:29ff:feaa:bbcc"}));
-    EXPECT_EQ(adapters.blocks[0].netmasks, Texts{"255.255.255.0"});
-    EXPECT_EQ(adapters.blocks[0].hardwareAddresses, Texts{"00:0c:29:aa:bb:cc"});
+    EXPECT_EQ(adapters.blocks[0].addresses, (Strings{"10.0.0.5", "fe80::20c:29ff:feaa:bbcc"}));
+    EXPECT_EQ(adapters.blocks[0].netmasks, Strings{"255.255.255.0"});
+    EXPECT_EQ(adapters.blocks[0].hardwareAddresses, Strings{"00:0c:29:aa:bb:cc"});
     EXPECT_EQ(adapters.blocks[1].name, "lo");
-    EXPECT_EQ(adapters.blocks[1].addresses, Texts{"127.0.0.1"});
-    EXPECT_EQ(adapters.blocks[1].netmasks, Texts{"255.0.0.0"});
+    EXPECT_EQ(adapters.blocks[1].addresses, Strings{"127.0.0.1"});
+    EXPECT_EQ(adapters.blocks[1].netmasks, Strings{"255.0.0.0"});
     EXPECT_TRUE(adapters.blocks[1].hardwareAddresses.empty());
 }
 
-TEST(AdapterText, isReadInTheOldStyleWithAnEmptyTextForEachIPv6AddressKept)
+TEST(IfconfigOutput, readsAnIPv6AddressOfTheOldStyleAsAnEmptyStringKept)
 {
     Adapters const adapters = adaptersIn(OLD_STYLE);
-    EXPECT_EQ(adapters.found, (Texts{"eth0", "lo"}));
+    EXPECT_EQ(adapters.found, (Strings{"eth0", "lo"}));
     ASSERT_EQ(adapters.blocks.size(), 2U);
-    EXPECT_EQ(adapters.blocks[0].addresses, (Texts{"10.0.0.5", ""}));
-    EXPECT_EQ(adapters.blocks[0].netmasks, Texts{"255.255.255.0"});
-    EXPECT_EQ(adapters.blocks[0].hardwareAddresses, Texts{"00:0C:29:AA:BB:CC"});
-    EXPECT_EQ(adapters.blocks[1].addresses, Texts{"127.0.0.1"});
-    EXPECT_EQ(adapters.blocks[1].netmasks, Texts{"255.0.0.0"});
+    EXPECT_EQ(adapters.blocks[0].addresses, (Strings{"10.0.0.5", ""}));
+    EXPECT_EQ(adapters.blocks[0].netmasks, Strings{"255.255.255.0"});
+    EXPECT_EQ(adapters.blocks[0].hardwareAddresses, Strings{"00:0C:29:AA:BB:CC"});
+    EXPECT_EQ(adapters.blocks[1].addresses, Strings{"127.0.0.1"});
+    EXPECT_EQ(adapters.blocks[1].netmasks, Strings{"255.0.0.0"});
 }
 
-TEST(AdapterText, hasANameThatEndsAtAZeroByte)
+TEST(IfconfigOutput, endsANameAtAZeroByte)
 {
-    EXPECT_EQ(namesOf(adaptersIn("et\0h0: flags\n"s)), Texts{"et"});
+    EXPECT_EQ(namesOf(adaptersIn("et\0h0: flags\n"s)), Strings{"et"});
     // A block without a name is not listed.
-    EXPECT_EQ(namesOf(adaptersIn("\0h0: flags\nlo: flags\n"s)), Texts{"lo"});
+    EXPECT_EQ(namesOf(adaptersIn("\0h0: flags\nlo: flags\n"s)), Strings{"lo"});
 }
 
-TEST(AdapterText, isOfNobodyBeforeTheFirstName)
+TEST(IfconfigOutput, returnsABlockWithoutANameWhenNoAdapterFollows)
 {
-    EXPECT_EQ(namesOf(adaptersIn("")), Texts{""});
-    EXPECT_EQ(namesOf(adaptersIn("\n\n")), Texts{""});
+    EXPECT_EQ(namesOf(adaptersIn("")), Strings{""});
+    EXPECT_EQ(namesOf(adaptersIn("\n\n")), Strings{""});
     Adapters const stray = adaptersIn("  inet 10.0.0.1  netmask 255.0.0.0\n");
     EXPECT_TRUE(stray.found.empty());
-    EXPECT_EQ(stray.blocks.back().addresses, Texts{"10.0.0.1"});
-    // What stood before the first name goes with nobody.
+    EXPECT_EQ(stray.blocks.back().addresses, Strings{"10.0.0.1"});
+    // Drops the lines before the first name.
     Adapters const named = adaptersIn("  inet 10.0.0.1\neth0: x\n");
-    EXPECT_EQ(namesOf(named), Texts{"eth0"});
+    EXPECT_EQ(namesOf(named), Strings{"eth0"});
     EXPECT_TRUE(named.blocks.back().addresses.empty());
 }
 
-TEST(AdapterText, hasTheNameUpToTheFirstColonOrBlank)
+TEST(IfconfigOutput, endsANameAtTheFirstColonOrBlank)
 {
     for (std::string const end : {":", " ", "\t", "\r", "\v", ": flags", ":1    Link"})
-        EXPECT_EQ(adaptersIn("eth0" + end + "\n").found, Texts{"eth0"}) << end;
-    EXPECT_EQ(adaptersIn("eth0").found, Texts{"eth0"});
-    EXPECT_EQ(adaptersIn("eth0\f: x").found, Texts{"eth0\f"});
-    EXPECT_EQ(adaptersIn("br-12.3@x: y").found, Texts{"br-12.3@x"});
+        EXPECT_EQ(adaptersIn("eth0" + end + "\n").found, Strings{"eth0"}) << end;
+    EXPECT_EQ(adaptersIn("eth0").found, Strings{"eth0"});
+    EXPECT_EQ(adaptersIn("eth0\f: x").found, Strings{"eth0\f"});
+    EXPECT_EQ(adaptersIn("br-12.3@x: y").found, Strings{"br-12.3@x"});
 }
 
-TEST(AdapterText, beginsNoBlockOnALineThatBeginsWithABlankOrAColon)
+TEST(IfconfigOutput, beginsNoBlockAtALineThatBeginsWithABlankOrAColon)
 {
     for (std::string const begin : {" ", "\t", "\r", "\v", ":"})
         EXPECT_TRUE(adaptersIn(begin + "eth0: flags\n").found.empty());
 }
 
-TEST(AdapterText, isOfItsOwnForEachAliasUnderTheAdaptersNameKept)
+TEST(IfconfigOutput, givesEachAliasABlockWithTheAdaptersNameKept)
 {
     Adapters const adapters = adaptersIn(
         "eth0      Link encap:Ethernet  HWaddr 00:0C:29:AA:BB:CC\n          inet addr:10.0.0.5\n\n"
         "eth0:1    Link encap:Ethernet  HWaddr 00:0C:29:AA:BB:CC\n          inet addr:10.0.0.6\n\n"
         "eth0:web: flags=1\n        inet 10.0.0.7\n");
-    EXPECT_EQ(namesOf(adapters), (Texts{"eth0", "eth0", "eth0"}));
-    EXPECT_EQ(adapters.blocks[1].addresses, Texts{"10.0.0.6"});
-    EXPECT_EQ(adapters.blocks[2].addresses, Texts{"10.0.0.7"});
+    EXPECT_EQ(namesOf(adapters), (Strings{"eth0", "eth0", "eth0"}));
+    EXPECT_EQ(adapters.blocks[1].addresses, Strings{"10.0.0.6"});
+    EXPECT_EQ(adapters.blocks[2].addresses, Strings{"10.0.0.7"});
 }
 
-TEST(AdapterText, takesTheWordBehindAKeyword)
+TEST(IfconfigOutput, readsTheWordAfterAKeyword)
 {
-    EXPECT_EQ(blockOf("  inet 1.2.3.4\n  inet 5.6.7.8\n").addresses, (Texts{"1.2.3.4", "5.6.7.8"}));
-    EXPECT_EQ(blockOf("  inet6 fe80::1/64\n").addresses, Texts{"fe80::1"});
-    EXPECT_EQ(blockOf("\tinet\t1.2.3.4\tnetmask\t0xffffff00\n").netmasks, Texts{"0xffffff00"});
-    EXPECT_EQ(blockOf("  inet nonsense\n").addresses, Texts{"nonsense"});
-    EXPECT_EQ(blockOf("  Mask:255.255.0.0\n").netmasks, Texts{"255.255.0.0"});
-    EXPECT_EQ(blockOf("  ether a\n  HWaddr b\n").hardwareAddresses, (Texts{"a", "b"}));
-    EXPECT_EQ(blockOf("  inet/1.2.3.4\n").addresses, Texts{"1.2.3.4"});
+    EXPECT_EQ(
+        blockOf("  inet 1.2.3.4\n  inet 5.6.7.8\n").addresses, (Strings{"1.2.3.4", "5.6.7.8"}));
+    EXPECT_EQ(blockOf("  inet6 fe80::1/64\n").addresses, Strings{"fe80::1"});
+    EXPECT_EQ(blockOf("\tinet\t1.2.3.4\tnetmask\t0xffffff00\n").netmasks, Strings{"0xffffff00"});
+    EXPECT_EQ(blockOf("  inet nonsense\n").addresses, Strings{"nonsense"});
+    EXPECT_EQ(blockOf("  Mask:255.255.0.0\n").netmasks, Strings{"255.255.0.0"});
+    EXPECT_EQ(blockOf("  ether a\n  HWaddr b\n").hardwareAddresses, (Strings{"a", "b"}));
+    EXPECT_EQ(blockOf("  inet/1.2.3.4\n").addresses, Strings{"1.2.3.4"});
 }
 
-TEST(AdapterText, takesAnEmptyWordBetweenTwoBlanksKept)
+TEST(IfconfigOutput, readsAnEmptyWordBetweenTwoBlanksKept)
 {
-    EXPECT_EQ(blockOf("  inet  1.2.3.4\n").addresses, Texts{""});
-    EXPECT_EQ(blockOf("  inet addr: 1.2.3.4\n").addresses, Texts{""});
-    EXPECT_EQ(blockOf("  netmask  255.0.0.0\n").netmasks, Texts{""});
-    EXPECT_EQ(blockOf("  inet \n").addresses, Texts{""});
-    EXPECT_EQ(blockOf("  ether\t\t00:11\n").hardwareAddresses, Texts{""});
+    EXPECT_EQ(blockOf("  inet  1.2.3.4\n").addresses, Strings{""});
+    EXPECT_EQ(blockOf("  inet addr: 1.2.3.4\n").addresses, Strings{""});
+    EXPECT_EQ(blockOf("  netmask  255.0.0.0\n").netmasks, Strings{""});
+    EXPECT_EQ(blockOf("  inet \n").addresses, Strings{""});
+    EXPECT_EQ(blockOf("  ether\t\t00:11\n").hardwareAddresses, Strings{""});
 }
 
-TEST(AdapterText, takesNothingBehindAKeywordThatEndsItsLine)
+TEST(IfconfigOutput, readsNothingAfterAKeywordAtTheEndOfALine)
 {
     AdapterText const block = blockOf("  inet\n  netmask\n  ether\n  1.2.3.4\n");
     EXPECT_TRUE(block.addresses.empty());
@@ -174,15 +175,15 @@ TEST(AdapterText, takesNothingBehindAKeywordThatEndsItsLine)
     EXPECT_TRUE(block.hardwareAddresses.empty());
 }
 
-TEST(AdapterText, takesAKeywordForAValueAndForAKeyword)
+TEST(IfconfigOutput, readsAValueThatIsAKeywordAsBoth)
 {
     AdapterText const block = blockOf("  inet inet6 netmask ether x\n");
-    EXPECT_EQ(block.addresses, (Texts{"inet6", "netmask"}));
-    EXPECT_EQ(block.netmasks, Texts{"ether"});
-    EXPECT_EQ(block.hardwareAddresses, Texts{"x"});
+    EXPECT_EQ(block.addresses, (Strings{"inet6", "netmask"}));
+    EXPECT_EQ(block.netmasks, Strings{"ether"});
+    EXPECT_EQ(block.hardwareAddresses, Strings{"x"});
 }
 
-TEST(AdapterText, knowsItsKeywordsInOneSpellingOnly)
+TEST(IfconfigOutput, acceptsKeywordsInOneSpellingOnly)
 {
     AdapterText const block =
         blockOf("  Inet 1\n  INET 1\n  inet4 1\n  xinet 1\n  mask 1\n  Netmask 1\n  hwaddr 1\n"
@@ -192,37 +193,37 @@ TEST(AdapterText, knowsItsKeywordsInOneSpellingOnly)
     EXPECT_TRUE(block.hardwareAddresses.empty());
 }
 
-TEST(AdapterText, hasItsPrefixesDeletedWhereverTheyStand)
+TEST(IfconfigOutput, removesPrefixesAnywhereInALine)
 {
-    EXPECT_EQ(blockOf("  inet addr:addr:1.2.3.4\n").addresses, Texts{"1.2.3.4"});
-    EXPECT_EQ(blockOf("  inet 1.addr:2.3.4\n").addresses, Texts{"1.2.3.4"});
-    EXPECT_EQ(blockOf("  HWaddr:x\n").hardwareAddresses, Texts());
-    // What comes together by that is not deleted again.
-    EXPECT_EQ(blockOf("  inet adaddr:dr:1\n").addresses, Texts{"addr:1"});
-    EXPECT_EQ(blockOf("  P-t-P:10.0.0.2  Mask:Mask:1\n").netmasks, (Texts{"Mask", "1"}));
+    EXPECT_EQ(blockOf("  inet addr:addr:1.2.3.4\n").addresses, Strings{"1.2.3.4"});
+    EXPECT_EQ(blockOf("  inet 1.addr:2.3.4\n").addresses, Strings{"1.2.3.4"});
+    EXPECT_EQ(blockOf("  HWaddr:x\n").hardwareAddresses, Strings());
+    // Does not remove a prefix that a removal makes.
+    EXPECT_EQ(blockOf("  inet adaddr:dr:1\n").addresses, Strings{"addr:1"});
+    EXPECT_EQ(blockOf("  P-t-P:10.0.0.2  Mask:Mask:1\n").netmasks, (Strings{"Mask", "1"}));
 }
 
-TEST(AdapterText, takesValuesOffTheLineOfTheNameToo)
+TEST(IfconfigOutput, readsValuesOnTheLineOfTheName)
 {
     AdapterText const block = adaptersIn("eth0 inet 1.2.3.4 ether x").blocks.back();
-    EXPECT_EQ(block.addresses, Texts{"1.2.3.4"});
-    EXPECT_EQ(block.hardwareAddresses, Texts{"x"});
-    EXPECT_EQ(adaptersIn("inet 1.2.3.4").blocks.back().addresses, Texts{"1.2.3.4"});
+    EXPECT_EQ(block.addresses, Strings{"1.2.3.4"});
+    EXPECT_EQ(block.hardwareAddresses, Strings{"x"});
+    EXPECT_EQ(adaptersIn("inet 1.2.3.4").blocks.back().addresses, Strings{"1.2.3.4"});
 }
 
-TEST(AdapterText, isReadAsFarAsItIsInEnglish)
+TEST(IfconfigOutput, readsOnlyTheEnglishPartsOfATranslation)
 {
     AdapterText const german = blockOf(
         "  Hardware Adresse 00:0c:29:aa:bb:cc\n  inet Adresse:10.0.0.5  Maske:255.255.255.0\n");
-    EXPECT_EQ(german.addresses, Texts{"Adresse:10.0.0.5"});
+    EXPECT_EQ(german.addresses, Strings{"Adresse:10.0.0.5"});
     EXPECT_TRUE(german.netmasks.empty());
     EXPECT_TRUE(german.hardwareAddresses.empty());
     AdapterText const french = blockOf("  inet adr:10.0.0.5  Masque:255.255.255.0\n");
-    EXPECT_EQ(french.addresses, Texts{"adr:10.0.0.5"});
+    EXPECT_EQ(french.addresses, Strings{"adr:10.0.0.5"});
     EXPECT_TRUE(french.netmasks.empty());
 }
 
-TEST(AdapterText, beginsABlockAtAWarningOfTheToolKept)
+TEST(IfconfigOutput, beginsABlockAtAWarningOfTheToolKept)
 {
     Adapters const adapters = adaptersIn(
         "ib0       Link encap:UNSPEC  HWaddr 80-00-00-4A-FE-80-00-00-00-00-00-00-00-00-00-00\n"
@@ -232,12 +233,12 @@ TEST(AdapterText, beginsABlockAtAWarningOfTheToolKept)
         "Ifconfig uses the ioctl access method to get the full address information, which limits "
         "hardware addresses to 8 bytes.\n"
         "lo        Link encap:Local Loopback\n");
-    EXPECT_EQ(namesOf(adapters), (Texts{"ib0", "Infiniband", "Ifconfig", "lo"}));
-    EXPECT_EQ(adapters.blocks[0].addresses, Texts{"10.0.0.5"});
-    EXPECT_EQ(adapters.blocks[1].addresses, Texts{"10.0.0.6"});
+    EXPECT_EQ(namesOf(adapters), (Strings{"ib0", "Infiniband", "Ifconfig", "lo"}));
+    EXPECT_EQ(adapters.blocks[0].addresses, Strings{"10.0.0.5"});
+    EXPECT_EQ(adapters.blocks[1].addresses, Strings{"10.0.0.6"});
 }
 
-TEST(AdapterText, mayBeOfHundredsWithAsManyAliases)
+TEST(IfconfigOutput, readsHundredsOfAdaptersAndAliases)
 {
     std::string output;
     for (int i = 0; i < 256; ++i)
@@ -248,42 +249,42 @@ TEST(AdapterText, mayBeOfHundredsWithAsManyAliases)
     ASSERT_EQ(adapters.blocks.size(), 506U);
     EXPECT_EQ(adapters.blocks[254].name, "eth254");
     EXPECT_EQ(adapters.blocks[505].name, "eth255");
-    EXPECT_EQ(adapters.blocks[505].addresses, Texts{"10.0.1.5"});
+    EXPECT_EQ(adapters.blocks[505].addresses, Strings{"10.0.1.5"});
 }
 
-TEST(AdapterText, isReadWithCarriageReturns)
+TEST(IfconfigOutput, acceptsCarriageReturnsAtLineEnds)
 {
     Adapters const adapters =
         adaptersIn("eth0: flags=1\r\n        inet 10.0.0.5  netmask 255.0.0.0\r\n\r\nlo: x\r\n");
-    EXPECT_EQ(namesOf(adapters), (Texts{"eth0", "lo"}));
-    EXPECT_EQ(adapters.blocks[0].addresses, Texts{"10.0.0.5"});
-    EXPECT_EQ(adapters.blocks[0].netmasks, Texts{"255.0.0.0"});
+    EXPECT_EQ(namesOf(adapters), (Strings{"eth0", "lo"}));
+    EXPECT_EQ(adapters.blocks[0].addresses, Strings{"10.0.0.5"});
+    EXPECT_EQ(adapters.blocks[0].netmasks, Strings{"255.0.0.0"});
 }
 
-TEST(AdapterText, isReadWhateverBytesTheTextHas)
+TEST(IfconfigOutput, acceptsAnyBytesAndLongLines)
 {
     Adapters const adapters = adaptersIn("\xC3\xA9t\xC3\xA9: x\n\xFF\x00z y\n  inet \x00\xFE\n"s);
-    EXPECT_EQ(adapters.found, (Texts{"\xC3\xA9t\xC3\xA9", "\xFF"}));
-    EXPECT_EQ(adapters.blocks.back().addresses, Texts{"\x00\xFE"s});
+    EXPECT_EQ(adapters.found, (Strings{"\xC3\xA9t\xC3\xA9", "\xFF"}));
+    EXPECT_EQ(adapters.blocks.back().addresses, Strings{"\x00\xFE"s});
     std::string const longLine = "  " + std::string(1'000'000, 'x') + " inet 1.2.3.4";
-    EXPECT_EQ(blockOf(longLine).addresses, Texts{"1.2.3.4"});
+    EXPECT_EQ(blockOf(longLine).addresses, Strings{"1.2.3.4"});
 }
 
-TEST(AdapterText, isTheSameInPiecesOfAnySize)
+TEST(IfconfigOutput, readsTheSameInPiecesOfAnySize)
 {
     for (size_t const size : {1, 7, 128}) {
         testkit::PiecewiseBuffer buffer(OLD_STYLE, size);
         std::istream stream(&buffer);
         Adapters const adapters = adaptersIn(stream);
-        EXPECT_EQ(namesOf(adapters), (Texts{"eth0", "lo"}));
-        EXPECT_EQ(adapters.blocks[0].addresses, (Texts{"10.0.0.5", ""}));
+        EXPECT_EQ(namesOf(adapters), (Strings{"eth0", "lo"}));
+        EXPECT_EQ(adapters.blocks[0].addresses, (Strings{"10.0.0.5", ""}));
     }
 }
 
-TEST(AdapterText, endsWhereItsSourceBreaks)
+TEST(IfconfigOutput, returnsTheBlocksReadBeforeTheStreamThrows)
 {
     testkit::PiecewiseBuffer buffer(
         "eth0: x\n inet 1.2.3.4\nlo", 4, testkit::PiecewiseBuffer::THROWS);
     std::istream stream(&buffer);
-    EXPECT_EQ(adaptersIn(stream).blocks.front().addresses, Texts{"1.2.3.4"});
+    EXPECT_EQ(adaptersIn(stream).blocks.front().addresses, Strings{"1.2.3.4"});
 }

@@ -6,6 +6,7 @@
 #include "tests/support/Machine.h"
 #include "tests/support/SystemFailure.h"
 #include "tests/support/commands.h"
+#include "tests/support/system_path.h"
 #include "tests/sysinfo/LoopDevice.h"
 
 #include <gtest/gtest.h>
@@ -112,7 +113,7 @@ std::string whatVolumesLack()
         return "this machine has no device-mapper";
     if (control < 0 || ::geteuid() != 0)
         return "this machine has no device-mapper for this user";
-    if (!testkit::succeeds("lvm version") || !testkit::succeeds("dmsetup --version"))
+    if (!testkit::runs("lvm version") || !testkit::runs("dmsetup --version"))
         return "this machine has no LVM tools";
     return {};
 }
@@ -191,7 +192,7 @@ LogicalVolume::LogicalVolume(std::string const& disk)
 bool formatAndMount(std::string const& device, std::string const& folder)
 {
     fs::create_directories(folder);
-    return testkit::succeeds("mke2fs -q -F -b 4096 " + device)
+    return testkit::runs("mke2fs -q -F -b 4096 " + device)
         && ::mount(device.c_str(), folder.c_str(), "ext4", 0, nullptr) == 0;
 }
 

@@ -6,6 +6,7 @@
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
 #include "tests/support/commands.h"
+#include "tests/support/system_path.h"
 #include "tests/sysinfo/memory_trace.h"
 
 #include <gtest/gtest.h>
@@ -26,7 +27,7 @@ namespace {
  * firmware's tables. */
 MemoryModules ownModules()
 {
-    return reference::readModules(testkit::commandOutput("dmidecode 2>/dev/null"));
+    return reference::readModules(testkit::outputOf("dmidecode 2>/dev/null"));
 }
 
 KernelMemory kernelMemory()
@@ -57,7 +58,7 @@ TEST(OwnMemory, isTheLargerOfTheKernelsTotalAndTheModules)
 
 TEST(OwnMemory, includesTheModulesThatDmidecodeReports)
 {
-    if (testkit::commandOutput("command -v dmidecode").empty())
+    if (testkit::outputOf("command -v dmidecode").empty())
         GTEST_SKIP() << "this machine has no dmidecode";
     MemoryModules const modules = ownModules();
     if (modules.count == 0)

@@ -5,6 +5,8 @@
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/commands.h"
+#include "tests/support/system_path.h"
+#include "tests/support/user_namespace.h"
 
 #include <boost/property_tree/json_parser.hpp>
 
@@ -13,51 +15,47 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
+#include <cstdio>
 #include <map>
 #include <set>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 using boost::property_tree::ptree;
 using testkit::CapturedTrace;
-using testkit::commandOutput;
-using testkit::succeeds;
+using testkit::outputOf;
+using testkit::runs;
 
 namespace {
 
 /** A name that a shell would run as a command. */
 constexpr char HOSTILE[] = "$(id>x)";
 
-bool write(char const* path, std::string const& text)
-{
-    std::ofstream file(path);
-    return static_cast<bool>(file << text << std::flush);
-}
-
 bool enterPrivateNetwork()
 {
-    std::string const user = std::to_string(::getuid());
-    std::string const group = std::to_string(::getgid());
-    return ::unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0 && write("/proc/self/setgroups", "deny")
-        && write("/proc/self/uid_map", "0 " + user + " 1")
-        && write("/proc/self/gid_map", "0 " + group + " 1");
+    try {
+        testkit::enterNamespaces(CLONE_NEWUSER | CLONE_NEWNET);
+        return true;
+    } catch (std::system_error const& error) {
+        std::printf("no private network: %s\n", error.what());
+        return false;
+    }
 }
 
 /** Makes a pair of adapters, one with an alias. @return false when the kernel or the tools cannot.
  */
 bool makePair()
 {
-    if (!succeeds("ip link add va type veth peer name vb"))
+    if (!runs("ip link add va type veth peer name vb"))
         return false;
     // Keeps automatic IPv6 addresses away. Both commands fail on a kernel without IPv6.
-    succeeds("ip link set va addrgenmode none");
-    succeeds("ip link set vb addrgenmode none");
-    return succeeds("ip link set lo up") && succeeds("ip address add 192.0.2.1/24 dev va")
-        && succeeds("ip address add 198.51.100.1/25 dev va label va:web")
-        && succeeds("ip link set va up") && succeeds("ip link set vb up")
-        && succeeds("ip route add default via 192.0.2.254 dev va");
+    runs("ip link set va addrgenmode none");
+    runs("ip link set vb addrgenmode none");
+    return runs("ip link set lo up") && runs("ip address add 192.0.2.1/24 dev va")
+        && runs("ip address add 198.51.100.1/25 dev va label va:web") && runs("ip link set va up")
+        && runs("ip link set vb up") && runs("ip route add default via 192.0.2.254 dev va");
 }
 
 /** A kind of adapter or address that not every kernel has. */
@@ -86,18 +84,18 @@ protected:
     static void SetUpTestSuite()
     {
         testkit::setSystemPath();
-        if (!succeeds("ip -json link"))
+        if (!runs("ip -json link"))
             s_missing = "this machine has no ip(8) with JSON output";
-        else if (!succeeds("ifconfig --version") || !succeeds("route --version"))
+        else if (!runs("ifconfig --version") || !runs("route --version"))
             s_missing = "this machine has no net-tools";
-        else if (commandOutput("ifconfig -a").find("Link encap") != std::string::npos)
+        else if (outputOf("ifconfig -a").find("Link encap") != std::string::npos)
             s_missing = "this machine has no ifconfig that prints IPv6 addresses in full";
         else if (!enterPrivateNetwork())
             s_missing = "this machine has no private networks for this user";
         else if (!makePair())
             s_missing = "this machine has no veth adapters";
         for (OptionalLink* link : {&ipv6, &bridge, &vlan, &dummy, &hostile})
-            link->made = s_missing.empty() && succeeds(link->command);
+            link->made = s_missing.empty() && runs("{ " + link->command + "; }");
     }
 
     void SetUp() override
@@ -116,11 +114,10 @@ class HundredPairs {
 public:
     HundredPairs()
     {
-        EXPECT_TRUE(
-            succeeds("for i in $(seq 100); do ip link add m$i group 100 type veth peer name n$i"
-                     " && ip address add 10.0.$i.1/24 dev m$i || exit; done"));
+        EXPECT_TRUE(runs("for i in $(seq 100); do ip link add m$i group 100 type veth peer name n$i"
+                         " && ip address add 10.0.$i.1/24 dev m$i || exit; done"));
     }
-    ~HundredPairs() { EXPECT_TRUE(succeeds("ip link delete group 100")); }
+    ~HundredPairs() { EXPECT_TRUE(runs("ip link delete group 100")); }
 };
 
 std::string dotted(int prefix)
@@ -179,7 +176,7 @@ void addLink(ptree const& link, std::multiset<std::string>& all)
 
 std::multiset<std::string> linksByIP()
 {
-    std::istringstream json(commandOutput("ip -json address"));
+    std::istringstream json(outputOf("ip -json address"));
     ptree tree;
     boost::property_tree::read_json(json, tree);
     std::multiset<std::string> all;
@@ -275,7 +272,7 @@ TEST_F(OwnNetwork, doesNotRunAnAdaptersNameAsACommand)
     if (!hostile.made)
         GTEST_SKIP() << hostile.missing;
     // A shell that reads the name without quotes makes a file.
-    ASSERT_TRUE(succeeds(std::string("echo ") + HOSTILE));
+    ASSERT_TRUE(runs(std::string("echo ") + HOSTILE));
     ASSERT_EQ(::unlink("x"), 0);
     CapturedTrace const trace;
     linksByLibrary();

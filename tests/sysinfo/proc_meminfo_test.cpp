@@ -1,4 +1,4 @@
-// The parser alone, fed by streams.
+// The parser alone, without a file.
 
 #include "sysinfo/parsers/proc_meminfo.h"
 #include "tests/sysinfo/PiecewiseBuffer.h"
@@ -25,7 +25,7 @@ struct KernelFigures {
     Figure free;
 };
 
-/** The figures as a host has them at the end: the last of each. */
+/** @return the last figure of each kind, which is the one that the host gets. */
 KernelFigures kernelFiguresOf(std::istream& text)
 {
     KernelFigures figures;
@@ -51,12 +51,12 @@ constexpr char TEXT[] = "MemTotal:        8010864 kB\nMemFree:          538768 k
 
 }
 
-TEST(ProcMeminfo, tellsTheTotalAndTheFreeMemory)
+TEST(ProcMeminfo, returnsTotalAndFreeMemory)
 {
     expectFigures(TEXT, 8010864, 538768);
 }
 
-TEST(ProcMeminfo, isReadTheSameInPiecesOfAnySize)
+TEST(ProcMeminfo, readsTheSameInPiecesOfAnySize)
 {
     for (size_t size = 1; size <= sizeof TEXT; ++size) {
         PiecewiseBuffer buffer(TEXT, size);
@@ -67,7 +67,7 @@ TEST(ProcMeminfo, isReadTheSameInPiecesOfAnySize)
     }
 }
 
-TEST(ProcMeminfo, isReadNoFurtherThanNeeded)
+TEST(ProcMeminfo, stopsReadingAfterBothFigures)
 {
     std::istringstream stream("MemTotal: 7 kB\nMemFree: 3 kB\nHugePages_Total: 0\n");
     kernelFiguresOf(stream);
@@ -76,33 +76,33 @@ TEST(ProcMeminfo, isReadNoFurtherThanNeeded)
     EXPECT_EQ(next, "HugePages_Total:");
 }
 
-TEST(ProcMeminfo, mayHaveTheFiguresInAnyOrderBehindOthersWithUnits)
+TEST(ProcMeminfo, readsTheFiguresInAnyOrderBetweenOtherLines)
 {
     expectFigures("Buffers: 1 kB\nMemFree: 3 kB\nCached: 2 kB\nMemTotal: 7 kB\n", 7, 3);
 }
 
-TEST(ProcMeminfo, isOutOfStepBehindALineWithoutAUnitKept)
+TEST(ProcMeminfo, missesTheFiguresAfterALineWithoutAUnitKept)
 {
     expectFigures("HugePages_Total: 0\nMemTotal: 7 kB\nMemFree: 3 kB\n", {}, {});
     expectFigures("MemTotal: 7 kB\nHugePages_Total: 0\nMemFree: 3 kB\n", 7, {});
 }
 
-TEST(ProcMeminfo, endsWhereALabelHasNoNumberKept)
+TEST(ProcMeminfo, stopsAtALabelWithoutANumberKept)
 {
     expectFigures("MemTotal: kB\nMemFree: 3 kB\n", {}, {});
     expectFigures("MemTotal: 7 kB\nMemFree: unknown kB\nMemFree: 3 kB\n", 7, {});
     expectFigures("MemTotal: 7 kB\nMemFree:", 7, {});
 }
 
-TEST(ProcMeminfo, endsWhereNoBlankFollowsTheColonKept)
+TEST(ProcMeminfo, stopsAtAColonWithoutABlankKept)
 {
     expectFigures("MemTotal:7 kB\nMemFree: 3 kB\n", {}, {});
     expectFigures("MemTotal: 7 kB\nShadowCallStack:10373888 kB\nMemFree: 3 kB\n", 7, {});
-    // Behind the two figures it does no harm.
+    // Has no effect after both figures.
     expectFigures("MemTotal: 7 kB\nMemFree: 3 kB\nShadowCallStack:10373888 kB\n", 7, 3);
 }
 
-TEST(ProcMeminfo, knowsTheWholeLabelOnly)
+TEST(ProcMeminfo, acceptsOnlyTheExactLabels)
 {
     expectFigures("MemTotal 7 kB\nMemFree 3 kB\n", {}, {});
     expectFigures("XMemTotal: 7 kB\nMemFree:: 3 kB\n", {}, {});
@@ -110,75 +110,75 @@ TEST(ProcMeminfo, knowsTheWholeLabelOnly)
     expectFigures("SwapTotal: 7 kB\nSwapFree: 3 kB\nHighTotal: 1 kB\nLowFree: 1 kB\n", {}, {});
 }
 
-TEST(ProcMeminfo, countsTheFigureWhateverItsUnit)
+TEST(ProcMeminfo, ignoresTheUnit)
 {
     expectFigures("MemTotal: 7 MB\nMemFree: 3 bananas\n", 7, 3);
     expectFigures("MemTotal: 7kB\nMemFree: 3kB\n", 7, 3);
 }
 
-TEST(ProcMeminfo, countsTheLastFigureWithoutItsUnitAndWithoutANewline)
+TEST(ProcMeminfo, readsALastFigureWithoutAUnitOrNewline)
 {
     expectFigures("MemTotal: 7 kB\nMemFree: 3", 7, 3);
     expectFigures("MemTotal: 7", 7, {});
 }
 
-TEST(ProcMeminfo, holdsFiguresOf64Bits)
+TEST(ProcMeminfo, returnsFiguresOf64Bits)
 {
     expectFigures("MemTotal: 400016779264 kB\nMemFree: 18446744073709551615 kB\n", 400016779264,
         18446744073709551615U);
     expectFigures("MemTotal: 0 kB\nMemFree: 0 kB\n", 0, 0);
 }
 
-TEST(ProcMeminfo, endsAtAFigureThatIsTooLarge)
+TEST(ProcMeminfo, stopsAtAFigureAbove64Bits)
 {
     expectFigures("MemTotal: 18446744073709551616 kB\nMemFree: 3 kB\n", {}, {});
     expectFigures("MemTotal: 7 kB\nMemFree: 99999999999999999999999 kB\n", 7, {});
 }
 
-TEST(ProcMeminfo, takesTheLastOfTotalsThatRepeat)
+TEST(ProcMeminfo, returnsTheLastOfRepeatedTotals)
 {
     expectFigures("MemTotal: 7 kB\nMemTotal: 8 kB\nMemFree: 3 kB\nMemTotal: 9 kB\n", 8, 3);
 }
 
-TEST(ProcMeminfo, isToldAsItIsMet)
+TEST(ProcMeminfo, callsBackForEachMatchingLine)
 {
     std::istringstream stream("MemFree: 3 kB\nMemFree: 4 kB\nBuffers: 1 kB\nMemTotal: 7 kB\n");
-    std::vector<std::pair<sysinfo::KernelFigure, uint64_t>> met;
-    sysinfo::readKernelMemory(
-        stream, [&](sysinfo::KernelFigure figure, uint64_t kib) { met.emplace_back(figure, kib); });
-    EXPECT_THAT(met,
+    std::vector<std::pair<sysinfo::KernelFigure, uint64_t>> calls;
+    sysinfo::readKernelMemory(stream,
+        [&](sysinfo::KernelFigure figure, uint64_t kib) { calls.emplace_back(figure, kib); });
+    EXPECT_THAT(calls,
         ElementsAre(Pair(sysinfo::KernelFigure::FREE, 3), Pair(sysinfo::KernelFigure::FREE, 4),
             Pair(sysinfo::KernelFigure::TOTAL, 7)));
 }
 
-TEST(ProcMeminfo, mayHaveBlankLinesAndCarriageReturns)
+TEST(ProcMeminfo, acceptsBlankLinesAndCarriageReturns)
 {
     expectFigures("\r\n\n \t\r\nMemTotal:\t7 kB\r\n\r\n\nMemFree: 3 kB\r\n", 7, 3);
 }
 
-TEST(ProcMeminfo, mayEndInNulBytes)
+TEST(ProcMeminfo, acceptsZeroBytesAtTheEnd)
 {
     expectFigures("MemTotal: 7 kB\nMemFree: 3 kB\n" + std::string(100, '\0'), 7, 3);
     expectFigures("MemTotal: 7 kB\n" + std::string(100, '\0'), 7, {});
 }
 
-TEST(ProcMeminfo, isNotFoundInTheTableOfKernel24)
+TEST(ProcMeminfo, findsNothingInTheTableOfKernel24)
 {
-    // Its lines in today's form come below, behind the end of the reading.
+    // Its lines in today's form follow the line at which the parser stops.
     expectFigures("        total:    used:    free:  shared: buffers:  cached:\n"
                   "Mem:  526110720 500051968 26058752        0 67145728 312201216\n"
                   "MemTotal:       513780 kB\nMemFree:         25448 kB\n",
         {}, {});
 }
 
-TEST(ProcMeminfo, isNotFoundInNothing)
+TEST(ProcMeminfo, findsNothingInAnEmptyText)
 {
     expectFigures("", {}, {});
     expectFigures("\n \n", {}, {});
     expectFigures(std::string(1024 * 1024, 'x'), {}, {});
 }
 
-TEST(ProcMeminfo, tellsWhatCameBeforeTheSourceBroke)
+TEST(ProcMeminfo, returnsTheFiguresReadBeforeTheStreamThrows)
 {
     PiecewiseBuffer buffer("MemTotal: 7 kB\nMemFr", 4, PiecewiseBuffer::THROWS);
     std::istream stream(&buffer);

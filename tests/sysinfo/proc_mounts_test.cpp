@@ -1,4 +1,4 @@
-// The parser alone, fed by streams.
+// The parser alone, without a file.
 
 #include "sysinfo/parsers/proc_mounts.h"
 #include "tests/support/Machine.h"
@@ -23,8 +23,8 @@ Mounts read(std::string const& text)
     return sysinfo::readMounts(stream);
 }
 
-/** @return whether a mount of this device is kept. */
-bool isKept(std::string const& device)
+/** @return whether the parser returns a mount of this device. */
+bool isAccepted(std::string const& device)
 {
     Mounts const mounts = read(device + " /mnt ext4 rw 0 0\n");
     EXPECT_LE(mounts.size(), 1U);
@@ -37,12 +37,12 @@ constexpr char TEXT[] = "rootfs / rootfs rw 0 0\nproc /proc proc rw,nosuid 0 0\n
 
 }
 
-TEST(ProcMounts, areThoseOfBlockDevices)
+TEST(ProcMounts, returnsTheMountsOfBlockDevices)
 {
     EXPECT_EQ(read(TEXT), (Mounts{{"/", "/dev/sda1"}, {"/data", "/dev/sdb1"}}));
 }
 
-TEST(ProcMounts, areReadTheSameInPiecesOfAnySize)
+TEST(ProcMounts, readsTheSameInPiecesOfAnySize)
 {
     for (size_t size = 1; size <= sizeof TEXT; ++size) {
         PiecewiseBuffer buffer(TEXT, size);
@@ -52,7 +52,7 @@ TEST(ProcMounts, areReadTheSameInPiecesOfAnySize)
     }
 }
 
-TEST(ProcMounts, areOrderedByTheBytesOfTheirPoints)
+TEST(ProcMounts, sortsMountPointsByTheirBytes)
 {
     std::string order;
     for (auto const& mount : read("/dev/a /z x\n/dev/b /a\xc3\xa4 x\n/dev/c /a x\n/dev/d / x\n"
@@ -61,22 +61,22 @@ TEST(ProcMounts, areOrderedByTheBytesOfTheirPoints)
     EXPECT_EQ(order, "/ /B /a /a-b /a/b /a\xc3\xa4 /z ");
 }
 
-TEST(ProcMounts, haveTheDeviceThatWasMountedLastOverAPoint)
+TEST(ProcMounts, returnsTheLastDeviceOfAMountPoint)
 {
     EXPECT_EQ(read("/dev/sda1 /mnt ext4 rw 0 0\n/dev/sdb1 /mnt xfs rw 0 0\n"),
         (Mounts{{"/mnt", "/dev/sdb1"}}));
-    // What is no block device covers nothing here.
+    // A mount of another kind does not replace it.
     EXPECT_EQ(read("/dev/sda1 /mnt ext4 rw 0 0\ntmpfs /mnt tmpfs rw 0 0\n"),
         (Mounts{{"/mnt", "/dev/sda1"}}));
 }
 
-TEST(ProcMounts, mayBeSeveralOfOneDevice)
+TEST(ProcMounts, returnsEveryMountPointOfADevice)
 {
     EXPECT_EQ(read("/dev/sda1 / btrfs subvol=/a 0 0\n/dev/sda1 /home btrfs subvol=/b 0 0\n"),
         (Mounts{{"/", "/dev/sda1"}, {"/home", "/dev/sda1"}}));
 }
 
-TEST(ProcMounts, endAtABlankLineKept)
+TEST(ProcMounts, stopsAtABlankLineKept)
 {
     for (char const* blank : {"", " ", "\t \t", "\r", "\v\f"})
         EXPECT_EQ(read(std::string("/dev/sda1 / ext4 rw 0 0\n") + blank
@@ -85,27 +85,27 @@ TEST(ProcMounts, endAtABlankLineKept)
     EXPECT_TRUE(read("\n/dev/sda1 / ext4 rw 0 0\n").empty());
 }
 
-TEST(ProcMounts, areOfDevicesThatBeginWithTheDevicesFolder)
+TEST(ProcMounts, acceptsOnlyDevicesThatBeginWithDev)
 {
-    EXPECT_TRUE(isKept("/dev/sda1"));
-    EXPECT_TRUE(isKept("/dev/mapper/vg-root"));
-    EXPECT_TRUE(isKept("/dev/root"));
-    EXPECT_TRUE(isKept("/dev/"));
+    EXPECT_TRUE(isAccepted("/dev/sda1"));
+    EXPECT_TRUE(isAccepted("/dev/mapper/vg-root"));
+    EXPECT_TRUE(isAccepted("/dev/root"));
+    EXPECT_TRUE(isAccepted("/dev/"));
     for (char const* other : {"/dev", "dev/sda1", "rootfs", "//dev/sda1", "x/dev/sda1", "/Dev/sda1",
              "/devices/sda1", "host:/dev/sda1", "//server/dev/x", "1234567/dev/sda1"})
-        EXPECT_FALSE(isKept(other)) << other;
+        EXPECT_FALSE(isAccepted(other)) << other;
 }
 
-TEST(ProcMounts, areNotOfDevicesThatNameTheFolderAgainWithinEightBytesKept)
+TEST(ProcMounts, ignoresADeviceWithASecondDevWithinEightBytesKept)
 {
-    EXPECT_FALSE(isKept("/dev//dev/x"));
-    EXPECT_FALSE(isKept("/dev/a/dev/x"));
-    EXPECT_FALSE(isKept("/dev/ab/dev/x"));
-    EXPECT_TRUE(isKept("/dev/abc/dev/x"));
-    EXPECT_TRUE(isKept("/dev/abcd/dev/x"));
+    EXPECT_FALSE(isAccepted("/dev//dev/x"));
+    EXPECT_FALSE(isAccepted("/dev/a/dev/x"));
+    EXPECT_FALSE(isAccepted("/dev/ab/dev/x"));
+    EXPECT_TRUE(isAccepted("/dev/abc/dev/x"));
+    EXPECT_TRUE(isAccepted("/dev/abcd/dev/x"));
 }
 
-TEST(ProcMounts, haveNamesAsTheKernelEscapesThem)
+TEST(ProcMounts, keepsTheKernelsEscapes)
 {
     EXPECT_EQ(read("/dev/sda1 /mnt/my\\040disk\\011\\012\\134 vfat rw 0 0\n"
                    "/dev/a\\040b /mnt/x\\040(deleted) ext4 rw 0 0\n"),
@@ -114,7 +114,7 @@ TEST(ProcMounts, haveNamesAsTheKernelEscapesThem)
     EXPECT_EQ(read("/dev/a\\043b /mnt ext4 rw 0 0\n"), (Mounts{{"/mnt", "/dev/a\\043b"}}));
 }
 
-TEST(ProcMounts, haveTwoWordsThatCountBetweenAnyBlanks)
+TEST(ProcMounts, readsTwoWordsBetweenAnyBlanks)
 {
     EXPECT_EQ(read(" \t/dev/sda1\t \v/mnt\fext4\n/dev/sdb1 /data\r\n/dev/sdc1 /c"),
         (Mounts{{"/mnt", "/dev/sda1"}, {"/data", "/dev/sdb1"}, {"/c", "/dev/sdc1"}}));
@@ -122,14 +122,14 @@ TEST(ProcMounts, haveTwoWordsThatCountBetweenAnyBlanks)
         (Mounts{{"/mnt", "/dev/sda1"}}));
 }
 
-TEST(ProcMounts, mayBeCutBehindTheDevice)
+TEST(ProcMounts, acceptsALineThatEndsAfterTheDevice)
 {
     EXPECT_EQ(read("/dev/sda1 / ext4 rw 0 0\n/dev/sdb1"),
         (Mounts{{"", "/dev/sdb1"}, {"/", "/dev/sda1"}}));
     EXPECT_EQ(read("/dev/sda1 / ext4 rw 0 0\n/de"), (Mounts{{"/", "/dev/sda1"}}));
 }
 
-TEST(ProcMounts, mayHaveLinesOfAnyLength)
+TEST(ProcMounts, readsLinesOfAnyLength)
 {
     std::string const options(1024 * 1024, 'o');
     std::string const point = '/' + std::string(100'000, 'p');
@@ -139,7 +139,7 @@ TEST(ProcMounts, mayHaveLinesOfAnyLength)
     EXPECT_TRUE(read(options).empty());
 }
 
-TEST(ProcMounts, mayBeManyThousand)
+TEST(ProcMounts, readsTenThousandMounts)
 {
     std::string text;
     for (unsigned i = 0; i < 10'000; ++i)
@@ -149,7 +149,7 @@ TEST(ProcMounts, mayBeManyThousand)
     EXPECT_EQ(mounts.at("/mnt/9999"), "/dev/sd9999");
 }
 
-TEST(ProcMounts, mayHaveBytesThatAreNoText)
+TEST(ProcMounts, acceptsBytesThatAreNotText)
 {
     std::string const zero("/m\0x", 4);
     EXPECT_EQ(read("/dev/\xff\xfe /\x80 ext4\n/dev/sda1 " + zero + " ext4\n"),
@@ -157,13 +157,13 @@ TEST(ProcMounts, mayHaveBytesThatAreNoText)
     EXPECT_TRUE(read(std::string(100, '\0')).empty());
 }
 
-TEST(ProcMounts, areNoneInNothing)
+TEST(ProcMounts, findsNothingInAnEmptyText)
 {
     EXPECT_TRUE(read("").empty());
     EXPECT_TRUE(read("\n\n").empty());
 }
 
-TEST(ProcMounts, areToldAsFarAsTheyCameBeforeTheSourceBroke)
+TEST(ProcMounts, returnsTheMountsReadBeforeTheStreamThrows)
 {
     PiecewiseBuffer buffer(
         "/dev/sda1 / ext4 rw 0 0\n/dev/sdb1 /data ext4 rw 0 0\n", 24, PiecewiseBuffer::THROWS);
@@ -171,14 +171,14 @@ TEST(ProcMounts, areToldAsFarAsTheyCameBeforeTheSourceBroke)
     EXPECT_EQ(sysinfo::readMounts(stream), (Mounts{{"/", "/dev/sda1"}, {"/data", "/dev/sdb1"}}));
 }
 
-TEST(ProcMounts, areNoneInAStreamThatHasFailed)
+TEST(ProcMounts, findsNothingInAStreamThatHasFailed)
 {
     std::istringstream stream(TEXT);
     stream.setstate(std::ios_base::failbit);
     EXPECT_TRUE(sysinfo::readMounts(stream).empty());
 }
 
-TEST(ProcMounts, areReadFromTheRecordedFiles)
+TEST(ProcMounts, readsTheRecordedFiles)
 {
     std::string const folder = "/testkit/recorded/proc-mounts/";
     EXPECT_EQ(read(contentsOf(folder + "made-good.txt")),

@@ -1,4 +1,4 @@
-// The parsers alone, fed by streams: what no file can do.
+// The parsers alone, with streams in pieces and streams that throw.
 
 #include "sysinfo/parsers/proc_stat.h"
 #include "tests/sysinfo/PiecewiseBuffer.h"
@@ -17,7 +17,7 @@ constexpr char TEXT[] = "cpu  9 9 9 9 9 9 9\ncpu0 1 2 3 4 5 6 7\ncpu1 10 20 30 4
 
 }
 
-TEST(ProcStat, isReadTheSameInPiecesOfAnySize)
+TEST(ProcStat, readsTheSameInPiecesOfAnySize)
 {
     for (size_t size = 1; size <= sizeof TEXT; ++size) {
         PiecewiseBuffer counted(TEXT, size);
@@ -37,7 +37,7 @@ TEST(ProcStat, isReadTheSameInPiecesOfAnySize)
     }
 }
 
-TEST(ProcStat, isReadAcrossTheReadersBufferAtEveryOffset)
+TEST(ProcStat, readsAcrossItsBufferAtEveryOffset)
 {
     for (size_t filling = 8192 - 60; filling <= 8192 + 2; ++filling) {
         std::string const text = std::string(filling, 'x') + "\n" + TEXT;
@@ -51,9 +51,9 @@ TEST(ProcStat, isReadAcrossTheReadersBufferAtEveryOffset)
     }
 }
 
-TEST(ProcStat, endsWithoutAnExceptionWhereTheSourceBreaks)
+TEST(ProcStat, stopsWithoutAnExceptionWhenTheStreamThrows)
 {
-    // More than a reader takes at once, so that something was read before.
+    // Longer than the parser's buffer, so that it has read something before.
     std::string const text = "cpu0 1 2 3 4 5 6 7\n" + std::string(100000, 'x');
     PiecewiseBuffer counted(text, 1000, PiecewiseBuffer::THROWS);
     std::istream countedText(&counted);
@@ -66,7 +66,7 @@ TEST(ProcStat, endsWithoutAnExceptionWhereTheSourceBreaks)
     EXPECT_EQ(counters.idle, 11U);
 }
 
-TEST(ProcStat, saysFalseAndLeavesTheOutputAloneWithoutTheLabel)
+TEST(ProcStat, returnsFalseAndKeepsTheOutputWithoutTheLabel)
 {
     std::istringstream text(TEXT);
     sysinfo::ProcessorCounters counters{11, 12};

@@ -1,4 +1,4 @@
-// The arithmetic of a restore alone, to its limits.
+// The arithmetic of a restore alone, up to its limits.
 
 #include "sysinfo/parsers/recovery_status.h"
 
@@ -29,7 +29,7 @@ int64_t throughputOf(int64_t bytesDone, double elapsedSeconds)
 
 }
 
-TEST(RestoreCounters, areMissingAtFirst)
+TEST(RestoreCounters, startAtMinusOne)
 {
     RestoreCounters const counters;
     EXPECT_EQ(counters.totalFiles, -1);
@@ -47,14 +47,14 @@ TEST(RestorePercentage, weighsBytesAndFilesHalfEach)
     EXPECT_EQ(percentageOf(200, 0, 1000, 1000), 50);
 }
 
-TEST(RestorePercentage, cutsEachHalfToWholePercentBeforeTheyAreAddedKept)
+TEST(RestorePercentage, truncatesEachHalfBeforeItAddsThemKept)
 {
-    EXPECT_EQ(percentageOf(200, 199, 200, 199), 98); // 49.75 and 49.75 would be 99.5.
+    EXPECT_EQ(percentageOf(200, 199, 200, 199), 98); // The exact sum is 99.5.
     EXPECT_EQ(percentageOf(100, 99, 100, 99), 98);
     EXPECT_EQ(percentageOf(1000, 19, 1000, 19), 0);
 }
 
-TEST(RestorePercentage, goesBeyondAHundredWhereMoreIsDoneThanThereIsKept)
+TEST(RestorePercentage, exceedsAHundredWhenMoreIsDoneThanTheTotalKept)
 {
     EXPECT_EQ(percentageOf(100, 300, 100, 200), 250);
 }
@@ -64,11 +64,11 @@ TEST(RestorePercentage, isAHundredWithoutCountersKept)
     EXPECT_EQ(percentageOf(-1, -1, -1, -1), 100);
     EXPECT_EQ(percentageOf(-1, 0, -1, 0), 0);
     EXPECT_EQ(percentageOf(-1, 10, 100, 100), -450);
-    EXPECT_EQ(percentageOf(200, -1, 1000, -1), 0); // Cut toward zero.
+    EXPECT_EQ(percentageOf(200, -1, 1000, -1), 0); // Truncated toward zero.
     EXPECT_EQ(percentageOf(20, -1, 10, -1), -7);
 }
 
-TEST(RestorePercentage, dividesByOneWhereThereIsNothingToRestore)
+TEST(RestorePercentage, dividesByOneInPlaceOfATotalOfZero)
 {
     EXPECT_EQ(percentageOf(0, 0, 0, 0), 0);
     EXPECT_EQ(percentageOf(0, 1, 0, 1), 100);
@@ -83,7 +83,7 @@ TEST(RestorePercentage, isExactUpToTheLargestProduct)
     EXPECT_EQ(percentageOf(1, 0, 1, EDGE), EDGE * 50);
 }
 
-TEST(RestorePercentage, wrapsWhereAProductPassesSixtyFourBitsKept)
+TEST(RestorePercentage, wrapsAProductAbove64BitsKept)
 {
     // (2^63 - 1) * 50 is -50 modulo 2^64, -2^63 * 50 is 0.
     EXPECT_EQ(percentageOf(1, 0, 1, LARGEST), -50);
@@ -94,9 +94,9 @@ TEST(RestorePercentage, wrapsWhereAProductPassesSixtyFourBitsKept)
     EXPECT_EQ(percentageOf(1, 0, 1, LARGEST / 50 + 1), SMALLEST + 42);
 }
 
-TEST(RestorePercentage, wrapsWhereTheQuotientDoesNotFitKept)
+TEST(RestorePercentage, wrapsAQuotientAbove64BitsKept)
 {
-    // 2^62 * 50 is -2^63 modulo 2^64, whose opposite is one more than there is room for.
+    // 2^62 * 50 is -2^63 modulo 2^64, and 2^63 does not fit.
     constexpr int64_t DONE = int64_t{1} << 62;
     EXPECT_EQ(percentageOf(1, 0, 1, DONE), SMALLEST);
     EXPECT_EQ(percentageOf(1, 0, -1, DONE), SMALLEST);
@@ -104,7 +104,7 @@ TEST(RestorePercentage, wrapsWhereTheQuotientDoesNotFitKept)
     EXPECT_EQ(percentageOf(-1, DONE, -1, DONE), 0);
 }
 
-TEST(RestorePercentage, wrapsWhereTheSumPassesSixtyFourBitsKept)
+TEST(RestorePercentage, wrapsASumAbove64BitsKept)
 {
     constexpr int64_t EDGE = LARGEST / 50;
     EXPECT_EQ(
@@ -112,7 +112,7 @@ TEST(RestorePercentage, wrapsWhereTheSumPassesSixtyFourBitsKept)
     EXPECT_LT(percentageOf(1, EDGE, 1, EDGE), 0);
 }
 
-TEST(RestoreSizes, areWholeMegabytesCutTowardZero)
+TEST(RestoreSizes, areTruncatedToWholeMegabytes)
 {
     auto const sizes = [](int64_t total, int64_t done) {
         RestoreMetrics const metrics = restoreMetrics({1, 1, total, done}, 1.0);
@@ -127,7 +127,7 @@ TEST(RestoreSizes, areWholeMegabytesCutTowardZero)
     EXPECT_EQ(sizes(LARGEST, SMALLEST), std::pair(LARGEST / MB, SMALLEST / MB));
 }
 
-TEST(RestoreFiles, areOneWhereThereAreNone)
+TEST(RestoreFiles, areOneForATotalOfZero)
 {
     EXPECT_EQ(restoreMetrics({0, 5, 1, 1}, 1.0).totalFiles, 1);
     EXPECT_EQ(restoreMetrics({1, 5, 1, 1}, 1.0).totalFiles, 1);
@@ -135,7 +135,7 @@ TEST(RestoreFiles, areOneWhereThereAreNone)
     EXPECT_EQ(restoreMetrics({LARGEST, 5, 1, 1}, 1.0).totalFiles, LARGEST);
 }
 
-TEST(RestoreThroughput, isWholeMegabytesPerSecond)
+TEST(RestoreThroughput, isTruncatedToWholeMegabytesPerSecond)
 {
     EXPECT_EQ(throughputOf(100 * MB, 10.0), 10);
     EXPECT_EQ(throughputOf(100 * MB - 1, 10.0), 9);
@@ -145,21 +145,21 @@ TEST(RestoreThroughput, isWholeMegabytesPerSecond)
     EXPECT_EQ(throughputOf(7 * MB, 2.0), 3);
 }
 
-TEST(RestoreThroughput, takesLessThanASecondForOne)
+TEST(RestoreThroughput, countsLessThanASecondAsOne)
 {
     for (double const elapsed : {1.0, 0.5, 0.0, -0.0, -1.0, -1e300})
         EXPECT_EQ(throughputOf(10 * MB, elapsed), 10) << elapsed;
     EXPECT_EQ(throughputOf(10 * MB, 1.25), 8);
 }
 
-TEST(RestoreThroughput, isExactBeyondTheDigitsOfADouble)
+TEST(RestoreThroughput, isExactBeyondThePrecisionOfADouble)
 {
     // 2^63 - 1 bytes are one byte short of 2^43 MB; a double would round it up.
     EXPECT_EQ(throughputOf(LARGEST, 1.0), (int64_t{1} << 43) - 1);
     EXPECT_EQ(throughputOf(SMALLEST, 1.0), -(int64_t{1} << 43));
 }
 
-TEST(RestoreThroughput, isNothingOverAnAge)
+TEST(RestoreThroughput, isZeroForAVeryLongTime)
 {
     EXPECT_EQ(throughputOf(LARGEST, 1e300), 0);
     EXPECT_EQ(throughputOf(MB, std::numeric_limits<double>::infinity()), 0);

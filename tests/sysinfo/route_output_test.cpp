@@ -11,19 +11,19 @@
 
 namespace {
 
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
-Texts gatewaysIn(std::string const& output)
+Strings gatewaysIn(std::string const& output)
 {
     std::istringstream stream(output);
-    Texts gateways;
+    Strings gateways;
     sysinfo::readGateways(stream, [&](std::string const& gateway) { gateways.push_back(gateway); });
     return gateways;
 }
 
 }
 
-TEST(GatewayText, isTheSecondColumnOfLinesWithUG)
+TEST(RouteOutput, returnsTheSecondColumnOfLinesWithUG)
 {
     EXPECT_EQ(
         gatewaysIn("Kernel IP routing table\n"
@@ -31,19 +31,19 @@ TEST(GatewayText, isTheSecondColumnOfLinesWithUG)
                    "0.0.0.0         10.0.0.1        0.0.0.0         UG    0      0   0 eth0\n"
                    "10.0.0.0        0.0.0.0         255.255.255.0   U     0      0   0 eth0\n"
                    "172.16.0.0      10.0.0.254      255.255.0.0     UG    0      0   0 eth0\n"),
-        (Texts{"10.0.0.1", "10.0.0.254"}));
+        (Strings{"10.0.0.1", "10.0.0.254"}));
 }
 
-TEST(GatewayText, isCutAtTheFirstBlankOnly)
+TEST(RouteOutput, endsAGatewayAtTheFirstBlank)
 {
-    EXPECT_EQ(gatewaysIn("0123456789abcdef10.0.0.1\tUG\n"), Texts{"10.0.0.1\tUG"});
-    EXPECT_EQ(gatewaysIn("0123456789abcdefUG"), Texts{"UG"});
-    EXPECT_EQ(gatewaysIn("0123456789UGcdef x\n"), Texts{""});
-    EXPECT_EQ(gatewaysIn("0123456789UGcdef\n"), Texts{""});
-    EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        UG\r\n"), Texts{"10.0.0.1"});
+    EXPECT_EQ(gatewaysIn("0123456789abcdef10.0.0.1\tUG\n"), Strings{"10.0.0.1\tUG"});
+    EXPECT_EQ(gatewaysIn("0123456789abcdefUG"), Strings{"UG"});
+    EXPECT_EQ(gatewaysIn("0123456789UGcdef x\n"), Strings{""});
+    EXPECT_EQ(gatewaysIn("0123456789UGcdef\n"), Strings{""});
+    EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        UG\r\n"), Strings{"10.0.0.1"});
 }
 
-TEST(GatewayText, isOutOfRangeOnAShorterLineKept)
+TEST(RouteOutput, throwsOutOfRangeAtAShortLineKept)
 {
     for (size_t length = 2; length < 16; ++length)
         EXPECT_THROW(gatewaysIn("UG" + std::string(length - 2, '.')), std::out_of_range) << length;
@@ -51,34 +51,34 @@ TEST(GatewayText, isOutOfRangeOnAShorterLineKept)
     EXPECT_TRUE(gatewaysIn("").empty());
 }
 
-TEST(GatewayText, isMissedInWordsThatNameTheToolTheLineAndTheColumn)
+TEST(RouteOutput, throwsAMessageWithTheToolTheLineAndTheColumn)
 {
     EXPECT_EQ(testkit::complaintOf([] { gatewaysIn("0.0.0.0 UG eth1\n"); }),
         "route -n: the line \"0.0.0.0 UG eth1\" ends before its gateway, which begins at column "
         "17");
-    // A byte that would end the message.
+    // A zero byte would end the message.
     EXPECT_EQ(testkit::complaintOf([] { gatewaysIn(std::string("UG\0x\n", 5)); }),
         "route -n: the line \"UG?x\" ends before its gateway, which begins at column 17");
 }
 
-TEST(GatewayText, isNotLookedForOnLinesThatBeginWithALetterOfTheHeadingKept)
+TEST(RouteOutput, skipsLinesThatBeginWithALetterOfDestinationKept)
 {
     std::string const rest = "0.0.0.0........10.0.0.1 UG";
     for (char const letter : std::string("Destination"))
         EXPECT_TRUE(gatewaysIn(letter + rest).empty()) << letter;
-    // "default" begins with another letter than the heading.
+    // Includes the "d" of "default".
     for (char const letter : std::string("0dXK ug"))
-        EXPECT_EQ(gatewaysIn(letter + rest), Texts{"10.0.0.1"}) << letter;
+        EXPECT_EQ(gatewaysIn(letter + rest), Strings{"10.0.0.1"}) << letter;
 }
 
-TEST(GatewayText, wantsUGInTheseLetters)
+TEST(RouteOutput, acceptsUGInUpperCaseOnly)
 {
     EXPECT_TRUE(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         ug\n").empty());
     EXPECT_TRUE(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         U G\n").empty());
     EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         UGHD\n").size(), 1U);
 }
 
-TEST(GatewayText, isNotInHeadingsOfAnyLanguage)
+TEST(RouteOutput, findsNothingInTranslatedHeadings)
 {
     EXPECT_TRUE(gatewaysIn("Kernel-IP-Routentabelle\n"
                            "Ziel            Router          Genmask         Flags Metric Ref\n"
@@ -87,24 +87,24 @@ TEST(GatewayText, isNotInHeadingsOfAnyLanguage)
                     .empty());
 }
 
-TEST(GatewayText, mayHaveFurtherColumnsBehindIt)
+TEST(RouteOutput, ignoresTheColumnsAfterTheFlags)
 {
     EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         UG    -1     0        0 "
                          "eth0     1500  0      0\n"),
-        Texts{"10.0.0.1"});
+        Strings{"10.0.0.1"});
     EXPECT_EQ(gatewaysIn("0.0.0.0         10.0.0.1        0.0.0.0         UG"
                   + std::string(1'000'000, ' ') + "eth0\n"),
-        Texts{"10.0.0.1"});
+        Strings{"10.0.0.1"});
 }
 
-TEST(GrepArgument, isAPlainNameAsItStands)
+TEST(GrepArgument, isAPlainNameUnchanged)
 {
     for (std::string const name : {"eth0", "lo", "br-0a1b2c", "eth0.100", "veth1@if2", "a_b", "c++",
              "0", "wlp2s0-", "_", ".", "..x", "UP", "RX", "inet", "lo0"})
         EXPECT_EQ(sysinfo::grepArgument(name), name);
 }
 
-TEST(GrepArgument, isOneQuotedWordForAnyOther)
+TEST(GrepArgument, isOneQuotedWordForAnyOtherName)
 {
     EXPECT_EQ(sysinfo::grepArgument("-a"), "-F -e '-a'");
     EXPECT_EQ(sysinfo::grepArgument(""), "-F -e ''");
