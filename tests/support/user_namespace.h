@@ -10,7 +10,8 @@
 
 namespace testkit {
 
-/** Writes a file of /proc with one write(2), which these files require. @throws std::system_error */
+/** Writes a file of /proc with one write(2), which these files require. @throws std::system_error
+ */
 inline void writeProcFile(std::string const& path, std::string const& text)
 {
     int const file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
