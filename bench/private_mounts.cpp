@@ -1,6 +1,7 @@
 #include "bench/private_mounts.h"
 
-#include <sched.h>
+#include "tests/support/user_namespace.h"
+
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -18,24 +19,14 @@ namespace {
     throw std::system_error(errno, std::generic_category(), call);
 }
 
-/** In a user namespace without a map, no user can own a file. */
-void becomeRootOfNamespace(uid_t user, gid_t group)
-{
-    writeText("/proc/self/setgroups", "deny");
-    writeText("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
-    writeText("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
-}
-
 }
 
 void enterPrivateMounts()
 {
-    uid_t const user = geteuid();
-    gid_t const group = getegid();
-    if (unshare(CLONE_NEWNS) != 0) {
-        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
-            failed("unshare");
-        becomeRootOfNamespace(user, group);
+    try {
+        testkit::enterNamespaces(CLONE_NEWNS);
+    } catch (std::system_error const&) {
+        testkit::enterNamespaces(CLONE_NEWUSER | CLONE_NEWNS); // Needs no privilege.
     }
     if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         failed("mount /");

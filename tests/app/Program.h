@@ -1,5 +1,9 @@
 #pragma once
 
+#include "tests/support/text.h"
+
+#include <sys/types.h>
+
 #include <filesystem>
 #include <map>
 #include <string>
@@ -8,23 +12,28 @@
 
 namespace app_test {
 
-/** How one run of the program ended, and what it wrote. */
+using testkit::linesOf;
+
+/** The exit status and the output of one run of the program. */
 struct Outcome {
     int status = -1; // The exit status, or minus the number of the signal that ended it.
     std::string out;
     std::string err;
 };
 
-/** A run of the real program, as a child process with an environment of its own. */
+/** A run of the real program as a child process, in an environment that the test sets. */
 class Program {
 public:
     explicit Program(std::vector<std::string> given) : arguments(std::move(given)) { }
 
-    /** Ends the program by force after a minute. @throws std::system_error, std::runtime_error */
+    /** Runs the program to its end; kills it after a minute. @throws std::system_error,
+     * std::runtime_error */
     Outcome run() const;
 
-    /** Makes the calling process the program: for a child that was just forked. */
-    [[noreturn]] void become(int out, int err) const;
+    /** Starts the program with @p out and @p err for its standard output and error.
+     * @param ownsTerminal makes the terminal @p out its standard input and controlling terminal.
+     * @return the child, for `waitForExit`. @throws std::system_error */
+    pid_t start(int out, int err, bool ownsTerminal = false) const;
 
     std::vector<std::string> arguments;
 
@@ -32,7 +41,7 @@ public:
 
     std::filesystem::path folder = "/";
 
-    /** A file that standard output goes to; captured where it is empty. */
+    /** The file for standard output; empty: `Outcome::out`. */
     std::string outputFile;
 
     bool closeOutput = false;
@@ -40,12 +49,15 @@ public:
     /** Makes standard error a terminal (pty(7)). */
     bool errorIsTerminal = false;
 
-    /** Files and folders that the program finds in place of others: real path to replacement. It
-     * runs in a user and mount namespace of its own then (user_namespaces(7)). */
+    /** Replacements that are mounted over files and folders, by the path that they cover. The
+     * program then runs in private user and mount namespaces (user_namespaces(7)). */
     std::map<std::string, std::filesystem::path> replaced;
+
+private:
+    [[noreturn]] void become(int out, int err, bool ownsTerminal) const;
 };
 
-/** A folder of the test's own, gone with the object. */
+/** A temporary folder, removed with the object. */
 class Folder {
 public:
     Folder();
@@ -62,7 +74,7 @@ private:
     std::filesystem::path m_path;
 };
 
-/** @return the text's lines without their newlines. */
-std::vector<std::string> linesOf(std::string const& text);
+/** Waits for a child of this process. @return as `Outcome::status`. @throws std::system_error */
+int waitForExit(pid_t child);
 
 }

@@ -1,54 +1,54 @@
 #include "tests/app/WatchedProgram.h"
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <fcntl.h>
 #include <poll.h>
-#include <pty.h>
 #include <stdexcept>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace app_test {
 
+using testkit::Channel;
+using testkit::fail;
+
 namespace {
 
 constexpr unsigned short ROWS = 24;
 
-[[noreturn]] void fail(char const* what)
+void setWidth(int terminal, unsigned short columns)
 {
-    throw std::system_error(errno, std::generic_category(), what);
+    winsize const size = {ROWS, columns, 0, 0};
+    if (ioctl(terminal, TIOCSWINSZ, &size) != 0)
+        fail("ioctl", "TIOCSWINSZ");
 }
 
+Channel terminalOf(unsigned short columns)
+{
+    Channel terminal = Channel::terminal();
+    setWidth(terminal.reader, columns);
+    return terminal;
+}
+
+}
+
+WatchedProgram::WatchedProgram(Program const& program, Channel channel, bool isTerminal)
+    : m_end(std::move(channel.reader)),
+      m_child(program.start(
+          channel.writer, isTerminal ? int{channel.writer} : STDERR_FILENO, isTerminal))
+{
 }
 
 WatchedProgram::WatchedProgram(Program const& program)
+    : WatchedProgram(program, Channel::pipe(), false)
 {
-    int ends[2] = {-1, -1};
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        fail("pipe2");
-    m_end = ends[0];
-    m_child = fork();
-    if (m_child == 0)
-        program.become(ends[1], STDERR_FILENO);
-    close(ends[1]);
-    if (m_child < 0)
-        fail("fork");
 }
 
 WatchedProgram::WatchedProgram(Program const& program, unsigned short columns)
+    : WatchedProgram(program, terminalOf(columns), true)
 {
-    winsize const size = {ROWS, columns, 0, 0};
-    m_child = forkpty(&m_end, nullptr, nullptr, &size);
-    if (m_child == 0)
-        program.become(STDOUT_FILENO, STDOUT_FILENO);
-    if (m_child < 0)
-        fail("forkpty");
-    fcntl(m_end, F_SETFD, FD_CLOEXEC);
 }
 
 WatchedProgram::~WatchedProgram()
@@ -57,7 +57,6 @@ WatchedProgram::~WatchedProgram()
         kill(m_child, SIGKILL);
         waitpid(m_child, nullptr, 0);
     }
-    close(m_end);
 }
 
 bool WatchedProgram::readMore()
@@ -66,13 +65,13 @@ bool WatchedProgram::readMore()
     pollfd wait = {m_end, POLLIN, 0};
     int const ready = poll(&wait, 1, HALF_A_MINUTE);
     if (ready < 0)
-        fail("poll");
+        fail("poll", "the program's output");
     if (ready == 0)
         throw std::runtime_error("the program wrote nothing more than: " + m_output);
     char piece[4096];
     ssize_t const count = read(m_end, piece, sizeof(piece));
     if (count <= 0)
-        return false; // A terminal without a writer is an input/output error.
+        return false; // Reading a terminal that has no writer fails with EIO.
     m_output.append(piece, static_cast<size_t>(count));
     return true;
 }
@@ -97,38 +96,32 @@ int WatchedProgram::waitForEnd()
     while (readMore())
         if (std::chrono::steady_clock::now() > deadline)
             throw std::runtime_error("the program does not end: " + m_output);
-    int status = 0;
-    if (waitpid(m_child, &status, 0) != m_child)
-        fail("waitpid");
-    m_child = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return waitForExit(std::exchange(m_child, -1));
 }
 
 void WatchedProgram::resize(unsigned short columns) const
 {
-    winsize const size = {ROWS, columns, 0, 0};
-    if (ioctl(m_end, TIOCSWINSZ, &size) != 0)
-        fail("TIOCSWINSZ");
+    setWidth(m_end, columns);
 }
 
 void WatchedProgram::type(char key) const
 {
     if (write(m_end, &key, 1) != 1)
-        fail("write to the terminal");
+        fail("write", "to the terminal");
 }
 
 termios WatchedProgram::modes() const
 {
     termios modes{};
     if (tcgetattr(m_end, &modes) != 0)
-        fail("tcgetattr");
+        fail("tcgetattr", "of the terminal");
     return modes;
 }
 
 void WatchedProgram::signal(int number) const
 {
     if (kill(m_child, number) != 0)
-        fail("kill");
+        fail("kill", "the program");
 }
 
 std::vector<std::string> screenAfter(std::string const& output, size_t columns)

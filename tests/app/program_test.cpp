@@ -5,9 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 using app_test::Folder;
 using app_test::linesOf;
 using app_test::MemoryMachine;
@@ -108,8 +105,7 @@ std::string environmentOfATool(std::map<std::string, std::string> const& environ
     program.environment.erase("LC_ALL");
     program.environment.insert(environment.begin(), environment.end());
     EXPECT_EQ(program.run().status, app::EXIT_STATUS_OK);
-    std::ifstream text(file);
-    return {std::istreambuf_iterator<char>(text), {}};
+    return testkit::contentsOf(file);
 }
 
 }

@@ -2,9 +2,9 @@
 
 #include "tests/support/SystemFailure.h"
 #include "tests/support/capabilities.h"
+#include "tests/support/user_namespace.h"
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,8 +12,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -23,10 +21,10 @@ Machine machine;
 
 namespace {
 
-// A folder that every system has (the Filesystem Hierarchy Standard) and that no library lives in.
+// The Filesystem Hierarchy Standard requires this folder, and it has no libraries.
 constexpr char const* ROOT = "/mnt";
 
-// Ordinary folders that every machine has, however empty.
+// The folders that `empty` leaves.
 constexpr char const* FOLDERS[] = {
     "/bin", "/dev", "/etc", "/proc", "/sbin", "/sys", "/tmp", "/usr/bin", "/usr/sbin"};
 
@@ -70,21 +68,6 @@ void writeFile(std::string const& path, std::string_view text, mode_t mode)
         fail("close", path);
 }
 
-/** For the files of /proc, which know neither creation nor replacement. */
-void writeKernelFile(std::string const& path, std::string const& text)
-{
-    int const file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (file < 0)
-        fail("open", path);
-    ssize_t const written = ::write(file, text.data(), text.size());
-    int const error = errno;
-    ::close(file);
-    if (written != static_cast<ssize_t>(text.size())) {
-        errno = error;
-        fail("write", path);
-    }
-}
-
 void mountOrFail(char const* source, std::string const& target, char const* type,
     unsigned long flags, char const* options)
 {
@@ -92,7 +75,7 @@ void mountOrFail(char const* source, std::string const& target, char const* type
         fail("mount", target);
 }
 
-/** Best effort: kernels before 5.12 cannot, and the tests do not depend on it. */
+/** Has no effect on kernels before 5.12, which lack mount_setattr(2). */
 void protectFromWriting(std::string const& target)
 {
     mount_attr readOnly{};
@@ -107,8 +90,8 @@ void protectFromWriting(std::string const& target)
 void Machine::prepare()
 {
     m_root = ROOT;
-    enterNamespaces();
-    // All sources are taken hold of before the tmpfs hides what lies at its place.
+    enterNamespaces(CLONE_NEWUSER | CLONE_NEWNS);
+    // Opened before the tmpfs, which may cover some of these paths.
     m_hostRoot = openSource("/");
     m_hostFolder = openSource(".");
     int const build = openSource(DOVREL_BUILD_FOLDER);
@@ -132,29 +115,17 @@ void Machine::prepare()
     if (captures >= 0)
         bind(captures, "/testkit/captures");
 
-    // What the library finds by name must be the machine's, whatever the caller's shell has set.
+    // The library looks up tools in PATH.
     ::setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
     dropFilePrivilegesOfChildren();
 }
 
-void Machine::enterNamespaces()
-{
-    std::string const user = std::to_string(::getuid());
-    std::string const group = std::to_string(::getgid());
-    if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
-        fail("unshare", "user and mount namespace");
-    // Without "deny" an ordinary user may not map a group (user_namespaces(7)).
-    writeKernelFile("/proc/self/setgroups", "deny");
-    writeKernelFile("/proc/self/uid_map", "0 " + user + " 1");
-    writeKernelFile("/proc/self/gid_map", "0 " + group + " 1");
-}
-
-/** Takes over @p source, which must not be used afterwards. */
+/** Closes @p source. */
 void Machine::bind(int source, std::string const& target)
 {
     std::string const place = m_root + target;
     fs::create_directories(place);
-    // MS_REC: a mount below the source is locked to it and may not be left out in a user namespace.
+    // MS_REC: in a user namespace, mounts below the source are locked to it.
     mountOrFail(("/proc/self/fd/" + std::to_string(source)).c_str(), place, nullptr,
         MS_BIND | MS_REC, nullptr);
     ::close(source);
@@ -167,7 +138,7 @@ void Machine::bindLibraries()
     for (char const* name : {"/usr/lib", "/usr/lib32", "/usr/lib64", "/usr/libx32", "/lib",
              "/lib32", "/lib64", "/libx32"}) {
         if (fs::is_symlink(name)) {
-            // Merged /usr: /lib is a link into it.
+            // With a merged /usr, /lib is a link to /usr/lib.
             fs::create_symlink(fs::read_symlink(name), m_root + name);
             keep(name);
         } else if (fs::is_directory(name)) {
@@ -232,7 +203,7 @@ void Machine::leave()
 
 void Machine::empty()
 {
-    // A test may have taken a folder's permissions away.
+    // Tests remove the permissions of folders.
     obeyFilePermissions(false);
     emptyFolder("/");
     obeyFilePermissions(true);
@@ -278,16 +249,6 @@ void Machine::remove(std::string const& path)
         errno = ENOENT;
         fail("remove", path);
     }
-}
-
-std::string contentsOf(std::string const& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        fail("open", path);
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    return contents.str();
 }
 
 }

@@ -3,10 +3,11 @@
 // run on the fake one.
 
 #include "sysinfo/LinuxSystemInformation.h"
-#include "tests/support/Machine.h"
 #include "tests/support/SystemFailure.h"
 #include "tests/support/commands.h"
 #include "tests/support/system_path.h"
+#include "tests/support/text.h"
+#include "tests/support/user_namespace.h"
 #include "tests/sysinfo/LoopDevice.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,6 @@
 #include <boost/filesystem.hpp>
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -78,8 +78,7 @@ void mountPrivateDev()
     std::string const table = "major minor  #blocks  name\n\n   7 0 "
         + std::to_string(blocksOf(small->name())) + " loopa\n   7 1 1 loopa1\n   7 2 "
         + std::to_string(blocksOf(large->name())) + " loopb\n   7 0 7 loop0\n";
-    if (::unshare(CLONE_NEWNS) != 0)
-        testkit::fail("unshare", "mount namespace");
+    testkit::enterNamespaces(CLONE_NEWNS);
     if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
         || ::mount("loop-devices-test", "/dev", "tmpfs", 0, "mode=0755") != 0)
         testkit::fail("mount", "/dev");

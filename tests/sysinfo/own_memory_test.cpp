@@ -4,9 +4,9 @@
 #include "tests/reference/dmidecode_output.h"
 #include "tests/reference/proc_meminfo.h"
 #include "tests/support/CapturedTrace.h"
-#include "tests/support/Machine.h"
 #include "tests/support/commands.h"
 #include "tests/support/system_path.h"
+#include "tests/support/text.h"
 #include "tests/sysinfo/memory_trace.h"
 
 #include <gtest/gtest.h>

@@ -11,7 +11,6 @@
 #include <boost/property_tree/json_parser.hpp>
 
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
