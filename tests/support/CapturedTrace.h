@@ -14,19 +14,19 @@ namespace testkit {
 struct TraceLine {
     unsigned level;
     std::string scope;
-    std::string line; // With its newline.
+    std::string line; // Includes the newline.
 };
 
 std::ostream& operator<<(std::ostream& out, TraceLine const& line);
 
-/** Collects what the library traces while it lives; one at a time. Lines may come from several
- * threads. */
+/** Collects the library's trace messages during its lifetime. Only one object may exist. Threads
+ * may trace concurrently. */
 class CapturedTrace : dovrel::noncopyable_::noncopyable {
 public:
-    /** @param detailLevel messages up to this level are collected; 5 is everything. */
+    /** @param detailLevel the highest level to collect; 5 is all. */
     explicit CapturedTrace(unsigned detailLevel = 5);
 
-    /** Switches the trace off again: level 0, no sink. */
+    /** Switches the trace off: level 0, no sink. */
     ~CapturedTrace();
 
     std::vector<TraceLine> lines() const;
@@ -34,7 +34,7 @@ public:
     /** @return whether a line of exactly this level contains @p text. */
     bool contains(unsigned level, std::string_view text) const;
 
-    /** @return the lines of this level, one after the other. */
+    /** @return the lines of this level, concatenated. */
     std::string text(unsigned level) const;
 
 private:

@@ -15,7 +15,7 @@ std::vector<int> openDescriptors()
 {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
-    // The kernel gives the lowest free number, so a leak shows far below a limit of a million.
+    // The kernel returns the lowest free number, so a leak shows below this bound.
     int const end = static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 16384));
     std::vector<int> open;
     for (int descriptor = 0; descriptor < end; ++descriptor)

@@ -6,12 +6,13 @@
 
 namespace testkit {
 
-/** @return the numbers of all open descriptors; asks each one, as the machine's /proc is empty. */
+/** @return the numbers of all open descriptors. Calls fcntl(2) for each number, as the fake /proc
+ * has no list. */
 std::vector<int> openDescriptors();
 
 /**
- * Expects at its end the same descriptors to be open as at its beginning; adds a failure that lists
- * them otherwise. Every test is under one already: `main` sees to that.
+ * Adds a failure if its destructor finds other open descriptors than its constructor. `main` makes
+ * one for every test.
  */
 class DescriptorGuard : dovrel::noncopyable_::noncopyable {
 public:
@@ -22,7 +23,7 @@ private:
     std::vector<int> m_before;
 };
 
-/** Adds a failure when the program has a child, running or not yet waited for. */
+/** Adds a failure if the program has a child, running or not yet waited for. */
 void expectNoChildren();
 
 }

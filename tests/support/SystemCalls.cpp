@@ -9,15 +9,15 @@ namespace testkit {
 
 namespace {
 
-/** The moment of CLOCK_MONOTONIC that this thread has read last. */
-thread_local timespec lastMoment{};
+/** This thread's last reading of CLOCK_MONOTONIC. */
+thread_local timespec lastReading{};
 
 int64_t toMicroseconds(timespec const& time)
 {
     return int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
 }
 
-/** The C library's function, or a sanitizer's around it. */
+/** @return the C library's function, or a sanitizer's wrapper of it. */
 template <class Function> Function next(char const* name)
 {
     auto const function = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
@@ -63,9 +63,9 @@ void SystemCalls::reset()
     m_sleepsAreReal = false;
 }
 
-bool SystemCalls::answerSleep(timespec const& end)
+bool SystemCalls::endSleep(timespec const& end)
 {
-    int64_t const microseconds = toMicroseconds(end) - toMicroseconds(lastMoment);
+    int64_t const microseconds = toMicroseconds(end) - toMicroseconds(lastReading);
     std::function<void(int64_t)> handler;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -79,12 +79,12 @@ bool SystemCalls::answerSleep(timespec const& end)
     return true;
 }
 
-void SystemCalls::noteMoment(timespec const& now)
+void SystemCalls::recordReading(timespec const& now)
 {
-    lastMoment = now;
+    lastReading = now;
 }
 
-time_t SystemCalls::answerTime()
+time_t SystemCalls::currentTime()
 {
     std::function<time_t()> handler;
     {
@@ -100,12 +100,11 @@ time_t SystemCalls::answerTime()
 
 }
 
-// Weak: a program whose tests answer it in another way defines its own.
+// Weak: a test program may define its own.
 extern "C" __attribute__((visibility("default"), weak)) int clock_nanosleep(
     clockid_t clock, int flags, timespec const* time, timespec* left)
 {
-    if (clock == CLOCK_MONOTONIC && (flags & TIMER_ABSTIME) != 0
-        && testkit::calls.answerSleep(*time))
+    if (clock == CLOCK_MONOTONIC && (flags & TIMER_ABSTIME) != 0 && testkit::calls.endSleep(*time))
         return 0;
     using Sleep = int (*)(clockid_t, int, timespec const*, timespec*);
     static auto const real = testkit::next<Sleep>("clock_nanosleep");
@@ -118,13 +117,13 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(
     static auto const real = testkit::next<int (*)(clockid_t, timespec*)>("clock_gettime");
     int const result = real(clock, out);
     if (result == 0 && clock == CLOCK_MONOTONIC)
-        testkit::SystemCalls::noteMoment(*out);
+        testkit::SystemCalls::recordReading(*out);
     return result;
 }
 
 extern "C" __attribute__((visibility("default"))) time_t time(time_t* out) noexcept
 {
-    time_t const now = testkit::calls.answerTime();
+    time_t const now = testkit::calls.currentTime();
     if (out)
         *out = now;
     return now;

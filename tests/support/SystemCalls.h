@@ -9,46 +9,45 @@
 namespace testkit {
 
 /**
- * Answers the C library's calls that files cannot stand in for.
+ * Replaces the C library's functions for sleeps and time.
  *
- * The test program defines functions of the same name. The dynamic linker gives those of the
- * program precedence over the C library's, for the library under test too, be it linked or loaded
- * at run time; so the library file that is shipped is the one that is tested. `reset` runs before
- * each test.
+ * The test program defines functions of the same names. The dynamic linker prefers the program's
+ * definitions to the C library's, also for calls from the library under test. So the tests run the
+ * library file that is shipped. `reset` runs before each test.
  *
- * Threads: calls may come from several at once; a handler is called without a lock.
+ * Threads: the functions may run concurrently; they call the handlers without a lock.
  */
 class SystemCalls {
 public:
     /**
-     * Called with the microseconds of each sleep, which then ends at once.
+     * Sets a function that is called with the microseconds of each sleep, which then ends at once.
      *
-     * Answered are the sleeps of `clock_nanosleep` that last up to a moment of CLOCK_MONOTONIC.
-     * Their microseconds count from the moment that the thread last read from that clock. All other
-     * sleeps, among them those of the library's waits for a child, are the C library's.
+     * This concerns calls of `clock_nanosleep` with CLOCK_MONOTONIC and TIMER_ABSTIME. Their
+     * microseconds count from the thread's last reading of that clock. All other sleeps, such as
+     * the library's waits for a child, are the C library's.
      */
     void onSleep(std::function<void(int64_t)> handler);
 
-    /** Lets sleeps last as long as they are meant to, until the test ends. */
+    /** Passes all sleeps to the C library until the test ends. */
     void sleepForReal();
 
-    /** @return the microseconds of every answered sleep since the test began, in order. */
+    /** @return the microseconds of each sleep that ended at once since the test began, in order. */
     std::vector<int64_t> sleeps() const;
 
-    /** Called for the seconds of each `time`; without it `time` tells the real ones. */
+    /** Sets a function for the result of `time`; without one `time` returns the real time. */
     void onTime(std::function<time_t()> handler);
 
     void reset();
 
-    /** What the function `clock_nanosleep` does with a sleep up to a moment of CLOCK_MONOTONIC.
-     * @return false where the sleep is to be the C library's. */
-    bool answerSleep(timespec const& end);
+    /** For `clock_nanosleep`: ends a sleep up to @p end at once.
+     * @return false if the C library is to sleep. */
+    bool endSleep(timespec const& end);
 
-    /** What the function `clock_gettime` does with a moment of CLOCK_MONOTONIC. */
-    static void noteMoment(timespec const& now);
+    /** For `clock_gettime`: records the thread's last reading of CLOCK_MONOTONIC. */
+    static void recordReading(timespec const& now);
 
-    /** What the function `time` does. */
-    time_t answerTime();
+    /** For `time`. */
+    time_t currentTime();
 
 private:
     mutable std::mutex m_mutex;
@@ -58,7 +57,6 @@ private:
     std::function<time_t()> m_onTime;
 };
 
-/** The one set of answers of the test program. */
 extern SystemCalls calls;
 
 }

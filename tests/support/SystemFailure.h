@@ -6,7 +6,7 @@
 
 namespace testkit {
 
-/** @throws std::system_error with `errno`, and a text that names the call and its subject. */
+/** @throws std::system_error with `errno` and a message that names @p call and @p subject. */
 [[noreturn]] inline void fail(std::string const& call, std::string const& subject)
 {
     throw std::system_error(errno, std::generic_category(), call + " " + subject);

@@ -7,11 +7,11 @@
 
 namespace {
 
-enum class Form : uint32_t { SINGLE = 0x51A61E51, ARRAY = 0xA55A4411, RETURNED = 0xDEADB10C };
+enum class Form : uint32_t { SINGLE = 0x51A61E51, ARRAY = 0xA55A4411, RELEASED = 0xDEADB10C };
 
 constexpr size_t ANY_SIZE = SIZE_MAX;
 
-/** Stands before each block; keeps malloc's alignment for what follows. */
+/** Precedes each block; keeps malloc's alignment for it. */
 struct alignas(alignof(std::max_align_t)) Header {
     Form form;
     size_t size;
@@ -22,7 +22,7 @@ struct Tally {
     long liveBlocks;
     size_t latestSize;
     bool latestWasArray;
-    size_t callsUntilFailure; // 0: none is to fail
+    size_t callsUntilFailure; // 0: none fails
 };
 
 thread_local Tally tally;
@@ -50,17 +50,17 @@ void* allocateOrThrow(size_t size, Form form)
     throw std::bad_alloc();
 }
 
-void giveBack(void* block, Form form, size_t size = ANY_SIZE) noexcept
+void release(void* block, Form form, size_t size = ANY_SIZE) noexcept
 {
     if (!block)
         return;
     Header* header = static_cast<Header*>(block) - 1;
     if (header->form != form || (size != ANY_SIZE && header->size != size)) {
-        std::fprintf(stderr, "A block of form %08x and size %zu is given back as %08x, size %zu\n",
+        std::fprintf(stderr, "A block of form %08x and size %zu is released as %08x, size %zu\n",
             static_cast<unsigned>(header->form), header->size, static_cast<unsigned>(form), size);
         std::abort();
     }
-    header->form = Form::RETURNED;
+    header->form = Form::RELEASED;
     --tally.liveBlocks;
     std::free(header);
 }
@@ -133,30 +133,30 @@ void* operator new[](size_t size, std::nothrow_t const&) noexcept
 
 void operator delete(void* block) noexcept
 {
-    giveBack(block, Form::SINGLE);
+    release(block, Form::SINGLE);
 }
 
 void operator delete[](void* block) noexcept
 {
-    giveBack(block, Form::ARRAY);
+    release(block, Form::ARRAY);
 }
 
 void operator delete(void* block, size_t size) noexcept
 {
-    giveBack(block, Form::SINGLE, size);
+    release(block, Form::SINGLE, size);
 }
 
 void operator delete[](void* block, size_t size) noexcept
 {
-    giveBack(block, Form::ARRAY, size);
+    release(block, Form::ARRAY, size);
 }
 
 void operator delete(void* block, std::nothrow_t const&) noexcept
 {
-    giveBack(block, Form::SINGLE);
+    release(block, Form::SINGLE);
 }
 
 void operator delete[](void* block, std::nothrow_t const&) noexcept
 {
-    giveBack(block, Form::ARRAY);
+    release(block, Form::ARRAY);
 }

@@ -3,29 +3,29 @@
 #include <cstddef>
 
 /**
- * The test program's own `operator new` and `operator delete`.
+ * Replacements of `operator new` and `operator delete`.
  *
- * They serve the shared library too, as the dynamic linker gives the program's symbols precedence
- * (the program must export them). Blocks given back by the other form of delete than the one that
- * fits, or with a wrong size, end the program. All counts are of the calling thread alone.
+ * The shared library calls them too, as the dynamic linker prefers the program's symbols (the
+ * program must export them). A delete of the wrong form or with a wrong size aborts the program.
+ * Counts are per thread.
  */
 namespace testkit {
 
-/** What the calling thread has asked for since this object was made. */
+/** Counts the calling thread's allocations from its construction on. */
 class AllocationCounter {
 public:
     AllocationCounter() noexcept;
 
-    /** Requests, the failed ones included. */
+    /** @return the number of requests, failed ones included. */
     size_t calls() const noexcept;
 
-    /** Blocks made less blocks given back. */
+    /** @return allocated minus freed blocks. */
     long liveBlocks() const noexcept;
 
-    /** Bytes of the latest request. */
+    /** @return the bytes of the latest request. */
     static size_t latestSize() noexcept;
 
-    /** Whether the latest request was for an array. */
+    /** @return whether the latest request was for an array. */
     static bool latestWasArray() noexcept;
 
 private:
@@ -33,7 +33,7 @@ private:
     long m_liveBlocks;
 };
 
-/** Makes the calling thread's n-th allocation from now, counted from 1, throw `std::bad_alloc`. */
+/** Makes the calling thread's n-th next allocation throw `std::bad_alloc`; 1 is the next. */
 class FailingAllocation {
 public:
     explicit FailingAllocation(size_t n) noexcept;

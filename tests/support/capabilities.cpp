@@ -15,7 +15,7 @@ constexpr unsigned FILE_PRIVILEGES = 1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ
 
 }
 
-// The C library has no wrapper for the two calls; libcap would be a dependency for two numbers.
+// The C library has no wrappers for these two calls.
 void obeyFilePermissions(bool obey)
 {
     __user_cap_header_struct header{};

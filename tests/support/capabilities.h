@@ -3,15 +3,16 @@
 namespace testkit {
 
 /**
- * Sets whether the calling thread is bound by file permissions.
+ * Sets whether the calling thread obeys file permissions.
  *
- * User 0 of a user namespace may read and write every file of its own user whatever its mode
- * (CAP_DAC_OVERRIDE and CAP_DAC_READ_SEARCH, capabilities(7)); without these a test could not make
- * a file that is there but cannot be opened. @throws std::system_error
+ * User 0 of a user namespace ignores the modes of its user's files (CAP_DAC_OVERRIDE and
+ * CAP_DAC_READ_SEARCH, capabilities(7)). A test for an unreadable file has to drop these.
+ * @throws std::system_error
  */
 void obeyFilePermissions(bool obey);
 
-/** The same for every program that is executed from here on, for good. @throws std::system_error */
+/** Makes all programs that the process executes later obey file permissions.
+ * @throws std::system_error */
 void dropFilePrivilegesOfChildren();
 
 }

@@ -1,4 +1,4 @@
-// Tests that must fail: each leaves something behind, and the kit has to say so.
+// Tests that must fail: each leaks something, and the kit has to report it.
 
 #include <fcntl.h>
 #include <unistd.h>

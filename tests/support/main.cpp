@@ -11,15 +11,15 @@
 
 namespace {
 
-/** Lives in the machine while tests run. The report that GoogleTest writes afterwards, coverage and
- * the leak checker, which reads /proc, need the real root again. */
+/** Enters the fake machine while tests run. GoogleTest's report, coverage and the leak checker,
+ * which reads /proc, need the real root. */
 class Stay : public testing::Environment {
 public:
     void SetUp() override { testkit::machine.enter(); }
     void TearDown() override { testkit::machine.leave(); }
 };
 
-/** Gives every test an empty machine, and lets none leave a descriptor or a child behind. */
+/** Empties the machine before each test and reports leaked descriptors and children after it. */
 class FreshStart : public testing::EmptyTestEventListener {
     void OnTestStart(testing::TestInfo const& /*test*/) override
     {

@@ -1,7 +1,9 @@
 #include "tests/support/CapturedTrace.h"
+#include "tests/support/Channel.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemCalls.h"
+#include "tests/support/commands.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,7 +15,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -23,23 +24,11 @@ using testkit::calls;
 using testkit::CapturedTrace;
 using testkit::DescriptorGuard;
 using testkit::machine;
+using testkit::outputOf;
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string outputOf(char const* command)
-{
-    FILE* const pipe = ::popen(command, "re");
-    if (!pipe)
-        return "popen failed";
-    std::string output;
-    char piece[256];
-    while (size_t const n = std::fread(piece, 1, sizeof piece, pipe))
-        output.append(piece, n);
-    ::pclose(pipe);
-    return output;
-}
 
 int sleepUpTo(int secondsFromNow)
 {
@@ -59,8 +48,11 @@ TEST(Machine, isEmptyAtTheStartOfATest)
     EXPECT_FALSE(fs::exists("/home"));
 }
 
-// Whichever of the two runs second would find what the first has made.
-TEST(Machine, isEmptyAgainAfterAnotherTest)
+// Runs twice in one process: the second run would find the files and sleeps of the first.
+class TestRun : public testing::TestWithParam<int> { };
+INSTANTIATE_TEST_SUITE_P(Twice, TestRun, testing::Values(1, 2));
+
+TEST_P(TestRun, startsWithoutTheFilesAndSleepsOfAnotherTest)
 {
     EXPECT_FALSE(fs::exists("/etc/made"));
     machine.file("/etc/made", "");
@@ -68,15 +60,7 @@ TEST(Machine, isEmptyAgainAfterAnotherTest)
     sleepUpTo(1);
 }
 
-TEST(Machine, isEmptyAgainAfterYetAnotherTest)
-{
-    EXPECT_FALSE(fs::exists("/etc/made"));
-    machine.file("/etc/made", "");
-    EXPECT_TRUE(calls.sleeps().empty());
-    sleepUpTo(1);
-}
-
-TEST(Machine, isEmptiedOfWhatATestHasMade)
+TEST(Machine, emptyRemovesTheFilesOfATest)
 {
     machine.file("/proc/stat", "cpu 1\n");
     machine.file("/new/folder/file", "text");
@@ -89,7 +73,7 @@ TEST(Machine, isEmptiedOfWhatATestHasMade)
     EXPECT_FALSE(fs::exists("/new"));
     EXPECT_FALSE(fs::exists("/sys/locked"));
     EXPECT_TRUE(fs::is_empty("/etc"));
-    EXPECT_FALSE(fs::is_empty("/usr/lib")) << "emptied through a link";
+    EXPECT_FALSE(fs::is_empty("/usr/lib")) << "empty followed a link";
     EXPECT_TRUE(fs::exists("/bin/sh"));
 }
 
@@ -108,7 +92,7 @@ TEST(Machine, replacesALinkAndNotItsTarget)
     EXPECT_EQ(testkit::contentsOf("/etc/target"), "target");
 }
 
-TEST(Machine, failsLoudlyWhereItCannotWrite)
+TEST(Machine, throwsWhenAFileCannotBeChanged)
 {
     machine.file("/etc/file", "");
     EXPECT_THROW(machine.file("/etc/file/below", ""), std::system_error);
@@ -126,7 +110,7 @@ TEST(Machine, obeysFilePermissions)
     EXPECT_NE(outputOf("/testkit/bin/cat /etc/secret 2>&1"), "text");
 }
 
-TEST(Machine, keepsTheRealMachineFromBeingWritten)
+TEST(Machine, mountsTheRealMachineReadOnly)
 {
     EXPECT_THROW(machine.file("/usr/lib/testkit", ""), std::system_error);
     EXPECT_THROW(machine.file(DOVREL_BUILD_FOLDER "/testkit", ""), std::system_error);
@@ -141,28 +125,20 @@ TEST(Machine, runsAToolThroughTheShell)
     EXPECT_EQ(outputOf("ifconfig -a"), "two\n-a\n");
 }
 
-TEST(Machine, hasNoToolsButThoseThatATestBrings)
+TEST(Machine, hasOnlyTheToolsOfTheTest)
 {
     EXPECT_EQ(outputOf("command -v cat ls dmidecode"), "");
 }
 
 TEST(Machine, opensAPseudoTerminal)
 {
-    int const master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ASSERT_GE(master, 0);
-    EXPECT_EQ(::grantpt(master), 0);
-    EXPECT_EQ(::unlockpt(master), 0);
-    char const* const name = ::ptsname(master);
-    ASSERT_NE(name, nullptr);
-    EXPECT_EQ(std::string(name).rfind("/dev/pts/", 0), 0U) << name;
-    int const slave = ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
-    EXPECT_GE(slave, 0);
-    EXPECT_EQ(::write(slave, "x\n", 2), 2);
+    auto const terminal = testkit::Channel::terminal();
+    std::string const name = ::ptsname(terminal.reader);
+    EXPECT_TRUE(name.starts_with("/dev/pts/")) << name;
+    EXPECT_EQ(::write(terminal.writer, "x\n", 2), 2);
     char text[8] = {};
-    EXPECT_EQ(::read(master, text, sizeof text), 3);
+    EXPECT_EQ(::read(terminal.reader, text, sizeof text), 3);
     EXPECT_STREQ(text, "x\r\n");
-    ::close(slave);
-    ::close(master);
 }
 
 TEST(Machine, hasANullDevice)
@@ -178,19 +154,19 @@ TEST(Machine, hasANullDevice)
     ::close(null);
 }
 
-TEST(Machine, showsTheBuildFolderUnderItsOwnPath)
+TEST(Machine, hasTheBuildFolderAtItsRealPath)
 {
     EXPECT_FALSE(fs::is_empty(DOVREL_BUILD_FOLDER));
     EXPECT_FALSE(fs::is_empty("/testkit/recorded"));
 }
 
-TEST(DescriptorGuard, isSilentWhereNothingIsLeftOpen)
+TEST(DescriptorGuard, passesWhenNothingStaysOpen)
 {
     DescriptorGuard guard;
     ::close(::open("/", O_RDONLY | O_CLOEXEC));
 }
 
-TEST(DescriptorGuard, reportsADescriptorThatIsLeftOpen)
+TEST(DescriptorGuard, reportsADescriptorThatStaysOpen)
 {
     int leaked = -1;
     EXPECT_NONFATAL_FAILURE(
@@ -213,7 +189,7 @@ TEST(DescriptorGuard, reportsADescriptorThatWasClosed)
         "descriptors");
 }
 
-TEST(ChildGuard, reportsAChildThatNobodyWaitedFor)
+TEST(ChildGuard, reportsAChildThatWasNotWaitedFor)
 {
     pid_t const child = ::fork();
     if (child == 0)
@@ -227,7 +203,7 @@ TEST(ChildGuard, reportsAChildThatNobodyWaitedFor)
     testkit::expectNoChildren();
 }
 
-TEST(SystemCalls, answersASleepUpToAMomentAtOnceAndRemembersIt)
+TEST(SystemCalls, endsAbsoluteSleepsAtOnceAndRecordsThem)
 {
     int handled = 0;
     EXPECT_EQ(sleepUpTo(4'000), 0);
@@ -237,7 +213,7 @@ TEST(SystemCalls, answersASleepUpToAMomentAtOnceAndRemembersIt)
     EXPECT_EQ(handled, 1);
 }
 
-TEST(SystemCalls, leavesSleepsOfADurationToTheCLibrary)
+TEST(SystemCalls, passesRelativeSleepsToTheCLibrary)
 {
     constexpr long MILLISECOND = 1'000'000;
     timespec const duration{0, 20 * MILLISECOND};
@@ -247,7 +223,7 @@ TEST(SystemCalls, leavesSleepsOfADurationToTheCLibrary)
     EXPECT_TRUE(calls.sleeps().empty());
 }
 
-TEST(SystemCalls, letsSleepsLastWhereATestWantsThat)
+TEST(SystemCalls, sleepForRealPassesAbsoluteSleepsToTheCLibrary)
 {
     calls.sleepForReal();
     auto const begin = std::chrono::steady_clock::now();
@@ -256,7 +232,7 @@ TEST(SystemCalls, letsSleepsLastWhereATestWantsThat)
     EXPECT_TRUE(calls.sleeps().empty());
 }
 
-TEST(SystemCalls, tellsTheRealTimeUnlessItIsToldAnother)
+TEST(SystemCalls, returnsTheRealTimeUnlessATestSetsOne)
 {
     timespec real{};
     ASSERT_EQ(::clock_gettime(CLOCK_REALTIME, &real), 0);
@@ -272,7 +248,7 @@ TEST(SystemCalls, tellsTheRealTimeUnlessItIsToldAnother)
     EXPECT_GE(::time(nullptr), real.tv_sec);
 }
 
-TEST(CapturedTrace, collectsUpToItsLevelAndEndsWithItsLife)
+TEST(CapturedTrace, collectsUpToItsLevelUntilItIsDestroyed)
 {
     auto const say = [](unsigned level, char const* word) {
         TRACE_SCOPE("void scope()");
@@ -295,12 +271,12 @@ TEST(CapturedTrace, collectsUpToItsLevelAndEndsWithItsLife)
     };
     dovrel::trace::setSink(count, &called);
     say(1, "one");
-    EXPECT_EQ(called, 0) << "the level outlived the object";
+    EXPECT_EQ(called, 0) << "the level is still set";
     {
         CapturedTrace captured;
     }
     dovrel::trace::setDetailLevel(5);
-    say(1, "nobody hears this");
+    say(1, "without a sink");
     dovrel::trace::setDetailLevel(0);
-    EXPECT_EQ(called, 0) << "the sink outlived the object";
+    EXPECT_EQ(called, 0) << "the sink is still set";
 }

@@ -27,9 +27,9 @@ bool isFile(int fd, std::string const& path)
         && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
-bool answerFrom(std::map<std::string, int> const& answers, int fd, void* out)
+bool findFake(std::map<std::string, int> const& fakes, int fd, void* out)
 {
-    for (auto const& [path, number] : answers) {
+    for (auto const& [path, number] : fakes) {
         if (isFile(fd, path)) {
             *static_cast<int*>(out) = number;
             return true;
@@ -48,7 +48,7 @@ bool interruptFrom(std::map<std::string, unsigned>& left, char const* path)
     return true;
 }
 
-/** The C library's function, or a sanitizer's around it. */
+/** @return the C library's function, or a sanitizer's wrapper of it. */
 template <class Function> Function next(char const* name)
 {
     auto const function = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
@@ -77,21 +77,21 @@ void DiskCalls::filesystem(std::string const& mountPoint, struct statvfs const& 
 void DiskCalls::forget()
 {
     m_opened.clear();
-    m_filesystemsAsked.clear();
+    m_statvfsPaths.clear();
     m_realpaths = 0;
     m_entriesLookedAt = 0;
 }
 
-bool DiskCalls::answerIoctl(int fd, unsigned long request, void* out)
+bool DiskCalls::fakeIoctl(int fd, unsigned long request, void* out)
 {
     if (request == BLKSSZGET)
-        return answerFrom(m_sectorSizes, fd, out);
-    return request == GET_SCSI_BUS_NUMBER && answerFrom(m_buses, fd, out);
+        return findFake(m_sectorSizes, fd, out);
+    return request == GET_SCSI_BUS_NUMBER && findFake(m_buses, fd, out);
 }
 
-bool DiskCalls::answerStatvfs(char const* path, struct statvfs* out)
+bool DiskCalls::fakeStatvfs(char const* path, struct statvfs* out)
 {
-    m_filesystemsAsked.emplace_back(path);
+    m_statvfsPaths.emplace_back(path);
     auto const found = m_filesystems.find(path);
     if (found == m_filesystems.end())
         return false;
@@ -99,15 +99,15 @@ bool DiskCalls::answerStatvfs(char const* path, struct statvfs* out)
     return true;
 }
 
-bool DiskCalls::isInterrupted(char const* path, int flags)
+bool DiskCalls::isOpenInterrupted(char const* path, int flags)
 {
     m_opened.push_back({path, flags});
     return interruptFrom(m_interrupts, path);
 }
 
-bool DiskCalls::isAskingInterrupted(char const* path)
+bool DiskCalls::isStatvfsInterrupted(char const* path)
 {
-    return interruptFrom(m_interruptsOfAsking, path);
+    return interruptFrom(m_interruptsOfStatvfs, path);
 }
 
 struct statvfs filesystemOf(
@@ -117,7 +117,7 @@ struct statvfs filesystemOf(
     status.f_bsize = blockSize;
     status.f_blocks = blocks;
     status.f_bfree = freeBlocks;
-    // Figures that must not be taken in place of those.
+    // Fields that the library must not read.
     status.f_frsize = 1;
     status.f_bavail = 3;
     return status;
@@ -125,8 +125,7 @@ struct statvfs filesystemOf(
 
 }
 
-// Where files have 64-bit offsets, the headers give open, fstatat and statvfs their other names by
-// themselves.
+// With 64-bit offsets, the headers rename open, fstatat and statvfs to their 64-bit names.
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -134,9 +133,9 @@ int ioctl(int fd, unsigned long request, ...) noexcept
 {
     va_list arguments;
     va_start(arguments, request);
-    void* const argument = va_arg(arguments, void*); // As the C library itself takes it.
+    void* const argument = va_arg(arguments, void*); // As in the C library.
     va_end(arguments);
-    if (testkit::current && testkit::current->answerIoctl(fd, request, argument))
+    if (testkit::current && testkit::current->fakeIoctl(fd, request, argument))
         return 0;
     static auto const real = testkit::next<int (*)(int, unsigned long, ...)>("ioctl");
     return real(fd, request, argument);
@@ -144,9 +143,9 @@ int ioctl(int fd, unsigned long request, ...) noexcept
 
 int statvfs(char const* path, struct statvfs* out) noexcept
 {
-    if (testkit::current && testkit::current->isAskingInterrupted(path))
+    if (testkit::current && testkit::current->isStatvfsInterrupted(path))
         return -1;
-    if (testkit::current && testkit::current->answerStatvfs(path, out))
+    if (testkit::current && testkit::current->fakeStatvfs(path, out))
         return 0;
     static auto const real = testkit::next<int (*)(char const*, struct statvfs*)>("statvfs64");
     return real(path, out);
@@ -156,9 +155,9 @@ int open(char const* path, int flags, ...)
 {
     va_list arguments;
     va_start(arguments, flags);
-    auto const mode = va_arg(arguments, mode_t); // Not looked at where it was not given.
+    auto const mode = va_arg(arguments, mode_t); // Unused without O_CREAT.
     va_end(arguments);
-    if (testkit::current && testkit::current->isInterrupted(path, flags))
+    if (testkit::current && testkit::current->isOpenInterrupted(path, flags))
         return -1;
     static auto const real = testkit::next<int (*)(char const*, int, ...)>("open64");
     return real(path, flags, mode);

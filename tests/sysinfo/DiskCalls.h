@@ -11,58 +11,57 @@
 namespace testkit {
 
 /**
- * Answers the calls by which disks and filesystems are asked, while it lives; one at a time.
+ * Replaces the system calls for disks and filesystems during its lifetime; only one may exist.
  *
- * The program defines `ioctl`, `statvfs`, `open`, `fstatat` and `realpath`, which do what the C
- * library's do where nothing else is said here: an ordinary file of the machine is no block device,
- * after all.
+ * The program defines `ioctl`, `statvfs`, `open`, `fstatat` and `realpath`. They call the C library
+ * unless a function here sets a result. So ordinary files can stand for block devices.
  */
 class DiskCalls : dovrel::noncopyable_::noncopyable {
 public:
     DiskCalls();
     ~DiskCalls();
 
-    /** Makes the file @p device tell a sector size; `BLKSSZGET`. */
+    /** Sets the sector size of the file @p device (ioctl `BLKSSZGET`). */
     void sectorSize(std::string const& device, int bytes) { m_sectorSizes[device] = bytes; }
 
-    /** Makes the file @p device tell its SCSI bus. */
+    /** Sets the SCSI bus number of the file @p device. */
     void bus(std::string const& device, int number) { m_buses[device] = number; }
 
-    /** Makes statvfs(3) tell this of @p mountPoint. */
+    /** Sets the result of statvfs(3) for @p mountPoint. */
     void filesystem(std::string const& mountPoint, struct statvfs const& status);
 
-    /** Makes statvfs(3) of @p mountPoint fail so often with EINTR. */
-    void interruptAsking(std::string const& mountPoint, unsigned times)
+    /** Makes the next calls of statvfs(3) for @p mountPoint fail with EINTR. */
+    void interruptStatvfs(std::string const& mountPoint, unsigned times)
     {
-        m_interruptsOfAsking[mountPoint] = times;
+        m_interruptsOfStatvfs[mountPoint] = times;
     }
 
-    /** Makes opening @p path fail so often with EINTR. */
+    /** Makes the next opens of @p path fail with EINTR. */
     void interruptOpening(std::string const& path, unsigned times) { m_interrupts[path] = times; }
 
-    /** Forgets what was asked so far, by the test itself perhaps. */
+    /** Clears the recorded calls. */
     void forget();
 
     struct Opened {
         std::string path;
         int flags;
     };
-    /** All that was opened, or tried to be. */
+    /** @return the calls of open(2), failed ones included. */
     std::vector<Opened> const& opened() const { return m_opened; }
 
     unsigned realpaths() const { return m_realpaths; }
 
-    /** How often fstatat(2) was called for an entry of an open folder. */
+    /** @return the number of fstatat(2) calls for entries of an open folder. */
     unsigned entriesLookedAt() const { return m_entriesLookedAt; }
 
-    /** The paths that statvfs(3) was asked for. */
-    std::vector<std::string> const& filesystemsAsked() const { return m_filesystemsAsked; }
+    /** @return the paths of the statvfs(3) calls. */
+    std::vector<std::string> const& statvfsPaths() const { return m_statvfsPaths; }
 
-    // What the functions do. `false` sends them to the C library.
-    bool answerIoctl(int fd, unsigned long request, void* out);
-    bool answerStatvfs(char const* path, struct statvfs* out);
-    bool isInterrupted(char const* path, int flags);
-    bool isAskingInterrupted(char const* path);
+    // For the functions; `false` passes the call to the C library.
+    bool fakeIoctl(int fd, unsigned long request, void* out);
+    bool fakeStatvfs(char const* path, struct statvfs* out);
+    bool isOpenInterrupted(char const* path, int flags);
+    bool isStatvfsInterrupted(char const* path);
     void countEntry() { ++m_entriesLookedAt; }
     void countRealpath() { ++m_realpaths; }
 
@@ -72,13 +71,13 @@ private:
     std::map<std::string, struct statvfs> m_filesystems;
     std::map<std::string, unsigned> m_interrupts;
     std::vector<Opened> m_opened;
-    std::vector<std::string> m_filesystemsAsked;
-    std::map<std::string, unsigned> m_interruptsOfAsking;
+    std::vector<std::string> m_statvfsPaths;
+    std::map<std::string, unsigned> m_interruptsOfStatvfs;
     unsigned m_realpaths = 0;
     unsigned m_entriesLookedAt = 0;
 };
 
-/** @return a filesystem of so many blocks. */
+/** @return a filesystem of that many blocks, for `DiskCalls::filesystem`. */
 struct statvfs filesystemOf(
     unsigned long long blocks, unsigned long long freeBlocks, unsigned long blockSize);
 

@@ -1,4 +1,4 @@
-#include "tests/sysinfo/AnsweredHost.h"
+#include "tests/sysinfo/FakeHost.h"
 
 #include "common/platform/getsysinfo.h"
 
@@ -12,7 +12,7 @@ namespace testkit {
 
 namespace {
 
-AnsweredHost* host = nullptr;
+FakeHost* host = nullptr;
 
 int fail()
 {
@@ -22,12 +22,12 @@ int fail()
 
 }
 
-AnsweredHost::AnsweredHost()
+FakeHost::FakeHost()
 {
     host = this;
 }
 
-AnsweredHost::~AnsweredHost()
+FakeHost::~FakeHost()
 {
     host = nullptr;
 }
@@ -38,10 +38,10 @@ extern "C" __attribute__((visibility("default"))) int gethostname(char* name, si
 {
     if (!testkit::host || testkit::host->nameFails)
         return testkit::fail();
-    ++testkit::host->nameQuestions;
-    std::string const& told = testkit::host->name;
-    // gethostname(2): whether a cut name is terminated is not said.
-    std::memcpy(name, told.c_str(), std::min(size, told.size() + 1));
+    ++testkit::host->nameCalls;
+    std::string const& full = testkit::host->name;
+    // gethostname(2) does not specify whether a cut name is terminated.
+    std::memcpy(name, full.c_str(), std::min(size, full.size() + 1));
     return 0;
 }
 

@@ -7,26 +7,26 @@
 namespace testkit {
 
 /**
- * Answers gethostname(2) and getsysinfo for the whole program; see `SystemCalls.h` for how.
+ * Replaces gethostname(2) and getsysinfo in the whole program, as `SystemCalls.h` describes.
  *
- * The host that is alive answers; without one there is no name and no identification.
+ * They use the one object that exists; without one both fail.
  */
-class AnsweredHost {
+class FakeHost {
 public:
     using Identify = std::function<int(char*, char*, char*, int*)>;
 
-    AnsweredHost();
-    AnsweredHost(AnsweredHost const&) = delete;
-    AnsweredHost& operator=(AnsweredHost const&) = delete;
-    ~AnsweredHost();
+    FakeHost();
+    FakeHost(FakeHost const&) = delete;
+    FakeHost& operator=(FakeHost const&) = delete;
+    ~FakeHost();
 
-    /** The name that the kernel would tell; cut, and not terminated, where there is no room. */
+    /** The name; cut and not terminated if the buffer is too small. */
     std::string name = "machine";
 
     bool nameFails = false;
-    int nameQuestions = 0;
+    int nameCalls = 0;
 
-    /** As the strong function of a host. */
+    /** The host's definition of getsysinfo. */
     Identify identify;
 
     int identifications = 0;

@@ -1,5 +1,5 @@
-// A host's own classes. The library's headers declare global classes of the same names; this host
-// includes none of those headers and may call its classes what it likes.
+// A host's global classes with the names of the library's global classes. This host includes none
+// of the headers that declare those.
 
 #include "tests/sysinfo/HostNames.h"
 
@@ -23,7 +23,7 @@ void called(char const* function)
 
 }
 
-// As in a program that hides nothing.
+// As in a program that exports everything.
 #pragma GCC visibility push(default)
 
 class hashedfunction;

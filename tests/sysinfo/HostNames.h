@@ -5,10 +5,10 @@
 
 namespace testkit {
 
-/** @return the functions of the host's own classes that ran since the last call, in order. */
+/** @return the calls of the host's classes since the last call of this function, in order. */
 std::vector<std::string> takeHostCalls();
 
-/** Makes and ends an object of each of the host's own classes. */
+/** Constructs and destroys an object of each of the host's classes. */
 void useHostClasses();
 
 }

@@ -52,7 +52,7 @@ protected:
 
 }
 
-TEST_F(PhysicalDisk, tellsWhatItWasMadeOf)
+TEST_F(PhysicalDisk, returnsItsConstructorArguments)
 {
     LinuxPhysicalDiskInfo const disk(L"sda", 1000, 4294967295U);
     EXPECT_EQ(text(disk.getDiskID()), "sda");
@@ -60,7 +60,7 @@ TEST_F(PhysicalDisk, tellsWhatItWasMadeOf)
     EXPECT_EQ(text(disk.getDiskCaption()), "");
 }
 
-TEST_F(PhysicalDisk, isAsLargeAsItsBlocksTimesItsSectorsKept)
+TEST_F(PhysicalDisk, computesItsSizeAsBlocksTimesSectorSizeKept)
 {
     for (int const sector : {512, 520, 4096}) {
         m_calls.sectorSize("/dev/sda", sector);
@@ -68,7 +68,7 @@ TEST_F(PhysicalDisk, isAsLargeAsItsBlocksTimesItsSectorsKept)
     }
 }
 
-TEST_F(PhysicalDisk, hasASizeOf64Bits)
+TEST_F(PhysicalDisk, computesItsSizeIn64Bits)
 {
     m_calls.sectorSize("/dev/sda", 4096);
     EXPECT_EQ(
@@ -77,13 +77,13 @@ TEST_F(PhysicalDisk, hasASizeOf64Bits)
         LinuxPhysicalDiskInfo(L"sda", UINT64_MAX, 0).getDiskTotalSizeInBytes(), UINT64_MAX * 4096);
 }
 
-TEST_F(PhysicalDisk, hasNoSizeWhereTheDeviceDoesNotTellItsSectors)
+TEST_F(PhysicalDisk, hasSizeZeroWhenTheSectorSizeIsUnknown)
 {
-    EXPECT_EQ(sda().getDiskTotalSizeInBytes(), 0U); // No block device at all.
+    EXPECT_EQ(sda().getDiskTotalSizeInBytes(), 0U); // Not a block device.
     EXPECT_EQ(LinuxPhysicalDiskInfo(L"sdz", 1000, 0).getDiskTotalSizeInBytes(), 0U);
 }
 
-TEST_F(PhysicalDisk, hasNoSizeWhereTheDeviceCannotBeOpened)
+TEST_F(PhysicalDisk, hasSizeZeroWhenTheDeviceCannotBeOpened)
 {
     m_calls.sectorSize("/dev/sda", 512);
     ASSERT_EQ(::chmod("/dev/sda", 0), 0);
@@ -93,7 +93,7 @@ TEST_F(PhysicalDisk, hasNoSizeWhereTheDeviceCannotBeOpened)
     EXPECT_EQ(text(disk.getDiskCaption()), "MODEL");
 }
 
-TEST_F(PhysicalDisk, isOpenedOnceForReadingAndForNobodyElse)
+TEST_F(PhysicalDisk, opensTheDeviceOnceReadOnlyAndCloseOnExec)
 {
     m_calls.forget();
     sda();
@@ -104,43 +104,43 @@ TEST_F(PhysicalDisk, isOpenedOnceForReadingAndForNobodyElse)
         opened += path;
         EXPECT_EQ(flags & O_ACCMODE, O_RDONLY);
         EXPECT_NE(flags & O_CLOEXEC, 0);
-        EXPECT_NE(flags & O_NONBLOCK, 0) << "a drive without a medium would hold the caller";
+        EXPECT_NE(flags & O_NONBLOCK, 0) << "open would block on a drive without a medium";
     }
     EXPECT_EQ(opened, "/dev/sda");
 }
 
-TEST_F(PhysicalDisk, isOpenedAgainAfterASignal)
+TEST_F(PhysicalDisk, retriesTheOpenAfterASignal)
 {
     m_calls.sectorSize("/dev/sda", 512);
     m_calls.interruptOpening("/dev/sda", 3);
     EXPECT_EQ(sda().getDiskTotalSizeInBytes(), 512000U);
 }
 
-TEST_F(PhysicalDisk, isCaptionedByItsPersistentNameWithoutTheBus)
+TEST_F(PhysicalDisk, takesItsCaptionFromTheByIdLinkWithoutTheBus)
 {
     showLink("ata-DISK_MODEL_1", "../../sda");
     EXPECT_EQ(caption(), "DISK_MODEL_1");
 }
 
-TEST_F(PhysicalDisk, losesNoMoreOfItsNameThanTheBus)
+TEST_F(PhysicalDisk, removesOnlyTheBusFromTheLinkName)
 {
     showLink("scsi-SATA_A-B-C", "../../sda");
     EXPECT_EQ(caption(), "SATA_A-B-C");
 }
 
-TEST_F(PhysicalDisk, keepsAPersistentNameWithoutABus)
+TEST_F(PhysicalDisk, keepsALinkNameWithoutABus)
 {
     showLink("nodash", "/dev/sda");
     EXPECT_EQ(caption(), "nodash");
 }
 
-TEST_F(PhysicalDisk, mayHaveNothingBehindTheBus)
+TEST_F(PhysicalDisk, hasAnEmptyCaptionWhenNothingFollowsTheBus)
 {
     showLink("ata-", "/dev/sda");
     EXPECT_EQ(caption(), "");
 }
 
-TEST_F(PhysicalDisk, isNeverCaptionedByAWorldWideName)
+TEST_F(PhysicalDisk, ignoresWorldWideNames)
 {
     showLink("wwn-0x5000c500a0b1c2d3", "../../sda");
     EXPECT_EQ(caption(), "");
@@ -151,7 +151,7 @@ TEST_F(PhysicalDisk, isNeverCaptionedByAWorldWideName)
     EXPECT_EQ(caption(), "wwn");
 }
 
-TEST_F(PhysicalDisk, isNotCaptionedByNamesOfOtherDevices)
+TEST_F(PhysicalDisk, ignoresLinksToOtherDevices)
 {
     showLink("ata-OTHER", "../../sdb");
     showLink("ata-MODEL-part1", "../../sda1");
@@ -160,7 +160,7 @@ TEST_F(PhysicalDisk, isNotCaptionedByNamesOfOtherDevices)
     EXPECT_EQ(caption(), "MINE:0_a\\x20b");
 }
 
-TEST_F(PhysicalDisk, isFoundThroughLinksOnEitherSide)
+TEST_F(PhysicalDisk, resolvesLinksOnBothSides)
 {
     machine.file("/dev/scsi/disc", "");
     machine.link("/dev/sdc", "scsi/disc");
@@ -172,7 +172,7 @@ TEST_F(PhysicalDisk, isFoundThroughLinksOnEitherSide)
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdd", 1, 0).getDiskCaption()), "FILE");
 }
 
-TEST_F(PhysicalDisk, isCaptionedByTheFirstOfItsNamesInTheOrderOfTheFolder)
+TEST_F(PhysicalDisk, takesTheFirstMatchingLinkInFolderOrder)
 {
     showLink("ata-A", "../../sda");
     showLink("scsi-B", "../../sda");
@@ -182,17 +182,17 @@ TEST_F(PhysicalDisk, isCaptionedByTheFirstOfItsNamesInTheOrderOfTheFolder)
     EXPECT_EQ(caption(), found == "A" ? "B" : "A");
 }
 
-TEST_F(PhysicalDisk, hasNoCaptionWhereThereAreNoPersistentNames)
+TEST_F(PhysicalDisk, hasNoCaptionWithoutByIdLinks)
 {
-    EXPECT_EQ(caption(), ""); // No folder.
+    EXPECT_EQ(caption(), ""); // No such folder.
     machine.folder("/dev/disk/by-id");
-    EXPECT_EQ(caption(), ""); // An empty one.
+    EXPECT_EQ(caption(), ""); // Empty folder.
     machine.remove("/dev/disk/by-id");
     machine.file("/dev/disk/by-id", "");
-    EXPECT_EQ(caption(), ""); // No folder but a file.
+    EXPECT_EQ(caption(), ""); // A file.
 }
 
-TEST_F(PhysicalDisk, hasNoCaptionWhereTheFolderCannotBeRead)
+TEST_F(PhysicalDisk, hasNoCaptionWhenTheByIdFolderCannotBeRead)
 {
     showLink("ata-MODEL", "../../sda");
     ASSERT_EQ(::chmod("/dev/disk/by-id", 0), 0);
@@ -202,7 +202,7 @@ TEST_F(PhysicalDisk, hasNoCaptionWhereTheFolderCannotBeRead)
     EXPECT_EQ(disk.getDiskTotalSizeInBytes(), 512000U);
 }
 
-TEST_F(PhysicalDisk, hasNoCaptionWhereALinkBeforeItsOwnLeadsNowhereKept)
+TEST_F(PhysicalDisk, hasNoCaptionBehindADanglingLinkKept)
 {
     m_calls.sectorSize("/dev/sda", 512);
     showLink("ata-GONE", "../../sdz");
@@ -213,31 +213,31 @@ TEST_F(PhysicalDisk, hasNoCaptionWhereALinkBeforeItsOwnLeadsNowhereKept)
     showLink("ata-ROUND", "ata-ROUND");
     EXPECT_EQ(caption(), "");
 
-    // The names that are not looked at cannot mislead.
+    // Ignored names do not end the search.
     machine.remove("/dev/disk/by-id/ata-ROUND");
     showLink("wwn-GONE", "../../sdz");
     showLink("ata-MODEL", "../../sda");
     EXPECT_EQ(caption(), "MODEL");
 }
 
-TEST_F(PhysicalDisk, isFoundOrNotByTheFoldersOrderWhereALinkLeadsNowhereKept)
+TEST_F(PhysicalDisk, hasACaptionOnlyIfItsLinkPrecedesADanglingOneKept)
 {
     showLink("ata-A", "../../sda");
     showLink("ata-GONE", "../../sdz");
     std::string const before = caption();
     machine.remove("/dev/disk/by-id/ata-A");
-    showLink("ata-A", "../../sda"); // Now it is the younger one.
+    showLink("ata-A", "../../sda"); // Now it is newer.
     std::string const after = caption();
-    EXPECT_EQ(before + after, "A") << "one of the two orders stops at the dangling link";
+    EXPECT_EQ(before + after, "A") << "one of the two orders reaches the dangling link first";
 }
 
-TEST_F(PhysicalDisk, hasNoCaptionWhereTheDeviceItselfIsGone)
+TEST_F(PhysicalDisk, hasNoCaptionWhenTheDeviceIsMissing)
 {
     showLink("ata-MODEL", "../../sda");
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdz", 1, 0).getDiskCaption()), "");
 }
 
-TEST_F(PhysicalDisk, isLookedForWithOneCallForEachOfTenThousandLinksUpToOneThatDanglesKept)
+TEST_F(PhysicalDisk, makesOneCallPerLinkUpToADanglingOneKept)
 {
     machine.file("/dev/scsi/disc", "");
     machine.link("/dev/sdc", "scsi/disc");
@@ -245,18 +245,18 @@ TEST_F(PhysicalDisk, isLookedForWithOneCallForEachOfTenThousandLinksUpToOneThatD
     for (unsigned i = 0; i < 10'000; ++i) {
         std::string const number = std::to_string(i);
         if (i % 10 == 0)
-            showLink("wwn-" + number, "../../sdz"); // Dangles, and does not count.
+            showLink("wwn-" + number, "../../sdz"); // Dangling, but ignored.
         else
             showLink("ata-" + number, i % 100 == 55 ? "../../sde" : "../../sdb");
     }
     m_calls.forget();
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
     EXPECT_EQ(m_calls.entriesLookedAt(), 9'000U);
-    EXPECT_EQ(m_calls.realpaths(), 0U) << "none of them leads to the disk";
+    EXPECT_EQ(m_calls.realpaths(), 0U) << "no link leads to the disk";
 
     m_calls.forget();
     EXPECT_NE(text(LinuxPhysicalDiskInfo(L"sde", 1, 0).getDiskCaption()), "");
-    EXPECT_EQ(m_calls.realpaths(), 2U) << "its own name, and the disk";
+    EXPECT_EQ(m_calls.realpaths(), 2U) << "the link and the disk";
 
     machine.remove("/dev/sde");
     unsigned links = 0;
@@ -267,32 +267,31 @@ TEST_F(PhysicalDisk, isLookedForWithOneCallForEachOfTenThousandLinksUpToOneThatD
         if (!std::filesystem::exists(link.path()))
             break;
     }
-    EXPECT_LT(links, 9'000U) << "there was none that dangled";
+    EXPECT_LT(links, 9'000U) << "no link dangles";
     m_calls.forget();
     EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
     EXPECT_EQ(m_calls.entriesLookedAt(), links);
     EXPECT_EQ(m_calls.realpaths(), 0U);
 }
 
-TEST_F(PhysicalDisk, isNotCaptionedByAHardLinkOfItsDevice)
+TEST_F(PhysicalDisk, ignoresHardLinksOfTheDevice)
 {
     ASSERT_EQ(::link("/dev/sda", "/dev/other"), 0);
     showLink("ata-OTHER", "../../other");
     EXPECT_EQ(caption(), "");
     showLink("ata-MODEL", "../../sda");
-    EXPECT_EQ(caption(), "MODEL") << "the search goes on";
+    EXPECT_EQ(caption(), "MODEL") << "the search ended at the hard link";
     ASSERT_EQ(::link("/dev/sda", "/dev/disk/by-id/ata-ITSELF"), 0);
     machine.remove("/dev/disk/by-id/ata-MODEL");
     EXPECT_EQ(caption(), "");
 }
 
-TEST_F(PhysicalDisk, hasTheCaptionOfAReaderThatResolvesEveryName)
+TEST_F(PhysicalDisk, agreesWithAReaderThatResolvesEveryLink)
 {
     std::mt19937 random(20'160'523);
     auto const below = [&](unsigned bound) { return static_cast<unsigned>(random() % bound); };
     std::string const disks[] = {"sda", "sdb", "sdc", "sdd", "sde", "sdf", "sdz"};
-    // Files, links to files and to each other, hard links, a folder, one in a locked folder; sdz is
-    // missing.
+    // Files, links to files and to each other, hard links, a folder, a locked folder; no sdz.
     machine.file("/dev/scsi/disc", "");
     machine.link("/dev/sdc", "scsi/disc");
     machine.link("/dev/sdd", "sda");
@@ -303,7 +302,7 @@ TEST_F(PhysicalDisk, hasTheCaptionOfAReaderThatResolvesEveryName)
     ASSERT_EQ(::chmod("/dev/locked", 0), 0);
     std::string const targets[] = {"../../sda", "/dev/sdb", "../../sdc", "../../sdd", "../../sde",
         "../../sdf", "../../scsi/disc", "../../folder", "../by-id/../../sdb", "../../sda1"};
-    std::string const leadNowhere[] = {"../../sdz", "../../locked/node", "../../sda/x"};
+    std::string const dangling[] = {"../../sdz", "../../locked/node", "../../sda/x"};
     unsigned captions = 0;
     for (unsigned round = 0; round < 500; ++round) {
         machine.folder("/dev/disk/by-id");
@@ -312,7 +311,7 @@ TEST_F(PhysicalDisk, hasTheCaptionOfAReaderThatResolvesEveryName)
             std::string const path = "/dev/disk/by-id/" + name;
             unsigned const kind = below(40);
             if (kind == 0)
-                showLink(name, leadNowhere[below(std::size(leadNowhere))]);
+                showLink(name, dangling[below(std::size(dangling))]);
             else if (kind == 1)
                 showLink(name, name);
             else if (kind == 2)
@@ -337,7 +336,7 @@ TEST_F(PhysicalDisk, hasTheCaptionOfAReaderThatResolvesEveryName)
     ASSERT_EQ(::chmod("/dev/locked", 0755), 0);
 }
 
-TEST_F(PhysicalDisk, showsItselfInOneLineWithABlankAtItsEnd)
+TEST_F(PhysicalDisk, toStringReturnsOneLineThatEndsWithABlank)
 {
     m_calls.sectorSize("/dev/sda", 512);
     showLink("ata-DISK_MODEL_1", "../../sda");
@@ -349,7 +348,7 @@ TEST_F(PhysicalDisk, showsItselfInOneLineWithABlankAtItsEnd)
         "sda (DISK_MODEL_1) 65970697666560 bytes in  4294967295 partitions ");
 }
 
-TEST_F(PhysicalDisk, isClonedWithAllThatItKnows)
+TEST_F(PhysicalDisk, cloneCopiesEveryField)
 {
     m_calls.sectorSize("/dev/sda", 512);
     showLink("ata-DISK_MODEL_1", "../../sda");
@@ -357,14 +356,14 @@ TEST_F(PhysicalDisk, isClonedWithAllThatItKnows)
     dovrel::value_ptr<SystemInformation::PhysicalDiskInfo> const copy(original->clone());
     EXPECT_NE(copy.get(), original.get());
     EXPECT_NE(dynamic_cast<LinuxPhysicalDiskInfo const*>(copy.get()), nullptr);
-    // The copy asks nobody, and holds nothing of the original.
+    // The copy makes no system calls and shares nothing with the original.
     original.reset();
     machine.remove("/dev/sda");
     EXPECT_EQ(text(copy->toString()), "sda (DISK_MODEL_1) 512000 bytes in  2 partitions ");
     EXPECT_EQ(text(copy->getDiskID()), "sda");
 }
 
-TEST_F(PhysicalDisk, isDestroyedThroughItsVirtualDestructor)
+TEST_F(PhysicalDisk, destroyCallsTheVirtualDestructor)
 {
     struct Counting : LinuxPhysicalDiskInfo {
         explicit Counting(int& deleted) : LinuxPhysicalDiskInfo(L"sda", 1, 0), count(deleted) { }
@@ -380,18 +379,18 @@ TEST_F(PhysicalDisk, isDestroyedThroughItsVirtualDestructor)
     testkit::destroyNull<LinuxPhysicalDiskInfo>();
 }
 
-TEST_F(PhysicalDisk, leavesNoDescriptorHoweverItWasMade)
+TEST_F(PhysicalDisk, leaksNoDescriptor)
 {
     testkit::DescriptorGuard const guard;
     for (unsigned i = 0; i < 10'000; ++i) {
         if (i == 5'000)
-            showLink("ata-GONE", "../../sdz"); // Until now there was not even a folder.
+            showLink("ata-GONE", "../../sdz"); // Until here the folder is missing.
         sda();
         LinuxPhysicalDiskInfo(L"missing", 1, 0);
     }
 }
 
-TEST_F(PhysicalDisk, tracesNothingOfItsOwn)
+TEST_F(PhysicalDisk, tracesNothing)
 {
     CapturedTrace trace;
     showLink("ata-GONE", "../../sdz");

@@ -10,7 +10,7 @@ using sysinfo::SystemInformation;
 
 namespace {
 
-/** A host's derived class: counts its deletions and sets the last-error text. */
+/** A host's derived class: counts its deletions and sets the last error. */
 class Derived : public LinuxSystemInformation {
 public:
     explicit Derived(int& deleted) : m_deleted(deleted) { m_lastError = L"disk caught fire"; }
@@ -24,7 +24,7 @@ private:
 
 }
 
-TEST(LinuxSystemInformation, copiesItsLastErrorWithItself)
+TEST(LinuxSystemInformation, cloneCopiesTheLastError)
 {
     int deleted = 0;
     Derived const original(deleted);
@@ -35,7 +35,7 @@ TEST(LinuxSystemInformation, copiesItsLastErrorWithItself)
     EXPECT_EQ(original.getLastError(), copy->getLastError());
 }
 
-TEST(LinuxSystemInformation, isDeletedByDestroyThroughItsVirtualDestructor)
+TEST(LinuxSystemInformation, destroyCallsTheVirtualDestructor)
 {
     int deleted = 0;
     auto* const information = new Derived(deleted);
@@ -43,7 +43,7 @@ TEST(LinuxSystemInformation, isDeletedByDestroyThroughItsVirtualDestructor)
     EXPECT_EQ(deleted, 1);
 }
 
-TEST(LinuxSystemInformation, isDestroyedByItsOwner)
+TEST(LinuxSystemInformation, isDestroyedByValuePtr)
 {
     int deleted = 0;
     {
@@ -52,14 +52,14 @@ TEST(LinuxSystemInformation, isDestroyedByItsOwner)
     EXPECT_EQ(deleted, 1);
 }
 
-TEST(LinuxSystemInformation, isDeletedByTheClosingEntryThroughItsVirtualDestructor)
+TEST(LinuxSystemInformation, libcloseCallsTheVirtualDestructor)
 {
     int deleted = 0;
     libclose(new Derived(deleted));
     EXPECT_EQ(deleted, 1);
 }
 
-TEST(LinuxSystemInformation, doesNothingWhenANullOneIsDestroyedOrClosedKept)
+TEST(LinuxSystemInformation, destroyAndLibcloseIgnoreNullKept)
 {
     testkit::destroyNull<LinuxSystemInformation>();
     libclose(nullptr);

@@ -77,14 +77,14 @@ NetworkMachine::NetworkMachine()
 
 void NetworkMachine::ifconfigPrints(std::string const& output, std::string const& then)
 {
-    machine.file("/answers/ifconfig", output);
-    machine.file("/answers/ifconfig.then", then);
+    machine.file("/outputs/ifconfig", output);
+    machine.file("/outputs/ifconfig.then", then);
 }
 
 void NetworkMachine::routePrints(std::string const& output, std::string const& then)
 {
-    machine.file("/answers/route", output);
-    machine.file("/answers/route.then", then);
+    machine.file("/outputs/route", output);
+    machine.file("/outputs/route.then", then);
 }
 
 void NetworkMachine::resolverText(std::string const& text)
@@ -98,7 +98,7 @@ void NetworkMachine::toolAt(std::string const& path, std::string const& tool)
     if (tool == "cat")
         machine.tool(path, record + "exec cat \"$@\"");
     else
-        machine.tool(path, record + "cat /answers/" + tool + "\n. /answers/" + tool + ".then");
+        machine.tool(path, record + "cat /outputs/" + tool + "\n. /outputs/" + tool + ".then");
 }
 
 void NetworkMachine::forgetRuns()

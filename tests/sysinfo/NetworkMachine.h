@@ -1,16 +1,16 @@
 #pragma once
 
 #include "sysinfo/SystemInformation.h"
-#include "tests/sysinfo/AnsweredHost.h"
+#include "tests/sysinfo/FakeHost.h"
 
 #include <string>
 #include <vector>
 
 namespace testkit {
 
-/** What the query of the network adapters answers. */
+/** The result of a network query. */
 struct NetworkAnswer {
-    /** Asks. @param before what is in the list already. */
+    /** Runs the query. @param before the records that the list has before the call. */
     explicit NetworkAnswer(
         std::vector<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo>> before = {});
 
@@ -20,18 +20,19 @@ struct NetworkAnswer {
 
     std::vector<std::string> names() const;
 
-    /** One line an adapter, as `toString()` writes it. */
+    /** @return one line per adapter, as `toString()` writes it. */
     std::string text() const;
 
-    /** One line an adapter: the texts of its name servers, "<invalid>" for what is no address. */
+    /** @return one line per adapter: its name servers, "<invalid>" for an invalid address. */
     std::string nameServers() const;
 };
 
 /**
- * Tools that print what they are told, and `/etc/resolv.conf`.
+ * Fake network tools and `/etc/resolv.conf`.
  *
- * `/tmp/ifconfig.log`, `/tmp/route.log` and `/tmp/cat.log` get a line "LANG=... PATH ARGUMENTS" for
- * each run; `/tmp/grep.log` one of its arguments in brackets, and the real grep does the work.
+ * Each run of a tool appends a line "LANG=... PATH ARGUMENTS" to `/tmp/ifconfig.log`,
+ * `/tmp/route.log` or `/tmp/cat.log`. grep appends its arguments in brackets to `/tmp/grep.log` and
+ * runs the real grep.
  */
 class NetworkMachine {
 public:
@@ -41,16 +42,16 @@ public:
     void routePrints(std::string const& output, std::string const& then = "");
     void resolverText(std::string const& text);
 
-    /** Makes @p path a tool that prints what the tool named @p tool prints. */
+    /** Makes @p path a copy of the fake tool named @p tool. */
     void toolAt(std::string const& path, std::string const& tool);
 
-    /** @return what was recorded of a tool's runs; nothing where it was not run. */
+    /** @return the log of a tool's runs; empty if it did not run. */
     std::string runsOf(std::string const& tool) const;
 
-    /** Begins the records anew. */
+    /** Removes all logs. */
     void forgetRuns();
 
-    AnsweredHost host;
+    FakeHost host;
 };
 
 }

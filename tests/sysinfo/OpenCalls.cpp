@@ -47,12 +47,12 @@ bool OpenCalls::fails(int flags)
 
 }
 
-// Files have 64-bit offsets, with which the headers give open its other name by themselves.
+// With 64-bit offsets, the headers rename open to open64.
 extern "C" __attribute__((visibility("default"))) int open(char const* path, int flags, ...)
 {
     va_list arguments;
     va_start(arguments, flags);
-    auto const mode = va_arg(arguments, mode_t); // Not looked at where it was not given.
+    auto const mode = va_arg(arguments, mode_t); // Unused without O_CREAT.
     va_end(arguments);
     if (testkit::current && testkit::current->isFile(path) && testkit::current->fails(flags))
         return -1;

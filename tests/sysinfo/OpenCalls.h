@@ -10,33 +10,32 @@
 namespace testkit {
 
 /**
- * Says how opening one file goes, while it lives; one at a time, and for one thread.
+ * Controls open(2) of one file during its lifetime; only one may exist, for one thread.
  *
- * The program defines `open`, which does what the C library's does with every other file.
+ * The program defines `open`, which calls the C library's for all other files.
  */
 class OpenCalls : dovrel::noncopyable_::noncopyable {
 public:
     explicit OpenCalls(std::string path);
     ~OpenCalls();
 
-    /** Makes so many opens that are not to wait fail, as those of a file under another process's
-     * lease. */
+    /** Makes the next opens with O_NONBLOCK fail, as on a file that another process has leased. */
     void refuseWithoutWait(int code, unsigned times = 1)
     {
         m_refusal = code;
         m_refusals = times;
     }
 
-    /** Makes so many opens fail with EINTR. */
+    /** Makes the next opens fail with EINTR. */
     void interrupt(unsigned times) { m_interrupts = times; }
 
-    /** Called before the file is opened. */
+    /** Sets a function that is called before each open. */
     void before(std::function<void()> handler) { m_before = std::move(handler); }
 
-    /** @return the flags of each open of the file; O_PATH opens nothing and does not count. */
+    /** @return the flags of each open of the file, without those with O_PATH. */
     std::vector<int> const& flags() const { return m_flags; }
 
-    // What the function does. `false` sends it to the C library.
+    // For the function; `false` passes the call to the C library.
     bool isFile(char const* path) const { return path == m_path; }
     bool fails(int flags);
 

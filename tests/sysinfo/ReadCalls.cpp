@@ -15,7 +15,7 @@ namespace {
 
 ReadCalls* current = nullptr;
 
-/** The C library's, or a sanitizer's around it. */
+/** Calls the C library's read, or a sanitizer's wrapper of it. */
 ssize_t realRead(int fd, void* buffer, size_t size)
 {
     using Read = ssize_t (*)(int, void*, size_t);
@@ -51,7 +51,7 @@ bool ReadCalls::isFile(int fd) const
         && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
-ssize_t ReadCalls::answer(int fd, void* buffer, size_t size)
+ssize_t ReadCalls::fakeRead(int fd, void* buffer, size_t size)
 {
     if (m_isSlow) {
         m_isInterrupted = !m_isInterrupted;
@@ -77,6 +77,6 @@ ssize_t ReadCalls::fail(int code)
 extern "C" __attribute__((visibility("default"))) ssize_t read(int fd, void* buffer, size_t size)
 {
     if (testkit::current && testkit::current->isFile(fd))
-        return testkit::current->answer(fd, buffer, size);
+        return testkit::current->fakeRead(fd, buffer, size);
     return testkit::realRead(fd, buffer, size);
 }

@@ -11,27 +11,27 @@
 namespace testkit {
 
 /**
- * Says how reading one file goes, while it lives; one at a time, and for one thread.
+ * Controls read(2) of one file during its lifetime; only one may exist, for one thread.
  *
- * The program defines `read`, which does what the C library's does with every other file.
+ * The program defines `read`, which calls the C library's for all other files.
  */
 class ReadCalls : dovrel::noncopyable_::noncopyable {
 public:
     explicit ReadCalls(std::string path);
     ~ReadCalls();
 
-    /** Makes each read give one byte, after a signal interrupted it once. */
+    /** Makes each read fail once with EINTR and then return one byte. */
     void giveSingleBytesBetweenSignals() { m_isSlow = true; }
 
-    /** Makes reading fail once @p bytes were read. */
+    /** Makes reads fail with @p code after @p bytes bytes. */
     void failBehind(size_t bytes, int code);
 
-    /** @return how many reads were interrupted or have failed. */
+    /** @return the number of failed reads, EINTR included. */
     unsigned failures() const { return m_failures; }
 
-    // What the function does; `false` sends it to the C library for all it asks.
+    // For the function.
     bool isFile(int fd) const;
-    ssize_t answer(int fd, void* buffer, size_t size);
+    ssize_t fakeRead(int fd, void* buffer, size_t size);
 
 private:
     ssize_t fail(int code);

@@ -9,7 +9,7 @@
 
 namespace testkit {
 
-/** The program is in a folder that has been removed, while this lives. */
+/** Makes a removed folder the working directory during its lifetime. */
 class RemovedWorkingDirectory : dovrel::noncopyable_::noncopyable {
 public:
     RemovedWorkingDirectory()

@@ -1,7 +1,7 @@
-// How the queries open the files that they read: those that another process has a lease on, and
-// /tmp/percent, which anybody may put there.
+// How the queries open their files: leased files, and /tmp/percent, which any user can create.
 
 #include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/Channel.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/OpenCalls.h"
 #include "tests/sysinfo/ReadCalls.h"
@@ -68,7 +68,7 @@ unsigned percentage()
     return record ? record->getOperationProgress() : 999;
 }
 
-/** Every source with a query that reads it, and its result where the source can be read. */
+/** A file, a query that reads it, and the query's result if it can read the file. */
 struct Source {
     char const* path;
     std::function<size_t()> query;
@@ -100,22 +100,19 @@ protected:
     }
 };
 
-/** Another process that has a write lease on a file, and gives it up some time after the kernel
- * asks for it. */
+/** A process with a write lease on a file (fcntl(2)). It releases the lease 0.1 s after the kernel
+ * breaks it. */
 class LeaseHolder : dovrel::noncopyable_::noncopyable {
 public:
     explicit LeaseHolder(char const* path)
     {
-        int ready[2];
-        if (::pipe2(ready, O_CLOEXEC) != 0)
-            return;
+        auto ready = testkit::Channel::pipe();
         m_child = ::fork();
         if (m_child == 0)
-            hold(path, ready[1]);
-        ::close(ready[1]);
+            hold(path, ready.writer);
+        ready.writer.close();
         char word = 0;
-        m_hasLease = ::read(ready[0], &word, 1) == 1;
-        ::close(ready[0]);
+        m_hasLease = ::read(ready.reader, &word, 1) == 1;
     }
     ~LeaseHolder()
     {
@@ -130,15 +127,15 @@ public:
 private:
     [[noreturn]] static void hold(char const* path, int ready)
     {
-        sigset_t asked;
-        sigemptyset(&asked);
-        sigaddset(&asked, SIGIO);
-        ::sigprocmask(SIG_BLOCK, &asked, nullptr);
+        sigset_t broken;
+        sigemptyset(&broken);
+        sigaddset(&broken, SIGIO);
+        ::sigprocmask(SIG_BLOCK, &broken, nullptr);
         int const file = ::open(path, O_RDWR | O_CLOEXEC);
         if (file < 0 || ::fcntl(file, F_SETLEASE, F_WRLCK) != 0 || ::write(ready, "!", 1) != 1)
             ::_exit(1);
         siginfo_t signal;
-        ::sigwaitinfo(&asked, &signal);
+        ::sigwaitinfo(&broken, &signal);
         timespec const pause{0, 100'000'000};
         ::nanosleep(&pause, nullptr);
         ::fcntl(file, F_SETLEASE, F_UNLCK);
@@ -152,7 +149,7 @@ private:
 
 }
 
-TEST_F(SourceOfAQuery, isReadWhereAnotherProcessHasALeaseOnIt)
+TEST_F(SourceOfAQuery, isReadDespiteAnotherProcessesLease)
 {
     for (Source const& source : sources()) {
         ASSERT_EQ(source.query(), source.result) << source.path;
@@ -162,7 +159,7 @@ TEST_F(SourceOfAQuery, isReadWhereAnotherProcessHasALeaseOnIt)
     }
 }
 
-TEST_F(SourceOfAQuery, isOpenedAgainWhereALeaseIsInTheWayAndNeverByAnOpenThatWaits)
+TEST_F(SourceOfAQuery, isReopenedWithoutBlockingWhileALeaseIsHeld)
 {
     for (Source const& source : sources()) {
         testkit::OpenCalls calls(source.path);
@@ -179,7 +176,7 @@ TEST_F(SourceOfAQuery, isOpenedAgainWhereALeaseIsInTheWayAndNeverByAnOpenThatWai
     }
 }
 
-TEST_F(SourceOfAQuery, isNotWaitedForWhereAFifoTakesThePlaceOfAFileWithALease)
+TEST_F(SourceOfAQuery, doesNotBlockWhenAFifoReplacesALeasedFile)
 {
     testkit::OpenCalls calls(PERCENT);
     calls.refuseWithoutWait(EWOULDBLOCK);
@@ -187,10 +184,10 @@ TEST_F(SourceOfAQuery, isNotWaitedForWhereAFifoTakesThePlaceOfAFileWithALease)
         machine.remove(PERCENT);
         ASSERT_EQ(::mkfifo(PERCENT, 0644), 0);
     });
-    EXPECT_EQ(percentage(), COMPUTED) << "no writer ever comes";
+    EXPECT_EQ(percentage(), COMPUTED) << "the fifo has no writer";
 }
 
-TEST_F(SourceOfAQuery, isOpenedAgainAfterSignals)
+TEST_F(SourceOfAQuery, isReopenedAfterSignals)
 {
     testkit::OpenCalls calls("/proc/stat");
     calls.interrupt(3);
@@ -198,7 +195,7 @@ TEST_F(SourceOfAQuery, isOpenedAgainAfterSignals)
     EXPECT_EQ(processors(), 2U);
 }
 
-TEST_F(SourceOfAQuery, isNotOpenedAgainWhereTheOpenFailsForAnotherReason)
+TEST_F(SourceOfAQuery, isNotReopenedAfterOtherErrors)
 {
     for (int const code : {EACCES, EMFILE, ENXIO}) {
         testkit::OpenCalls calls("/proc/stat");
@@ -208,7 +205,7 @@ TEST_F(SourceOfAQuery, isNotOpenedAgainWhereTheOpenFailsForAnotherReason)
     }
 }
 
-TEST_F(SourceOfAQuery, isNotWaitedForWhereItIsNoRegularFile)
+TEST_F(SourceOfAQuery, isNotReopenedWhenItIsNoRegularFile)
 {
     machine.remove("/proc/stat");
     ASSERT_EQ(::mkfifo("/proc/stat", 0644), 0);
@@ -218,7 +215,7 @@ TEST_F(SourceOfAQuery, isNotWaitedForWhereItIsNoRegularFile)
     EXPECT_EQ(calls.flags().size(), 1U);
 }
 
-TEST_F(SourceOfAQuery, isNotOpenedAtAllWhereTheEnginesPercentageIsNoRegularFile)
+TEST_F(SourceOfAQuery, doesNotOpenAPercentFileThatIsNoRegularFile)
 {
     machine.remove(PERCENT);
     ASSERT_EQ(::mkfifo("/tmp/fifo", 0644), 0);
@@ -236,14 +233,15 @@ TEST_F(SourceOfAQuery, isNotOpenedAtAllWhereTheEnginesPercentageIsNoRegularFile)
     EXPECT_EQ(calls.flags().size(), 1U);
 }
 
-TEST_F(SourceOfAQuery, isClosedUnreadWhereAFifoTakesThePlaceOfTheEnginesPercentage)
+TEST_F(SourceOfAQuery, closesAFifoThatReplacesThePercentFileUnread)
 {
     int writer = -1;
     testkit::OpenCalls calls(PERCENT);
     calls.before([&] {
         machine.remove(PERCENT);
         ASSERT_EQ(::mkfifo(PERCENT, 0644), 0);
-        writer = ::openat(AT_FDCWD, PERCENT, O_RDWR | O_CLOEXEC | O_NONBLOCK); // Not answered.
+        writer =
+            ::openat(AT_FDCWD, PERCENT, O_RDWR | O_CLOEXEC | O_NONBLOCK); // Bypasses OpenCalls.
         ASSERT_EQ(::write(writer, "73\n", 3), 3);
     });
     EXPECT_EQ(percentage(), COMPUTED);
@@ -252,7 +250,7 @@ TEST_F(SourceOfAQuery, isClosedUnreadWhereAFifoTakesThePlaceOfTheEnginesPercenta
     ::close(writer);
 }
 
-TEST_F(SourceOfAQuery, isReadWhereTheEnginePutsAnotherFileInPlaceOfItsPercentage)
+TEST_F(SourceOfAQuery, readsAFileThatReplacesThePercentFile)
 {
     testkit::OpenCalls calls(PERCENT);
     calls.before([&] {
@@ -262,7 +260,7 @@ TEST_F(SourceOfAQuery, isReadWhereTheEnginePutsAnotherFileInPlaceOfItsPercentage
     EXPECT_EQ(percentage(), 74U);
 }
 
-TEST_F(SourceOfAQuery, givesNoPercentageWhereItsReadFailsMidway)
+TEST_F(SourceOfAQuery, ignoresAPercentageWhoseReadFailsMidway)
 {
     for (std::string_view const text : {"73", "7", " 1"}) {
         machine.file(PERCENT, text);
@@ -274,5 +272,5 @@ TEST_F(SourceOfAQuery, givesNoPercentageWhereItsReadFailsMidway)
     machine.file(PERCENT, "73\nmore");
     testkit::ReadCalls reads(PERCENT);
     reads.failBehind(3, EIO);
-    EXPECT_EQ(percentage(), 73U) << "the number was read to its end";
+    EXPECT_EQ(percentage(), 73U) << "the number ends before the error";
 }

@@ -26,7 +26,7 @@ std::string textOf(SystemInformation::Info const& record)
 
 }
 
-TEST(SystemInformation, isMadeByCreateForLinuxWithoutALastError)
+TEST(SystemInformation, createReturnsALinuxObjectWithoutALastError)
 {
     value_ptr<SystemInformation> const information = SystemInformation::create();
     ASSERT_TRUE(information);
@@ -34,14 +34,14 @@ TEST(SystemInformation, isMadeByCreateForLinuxWithoutALastError)
     EXPECT_TRUE(information->getLastError().empty());
 }
 
-TEST(SystemInformation, isMadeByCreateAnewOnEveryCall)
+TEST(SystemInformation, createReturnsANewObjectOnEveryCall)
 {
     value_ptr<SystemInformation> const one = SystemInformation::create();
     value_ptr<SystemInformation> const other = SystemInformation::create();
     EXPECT_NE(one.get(), other.get());
 }
 
-TEST(SystemInformation, isMadeByThePluginEntriesToo)
+TEST(SystemInformation, libopenReturnsALinuxObject)
 {
     SystemInformation* const information = libopen();
     ASSERT_NE(information, nullptr);
@@ -55,7 +55,7 @@ TEST(SystemInformation, isMadeByThePluginEntriesToo)
     EXPECT_EQ(textOf(*processors.at(0)).substr(0, 13), "0 running at ");
 }
 
-TEST(SystemInformation, isCopiedWithItsOwner)
+TEST(SystemInformation, isClonedWhenValuePtrIsCopied)
 {
     value_ptr<SystemInformation> const original = SystemInformation::create();
     value_ptr<SystemInformation> const copy = original;
@@ -75,7 +75,7 @@ TEST(SystemInformation, isAnInterface)
     EXPECT_TRUE(std::is_empty_v<sysinfo::SystemInformation_Precursor>);
 }
 
-TEST(SystemInformation, numbersTheHypervisorsAsHostsKnowThem)
+TEST(SystemInformation, hypervisorTypesHaveTheNumbersThatHostsUse)
 {
     EXPECT_EQ(SystemInformation::HYPERVISOR_NONE, 0);
     EXPECT_EQ(SystemInformation::HYPERVISOR_VMWARE, 1);
@@ -91,7 +91,7 @@ TEST(SystemInformation, numbersTheHypervisorsAsHostsKnowThem)
     EXPECT_EQ(SystemInformation::HYPERVISOR_AZURE, 11);
 }
 
-TEST(Records, outliveTheListThatTheyWereCopiedFromAndTheirMaker)
+TEST(Records, outliveTheSourceListAndTheQueryObject)
 {
     machine.file("/proc/stat", "cpu0 1\ncpu1 1\n");
     Processors copy;
@@ -108,7 +108,7 @@ TEST(Records, outliveTheListThatTheyWereCopiedFromAndTheirMaker)
     EXPECT_EQ(textOf(*copy[1]), "1 running at 0 / 0 MHz usage: 0%");
 }
 
-TEST(Records, copyAsNullWhereTheyAreNull)
+TEST(Records, copyNullAsNull)
 {
     machine.file("/proc/stat", "cpu0 1\n");
     Processors processors(1);
@@ -119,7 +119,7 @@ TEST(Records, copyAsNullWhereTheyAreNull)
     EXPECT_TRUE(copy[1]);
 }
 
-TEST(Caches, areEmptyAtLoadAndNoQueryFillsThemKept)
+TEST(Caches, stayEmptyAfterAQueryKept)
 {
     machine.file("/proc/stat", "cpu0 1\n");
     Processors processors;
@@ -137,7 +137,7 @@ TEST(Caches, areEmptyAtLoadAndNoQueryFillsThemKept)
         EXPECT_EQ(word, 0U);
 }
 
-TEST(Caches, areLockedByTheirOwnMutexesThatNoQueryTakes)
+TEST(Caches, haveMutexesThatNoQueryLocks)
 {
     machine.file("/proc/stat", "cpu0 1\n");
     ASSERT_TRUE(SystemInformation::m_cpuCache.mutex.try_lock());
@@ -148,7 +148,7 @@ TEST(Caches, areLockedByTheirOwnMutexesThatNoQueryTakes)
     SystemInformation::m_cpuCache.mutex.unlock();
 }
 
-TEST(Threads, mayEachAskAnObjectOfTheirOwnAtOnce)
+TEST(Threads, mayQueryTheirOwnObjectsConcurrently)
 {
     constexpr unsigned THREADS = 8;
     constexpr unsigned ROUNDS = 50;

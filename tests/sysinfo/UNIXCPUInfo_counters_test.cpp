@@ -43,13 +43,13 @@ Counters countersIn(std::string_view text, unsigned int index = 0)
 
 }
 
-TEST(ReadCounters, takesTheFourthFigureForIdleAndSumsTheOtherSixKept)
+TEST(ReadCounters, takesTheFourthFigureAsIdleAndSumsTheOtherSixKept)
 {
     EXPECT_EQ(countersIn("cpu0 1 20 300 4000 50000 600000 7000000\n"),
         (Counters{4000, 1 + 20 + 300 + 50000 + 600000 + 7000000}));
 }
 
-TEST(ReadCounters, leavesOutStealAndGuestTimeKept)
+TEST(ReadCounters, ignoresStealAndGuestTimeKept)
 {
     Counters const seven{4, 24};
     EXPECT_EQ(countersIn("cpu0 1 2 3 4 5 6 7\n"), seven);
@@ -73,7 +73,7 @@ TEST(ReadCounters, readsNoFigureOfTheNextLine)
     EXPECT_EQ(countersIn("cpu0\n1 2 3 4 5 6 7\n"), (Counters{0, 0}));
 }
 
-TEST(ReadCounters, takesCountersModuloTwoToThe32)
+TEST(ReadCounters, readsCountersModuloTwoToThe32)
 {
     EXPECT_EQ(countersIn("cpu0 4294967301 0 0 4294967295 0 0 0\n"), (Counters{4294967295, 5}));
     EXPECT_EQ(countersIn("cpu0 18446744073709551615 0 0 18446744073709551615 0 0 0\n"),
@@ -95,7 +95,7 @@ TEST(ReadCounters, findsItsOwnLine)
     EXPECT_EQ(countersIn(text, 10), (Counters{30, 3}));
 }
 
-TEST(ReadCounters, takesAnOfflineProcessorsFiguresFromOneWithItsNumberInFrontKept)
+TEST(ReadCounters, readsALineWhoseNumberBeginsWithItsOwnKept)
 {
     EXPECT_EQ(countersIn("cpu0 1 0 0 10 0 0 0\ncpu10 3 0 0 30 0 0 0\n", 1), (Counters{30, 3}));
     EXPECT_EQ(countersIn("cpu1x 4 0 0 40 0 0 0\n", 1), (Counters{40, 4}));
@@ -106,13 +106,13 @@ TEST(ReadCounters, takesTheFirstOfTwoLines)
     EXPECT_EQ(countersIn("cpu0 1 0 0 10 0 0 0\ncpu0 2 0 0 20 0 0 0\n"), (Counters{10, 1}));
 }
 
-TEST(ReadCounters, looksOnlyAtTheFirstWordOfALine)
+TEST(ReadCounters, matchesOnlyTheFirstWordOfALine)
 {
     EXPECT_EQ(countersIn("intr cpu0 9 9 9 9 9 9 9\nword\n\n \t\n  cpu0 1 0 0 10 0 0 0\n"),
         (Counters{10, 1}));
 }
 
-TEST(ReadCounters, isTrueWithUntouchedOutputsWhereThereIsNoSuchLine)
+TEST(ReadCounters, returnsTrueWithoutWritingWhenTheLineIsMissing)
 {
     EXPECT_EQ(countersIn("cpu 1 2 3 4 5 6 7\ncpu0 1 2 3 4 5 6 7\n", 1), BEFORE);
     EXPECT_EQ(countersIn("cpu 1 2 3 4 5 6 7\n", 0), BEFORE);
@@ -130,14 +130,14 @@ TEST(ReadCounters, readsALineThatEndsInACarriageReturn)
     EXPECT_EQ(countersIn("cpu 1\r\ncpu0 1 2 3 4 5 6 7\r\n"), (Counters{4, 24}));
 }
 
-TEST(ReadCounters, readsOverNulBytes)
+TEST(ReadCounters, skipsNulBytes)
 {
     using namespace std::string_view_literals;
     EXPECT_EQ(countersIn("\0\0\0\ncpu0 1 2 3 4 5 6 7\n\0\0"sv), (Counters{4, 24}));
     EXPECT_EQ(countersIn("cpu0 1 2 3 4\0\0\0"sv), (Counters{4, 6}));
 }
 
-TEST(ReadCounters, readsOverALineOfAMebibyte)
+TEST(ReadCounters, skipsALineOfAMebibyte)
 {
     EXPECT_EQ(countersIn("intr" + std::string(1024 * 1024, ' ') + "1\ncpu0 1 2 3 4 5 6 7\n"),
         (Counters{4, 24}));
@@ -145,7 +145,7 @@ TEST(ReadCounters, readsOverALineOfAMebibyte)
         countersIn(std::string(1024 * 1024, 'c') + "\ncpu0 1 2 3 4 5 6 7\n"), (Counters{4, 24}));
 }
 
-TEST(ReadCounters, tracesWhatItCounted)
+TEST(ReadCounters, tracesTheCounters)
 {
     CapturedTrace trace(3);
     countersIn("cpu0 1 2 3 4 5 6 7\n");
@@ -156,7 +156,7 @@ TEST(ReadCounters, tracesWhatItCounted)
         "unsigned int&) const");
 }
 
-TEST(ReadCounters, tracesTheCallersValuesWhereThereIsNoSuchLine)
+TEST(ReadCounters, tracesTheCallersValuesWhenTheLineIsMissing)
 {
     CapturedTrace trace(3);
     unsigned int idle = 11;
@@ -173,7 +173,7 @@ TEST(ReadCounters, isSilentBelowItsTraceLevel)
     EXPECT_TRUE(trace.lines().empty());
 }
 
-TEST(ReadCounters, saysFalseWhereTheFileCannotBeOpened)
+TEST(ReadCounters, returnsFalseWhenTheFileCannotBeOpened)
 {
     for (bool const isThere : {false, true}) {
         if (isThere) {
@@ -189,7 +189,7 @@ TEST(ReadCounters, saysFalseWhereTheFileCannotBeOpened)
     }
 }
 
-TEST(ReadCounters, findsNothingInAFolderOfThatName)
+TEST(ReadCounters, findsNoLineWhenTheFileIsAFolder)
 {
     machine.folder("/proc/stat");
     EXPECT_EQ(countersOf(0), BEFORE);

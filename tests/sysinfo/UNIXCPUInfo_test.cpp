@@ -31,7 +31,7 @@ std::string textOf(sysinfo::SystemInformation::Info const& record)
     return static_cast<char const*>(record.toString());
 }
 
-/** Reads both speeds from files of the same contents. @return the speed, which must be the same. */
+/** Reads both speeds from files with the same contents. @return the speed. */
 unsigned int speedFrom(std::string_view contents)
 {
     machine.file(std::string(CPU0) + "scaling_cur_freq", contents);
@@ -49,7 +49,7 @@ void expectNoSpeeds()
     EXPECT_TRUE(trace.lines().empty()) << trace.lines()[0];
 }
 
-/** A host's numbers: thousands separated by a dot, a comma in front of decimals. */
+/** A host's number format, such as 1.234,5. */
 class Grouping : public std::numpunct<char> {
     char do_thousands_sep() const override { return '.'; }
     char do_decimal_point() const override { return ','; }
@@ -75,7 +75,7 @@ private:
 
 }
 
-TEST(CPUSpeed, isTheKernelsKilohertzInWholeMegahertz)
+TEST(CPUSpeed, convertsKilohertzToWholeMegahertz)
 {
     EXPECT_EQ(speedFrom("2400000\n"), 2400U);
     EXPECT_EQ(speedFrom("2400999\n"), 2400U);
@@ -84,13 +84,13 @@ TEST(CPUSpeed, isTheKernelsKilohertzInWholeMegahertz)
     EXPECT_EQ(speedFrom("4294967295\n"), 4294967U);
 }
 
-TEST(CPUSpeed, isReadWithoutANewlineAndBehindBlanks)
+TEST(CPUSpeed, acceptsLeadingBlanksAndAMissingNewline)
 {
     EXPECT_EQ(speedFrom("2400000"), 2400U);
     EXPECT_EQ(speedFrom(" \t\n2400000 1000\r\n"), 2400U);
 }
 
-TEST(CPUSpeed, isZeroWhereTheFileHoldsNoNumber)
+TEST(CPUSpeed, isZeroWhenTheFileHasNoNumber)
 {
     EXPECT_EQ(speedFrom("<unknown>\n"), 0U);
     EXPECT_EQ(speedFrom(""), 0U);
@@ -98,7 +98,7 @@ TEST(CPUSpeed, isZeroWhereTheFileHoldsNoNumber)
     EXPECT_EQ(speedFrom(std::string_view("\0\0\0", 3)), 0U);
 }
 
-TEST(CPUSpeed, comesFromAFileOfItsOwn)
+TEST(CPUSpeed, isReadFromTheProcessorsOwnFiles)
 {
     machine.file(std::string(CPU0) + "scaling_cur_freq", "1200000\n");
     machine.file(std::string(CPU0) + "bios_limit", "2400000\n");
@@ -109,20 +109,20 @@ TEST(CPUSpeed, comesFromAFileOfItsOwn)
     EXPECT_EQ(UNIXCPUInfo(7).getMaxSpeedInMHZ(), 0U);
 }
 
-TEST(CPUSpeed, isReadAfreshOnEveryCall)
+TEST(CPUSpeed, isReadAgainOnEveryCall)
 {
     EXPECT_EQ(speedFrom("2400000\n"), 2400U);
     EXPECT_EQ(speedFrom("800000\n"), 800U);
 }
 
-TEST(CPUSpeed, isZeroWithoutAWordWhereTheKernelDoesNotTell)
+TEST(CPUSpeed, isZeroAndUntracedWhenTheFilesAreMissing)
 {
     expectNoSpeeds();
     machine.folder(CPU0);
     expectNoSpeeds();
 }
 
-TEST(CPUSpeed, isZeroWhereTheFileMayNotBeRead)
+TEST(CPUSpeed, isZeroWhenTheFileIsUnreadable)
 {
     for (char const* name : {"scaling_cur_freq", "bios_limit"}) {
         machine.file(std::string(CPU0) + name, "2400000\n");
@@ -131,14 +131,14 @@ TEST(CPUSpeed, isZeroWhereTheFileMayNotBeRead)
     expectNoSpeeds();
 }
 
-TEST(CPUSpeed, isZeroWhereTheFolderMayNotBeRead)
+TEST(CPUSpeed, isZeroWhenTheFolderIsUnreadable)
 {
     speedFrom("2400000\n");
     std::filesystem::permissions(CPU0, std::filesystem::perms::none);
     expectNoSpeeds();
 }
 
-TEST(CPUSpeed, isZeroForAFolderALoopAndALinkToNowhere)
+TEST(CPUSpeed, isZeroForAFolderALinkLoopAndADanglingLink)
 {
     machine.folder(std::string(CPU0) + "scaling_cur_freq");
     machine.link(std::string(CPU0) + "bios_limit", "bios_limit");
@@ -150,14 +150,14 @@ TEST(CPUSpeed, isZeroForAFolderALoopAndALinkToNowhere)
     expectNoSpeeds();
 }
 
-TEST(CPUSpeed, isZeroForAFifoThatNobodyWritesTo)
+TEST(CPUSpeed, isZeroForAFifoWithoutAWriter)
 {
     machine.folder(CPU0);
     ASSERT_EQ(::mkfifo((std::string(CPU0) + "scaling_cur_freq").c_str(), 0644), 0);
     expectNoSpeeds();
 }
 
-TEST(CPUSpeed, isZeroWhereTheDriverIsBusy)
+TEST(CPUSpeed, isZeroWhenTheReadFails)
 {
     std::string const path = std::string(CPU0) + "scaling_cur_freq";
     machine.file(path, "2400000\n");
@@ -167,7 +167,7 @@ TEST(CPUSpeed, isZeroWhereTheDriverIsBusy)
     EXPECT_EQ(reads.failures(), 1U);
 }
 
-TEST(CPUSpeed, mayBeBeyondWhatTheFirmwareAllows)
+TEST(CPUSpeed, mayExceedTheMaximum)
 {
     machine.file(std::string(CPU0) + "scaling_cur_freq", "2891907\n");
     machine.file(std::string(CPU0) + "bios_limit", "2300000\n");
@@ -175,7 +175,7 @@ TEST(CPUSpeed, mayBeBeyondWhatTheFirmwareAllows)
     EXPECT_EQ(UNIXCPUInfo(0).getMaxSpeedInMHZ(), 2300U);
 }
 
-TEST(CPUSpeed, isReadThroughTheLinkToAPolicy)
+TEST(CPUSpeed, followsTheLinkToAPolicy)
 {
     machine.file("/sys/devices/system/cpu/cpufreq/policy3/scaling_cur_freq", "1800000\n");
     machine.file("/sys/devices/system/cpu/cpufreq/policy3/bios_limit", "3600000\n");
@@ -193,12 +193,12 @@ TEST(CPUInfoText, isOneLine)
     EXPECT_EQ(textOf(UNIXCPUInfo(0)), "0 running at 1200 / 2400 MHz usage: 12.5%");
 }
 
-TEST(CPUInfoText, isMadeOfZerosWhereTheKernelTellsNothing)
+TEST(CPUInfoText, showsZerosWhenTheFilesAreMissing)
 {
     EXPECT_EQ(textOf(UNIXCPUInfo(4294967295)), "4294967295 running at 0 / 0 MHz usage: 0%");
 }
 
-TEST(CPUInfoText, asksForUsageThenMaximumThenCurrentSpeedByTheVirtualOperations)
+TEST(CPUInfoText, callsTheVirtualUsageMaximumAndCurrentSpeedInThatOrder)
 {
     class Asked : public UNIXCPUInfo {
     public:
@@ -213,11 +213,11 @@ TEST(CPUInfoText, asksForUsageThenMaximumThenCurrentSpeedByTheVirtualOperations)
     EXPECT_EQ(processor.order, "usage maximum current ");
 }
 
-TEST(CPUInfo, isNotTouchedByTheNumbersOfTheHostsLocale)
+TEST(CPUInfo, ignoresTheHostsNumberFormat)
 {
     std::locale const host(std::locale(std::locale::classic(), new Grouping), new WideGrouping);
     GlobalLocale const installed(host);
-    // Read with the host's separator, this would be a number with its dots in the wrong places.
+    // With the host's separator, the dot would be in the wrong place.
     machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/scaling_cur_freq", "1200000.000\n");
     machine.file("/sys/devices/system/cpu/cpu1024/cpufreq/bios_limit", "2400000\n");
     machine.file("/proc/stat", "cpu1024 5000 0 0 10000 0 0 0\n");
@@ -240,7 +240,7 @@ TEST(CPUInfo, clonesToItsOwnClassAndIndex)
     EXPECT_EQ(textOf(*copy), "5 running at 0 / 0 MHz usage: 0%");
 }
 
-TEST(CPUInfo, clonesAndIsDestroyedThroughItsCloneableSide)
+TEST(CPUInfo, clonesAndIsDestroyedThroughCloneable)
 {
     dovrel::Cloneable<CPUInfo>* const original = new UNIXCPUInfo(6);
     CPUInfo* const copy = original->clone();
@@ -250,7 +250,7 @@ TEST(CPUInfo, clonesAndIsDestroyedThroughItsCloneableSide)
     cloneableSide.destroy();
 }
 
-TEST(CPUInfo, isDeletedByDestroyThroughItsVirtualDestructor)
+TEST(CPUInfo, destroyCallsTheVirtualDestructor)
 {
     class Watched : public UNIXCPUInfo {
     public:
@@ -268,12 +268,12 @@ TEST(CPUInfo, isDeletedByDestroyThroughItsVirtualDestructor)
     EXPECT_EQ(deleted, 1);
 }
 
-TEST(CPUInfo, doesNothingWhenANullOneIsDestroyedKept)
+TEST(CPUInfo, destroyIgnoresNullKept)
 {
     testkit::destroyNull<UNIXCPUInfo>();
 }
 
-TEST(CPUInfo, isMadeOnPurposeOnly)
+TEST(CPUInfo, hasAnExplicitConstructor)
 {
     EXPECT_FALSE((std::is_convertible_v<unsigned int, UNIXCPUInfo>));
     EXPECT_TRUE((std::is_constructible_v<UNIXCPUInfo, unsigned int>));

@@ -39,8 +39,8 @@ void show(Sample sample)
             + std::to_string(sample.idle) + " 0 0 0 0 0 0\n");
 }
 
-/** The load of processor 0 while /proc/stat shows one sample after the other, a second each; the
- * last one stays. */
+/** @return the usage of processor 0 while /proc/stat shows one sample a second; the last one stays.
+ */
 float usageOver(std::vector<Sample> const& samples)
 {
     size_t shown = 0;
@@ -70,7 +70,7 @@ TEST(CurrentUsage, sleepsOneSecondBetweenSamples)
     EXPECT_EQ(calls.sleeps(), std::vector<int64_t>{1'000'000});
 }
 
-TEST(CurrentUsage, waitsUntilTheBusyCounterHasMoved)
+TEST(CurrentUsage, samplesUntilTheBusyCounterMoves)
 {
     EXPECT_FLOAT_EQ(usageOver({{100, 50}, {200, 50}, {300, 50}, {350, 100}, {999, 999}}),
         100.0F - 250.0F / 300.0F * 100.0F);
@@ -90,7 +90,7 @@ TEST(CurrentUsage, takesTheFirstSampleBeforeItSleeps)
     EXPECT_EQ(traced, 1U);
 }
 
-TEST(CurrentUsage, givesUpOnAnIdleProcessorAfter101SecondSamplesKept)
+TEST(CurrentUsage, givesUpOnAnIdleProcessorAfter101SecondsKept)
 {
     show({100, 50});
     uint64_t idle = 100;
@@ -99,7 +99,7 @@ TEST(CurrentUsage, givesUpOnAnIdleProcessorAfter101SecondSamplesKept)
     EXPECT_EQ(calls.sleeps(), std::vector<int64_t>(101, 1'000'000));
 }
 
-TEST(CurrentUsage, takesTheHundredAndFirstSampleIntoAccount)
+TEST(CurrentUsage, usesTheHundredAndFirstSample)
 {
     std::vector<Sample> samples(101, Sample{100, 50});
     samples.push_back({100, 51});
@@ -107,20 +107,20 @@ TEST(CurrentUsage, takesTheHundredAndFirstSampleIntoAccount)
     EXPECT_EQ(calls.sleeps().size(), 101U);
 }
 
-TEST(CurrentUsage, isNotANumberWhereNeitherCounterMovedKept)
+TEST(CurrentUsage, isNotANumberWhenNeitherCounterMovesKept)
 {
     EXPECT_TRUE(std::isnan(usageOver({{100, 50}})));
     EXPECT_EQ(calls.sleeps().size(), 101U);
 }
 
-TEST(CurrentUsage, isNotANumberWhereTheKernelDoesNotListTheProcessor)
+TEST(CurrentUsage, isNotANumberWhenTheProcessorIsNotListed)
 {
     machine.file("/proc/stat", "cpu 1 1 1 1 1 1 1\n");
     EXPECT_TRUE(std::isnan(UNIXCPUInfo(0).getCurrentUsage()));
     EXPECT_EQ(calls.sleeps().size(), 101U);
 }
 
-TEST(CurrentUsage, isZeroAtOnceWhereThereIsNoFileKept)
+TEST(CurrentUsage, isZeroAtOnceWhenTheFileIsMissingKept)
 {
     CapturedTrace trace;
     EXPECT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 0.0F);
@@ -129,7 +129,7 @@ TEST(CurrentUsage, isZeroAtOnceWhereThereIsNoFileKept)
     EXPECT_EQ(trace.lines().size(), 1U);
 }
 
-TEST(CurrentUsage, isZeroWhereTheFileVanishesBetweenSamples)
+TEST(CurrentUsage, isZeroWhenTheFileVanishesBetweenSamples)
 {
     show({100, 50});
     calls.onSleep([&](int64_t) {
@@ -143,46 +143,46 @@ TEST(CurrentUsage, isZeroWhereTheFileVanishesBetweenSamples)
     EXPECT_FALSE(trace.contains(3, "Calculating"));
 }
 
-TEST(CurrentUsage, isRightWhereACounterPassesTwoToThe32)
+TEST(CurrentUsage, isCorrectWhenACounterWrapsAtTwoToThe32)
 {
     EXPECT_FLOAT_EQ(usageOver({{4294967290, 50}, {4294967365, 75}}), 25.0F);
     EXPECT_FLOAT_EQ(usageOver({{100, 4294967290}, {175, 4294967315}}), 25.0F);
     EXPECT_FLOAT_EQ(usageOver({{4294967295, 4294967295}, {4294967298, 4294967296}}), 25.0F);
 }
 
-TEST(CurrentUsage, isALittleBelowZeroWhereIowaitGoesBackOnAnIdleProcessorKept)
+TEST(CurrentUsage, isSlightlyNegativeWhenIowaitGoesBackKept)
 {
     // iowait goes from 50 to 48: 100 - 100 / (100 - 2) * 100.
     EXPECT_NEAR(usageOver({{0, 50}, {100, 48}}), -2.0408163, 1e-6);
     EXPECT_NEAR(usageOver({{50, 100}, {150, 90}}), -11.111111, 1e-5);
 }
 
-TEST(CurrentUsage, isFarBelowZeroWhereTheIdleCounterGoesBackKept)
+TEST(CurrentUsage, isFarBelowZeroWhenTheIdleCounterGoesBackKept)
 {
-    // 32 bits cannot tell going back by 10 from going on by 2^32 - 10.
+    // In 32 bits, -10 is 2^32 - 10.
     EXPECT_FLOAT_EQ(
         usageOver({{50, 100}, {40, 200}}), static_cast<float>(100.0 - 4294967286.0 / 90.0 * 100.0));
 }
 
-TEST(CurrentUsage, hasNoBoundWhereBothCountersMoveByTheSameTheOneBackKept)
+TEST(CurrentUsage, isMinusInfinityWhenTheDifferencesCancelOutKept)
 {
     EXPECT_EQ(usageOver({{50, 100}, {60, 90}}), -std::numeric_limits<float>::infinity());
 }
 
-TEST(CurrentUsage, isThatSinceTheBootWhereTheProcessorComes)
+TEST(CurrentUsage, isTheUsageSinceBootWhenTheProcessorComesOnline)
 {
     machine.file("/proc/stat", "cpu 1 1 1 1 1 1 1\n");
     calls.onSleep([](int64_t) { show({100, 50}); });
     EXPECT_FLOAT_EQ(UNIXCPUInfo(0).getCurrentUsage(), 100.0F / 3);
 }
 
-TEST(CurrentUsage, isJustBelowZeroWhereTheProcessorGoesKept)
+TEST(CurrentUsage, isJustBelowZeroWhenTheProcessorGoesOfflineKept)
 {
     show({100, 50});
     calls.onSleep([](int64_t) { machine.file("/proc/stat", "cpu 1 1 1 1 1 1 1\n"); });
     // Both counters go back to 0: 100 - (2^32 - 100) / (2^32 - 150) * 100.
     EXPECT_NEAR(UNIXCPUInfo(0).getCurrentUsage(), -1.164153e-6, 1e-10);
-    EXPECT_EQ(calls.sleeps().size(), 1U) << "it is not waited for";
+    EXPECT_EQ(calls.sleeps().size(), 1U) << "the query waited for the processor";
 }
 
 TEST(CurrentUsage, tracesBothSamplesAndTheResult)
@@ -205,7 +205,7 @@ TEST(CurrentUsage, isSilentBelowItsTraceLevel)
     EXPECT_TRUE(trace.lines().empty());
 }
 
-TEST(CurrentUsage, asksForItsOwnProcessor)
+TEST(CurrentUsage, readsItsOwnProcessorsLine)
 {
     machine.file("/proc/stat", "cpu0 1 0 0 1 0 0 0\ncpu7 10 0 0 10 0 0 0\n");
     calls.onSleep(
@@ -217,7 +217,7 @@ namespace {
 
 std::atomic<unsigned> alarms{0};
 
-/** Interrupts the threads of this program every 10 ms while it lives, as a host's timer does. */
+/** Sends SIGALRM to the program every 10 ms during its lifetime, as a host's timer does. */
 class IntervalTimer : dovrel::noncopyable_::noncopyable {
 public:
     IntervalTimer()
@@ -244,17 +244,17 @@ private:
     struct sigaction m_former { };
 };
 
-/** Keeps SIGALRM from threads that are started while it lives. */
-class AlarmsElsewhere : dovrel::noncopyable_::noncopyable {
+/** Blocks SIGALRM in threads that start during its lifetime. */
+class AlarmBlock : dovrel::noncopyable_::noncopyable {
 public:
-    AlarmsElsewhere()
+    AlarmBlock()
     {
         sigset_t alarm;
         sigemptyset(&alarm);
         sigaddset(&alarm, SIGALRM);
         ::pthread_sigmask(SIG_BLOCK, &alarm, &m_former);
     }
-    ~AlarmsElsewhere() { ::pthread_sigmask(SIG_SETMASK, &m_former, nullptr); }
+    ~AlarmBlock() { ::pthread_sigmask(SIG_SETMASK, &m_former, nullptr); }
 
 private:
     sigset_t m_former;
@@ -262,7 +262,7 @@ private:
 
 }
 
-TEST(CurrentUsage, isThatOfAWholeSecondWhereATimerInterruptsItsSleep)
+TEST(CurrentUsage, coversAWholeSecondWhenATimerInterruptsTheSleep)
 {
     using namespace std::chrono_literals;
     calls.sleepForReal();
@@ -270,10 +270,10 @@ TEST(CurrentUsage, isThatOfAWholeSecondWhereATimerInterruptsItsSleep)
     auto const begin = std::chrono::steady_clock::now();
     std::thread kernel;
     {
-        AlarmsElsewhere const block;
+        AlarmBlock const block;
         kernel = std::thread([&] {
             std::this_thread::sleep_until(begin + 300ms);
-            show({100, 51}); // Whoever looks now finds 100 %.
+            show({100, 51}); // A sample now gives 100 %.
             std::this_thread::sleep_until(begin + 600ms);
             show({175, 75});
         });
@@ -287,5 +287,5 @@ TEST(CurrentUsage, isThatOfAWholeSecondWhereATimerInterruptsItsSleep)
     kernel.join();
     EXPECT_FLOAT_EQ(usage, 25.0F);
     EXPECT_GE(duration, 1s);
-    EXPECT_GE(alarms, 10U) << "there was nothing to withstand";
+    EXPECT_GE(alarms, 10U) << "too few reads were interrupted";
 }

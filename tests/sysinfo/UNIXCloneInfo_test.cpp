@@ -1,4 +1,4 @@
-// The record of a recovery. What a query puts into it is in recovery_query_test.cpp.
+// The record of a recovery. recovery_query_test.cpp tests the query.
 
 #include "sysinfo/UNIXSystemInformation.h"
 #include "tests/sysinfo/null_object.h"
@@ -14,7 +14,7 @@ namespace {
 using UNIXCloneInfo = sysinfo::UNIXSystemInformation::UNIXCloneInfo;
 using CloneInfo = sysinfo::SystemInformation::CloneInfo;
 
-/** A different value in each field. */
+/** @return a record with a different value in each field. */
 UNIXCloneInfo sample()
 {
     return {5000, 2, 37, 200, 1000, 10, 500, 11, 12, 13, 14, 15.5, L"the tape is torn, alas"};
@@ -55,7 +55,7 @@ private:
 
 }
 
-TEST(CloneInfo, tellsWhatItWasMadeOf)
+TEST(CloneInfo, returnsItsConstructorArguments)
 {
     expectSample(sample());
 }
@@ -83,14 +83,14 @@ TEST(CloneInfo, holdsEveryFieldToItsLimits)
     EXPECT_EQ(textOf(record), "Progress: 4294967295 / 4294967295 operation = 4294967295");
 }
 
-TEST(CloneInfo, isOneLineOfText)
+TEST(CloneInfo, toStringReturnsOneLine)
 {
     EXPECT_EQ(textOf(sample()), "Progress: 10 / 200 operation = 5000");
     EXPECT_EQ(textOf(UNIXCloneInfo(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, L"")),
         "Progress: 0 / 0 operation = 0");
 }
 
-TEST(CloneInfo, givesItsErrorAway)
+TEST(CloneInfo, returnsACopyOfItsError)
 {
     UNIXCloneInfo const record = sample();
     dovrel::string error = record.getLastError();
@@ -111,7 +111,7 @@ TEST(CloneInfo, clonesToItsOwnClassAndFields)
     expectSample(*copy);
 }
 
-TEST(CloneInfo, isCopiedByItsOwnersCopy)
+TEST(CloneInfo, isClonedWhenValuePtrIsCopied)
 {
     dovrel::value_ptr<CloneInfo> original(new UNIXCloneInfo(sample()));
     dovrel::value_ptr<CloneInfo> const copy(original);
@@ -119,7 +119,7 @@ TEST(CloneInfo, isCopiedByItsOwnersCopy)
     expectSample(*copy);
 }
 
-TEST(CloneInfo, clonesAndIsDestroyedThroughItsCloneableSide)
+TEST(CloneInfo, clonesAndIsDestroyedThroughCloneable)
 {
     dovrel::Cloneable<CloneInfo>* const original = new UNIXCloneInfo(sample());
     CloneInfo* const copy = original->clone();
@@ -129,7 +129,7 @@ TEST(CloneInfo, clonesAndIsDestroyedThroughItsCloneableSide)
     cloneableSide.destroy();
 }
 
-TEST(CloneInfo, isDeletedByDestroyThroughItsVirtualDestructor)
+TEST(CloneInfo, destroyCallsTheVirtualDestructor)
 {
     int deleted = 0;
     auto* const record = new Watched(deleted);
@@ -141,7 +141,7 @@ TEST(CloneInfo, isDeletedByDestroyThroughItsVirtualDestructor)
     EXPECT_EQ(deleted, 2);
 }
 
-TEST(CloneInfo, doesNothingWhenANullOneIsDestroyedKept)
+TEST(CloneInfo, destroyIgnoresNullKept)
 {
     testkit::destroyNull<UNIXCloneInfo>();
 }

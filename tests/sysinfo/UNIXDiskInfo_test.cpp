@@ -49,7 +49,7 @@ protected:
 
 }
 
-TEST_F(MountedDisk, tellsItsMountPointAndTheDisksBeneath)
+TEST_F(MountedDisk, returnsItsMountPointAndParentDisks)
 {
     UNIXDiskInfo const disk(L"/data", disks({L"sdb", L"sda"}));
     EXPECT_EQ(text(disk.getDiskName()), "/data");
@@ -57,19 +57,19 @@ TEST_F(MountedDisk, tellsItsMountPointAndTheDisksBeneath)
     EXPECT_TRUE(UNIXDiskInfo(L"/data", {}).getParentDisks().empty());
 }
 
-TEST_F(MountedDisk, asksItsFilesystemAgainAfterSignals)
+TEST_F(MountedDisk, retriesStatvfsAfterSignals)
 {
     m_calls.filesystem("/data", filesystemOf(100, 80, 1000));
-    m_calls.interruptAsking("/data", 3);
+    m_calls.interruptStatvfs("/data", 3);
     UNIXDiskInfo const disk(L"/data", {});
     EXPECT_EQ(disk.getDiskSizeInBytes(), 100'000U);
-    m_calls.interruptAsking("/data", 3);
+    m_calls.interruptStatvfs("/data", 3);
     EXPECT_EQ(disk.getDiskFreeInBytes(), 80'000U);
-    m_calls.interruptAsking("/data", 1);
+    m_calls.interruptStatvfs("/data", 1);
     EXPECT_EQ(text(disk.toString()), "/data 80000/100000 across 0 disks");
 }
 
-TEST_F(MountedDisk, hasCopiesOfTheDisksBeneathAndGivesCopiesAway)
+TEST_F(MountedDisk, copiesItsParentDisksInAndOut)
 {
     Parents parents = disks({L"sda"});
     UNIXDiskInfo const disk(L"/", parents);
@@ -79,16 +79,16 @@ TEST_F(MountedDisk, hasCopiesOfTheDisksBeneathAndGivesCopiesAway)
     EXPECT_EQ(ids(disk.getParentDisks()), "sda ");
 }
 
-TEST_F(MountedDisk, isAsLargeAsItsBlocksTimesTheirPreferredSizeKept)
+TEST_F(MountedDisk, multipliesBlocksByThePreferredBlockSizeKept)
 {
-    // Not the size of fragments, and with the blocks that are the superuser's.
+    // Uses f_bsize, not f_frsize, and f_bfree, not f_bavail.
     m_calls.filesystem("/boot", filesystemOf(100, 80, 1000));
     UNIXDiskInfo const disk(L"/boot", {});
     EXPECT_EQ(disk.getDiskSizeInBytes(), 100'000U);
     EXPECT_EQ(disk.getDiskFreeInBytes(), 80'000U);
 }
 
-TEST_F(MountedDisk, tellsWhatTheRealFilesystemTells)
+TEST_F(MountedDisk, agreesWithStatvfsOfARealFilesystem)
 {
     machine.folder("/data");
     struct statvfs status { };
@@ -108,7 +108,7 @@ TEST_F(MountedDisk, hasASizeBeyond32Bits)
     EXPECT_EQ(disk.getDiskFreeInBytes(), 281474976645120U);
 }
 
-TEST_F(MountedDisk, countsNoMoreThan32BitsOfItsBlocksButAllOfTheFreeOnesKept)
+TEST_F(MountedDisk, cutsTotalBlocksTo32BitsButNotFreeBlocksKept)
 {
     m_calls.filesystem("/data", filesystemOf(4294967296 + 7, 4294967296 + 5, 4096));
     UNIXDiskInfo const disk(L"/data", {});
@@ -116,7 +116,7 @@ TEST_F(MountedDisk, countsNoMoreThan32BitsOfItsBlocksButAllOfTheFreeOnesKept)
     EXPECT_EQ(disk.getDiskFreeInBytes(), 17592186064896U);
 }
 
-TEST_F(MountedDisk, asksForItsSizeOnceAndForTheFreeSpaceEveryTime)
+TEST_F(MountedDisk, readsItsSizeOnceAndItsFreeSpaceOnEveryCall)
 {
     m_calls.filesystem("/data", filesystemOf(100, 80, 1));
     UNIXDiskInfo const disk(L"/data", {});
@@ -125,22 +125,22 @@ TEST_F(MountedDisk, asksForItsSizeOnceAndForTheFreeSpaceEveryTime)
     EXPECT_EQ(disk.getDiskSizeInBytes(), 100U);
     m_calls.filesystem("/data", filesystemOf(200, 20, 1));
     EXPECT_EQ(disk.getDiskFreeInBytes(), 20U);
-    EXPECT_EQ(m_calls.filesystemsAsked(), std::vector<std::string>(3, "/data"));
+    EXPECT_EQ(m_calls.statvfsPaths(), std::vector<std::string>(3, "/data"));
 }
 
-TEST_F(MountedDisk, hasNoFiguresWhereTheFilesystemCannotBeAsked)
+TEST_F(MountedDisk, returnsZerosWhenStatvfsFails)
 {
     UNIXDiskInfo const disk(L"/gone", {});
     EXPECT_EQ(disk.getDiskSizeInBytes(), 0U);
     EXPECT_EQ(disk.getDiskFreeInBytes(), 0U);
     EXPECT_EQ(text(disk.toString()), "/gone 0/0 across 0 disks");
 
-    // It may go away, and come, while the record lives.
+    // The filesystem may appear during the record's lifetime.
     m_calls.filesystem("/gone", filesystemOf(9, 5, 2));
     EXPECT_EQ(text(disk.toString()), "/gone 10/0 across 0 disks");
 }
 
-TEST_F(MountedDisk, showsItselfInOneLine)
+TEST_F(MountedDisk, toStringReturnsOneLine)
 {
     m_calls.filesystem("/boot", filesystemOf(100, 80, 1000));
     EXPECT_EQ(text(UNIXDiskInfo(L"/boot", disks({L"sda"})).toString()),
@@ -150,7 +150,7 @@ TEST_F(MountedDisk, showsItselfInOneLine)
         "/a b 18446744069414584320/18446744065119617025 across 3 disks");
 }
 
-TEST_F(MountedDisk, isClonedWithAllThatItKnows)
+TEST_F(MountedDisk, cloneCopiesEveryField)
 {
     m_calls.filesystem("/boot", filesystemOf(100, 80, 1000));
     auto original = std::make_unique<UNIXDiskInfo>(L"/boot", disks({L"sda", L"sdb"}));
@@ -163,7 +163,7 @@ TEST_F(MountedDisk, isClonedWithAllThatItKnows)
     EXPECT_EQ(ids(copy->getParentDisks()), "sda sdb ");
 }
 
-TEST_F(MountedDisk, isDestroyedThroughItsVirtualDestructor)
+TEST_F(MountedDisk, destroyCallsTheVirtualDestructor)
 {
     struct Counting : UNIXDiskInfo {
         explicit Counting(int& deleted) : UNIXDiskInfo(L"/", disks({L"sda"})), count(deleted) { }

@@ -64,7 +64,7 @@ void expectSomeAdapter(SystemInformation::NetworkInfo const& adapter)
     EXPECT_TRUE(adapter.getGatewayAddrs().empty());
 }
 
-/** A locale of a host that groups the digits of its numbers. */
+/** A host's number format that groups digits. */
 class Grouping : public std::numpunct<wchar_t> {
     std::string do_grouping() const override { return "\1"; }
     wchar_t do_thousands_sep() const override { return L'a'; }
@@ -96,12 +96,12 @@ TEST(NetworkAdapter, isEmptyByDefault)
     EXPECT_EQ(narrow(adapter.toString()), " (00:00:00:00:00:00:00:00) [] []");
 }
 
-TEST(NetworkAdapter, tellsWhatItWasMadeOf)
+TEST(NetworkAdapter, returnsItsConstructorArguments)
 {
     expectSomeAdapter(someAdapter());
 }
 
-TEST(NetworkAdapter, givesCopies)
+TEST(NetworkAdapter, returnsCopies)
 {
     UNIXNetworkInfo const adapter = someAdapter();
     adapter.getIPAddrs().clear();
@@ -112,13 +112,13 @@ TEST(NetworkAdapter, givesCopies)
     expectSomeAdapter(adapter);
 }
 
-TEST(NetworkAdapter, writesNameAddressesAndMasks)
+TEST(NetworkAdapter, toStringWritesNameAddressesAndMasks)
 {
     EXPECT_EQ(narrow(someAdapter().toString()),
         "eth0 (00:0c:29:aa:bb:cc:00:00) [10.0.0.5,fe80::20c:29ff:feaa:bbcc] [255.255.255.0]");
 }
 
-TEST(NetworkAdapter, writesInvalidForWhatIsNoAddress)
+TEST(NetworkAdapter, toStringWritesInvalidAddressesAsInvalid)
 {
     UNIXNetworkInfo const adapter(string("lo"), string("m"), {}, addresses({"", "127.0.0.1", "x"}),
         {string("255.0.0.0"), string("nonsense"), string()}, {});
@@ -126,7 +126,7 @@ TEST(NetworkAdapter, writesInvalidForWhatIsNoAddress)
         "lo (00:00:00:00:00:00:00:00) [<invalid>,127.0.0.1,<invalid>] [255.0.0.0,nonsense,]");
 }
 
-TEST(NetworkAdapter, isClonedWithAllThatItHas)
+TEST(NetworkAdapter, cloneCopiesEveryField)
 {
     value_ptr<SystemInformation::NetworkInfo> copy;
     {
@@ -138,7 +138,7 @@ TEST(NetworkAdapter, isClonedWithAllThatItHas)
     EXPECT_NE(dynamic_cast<UNIXNetworkInfo const*>(copy.get()), nullptr);
 }
 
-TEST(NetworkAdapter, isDeletedByDestroyThroughItsVirtualDestructor)
+TEST(NetworkAdapter, destroyCallsTheVirtualDestructor)
 {
     int deleted = 0;
     (new CountedAdapter(deleted))->UNIXNetworkInfo::destroy();
@@ -146,7 +146,7 @@ TEST(NetworkAdapter, isDeletedByDestroyThroughItsVirtualDestructor)
     testkit::destroyNull<UNIXNetworkInfo>();
 }
 
-TEST(NetworkAdapter, isDestroyedByItsOwner)
+TEST(NetworkAdapter, isDestroyedByValuePtr)
 {
     int deleted = 0;
     {
@@ -155,7 +155,7 @@ TEST(NetworkAdapter, isDestroyedByItsOwner)
     EXPECT_EQ(deleted, 1);
 }
 
-TEST(Netmask, isDottedOfAHexadecimalNumber)
+TEST(Netmask, convertsAHexadecimalNumberToDottedForm)
 {
     EXPECT_EQ(converted("0xffffff00"), "255.255.255.0");
     EXPECT_EQ(converted("ffffff00"), "255.255.255.0");
@@ -169,14 +169,14 @@ TEST(Netmask, isDottedOfAHexadecimalNumber)
     EXPECT_EQ(converted("0xff.0"), "0.0.0.255");
 }
 
-TEST(Netmask, takesDecimalDigitsForHexadecimalOnesKept)
+TEST(Netmask, readsDecimalDigitsAsHexadecimalKept)
 {
     EXPECT_EQ(converted("24"), "0.0.0.36");
     EXPECT_EQ(converted("8"), "0.0.0.8");
     EXPECT_EQ(converted("255"), "0.0.2.85");
 }
 
-TEST(Netmask, isLeftAloneWhereItIsAnythingElse)
+TEST(Netmask, keepsOtherText)
 {
     for (std::string const mask : {"255.255.255.0", "0.0.0.0", "255.255.0xff.0", "nonsense", "24 ",
              " 24", "ffffff0g", "0Xffffff00", "-1", "+ff", "ff:ff"})
@@ -184,14 +184,14 @@ TEST(Netmask, isLeftAloneWhereItIsAnythingElse)
     EXPECT_EQ(UNIXNetworkInfo::convertMask(string(L"\u0661")), string(L"\u0661"));
 }
 
-TEST(Netmask, isLeftAloneWhereItOnlyLooksLikeANumber)
+TEST(Netmask, keepsPrefixesWithoutDigitsAndNumbersBeyond32Bits)
 {
     for (std::string const mask :
         {"", "0x", "0xg", "0x ", "100000000", "0x100000000", "fffffffffffffffffffffffff"})
         EXPECT_EQ(converted(mask), mask);
 }
 
-TEST(Netmask, isReadWithoutTheHostsGrouping)
+TEST(Netmask, ignoresTheHostsNumberFormat)
 {
     std::locale const former = std::locale::global(std::locale(std::locale(), new Grouping));
     std::string const text = converted("ffaa0000");

@@ -21,7 +21,7 @@ namespace {
 
 using Processors = std::vector<value_ptr<sysinfo::SystemInformation::CPUInfo>>;
 
-/** @return how many processors a /proc/stat of this text has. */
+/** @return the number of processors that the query finds in @p text as /proc/stat. */
 size_t countIn(std::string_view text)
 {
     machine.file("/proc/stat", text);
@@ -30,7 +30,7 @@ size_t countIn(std::string_view text)
     return processors.size();
 }
 
-/** @return the index of a record: the first figure of its text. */
+/** @return the index of a record, the first number of `toString()`. */
 std::string indexOf(sysinfo::SystemInformation::CPUInfo const& processor)
 {
     std::string const text = static_cast<char const*>(processor.toString());
@@ -39,7 +39,7 @@ std::string indexOf(sysinfo::SystemInformation::CPUInfo const& processor)
 
 }
 
-TEST(GetCPUs, countsTheProcessorsButNotTheirSum)
+TEST(GetCPUs, countsTheProcessorsButNotTheTotalsLine)
 {
     EXPECT_EQ(countIn("cpu  30 0 30 300 0 0 0 0 0 0\n"
                       "cpu0 10 0 10 100 0 0 0 0 0 0\n"
@@ -59,12 +59,12 @@ TEST(GetCPUs, countsWordsThatBeginWithCpuAndEndInADigit)
     EXPECT_EQ(countIn("CPU0 xcpu0 cp0 0cpu0"), 0U);
 }
 
-TEST(GetCPUs, looksAtEveryWordOfEveryLineKept)
+TEST(GetCPUs, checksEveryWordOfEveryLineKept)
 {
     EXPECT_EQ(countIn("intr 5 cpu0\n\n  \tcpu1 1 2 cpu2 cpu3x\ncpu\n4\n"), 3U);
 }
 
-TEST(GetCPUs, numbersDenselyFromZeroWhateverTheKernelsNumbersKept)
+TEST(GetCPUs, numbersProcessorsFromZeroWithoutGapsKept)
 {
     machine.file("/proc/stat", "cpu 1\ncpu2 1 0 0 1\ncpu5 1 0 0 1\ncpu64 1 0 0 1\n");
     Processors processors;
@@ -74,7 +74,7 @@ TEST(GetCPUs, numbersDenselyFromZeroWhateverTheKernelsNumbersKept)
         EXPECT_EQ(indexOf(*processors[i]), std::to_string(i));
 }
 
-TEST(GetCPUs, appendsToTheListThatItIsGiven)
+TEST(GetCPUs, appendsToTheCallersList)
 {
     machine.file("/proc/stat", "cpu0 1\ncpu1 1\n");
     Processors processors(1);
@@ -88,7 +88,7 @@ TEST(GetCPUs, appendsToTheListThatItIsGiven)
     EXPECT_EQ(indexOf(*processors[3]), "0");
 }
 
-TEST(GetCPUs, readsTheFileAfreshOnEveryCall)
+TEST(GetCPUs, readsTheFileAgainOnEveryCall)
 {
     EXPECT_EQ(countIn("cpu0 1\n"), 1U);
     EXPECT_EQ(countIn("cpu0 1\ncpu1 1\ncpu2 1\n"), 3U);
@@ -111,14 +111,14 @@ TEST(GetCPUs, readsLinesThatEndInCarriageReturns)
     EXPECT_EQ(countIn("cpu 1 2\r\ncpu0 1 2\r\ncpu1\r\n"), 2U);
 }
 
-TEST(GetCPUs, takesNulBytesForPartsOfWords)
+TEST(GetCPUs, treatsNulBytesAsPartsOfWords)
 {
     using namespace std::string_view_literals;
     EXPECT_EQ(countIn("cpu 1\ncpu0 1 2\n\0\0\0\0"sv), 1U);
     EXPECT_EQ(countIn("cpu0 1\ncpu1\0 1\ncpu\0002 1\n"sv), 2U);
 }
 
-TEST(GetCPUs, readsOverALineOfAMebibyte)
+TEST(GetCPUs, acceptsLinesOfAMebibyte)
 {
     std::string text = "cpu0 1\nintr";
     while (text.size() < 1024 * 1024)
@@ -136,7 +136,7 @@ TEST(GetCPUs, findsAThousandProcessors)
     EXPECT_EQ(countIn(text), 1000U);
 }
 
-TEST(GetCPUs, saysFalseAndLeavesTheListAloneWhereThereIsNoFile)
+TEST(GetCPUs, returnsFalseAndKeepsTheListWhenTheFileIsMissing)
 {
     Processors processors(2);
     CapturedTrace trace;
@@ -146,7 +146,7 @@ TEST(GetCPUs, saysFalseAndLeavesTheListAloneWhereThereIsNoFile)
     EXPECT_EQ(trace.text(1), "Failed to open: /proc/stat\n");
 }
 
-TEST(GetCPUs, saysFalseWhereTheFileMayNotBeRead)
+TEST(GetCPUs, returnsFalseWhenTheFileIsUnreadable)
 {
     machine.file("/proc/stat", "cpu0 1\n");
     std::filesystem::permissions("/proc/stat", std::filesystem::perms::none);
@@ -157,7 +157,7 @@ TEST(GetCPUs, saysFalseWhereTheFileMayNotBeRead)
     EXPECT_EQ(trace.text(1), "Failed to open: /proc/stat\n");
 }
 
-TEST(GetCPUs, isNotHeldByAFifoThatNobodyWritesTo)
+TEST(GetCPUs, doesNotBlockOnAFifoWithoutAWriter)
 {
     machine.folder("/proc");
     ASSERT_EQ(::mkfifo("/proc/stat", 0644), 0);
@@ -166,15 +166,15 @@ TEST(GetCPUs, isNotHeldByAFifoThatNobodyWritesTo)
     EXPECT_TRUE(processors.empty());
 }
 
-TEST(GetCPUs, withstandsReadsOfSingleBytesBetweenSignals)
+TEST(GetCPUs, acceptsReadsOfSingleBytesBetweenSignals)
 {
     testkit::ReadCalls reads("/proc/stat");
     reads.giveSingleBytesBetweenSignals();
     EXPECT_EQ(countIn("cpu 1\ncpu0 1\ncpu1 1\n"), 2U);
-    EXPECT_GE(reads.failures(), 20U) << "there was nothing to withstand";
+    EXPECT_GE(reads.failures(), 20U) << "too few reads were interrupted";
 }
 
-TEST(GetCPUs, countsWhatCameBeforeAReadThatFails)
+TEST(GetCPUs, countsProcessorsReadBeforeAnError)
 {
     testkit::ReadCalls reads("/proc/stat");
     reads.failBehind(std::string_view("cpu 1\ncpu0 1\n").size(), EIO);
@@ -182,7 +182,7 @@ TEST(GetCPUs, countsWhatCameBeforeAReadThatFails)
     EXPECT_EQ(reads.failures(), 1U);
 }
 
-TEST(GetCPUs, tracesEveryProcessorThatItFinds)
+TEST(GetCPUs, tracesEveryProcessor)
 {
     CapturedTrace trace(3);
     EXPECT_EQ(countIn("cpu 1\ncpu0 1\ncpu7a 1\ncpu12 1\n"), 2U);

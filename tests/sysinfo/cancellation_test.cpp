@@ -1,5 +1,5 @@
-// Threads that the host cancels inside a query, pthread_cancel(3). A request that is pending from
-// the beginning takes effect at the first cancellation point that the query does not hold back.
+// Threads that the host cancels during a query, pthread_cancel(3). A pending request takes effect
+// at the first cancellation point where cancellation is enabled.
 
 #include "common/platform/CancellationBlock.h"
 #include "sysinfo/LinuxSystemInformation.h"
@@ -35,12 +35,12 @@ using UNIXCPUInfo = sysinfo::UNIXSystemInformation::UNIXCPUInfo;
 using UNIXDiskInfo = sysinfo::UNIXSystemInformation::UNIXDiskInfo;
 using LinuxPhysicalDiskInfo = LinuxSystemInformation::LinuxPhysicalDiskInfo;
 
-/** A thread that does something and then comes to a cancellation point of its own. */
+/** A thread that runs a function and then reaches a cancellation point. */
 class HostsThread {
 public:
     explicit HostsThread(std::function<void()> work) : m_work(std::move(work)) { }
 
-    /** Runs it to its end. @param isCancelled whether it is cancelled before it begins. */
+    /** Runs and joins the thread. @param isCancelled whether a request is pending at its start. */
     void run(bool isCancelled = true)
     {
         m_isCancelled = isCancelled;
@@ -72,7 +72,7 @@ private:
     bool m_wasCancelled = false;
 };
 
-/** An operation with the result that it has in the machine of these tests. */
+/** An operation and its result on the fake machine of these tests. */
 struct Operation {
     char const* name;
     std::function<double()> run;
@@ -195,7 +195,7 @@ protected:
 
 }
 
-TEST_F(CancelledThread, completesTheQueryThatItIsInAndEndsBehindIt)
+TEST_F(CancelledThread, completesTheCurrentQueryAndThenEnds)
 {
     for (Operation const& operation : operations()) {
         SCOPED_TRACE(operation.name);
@@ -206,7 +206,7 @@ TEST_F(CancelledThread, completesTheQueryThatItIsInAndEndsBehindIt)
         double result = -2;
         HostsThread thread([&] { result = operation.run(); });
         thread.run();
-        EXPECT_TRUE(thread.hasDoneItsWork()) << "it ended within";
+        EXPECT_TRUE(thread.hasDoneItsWork()) << "the query was cancelled";
         EXPECT_EQ(result, operation.result);
         EXPECT_TRUE(thread.wasCancelled());
         testkit::expectNoChildren();
@@ -235,7 +235,7 @@ TEST_F(CancelledThread, completesAQueryThatThrows)
     EXPECT_TRUE(thread.wasCancelled());
 }
 
-TEST_F(CancelledThread, completesALoadSampleOf101SecondsThatItIsCancelledIn)
+TEST_F(CancelledThread, completesALoadSampleOf101Seconds)
 {
     unsigned sleeps = 0;
     pthread_t sampler{};
@@ -257,7 +257,7 @@ TEST_F(CancelledThread, completesALoadSampleOf101SecondsThatItIsCancelledIn)
     EXPECT_TRUE(thread.wasCancelled());
 }
 
-TEST_F(CancelledThread, ofTheAsynchronousTypeEndsWhenTheQueryHasReturned)
+TEST_F(CancelledThread, endsAfterTheQueryWhenItsTypeIsAsynchronous)
 {
     pthread_t sampler{};
     unsigned sleeps = 0;
@@ -273,11 +273,12 @@ TEST_F(CancelledThread, ofTheAsynchronousTypeEndsWhenTheQueryHasReturned)
     });
     thread.run(false);
     EXPECT_EQ(sleeps, 1U);
-    // The C library does not report a thread as cancelled that ends where its state is restored.
+    // The C library does not report PTHREAD_CANCELED for a thread that ends as its state is
+    // restored.
     EXPECT_FALSE(thread.hasDoneItsWork());
 }
 
-TEST_F(CancelledThread, keepsACancelStateThatItHasSetItself)
+TEST_F(CancelledThread, keepsItsOwnCancelState)
 {
     for (int const state : {PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DISABLE}) {
         for (Operation const& operation : operations()) {
@@ -294,7 +295,7 @@ TEST_F(CancelledThread, keepsACancelStateThatItHasSetItself)
     }
 }
 
-TEST(CancellationBlock, holdsBackUntilTheOutermostEnds)
+TEST(CancellationBlock, delaysCancellationUntilTheOutermostBlockEnds)
 {
     HostsThread thread([] {
         dovrel::CancellationBlock const outer;
@@ -309,7 +310,7 @@ TEST(CancellationBlock, holdsBackUntilTheOutermostEnds)
     EXPECT_TRUE(thread.wasCancelled()) << "at the thread's own cancellation point";
 }
 
-// POSIX leaves open whether statvfs(3) is a cancellation point; here it is one.
+// POSIX allows statvfs(3) to be a cancellation point; here it is one.
 extern "C" __attribute__((visibility("default"))) int statvfs(
     char const* path, struct statvfs* out) noexcept
 {

@@ -32,7 +32,7 @@ std::string text(dovrel::string const& value)
     return static_cast<char const*>(value);
 }
 
-/** One line a mount: `/data: sda sdb`. */
+/** @return one line per mount, such as `/data: sda sdb`. */
 std::string lines(Disks const& disks)
 {
     std::string all;
@@ -47,7 +47,7 @@ std::string lines(Disks const& disks)
 
 class DisksQuery : public testing::Test {
 protected:
-    std::string answer()
+    std::string query()
     {
         Disks disks;
         m_calls.forget();
@@ -55,7 +55,7 @@ protected:
         return lines(disks);
     }
 
-    /** Makes a file of each device and lists it in the kernel's table, too. */
+    /** Creates a file and a line of /proc/partitions for each device. */
     static void showDevices(std::initializer_list<char const*> names)
     {
         std::string table = "major minor  #blocks  name\n\n";
@@ -71,39 +71,39 @@ protected:
 
 }
 
-TEST_F(DisksQuery, tellsMountsWithTheDisksBeneath)
+TEST_F(DisksQuery, listsMountsWithTheirDisks)
 {
     showDevices({"sda", "sda1", "sdb", "sdb1"});
     machine.file("/proc/mounts",
         "rootfs / rootfs rw 0 0\n/dev/sdb1 /data ext4 rw 0 0\n"
         "proc /proc proc rw 0 0\n/dev/sda1 / ext4 rw 0 0\n");
-    EXPECT_EQ(answer(), "/: sda\n/data: sdb\n");
+    EXPECT_EQ(query(), "/: sda\n/data: sdb\n");
 }
 
-TEST_F(DisksQuery, tellsMountsInTheOrderOfTheirBytes)
+TEST_F(DisksQuery, sortsMountsByTheirBytes)
 {
     showDevices({"sda", "sda1"});
     machine.file("/proc/mounts",
         "/dev/sda1 /b x\n/dev/sda1 /a/b x\n/dev/sda1 /a-b x\n"
         "/dev/sda1 /B x\n/dev/sda1 / x\n");
-    EXPECT_EQ(answer(), "/: sda\n/B: sda\n/a-b: sda\n/a/b: sda\n/b: sda\n");
+    EXPECT_EQ(query(), "/: sda\n/B: sda\n/a-b: sda\n/a/b: sda\n/b: sda\n");
 }
 
-TEST_F(DisksQuery, tellsTheDeviceThatWasMountedLastOverAPoint)
+TEST_F(DisksQuery, reportsTheLastDeviceOfAMountPoint)
 {
     showDevices({"sda", "sda1", "sdb", "sdb1"});
     machine.file("/proc/mounts", "/dev/sda1 /mnt ext4 rw 0 0\n/dev/sdb1 /mnt ext4 rw 0 0\n");
-    EXPECT_EQ(answer(), "/mnt: sdb\n");
+    EXPECT_EQ(query(), "/mnt: sdb\n");
 }
 
 TEST_F(DisksQuery, endsAtABlankLineKept)
 {
     showDevices({"sda", "sda1"});
     machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n\n/dev/sda1 /data ext4 rw 0 0\n");
-    EXPECT_EQ(answer(), "/: sda\n");
+    EXPECT_EQ(query(), "/: sda\n");
 }
 
-TEST_F(DisksQuery, tellsTheFiguresOfEachFilesystem)
+TEST_F(DisksQuery, reportsTheSizesOfEachFilesystem)
 {
     showDevices({"sda", "sda1"});
     machine.file("/proc/mounts", "/dev/sda1 /boot ext4 rw 0 0\n/dev/sda1 /gone ext4 rw 0 0\n");
@@ -115,27 +115,27 @@ TEST_F(DisksQuery, tellsTheFiguresOfEachFilesystem)
     EXPECT_EQ(text(disks[1]->toString()), "/gone 0/0 across 1 disks");
 }
 
-TEST_F(DisksQuery, asksNoFilesystemThatItDoesNotTell)
+TEST_F(DisksQuery, callsStatvfsOnlyForListedMounts)
 {
-    // A hung file server would hold the caller.
+    // A hung file server would block the caller.
     showDevices({"sda", "sda1"});
     machine.file("/proc/mounts",
         "nas:/export /nas nfs rw 0 0\nsystemd-1 /auto autofs rw 0 0\n"
         "/dev/sda1 / ext4 rw 0 0\n");
-    answer();
-    EXPECT_EQ(m_calls.filesystemsAsked(), std::vector<std::string>{"/"});
+    query();
+    EXPECT_EQ(m_calls.statvfsPaths(), std::vector<std::string>{"/"});
 }
 
-TEST_F(DisksQuery, tellsAndAsksForNamesAsTheKernelEscapesThemKept)
+TEST_F(DisksQuery, keepsTheKernelsEscapesInNamesKept)
 {
     showDevices({"sda", "sda1"});
     machine.folder("/my disk");
     machine.file("/proc/mounts", "/dev/sda1 /my\\040disk ext4 rw 0 0\n");
-    EXPECT_EQ(answer(), "/my\\040disk: sda\n");
-    EXPECT_EQ(m_calls.filesystemsAsked(), std::vector<std::string>{"/my\\040disk"});
+    EXPECT_EQ(query(), "/my\\040disk: sda\n");
+    EXPECT_EQ(m_calls.statvfsPaths(), std::vector<std::string>{"/my\\040disk"});
 }
 
-TEST_F(DisksQuery, addsToTheListThatItIsGiven)
+TEST_F(DisksQuery, appendsToTheCallersList)
 {
     showDevices({"sda", "sda1"});
     machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
@@ -146,14 +146,14 @@ TEST_F(DisksQuery, addsToTheListThatItIsGiven)
     EXPECT_EQ(lines(disks), "/: sda\n/: sda\n");
 }
 
-TEST_F(DisksQuery, saysFalseAndLeavesTheListAloneWithoutTheMounts)
+TEST_F(DisksQuery, returnsFalseAndKeepsTheListWithoutTheMountTable)
 {
     showDevices({"sda"});
     Disks disks(1);
     CapturedTrace trace;
     EXPECT_FALSE(LinuxSystemInformation().getDisksInternal(disks));
     EXPECT_EQ(disks.size(), 1U);
-    ASSERT_EQ(trace.lines().size(), 1U) << "the disks are not looked at";
+    ASSERT_EQ(trace.lines().size(), 1U) << "the query also looked at the disks";
     EXPECT_EQ(trace.text(1), "Failed to open /proc/mounts\n");
     EXPECT_EQ(trace.lines()[0].scope.rfind(
                   "virtual bool sysinfo::UNIXSystemInformation::getDisksInternal(std::vector<", 0),
@@ -161,7 +161,7 @@ TEST_F(DisksQuery, saysFalseAndLeavesTheListAloneWithoutTheMounts)
         << trace.lines()[0];
 }
 
-TEST_F(DisksQuery, saysFalseWhereTheMountsCannotBeOpened)
+TEST_F(DisksQuery, returnsFalseWhenTheMountTableIsUnreadable)
 {
     showDevices({"sda"});
     machine.file("/proc/mounts", "");
@@ -170,7 +170,7 @@ TEST_F(DisksQuery, saysFalseWhereTheMountsCannotBeOpened)
     EXPECT_FALSE(LinuxSystemInformation().getDisksInternal(disks));
 }
 
-TEST_F(DisksQuery, saysFalseAndLeavesTheListAloneWithoutThePhysicalDisks)
+TEST_F(DisksQuery, returnsFalseAndKeepsTheListWithoutThePartitionTable)
 {
     machine.file("/dev/sda1", "");
     machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
@@ -180,10 +180,10 @@ TEST_F(DisksQuery, saysFalseAndLeavesTheListAloneWithoutThePhysicalDisks)
     EXPECT_EQ(disks.size(), 1U);
     ASSERT_EQ(trace.lines().size(), 1U);
     EXPECT_EQ(trace.text(1), "Failed to open: /proc/partitions\n");
-    EXPECT_TRUE(m_calls.filesystemsAsked().empty());
+    EXPECT_TRUE(m_calls.statvfsPaths().empty());
 }
 
-TEST_F(DisksQuery, asksItsOwnObjectForThePhysicalDisks)
+TEST_F(DisksQuery, callsTheVirtualPhysicalDisksQuery)
 {
     struct TwoDisks : LinuxSystemInformation {
         bool getPhysicalDisksInternal(
@@ -202,7 +202,7 @@ TEST_F(DisksQuery, asksItsOwnObjectForThePhysicalDisks)
     EXPECT_EQ(lines(disks), "/: sdb sdb\n");
 }
 
-TEST_F(DisksQuery, skipsNullRecordsOfItsOwnObjectsPhysicalDisks)
+TEST_F(DisksQuery, skipsNullPhysicalDisks)
 {
     struct WithNulls : LinuxSystemInformation {
         bool getPhysicalDisksInternal(
@@ -221,7 +221,7 @@ TEST_F(DisksQuery, skipsNullRecordsOfItsOwnObjectsPhysicalDisks)
     EXPECT_EQ(lines(disks), "/: sda\n");
 }
 
-TEST_F(DisksQuery, resolvesTheDeviceOfEachMountAnew)
+TEST_F(DisksQuery, resolvesTheDeviceAgainForEachMount)
 {
     showDevices({"sda", "sda1", "sdb", "sdb1", "dm-0"});
     machine.link("/dev/root", "sda1");
@@ -230,7 +230,7 @@ TEST_F(DisksQuery, resolvesTheDeviceOfEachMountAnew)
         "/dev/root /1 ext4 rw 0 0\n/dev/mapper/vg-root /2 ext4 rw 0 0\n"
         "/dev/root /3 ext4 rw 0 0\n");
     machine.tool("/sbin/pvdisplay", "ln -sfn sdb1 /dev/root");
-    EXPECT_EQ(answer(), "/1: sda\n/2:\n/3: sdb\n");
+    EXPECT_EQ(query(), "/1: sda\n/2:\n/3: sdb\n");
 }
 
 TEST_F(DisksQuery, needsNoWorkingDirectory)
@@ -241,42 +241,42 @@ TEST_F(DisksQuery, needsNoWorkingDirectory)
         "/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n/dev/sda1 /data ext4 rw 0 0\n");
     machine.tool("/sbin/pvdisplay", "echo /dev/mapper/vg:/dev/sda:");
     testkit::RemovedWorkingDirectory const gone;
-    EXPECT_EQ(answer(), "/: sda:\n/data:\n");
+    EXPECT_EQ(query(), "/: sda:\n/data:\n");
 }
 
-TEST_F(DisksQuery, tellsNothingOfAMachineWithoutMounts)
+TEST_F(DisksQuery, returnsAnEmptyListWithoutMounts)
 {
     showDevices({"sda"});
     machine.file("/proc/mounts", "");
-    EXPECT_EQ(answer(), "");
+    EXPECT_EQ(query(), "");
 }
 
-TEST_F(DisksQuery, tellsAMountOfADeviceThatIsNotThereWithoutDisks)
+TEST_F(DisksQuery, listsAMountOfAMissingDeviceWithoutDisks)
 {
     showDevices({"sda"});
     machine.file("/proc/mounts", "/dev/root / ext4 rw 0 0\n/dev/sda\\040x /x ext4 rw 0 0\n");
     CapturedTrace trace;
-    EXPECT_EQ(answer(), "/:\n/x:\n");
+    EXPECT_EQ(query(), "/:\n/x:\n");
     EXPECT_EQ(trace.text(2),
         "Don't know what to do with device: /dev/root\n"
         "Don't know what to do with device: /dev/sda\\040x\n");
     EXPECT_EQ(trace.text(1), "");
 }
 
-TEST_F(DisksQuery, tellsAMountOfADeviceInAnotherFolderWithoutDisks)
+TEST_F(DisksQuery, listsAMountOfADeviceInASubfolderWithoutDisks)
 {
     showDevices({"sda", "cciss/c0d0p1"});
     machine.file("/proc/mounts", "/dev/cciss/c0d0p1 / ext3 rw 0 0\n");
     CapturedTrace trace;
-    EXPECT_EQ(answer(), "/:\n");
+    EXPECT_EQ(query(), "/:\n");
     EXPECT_EQ(trace.text(2), "Don't know what to do with device: /dev/cciss/c0d0p1\n");
 }
 
-TEST_F(DisksQuery, findsNoDiskForPartitionsOfAnotherFormKept)
+TEST_F(DisksQuery, findsNoDiskForNvmePartitionsKept)
 {
     showDevices({"nvme0n1", "nvme0n1p1", "sda"});
     machine.file("/proc/mounts", "/dev/nvme0n1p1 / ext4 rw 0 0\n");
-    EXPECT_EQ(answer(), "/:\n");
+    EXPECT_EQ(query(), "/:\n");
 }
 
 TEST_F(DisksQuery, followsLinksToTheDevice)
@@ -288,46 +288,46 @@ TEST_F(DisksQuery, followsLinksToTheDevice)
         "/dev/disk/by-uuid/1234 / ext4 rw 0 0\n/dev/root /r ext4 rw 0 0\n"
         "/dev/./mapper/../sda1 /s ext4 rw 0 0\n");
     machine.folder("/dev/mapper");
-    EXPECT_EQ(answer(), "/: sda\n/r: sda\n/s: sda\n");
+    EXPECT_EQ(query(), "/: sda\n/r: sda\n/s: sda\n");
 }
 
-TEST_F(DisksQuery, tellsNoDiskOfUSB)
+TEST_F(DisksQuery, omitsUsbDisks)
 {
     showDevices({"sda", "sda1", "sdb", "sdb1"});
     m_calls.bus("/dev/sdb", 4);
     machine.folder("/proc/scsi/usb-storage/4");
     machine.file("/proc/mounts", "/dev/sdb1 /stick vfat rw 0 0\n/dev/sda1 / ext4 rw 0 0\n");
-    EXPECT_EQ(answer(), "/: sda\n/stick:\n");
+    EXPECT_EQ(query(), "/: sda\n/stick:\n");
 }
 
-TEST_F(DisksQuery, tellsTheDisksOfALogicalVolumeInTheOrderOfThePhysicalDisks)
+TEST_F(DisksQuery, listsTheDisksOfALogicalVolumeInPhysicalDiskOrder)
 {
-    // The names of the disks have to end in the colon that goes on with the tool's field.
+    // The query passes on the tool's second field with its colon.
     showDevices({"sdb:", "sda2:", "sdc:", "dm-0"});
     machine.link("/dev/mapper/vg-root", "../dm-0");
     machine.file("/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n");
     machine.tool(
         "/sbin/pvdisplay", "echo /dev/mapper/vg:/dev/sda2:x\necho /dev/mapper/vg:/dev/sdb:x");
-    EXPECT_EQ(answer(), "/: sdb: sda2:\n");
+    EXPECT_EQ(query(), "/: sdb: sda2:\n");
 }
 
-TEST_F(DisksQuery, tellsNoDiskOfALogicalVolumeAsTheToolReallyWritesItKept)
+TEST_F(DisksQuery, findsNoDiskInRealPvdisplayOutputKept)
 {
     showDevices({"sda", "sda2", "dm-0"});
     machine.link("/dev/mapper/vg-root", "../dm-0");
     machine.file("/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n");
     machine.tool("/sbin/pvdisplay", "echo '  /dev/sda2:vg:974716928:-1:8:8:-1:4096:118984'");
-    EXPECT_EQ(answer(), "/:\n");
+    EXPECT_EQ(query(), "/:\n");
 }
 
-TEST_F(DisksQuery, passesOnThatTheNamesOfVolumesAreMissing)
+TEST_F(DisksQuery, throwsWhenDevMapperCannotBeRead)
 {
     testkit::DescriptorGuard const guard;
     showDevices({"sda", "dm-0"});
     machine.file("/proc/mounts", "/dev/dm-0 / ext4 rw 0 0\n");
     for (unsigned i = 0; i < 10'000; ++i) {
         if (i == 5'000)
-            machine.link("/dev/mapper/gone", "../dm-9"); // Now it is a name that leads nowhere.
+            machine.link("/dev/mapper/gone", "../dm-9"); // From here on a link dangles.
         Disks disks;
         m_calls.forget();
         ASSERT_THROW(
@@ -335,72 +335,64 @@ TEST_F(DisksQuery, passesOnThatTheNamesOfVolumesAreMissing)
     }
 }
 
-TEST_F(DisksQuery, tellsAMountWhoseNamesAreLongerThanAnyPath)
+TEST_F(DisksQuery, listsAMountWithNamesLongerThanPathMax)
 {
     showDevices({"sda", "sda1"});
     std::string const point = '/' + std::string(15'395, 'p');
     std::string const device = "/dev/" + std::string(15'395, 'd');
     machine.file(
         "/proc/mounts", "/dev/sda1 " + point + " ext4 rw 0 0\n" + device + " /x ext4 rw 0 0\n");
-    EXPECT_EQ(answer(), point + ": sda\n/x:\n");
+    EXPECT_EQ(query(), point + ": sda\n/x:\n");
 }
 
-TEST_F(DisksQuery, isNotHeldByFifosThatNobodyWritesTo)
+TEST_F(DisksQuery, doesNotBlockOnFifosWithoutAWriter)
 {
     showDevices({"sda"});
     machine.remove("/proc/partitions");
     ASSERT_EQ(::mkfifo("/proc/partitions", 0644), 0);
     machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
-    EXPECT_EQ(answer(), "/:\n");
+    EXPECT_EQ(query(), "/:\n");
     machine.remove("/proc/mounts");
     ASSERT_EQ(::mkfifo("/proc/mounts", 0644), 0);
-    EXPECT_EQ(answer(), "");
+    EXPECT_EQ(query(), "");
 }
 
-TEST_F(DisksQuery, withstandsReadsOfSingleBytesBetweenSignals)
+TEST_F(DisksQuery, acceptsReadsOfSingleBytesBetweenSignals)
 {
     showDevices({"sda", "sda1"});
     machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n/dev/sda1 /data ext4 rw 0 0\n");
     testkit::ReadCalls reads("/proc/mounts");
     reads.giveSingleBytesBetweenSignals();
-    EXPECT_EQ(answer(), "/: sda\n/data: sda\n");
-    EXPECT_GE(reads.failures(), 50U) << "there was nothing to withstand";
+    EXPECT_EQ(query(), "/: sda\n/data: sda\n");
+    EXPECT_GE(reads.failures(), 50U) << "too few reads were interrupted";
 }
 
-TEST_F(DisksQuery, tellsWhatCameBeforeAReadThatFails)
+TEST_F(DisksQuery, listsMountsReadBeforeAnError)
 {
     showDevices({"sda", "sda1"});
     std::string const first = "/dev/sda1 / ext4 rw 0 0\n";
     machine.file("/proc/mounts", first + "/dev/sda1 /data ext4 rw 0 0\n");
     testkit::ReadCalls reads("/proc/mounts");
     reads.failBehind(first.size(), EIO);
-    EXPECT_EQ(answer(), "/: sda\n");
+    EXPECT_EQ(query(), "/: sda\n");
     EXPECT_GE(reads.failures(), 1U);
 }
 
-TEST_F(DisksQuery, opensNothingThatMightBecomeTheHostsTerminal)
+TEST_F(DisksQuery, opensEveryFileCloseOnExecAndNotAsATerminal)
 {
     showDevices({"sda", "sda1"});
     machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
-    answer();
+    query();
     EXPECT_EQ(m_calls.opened().size(), 4U);
-    for (auto const& [path, flags] : m_calls.opened())
+    for (auto const& [path, flags] : m_calls.opened()) {
         EXPECT_NE(flags & O_NOCTTY, 0) << path;
-}
-
-TEST_F(DisksQuery, opensNothingThatAChildWouldInherit)
-{
-    showDevices({"sda", "sda1"});
-    machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
-    answer();
-    EXPECT_FALSE(m_calls.opened().empty());
-    for (auto const& [path, flags] : m_calls.opened())
         EXPECT_NE(flags & O_CLOEXEC, 0) << path;
+    }
 }
 
-TEST_F(DisksQuery, startsTheToolWithNoDescriptorOfItsOwn)
+TEST_F(DisksQuery, passesNoDescriptorsToPvdisplay)
 {
-    // The real tool complains of each one that it inherits.
+    // The real tool warns about each inherited descriptor.
     showDevices({"sda", "dm-0"});
     machine.link("/dev/mapper/vg-root", "../dm-0");
     machine.file("/proc/mounts", "/dev/mapper/vg-root / ext4 rw 0 0\n");
@@ -410,11 +402,11 @@ TEST_F(DisksQuery, startsTheToolWithNoDescriptorOfItsOwn)
     ASSERT_EQ(std::system("pvdisplay"), 0);
     std::string const inherited = testkit::contentsOf("/tmp/open");
     machine.remove("/tmp/open");
-    answer();
+    query();
     EXPECT_EQ(testkit::contentsOf("/tmp/open"), inherited);
 }
 
-TEST_F(DisksQuery, tellsTenThousandMounts)
+TEST_F(DisksQuery, listsTenThousandMounts)
 {
     showDevices({"sda", "sda1"});
     std::string mounts;
@@ -427,21 +419,21 @@ TEST_F(DisksQuery, tellsTenThousandMounts)
     ASSERT_EQ(disks.size(), 10'000U);
     EXPECT_EQ(text(disks[9'999]->getDiskName()), "/mnt/9999");
     EXPECT_EQ(disks[9'999]->getParentDisks().size(), 1U);
-    // One question a mount; the disks are looked at once for all.
-    EXPECT_EQ(m_calls.filesystemsAsked().size(), 10'000U);
+    // One statvfs(3) per mount; the disks are opened once.
+    EXPECT_EQ(m_calls.statvfsPaths().size(), 10'000U);
     EXPECT_EQ(m_calls.opened().size(), 4U);
 }
 
-TEST_F(DisksQuery, leavesNoDescriptorInTenThousandRounds)
+TEST_F(DisksQuery, leaksNoDescriptorInTenThousandCalls)
 {
     showDevices({"sda", "sda1"});
     machine.file("/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n");
     testkit::DescriptorGuard const guard;
     for (unsigned i = 0; i < 10'000; ++i)
-        ASSERT_EQ(answer(), "/: sda\n");
+        ASSERT_EQ(query(), "/: sda\n");
 }
 
-TEST_F(DisksQuery, leavesNeitherDescriptorNorChildInAHundredRoundsWithTheTool)
+TEST_F(DisksQuery, leaksNoDescriptorOrChildInAHundredCallsWithPvdisplay)
 {
     showDevices({"sda", "dm-0"});
     machine.link("/dev/mapper/vg-root", "../dm-0");
@@ -449,6 +441,6 @@ TEST_F(DisksQuery, leavesNeitherDescriptorNorChildInAHundredRoundsWithTheTool)
     machine.tool("/sbin/pvdisplay", "echo /dev/mapper/vg:/dev/sda:");
     testkit::DescriptorGuard const guard;
     for (unsigned i = 0; i < 100; ++i)
-        ASSERT_EQ(answer(), "/:\n");
+        ASSERT_EQ(query(), "/:\n");
     testkit::expectNoChildren();
 }

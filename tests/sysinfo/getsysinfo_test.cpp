@@ -1,5 +1,4 @@
-// What the library itself tells of the machine, from the firmware's files; which processor that
-// runs on is the real machine's.
+// The library's own getsysinfo with fake firmware files. The processor is the real machine's.
 
 #include "common/platform/getsysinfo.h"
 
@@ -18,7 +17,7 @@ namespace {
 
 constexpr size_t LONGEST = GETSYSINFO_TEXT_SIZE - 1;
 
-/** Asks, and sees that nothing but the three texts is written. */
+/** Calls getsysinfo, and checks that it writes nothing outside the three buffers. */
 struct Identification {
     Identification()
     {
@@ -53,25 +52,25 @@ std::string vendorFrom(std::string_view text)
 
 }
 
-TEST(Getsysinfo, tellsVendorProductAndVersionOfTheFirmware)
+TEST(Getsysinfo, returnsVendorProductAndVersionOfTheFirmware)
 {
     firmware("sys_vendor", "A vendor\n");
     firmware("product_name", "A product\n");
     firmware("product_version", "1.0\n");
     firmware("bios_vendor", "Another\n");
-    Identification const told;
-    EXPECT_EQ(told.result, 0);
-    EXPECT_EQ(told.texts[0], "A vendor");
-    EXPECT_EQ(told.texts[1], "A product");
-    EXPECT_EQ(told.texts[2], "1.0");
-    EXPECT_GE(told.code, 0);
-    EXPECT_LE(told.code, 11);
+    Identification const result;
+    EXPECT_EQ(result.result, 0);
+    EXPECT_EQ(result.texts[0], "A vendor");
+    EXPECT_EQ(result.texts[1], "A product");
+    EXPECT_EQ(result.texts[2], "1.0");
+    EXPECT_GE(result.code, 0);
+    EXPECT_LE(result.code, 11);
 }
 
-TEST(Getsysinfo, leavesEmptyWhatTheFirmwareDoesNotTell)
+TEST(Getsysinfo, returnsEmptyStringsForMissingFiles)
 {
     Identification const nothing;
-    // The processor, which can always be asked, tells whether there is a hypervisor.
+    // Succeeds, as the processor reports a hypervisor without firmware files.
     EXPECT_EQ(nothing.result, 0);
     EXPECT_EQ(nothing.texts[0] + nothing.texts[1] + nothing.texts[2], "");
     firmware("product_name", "A product");
@@ -95,7 +94,7 @@ TEST(Getsysinfo, cutsAtFortySevenBytesOnACharactersBoundary)
     EXPECT_EQ(vendorFrom(std::string(100'000, 'x')), x);
 }
 
-TEST(Getsysinfo, takesTheBlanksOffTheEndsOfATextOnly)
+TEST(Getsysinfo, trimsBlanksAtBothEnds)
 {
     using namespace std::string_view_literals;
     EXPECT_EQ(vendorFrom("  To Be Filled By O.E.M.  \r\n"), "To Be Filled By O.E.M.");
@@ -108,7 +107,7 @@ TEST(Getsysinfo, takesTheBlanksOffTheEndsOfATextOnly)
     EXPECT_EQ(vendorFrom("a\xFF\xFE"), "a\xFF\xFE");
 }
 
-TEST(Getsysinfo, tellsTheHypervisorThatTheFirmwareNames)
+TEST(Getsysinfo, returnsTheHypervisorThatTheFirmwareNames)
 {
     firmware("sys_vendor", "innotek GmbH\n");
     firmware("product_name", "VirtualBox\n");
@@ -124,23 +123,23 @@ TEST(Getsysinfo, tellsTheHypervisorThatTheFirmwareNames)
     EXPECT_EQ(Identification().code, 10);
 }
 
-TEST(Getsysinfo, looksForTheNameBeforeItCutsTheText)
+TEST(Getsysinfo, detectsTheHypervisorBeforeItCutsTheString)
 {
     firmware("sys_vendor", "Parallels International GmbH with a very long name indeed.\n");
     firmware("product_name", "Parallels Virtual Platform\n");
-    Identification const told;
-    EXPECT_EQ(told.code, 7);
-    EXPECT_EQ(told.texts[0].size(), LONGEST);
+    Identification const result;
+    EXPECT_EQ(result.code, 7);
+    EXPECT_EQ(result.texts[0].size(), LONGEST);
 }
 
-TEST(Getsysinfo, takesWhatCannotBeReadForAbsent)
+TEST(Getsysinfo, treatsUnreadableFilesAsMissing)
 {
     firmware("product_name", "A product\n");
     machine.folder("/sys/class/dmi/id/sys_vendor");
     firmware("product_version", "secret\n");
     std::filesystem::permissions("/sys/class/dmi/id/product_version", std::filesystem::perms::none);
-    Identification const told;
-    EXPECT_EQ(told.result, 0);
-    EXPECT_EQ(told.texts[0] + told.texts[2], "");
-    EXPECT_EQ(told.texts[1], "A product");
+    Identification const result;
+    EXPECT_EQ(result.result, 0);
+    EXPECT_EQ(result.texts[0] + result.texts[2], "");
+    EXPECT_EQ(result.texts[1], "A product");
 }

@@ -1,5 +1,4 @@
-// A host that is linked with the library and has classes of its own with the library's global
-// names.
+// A host that is linked with the library and defines global classes with the same names.
 
 #include "sysinfo/SystemInformation.h"
 #include "tests/support/CapturedTrace.h"
@@ -27,7 +26,7 @@ protected:
 
 }
 
-TEST_F(HostNames, areTheHostsWhereTheHostUsesThem)
+TEST_F(HostNames, resolveToTheHostsClassesInTheHost)
 {
     testkit::useHostClasses();
     EXPECT_EQ(testkit::takeHostCalls(),
@@ -51,7 +50,7 @@ TEST_F(HostNames, areNeverCalledByTheMemoryQuery)
     EXPECT_EQ(testkit::takeHostCalls(), Calls());
 }
 
-TEST_F(HostNames, areNeverCalledByTheListsOfAdaptersAndMounts)
+TEST_F(HostNames, areNeverCalledByTheAdapterAndMountQueries)
 {
     machine.tool("/sbin/ifconfig", "echo 'eth0: x'; echo 'lo: x'");
     machine.tool("/sbin/route", "exit 0");

@@ -26,7 +26,7 @@ constexpr uint64_t UNTOUCHED_FREE = 12;
 
 constexpr char MEMINFO[] = "MemTotal: 8000000 kB\nMemFree: 3000000 kB\nMemAvailable: 5 kB\n";
 
-void expectKernelsFigures(bool known, uint64_t total, uint64_t free)
+void expectFigures(bool known, uint64_t total, uint64_t free)
 {
     uint64_t totalKiB = UNTOUCHED_TOTAL;
     uint64_t freeKiB = UNTOUCHED_FREE;
@@ -36,131 +36,126 @@ void expectKernelsFigures(bool known, uint64_t total, uint64_t free)
     EXPECT_EQ(freeKiB, free);
 }
 
-void expectKernelsFigures(std::string_view meminfo, bool known, uint64_t total, uint64_t free)
+void expectFigures(std::string_view meminfo, bool known, uint64_t total, uint64_t free)
 {
     SCOPED_TRACE(meminfo.substr(0, 100));
     machine.file("/proc/meminfo", meminfo);
-    expectKernelsFigures(known, total, free);
+    expectFigures(known, total, free);
 }
 
 }
 
-TEST(KernelMemoryQuery, tellsBothFigures)
+TEST(KernelMemoryQuery, returnsTotalAndFreeMemory)
 {
-    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(MEMINFO, true, 8000000, 3000000);
 }
 
-TEST(KernelMemoryQuery, startsNoTool)
+TEST(KernelMemoryQuery, doesNotRunDmidecode)
 {
     machine.tool("/usr/sbin/dmidecode", "echo ran >/ran");
-    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(MEMINFO, true, 8000000, 3000000);
     EXPECT_FALSE(std::filesystem::exists("/ran"));
 }
 
-TEST(KernelMemoryQuery, saysFalseWithTheOneFigureThatItFound)
+TEST(KernelMemoryQuery, returnsFalseWithTheOneFigureThatItFinds)
 {
-    expectKernelsFigures("MemTotal: 7 kB\nBuffers: 1 kB\n", false, 7, UNTOUCHED_FREE);
-    expectKernelsFigures("MemFree: 3 kB\nBuffers: 1 kB\n", false, UNTOUCHED_TOTAL, 3);
-    expectKernelsFigures("MemTotal: 7 kB\nMemFree:\n", false, 7, UNTOUCHED_FREE);
+    expectFigures("MemTotal: 7 kB\nBuffers: 1 kB\n", false, 7, UNTOUCHED_FREE);
+    expectFigures("MemFree: 3 kB\nBuffers: 1 kB\n", false, UNTOUCHED_TOTAL, 3);
+    expectFigures("MemTotal: 7 kB\nMemFree:\n", false, 7, UNTOUCHED_FREE);
 }
 
-TEST(KernelMemoryQuery, saysFalseAndLeavesTheOutputsAloneWithoutFigures)
+TEST(KernelMemoryQuery, returnsFalseAndKeepsTheOutputsWithoutFigures)
 {
-    expectKernelsFigures("", false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
-    expectKernelsFigures("MemTotal:7 kB\n", false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
-    // The table that kernels before 2.6 put first.
-    expectKernelsFigures("        total:    used:    free:\nMem: 526110720 500051968 26058752\n"
-                         "MemTotal: 513780 kB\nMemFree: 25448 kB\n",
+    expectFigures("", false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    expectFigures("MemTotal:7 kB\n", false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    // The table at the beginning in kernels before 2.6.
+    expectFigures("        total:    used:    free:\nMem: 526110720 500051968 26058752\n"
+                  "MemTotal: 513780 kB\nMemFree: 25448 kB\n",
         false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
 }
 
-TEST(KernelMemoryQuery, saysFalseAndLeavesTheOutputsAloneWhereThereIsNoFile)
+TEST(KernelMemoryQuery, returnsFalseAndKeepsTheOutputsWhenTheFileIsMissing)
 {
-    uint64_t total = UNTOUCHED_TOTAL;
-    uint64_t free = UNTOUCHED_FREE;
     CapturedTrace trace;
-    LinuxSystemInformation const information;
-    EXPECT_FALSE(information.UNIXSystemInformation::getMemoryInfo(total, free));
-    EXPECT_EQ(total, UNTOUCHED_TOTAL);
-    EXPECT_EQ(free, UNTOUCHED_FREE);
+    expectFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
     EXPECT_TRUE(trace.lines().empty());
 }
 
-TEST(KernelMemoryQuery, saysFalseWhereThereIsSomethingElseThanAFile)
+TEST(KernelMemoryQuery, returnsFalseForAFolderALinkLoopADanglingLinkAndAFifo)
 {
     machine.folder("/proc/meminfo");
-    expectKernelsFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    expectFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
     for (char const* const target : {"meminfo", "nowhere"}) {
         machine.remove("/proc/meminfo");
         machine.link("/proc/meminfo", target);
-        expectKernelsFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+        expectFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
     }
     machine.remove("/proc/meminfo");
-    ASSERT_EQ(::mkfifo("/proc/meminfo", 0644), 0); // Nobody writes to it.
-    expectKernelsFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    ASSERT_EQ(::mkfifo("/proc/meminfo", 0644), 0); // Without a writer.
+    expectFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
 }
 
-TEST(KernelMemoryQuery, readsAFileThatIsNotKnownToHaveASize)
+TEST(KernelMemoryQuery, readsAFifoThatHasData)
 {
     machine.folder("/proc");
     ASSERT_EQ(::mkfifo("/proc/meminfo", 0644), 0);
     int const kernel = ::open("/proc/meminfo", O_RDWR | O_CLOEXEC);
     ASSERT_GE(kernel, 0);
     EXPECT_GT(::write(kernel, MEMINFO, sizeof MEMINFO - 1), 0);
-    expectKernelsFigures(true, 8000000, 3000000);
+    expectFigures(true, 8000000, 3000000);
     ::close(kernel);
 }
 
-TEST(KernelMemoryQuery, withstandsReadsOfSingleBytesBetweenSignals)
+TEST(KernelMemoryQuery, acceptsReadsOfSingleBytesBetweenSignals)
 {
     testkit::ReadCalls reads("/proc/meminfo");
     reads.giveSingleBytesBetweenSignals();
-    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
-    EXPECT_GE(reads.failures(), 40U) << "there was nothing to withstand";
+    expectFigures(MEMINFO, true, 8000000, 3000000);
+    EXPECT_GE(reads.failures(), 40U) << "too few reads were interrupted";
 }
 
-TEST(KernelMemoryQuery, tellsWhatCameBeforeAReadThatFails)
+TEST(KernelMemoryQuery, returnsFiguresReadBeforeAnError)
 {
     for (int const code : {EIO, EAGAIN, EBUSY}) {
         testkit::ReadCalls reads("/proc/meminfo");
         reads.failBehind(std::string_view("MemTotal: 8000000 kB\nMemFree: ").size(), code);
-        expectKernelsFigures(MEMINFO, false, 8000000, UNTOUCHED_FREE);
+        expectFigures(MEMINFO, false, 8000000, UNTOUCHED_FREE);
         EXPECT_EQ(reads.failures(), 1U);
     }
 }
 
 TEST(KernelMemoryQuery, readsTheFourLinesOfAContainer)
 {
-    expectKernelsFigures("MemTotal: 524288 kB\nMemFree: 401408 kB\nCached: 0 kB\nBuffers: 0 kB\n",
-        true, 524288, 401408);
-    expectKernelsFigures("MemTotal: 0 kB\nMemFree: 0 kB\n", true, 0, 0);
+    expectFigures("MemTotal: 524288 kB\nMemFree: 401408 kB\nCached: 0 kB\nBuffers: 0 kB\n", true,
+        524288, 401408);
+    expectFigures("MemTotal: 0 kB\nMemFree: 0 kB\n", true, 0, 0);
 }
 
 TEST(KernelMemoryQuery, readsTheLinesOfA32BitKernel)
 {
-    expectKernelsFigures("MemTotal: 2075428 kB\nMemFree: 1771036 kB\nHighTotal: 1179296 kB\n"
-                         "HighFree: 1 kB\nLowTotal: 896132 kB\nLowFree: 2 kB\n",
+    expectFigures("MemTotal: 2075428 kB\nMemFree: 1771036 kB\nHighTotal: 1179296 kB\n"
+                  "HighFree: 1 kB\nLowTotal: 896132 kB\nLowFree: 2 kB\n",
         true, 2075428, 1771036);
 }
 
-TEST(KernelMemoryQuery, tellsFiguresBeyond32Bits)
+TEST(KernelMemoryQuery, returnsFiguresBeyond32Bits)
 {
-    expectKernelsFigures(
+    expectFigures(
         "MemTotal: 400016779264 kB\nMemFree: 4294967296 kB\n", true, 400016779264U, 4294967296U);
 }
 
 TEST(KernelMemoryQuery, readsTheRecordedFiles)
 {
     std::string const folder = "/testkit/recorded/proc-meminfo/";
-    expectKernelsFigures(contentsOf(folder + "made-good.txt"), true, 16275348, 9120576);
-    expectKernelsFigures(contentsOf(folder + "made-odd.txt"), true, 400016779264U, 4294967301U);
-    expectKernelsFigures(contentsOf(folder + "made-broken.txt"), false, 16275348, UNTOUCHED_FREE);
+    expectFigures(contentsOf(folder + "made-good.txt"), true, 16275348, 9120576);
+    expectFigures(contentsOf(folder + "made-odd.txt"), true, 400016779264U, 4294967301U);
+    expectFigures(contentsOf(folder + "made-broken.txt"), false, 16275348, UNTOUCHED_FREE);
 }
 
 TEST(KernelMemoryQuery, tracesTheFiguresAtLevelThree)
 {
     CapturedTrace trace;
-    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(MEMINFO, true, 8000000, 3000000);
     EXPECT_EQ(trace.text(3), "Total Memory: 8000000\nFree Memory: 3000000\n");
     ASSERT_EQ(trace.lines().size(), 2U);
     for (testkit::TraceLine const& line : trace.lines())
@@ -172,20 +167,20 @@ TEST(KernelMemoryQuery, tracesTheFiguresAtLevelThree)
 TEST(KernelMemoryQuery, tracesFiguresBeyond32Bits)
 {
     CapturedTrace trace(3);
-    expectKernelsFigures("MemTotal: 400016779264 kB\n", false, 400016779264U, UNTOUCHED_FREE);
+    expectFigures("MemTotal: 400016779264 kB\n", false, 400016779264U, UNTOUCHED_FREE);
     EXPECT_EQ(trace.text(3), "Total Memory: 400016779264\n");
 }
 
-TEST(KernelMemoryQuery, tracesEachFigureAsItIsMet)
+TEST(KernelMemoryQuery, tracesEachMatchingLineIncludingRepeats)
 {
     CapturedTrace trace(3);
-    expectKernelsFigures("MemFree: 3 kB\nMemFree: 4 kB\nMemTotal: 7 kB\n", true, 7, 4);
+    expectFigures("MemFree: 3 kB\nMemFree: 4 kB\nMemTotal: 7 kB\n", true, 7, 4);
     EXPECT_EQ(trace.text(3), "Free Memory: 3\nFree Memory: 4\nTotal Memory: 7\n");
 }
 
 TEST(KernelMemoryQuery, isSilentBelowItsTraceLevel)
 {
     CapturedTrace trace(2);
-    expectKernelsFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(MEMINFO, true, 8000000, 3000000);
     EXPECT_TRUE(trace.lines().empty());
 }

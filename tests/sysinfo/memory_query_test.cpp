@@ -1,5 +1,5 @@
-// The memory queries in a machine of one's own. A dump of less than 256 bytes arrives in one piece,
-// so that no size line is lost in it.
+// The memory query on a fake machine. A dump below 256 bytes arrives in one read, which loses no
+// size line.
 
 #include "common/basic/processstream/src/process_exception.h"
 #include "sysinfo/LinuxSystemInformation.h"
@@ -30,14 +30,14 @@ constexpr uint64_t UNTOUCHED_FREE = 12;
 constexpr char MEMINFO[] = "MemTotal: 8000000 kB\nMemFree: 3000000 kB\nMemAvailable: 5 kB\n";
 constexpr char MODULES[] = "Memory Device\n\tSize: 4096 MB\n\nMemory Device\n\tSize: 4 GB\n";
 
-/** What the Linux query answers. */
-struct Answer {
+/** The result of the Linux query. */
+struct Result {
     bool known = false;
     uint64_t total = UNTOUCHED_TOTAL;
     uint64_t free = UNTOUCHED_FREE;
     std::optional<dovrel::reason_type> thrown;
 
-    Answer()
+    Result()
     {
         try {
             known = LinuxSystemInformation().getMemoryInfo(total, free);
@@ -47,16 +47,16 @@ struct Answer {
     }
 };
 
-void expectAnswer(bool known, uint64_t total, uint64_t free)
+void expectResult(bool known, uint64_t total, uint64_t free)
 {
-    Answer const answer;
-    EXPECT_FALSE(answer.thrown);
-    EXPECT_EQ(answer.known, known);
-    EXPECT_EQ(answer.total, total);
-    EXPECT_EQ(answer.free, free);
+    Result const result;
+    EXPECT_FALSE(result.thrown);
+    EXPECT_EQ(result.known, known);
+    EXPECT_EQ(result.total, total);
+    EXPECT_EQ(result.free, free);
 }
 
-/** Makes a dmidecode that prints @p dump and then does @p then. */
+/** Makes a dmidecode that prints @p dump and then runs the commands @p then. */
 void dmidecodePrints(std::string_view dump, std::string const& then = "")
 {
     machine.file("/dump", dump);
@@ -69,97 +69,97 @@ TEST(MemoryQuery, raisesTheTotalToTheSumOfTheModules)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES);
-    expectAnswer(true, 8388608, 3000000);
+    expectResult(true, 8388608, 3000000);
 }
 
-TEST(MemoryQuery, leavesATotalAloneThatIsNotBelowTheSum)
+TEST(MemoryQuery, keepsATotalThatIsNotBelowTheSum)
 {
     dmidecodePrints(MODULES);
     machine.file("/proc/meminfo", "MemTotal: 8388608 kB\nMemFree: 3 kB\n");
-    expectAnswer(true, 8388608, 3);
+    expectResult(true, 8388608, 3);
     machine.file("/proc/meminfo", "MemTotal: 8388609 kB\nMemFree: 3 kB\n");
-    expectAnswer(true, 8388609, 3);
+    expectResult(true, 8388609, 3);
     machine.file("/proc/meminfo", "MemTotal: 8388607 kB\nMemFree: 3 kB\n");
-    expectAnswer(true, 8388608, 3);
+    expectResult(true, 8388608, 3);
 }
 
-TEST(MemoryQuery, keepsTheKernelsTotalWhereThereIsNoTool)
+TEST(MemoryQuery, keepsTheKernelsTotalWithoutDmidecode)
 {
     machine.file("/proc/meminfo", MEMINFO);
     CapturedTrace trace;
-    expectAnswer(true, 8000000, 3000000);
+    expectResult(true, 8000000, 3000000);
     EXPECT_EQ(trace.text(4), "");
     EXPECT_EQ(trace.text(1) + trace.text(2), "");
 }
 
-TEST(MemoryQuery, keepsTheKernelsTotalWhereTheToolMayNotBeRun)
+TEST(MemoryQuery, keepsTheKernelsTotalWhenDmidecodeIsNotExecutable)
 {
     machine.file("/proc/meminfo", MEMINFO);
     machine.file("/usr/sbin/dmidecode", "#!/bin/sh\necho 'Memory Device'\n");
     CapturedTrace trace(4);
-    expectAnswer(true, 8000000, 3000000);
+    expectResult(true, 8000000, 3000000);
     EXPECT_EQ(trace.text(4), "");
 }
 
-TEST(MemoryQuery, keepsTheKernelsTotalWhereTheToolPrintsNothing)
+TEST(MemoryQuery, keepsTheKernelsTotalWhenDmidecodePrintsNothing)
 {
     machine.file("/proc/meminfo", MEMINFO);
     machine.tool("/usr/sbin/dmidecode", "exit 0");
     CapturedTrace trace(4);
-    expectAnswer(true, 8000000, 3000000);
+    expectResult(true, 8000000, 3000000);
     EXPECT_EQ(trace.text(4), "dmidecode ran successfully, found: 0\n");
 }
 
-TEST(MemoryQuery, keepsTheKernelsTotalWhereTheToolMayNotReadTheTables)
+TEST(MemoryQuery, keepsTheKernelsTotalWhenDmidecodeLacksPermission)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints("# dmidecode 3.4\nScanning /dev/mem for entry point.\n",
         "echo '/dev/mem: Permission denied' >&2\nexit 1");
     CapturedTrace trace(4);
-    expectAnswer(true, 8000000, 3000000);
+    expectResult(true, 8000000, 3000000);
     EXPECT_EQ(trace.text(4), "");
 }
 
-TEST(MemoryQuery, countsTheModulesOfAToolThatFailed)
+TEST(MemoryQuery, countsModulesWhenDmidecodeFails)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES, "exit 3");
     CapturedTrace trace(4);
-    expectAnswer(true, 8388608, 3000000);
+    expectResult(true, 8388608, 3000000);
     EXPECT_EQ(trace.text(4), "");
 }
 
-TEST(MemoryQuery, doesNotReadTheToolsErrors)
+TEST(MemoryQuery, ignoresStandardErrorOfDmidecode)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints("Memory Device\n", "printf '\\tSize: 64 GB\\n' >&2");
-    expectAnswer(true, 8000000, 3000000);
+    expectResult(true, 8000000, 3000000);
 }
 
-TEST(MemoryQuery, isNotDisturbedByALibraryThatCannotBePreloaded)
+TEST(MemoryQuery, ignoresAWarningAboutLdPreload)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES);
     char const* const former = std::getenv("LD_PRELOAD");
     std::string const restored = former ? former : "";
-    ::setenv("LD_PRELOAD", "/nowhere.so", 1); // Every program complains of it.
-    expectAnswer(true, 8388608, 3000000);
+    ::setenv("LD_PRELOAD", "/nowhere.so", 1); // Every program warns about it.
+    expectResult(true, 8388608, 3000000);
     if (former)
         ::setenv("LD_PRELOAD", restored.c_str(), 1);
     else
         ::unsetenv("LD_PRELOAD");
 }
 
-TEST(MemoryQuery, doesNotHoldAToolThatAsksForAPassword)
+TEST(MemoryQuery, doesNotBlockAToolThatReadsAPassword)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES, "printf 'Password: '; read password && sleep 60");
-    expectAnswer(true, 8388608, 3000000);
+    expectResult(true, 8388608, 3000000);
 }
 
 TEST(MemoryQuery, readsEveryLineOfALongDump)
 {
-    // The longest of 162,862: 170,483 bytes with a line of 39,541 characters.
+    // The sizes of the longest of 162,862 dumps from other machines.
     constexpr size_t LONGEST_DUMP = 170'483;
     std::string const module = "Memory Device\n\tSize: 64 GB\n";
     std::string dump = "OEM Strings\n\tString 1: " + std::string(39'541, 'x') + "\n\n";
@@ -168,55 +168,55 @@ TEST(MemoryQuery, readsEveryLineOfALongDump)
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(module + dump);
     CapturedTrace const trace(5);
-    expectAnswer(true, 64 * GB, 3000000);
+    expectResult(true, 64 * GB, 3000000);
     std::string const label = "Parsing line: ";
     std::string read;
     for (testkit::TraceLine const& line : trace.lines())
         if (line.line.rfind(label, 0) == 0)
             read += line.line.substr(label.size());
-    // The rest of the size line, which was read by fields, is an empty line; so is the end.
+    // Two empty lines are added: the rest of the size line, which is read by fields, and the end.
     EXPECT_TRUE(read == module + '\n' + dump + '\n') << read.size();
 }
 
-TEST(MemoryQuery, saysFalseWithATotalFromTheModulesWhereTheKernelTellsNothing)
+TEST(MemoryQuery, returnsFalseWithTheModulesTotalWithoutMeminfo)
 {
     dmidecodePrints(MODULES);
-    expectAnswer(false, 8388608, UNTOUCHED_FREE);
+    expectResult(false, 8388608, UNTOUCHED_FREE);
     machine.file("/proc/meminfo", MEMINFO);
     std::filesystem::permissions("/proc/meminfo", std::filesystem::perms::none);
-    expectAnswer(false, 8388608, UNTOUCHED_FREE);
+    expectResult(false, 8388608, UNTOUCHED_FREE);
     machine.file("/proc/meminfo", "");
-    expectAnswer(false, 8388608, UNTOUCHED_FREE);
+    expectResult(false, 8388608, UNTOUCHED_FREE);
 }
 
-TEST(MemoryQuery, saysFalseWithTheTotalWhereTheFreeMemoryIsMissing)
+TEST(MemoryQuery, returnsFalseWithTheTotalWhenFreeMemoryIsMissing)
 {
     machine.file("/proc/meminfo", "MemTotal: 9000000 kB\n");
     dmidecodePrints(MODULES);
-    expectAnswer(false, 9000000, UNTOUCHED_FREE);
+    expectResult(false, 9000000, UNTOUCHED_FREE);
     machine.file("/proc/meminfo", "MemTotal: 7 kB\nBuffers: 1 kB\n");
-    expectAnswer(false, 8388608, UNTOUCHED_FREE);
+    expectResult(false, 8388608, UNTOUCHED_FREE);
 }
 
-TEST(MemoryQuery, runsTheToolWithoutArgumentsOnEveryCall)
+TEST(MemoryQuery, runsDmidecodeWithoutArgumentsOnEveryCall)
 {
     machine.file("/proc/meminfo", MEMINFO);
     machine.tool("/usr/sbin/dmidecode", "echo \"$# arguments\" >>/ran");
-    expectAnswer(true, 8000000, 3000000);
-    expectAnswer(true, 8000000, 3000000);
+    expectResult(true, 8000000, 3000000);
+    expectResult(true, 8000000, 3000000);
     EXPECT_EQ(contentsOf("/ran"), "0 arguments\n0 arguments\n");
 }
 
-TEST(MemoryQuery, readsAModuleThatIsPrintedInDriblets)
+TEST(MemoryQuery, readsAModuleThatIsPrintedInParts)
 {
     machine.file("/proc/meminfo", MEMINFO);
     machine.tool("/usr/sbin/dmidecode",
         "printf 'Memory Device\\n\\tForm'; sleep 0.05; printf ' Factor: DIMM\\n'; sleep 0.05\n"
         "printf '\\tSize: 64 GB\\n'");
-    expectAnswer(true, 64 * GB, 3000000);
+    expectResult(true, 64 * GB, 3000000);
 }
 
-TEST(MemoryQuery, losesASizeLineThatTheFirstReadOf255BytesCutsKept)
+TEST(MemoryQuery, losesASizeLineThatSpansTwoReadsKept)
 {
     constexpr size_t READ = 255;
     std::string const header = "Memory Device\n";
@@ -226,16 +226,16 @@ TEST(MemoryQuery, losesASizeLineThatTheFirstReadOf255BytesCutsKept)
         SCOPED_TRACE(begin);
         std::string const filling(begin - header.size() - 1, ' ');
         dmidecodePrints(header + filling + "\n" + cut + "\n\tSize: 16 GB\n");
-        // The line's blank need not be at hand, but its newline must.
+        // The first read must hold the line's newline.
         bool const lost = begin + 1 < READ && begin + cut.size() >= READ;
         CapturedTrace trace;
-        expectAnswer(true, (lost ? 16 : 64 + 16) * GB, 3000000);
+        expectResult(true, (lost ? 16 : 64 + 16) * GB, 3000000);
         EXPECT_EQ(trace.contains(5, "Failed to seek?!\n"), lost);
         EXPECT_EQ(trace.contains(5, "Ignoring size line \tSize: 64 GB\n"), lost);
     }
 }
 
-TEST(MemoryQuery, countsAHundredAndTwentyEightModulesButThoseThatStraddleTwoReadsKept)
+TEST(MemoryQuery, countsAllModulesExceptThoseThatSpanTwoReadsKept)
 {
     constexpr uint64_t MODULES_OF_64_GB = 128;
     machine.file("/proc/meminfo", MEMINFO);
@@ -244,57 +244,57 @@ TEST(MemoryQuery, countsAHundredAndTwentyEightModulesButThoseThatStraddleTwoRead
         dump += "Memory Device\n\tSize: 64 GB\n\tForm Factor: DIMM\n\tSpeed: 3200 MT/s\n\n";
     dmidecodePrints(dump);
     CapturedTrace trace;
-    Answer const answer;
-    EXPECT_FALSE(answer.thrown);
+    Result const result;
+    EXPECT_FALSE(result.thrown);
     uint64_t lost = 0;
     for (testkit::TraceLine const& line : trace.lines())
         lost += line.line == "Ignoring size line \tSize: 64 GB\n";
     EXPECT_LT(lost, MODULES_OF_64_GB / 2); // A read of 255 bytes cuts one line in four records.
-    EXPECT_EQ(answer.total, (MODULES_OF_64_GB - lost) * 64 * GB);
+    EXPECT_EQ(result.total, (MODULES_OF_64_GB - lost) * 64 * GB);
     EXPECT_EQ(
-        trace.text(4), "dmidecode ran successfully, found: " + std::to_string(answer.total) + "\n");
+        trace.text(4), "dmidecode ran successfully, found: " + std::to_string(result.total) + "\n");
 }
 
-TEST(MemoryQuery, throwsWhereTheToolDoesNotEndAfterItsOutput)
+TEST(MemoryQuery, throwsWhenDmidecodeKeepsRunningAfterItsOutput)
 {
     machine.file("/proc/meminfo", MEMINFO);
-    // Longer than the reading and the looking for its end take, a third of a second, but short
-    // enough to be reaped within the second behind that.
+    // Longer than the third of a second in which the query waits for the end, but shorter than the
+    // second after that, in which it reaps the child.
     dmidecodePrints(MODULES, "sleep 0.8");
     CapturedTrace trace(4);
-    Answer const answer;
-    EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(answer.total, 8000000U);
-    EXPECT_EQ(answer.free, 3000000U);
+    Result const result;
+    EXPECT_EQ(result.thrown, dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(result.total, 8000000U);
+    EXPECT_EQ(result.free, 3000000U);
     EXPECT_EQ(trace.text(4), "");
     EXPECT_EQ(
         trace.text(1), "Failed to run dmidecode: it did not end in time, or a signal ended it\n");
 }
 
-TEST(MemoryQuery, throwsWhereASignalEndsTheShellKept)
+TEST(MemoryQuery, throwsWhenASignalKillsTheShellKept)
 {
     machine.file("/proc/meminfo", MEMINFO);
     machine.file("/dump", MODULES);
     std::filesystem::rename("/bin/sh", "/bin/real-sh");
     machine.file("/bin/sh", "#!/bin/real-sh\n/testkit/bin/cat /dump\nkill -KILL $$\n");
     std::filesystem::permissions("/bin/sh", std::filesystem::perms{0755});
-    Answer const answer;
+    Result const result;
     std::filesystem::rename("/bin/real-sh", "/bin/sh");
-    EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(answer.total, 8000000U);
-    EXPECT_EQ(answer.free, 3000000U);
+    EXPECT_EQ(result.thrown, dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(result.total, 8000000U);
+    EXPECT_EQ(result.free, 3000000U);
 }
 
-TEST(MemoryQuery, throwsWhereTheToolHasMoreErrorsThanAPipeHolds)
+TEST(MemoryQuery, throwsWhenStandardErrorFillsThePipe)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES, "yes | head -c 1000000 >&2");
-    Answer const answer;
-    EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
-    EXPECT_EQ(answer.total, 8000000U);
+    Result const result;
+    EXPECT_EQ(result.thrown, dovrel::REASON_NOT_EXITED);
+    EXPECT_EQ(result.total, 8000000U);
 }
 
-TEST(MemoryQuery, answersSeveralThreadsAtOnce)
+TEST(MemoryQuery, isThreadSafe)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES);
@@ -302,28 +302,28 @@ TEST(MemoryQuery, answersSeveralThreadsAtOnce)
     std::vector<std::thread> threads;
     threads.reserve(totals.size());
     for (uint64_t& total : totals)
-        threads.emplace_back([&total] { total = Answer().total; });
+        threads.emplace_back([&total] { total = Result().total; });
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(totals, std::vector<uint64_t>(4, 8388608));
 }
 
-TEST(MemoryQuery, throwsWhereThereIsNoTerminalForTheTool)
+TEST(MemoryQuery, throwsWithoutAPseudoTerminal)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES);
     std::filesystem::rename("/dev/ptmx", "/dev/elsewhere");
     CapturedTrace trace(1);
-    Answer const answer;
+    Result const result;
     EXPECT_EQ(trace.text(1),
         "Failed to run dmidecode: there is no pseudo-terminal for it: No such file or directory\n");
     std::filesystem::rename("/dev/elsewhere", "/dev/ptmx");
-    EXPECT_EQ(answer.thrown, dovrel::REASON_PSEUDO_TERMINAL);
-    EXPECT_EQ(answer.total, 8000000U);
-    EXPECT_EQ(answer.free, 3000000U);
+    EXPECT_EQ(result.thrown, dovrel::REASON_PSEUDO_TERMINAL);
+    EXPECT_EQ(result.total, 8000000U);
+    EXPECT_EQ(result.free, 3000000U);
 }
 
-TEST(MemoryQuery, throwsWhereTheHostIgnoresThatChildrenEndAndTracesIt)
+TEST(MemoryQuery, throwsAndTracesWhenTheHostIgnoresSigchld)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(MODULES);
@@ -332,20 +332,20 @@ TEST(MemoryQuery, throwsWhereTheHostIgnoresThatChildrenEndAndTracesIt)
     ignored.sa_handler = SIG_IGN;
     ASSERT_EQ(::sigaction(SIGCHLD, &ignored, &former), 0);
     CapturedTrace trace(1);
-    Answer const answer;
+    Result const result;
     ASSERT_EQ(::sigaction(SIGCHLD, &former, nullptr), 0);
-    EXPECT_EQ(answer.thrown, dovrel::REASON_EXIT_STATUS);
+    EXPECT_EQ(result.thrown, dovrel::REASON_EXIT_STATUS);
     EXPECT_EQ(trace.text(1),
         "Failed to run dmidecode: its exit status is lost, as where the host ignores SIGCHLD: No "
         "child processes\n");
 }
 
-TEST(MemoryQuery, tracesWhatItReadsInOrder)
+TEST(MemoryQuery, tracesFiguresAndLinesInOrder)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints("# dump\nMemory Device\n\tSize: 16 GB\n\tSize: No Module Installed\n");
     CapturedTrace trace;
-    expectAnswer(true, 16 * GB, 3000000);
+    expectResult(true, 16 * GB, 3000000);
     std::string text;
     for (testkit::TraceLine const& line : trace.lines())
         if (line.scope.find("UnixCommand") == std::string::npos)
@@ -367,12 +367,12 @@ TEST(MemoryQuery, tracesWhatItReadsInOrder)
         "4: dmidecode ran successfully, found: 16777216\n");
 }
 
-TEST(MemoryQuery, namesTheSectionThatEndsInTheTraceOfTheNextKept)
+TEST(MemoryQuery, tracesThePreviousSectionsNameKept)
 {
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints("First\nSecond\n");
     CapturedTrace trace;
-    expectAnswer(true, 8000000, 3000000);
+    expectResult(true, 8000000, 3000000);
     std::string sections;
     for (testkit::TraceLine const& line : trace.lines())
         if (line.line.starts_with("New section: "))
@@ -386,12 +386,12 @@ TEST(MemoryQuery, isSilentBelowItsTraceLevels)
     dmidecodePrints(MODULES);
     {
         CapturedTrace trace(3);
-        expectAnswer(true, 8388608, 3000000);
+        expectResult(true, 8388608, 3000000);
         EXPECT_EQ(trace.lines().size(), 2U);
     }
     {
         CapturedTrace trace(4);
-        expectAnswer(true, 8388608, 3000000);
+        expectResult(true, 8388608, 3000000);
         EXPECT_EQ(trace.text(4), "dmidecode ran successfully, found: 8388608\n");
         EXPECT_EQ(trace.lines().size(), 3U);
         EXPECT_EQ(trace.lines().back().scope,
@@ -399,7 +399,7 @@ TEST(MemoryQuery, isSilentBelowItsTraceLevels)
             "const");
     }
     CapturedTrace trace(0);
-    expectAnswer(true, 8388608, 3000000);
+    expectResult(true, 8388608, 3000000);
     EXPECT_TRUE(trace.lines().empty());
 }
 

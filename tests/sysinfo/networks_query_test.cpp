@@ -1,4 +1,4 @@
-// The network adapters, with tools that print what a test tells them.
+// The network query with fake tools.
 
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
@@ -46,7 +46,7 @@ constexpr char OLD_STYLE[] = "eth0      Link encap:Ethernet  HWaddr 00:0C:29:AA:
                              "lo        Link encap:Local Loopback  \n"
                              "          inet addr:127.0.0.1  Mask:255.0.0.0\n";
 
-/** What is recorded of one run. */
+/** @return the log line of one run of a tool. */
 std::string recordOf(std::string const& path, std::string const& arguments)
 {
     return "LANG=C " + path + arguments;
@@ -62,7 +62,7 @@ std::string route(std::string const& gateway, std::string const& adapter)
 
 }
 
-TEST_F(NetworksQuery, listsTheAdaptersOfTheNewStyle)
+TEST_F(NetworksQuery, listsNewStyleAdapters)
 {
     net.ifconfigPrints(NEW_STYLE);
     NetworkAnswer const answer;
@@ -72,7 +72,7 @@ TEST_F(NetworksQuery, listsTheAdaptersOfTheNewStyle)
         "lo (00:00:00:00:00:00:00:00) [127.0.0.1] [255.0.0.0]\n");
 }
 
-TEST_F(NetworksQuery, listsTheAdaptersOfTheOldStyleWithAnInvalidAddressForIPv6Kept)
+TEST_F(NetworksQuery, listsOldStyleAdaptersWithInvalidIPv6AddressesKept)
 {
     net.ifconfigPrints(OLD_STYLE);
     NetworkAnswer const answer;
@@ -82,7 +82,7 @@ TEST_F(NetworksQuery, listsTheAdaptersOfTheOldStyleWithAnInvalidAddressForIPv6Ke
         "lo (00:00:00:00:00:00:00:00) [127.0.0.1] [255.0.0.0]\n");
 }
 
-TEST_F(NetworksQuery, listsAnAliasAsAnAdapterOfItsParentsNameKept)
+TEST_F(NetworksQuery, listsAnAliasUnderItsParentsNameKept)
 {
     net.ifconfigPrints("eth0: flags=1\n  inet 10.0.0.5\n\neth0:1: flags=1\n  inet 10.0.0.6\n");
     EXPECT_EQ(NetworkAnswer().text(),
@@ -90,7 +90,7 @@ TEST_F(NetworksQuery, listsAnAliasAsAnAdapterOfItsParentsNameKept)
         "eth0 (00:00:00:00:00:00:00:00) [10.0.0.6] []\n");
 }
 
-TEST_F(NetworksQuery, writesEveryMaskInDottedForm)
+TEST_F(NetworksQuery, convertsEveryMaskToDottedForm)
 {
     net.ifconfigPrints(
         "a: x\n  netmask 0xffffff00\n  netmask 24\n  Mask:255.255.0.0\n  netmask  \n");
@@ -98,7 +98,7 @@ TEST_F(NetworksQuery, writesEveryMaskInDottedForm)
         "a (00:00:00:00:00:00:00:00) [] [255.255.255.0,0.0.0.36,255.255.0.0,]\n");
 }
 
-TEST_F(NetworksQuery, takesTheLastHardwareAddressAndNoneOfANonsensicalOne)
+TEST_F(NetworksQuery, usesTheLastHardwareAddressAndIgnoresInvalidOnes)
 {
     net.ifconfigPrints("a: x\n  ether 00:11:22:33:44:55\n  ether 66:77:88:99:aa:bb\n"
                        "b: x\n  ether 00:11:22:33:44:55\n  ether nonsense\n"
@@ -111,7 +111,7 @@ TEST_F(NetworksQuery, takesTheLastHardwareAddressAndNoneOfANonsensicalOne)
         "d (00:00:00:00:00:00:00:00) [] []\n");
 }
 
-TEST_F(NetworksQuery, addsToWhatIsInTheListAndLooksForItsGatewaysToo)
+TEST_F(NetworksQuery, appendsToTheListAndFindsGatewaysOfItsOldRecords)
 {
     net.ifconfigPrints("lo: x\n");
     net.routePrints(route("10.0.0.1", "old0"));
@@ -123,7 +123,7 @@ TEST_F(NetworksQuery, addsToWhatIsInTheListAndLooksForItsGatewaysToo)
     EXPECT_EQ(answer.names(), (Names{"old0", "", "lo"}));
     EXPECT_TRUE(trace.contains(5, "Found gateway for old0: 10.0.0.1"));
     EXPECT_TRUE(trace.contains(5, "Finding default gateway for \n"));
-    EXPECT_EQ(net.runsOf("grep"), "[old0]\n"); // There is nothing to look for a nameless one.
+    EXPECT_EQ(net.runsOf("grep"), "[old0]\n"); // An adapter without a name needs no grep.
 }
 
 TEST_F(NetworksQuery, tracesGatewaysAndStoresNoneKept)
@@ -146,7 +146,7 @@ TEST_F(NetworksQuery, tracesGatewaysAndStoresNoneKept)
             0U);
 }
 
-TEST_F(NetworksQuery, looksForNoGatewayOfTheLastAdapterKept)
+TEST_F(NetworksQuery, findsNoGatewayOfTheLastAdapterKept)
 {
     net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
     net.routePrints(route("10.0.0.1", "lo"));
@@ -155,7 +155,7 @@ TEST_F(NetworksQuery, looksForNoGatewayOfTheLastAdapterKept)
     EXPECT_EQ(net.runsOf("grep"), "[eth0]\n[eth1]\n");
 }
 
-TEST_F(NetworksQuery, findsTheGatewaysOfLongerNamesTooKept)
+TEST_F(NetworksQuery, matchesGatewaysOfLongerNamesKept)
 {
     net.ifconfigPrints("eth1: x\neth10: x\nlo: x\n");
     net.routePrints(route("10.0.0.1", "eth10"));
@@ -165,7 +165,7 @@ TEST_F(NetworksQuery, findsTheGatewaysOfLongerNamesTooKept)
     EXPECT_TRUE(trace.contains(5, "Found gateway for eth10: 10.0.0.1\n"));
 }
 
-TEST_F(NetworksQuery, putsNameServersAtTheLastAdapterOnlyKept)
+TEST_F(NetworksQuery, storesNameServersInTheLastAdapterOnlyKept)
 {
     net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
     net.resolverText("# nameserver 10.0.0.9\nsearch example\n\nnameserver 10.0.0.1\n"
@@ -173,7 +173,7 @@ TEST_F(NetworksQuery, putsNameServersAtTheLastAdapterOnlyKept)
     EXPECT_EQ(NetworkAnswer().nameServers(), "\n\n<invalid> 10.0.0.1 fe80::1 <invalid>\n");
 }
 
-TEST_F(NetworksQuery, hasNoPlaceForNameServersWithoutAnAdapter)
+TEST_F(NetworksQuery, dropsNameServersWithoutAnAdapter)
 {
     net.resolverText("nameserver 10.0.0.1\n");
     CapturedTrace const trace;
@@ -184,7 +184,7 @@ TEST_F(NetworksQuery, hasNoPlaceForNameServersWithoutAnAdapter)
     EXPECT_EQ(net.runsOf("route"), "");
 }
 
-TEST_F(NetworksQuery, hasNoNameServersWhereThereIsNoFile)
+TEST_F(NetworksQuery, findsNoNameServersWhenResolvConfIsUnreadable)
 {
     net.ifconfigPrints("lo: x\n");
     machine.remove("/etc/resolv.conf");
@@ -200,7 +200,7 @@ TEST_F(NetworksQuery, hasNoNameServersWhereThereIsNoFile)
     EXPECT_EQ(NetworkAnswer().nameServers(), "\n");
 }
 
-TEST_F(NetworksQuery, throwsOutOfRangeOnAShortNameServerLineWithAllButTheLastAdapterListed)
+TEST_F(NetworksQuery, throwsOnAShortNameServerLineBeforeTheLastAdapter)
 {
     net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
     net.resolverText("nameserver 10.0.0.1\nnameserver\n");
@@ -214,7 +214,7 @@ TEST_F(NetworksQuery, throwsOutOfRangeOnAShortNameServerLineWithAllButTheLastAda
     EXPECT_EQ(answer.nameServers(), "\n\n");
 }
 
-TEST_F(NetworksQuery, throwsOutOfRangeOnAShortGatewayLineWithAllButTheLastAdapterListed)
+TEST_F(NetworksQuery, throwsOnAShortGatewayLineBeforeTheLastAdapter)
 {
     net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
     net.routePrints("0.0.0.0 UG eth1\n");
@@ -231,7 +231,7 @@ TEST_F(NetworksQuery, throwsOutOfRangeOnAShortGatewayLineWithAllButTheLastAdapte
     EXPECT_EQ(net.runsOf("cat"), "");
 }
 
-TEST_F(NetworksQuery, tellsTheHostsNameInEveryAdapterAskedForOnce)
+TEST_F(NetworksQuery, readsTheHostNameOnceForAllAdapters)
 {
     net.host.name = "a-host.example";
     net.ifconfigPrints("eth0: x\neth1: x\nlo: x\n");
@@ -239,10 +239,10 @@ TEST_F(NetworksQuery, tellsTheHostsNameInEveryAdapterAskedForOnce)
     ASSERT_EQ(answer.adapters.size(), 3U);
     for (auto const& adapter : answer.adapters)
         EXPECT_EQ(adapter->getHostname(), string("a-host.example"));
-    EXPECT_EQ(net.host.nameQuestions, 1);
+    EXPECT_EQ(net.host.nameCalls, 1);
 }
 
-TEST_F(NetworksQuery, tellsALongHostNameAndNoneThatCannotBeAsked)
+TEST_F(NetworksQuery, acceptsALongHostNameAndAFailingGethostname)
 {
     net.ifconfigPrints("lo: x\n");
     net.host.name = std::string(64, 'h'); // The kernel's longest.
@@ -255,7 +255,7 @@ TEST_F(NetworksQuery, tellsALongHostNameAndNoneThatCannotBeAsked)
     EXPECT_TRUE(NetworkAnswer().adapters.at(0)->getHostname().empty());
 }
 
-TEST_F(NetworksQuery, endsWhereARefillBeginsWithTheByteFFKept)
+TEST_F(NetworksQuery, endsWhenARefillBeginsWithTheByteFFKept)
 {
     std::string first = "eth0: x\n  inet 10.0.0.1 ";
     first.resize(127, '.');
@@ -265,7 +265,7 @@ TEST_F(NetworksQuery, endsWhereARefillBeginsWithTheByteFFKept)
     EXPECT_EQ(NetworkAnswer().adapters.size(), 2U);
 }
 
-TEST_F(NetworksQuery, readsAllOfALongOutput)
+TEST_F(NetworksQuery, readsALongOutputToItsEnd)
 {
     std::string output = "eth0: x\n";
     for (int i = 0; i < 2000; ++i)
@@ -305,7 +305,7 @@ TEST_F(NetworksQuery, tracesTheGatewaysOfFourThousandRoutes)
     EXPECT_EQ(found, ROUTES);
 }
 
-TEST_F(NetworkTools, runWithTheirUntranslatedOutput)
+TEST_F(NetworkTools, runInTheCLocale)
 {
     ::setenv("LANG", "de_DE.UTF-8", 1);
     net.ifconfigPrints("eth0: x\nlo: x\n");
@@ -317,7 +317,7 @@ TEST_F(NetworkTools, runWithTheirUntranslatedOutput)
     EXPECT_EQ(net.runsOf("cat"), "LANG=C /bin/cat /etc/resolv.conf\n");
 }
 
-TEST_F(NetworkTools, runTheSameWhateverTheHostsEnvironmentSays)
+TEST_F(NetworkTools, ignoreTheHostsEnvironment)
 {
     std::vector<char const*> const names{"IFS", "ENV", "COLUMNS", "LANGUAGE"};
     std::vector<char const*> const values{"aeiou/-. ", "/tmp/env", "20", "de"};
@@ -333,7 +333,7 @@ TEST_F(NetworkTools, runTheSameWhateverTheHostsEnvironmentSays)
     EXPECT_EQ(net.runsOf("grep"), "[eth0]\n");
 }
 
-TEST_F(NetworkTools, areAskedAfreshByEveryQuery)
+TEST_F(NetworkTools, runAgainForEveryQuery)
 {
     net.ifconfigPrints("eth0: x\nlo: x\n");
     EXPECT_EQ(NetworkAnswer().adapters.size(), 2U);
@@ -341,7 +341,7 @@ TEST_F(NetworkTools, areAskedAfreshByEveryQuery)
     EXPECT_EQ(NetworkAnswer().adapters.size(), 1U);
 }
 
-TEST_F(NetworkTools, mayFailAndAreBelievedAllTheSame)
+TEST_F(NetworkTools, areUsedDespiteTheirExitStatus)
 {
     net.ifconfigPrints("eth0: x\nlo: x\n", "exit 1");
     net.routePrints(route("10.0.0.1", "eth0"), "kill -9 $$");
@@ -352,7 +352,7 @@ TEST_F(NetworkTools, mayFailAndAreBelievedAllTheSame)
     EXPECT_TRUE(trace.contains(5, "Found gateway for eth0: 10.0.0.1\n"));
 }
 
-TEST_F(NetworkTools, areTakenFromTheFirstOfFourPlaces)
+TEST_F(NetworkTools, areTakenFromTheFirstOfFourFolders)
 {
     net.ifconfigPrints("eth0: x\nlo: x\n");
     for (std::string const tool : {"ifconfig", "route", "cat"}) {
@@ -374,7 +374,7 @@ TEST_F(NetworkTools, areTakenFromTheFirstOfFourPlaces)
     }
 }
 
-TEST_F(NetworkTools, leaveTheListAloneWhereOneIsMissing)
+TEST_F(NetworkTools, leaveTheListUnchangedWhenOneIsMissing)
 {
     net.ifconfigPrints("eth0: x\nlo: x\n");
     for (std::string const path : {"/sbin/ifconfig", "/sbin/route", "/bin/cat"}) {
@@ -390,7 +390,7 @@ TEST_F(NetworkTools, leaveTheListAloneWhereOneIsMissing)
     }
 }
 
-TEST_F(NetworkTools, areNotAskedForRecordsThatAreNone)
+TEST_F(NetworkTools, skipNullRecords)
 {
     net.ifconfigPrints("eth0: x\nlo: x\n");
     NetworkAnswer const answer(std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>>(1));
@@ -399,7 +399,7 @@ TEST_F(NetworkTools, areNotAskedForRecordsThatAreNone)
     EXPECT_FALSE(answer.adapters.front());
 }
 
-TEST_F(NetworkTools, areWhateverStandsAtTheirPlaceKept)
+TEST_F(NetworkTools, mayBeFoldersOrPlainFilesKept)
 {
     net.ifconfigPrints("lo: x\n");
     machine.folder("/bin/ifconfig");
@@ -414,7 +414,7 @@ TEST_F(NetworkTools, areWhateverStandsAtTheirPlaceKept)
     EXPECT_EQ(net.runsOf("ifconfig"), "");
 }
 
-TEST_F(NetworkTools, areLookedForFurtherWhereALinkLeadsNowhere)
+TEST_F(NetworkTools, areLookedUpPastADanglingLink)
 {
     net.ifconfigPrints("lo: x\n");
     machine.link("/bin/ifconfig", "missing");

@@ -2,7 +2,7 @@
 
 namespace testkit {
 
-/** @return null, which the compiler cannot know. */
+/** @return null, in a way that the compiler cannot see. */
 template <class T> [[gnu::noipa]] T* nullObject()
 {
     return nullptr;
@@ -11,8 +11,8 @@ template <class T> [[gnu::noipa]] T* nullObject()
 /**
  * Calls `destroy()` of exactly the class @p T without an object.
  *
- * The call is undefined in C++, but the library promises that it does nothing, for hosts that call
- * it so; the sanitizer, which is right to object, is told to look away.
+ * The call is undefined in C++, but hosts make it and the library promises that it does nothing.
+ * The sanitizer is off here, as it reports such a call.
  */
 template <class T> [[gnu::noipa, gnu::no_sanitize("undefined")]] void destroyNull()
 {

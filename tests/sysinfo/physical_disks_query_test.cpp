@@ -34,7 +34,7 @@ std::string lines(Disks const& disks)
 
 class PhysicalDisksQuery : public testing::Test {
 protected:
-    std::string answer()
+    std::string query()
     {
         Disks disks;
         m_calls.forget();
@@ -42,7 +42,7 @@ protected:
         return lines(disks);
     }
 
-    /** Makes files of these devices, sectors of 512 bytes each, and a table of them. */
+    /** Creates a file with sectors of 512 bytes and a line of /proc/partitions for each device. */
     void showDevices(std::initializer_list<char const*> names)
     {
         std::string table = HEADING;
@@ -59,16 +59,16 @@ protected:
 
 }
 
-TEST_F(PhysicalDisksQuery, tellsDisksInTheOrderOfTheTable)
+TEST_F(PhysicalDisksQuery, listsDisksInTableOrder)
 {
     showDevices({"sdb", "sda", "sda1", "sda2"});
     machine.link("/dev/disk/by-id/ata-MODEL", "../../sda");
-    EXPECT_EQ(answer(),
+    EXPECT_EQ(query(),
         "sdb () 1024 bytes in  0 partitions \n"
         "sda (MODEL) 1024 bytes in  2 partitions \n");
 }
 
-TEST_F(PhysicalDisksQuery, addsToTheListThatItIsGiven)
+TEST_F(PhysicalDisksQuery, appendsToTheCallersList)
 {
     showDevices({"sda"});
     Disks disks;
@@ -78,7 +78,7 @@ TEST_F(PhysicalDisksQuery, addsToTheListThatItIsGiven)
     EXPECT_EQ(disks.size(), 2U);
 }
 
-TEST_F(PhysicalDisksQuery, saysFalseAndLeavesTheListAloneWithoutTheTable)
+TEST_F(PhysicalDisksQuery, returnsFalseAndKeepsTheListWithoutTheTable)
 {
     Disks disks(1);
     CapturedTrace trace;
@@ -93,7 +93,7 @@ TEST_F(PhysicalDisksQuery, saysFalseAndLeavesTheListAloneWithoutTheTable)
         << trace.lines()[0];
 }
 
-TEST_F(PhysicalDisksQuery, saysFalseWhereTheTableCannotBeOpened)
+TEST_F(PhysicalDisksQuery, returnsFalseWhenTheTableIsUnreadable)
 {
     machine.file("/proc/partitions", HEADING);
     ASSERT_EQ(::chmod("/proc/partitions", 0), 0);
@@ -101,29 +101,29 @@ TEST_F(PhysicalDisksQuery, saysFalseWhereTheTableCannotBeOpened)
     EXPECT_FALSE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
 }
 
-TEST_F(PhysicalDisksQuery, tellsNothingOfATableWithoutDisks)
+TEST_F(PhysicalDisksQuery, returnsAnEmptyListForATableWithoutDisks)
 {
     machine.file("/proc/partitions", HEADING);
     CapturedTrace trace;
-    EXPECT_EQ(answer(), "");
+    EXPECT_EQ(query(), "");
     ASSERT_EQ(trace.lines().size(), 1U);
     EXPECT_EQ(trace.text(3), "Returning: 0 disks\n");
     machine.file("/proc/partitions", "");
-    EXPECT_EQ(answer(), "");
+    EXPECT_EQ(query(), "");
 }
 
-TEST_F(PhysicalDisksQuery, tracesWhatItFindsAtLevelThree)
+TEST_F(PhysicalDisksQuery, tracesPartitionsAndDisksAtLevelThree)
 {
     showDevices({"sda9", "sda", "sda1", "sda2", "md0", "sda3", "sdb"});
     CapturedTrace trace;
-    answer();
+    query();
     EXPECT_EQ(trace.text(3),
         "Partition: sda1\nPartition: sda2\nFound disk: /dev/sda\n"
         "Found disk: /dev/sdb\nReturning: 2 disks\n");
     EXPECT_EQ(trace.lines().size(), 5U) << "nothing at other levels";
 }
 
-TEST_F(PhysicalDisksQuery, tracesHowManyAreInTheListAltogether)
+TEST_F(PhysicalDisksQuery, tracesTheLengthOfTheWholeList)
 {
     showDevices({"sda"});
     Disks disks(5);
@@ -136,50 +136,50 @@ TEST_F(PhysicalDisksQuery, isSilentBelowItsTraceLevel)
 {
     showDevices({"sda", "sda1"});
     CapturedTrace trace(2);
-    answer();
+    query();
     EXPECT_TRUE(trace.lines().empty());
 }
 
-TEST_F(PhysicalDisksQuery, ignoresStorageThatHangsOnUSB)
+TEST_F(PhysicalDisksQuery, ignoresUsbStorage)
 {
     showDevices({"sda", "sda1", "sdb", "sdb1"});
     m_calls.bus("/dev/sda", 0);
     m_calls.bus("/dev/sdb", 12);
     machine.file("/proc/scsi/usb-storage/12", "");
     CapturedTrace trace;
-    EXPECT_EQ(answer(), "sda () 1024 bytes in  1 partitions \n");
+    EXPECT_EQ(query(), "sda () 1024 bytes in  1 partitions \n");
     EXPECT_EQ(trace.text(3),
         "Partition: sda1\nFound disk: /dev/sda\nPartition: sdb1\n"
         "Found (and ignoring) usb disk: /dev/sdb\nReturning: 1 disks\n");
 }
 
-TEST_F(PhysicalDisksQuery, knowsUSBStorageByItsFolderToo)
+TEST_F(PhysicalDisksQuery, recognizesUsbStorageByItsFolder)
 {
     showDevices({"sdb"});
     m_calls.bus("/dev/sdb", 0);
     machine.folder("/proc/scsi/usb-storage/0");
-    EXPECT_EQ(answer(), "");
+    EXPECT_EQ(query(), "");
 }
 
-TEST_F(PhysicalDisksQuery, listsADiskOfAnotherBusThanUSB)
+TEST_F(PhysicalDisksQuery, listsADiskOfABusOtherThanUsb)
 {
     showDevices({"sdb"});
     m_calls.bus("/dev/sdb", 1);
     machine.file("/proc/scsi/usb-storage/11", "");
     machine.file("/proc/scsi/usb-storage/2", "");
-    EXPECT_NE(answer(), "");
+    EXPECT_NE(query(), "");
     m_calls.bus("/dev/sdb", -1);
-    EXPECT_NE(answer(), "");
+    EXPECT_NE(query(), "");
     machine.file("/proc/scsi/usb-storage/-1", "");
-    EXPECT_EQ(answer(), "");
+    EXPECT_EQ(query(), "");
 }
 
-TEST_F(PhysicalDisksQuery, listsADiskThatDoesNotTellItsBus)
+TEST_F(PhysicalDisksQuery, listsADiskWhoseBusIsUnknown)
 {
-    // The bus that is not told must not count as bus 0.
+    // An unknown bus does not count as bus 0.
     showDevices({"sdb"});
     machine.folder("/proc/scsi/usb-storage/0");
-    EXPECT_EQ(answer(), "sdb () 1024 bytes in  0 partitions \n");
+    EXPECT_EQ(query(), "sdb () 1024 bytes in  0 partitions \n");
 }
 
 TEST_F(PhysicalDisksQuery, listsADiskThatCannotBeOpened)
@@ -189,22 +189,22 @@ TEST_F(PhysicalDisksQuery, listsADiskThatCannotBeOpened)
     machine.folder("/proc/scsi/usb-storage/0");
     ASSERT_EQ(::chmod("/dev/sda", 0), 0);
     machine.remove("/dev/sdb");
-    EXPECT_EQ(answer(), "sda () 0 bytes in  0 partitions \nsdb () 0 bytes in  0 partitions \n");
+    EXPECT_EQ(query(), "sda () 0 bytes in  0 partitions \nsdb () 0 bytes in  0 partitions \n");
 }
 
 TEST_F(PhysicalDisksQuery, listsTheLastDiskAndThoseBeforeOtherDevices)
 {
     showDevices({"sda", "sr0", "vda", "nvme0n1", "nvme0n1p1", "xvdc"});
-    EXPECT_EQ(answer(),
+    EXPECT_EQ(query(),
         "sda () 1024 bytes in  0 partitions \n"
         "vda () 1024 bytes in  0 partitions \n"
         "xvdc () 1024 bytes in  0 partitions \n");
 }
 
-TEST_F(PhysicalDisksQuery, looksAtNoDiskThatTheNextOneDisplacesKept)
+TEST_F(PhysicalDisksQuery, skipsADiskWhoseNameBeginsTheNextOneKept)
 {
     showDevices({"sda", "sda1", "sdaa"});
-    EXPECT_EQ(answer(), "sdaa () 1024 bytes in  0 partitions \n");
+    EXPECT_EQ(query(), "sdaa () 1024 bytes in  0 partitions \n");
     for (auto const& opened : m_calls.opened())
         EXPECT_NE(opened.path, "/dev/sda");
 }
@@ -212,7 +212,7 @@ TEST_F(PhysicalDisksQuery, looksAtNoDiskThatTheNextOneDisplacesKept)
 TEST_F(PhysicalDisksQuery, opensNeitherPartitionsNorOtherDevices)
 {
     showDevices({"sda", "sda1", "md0", "sdb9"});
-    answer();
+    query();
     std::string opened;
     for (auto const& [path, flags] : m_calls.opened()) {
         opened += path + ' ';
@@ -222,42 +222,42 @@ TEST_F(PhysicalDisksQuery, opensNeitherPartitionsNorOtherDevices)
     EXPECT_EQ(opened, "/proc/partitions /dev/sda /dev/sda ");
 }
 
-TEST_F(PhysicalDisksQuery, goesOnAfterSignals)
+TEST_F(PhysicalDisksQuery, retriesAfterSignals)
 {
     showDevices({"sdb"});
     m_calls.bus("/dev/sdb", 3);
     machine.folder("/proc/scsi/usb-storage/3");
     m_calls.interruptOpening("/dev/sdb", 2);
     m_calls.interruptOpening("/proc/partitions", 2);
-    EXPECT_EQ(answer(), "");
+    EXPECT_EQ(query(), "");
 }
 
-TEST_F(PhysicalDisksQuery, isNotHeldByADeviceThatNobodyWritesTo)
+TEST_F(PhysicalDisksQuery, doesNotBlockOnAFifoWithoutAWriter)
 {
     machine.file("/proc/partitions", std::string(HEADING) + "8 0 2 sda\n");
     ASSERT_EQ(::mkfifo("/dev/sda", 0644), 0);
-    EXPECT_EQ(answer(), "sda () 0 bytes in  0 partitions \n");
+    EXPECT_EQ(query(), "sda () 0 bytes in  0 partitions \n");
 }
 
-TEST_F(PhysicalDisksQuery, withstandsReadsOfSingleBytesBetweenSignals)
+TEST_F(PhysicalDisksQuery, acceptsReadsOfSingleBytesBetweenSignals)
 {
     showDevices({"sda", "sda1"});
     testkit::ReadCalls reads("/proc/partitions");
     reads.giveSingleBytesBetweenSignals();
-    EXPECT_EQ(answer(), "sda () 1024 bytes in  1 partitions \n");
-    EXPECT_GE(reads.failures(), 80U) << "there was nothing to withstand";
+    EXPECT_EQ(query(), "sda () 1024 bytes in  1 partitions \n");
+    EXPECT_GE(reads.failures(), 80U) << "too few reads were interrupted";
 }
 
-TEST_F(PhysicalDisksQuery, tellsWhatCameBeforeAReadThatFails)
+TEST_F(PhysicalDisksQuery, listsDisksReadBeforeAnError)
 {
     showDevices({"sda", "sdb"});
     testkit::ReadCalls reads("/proc/partitions");
     reads.failBehind(testkit::contentsOf("/proc/partitions").find("sdb") - 1, EIO);
-    EXPECT_EQ(answer(), "sda () 1024 bytes in  0 partitions \n");
+    EXPECT_EQ(query(), "sda () 1024 bytes in  0 partitions \n");
     EXPECT_EQ(reads.failures(), 1U);
 }
 
-TEST_F(PhysicalDisksQuery, tellsSixHundredDisks)
+TEST_F(PhysicalDisksQuery, listsSixHundredDisks)
 {
     std::string table = HEADING;
     for (char first = 'a'; first < 'z'; ++first)
@@ -270,11 +270,11 @@ TEST_F(PhysicalDisksQuery, tellsSixHundredDisks)
     EXPECT_EQ(std::string(static_cast<char const*>(disks[624]->getDiskID())), "sdyy");
 }
 
-TEST_F(PhysicalDisksQuery, leavesNoDescriptorInTenThousandRounds)
+TEST_F(PhysicalDisksQuery, leaksNoDescriptorInTenThousandCalls)
 {
     showDevices({"sda", "sda1"});
     machine.link("/dev/disk/by-id/ata-GONE", "../../sdz");
     testkit::DescriptorGuard const guard;
     for (unsigned i = 0; i < 10'000; ++i)
-        ASSERT_EQ(answer(), "sda () 1024 bytes in  1 partitions \n");
+        ASSERT_EQ(query(), "sda () 1024 bytes in  1 partitions \n");
 }

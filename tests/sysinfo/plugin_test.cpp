@@ -1,4 +1,4 @@
-// A host that loads the library at run time and links nothing of it.
+// A host that loads the library at run time and does not link it.
 
 #include "sysinfo/SystemInformation.h"
 #include "tests/support/Machine.h"
@@ -36,8 +36,8 @@ std::vector<MutexEvent>& mutexEvents()
 
 }
 
-// Every cache has a mutex. These stand in for the C library's functions, so that the program sees
-// the caches come and go.
+// Replace the C library's functions. Every cache has a mutex, so they record the construction and
+// destruction of the caches.
 extern "C" {
 
 __attribute__((visibility("default"))) int pthread_mutex_init(
@@ -57,7 +57,7 @@ __attribute__((visibility("default"))) int pthread_mutex_destroy(pthread_mutex_t
 
 namespace {
 
-// The mangled names of SystemInformation's static members, in the order of their making.
+// SystemInformation's static members, in the order of their construction.
 constexpr char const* CACHES[] = {
     "m_diskCache", "m_fsCache", "m_cpuCache", "m_netCache", "m_memCache"};
 
@@ -109,7 +109,7 @@ bool isLoaded()
     return handle != nullptr;
 }
 
-/** @return the names of the caches that the given mutexes lie in, one after the other. */
+/** @return the names of the caches that contain the mutexes, in the order of the mutexes. */
 std::string cachesOf(
     std::vector<void const*> const& mutexes, std::vector<char const*> const& addresses)
 {
@@ -128,7 +128,7 @@ std::string cachesOf(
 
 }
 
-TEST(Plugin, makesTheCachesInOrderAndDestroysThemInReverse)
+TEST(Plugin, constructsTheCachesInOrderAndDestroysThemInReverse)
 {
     mutexEvents().clear();
     std::vector<char const*> addresses;
@@ -151,7 +151,7 @@ TEST(Plugin, makesTheCachesInOrderAndDestroysThemInReverse)
         cachesOf(destroyed, addresses), "m_memCache m_netCache m_cpuCache m_fsCache m_diskCache ");
 }
 
-TEST(Plugin, destroysTheRecordsThatAHostHasCachedWithTheLibrary)
+TEST(Plugin, destroysCachedRecordsWhenItIsUnloaded)
 {
     mutexEvents().clear();
     machine.file("/proc/stat", "cpu0 1\n");
@@ -171,7 +171,7 @@ TEST(Plugin, destroysTheRecordsThatAHostHasCachedWithTheLibrary)
     EXPECT_FALSE(isLoaded());
 }
 
-TEST(Plugin, isReallyUnloadedAfterUse)
+TEST(Plugin, isUnloadedAfterUse)
 {
     machine.file("/proc/stat", "cpu0 1 0 0 1\n");
     machine.file("/sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "1200000\n");
@@ -189,7 +189,7 @@ TEST(Plugin, isReallyUnloadedAfterUse)
     EXPECT_FALSE(isLoaded());
 }
 
-TEST(Plugin, isReallyUnloadedAfterEveryQuery)
+TEST(Plugin, isUnloadedAfterEveryQuery)
 {
     machine.file("/proc/meminfo", "MemTotal: 8000000 kB\nMemFree: 3000000 kB\n");
     machine.file("/proc/partitions", "major minor  #blocks  name\n\n8 0 7 sda\n");
@@ -226,7 +226,7 @@ TEST(Plugin, isReallyUnloadedAfterEveryQuery)
     EXPECT_FALSE(isLoaded());
 }
 
-TEST(Plugin, loadsAndUnloadsWithoutEverBeingUsed)
+TEST(Plugin, isUnloadedWithoutUse)
 {
     {
         Library const library;
@@ -247,7 +247,7 @@ TEST(Plugin, samplesTheLoadOverOneSecond)
     library.close(information);
 }
 
-TEST(Plugin, givesObjectsThatAreIndependent)
+TEST(Plugin, returnsIndependentObjects)
 {
     Library const library;
     SystemInformation* const one = library.open();
@@ -260,13 +260,13 @@ TEST(Plugin, givesObjectsThatAreIndependent)
     copy->destroy();
 }
 
-TEST(Plugin, closesNothing)
+TEST(Plugin, libcloseIgnoresNull)
 {
     Library const library;
     library.close(nullptr);
 }
 
-TEST(Plugin, keepsToItsOwnNamesWhereTheHostHasClassesOfTheSame)
+TEST(Plugin, usesItsOwnClassesWhenTheHostHasTheSameNames)
 {
     machine.file("/proc/meminfo", "MemTotal: 8000 kB\nMemFree: 3000 kB\n");
     machine.tool("/sbin/dmidecode", "echo 'Memory Device'; printf '\\tSize: 16 MB\\n'");

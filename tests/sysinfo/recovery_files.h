@@ -7,7 +7,7 @@
 
 #include <ctime>
 
-/** The engine's files, and a client's poll of them at a time that stands still. */
+/** The recovery engine's files, and a poll of them at a fixed time. */
 namespace testkit {
 
 constexpr char RECOVERY_STATUS[] = "/etc/dovrel/status.ini";
@@ -18,7 +18,7 @@ constexpr time_t RECOVERY_NOW = 1'400'000'000;
 
 using RecoveryRecord = dovrel::value_ptr<sysinfo::SystemInformation::CloneInfo>;
 
-/** @param before what the flag is set to; it has to be what the record says afterwards. */
+/** Polls at `RECOVERY_NOW`. @param before the flag's value before the call. */
 inline RecoveryRecord pollRecovery(bool before = false)
 {
     calls.onTime([] { return RECOVERY_NOW; });

@@ -1,4 +1,4 @@
-// The engine writes local times of day; what they are in seconds is what mktime(3) says.
+// The engine writes local dates; mktime(3) converts them to seconds.
 
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/recovery_files.h"
@@ -14,7 +14,7 @@ using testkit::pollRecovery;
 
 namespace {
 
-// Rules rather than names: a machine need not have files of zones.
+// Rules, which need no zone files.
 constexpr char UTC[] = "UTC0";
 constexpr char BERLIN[] = "CET-1CEST,M3.5.0,M10.5.0/3";
 constexpr char NEW_YORK[] = "EST5EDT,M3.2.0,M11.1.0";
@@ -37,7 +37,7 @@ public:
     }
 };
 
-/** Polls with the same text for all four times, which must be the same then. */
+/** Polls with @p text for all four dates. @return their common time. */
 long secondsOf(std::string const& text)
 {
     machine.file(testkit::RECOVERY_STATUS,
@@ -55,8 +55,8 @@ long secondsOf(std::string const& text)
     return record->getRecoverStartTime();
 }
 
-/** What the C library makes of a broken-down time that says nothing of summer time. */
-long madeOf(int year, int month, int day, int hour = 0, int minute = 0, int second = 0)
+/** @return mktime(3) of a local date without the daylight flag. */
+long mktimeOf(int year, int month, int day, int hour = 0, int minute = 0, int second = 0)
 {
     tm brokenDown{};
     brokenDown.tm_year = year - 1900;
@@ -83,10 +83,10 @@ TEST(RecoveryTime, isTheLocalTimeInSeconds)
     }
 }
 
-TEST(RecoveryTime, takesATimeOfSummerForOneWithoutSummerTimeKept)
+TEST(RecoveryTime, readsSummerDatesAsStandardTimeKept)
 {
     ZoneScope const scope(BERLIN);
-    // 14:05:09 on the clock's winter time: 15:05:09 is what clocks showed then.
+    // 14:05:09 standard time is 15:05:09 in summer time.
     EXPECT_EQ(secondsOf("24-07-2013 14:05:09"), 1374671109);
     time_t const seconds = 1374671109;
     tm shown{};
@@ -95,44 +95,46 @@ TEST(RecoveryTime, takesATimeOfSummerForOneWithoutSummerTimeKept)
     EXPECT_EQ(shown.tm_isdst, 1);
 }
 
-TEST(RecoveryTime, isWhatTheCLibraryMakesOfItInEveryZone)
+TEST(RecoveryTime, agreesWithMktimeInEveryZone)
 {
     for (char const* const zone : ZONES) {
         SCOPED_TRACE(zone);
         ZoneScope const scope(zone);
-        EXPECT_EQ(secondsOf("24-03-2013 14:05:09"), madeOf(2013, 3, 24, 14, 5, 9));
-        EXPECT_EQ(secondsOf("31-03-2013 02:30:00"), madeOf(2013, 3, 31, 2, 30)); // Left out.
-        EXPECT_EQ(secondsOf("27-10-2013 02:30:00"), madeOf(2013, 10, 27, 2, 30)); // Twice.
-        EXPECT_EQ(secondsOf("10-03-2013 02:30:00"), madeOf(2013, 3, 10, 2, 30));
-        EXPECT_EQ(secondsOf("29-02-2012 23:59:59"), madeOf(2012, 2, 29, 23, 59, 59));
-        EXPECT_EQ(secondsOf("29-02-2013 00:00:00"), madeOf(2013, 3, 1));
-        EXPECT_EQ(secondsOf("31-04-2013 00:00:00"), madeOf(2013, 5, 1));
-        EXPECT_EQ(secondsOf("30-06-2012 23:59:60"), madeOf(2012, 7, 1));
-        EXPECT_EQ(secondsOf("1-1-2013 1:2:3"), madeOf(2013, 1, 1, 1, 2, 3));
+        EXPECT_EQ(secondsOf("24-03-2013 14:05:09"), mktimeOf(2013, 3, 24, 14, 5, 9));
+        EXPECT_EQ(
+            secondsOf("31-03-2013 02:30:00"), mktimeOf(2013, 3, 31, 2, 30)); // A skipped hour.
+        EXPECT_EQ(
+            secondsOf("27-10-2013 02:30:00"), mktimeOf(2013, 10, 27, 2, 30)); // A repeated hour.
+        EXPECT_EQ(secondsOf("10-03-2013 02:30:00"), mktimeOf(2013, 3, 10, 2, 30));
+        EXPECT_EQ(secondsOf("29-02-2012 23:59:59"), mktimeOf(2012, 2, 29, 23, 59, 59));
+        EXPECT_EQ(secondsOf("29-02-2013 00:00:00"), mktimeOf(2013, 3, 1));
+        EXPECT_EQ(secondsOf("31-04-2013 00:00:00"), mktimeOf(2013, 5, 1));
+        EXPECT_EQ(secondsOf("30-06-2012 23:59:60"), mktimeOf(2012, 7, 1));
+        EXPECT_EQ(secondsOf("1-1-2013 1:2:3"), mktimeOf(2013, 1, 1, 1, 2, 3));
     }
 }
 
-TEST(RecoveryTime, isWhatTheCLibraryMakesOfItBeforeTheEpochAndBeyondThirtyTwoBits)
+TEST(RecoveryTime, agreesWithMktimeBeforeTheEpochAndBeyond32Bits)
 {
     for (char const* const zone : ZONES) {
         SCOPED_TRACE(zone);
         ZoneScope const scope(zone);
-        EXPECT_EQ(secondsOf("31-12-1969 23:59:58"), madeOf(1969, 12, 31, 23, 59, 58));
-        EXPECT_EQ(secondsOf("01-01-1910 00:00:00"), madeOf(1910, 1, 1));
-        EXPECT_EQ(secondsOf("01-01-1900 00:00:00"), madeOf(1900, 1, 1));
-        EXPECT_EQ(secondsOf("19-01-2038 03:14:07"), madeOf(2038, 1, 19, 3, 14, 7));
-        EXPECT_EQ(secondsOf("20-01-2038 03:14:08"), madeOf(2038, 1, 20, 3, 14, 8));
-        EXPECT_EQ(secondsOf("01-01-9999 00:00:00"), madeOf(9999, 1, 1));
+        EXPECT_EQ(secondsOf("31-12-1969 23:59:58"), mktimeOf(1969, 12, 31, 23, 59, 58));
+        EXPECT_EQ(secondsOf("01-01-1910 00:00:00"), mktimeOf(1910, 1, 1));
+        EXPECT_EQ(secondsOf("01-01-1900 00:00:00"), mktimeOf(1900, 1, 1));
+        EXPECT_EQ(secondsOf("19-01-2038 03:14:07"), mktimeOf(2038, 1, 19, 3, 14, 7));
+        EXPECT_EQ(secondsOf("20-01-2038 03:14:08"), mktimeOf(2038, 1, 20, 3, 14, 8));
+        EXPECT_EQ(secondsOf("01-01-9999 00:00:00"), mktimeOf(9999, 1, 1));
     }
 }
 
-TEST(RecoveryTime, ofTheLastSecondOfThirtyTwoBitsFits)
+TEST(RecoveryTime, acceptsTheLastSecondOf32Bits)
 {
     ZoneScope const scope(UTC);
     EXPECT_EQ(secondsOf("19-01-2038 03:14:07"), 2147483647);
     EXPECT_EQ(secondsOf("13-12-1901 20:45:52"), -2147483647 - 1);
     EXPECT_EQ(secondsOf("31-12-1969 23:59:59"), -1);
-    // Where a second more does not fit, the C library says -1.
+    // mktime(3) returns -1 if time_t cannot hold the next second.
     long const next = secondsOf("19-01-2038 03:14:08");
     if constexpr (sizeof(long) == 4)
         EXPECT_EQ(next, -1);
@@ -140,38 +142,38 @@ TEST(RecoveryTime, ofTheLastSecondOfThirtyTwoBitsFits)
         EXPECT_EQ(next - 1, 2147483647);
 }
 
-TEST(RecoveryTime, ofNoTextIsThatOfAZeroedTimeKept)
+TEST(RecoveryTime, isMktimeOfZerosWithoutADateKept)
 {
     for (char const* const zone : ZONES) {
         SCOPED_TRACE(zone);
         ZoneScope const scope(zone);
-        long const zeroed = madeOf(1900, 1, 0);
+        long const zeroed = mktimeOf(1900, 1, 0);
         for (char const* const text :
             {"", "x", "never", "-", "39", "32-01-2013 00:00:00", "00-01-2013 00:00:00"})
             EXPECT_EQ(secondsOf(text), zeroed) << text;
     }
 }
 
-TEST(RecoveryTime, isFilledAsFarAsTheTextGoesKept)
+TEST(RecoveryTime, usesTheFieldsThatWereParsedKept)
 {
     for (char const* const zone : ZONES) {
         SCOPED_TRACE(zone);
         ZoneScope const scope(zone);
-        EXPECT_EQ(secondsOf("24"), madeOf(1900, 1, 24));
-        EXPECT_EQ(secondsOf("24-03"), madeOf(1900, 3, 24));
-        EXPECT_EQ(secondsOf("24-13-2013 10:00:00"), madeOf(1900, 1, 24));
-        EXPECT_EQ(secondsOf("24-03-2013"), madeOf(2013, 3, 24));
-        EXPECT_EQ(secondsOf("24-03-2013 14"), madeOf(2013, 3, 24, 14));
-        EXPECT_EQ(secondsOf("24-03-2013 14:05"), madeOf(2013, 3, 24, 14, 5));
-        EXPECT_EQ(secondsOf("24-03-2013 14:xx:09"), madeOf(2013, 3, 24, 14));
-        // Of 99 only the first digit can be one of a minute.
-        EXPECT_EQ(secondsOf("24-03-2013 14:99:09"), madeOf(2013, 3, 24, 14, 9));
-        EXPECT_EQ(secondsOf("24-03-2013 14:05:09 and more"), madeOf(2013, 3, 24, 14, 5, 9));
-        EXPECT_EQ(secondsOf("24-03-2013T14:05:09"), madeOf(2013, 3, 24));
+        EXPECT_EQ(secondsOf("24"), mktimeOf(1900, 1, 24));
+        EXPECT_EQ(secondsOf("24-03"), mktimeOf(1900, 3, 24));
+        EXPECT_EQ(secondsOf("24-13-2013 10:00:00"), mktimeOf(1900, 1, 24));
+        EXPECT_EQ(secondsOf("24-03-2013"), mktimeOf(2013, 3, 24));
+        EXPECT_EQ(secondsOf("24-03-2013 14"), mktimeOf(2013, 3, 24, 14));
+        EXPECT_EQ(secondsOf("24-03-2013 14:05"), mktimeOf(2013, 3, 24, 14, 5));
+        EXPECT_EQ(secondsOf("24-03-2013 14:xx:09"), mktimeOf(2013, 3, 24, 14));
+        // strptime(3) takes only the first 9 for the minutes.
+        EXPECT_EQ(secondsOf("24-03-2013 14:99:09"), mktimeOf(2013, 3, 24, 14, 9));
+        EXPECT_EQ(secondsOf("24-03-2013 14:05:09 and more"), mktimeOf(2013, 3, 24, 14, 5, 9));
+        EXPECT_EQ(secondsOf("24-03-2013T14:05:09"), mktimeOf(2013, 3, 24));
     }
 }
 
-TEST(RecoveryTime, ofEachKindComesFromItsOwnKey)
+TEST(RecoveryTime, hasAKeyForEachKind)
 {
     ZoneScope const scope(UTC);
     machine.file(testkit::RECOVERY_STATUS,
@@ -185,7 +187,7 @@ TEST(RecoveryTime, ofEachKindComesFromItsOwnKey)
     EXPECT_EQ(record->getRestoreEndTime(), 1364133912);
 }
 
-TEST(RecoveryTime, ofRecoveryIsThereBeforeTheRestoreToo)
+TEST(RecoveryTime, ofTheRecoveryIsSetBeforeTheRestore)
 {
     ZoneScope const scope(UTC);
     machine.file(testkit::RECOVERY_STATUS,
@@ -199,7 +201,7 @@ TEST(RecoveryTime, ofRecoveryIsThereBeforeTheRestoreToo)
     EXPECT_EQ(record->getRestoreEndTime(), testkit::RECOVERY_NOW);
 }
 
-TEST(RecoveryTime, ofTheRestoresEndFollowsTheClockUntilItIsWritten)
+TEST(RecoveryTime, ofTheRestoresEndIsNowUntilItIsWritten)
 {
     ZoneScope const scope(UTC);
     bool unavailable = true;
@@ -222,7 +224,7 @@ TEST(RecoveryTime, ofTheRestoresEndFollowsTheClockUntilItIsWritten)
     EXPECT_EQ(record->getThroughput(), 5.0);
 }
 
-TEST(RecoveryTime, ofARestoreOfNoLengthCountsAsASecond)
+TEST(RecoveryTime, countsARestoreOfNoLengthAsOneSecond)
 {
     ZoneScope const scope(UTC);
     for (char const* const end : {"13-05-2014 16:53:20", "13-05-2014 16:53:21",
@@ -236,7 +238,7 @@ TEST(RecoveryTime, ofARestoreOfNoLengthCountsAsASecond)
     }
 }
 
-TEST(RecoveryTime, isTheRealOneWithoutAnother)
+TEST(RecoveryTime, usesTheRealClock)
 {
     machine.file(testkit::RECOVERY_STATUS, "[main]\nStatus=1000\n");
     bool unavailable = true;

@@ -1,4 +1,4 @@
-// What a poll traces.
+// The trace messages of a poll.
 
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
@@ -26,7 +26,7 @@ std::string const SOME_RESTORE =
     "[Main]\nStatus=5000\n[RestoreStatus]\nTotalFiles=200\nFilesDone=50\n"
     "TotalBytes=1048576000\nBytesDone=524288000\n";
 
-/** @return what a poll that gives no record says at level 1. */
+/** Polls, and expects no record. @return the messages of level 1. */
 std::string pollsTrace()
 {
     CapturedTrace const trace(1);
@@ -36,7 +36,7 @@ std::string pollsTrace()
 
 }
 
-TEST(RecoveryTrace, tellsTheCauseOfAnUnreadableStatusUntilItChangesOnly)
+TEST(RecoveryTrace, reportsAnUnreadableStatusOnceForEachChangeOfCause)
 {
     std::string const missing =
         "Failed to open status.ini. File /etc/dovrel/status.ini not found!: 2\n";
@@ -54,13 +54,13 @@ TEST(RecoveryTrace, tellsTheCauseOfAnUnreadableStatusUntilItChangesOnly)
     EXPECT_EQ(pollsTrace(), "");
 }
 
-TEST(RecoveryTrace, tellsCausesApartThatEndInTheSameDigit)
+TEST(RecoveryTrace, distinguishesErrorCodesWithTheSameLastDigit)
 {
     machine.folder(STATUS);
     pollsTrace();
     machine.remove(STATUS);
     ASSERT_EQ(::mkfifo(STATUS, 0600), 0);
-    int const writer = ::open(STATUS, O_RDWR | O_CLOEXEC); // But writes nothing.
+    int const writer = ::open(STATUS, O_RDWR | O_CLOEXEC); // Writes nothing.
     ASSERT_GE(writer, 0);
     EXPECT_EQ(pollsTrace(),
         "Failed to open status.ini. File /etc/dovrel/status.ini could not be read!: 11\n");
@@ -72,7 +72,7 @@ TEST(RecoveryTrace, tellsCausesApartThatEndInTheSameDigit)
         "Failed to open status.ini. File /etc/dovrel/status.ini could not be read!: 21\n");
 }
 
-TEST(RecoveryTrace, staysSilentOfACauseThatComesBackAfterASuccessKept)
+TEST(RecoveryTrace, doesNotRepeatACauseAfterASuccessKept)
 {
     machine.folder(STATUS);
     pollsTrace();
@@ -82,13 +82,13 @@ TEST(RecoveryTrace, staysSilentOfACauseThatComesBackAfterASuccessKept)
     EXPECT_TRUE(pollRecovery());
     machine.remove(STATUS);
     EXPECT_EQ(pollsTrace(), "");
-    // The same cause for the reader: it cannot be opened.
+    // An unreadable file counts as the same cause as a missing one.
     machine.file(STATUS, "[Main]\nStatus=1000\n");
     std::filesystem::permissions(STATUS, std::filesystem::perms::none);
     EXPECT_EQ(pollsTrace(), "");
 }
 
-TEST(RecoveryTrace, tellsOfAStatusFileThatIsTooLarge)
+TEST(RecoveryTrace, reportsAStatusFileThatIsTooLarge)
 {
     machine.file(STATUS, "[Main]\nStatus=1000\n");
     ASSERT_EQ(::truncate(STATUS, (off_t{64} << 20) + 1), 0);
@@ -101,7 +101,7 @@ TEST(RecoveryTrace, tellsOfAStatusFileThatIsTooLarge)
         pollsTrace(), "Failed to open status.ini. File /etc/dovrel/status.ini is too large!: 27\n");
 }
 
-TEST(RecoveryTrace, tellsOfAMissingStatusEveryTime)
+TEST(RecoveryTrace, reportsAMissingStatusEveryTime)
 {
     for (char const* const text : {"", "[Main]\n", "[Main]\nStatus=\n", "Status=5000\n",
              "[Main]\nStatus=\"\"\n", "[Main]\nStatus=;5000\n", "[Other]\nStatus=5000\n"}) {
@@ -111,7 +111,7 @@ TEST(RecoveryTrace, tellsOfAMissingStatusEveryTime)
     }
 }
 
-TEST(RecoveryTrace, tellsTheFiguresOfARestore)
+TEST(RecoveryTrace, reportsTheFiguresOfARestore)
 {
     machine.file(STATUS, SOME_RESTORE);
     machine.file(PERCENT, "73");
@@ -128,7 +128,7 @@ TEST(RecoveryTrace, tellsTheFiguresOfARestore)
         "sysinfo::UNIXSystemInformation::getCloneInfo(bool&) const");
 }
 
-TEST(RecoveryTrace, tellsMissingCountersAsTheyAreCounted)
+TEST(RecoveryTrace, reportsMissingCountersAsMinusOne)
 {
     machine.file(STATUS, "[Main]\nStatus=5000\nRestoreEnd=x\n");
     CapturedTrace const trace(5);
@@ -139,7 +139,7 @@ TEST(RecoveryTrace, tellsMissingCountersAsTheyAreCounted)
         "Average throughput: 0 MB/s\n");
 }
 
-TEST(RecoveryTrace, tellsOfTheIdleStateAlone)
+TEST(RecoveryTrace, reportsOnlyTheIdleStateBeforeTheRestore)
 {
     for (char const* const status : {"1000", "4000", "0"}) {
         machine.file(STATUS, "[Main]\nStatus=" + std::string(status) + '\n');

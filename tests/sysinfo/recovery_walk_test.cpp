@@ -1,6 +1,7 @@
-// One whole recovery, polled all the time while another process, the engine, writes its files.
+// One whole recovery: the test polls while another process, the engine, writes its files.
 
 #include "tests/support/CapturedTrace.h"
+#include "tests/support/Channel.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemFailure.h"
@@ -24,9 +25,9 @@ using testkit::machine;
 
 namespace {
 
-/** What the engine has written at one time of the recovery. */
+/** The engine's files at one time of the recovery. */
 struct Stage {
-    std::vector<std::string> status; // Line by line; no file where there is none.
+    std::vector<std::string> status; // The lines; empty: no file.
     std::string answers;
     std::string percent;
 };
@@ -53,7 +54,7 @@ std::vector<Stage> const& wholeRecovery()
     return stages;
 }
 
-/** How the engine writes: a new file in place of the old one, or over it. */
+/** How the engine writes: it renames a new file over the old one, or overwrites the old one. */
 enum class Writing { byRename, inPlace };
 
 void writeAll(int descriptor, std::string const& text)
@@ -93,40 +94,32 @@ void writeStage(Stage const& stage, Writing writing)
         testkit::RECOVERY_PERCENT, stage.percent.empty() ? Lines() : Lines{stage.percent}, writing);
 }
 
-/** The engine: a child process that writes its present stage over and over until it is told to go
- * on to the next. */
+/** The engine: a child process that writes its current stage repeatedly until the test orders the
+ * next one. */
 class Engine {
 public:
     explicit Engine(Writing writing)
     {
-        int orders[2];
-        int answers[2];
-        if (::pipe2(orders, O_CLOEXEC) != 0)
-            testkit::fail("pipe2", "orders");
-        if (::pipe2(answers, O_CLOEXEC) != 0)
-            testkit::fail("pipe2", "answers");
         m_child = ::fork();
         if (m_child < 0)
             testkit::fail("fork", "engine");
         if (m_child == 0) {
-            ::close(orders[1]);
-            ::close(answers[0]);
-            work(orders[0], answers[1], writing);
+            m_orders.writer.close();
+            m_answers.reader.close();
+            work(m_orders.reader, m_answers.writer, writing);
         }
-        ::close(orders[0]);
-        ::close(answers[1]);
-        m_orders = orders[1];
-        m_answers = answers[0];
+        m_orders.reader.close();
+        m_answers.writer.close();
     }
     Engine(Engine const&) = delete;
     Engine& operator=(Engine const&) = delete;
     ~Engine() { end(); }
 
-    /** Returns when the next stage's files are there. */
+    /** Waits until the next stage's files exist. */
     void goOn()
     {
         char c = 'g';
-        if (::write(m_orders, &c, 1) != 1 || ::read(m_answers, &c, 1) != 1)
+        if (::write(m_orders.writer, &c, 1) != 1 || ::read(m_answers.reader, &c, 1) != 1)
             throw std::runtime_error("the engine has stopped");
     }
 
@@ -135,8 +128,8 @@ public:
     {
         if (m_child < 0)
             return m_exitCode;
-        ::close(m_orders);
-        ::close(m_answers);
+        m_orders.writer.close();
+        m_answers.reader.close();
         int status = 0;
         ::waitpid(m_child, &status, 0);
         m_child = -1;
@@ -166,8 +159,8 @@ private:
     }
 
     pid_t m_child = -1;
-    int m_orders = -1;
-    int m_answers = -1;
+    testkit::Channel m_orders = testkit::Channel::pipe();
+    testkit::Channel m_answers = testkit::Channel::pipe();
     int m_exitCode = -1;
 };
 
@@ -186,7 +179,7 @@ struct Figures {
     long files = -1, filesDone = -1, bytes = -1, bytesDone = -1;
 };
 
-/** What is to be told of the first lines of a stage's status. */
+/** @return the expected figures for the first @p lines lines of a status file. */
 std::string figuresOfLines(std::vector<std::string> const& status, size_t lines, bool finalSync,
     std::string const& percent)
 {
@@ -216,7 +209,7 @@ std::string figuresOfLines(std::vector<std::string> const& status, size_t lines,
     return out.str();
 }
 
-/** Everything that a poll may tell while the stage's files are written. */
+/** @return the figures that a poll may return while the engine writes the stage's files. */
 std::set<std::string> allowedAt(Stage const& stage, Writing writing)
 {
     bool const answered = !stage.answers.empty();
@@ -230,7 +223,7 @@ std::set<std::string> allowedAt(Stage const& stage, Writing writing)
     return allowed;
 }
 
-/** @return how many different figures were told. */
+/** @return the number of distinct figures. */
 size_t walk(Writing writing, int pollsOfAStage)
 {
     machine.folder("/etc/dovrel");
@@ -244,13 +237,13 @@ size_t walk(Writing writing, int pollsOfAStage)
             std::set<std::string> const allowed = allowedAt(stage, writing);
             std::string const whole = figuresOfLines(
                 stage.status, stage.status.size(), !stage.answers.empty(), stage.percent);
-            // On a busy machine the engine may stand still while its files are half written.
+            // On a busy machine the engine may pause with half-written files; poll longer then.
             bool wholeSeen = false;
             for (int i = 0; i < pollsOfAStage || (!wholeSeen && i < 100 * pollsOfAStage); ++i) {
                 testkit::RecoveryRecord const record = testkit::pollRecovery(i % 2 == 0);
                 std::string const figures = figuresOf(record);
                 if (allowed.count(figures) == 0) {
-                    ADD_FAILURE() << "told: " << figures
+                    ADD_FAILURE() << "returned: " << figures
                                   << "\nallowed among others: " << *allowed.rbegin();
                     return 0;
                 }
@@ -271,24 +264,24 @@ size_t walk(Writing writing, int pollsOfAStage)
 
 }
 
-TEST(RecoveryWalk, tellsEachStageExactlyWhereFilesAreReplaced)
+TEST(RecoveryWalk, returnsEachStageExactlyWhenFilesAreReplaced)
 {
-    EXPECT_EQ(walk(Writing::byRename, 300), 10U); // The idle state comes twice.
+    EXPECT_EQ(walk(Writing::byRename, 300), 10U); // The idle state occurs twice.
 }
 
-TEST(RecoveryWalk, tellsNothingButWhatWasWrittenWhereFilesAreWrittenOver)
+TEST(RecoveryWalk, returnsOnlyWrittenFiguresWhenFilesAreOverwritten)
 {
     EXPECT_GE(walk(Writing::inPlace, 400), 10U);
 }
 
-TEST(RecoveryWalk, tellsTheLastStageAfterTheEngineHasGone)
+TEST(RecoveryWalk, returnsTheLastStageAfterTheEngineEnds)
 {
     machine.folder("/etc/dovrel");
     writeStage(wholeRecovery()[8], Writing::byRename);
     EXPECT_EQ(figuresOf(testkit::pollRecovery()), "5500: 100%, 200/200 files, 1000/1000 MB");
 }
 
-TEST(RecoveryWalk, mayBeSeenByManyThreadsAtOnce)
+TEST(RecoveryWalk, allowsPollsFromManyThreads)
 {
     machine.folder("/etc/dovrel");
     testkit::CapturedTrace const trace(5);
@@ -303,7 +296,7 @@ TEST(RecoveryWalk, mayBeSeenByManyThreadsAtOnce)
             thread.join();
     };
     pollOnFourThreads("none");
-    EXPECT_LE(trace.lines().size(), 4U) << "each thread may tell the cause, but once";
+    EXPECT_LE(trace.lines().size(), 4U) << "a thread reported the cause twice";
     writeStage(wholeRecovery()[6], Writing::byRename);
     pollOnFourThreads("5000: 73%, 50/200 files, 500/1000 MB");
 }

@@ -26,14 +26,14 @@ namespace {
 
 using Names = std::set<std::string>;
 
-/** A device-mapper node and its name. */
+/** Creates a device-mapper node and its link in /dev/mapper. */
 void showVolume(std::string const& name, std::string const& node)
 {
     machine.file("/dev/" + node, "");
     machine.link("/dev/mapper/" + name, "../" + node);
 }
 
-/** Makes the tool of this machine print a text, and note each of its runs. */
+/** Makes a pvdisplay that prints @p output and logs each run. */
 void showPhysicalVolumes(std::string const& output, std::string const& arguments = "-c")
 {
     machine.file("/tmp/output", output);
@@ -51,7 +51,7 @@ size_t runs()
 
 }
 
-TEST(RootDevices, areTheDeviceWithoutItsTrailingDigits)
+TEST(RootDevices, removeTheTrailingDigitsOfTheDevice)
 {
     EXPECT_EQ(getRootDevices("/dev/sda3"), Names{"sda"});
     EXPECT_EQ(getRootDevices("/dev/sda"), Names{"sda"});
@@ -60,7 +60,7 @@ TEST(RootDevices, areTheDeviceWithoutItsTrailingDigits)
     EXPECT_EQ(getRootDevices("/dev/sda2:"), Names{"sda2:"});
 }
 
-TEST(RootDevices, areNoDisksWherePartitionsHaveAnotherFormKept)
+TEST(RootDevices, keepTheLetterBeforeNvmePartitionDigitsKept)
 {
     EXPECT_EQ(getRootDevices("/dev/nvme0n1p1"), Names{"nvme0n1p"});
     EXPECT_EQ(getRootDevices("/dev/mmcblk0p2"), Names{"mmcblk0p"});
@@ -68,7 +68,7 @@ TEST(RootDevices, areNoDisksWherePartitionsHaveAnotherFormKept)
     EXPECT_EQ(getRootDevices("/dev/123"), Names{""});
 }
 
-TEST(RootDevices, areUnknownOfADeviceInAnotherFolder)
+TEST(RootDevices, areUnknownForADeviceOutsideDev)
 {
     for (char const* device : {"/dev/cciss/c0d0p1", "/tmp/image", "/dev", "/", "x:", "sda1", ":"}) {
         CapturedTrace trace;
@@ -88,7 +88,7 @@ TEST(RootDevices, areSilentBelowTheirTraceLevel)
     EXPECT_TRUE(trace.lines().empty());
 }
 
-TEST(RootDevices, areNotLookedForByAToolUnlessTheyAreVolumes)
+TEST(RootDevices, runPvdisplayOnlyForVolumes)
 {
     showPhysicalVolumes("");
     getRootDevices("/dev/sda3");
@@ -97,17 +97,17 @@ TEST(RootDevices, areNotLookedForByAToolUnlessTheyAreVolumes)
     EXPECT_EQ(runs(), 0U);
 }
 
-TEST(RootDevices, ofAVolumeAreThoseOfTheLinesOfItsGroup)
+TEST(RootDevices, ofAVolumeComeFromTheLinesOfItsGroup)
 {
     showVolume("vg-root", "dm-0");
     showPhysicalVolumes("/dev/mapper/vg:/dev/sda2:rest\n/dev/mapper/vg:/dev/sdb:\n"
                         "/dev/mapper/other:/dev/sdc:rest\n");
-    // The colon that ends the second field goes on with it, and ends the digits.
+    // The second field keeps its colon, which protects the digits.
     EXPECT_EQ(getRootDevices("/dev/dm-0"), (Names{"sda2:", "sdb:"}));
     EXPECT_EQ(runs(), 1U);
 }
 
-TEST(RootDevices, ofAVolumeAreNoneOfTheLinesThatTheToolReallyWritesKept)
+TEST(RootDevices, ofAVolumeAreEmptyForRealPvdisplayOutputKept)
 {
     showVolume("vg-root", "dm-0");
     showPhysicalVolumes("  /dev/sda2:vg:974716928:-1:8:8:-1:4096:118984:0:118984:JkXv0A\n");
@@ -117,7 +117,7 @@ TEST(RootDevices, ofAVolumeAreNoneOfTheLinesThatTheToolReallyWritesKept)
     EXPECT_EQ(runs(), 1U);
 }
 
-TEST(RootDevices, ofAVolumeComeOfFieldsThatAreComparedAsTheyStandKept)
+TEST(RootDevices, ofAVolumeRequireAnExactFirstFieldKept)
 {
     showVolume("vg-root", "dm-0");
     for (char const* line :
@@ -131,7 +131,7 @@ TEST(RootDevices, ofAVolumeComeOfFieldsThatAreComparedAsTheyStandKept)
     EXPECT_EQ(getRootDevices("/dev/dm-0"), (Names{"sda:", "sdb:"}));
 }
 
-TEST(RootDevices, ofAVolumeMayBeUnknown)
+TEST(RootDevices, ofAVolumeSkipUnknownDevices)
 {
     showVolume("vg-root", "dm-0");
     showPhysicalVolumes("/dev/mapper/vg:x:rest\n/dev/mapper/vg:/dev/sda:\n/dev/mapper/vg::\n");
@@ -142,7 +142,7 @@ TEST(RootDevices, ofAVolumeMayBeUnknown)
     EXPECT_EQ(trace.lines().size(), 2U);
 }
 
-TEST(RootDevices, ofAVolumeAreReadFromTheRecordedOutput)
+TEST(RootDevices, ofAVolumeComeFromTheRecordedOutput)
 {
     showVolume("vg-root", "dm-0");
     std::string const folder = "/testkit/recorded/pvdisplay-c/";
@@ -154,21 +154,21 @@ TEST(RootDevices, ofAVolumeAreReadFromTheRecordedOutput)
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
 }
 
-TEST(RootDevices, ofAVolumeComeOfItsNameBeforeTheFirstDashKept)
+TEST(RootDevices, ofAVolumeUseItsNameUpToTheFirstDashKept)
 {
     showVolume("my--group-root", "dm-0");
     showPhysicalVolumes("/dev/mapper/my:/dev/sda:\n/dev/mapper/my--group:/dev/sdb:\n");
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
 }
 
-TEST(RootDevices, ofAVolumeComeOfItsWholeNameWhereThereIsNoDash)
+TEST(RootDevices, ofAVolumeUseItsWholeNameWithoutADash)
 {
     showVolume("cryptroot", "dm-3");
     showPhysicalVolumes("/dev/mapper/cryptroot:/dev/sda:\n/dev/mapper/crypt:/dev/sdb:\n");
     EXPECT_EQ(getRootDevices("/dev/dm-3"), Names{"sda:"});
 }
 
-TEST(RootDevices, ofAVolumeComeOfTheLongestNameOfAGroup)
+TEST(RootDevices, ofAVolumeAcceptTheLongestGroupName)
 {
     std::string const group = "+_." + std::string(124, 'g');
     showVolume(group + "-root", "dm-0");
@@ -176,7 +176,7 @@ TEST(RootDevices, ofAVolumeComeOfTheLongestNameOfAGroup)
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
 }
 
-TEST(RootDevices, ofAVolumeComeOfTheNameThatLeadsToIt)
+TEST(RootDevices, ofAVolumeUseTheLinkToItsNode)
 {
     showVolume("a-root", "dm-0");
     showVolume("b-root", "dm-1");
@@ -186,7 +186,7 @@ TEST(RootDevices, ofAVolumeComeOfTheNameThatLeadsToIt)
     EXPECT_EQ(getRootDevices("/dev/dm-1"), Names{"sdb:"});
 }
 
-TEST(RootDevices, ofAVolumeAreNoneWhereNoNameLeadsToIt)
+TEST(RootDevices, ofAVolumeAreEmptyWithoutALinkToItsNode)
 {
     showVolume("a-root", "dm-0");
     showPhysicalVolumes("/dev/mapper/a:/dev/sda:\n");
@@ -194,10 +194,10 @@ TEST(RootDevices, ofAVolumeAreNoneWhereNoNameLeadsToIt)
     EXPECT_EQ(getRootDevices("/dev/block/dm-0"), Names{});
     machine.remove("/dev/mapper/a-root");
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
-    EXPECT_EQ(runs(), 0U) << "there is nothing to ask the tool for";
+    EXPECT_EQ(runs(), 0U) << "pvdisplay ran without need";
 }
 
-TEST(RootDevices, ofAVolumeAreNoneWhereTheToolFailsOrSaysNothing)
+TEST(RootDevices, ofAVolumeAreEmptyWhenPvdisplayFails)
 {
     showVolume("vg-root", "dm-0");
     machine.tool("/sbin/pvdisplay", "exit 5");
@@ -206,7 +206,7 @@ TEST(RootDevices, ofAVolumeAreNoneWhereTheToolFailsOrSaysNothing)
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
 }
 
-TEST(RootDevices, ofAVolumeAreNoneWhereTheToolIsMissing)
+TEST(RootDevices, ofAVolumeAreEmptyWithoutPvdisplay)
 {
     showVolume("vg-root", "dm-0");
     CapturedTrace trace;
@@ -214,14 +214,14 @@ TEST(RootDevices, ofAVolumeAreNoneWhereTheToolIsMissing)
     EXPECT_TRUE(trace.lines().empty());
 }
 
-TEST(RootDevices, ofAVolumeAreTakenFromAToolThatFailsInTheEnd)
+TEST(RootDevices, ofAVolumeComeFromTheOutputOfAFailingPvdisplay)
 {
     showVolume("vg-root", "dm-0");
     machine.tool("/sbin/pvdisplay", "echo /dev/mapper/vg:/dev/sda:; exit 5");
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
 }
 
-TEST(RootDevices, ofAVolumeAreThoseOfAThousandLines)
+TEST(RootDevices, ofAVolumeComeFromAThousandLines)
 {
     showVolume("vg-root", "dm-0");
     std::string output;
@@ -233,7 +233,7 @@ TEST(RootDevices, ofAVolumeAreThoseOfAThousandLines)
     EXPECT_EQ(names.count("sd999x:"), 1U);
 }
 
-TEST(RootDevices, ofAVolumeOnAVolumeAreThoseOfBoth)
+TEST(RootDevices, ofAVolumeOnAVolumeIncludeThoseOfBoth)
 {
     showVolume("upper-root", "dm-0");
     showVolume("lower-pv", "dm-1:");
@@ -243,9 +243,9 @@ TEST(RootDevices, ofAVolumeOnAVolumeAreThoseOfBoth)
     EXPECT_EQ(runs(), 2U);
 }
 
-TEST(RootDevices, ofAVolumeOnItselfAreFoundAllTheSame)
+TEST(RootDevices, ofAVolumeOnItselfAreFound)
 {
-    // A name of a device may end in a colon, too, so that the tool's nonsense leads in a circle.
+    // With device names that end in a colon, the tool's output can form a cycle.
     showVolume("a-root", "dm-0:");
     showVolume("b-root", "dm-1:");
     showPhysicalVolumes("/dev/mapper/a:/dev/dm-0:\n/dev/mapper/a:/dev/dm-1:\n"
@@ -256,7 +256,7 @@ TEST(RootDevices, ofAVolumeOnItselfAreFoundAllTheSame)
     EXPECT_EQ(getRootDevices("/dev/dm-1:"), (Names{"sda:", "sdb:"}));
 }
 
-TEST(RootDevices, passOnThatTheNamesOfVolumesAreMissing)
+TEST(RootDevices, throwWhenDevMapperIsMissing)
 {
     testkit::DescriptorGuard const guard;
     for (unsigned i = 0; i < 10'000; ++i)
@@ -264,7 +264,7 @@ TEST(RootDevices, passOnThatTheNamesOfVolumesAreMissing)
     EXPECT_EQ(getRootDevices("/dev/sda1"), Names{"sda"});
 }
 
-TEST(RootDevices, passOnThatANameOfAVolumeLeadsNowhere)
+TEST(RootDevices, throwWhenALinkInDevMapperDangles)
 {
     testkit::DescriptorGuard const guard;
     machine.link("/dev/mapper/gone-root", "../dm-9");
@@ -280,7 +280,7 @@ TEST(RootDevices, areFoundWithoutAWorkingDirectory)
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
 }
 
-TEST(RootDevices, passOnTheFileAndTheErrorOfAVolumesNameAndTraceThem)
+TEST(RootDevices, throwAndTraceTheLinkAndItsError)
 {
     struct Case {
         char const* target;
@@ -318,7 +318,7 @@ TEST(RootDevices, passOnTheFileAndTheErrorOfAVolumesNameAndTraceThem)
     ASSERT_EQ(::chmod("/dev/locked", 0755), 0);
 }
 
-TEST(RootDevices, passOnTheFolderAndTheErrorWhereItCannotBeReadAndTraceThem)
+TEST(RootDevices, throwAndTraceTheFolderAndItsError)
 {
     CapturedTrace trace;
     try {
@@ -332,7 +332,7 @@ TEST(RootDevices, passOnTheFolderAndTheErrorWhereItCannotBeReadAndTraceThem)
     EXPECT_EQ(trace.lines().size(), 1U);
 }
 
-TEST(RootDevices, passOnWhatHappensBelowAVolumeAndEndTheTool)
+TEST(RootDevices, throwFromANestedVolumeAndLeaveNoChild)
 {
     testkit::DescriptorGuard const guard;
     machine.tool("/sbin/pvdisplay",

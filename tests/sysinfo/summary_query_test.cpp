@@ -1,4 +1,4 @@
-// The summary of the machine, with getsysinfo answered as a host's own would.
+// The summary query with a host's own getsysinfo.
 
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/Machine.h"
@@ -35,7 +35,7 @@ struct Summary {
     SystemInformation::HypervisorType hypervisor = SystemInformation::HYPERVISOR_PARALLELS;
 };
 
-/** A service whose adapters are what a test says. */
+/** A service whose adapter query is a function of the test. */
 class ServiceWith : public sysinfo::LinuxSystemInformation {
 public:
     explicit ServiceWith(std::function<bool(Adapters&)> list) : m_list(std::move(list)) { }
@@ -67,7 +67,7 @@ void addAzureAdapter(Adapters& adapters)
 
 class SummaryQuery : public testing::Test {
 protected:
-    void answers(int code, int result = 0)
+    void identifyAs(int code, int result = 0)
     {
         host.identify = [=](char* vendor, char* product, char* version, int* out) {
             std::strcpy(vendor, "A vendor");
@@ -78,23 +78,23 @@ protected:
         };
     }
 
-    /** What the summary makes of a code on a machine without adapters. */
+    /** @return the hypervisor for @p code on a machine without adapters. */
     SystemInformation::HypervisorType typeOf(int code)
     {
-        answers(code);
+        identifyAs(code);
         return Summary().hypervisor;
     }
 
-    testkit::AnsweredHost host;
+    testkit::FakeHost host;
 };
 
 class SummarysFirstAdapter : public SummaryQuery { };
 
 }
 
-TEST_F(SummaryQuery, tellsTheThreeTextsAndTheCode)
+TEST_F(SummaryQuery, returnsTheThreeStringsAndTheCode)
 {
-    answers(4);
+    identifyAs(4);
     Summary const summary;
     EXPECT_TRUE(summary.known);
     EXPECT_EQ(summary.vendor, "A vendor");
@@ -104,7 +104,7 @@ TEST_F(SummaryQuery, tellsTheThreeTextsAndTheCode)
     EXPECT_EQ(host.identifications, 1);
 }
 
-TEST_F(SummaryQuery, keepsTheCodesThatItKnowsAndTakesAnyOtherForOther)
+TEST_F(SummaryQuery, mapsUnknownCodesToOther)
 {
     for (int code = -1; code <= 13; ++code) {
         bool const isKnown = code >= 0 && code <= 11;
@@ -114,10 +114,10 @@ TEST_F(SummaryQuery, keepsTheCodesThatItKnowsAndTakesAnyOtherForOther)
         EXPECT_EQ(typeOf(code), SystemInformation::HYPERVISOR_OTHER) << code;
 }
 
-TEST_F(SummaryQuery, setsItsOutputsWhereTheIdentificationFails)
+TEST_F(SummaryQuery, setsItsOutputsWhenGetsysinfoFails)
 {
     for (int const result : {-1, 1, 77}) {
-        answers(3, result);
+        identifyAs(3, result);
         Summary const summary;
         EXPECT_FALSE(summary.known);
         EXPECT_EQ(summary.vendor, "A vendor");
@@ -125,7 +125,7 @@ TEST_F(SummaryQuery, setsItsOutputsWhereTheIdentificationFails)
     }
 }
 
-TEST_F(SummaryQuery, isEmptyWhereTheIdentificationFailsWithoutAWord)
+TEST_F(SummaryQuery, returnsEmptyStringsWhenGetsysinfoWritesNothing)
 {
     Summary const summary;
     EXPECT_FALSE(summary.known);
@@ -133,7 +133,7 @@ TEST_F(SummaryQuery, isEmptyWhereTheIdentificationFailsWithoutAWord)
     EXPECT_EQ(summary.hypervisor, SystemInformation::HYPERVISOR_NONE);
 }
 
-TEST_F(SummaryQuery, takesTextsThatFillTheirRoomWithoutATerminator)
+TEST_F(SummaryQuery, acceptsFullBuffersWithoutATerminator)
 {
     host.identify = [](char* vendor, char* product, char* version, int* code) {
         std::memset(vendor, 'a', 48);
@@ -149,10 +149,10 @@ TEST_F(SummaryQuery, takesTextsThatFillTheirRoomWithoutATerminator)
     EXPECT_EQ(summary.version, "");
 }
 
-TEST_F(SummarysFirstAdapter, makesItAzureByTheBeginningOfItsAddress)
+TEST_F(SummarysFirstAdapter, hasAnAzureAddressPrefixOnAzure)
 {
     for (int const code : {0, 2, 8, 11, -1}) {
-        answers(code);
+        identifyAs(code);
         ServiceWith const service([](Adapters& adapters) {
             addAzureAdapter(adapters);
             return true;
@@ -164,9 +164,9 @@ TEST_F(SummarysFirstAdapter, makesItAzureByTheBeginningOfItsAddress)
     }
 }
 
-TEST_F(SummarysFirstAdapter, isTheOnlyOneThatCountsKept)
+TEST_F(SummarysFirstAdapter, isTheOnlyAdapterThatCountsKept)
 {
-    answers(2);
+    identifyAs(2);
     Summary const summary(ServiceWith([](Adapters& adapters) {
         addAdapter(adapters, {0x02, 0, 0, 0, 0, 1});
         addAzureAdapter(adapters);
@@ -175,9 +175,9 @@ TEST_F(SummarysFirstAdapter, isTheOnlyOneThatCountsKept)
     EXPECT_EQ(summary.hypervisor, SystemInformation::HYPERVISOR_HYPERV);
 }
 
-TEST_F(SummarysFirstAdapter, isTheFirstThatIsThereWhereAHostsListHasNullRecords)
+TEST_F(SummarysFirstAdapter, isTheFirstThatIsNotNull)
 {
-    answers(2);
+    identifyAs(2);
     Summary const first(ServiceWith([](Adapters& adapters) {
         adapters.resize(2);
         addAzureAdapter(adapters);
@@ -198,9 +198,9 @@ TEST_F(SummarysFirstAdapter, isTheFirstThatIsThereWhereAHostsListHasNullRecords)
     EXPECT_EQ(none.hypervisor, SystemInformation::HYPERVISOR_HYPERV);
 }
 
-TEST_F(SummarysFirstAdapter, changesNothingWithAnyOtherAddress)
+TEST_F(SummarysFirstAdapter, keepsTheHypervisorWithAnyOtherAddress)
 {
-    answers(2);
+    identifyAs(2);
     std::vector<std::vector<uint8_t>> const others{{}, {0x00, 0x0d, 0x3b}, {0x00, 0x0d},
         {0x01, 0x0d, 0x3a}, {0x00, 0x00, 0x0d, 0x3a}, {0, 0, 0, 0x00, 0x0d, 0x3a},
         {0, 0, 0, 0, 0, 0x00, 0x0d, 0x3a}};
@@ -213,9 +213,9 @@ TEST_F(SummarysFirstAdapter, changesNothingWithAnyOtherAddress)
     }
 }
 
-TEST_F(SummarysFirstAdapter, countsEvenWhereTheListSaysFalse)
+TEST_F(SummarysFirstAdapter, countsWhenTheAdapterQueryReturnsFalse)
 {
-    answers(2);
+    identifyAs(2);
     Summary const summary(ServiceWith([](Adapters& adapters) {
         addAzureAdapter(adapters);
         return false;
@@ -224,9 +224,9 @@ TEST_F(SummarysFirstAdapter, countsEvenWhereTheListSaysFalse)
     EXPECT_EQ(summary.hypervisor, SystemInformation::HYPERVISOR_AZURE);
 }
 
-TEST_F(SummarysFirstAdapter, isNoneInAnEmptyList)
+TEST_F(SummarysFirstAdapter, keepsTheHypervisorWhenTheListIsEmpty)
 {
-    answers(2);
+    identifyAs(2);
     for (bool const known : {false, true}) {
         Summary const summary(ServiceWith([=](Adapters&) { return known; }));
         EXPECT_TRUE(summary.known);
@@ -234,9 +234,9 @@ TEST_F(SummarysFirstAdapter, isNoneInAnEmptyList)
     }
 }
 
-TEST_F(SummarysFirstAdapter, takesTheListsExceptionPastTheCaller)
+TEST_F(SummarysFirstAdapter, passesAnExceptionOfTheAdapterQueryToTheCaller)
 {
-    /** Counts those alive. */
+    /** Counts live objects. */
     class Counted : public UNIXNetworkInfo {
     public:
         explicit Counted(int& alive) : m_alive(alive) { ++m_alive; }
@@ -247,7 +247,7 @@ TEST_F(SummarysFirstAdapter, takesTheListsExceptionPastTheCaller)
     private:
         int& m_alive;
     };
-    answers(2);
+    identifyAs(2);
     int alive = 0;
     ServiceWith const service([&](Adapters& adapters) -> bool {
         adapters.emplace_back(new Counted(alive));
@@ -263,7 +263,7 @@ TEST_F(SummarysFirstAdapter, takesTheListsExceptionPastTheCaller)
     EXPECT_EQ(hypervisor, SystemInformation::HYPERVISOR_HYPERV);
 }
 
-TEST(SummaryOfAMachine, isAzureByTheToolsFirstAdapter)
+TEST(SummaryOfAMachine, isAzureByTheFirstAdapterOfIfconfig)
 {
     testkit::NetworkMachine net;
     net.host.identify = [](char*, char*, char*, int* code) {
@@ -281,7 +281,7 @@ TEST(SummaryOfAMachine, isAzureByTheToolsFirstAdapter)
     EXPECT_EQ(Summary().hypervisor, SystemInformation::HYPERVISOR_HYPERV);
 }
 
-TEST(SummaryOfAMachine, throwsWhereTheToolsOutputIsCutShort)
+TEST(SummaryOfAMachine, throwsOnAShortNameServerLine)
 {
     testkit::NetworkMachine net;
     net.ifconfigPrints("eth0: x\nlo: x\n");
