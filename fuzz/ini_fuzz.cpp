@@ -1,8 +1,8 @@
-// The entries of an INI file agree with the naive reader.
+// The entries of an INI file agree with the reference parser.
 
 #include "common/basic/IniFile.h"
 #include "tests/common/basic/MemoryFile.h"
-#include "tests/common/basic/NaiveIni.h"
+#include "tests/reference/ini.h"
 
 #include <clocale>
 #include <cstdio>
@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
     std::string const text(reinterpret_cast<char const*>(data), size);
     MemoryFile const source(text);
     dovrel::IniFile const file(source.path(), true, false, false);
-    std::string const difference = NaiveIni(text).differenceFrom(file);
+    std::string const difference = reference::Ini(text).differenceFrom(file);
     if (!locale || file.savedError() != 0 || !difference.empty()) {
         std::fprintf(stderr, "%s\n", difference.c_str());
         std::abort();

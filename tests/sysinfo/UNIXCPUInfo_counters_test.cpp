@@ -202,14 +202,14 @@ TEST(ReadCounters, readsTheRecordedFiles)
     EXPECT_EQ(countersIn(good, 0), (Counters{639729, 1562 + 1679 + 30 + 13}));
     EXPECT_EQ(countersIn(good, 1), (Counters{636239, 2947 + 2232 + 1798 + 62}));
 
-    std::string const odd = testkit::contentsOf(folder + "made-odd.txt");
+    std::string const odd = testkit::contentsOf(folder + "fake-odd.txt");
     EXPECT_EQ(countersIn(odd, 0), (Counters{617622, 1324 + 3 + 1595 + 28 + 13}));
     EXPECT_EQ(countersIn(odd, 2), (Counters{660769332, 5 + 7}));
     EXPECT_EQ(countersIn(odd, 3), (Counters{4294967295, 0}));
     EXPECT_EQ(countersIn(odd, 12), (Counters{6, 4}));
     EXPECT_EQ(countersIn(odd, 255), (Counters{0, 255}));
 
-    std::string const broken = testkit::contentsOf(folder + "made-broken.txt");
+    std::string const broken = testkit::contentsOf(folder + "fake-broken.txt");
     EXPECT_EQ(countersIn(broken, 0), (Counters{617622, 1324 + 1595 + 28 + 13}));
     EXPECT_EQ(countersIn(broken, 1), (Counters{0, 2488 + 19}));
 }

@@ -212,6 +212,6 @@ TEST(GetCPUs, readsTheRecordedFiles)
 {
     std::string const folder = "/testkit/recorded/proc-stat/";
     EXPECT_EQ(countIn(testkit::contentsOf(folder + "vm-2cpu.txt")), 2U);
-    EXPECT_EQ(countIn(testkit::contentsOf(folder + "made-odd.txt")), 5U);
-    EXPECT_EQ(countIn(testkit::contentsOf(folder + "made-broken.txt")), 2U);
+    EXPECT_EQ(countIn(testkit::contentsOf(folder + "fake-odd.txt")), 5U);
+    EXPECT_EQ(countIn(testkit::contentsOf(folder + "fake-broken.txt")), 2U);
 }

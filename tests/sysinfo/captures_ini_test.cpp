@@ -1,7 +1,7 @@
 // INI files of real machines: see captures_test.cpp.
 
 #include "common/basic/IniFile.h"
-#include "tests/common/basic/NaiveIni.h"
+#include "tests/reference/ini.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/captures.h"
 
@@ -48,7 +48,7 @@ TEST_F(Captures, ofIniFilesMatchTheReferenceParser)
         dovrel::IniFile const file(source.path, true, false, false);
         EXPECT_EQ(file.savedError(), 0);
         EXPECT_GT(file.size(), 0U);
-        EXPECT_EQ(NaiveIni(testkit::contentsOf(source.path)).differenceFrom(file), "");
+        EXPECT_EQ(reference::Ini(testkit::contentsOf(source.path)).differenceFrom(file), "");
         testkit::expectFact(source, "key_lines", entriesWithoutHash(file));
         expectSectionsOfTheIndex(source, file);
     }

@@ -245,10 +245,10 @@ TEST(FirmwareDump, readsTheRecordedFiles)
     auto const recorded = [](char const* file) {
         return sumOf(testkit::contentsOf(std::string("/testkit/recorded/dmidecode/") + file));
     };
-    EXPECT_EQ(recorded("made-good.txt"), 24 * GB);
+    EXPECT_EQ(recorded("fake-good.txt"), 24 * GB);
     // Has flash, a size in kB, one in binary units and one without a unit.
-    EXPECT_EQ(recorded("made-odd.txt"), 21 * GB + TB + 512 * MB + 4096 + 16 + 8192);
-    EXPECT_EQ(recorded("made-broken.txt"), 8 * GB + 4);
+    EXPECT_EQ(recorded("fake-odd.txt"), 21 * GB + TB + 512 * MB + 4096 + 16 + 8192);
+    EXPECT_EQ(recorded("fake-broken.txt"), 8 * GB + 4);
 }
 
 TEST(FirmwareDump, callsItsListenerInOrder)

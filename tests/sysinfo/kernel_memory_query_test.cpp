@@ -147,9 +147,9 @@ TEST(KernelMemoryQuery, returnsFiguresBeyond32Bits)
 TEST(KernelMemoryQuery, readsTheRecordedFiles)
 {
     std::string const folder = "/testkit/recorded/proc-meminfo/";
-    expectFigures(contentsOf(folder + "made-good.txt"), true, 16275348, 9120576);
-    expectFigures(contentsOf(folder + "made-odd.txt"), true, 400016779264U, 4294967301U);
-    expectFigures(contentsOf(folder + "made-broken.txt"), false, 16275348, UNTOUCHED_FREE);
+    expectFigures(contentsOf(folder + "fake-good.txt"), true, 16275348, 9120576);
+    expectFigures(contentsOf(folder + "fake-odd.txt"), true, 400016779264U, 4294967301U);
+    expectFigures(contentsOf(folder + "fake-broken.txt"), false, 16275348, UNTOUCHED_FREE);
 }
 
 TEST(KernelMemoryQuery, tracesTheFiguresAtLevelThree)

@@ -181,11 +181,11 @@ TEST(ProcMounts, findsNothingInAStreamThatHasFailed)
 TEST(ProcMounts, readsTheRecordedFiles)
 {
     std::string const folder = "/testkit/recorded/proc-mounts/";
-    EXPECT_EQ(read(contentsOf(folder + "made-good.txt")),
+    EXPECT_EQ(read(contentsOf(folder + "fake-good.txt")),
         (Mounts{{"/", "/dev/mapper/vg-root"}, {"/boot", "/dev/sda1"}, {"/data", "/dev/sdb1"}}));
-    EXPECT_EQ(read(contentsOf(folder + "made-odd.txt")),
+    EXPECT_EQ(read(contentsOf(folder + "fake-odd.txt")),
         (Mounts{{"/", "/dev/root"}, {"/a-b", "/dev/nvme0n1p2"}, {"/a/b", "/dev/cciss/c0d0p1"},
             {"/mnt/my\\040disk", "/dev/sdc1"}, {"/srv", "/dev/sdb2"}}));
-    EXPECT_EQ(read(contentsOf(folder + "made-broken.txt")),
+    EXPECT_EQ(read(contentsOf(folder + "fake-broken.txt")),
         (Mounts{{"/", "/dev/sda1"}, {"/da", "/dev/sdb1"}}));
 }

@@ -210,11 +210,11 @@ TEST(ProcPartitions, findsNothingInAStreamThatHasFailed)
 TEST(ProcPartitions, readsTheRecordedFiles)
 {
     std::string const folder = "/testkit/recorded/proc-partitions/";
-    EXPECT_EQ(read(contentsOf(folder + "made-good.txt")),
+    EXPECT_EQ(read(contentsOf(folder + "fake-good.txt")),
         "sda1 sda2 sda5 [sda 488386584 3] sdb1 [sdb 7814026584 1]");
-    EXPECT_EQ(read(contentsOf(folder + "made-odd.txt")),
+    EXPECT_EQ(read(contentsOf(folder + "fake-odd.txt")),
         "vda1 [vda 16106127360 1] [sdb 1 0] sdaa1 [sdaa 18446744073709551615 1] [xvda 0 0]");
     // Zero bytes are not blanks, so they are a name.
-    EXPECT_EQ(read(contentsOf(folder + "made-broken.txt")),
+    EXPECT_EQ(read(contentsOf(folder + "fake-broken.txt")),
         "sda1 [sda 488386584 1] [" + std::string(4, '\0') + " 4878 0]");
 }

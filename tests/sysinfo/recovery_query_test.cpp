@@ -341,14 +341,14 @@ TEST(RecoveryFigures, acceptReadsOfSingleBytesBetweenSignals)
 TEST(RecoveryFigures, areReadFromTheRecordedFiles)
 {
     std::string const folder = "/testkit/recorded/ini/";
-    Record const good = pollWith(testkit::contentsOf(folder + "made-good.txt"));
+    Record const good = pollWith(testkit::contentsOf(folder + "fake-good.txt"));
     ASSERT_TRUE(good);
     EXPECT_EQ(good->getOperationID(), 5000U);
     EXPECT_EQ(good->getOperationProgress(), 37U);
     EXPECT_EQ(good->getTotalMBytes(), 1000U);
 
-    machine.link(ANSWERS, folder + "made-odd.txt");
-    Record const odd = pollWith(testkit::contentsOf(folder + "made-odd.txt"));
+    machine.link(ANSWERS, folder + "fake-odd.txt");
+    Record const odd = pollWith(testkit::contentsOf(folder + "fake-odd.txt"));
     ASSERT_TRUE(odd);
     EXPECT_EQ(odd->getOperationID(), 5500U);
     EXPECT_EQ(odd->getOperationProgress(), 12U); // BytesDone is read as 0.
@@ -358,7 +358,7 @@ TEST(RecoveryFigures, areReadFromTheRecordedFiles)
     EXPECT_EQ(odd->getMBytesDone(), 0U);
 
     machine.remove(ANSWERS);
-    Record const broken = pollWith(testkit::contentsOf(folder + "made-broken.txt"));
+    Record const broken = pollWith(testkit::contentsOf(folder + "fake-broken.txt"));
     ASSERT_TRUE(broken);
     EXPECT_EQ(broken->getOperationID(), 5000U);
     EXPECT_EQ(broken->getTotalFiles(), 2U);

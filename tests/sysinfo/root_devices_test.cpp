@@ -146,11 +146,11 @@ TEST(RootDevices, ofAVolumeComeFromTheRecordedOutput)
 {
     showVolume("vg-root", "dm-0");
     std::string const folder = "/testkit/recorded/pvdisplay-c/";
-    showPhysicalVolumes(contentsOf(folder + "made-good.txt"));
+    showPhysicalVolumes(contentsOf(folder + "fake-good.txt"));
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{});
-    showPhysicalVolumes(contentsOf(folder + "made-odd.txt"));
+    showPhysicalVolumes(contentsOf(folder + "fake-odd.txt"));
     EXPECT_EQ(getRootDevices("/dev/dm-0"), (Names{"sda2:", "sdb:", "sdh9:"}));
-    showPhysicalVolumes(contentsOf(folder + "made-broken.txt"));
+    showPhysicalVolumes(contentsOf(folder + "fake-broken.txt"));
     EXPECT_EQ(getRootDevices("/dev/dm-0"), Names{"sda:"});
 }
 

@@ -1,9 +1,9 @@
-// IniFile and NaiveIni read generated files.
+// IniFile and reference::Ini read generated files.
 
-#include "tests/common/basic/NaiveIni.h"
 #include "tests/common/basic/locale_scope.h"
 #include "tests/common/basic/parse_ini.h"
 #include "tests/common/basic/random_below.h"
+#include "tests/reference/ini.h"
 
 #include <gtest/gtest.h>
 
@@ -84,12 +84,12 @@ void expectNoDifference(std::string const& text)
 {
     dovrel::IniFile const file = parseIni(text);
     ASSERT_EQ(file.savedError(), 0);
-    ASSERT_EQ(NaiveIni(text).differenceFrom(file), "") << testing::PrintToString(text);
+    ASSERT_EQ(reference::Ini(text).differenceFrom(file), "") << testing::PrintToString(text);
 }
 
 }
 
-TEST(NaiveIni, agreesWithIniFileOnGeneratedFilesInEveryLocale)
+TEST(reference::Ini, agreesWithIniFileOnGeneratedFilesInEveryLocale)
 {
     size_t entries = 0;
     for (char const* const name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {
@@ -98,17 +98,17 @@ TEST(NaiveIni, agreesWithIniFileOnGeneratedFilesInEveryLocale)
         FileMaker maker(20240611);
         for (int i = 0; i < 250; ++i) {
             std::string const text = maker.make();
-            entries += NaiveIni(text).size();
+            entries += reference::Ini(text).size();
             ASSERT_NO_FATAL_FAILURE(expectNoDifference(text)) << "file " << i;
         }
     }
     EXPECT_GT(entries, 8'000U) << "the files have too few entries";
 }
 
-TEST(NaiveIni, reportsEveryKindOfDifference)
+TEST(reference::Ini, reportsEveryKindOfDifference)
 {
     auto const difference = [](std::string const& text, std::string const& other) {
-        return NaiveIni(text).differenceFrom(parseIni(other));
+        return reference::Ini(text).differenceFrom(parseIni(other));
     };
     EXPECT_EQ(difference("[s]\nk=1\n", "[s]\nk=1\n"), "");
     EXPECT_EQ(difference("k=1\n", ""), "there are 0 entries, expected 1");

@@ -6,14 +6,16 @@
 #include <string>
 #include <utility>
 
+namespace reference {
+
 /**
  * A reference parser of INI files: line by line, into a std::map.
  *
  * It shares only the string type with the library. It decodes in the current locale.
  */
-class NaiveIni {
+class Ini {
 public:
-    explicit NaiveIni(std::string const& text);
+    explicit Ini(std::string const& text);
 
     /** @return the first difference from @p file, which was read from the same text; empty if there
      * is none. */
@@ -33,3 +35,5 @@ private:
     std::string m_section;
     std::map<Place, std::wstring, Before> m_entries;
 };
+
+}

@@ -1,4 +1,4 @@
-#include "tests/common/basic/NaiveIni.h"
+#include "tests/reference/ini.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -6,6 +6,8 @@
 #include <set>
 #include <sstream>
 #include <vector>
+
+namespace reference {
 
 namespace {
 
@@ -66,19 +68,19 @@ std::wstring wide(dovrel::string const& text)
 
 }
 
-bool NaiveIni::Before::operator()(Place const& a, Place const& b) const
+bool Ini::Before::operator()(Place const& a, Place const& b) const
 {
     return std::pair(lower(a.first), lower(a.second)) < std::pair(lower(b.first), lower(b.second));
 }
 
-NaiveIni::NaiveIni(std::string const& text)
+Ini::Ini(std::string const& text)
 {
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);)
         readLine(line);
 }
 
-void NaiveIni::readLine(std::string line)
+void Ini::readLine(std::string line)
 {
     line = trimmed(line.substr(0, line.find(';')));
     if (line.empty())
@@ -99,7 +101,7 @@ void NaiveIni::readLine(std::string line)
     m_entries.emplace(Place(wide(m_section), wide(trimmed(line.substr(0, sign)))), wide(value));
 }
 
-std::string NaiveIni::differenceFrom(dovrel::IniFile const& file) const
+std::string Ini::differenceFrom(dovrel::IniFile const& file) const
 {
     if (file.size() != m_entries.size())
         return "there are " + std::to_string(file.size()) + " entries, expected "
@@ -129,8 +131,7 @@ std::string NaiveIni::differenceFrom(dovrel::IniFile const& file) const
     return {};
 }
 
-std::string NaiveIni::differenceOfSection(
-    dovrel::IniFile const& file, std::wstring const& section) const
+std::string Ini::differenceOfSection(dovrel::IniFile const& file, std::wstring const& section) const
 {
     std::vector<std::wstring> expected;
     for (auto const& [place, value] : m_entries)
@@ -144,4 +145,6 @@ std::string NaiveIni::differenceOfSection(
     if (values != expected)
         return "the entries or their order differ: [" + printable(section) + ']';
     return {};
+}
+
 }
