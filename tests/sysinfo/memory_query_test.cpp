@@ -409,8 +409,8 @@ TEST(MemoryQuery, waitsForTheExitWithTheRestoredTimeOutKept)
     // Ends after the restored time-out, a tenth of a second, and before the raised one, a second.
     dmidecodePrints(MODULES, "exec <&- >&- 2>&-\nsleep 0.8");
     CapturedTrace trace(4);
-    Answer const answer;
-    EXPECT_EQ(answer.thrown, dovrel::REASON_NOT_EXITED);
+    Result const result;
+    EXPECT_EQ(result.thrown, dovrel::REASON_NOT_EXITED);
     EXPECT_EQ(trace.text(4), "");
-    EXPECT_EQ(answer.total, 8000000U);
+    EXPECT_EQ(result.total, 8000000U);
 }

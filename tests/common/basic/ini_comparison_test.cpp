@@ -89,7 +89,7 @@ void expectNoDifference(std::string const& text)
 
 }
 
-TEST(reference::Ini, agreesWithIniFileOnGeneratedFilesInEveryLocale)
+TEST(ReferenceIni, agreesWithIniFileOnGeneratedFilesInEveryLocale)
 {
     size_t entries = 0;
     for (char const* const name : {"C", "C.UTF-8", "ISO-8859-1", "SHIFT_JIS"}) {
@@ -105,7 +105,7 @@ TEST(reference::Ini, agreesWithIniFileOnGeneratedFilesInEveryLocale)
     EXPECT_GT(entries, 8'000U) << "the files have too few entries";
 }
 
-TEST(reference::Ini, reportsEveryKindOfDifference)
+TEST(ReferenceIni, reportsEveryKindOfDifference)
 {
     auto const difference = [](std::string const& text, std::string const& other) {
         return reference::Ini(text).differenceFrom(parseIni(other));
