@@ -1,5 +1,6 @@
 #include "app/ProgressLine.h"
 
+#include "app/write/names.h"
 #include "app/write/standard_streams.h"
 
 #include <chrono>
@@ -10,27 +11,6 @@ namespace app {
 namespace {
 
 constexpr auto SHOWN_AFTER = std::chrono::milliseconds(1500);
-
-std::string textOf(Subject subject)
-{
-    switch (subject) {
-    case Subject::SYSTEM:
-        return "reading the system's identity ...";
-    case Subject::PROCESSORS:
-        return "reading the processors ...";
-    case Subject::MEMORY:
-        return "reading the memory ...";
-    case Subject::DISKS:
-        return "reading the disks ...";
-    case Subject::MOUNTS:
-        return "reading the mounted filesystems ...";
-    case Subject::NETWORKS:
-        return "reading the network adapters ...";
-    case Subject::RECOVERY:
-        return "reading the recovery ...";
-    }
-    return "";
-}
 
 /** Blanks in place of an escape sequence: every terminal understands them. */
 void draw(std::string const& text, size_t over)
@@ -62,7 +42,7 @@ void ProgressLine::show(Subject subject)
 {
     {
         std::lock_guard const lock(m_mutex);
-        m_text = textOf(subject);
+        m_text = "reading the " + subjectText(subject) + " ...";
     }
     m_changed.notify_all();
 }

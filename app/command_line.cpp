@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 
 #include <charconv>
+#include <functional>
+#include <map>
 #include <sstream>
 
 namespace app {
@@ -28,7 +30,7 @@ constexpr char const* WATCH_HELP = "Follow the recovery, looking every SECONDS (
                                    "the status file is gone; Ctrl-C: status 130";
 
 /** The options that only some commands have. */
-enum Option : unsigned { BYTES = 1, TREE = 2, LOADS = 4, WATCH = 8 };
+enum Option : unsigned { BYTES = 1, TREE = 2, LOADS = 4, WATCH = 8, COLUMNS = 16 };
 
 struct Command {
     char const* name;
@@ -38,20 +40,21 @@ struct Command {
 };
 
 constexpr Command COMMANDS[] = {
-    {"system", Subject::SYSTEM, 0, "The machine: vendor, product, version and hypervisor"},
-    {"cpus", Subject::PROCESSORS, LOADS, "Processors: current and highest speeds, loads"},
-    {"memory", Subject::MEMORY, 0, "Memory: total, free and used"},
-    {"disks", Subject::DISKS, BYTES | TREE, "Physical disks: names, sizes, partitions"},
-    {"mounts", Subject::MOUNTS, BYTES, "Mounted filesystems: sizes, use, disks beneath"},
-    {"networks", Subject::NETWORKS, 0, "Network adapters and addresses, host name, name servers"},
+    {"system", Subject::SYSTEM, 0, "The machine, its firmware and its operating system"},
+    {"cpus", Subject::PROCESSORS, LOADS | COLUMNS, "Processors: models, speeds, loads"},
+    {"memory", Subject::MEMORY, BYTES, "Memory in use and available, swap, modules"},
+    {"disks", Subject::DISKS, BYTES | TREE | COLUMNS, "Disks and the devices on them"},
+    {"mounts", Subject::MOUNTS, BYTES | COLUMNS, "Mounted filesystems: sizes, use, disks beneath"},
+    {"networks", Subject::NETWORKS, COLUMNS, "Network adapters, addresses, gateways, name servers"},
     {"recovery", Subject::RECOVERY, WATCH, "The progress of a recovery of this machine"},
 };
 
+constexpr double SHORTEST = 0.1;
+constexpr double LONGEST = 86400;
+
 /** @return nothing where the text is no number of seconds from 0.1 to a day. */
-std::optional<std::chrono::steady_clock::duration> parseInterval(std::string const& text)
+std::optional<std::chrono::steady_clock::duration> parseSeconds(std::string const& text)
 {
-    constexpr double SHORTEST = 0.1;
-    constexpr double LONGEST = 86400;
     double seconds = 0;
     char const* const end = text.data() + text.size();
     auto const read = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
@@ -60,6 +63,22 @@ std::optional<std::chrono::steady_clock::duration> parseInterval(std::string con
         return std::nullopt;
     return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
         std::chrono::duration<double>(seconds));
+}
+
+/** An option whose value is a number of seconds; 1 where it may stand without one. */
+CLI::Option* addSecondsOption(CLI::App& options, char const* name, char const* description,
+    std::function<void(std::chrono::steady_clock::duration)> const& store)
+{
+    return options.add_option_function<std::string>(
+        name,
+        [name, store](std::string const& text) {
+            auto const duration = parseSeconds(text.empty() ? "1" : text);
+            if (!duration)
+                throw CLI::ValidationError(
+                    name, "'" + text + "' is no number of seconds from 0.1 to 86400");
+            store(*duration);
+        },
+        description);
 }
 
 /** Each command has these too, so that they may stand before or after its name. */
@@ -79,6 +98,23 @@ void addGeneralOptions(CLI::App& options, CommandLine& line)
             "--json", [&line] { line.output = CommandLine::JSON; },
             "Write JSON; an unknown fact is null")
         ->group(GROUP);
+    options
+        .add_flag_callback(
+            "--no-headings", [&line] { line.headings = false; },
+            "Show rows alone, without headings and notes")
+        ->group(GROUP);
+    options.add_option("--color", line.color, "Color the screen: auto (default), always, never")
+        ->transform(
+            CLI::Transformer(std::map<std::string, CommandLine::Color>{{"auto", CommandLine::AUTO},
+                                 {"always", CommandLine::ALWAYS}, {"never", CommandLine::NEVER}})
+                .description(""))
+        ->type_name("WHEN")
+        ->group(GROUP);
+    addSecondsOption(options, "--tool-limit",
+        "The longest time for each tool and query of the\nlibrary (5)",
+        [&line](auto limit) { line.toolLimit = limit; })
+        ->type_name("SECONDS")
+        ->group(GROUP);
     options.footer(EXIT_STATUSES);
 }
 
@@ -88,27 +124,37 @@ void addOptions(CLI::App& options, unsigned which, CommandLine& line)
         options.add_flag("--bytes", line.table.bytes, "Show sizes as numbers of bytes");
     if (which & TREE)
         options.add_flag("--tree", line.table.diskTree,
-            "Show the mounted filesystems below their disks;\nthose without a disk come last");
+            "Show each device below those that it is made of,\nand where it is mounted");
     if (which & LOADS)
         options
             .add_flag_callback(
                 "--no-usage", [&line] { line.loads = false; },
                 "Do not measure loads, which takes one second")
             ->group("Load");
-    if (which & WATCH)
+    if (which & COLUMNS) {
         options
-            .add_option_function<std::string>(
-                "--watch",
-                [&line](std::string const& text) {
-                    line.watchInterval = parseInterval(text.empty() ? "1" : text);
-                    if (!line.watchInterval)
-                        throw CLI::ValidationError(
-                            "--watch", "'" + text + "' is no number of seconds from 0.1 to 86400");
-                },
-                WATCH_HELP)
+            .add_option(
+                "-o,--output", line.table.columns, "Show these columns; +COLUMN shows one more")
+            ->type_name("COLUMN,...")
+            ->group("Columns");
+        options.add_flag("--list-columns", line.listColumns, "List the columns and their meanings")
+            ->group("Columns");
+    }
+    if (which & WATCH)
+        addSecondsOption(options, "--watch", WATCH_HELP,
+            [&line](auto interval) { line.watchInterval = interval; })
             ->expected(0, 1)
             ->type_name("[SECONDS]")
             ->group("Recovery");
+}
+
+/** @return the subjects of all commands. */
+Subjects allSubjects()
+{
+    Subjects subjects;
+    for (Command const& command : COMMANDS)
+        subjects.insert(command.subject);
+    return subjects;
 }
 
 }
@@ -132,6 +178,14 @@ CommandLine readCommandLine(int argc, char const* const* argv)
                 line.output = CommandLine::TABLES;
         });
     }
+    CLI::App* const library = options.add_subcommand(
+        "library", "What the library reports to its host, and why where it differs");
+    addGeneralOptions(*library, line);
+    library->callback([&line] {
+        line.library = true;
+        line.loads = false;
+        line.subjects = allSubjects();
+    });
     try {
         options.parse(argc, argv);
     } catch (CLI::Success const& answer) {
@@ -142,8 +196,7 @@ CommandLine readCommandLine(int argc, char const* const* argv)
         throw UsageError(error.what());
     }
     if (line.subjects.empty())
-        for (Command const& command : COMMANDS)
-            line.subjects.insert(command.subject);
+        line.subjects = allSubjects();
     if (line.table.diskTree)
         line.subjects.insert(Subject::MOUNTS);
     return line;

@@ -13,11 +13,17 @@ namespace app {
 /** The arguments of one run. */
 struct CommandLine {
     enum Output { SUMMARY, TABLES, JSON };
+    enum Color { AUTO, ALWAYS, NEVER };
 
     Subjects subjects;
     Output output = SUMMARY;
-    TableOptions table;
+    bool library = false; ///< Show the library's answers in place of the machine's facts.
+    TableOptions table; ///< Its layout follows from the terminal.
+    bool headings = true;
+    Color color = AUTO;
+    bool listColumns = false;
     bool loads = true;
+    std::chrono::steady_clock::duration toolLimit = std::chrono::seconds(5);
     unsigned traceLevel = 0;
     std::optional<std::chrono::steady_clock::duration> watchInterval;
     std::optional<std::string> text; ///< Help or version: written in place of anything else.

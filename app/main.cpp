@@ -6,6 +6,7 @@
 #include "app/watch/recovery_watch.h"
 #include "app/write/display.h"
 #include "app/write/json.h"
+#include "app/write/library.h"
 #include "app/write/names.h"
 #include "app/write/standard_streams.h"
 #include "app/write/summary.h"
@@ -58,37 +59,73 @@ ExitStatus statusOf(Machine const& machine)
     return aboutRecovery && !machine.recovery ? EXIT_STATUS_NO_RECOVERY : EXIT_STATUS_OK;
 }
 
+/** The form of what is written to standard output. NO_COLOR: no-color.org. */
+Layout layoutOf(CommandLine const& line)
+{
+    Layout layout;
+    layout.headings = line.headings;
+    bool const terminal = isatty(STDOUT_FILENO) == 1;
+    if (terminal)
+        layout.columns = terminalColumns();
+    char const* const noColor = std::getenv("NO_COLOR");
+    char const* const type = std::getenv("TERM");
+    bool const wanted =
+        terminal && !(noColor && *noColor) && type && std::strcmp(type, "dumb") != 0;
+    layout.colors =
+        line.color == CommandLine::ALWAYS || (line.color == CommandLine::AUTO && wanted);
+    return layout;
+}
+
+void writeOutput(Machine const& machine, CommandLine const& line, std::ostream& out)
+{
+    TableOptions table = line.table;
+    table.layout = layoutOf(line);
+    if (line.output == CommandLine::JSON)
+        line.library ? writeLibraryJson(machine, out) : writeJson(machine, out);
+    else if (line.library)
+        writeLibrary(machine, table.layout, out);
+    else if (line.output == CommandLine::TABLES)
+        writeTables(machine, table, out);
+    else
+        writeSummary(machine, table.layout, out);
+}
+
+ExitStatus finish(std::ostringstream const& out, ExitStatus status)
+{
+    int const error = writeWhole(STDOUT_FILENO, out.str());
+    return error == 0 ? status : outputFailed(error);
+}
+
+ExitStatus listColumns(CommandLine const& line)
+{
+    std::ostringstream out;
+    writeColumns(*line.subjects.begin(), layoutOf(line), out);
+    return finish(out, EXIT_STATUS_OK);
+}
+
 ExitStatus show(CommandLine const& line, TraceOutput& trace)
 {
+    checkColumns(line.subjects, line.table.columns);
     Machine machine;
     {
         // A trace on the same terminal is a sign of life too, and would tear the line.
         ProgressLine progress(line.traceLevel == 0);
-        machine = readMachine(
-            {line.subjects, line.loads, [&progress](Subject subject) { progress.show(subject); }},
+        machine = readMachine({line.subjects, line.loads, line.toolLimit,
+                                  [&progress](Subject subject) { progress.show(subject); }},
             trace);
     }
     for (Problem const& problem : machine.problems)
         complain(problemText(problem));
     std::ostringstream out;
-    switch (line.output) {
-    case CommandLine::SUMMARY:
-        writeSummary(machine, out);
-        break;
-    case CommandLine::TABLES:
-        writeTables(machine, line.table, out);
-        break;
-    case CommandLine::JSON:
-        writeJson(machine, line.table.diskTree, out);
-        break;
-    }
-    int const error = writeWhole(STDOUT_FILENO, out.str());
-    return error == 0 ? statusOf(machine) : outputFailed(error);
+    writeOutput(machine, line, out);
+    return finish(out, statusOf(machine));
 }
 
 ExitStatus watch(CommandLine const& line, TraceOutput& trace)
 {
-    auto const read = [&] { return readMachine({line.subjects, false, {}}, trace); };
+    auto const read = [&] {
+        return readMachine({line.subjects, false, line.toolLimit, {}}, trace);
+    };
     // A trace on the same terminal would tear the bar.
     bool const drawn = isatty(STDOUT_FILENO) == 1 && line.traceLevel == 0;
     ViewKind const kind = line.output == CommandLine::JSON ? ViewKind::JSON
@@ -111,6 +148,8 @@ ExitStatus run(int argc, char const* const* argv)
         int const error = writeWhole(STDOUT_FILENO, *line.text);
         return error == 0 ? EXIT_STATUS_OK : outputFailed(error);
     }
+    if (line.listColumns)
+        return listColumns(line);
     TraceOutput trace(line.traceLevel, showTrace);
     return line.watchInterval ? watch(line, trace) : show(line, trace);
 }
@@ -127,6 +166,9 @@ int main(int argc, char** argv)
         return app::run(argc, argv);
     } catch (app::UsageError const& error) {
         app::complain(error.what() + std::string("\nTry 'dovrel-sysinfo --help'."));
+        return app::EXIT_STATUS_USAGE;
+    } catch (app::ColumnError const& error) {
+        app::complain(error.what());
         return app::EXIT_STATUS_USAGE;
     } catch (std::exception const& error) {
         app::complain(error.what());

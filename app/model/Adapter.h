@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,25 +9,31 @@ namespace app {
 
 /** An address of an adapter. */
 struct Address {
-    std::optional<std::string> text; ///< Nothing where the library could not read it.
-    std::optional<std::string> netmask;
+    std::string text;
+    std::optional<unsigned> prefixLength;
+    std::string scope; ///< "host", "link", "site" or "global".
 };
 
 /** A network adapter. */
 struct Adapter {
     std::string name;
-    std::optional<std::string> mac; ///< Six bytes, or eight where the last two are not zero.
+
+    /** "physical", "wireless", "bridge", "bond", "vlan", "tunnel", "loopback" or "virtual". */
+    std::optional<std::string> kind;
+
+    std::optional<std::string> state; ///< "up", "down", "no carrier"; of the link.
+    std::optional<std::string> mac;
+    std::optional<unsigned> speedMbit; ///< Mbit/s; unknown where the link is down or has no speed.
+    std::optional<unsigned> mtu;
     std::vector<Address> addresses;
-    std::vector<std::string> netmasks; ///< All of the library's, in its order.
+    std::vector<std::string> gateways; ///< Of the default routes through this adapter.
 };
 
-/** The adapters, and the facts that the library attaches to them. */
+/** The adapters, the machine's name and its name servers. */
 struct Networks {
     std::optional<std::string> hostName;
-    std::vector<Adapter> adapters;
-
-    /** Nothing where they could not be read; an element is nothing where it is no address. */
-    std::optional<std::vector<std::optional<std::string>>> nameServers;
+    std::vector<Adapter> adapters; ///< In natural order, the loopback last.
+    std::optional<std::vector<std::string>> nameServers;
 };
 
 }

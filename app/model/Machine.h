@@ -1,7 +1,9 @@
 #pragma once
 
 #include "app/model/Adapter.h"
+#include "app/model/Difference.h"
 #include "app/model/Disk.h"
+#include "app/model/Library.h"
 #include "app/model/Memory.h"
 #include "app/model/Mount.h"
 #include "app/model/Problem.h"
@@ -10,6 +12,7 @@
 #include "app/model/System.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <set>
 #include <vector>
@@ -21,20 +24,23 @@ using Subjects = std::set<Subject>;
 /**
  * The facts that were read of one machine.
  *
- * A part is nothing where it was not asked for or where none of it could be read. A part that could
- * be read in parts only has a problem beside it.
+ * A part is nothing where it was not asked for or where none of it could be read. A part of which
+ * only some facts could be read has a problem beside it.
  */
 struct Machine {
     Subjects subjects; ///< Those that were asked for.
     std::optional<System> system;
-    std::optional<std::vector<Processor>> processors;
-    bool loadsMeasured = false; ///< Whether the processors' loads were asked for.
+    std::optional<Processors> processors;
     std::optional<Memory> memory;
-    std::optional<std::vector<Disk>> disks;
-    std::optional<std::vector<Mount>> mounts;
+    std::optional<std::vector<Disk>> disks; ///< All block devices, in natural order.
+    std::optional<std::vector<Mount>> mounts; ///< In natural order of the mount points.
     std::optional<Networks> networks;
     std::optional<Recovery> recovery; ///< Without one and without a problem: none was started.
-    std::vector<Problem> problems;
+    std::vector<Problem> problems; ///< Facts that could not be read.
+    std::vector<Problem> unavailable; ///< Facts that this machine or this user does not have.
+
+    std::map<Subject, LibraryAnswer> library; ///< The library's answer to the same question.
+    std::vector<Difference> differences; ///< Between the two.
 
     bool wasAskedFor(Subject subject) const { return subjects.count(subject) != 0; }
 
@@ -42,6 +48,18 @@ struct Machine {
     {
         return std::any_of(problems.begin(), problems.end(),
             [subject](Problem const& problem) { return problem.subject == subject; });
+    }
+
+    /** @return the difference of one fact, null where the library reports the same. */
+    Difference const* difference(
+        Subject subject, std::string const& item, std::string const& fact) const
+    {
+        auto const found =
+            std::find_if(differences.begin(), differences.end(), [&](Difference const& difference) {
+                return difference.subject == subject && difference.item == item
+                    && difference.fact == fact;
+            });
+        return found == differences.end() ? nullptr : &*found;
     }
 };
 

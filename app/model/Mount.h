@@ -7,19 +7,24 @@
 
 namespace app {
 
-/** A mounted filesystem; sizes in bytes. */
+/** A filesystem on a block device or on the network, at one place where it is mounted; sizes in
+ * bytes, counted as df(1) counts. */
 struct Mount {
     std::string mountPoint;
-    std::string libraryMountPoint; ///< The library's, with the kernel's octal escapes.
-    std::vector<std::string> disks; ///< Names of the disks beneath; empty where none is known.
+    std::string source; ///< The device or the server's share, "/dev/sda1", "nas:/export".
+    std::string filesystem; ///< Its type, "ext4", "nfs4".
+    bool readOnly = false;
+    bool network = false;
+    std::string device; ///< The block device's kernel name; empty on the network and where unknown.
+    std::vector<std::string> disks; ///< Names of the physical disks beneath.
     std::optional<uint64_t> size;
-    std::optional<uint64_t> free;
+    std::optional<uint64_t> used;
+    std::optional<uint64_t> available; ///< To ordinary users.
+    std::optional<uint64_t> inodes; ///< Unknown where the filesystem does not count them.
+    std::optional<uint64_t> freeInodes;
 
-    /** Unknown also where more is free than there is in total. */
-    std::optional<uint64_t> used() const
-    {
-        return size && free && *free <= *size ? std::optional(*size - *free) : std::nullopt;
-    }
+    /** The share of what ordinary users can use, as df(1) shows it. */
+    std::optional<double> usedPercent() const;
 };
 
 }

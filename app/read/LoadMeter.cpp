@@ -1,5 +1,7 @@
 #include "app/read/LoadMeter.h"
 
+#include <sysinfo/UNIXSystemInformation.h>
+
 #include <cstdint>
 #include <limits>
 #include <thread>
@@ -8,7 +10,7 @@ namespace app {
 
 namespace {
 
-/** Outputs that `readCounters` left as they were: the kernel lists no such processor. */
+/** Outputs that `readCounters` leaves as they are: the kernel lists no such processor. */
 constexpr unsigned UNTOUCHED = std::numeric_limits<unsigned>::max();
 
 }
@@ -29,7 +31,7 @@ void LoadMeter::begin(Machine& machine)
 {
     if (!machine.processors)
         return;
-    machine.loadsMeasured = true;
+    machine.processors->loadsMeasured = true;
     m_begun = std::chrono::steady_clock::now();
     m_first = sample(machine);
 }
@@ -39,33 +41,39 @@ void LoadMeter::end(Machine& machine)
     if (m_first.empty())
         return;
     std::this_thread::sleep_until(m_begun + std::chrono::seconds(1));
-    auto const second = sample(machine);
-    for (size_t i = 0; i < second.size(); ++i)
-        if (m_first[i] && second[i])
-            (*machine.processors)[i].loadPercent = loadBetween(*m_first[i], *second[i]);
+    Samples const second = sample(machine);
+    double sum = 0;
+    unsigned known = 0;
+    for (Processor& processor : machine.processors->list) {
+        auto const before = m_first.find(processor.number);
+        auto const after = second.find(processor.number);
+        if (before == m_first.end() || after == second.end())
+            continue;
+        processor.loadPercent = loadBetween(before->second, after->second);
+        sum += processor.loadPercent.value_or(0);
+        known += processor.loadPercent ? 1 : 0;
+    }
+    // All processors have counted the same second.
+    if (known > 0)
+        machine.processors->loadPercent = sum / known;
 }
 
-std::vector<std::optional<ProcessorTicks>> LoadMeter::sample(Machine& machine)
+LoadMeter::Samples LoadMeter::sample(Machine& machine)
 {
-    std::vector<std::optional<ProcessorTicks>> ticks(machine.processors->size());
-    bool const complete = m_reader.query(machine,
-        {Subject::PROCESSORS, "the processors' loads", "the counters cannot be read", "/proc/stat"},
-        [&] {
-            for (size_t i = 0; i < ticks.size(); ++i) {
-                unsigned idle = UNTOUCHED;
-                unsigned busy = UNTOUCHED;
-                sysinfo::UNIXSystemInformation::UNIXCPUInfo const processor(
-                    static_cast<unsigned>(i));
-                if (!processor.readCounters(idle, busy))
-                    return false;
-                if (idle != UNTOUCHED || busy != UNTOUCHED)
-                    ticks[i] = {idle, busy};
-            }
-            return true;
-        });
-    if (!complete)
-        ticks.clear();
-    return ticks;
+    Samples samples;
+    for (Processor const& processor : machine.processors->list) {
+        unsigned idle = UNTOUCHED;
+        unsigned busy = UNTOUCHED;
+        sysinfo::UNIXSystemInformation::UNIXCPUInfo const record(processor.number);
+        if (!record.readCounters(idle, busy)) {
+            machine.problems.push_back({Subject::PROCESSORS, "the processors' loads",
+                "the counters cannot be read", "/proc/stat"});
+            return {};
+        }
+        if (idle != UNTOUCHED || busy != UNTOUCHED)
+            samples[processor.number] = {idle, busy};
+    }
+    return samples;
 }
 
 }

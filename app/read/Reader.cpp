@@ -1,27 +1,20 @@
 #include "app/read/Reader.h"
 
-#include <exception>
-#include <new>
+#include <cerrno>
+#include <cstring>
 
 namespace app {
 
-bool Reader::query(Machine& machine, Problem problem, std::function<bool()> const& query)
+void addProblem(
+    Machine& machine, Subject subject, std::string const& fact, std::string const& source)
 {
-    m_trace.takeFailure();
-    try {
-        if (query())
-            return true;
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (std::exception const& error) {
-        problem.reason = error.what();
-    }
-    // The message is written for people, the exception for programs.
-    std::string const cause = m_trace.takeFailure();
-    if (!cause.empty())
-        problem.reason = cause;
-    machine.problems.push_back(std::move(problem));
-    return false;
+    machine.problems.push_back({subject, fact, std::strerror(errno), source});
+}
+
+std::string leftOut(size_t entries)
+{
+    return entries == 1 ? "1 entry was left out"
+                        : std::to_string(entries) + " entries were left out";
 }
 
 }

@@ -1,53 +1,27 @@
 #pragma once
 
 #include "app/model/Machine.h"
-#include "app/read/TraceOutput.h"
 
-#include <sysinfo/LinuxSystemInformation.h>
-
-#include <functional>
+#include <chrono>
 #include <string>
 
+/** The subjects, each filled from the kernel's files and calls. A source that cannot be read is a
+ * problem of the machine. */
 namespace app {
 
-/**
- * Queries the library and collects the problems.
- *
- * A query that fails is a problem with the cause that the library's trace has at level 1.
- */
-class Reader {
-public:
-    /** @param library must outlive the reader. */
-    Reader(TraceOutput& trace, sysinfo::LinuxSystemInformation const& library)
-        : m_trace(trace), m_library(library)
-    {
-    }
+void readSystem(Machine& machine);
+void readProcessors(Machine& machine);
 
-    sysinfo::LinuxSystemInformation const& library() const { return m_library; }
+/** The kernel's figures, not the modules. */
+void readMemory(Machine& machine);
+void readDisks(Machine& machine);
+void readNetworks(Machine& machine);
 
-    /**
-     * Runs one query.
-     *
-     * @param problem its subject, fact and source; its reason is used where the query returns false
-     * without a cause in the trace.
-     * @return the query's result, false where it throws; then @p machine has the problem. Outputs
-     * that the query has set are left as they are.
-     * @throws std::bad_alloc only
-     */
-    bool query(Machine& machine, Problem problem, std::function<bool()> const& query);
+/** Adds a problem whose reason is errno. */
+void addProblem(
+    Machine& machine, Subject subject, std::string const& fact, std::string const& source);
 
-private:
-    TraceOutput& m_trace;
-    sysinfo::LinuxSystemInformation const& m_library;
-};
-
-/** Each fills its part of the machine. */
-void readSystem(Reader& reader, Machine& machine);
-void readProcessors(Reader& reader, Machine& machine);
-void readMemory(Reader& reader, Machine& machine);
-void readDisks(Reader& reader, Machine& machine);
-void readMounts(Reader& reader, Machine& machine);
-void readNetworks(Reader& reader, Machine& machine);
-void readRecovery(Reader& reader, Machine& machine);
+/** @return "1 entry was left out", "3 entries were left out". */
+std::string leftOut(size_t entries);
 
 }

@@ -21,6 +21,9 @@ public:
     TraceOutput& operator=(TraceOutput const&) = delete;
     ~TraceOutput();
 
+    /** @return whether messages are shown. */
+    bool isShown() const { return m_shownLevel > 0; }
+
     /** @return the latest message of level 1 since the last call, empty where there was none. */
     std::string takeFailure();
 

@@ -1,44 +1,63 @@
 #include "app/read/Reader.h"
+#include "app/read/kernel_file.h"
 
 #include <limits>
+#include <map>
 
 namespace app {
 
 namespace {
 
-/** A number of KiB that 64 bits of bytes cannot hold is no size of a memory. */
-constexpr uint64_t LARGEST_KIB = std::numeric_limits<uint64_t>::max() / 1024;
-
-/** An output that a query left as it was. */
-constexpr uint64_t UNTOUCHED = std::numeric_limits<uint64_t>::max();
-
-std::optional<uint64_t> bytes(uint64_t kib)
+/** The lines "Name: N kB" of /proc/meminfo, in bytes; proc(5). */
+std::map<std::string, uint64_t> fieldsOf(std::string const& text)
 {
-    return kib > LARGEST_KIB ? std::nullopt : std::optional(kib * 1024);
-}
-
-}
-
-void readMemory(Reader& reader, Machine& machine)
-{
-    uint64_t totalKiB = 0; // The library raises it to the sum of the modules.
-    uint64_t freeKiB = UNTOUCHED;
-    bool const complete = reader.query(machine,
-        {Subject::MEMORY, "the memory", "the kernel does not report both total and free",
-            "/proc/meminfo, dmidecode"},
-        [&] { return reader.library().getMemoryInfo(totalKiB, freeKiB); });
-    Memory memory;
-    memory.free = bytes(freeKiB);
-    // No machine has a memory of 0.
-    memory.total = totalKiB == 0 ? std::nullopt : bytes(totalKiB);
-    if (memory.total) {
-        uint64_t kernelKiB = 0;
-        uint64_t ignored = 0;
-        (void)reader.library().UNIXSystemInformation::getMemoryInfo(kernelKiB, ignored);
-        memory.source = totalKiB == kernelKiB ? MemorySource::KERNEL : MemorySource::MODULES;
+    constexpr uint64_t KIB = 1024;
+    std::map<std::string, uint64_t> fields;
+    for (std::string const& line : linesOf(text)) {
+        size_t const colon = line.find(':');
+        auto const words =
+            wordsOf(colon == std::string::npos ? std::string() : line.substr(colon + 1));
+        // Kernel 2.4 begins with a table of bytes, whose lines have no unit.
+        if (words.size() != 2 || words[1] != "kB")
+            continue;
+        auto const number = numberOf(words[0]);
+        if (number && *number <= std::numeric_limits<uint64_t>::max() / KIB)
+            fields.emplace(trimmed(line.substr(0, colon)), *number * KIB);
     }
-    if (complete || memory.total || memory.free)
-        machine.memory = memory;
+    return fields;
+}
+
+}
+
+void readMemory(Machine& machine)
+{
+    constexpr char const* SOURCE = "/proc/meminfo";
+    auto const text = readFile(SOURCE);
+    if (!text) {
+        addProblem(machine, Subject::MEMORY, "the memory", SOURCE);
+        return;
+    }
+    auto const fields = fieldsOf(*text);
+    auto const field = [&fields](char const* name) {
+        auto const found = fields.find(name);
+        return found == fields.end() ? std::nullopt : std::optional(found->second);
+    };
+    Memory& memory = machine.memory.emplace();
+    memory.total = field("MemTotal");
+    // No machine has a memory of 0; some containers report it.
+    if (memory.total == 0U)
+        memory.total.reset();
+    memory.free = field("MemFree");
+    memory.available = field("MemAvailable");
+    memory.buffers = field("Buffers");
+    memory.caches = field("Cached");
+    if (memory.caches)
+        *memory.caches += field("SReclaimable").value_or(0);
+    memory.swapTotal = field("SwapTotal");
+    memory.swapFree = field("SwapFree");
+    if (!memory.total || !memory.free)
+        machine.problems.push_back(
+            {Subject::MEMORY, "the memory", "it does not have both MemTotal and MemFree", SOURCE});
 }
 
 }

@@ -1,31 +1,183 @@
 #include "app/read/Reader.h"
+#include "app/read/kernel_file.h"
+
+#include <map>
+#include <set>
 
 namespace app {
 
 namespace {
 
-using Records = std::vector<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo>>;
+constexpr unsigned KHZ_PER_MHZ = 1000;
 
-/** The library reports a speed that the kernel does not as 0. */
-std::optional<unsigned> knownSpeed(unsigned mhz)
+using Fields = std::map<std::string, std::string>;
+
+/** The blocks of /proc/cpuinfo, "name : value" a line, a blank line behind each; proc(5). */
+std::vector<Fields> blocksOf(std::string const& text)
 {
-    return mhz == 0 ? std::nullopt : std::optional(mhz);
+    std::vector<Fields> blocks(1);
+    for (std::string const& line : linesOf(text)) {
+        size_t const colon = line.find(':');
+        if (colon != std::string::npos)
+            blocks.back().emplace(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+        else if (!blocks.back().empty())
+            blocks.emplace_back();
+    }
+    if (blocks.back().empty())
+        blocks.pop_back();
+    return blocks;
+}
+
+std::optional<unsigned> narrowed(std::optional<uint64_t> number)
+{
+    return number && *number <= UINT32_MAX ? std::optional(static_cast<unsigned>(*number))
+                                           : std::nullopt;
+}
+
+std::optional<unsigned> numberIn(Fields const& fields, char const* name)
+{
+    auto const field = fields.find(name);
+    if (field == fields.end())
+        return std::nullopt;
+    // A speed is "2394.374".
+    return narrowed(numberOf(field->second.substr(0, field->second.find('.'))));
+}
+
+/** The numbers of the processors that are online, from their lines "cpuN" in /proc/stat. */
+std::set<unsigned> onlineProcessors(std::string const& stat)
+{
+    std::set<unsigned> numbers;
+    for (std::string const& line : linesOf(stat))
+        if (line.rfind("cpu", 0) == 0)
+            if (auto const number = narrowed(numberOf(line.substr(3, line.find(' ') - 3))))
+                numbers.insert(*number);
+    return numbers;
+}
+
+/** "0-3,8" as its numbers; the kernel's list format, cpuset(7). */
+std::set<unsigned> numbersOf(std::string const& list)
+{
+    constexpr unsigned MOST = 65536;
+    std::set<unsigned> numbers;
+    std::string parts = list;
+    for (char& c : parts)
+        c = c == ',' ? ' ' : c;
+    for (std::string const& part : wordsOf(parts)) {
+        size_t const dash = part.find('-');
+        auto const first = narrowed(numberOf(part.substr(0, dash)));
+        auto const last =
+            dash == std::string::npos ? first : narrowed(numberOf(part.substr(dash + 1)));
+        if (first && last && *last < MOST)
+            for (unsigned number = *first; number <= *last; ++number)
+                numbers.insert(number);
+    }
+    return numbers;
+}
+
+/** The NUMA node of each processor, /sys/devices/system/node/nodeN/cpulist. */
+std::map<unsigned, unsigned> nodesOfProcessors(std::set<unsigned>& nodes)
+{
+    std::map<unsigned, unsigned> nodeOf;
+    std::string const folder = "/sys/devices/system/node";
+    for (std::string const& name : namesIn(folder).value_or(std::vector<std::string>())) {
+        auto const node =
+            name.rfind("node", 0) == 0 ? narrowed(numberOf(name.substr(4))) : std::nullopt;
+        if (!node)
+            continue;
+        nodes.insert(*node);
+        for (unsigned const processor :
+            numbersOf(readLine(folder + "/" + name + "/cpulist").value_or("")))
+            nodeOf[processor] = *node;
+    }
+    return nodeOf;
+}
+
+/** A speed in kHz; the kernel's admin-guide/pm/cpufreq. */
+std::optional<unsigned> speed(std::string const& folder, char const* file)
+{
+    auto const khz = readNumber(folder + "/cpufreq/" + file);
+    return khz ? narrowed(*khz / KHZ_PER_MHZ) : std::nullopt;
+}
+
+/** @param fields the processor's block of /proc/cpuinfo, for what /sys does not have. */
+Processor readProcessor(unsigned number, Fields const& fields)
+{
+    std::string const folder = "/sys/devices/system/cpu/cpu" + std::to_string(number);
+    Processor processor;
+    processor.number = number;
+    processor.socket = narrowed(readNumber(folder + "/topology/physical_package_id"));
+    processor.core = narrowed(readNumber(folder + "/topology/core_id"));
+    if (!processor.socket)
+        processor.socket = numberIn(fields, "physical id");
+    if (!processor.core)
+        processor.core = numberIn(fields, "core id");
+    processor.lowestMHz = speed(folder, "cpuinfo_min_freq");
+    processor.currentMHz = speed(folder, "scaling_cur_freq");
+    if (!processor.currentMHz)
+        processor.currentMHz = numberIn(fields, "cpu MHz");
+    processor.highestMHz = speed(folder, "cpuinfo_max_freq");
+    return processor;
+}
+
+std::optional<std::string> modelOf(std::vector<Fields> const& blocks)
+{
+    // x86 and new ARM kernels, old ARM kernels, MIPS, PowerPC, and the board of old ARM machines.
+    for (char const* const name : {"model name", "Processor", "cpu model", "cpu", "Hardware"})
+        for (Fields const& fields : blocks)
+            if (auto const field = fields.find(name); field != fields.end())
+                if (auto const model = known(field->second))
+                    return model;
+    return std::nullopt;
+}
+
+void countParts(Processors& processors)
+{
+    std::set<unsigned> sockets;
+    std::set<std::pair<unsigned, unsigned>> cores;
+    for (Processor const& processor : processors.list) {
+        if (!processor.socket || !processor.core)
+            return;
+        sockets.insert(*processor.socket);
+        cores.insert({*processor.socket, *processor.core});
+    }
+    processors.sockets = static_cast<unsigned>(sockets.size());
+    processors.cores = static_cast<unsigned>(cores.size());
 }
 
 }
 
-void readProcessors(Reader& reader, Machine& machine)
+void readProcessors(Machine& machine)
 {
-    Records records;
-    if (!reader.query(machine,
-            {Subject::PROCESSORS, "the processors", "the kernel's list cannot be read",
-                "/proc/stat"},
-            [&] { return reader.library().getCPUsInternal(records); }))
+    auto const stat = readFile("/proc/stat");
+    if (!stat)
+        addProblem(machine, Subject::PROCESSORS, "the processors", "/proc/stat");
+    auto const blocks = blocksOf(readFile("/proc/cpuinfo").value_or(""));
+    std::map<unsigned, Fields> blockOf;
+    for (Fields const& fields : blocks)
+        if (auto const number = numberIn(fields, "processor"))
+            blockOf[*number] = fields;
+    std::set<unsigned> numbers = onlineProcessors(stat.value_or(""));
+    if (numbers.empty())
+        for (auto const& [number, fields] : blockOf)
+            numbers.insert(number);
+    if (numbers.empty()) {
+        if (stat)
+            machine.problems.push_back({Subject::PROCESSORS, "the processors",
+                "it has no line of a processor", "/proc/stat"});
         return;
-    auto& processors = machine.processors.emplace();
-    for (auto const& record : records)
-        processors.push_back({knownSpeed(record->getCurrentSpeedInMHZ()),
-            knownSpeed(record->getMaxSpeedInMHZ()), std::nullopt});
+    }
+    std::set<unsigned> nodes;
+    auto const nodeOf = nodesOfProcessors(nodes);
+    Processors& processors = machine.processors.emplace();
+    processors.model = modelOf(blocks);
+    for (unsigned const number : numbers) {
+        Processor& processor = processors.list.emplace_back(readProcessor(number, blockOf[number]));
+        if (auto const node = nodeOf.find(number); node != nodeOf.end())
+            processor.node = node->second;
+    }
+    countParts(processors);
+    if (!nodes.empty())
+        processors.nodes = static_cast<unsigned>(nodes.size());
 }
 
 }

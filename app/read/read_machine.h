@@ -2,6 +2,7 @@
 
 #include "app/model/Machine.h"
 
+#include <chrono>
 #include <functional>
 
 namespace app {
@@ -13,17 +14,20 @@ struct ReadRequest {
     Subjects subjects;
     bool loads = true; ///< Measure the processors' loads, which takes one second.
 
-    /** Called before each subject is read; may be empty. */
+    /** The longest time for a tool, for a query of the library and for a filesystem. */
+    std::chrono::steady_clock::duration toolLimit = std::chrono::seconds(5);
+
+    /** Called before the wait for each subject; may be empty. */
     std::function<void(Subject)> began;
 };
 
 /**
- * Reads the machine that the program runs on.
+ * Reads the machine that the program runs on, and asks the library the same questions.
  *
- * Takes one second where the loads are measured, and longer only where a tool or a filesystem does;
- * the other subjects are read during that second.
+ * Takes one second where the loads are measured, and longer only where a tool or a filesystem does,
+ * up to the limit.
  *
- * @throws std::bad_alloc only
+ * @throws std::bad_alloc, std::system_error where no child process can be started
  */
 Machine readMachine(ReadRequest const& request, TraceOutput& trace);
 

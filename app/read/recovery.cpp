@@ -1,9 +1,13 @@
-#include "app/read/Reader.h"
+#include "app/read/recovery.h"
+
+#include "app/read/LibraryQueries.h"
 
 #include <common/basic/IniFile.h>
 #include <common/basic/text_cast.h>
+#include <sysinfo/LinuxSystemInformation.h>
 
 #include <cerrno>
+#include <chrono>
 #include <fstream>
 #include <limits>
 #include <sys/stat.h>
@@ -110,19 +114,31 @@ Recovery toRecovery(Record const& record, StatusFile const& status)
 
 }
 
-void readRecovery(Reader& reader, Machine& machine)
+void readRecovery(Machine& machine, TraceOutput& trace)
 {
-    reader.query(machine,
-        {Subject::RECOVERY, "the recovery", "the engine's status cannot be read", STATUS_FILE},
-        [&] {
-            bool unavailable = true;
-            bool const missingBefore = statusFileIsMissing();
-            auto const record = reader.library().getCloneInfo(unavailable);
-            if (record)
-                machine.recovery = toRecovery(*record, StatusFile());
-            // A file that comes or goes during the query is missing, not unreadable.
-            return record || missingBefore || statusFileIsMissing();
-        });
+    sysinfo::LinuxSystemInformation const library;
+    LibraryAnswer& answer = machine.library[Subject::RECOVERY];
+    answer.query = "getCloneInfo";
+    trace.takeFailure();
+    bool unavailable = true;
+    bool const missingBefore = statusFileIsMissing();
+    auto const begun = std::chrono::steady_clock::now();
+    auto const record = library.getCloneInfo(unavailable);
+    answer.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
+    if (record) {
+        machine.recovery = toRecovery(*record, StatusFile());
+        answer.records.push_back(toLibraryRecord(*record));
+        return;
+    }
+    answer.outcome = LibraryAnswer::RETURNED_FALSE;
+    answer.reason = "no recovery has been started";
+    // A file that comes or goes during the query is missing, not unreadable.
+    if (missingBefore || statusFileIsMissing())
+        return;
+    std::string const cause = trace.takeFailure();
+    answer.reason = cause.empty() ? "the engine's status cannot be read" : cause;
+    machine.problems.push_back({Subject::RECOVERY, "the recovery", answer.reason, STATUS_FILE});
 }
 
 }

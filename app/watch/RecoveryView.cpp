@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -80,10 +79,7 @@ private:
     static size_t usableColumns()
     {
         constexpr size_t FREE = 3;
-        constexpr size_t USUAL = 80; // For a terminal that does not tell, as a serial line.
-        winsize size{};
-        bool const told = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-        return std::max<size_t>(told ? size.ws_col : USUAL, FREE + 1) - FREE;
+        return std::max(terminalColumns(), FREE + 1) - FREE;
     }
 
     size_t m_drawn = 0; // Columns that stand there.

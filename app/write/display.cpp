@@ -7,6 +7,7 @@
 #include <cwchar>
 #include <cwctype>
 #include <langinfo.h>
+#include <utf8proc.h>
 
 namespace app {
 
@@ -46,16 +47,71 @@ std::string printable(std::string const& text)
     return shown;
 }
 
+namespace {
+
+/** A character as a reader sees it: a letter with the marks that are combined with it. */
+struct Cluster {
+    size_t bytes = 0;
+    size_t columns = 0;
+};
+
+Cluster clusterAt(std::string const& text, size_t position)
+{
+    Cluster cluster;
+    utf8proc_int32_t state = 0;
+    std::optional<utf8proc_int32_t> before;
+    while (position < text.size()) {
+        Character const next = characterAt(text, position);
+        // wchar_t holds Unicode's codes in every locale of the GNU C library.
+        auto const code = static_cast<utf8proc_int32_t>(next.code.value_or(L'?'));
+        if (before && utf8proc_grapheme_break_stateful(*before, code, &state))
+            break;
+        // Marks have no width, and the parts of a joined emoji stand in one place.
+        cluster.columns =
+            std::max(cluster.columns, static_cast<size_t>(std::max(utf8proc_charwidth(code), 0)));
+        cluster.bytes += next.bytes;
+        position += next.bytes;
+        before = code;
+    }
+    return cluster;
+}
+
+}
+
 size_t displayWidth(std::string const& text)
 {
     size_t width = 0;
     for (size_t position = 0; position < text.size();) {
-        Character const next = characterAt(text, position);
-        int const columns = next.code ? wcwidth(*next.code) : 1;
-        width += static_cast<size_t>(std::max(columns, 0));
+        Cluster const next = clusterAt(text, position);
+        width += next.columns;
         position += next.bytes;
     }
     return width;
+}
+
+std::string shortened(std::string const& text, size_t columns)
+{
+    if (displayWidth(text) <= columns)
+        return text;
+    std::string const sign = localeIsUtf8() ? "\xE2\x80\xA6" : "~"; // U+2026
+    std::string shown;
+    size_t width = 1; // The sign's.
+    for (size_t position = 0; position < text.size();) {
+        Cluster const next = clusterAt(text, position);
+        if (width + next.columns > columns)
+            break;
+        shown.append(text, position, next.bytes);
+        width += next.columns;
+        position += next.bytes;
+    }
+    return columns == 0 ? "" : shown + sign;
+}
+
+std::string colored(std::string const& text, Color color, bool wanted)
+{
+    constexpr std::array CODES = {"1", "2", "33", "31"};
+    return wanted && !text.empty() ? std::string("\x1B[") + CODES.at(color) + "m" + text + "\x1B[0m"
+                                   : text;
 }
 
 std::string oneDecimal(double value)
@@ -73,20 +129,6 @@ std::string joined(std::vector<std::string> const& elements)
     for (std::string const& element : elements)
         text += (text.empty() ? "" : ", ") + element;
     return text;
-}
-
-std::string addressText(std::optional<std::string> const& address)
-{
-    return address.value_or("<invalid>");
-}
-
-std::string addressesText(std::optional<std::vector<std::optional<std::string>>> const& addresses)
-{
-    std::vector<std::string> texts;
-    if (addresses)
-        for (auto const& address : *addresses)
-            texts.push_back(addressText(address));
-    return joined(texts);
 }
 
 std::optional<double> percentOf(std::optional<uint64_t> part, std::optional<uint64_t> whole)

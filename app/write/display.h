@@ -17,20 +17,23 @@ inline constexpr char const* UNKNOWN = "-";
  */
 std::string printable(std::string const& text);
 
-/** @return the columns of a terminal that a printable string takes. wcwidth(3). */
+/** @return the columns of a terminal that a printable string takes, by Unicode's tables; a letter
+ * and its combining marks count once. */
 size_t displayWidth(std::string const& text);
+
+/** @return the string, cut to @p columns with a sign at its end where it is wider. */
+std::string shortened(std::string const& text, size_t columns);
+
+enum Color { BOLD, FAINT, YELLOW, RED };
+
+/** @return the text between the escape sequences of a color; as it is where none is wanted. */
+std::string colored(std::string const& text, Color color, bool wanted);
 
 /** @return the number with one decimal, and a point in every locale: scripts read tables too. */
 std::string oneDecimal(double value);
 
 /** @return the elements with ", " between them. */
 std::string joined(std::vector<std::string> const& elements);
-
-/** @return an address, "<invalid>" where the library could not read it. */
-std::string addressText(std::optional<std::string> const& address);
-
-/** @return the addresses with ", " between them, empty where there is none. */
-std::string addressesText(std::optional<std::vector<std::optional<std::string>>> const& addresses);
 
 /** @return the share of a part; nothing where it is unknown or larger than the whole. */
 std::optional<double> percentOf(std::optional<uint64_t> part, std::optional<uint64_t> whole);

@@ -1,6 +1,5 @@
 #include "app/write/json.h"
 
-#include "app/write/disk_tree.h"
 #include "app/write/names.h"
 
 #include <nlohmann/json.hpp>
@@ -16,88 +15,19 @@ namespace {
 /** Keeps the keys in the order in which they are written here. */
 using Json = nlohmann::ordered_json;
 
-template <class Value> Json jsonOf(std::optional<Value> const& value)
+constexpr int INDENT = 2;
+
+Json valueJson(LibraryValue const& value)
 {
-    return value ? Json(*value) : Json(nullptr);
+    return std::visit([](auto const& content) { return Json(content); }, value);
 }
 
-Json jsonOf(System const& system)
+template <class Value> Json optionalJson(std::optional<Value> const& value)
 {
-    auto const known = [](std::string const& text) {
-        return text.empty() ? Json(nullptr) : Json(text);
-    };
-    auto const code = system.hypervisorCode;
-    return {{"vendor", known(system.vendor)}, {"product", known(system.product)},
-        {"version", known(system.version)},
-        {"hypervisor", jsonOf(code ? hypervisorName(*code) : std::nullopt)},
-        {"hypervisor_code", jsonOf(code)}};
-}
-
-Json jsonOf(std::vector<Processor> const& processors)
-{
-    // Further digits than hundredths are noise.
-    auto const rounded = [](std::optional<double> percent) {
-        return percent ? std::optional(std::round(*percent * 100) / 100) : std::nullopt;
-    };
-    Json list = Json::array();
-    for (Processor const& processor : processors)
-        list.push_back({{"index", list.size()}, {"current_mhz", jsonOf(processor.currentMHz)},
-            {"max_mhz", jsonOf(processor.maxMHz)},
-            {"usage_percent", jsonOf(rounded(processor.loadPercent))}});
-    return list;
-}
-
-Json jsonOf(Memory const& memory)
-{
-    Json source = nullptr;
-    if (memory.source)
-        source = *memory.source == MemorySource::KERNEL ? "kernel" : "modules";
-    return {{"total_bytes", jsonOf(memory.total)}, {"free_bytes", jsonOf(memory.free)},
-        {"total_source", std::move(source)}};
-}
-
-Json jsonOf(Disk const& disk)
-{
-    return {{"name", disk.name},
-        {"caption", disk.caption.empty() ? Json(nullptr) : Json(disk.caption)},
-        {"size_bytes", jsonOf(disk.bytes)}, {"partitions", disk.partitions},
-        {"library_size_figure", jsonOf(disk.librarySizeFigure)}};
-}
-
-Json jsonOf(Mount const& mount)
-{
-    return {{"mount_point", mount.mountPoint}, {"library_mount_point", mount.libraryMountPoint},
-        {"size_bytes", jsonOf(mount.size)}, {"used_bytes", jsonOf(mount.used())},
-        {"free_bytes", jsonOf(mount.free)}, {"disks", mount.disks}};
-}
-
-template <class Part> Json jsonOf(std::vector<Part> const& parts)
-{
-    Json list = Json::array();
-    for (Part const& part : parts)
-        list.push_back(jsonOf(part));
-    return list;
-}
-
-Json jsonOf(Networks const& networks)
-{
-    Json adapters = Json::array();
-    for (Adapter const& adapter : networks.adapters) {
-        Json addresses = Json::array();
-        for (Address const& address : adapter.addresses)
-            addresses.push_back(
-                {{"address", jsonOf(address.text)}, {"netmask", jsonOf(address.netmask)}});
-        adapters.push_back({{"name", adapter.name}, {"mac", jsonOf(adapter.mac)},
-            {"addresses", std::move(addresses)}, {"netmasks", adapter.netmasks}});
-    }
-    Json servers = nullptr;
-    if (networks.nameServers) {
-        servers = Json::array();
-        for (auto const& server : *networks.nameServers)
-            servers.push_back(jsonOf(server));
-    }
-    return {{"host_name", jsonOf(networks.hostName)}, {"adapters", std::move(adapters)},
-        {"name_servers", std::move(servers)}};
+    if constexpr (std::is_same_v<Value, LibraryValue>)
+        return value ? valueJson(*value) : Json(nullptr);
+    else
+        return value ? Json(*value) : Json(nullptr);
 }
 
 /** "2026-03-24T14:05:09+01:00", ISO 8601. */
@@ -114,47 +44,209 @@ std::optional<std::string> isoTime(std::optional<int64_t> seconds)
     return iso.substr(0, minutes) + ":" + iso.substr(minutes);
 }
 
-Json jsonOf(Recovery const& recovery)
+Json toJson(Recovery const& recovery)
 {
     constexpr std::array NAMES = {"idle", "early", "restoring", "final_sync", "later"};
     return {{"state", NAMES.at(static_cast<size_t>(recovery.phase()))},
-        {"operation", recovery.operation}, {"percent", jsonOf(recovery.percent)},
-        {"files_done", jsonOf(recovery.filesDone)}, {"files_total", jsonOf(recovery.filesTotal)},
-        {"megabytes_done", jsonOf(recovery.megabytesDone)},
-        {"megabytes_total", jsonOf(recovery.megabytesTotal)},
-        {"megabytes_per_second", jsonOf(recovery.megabytesPerSecond)},
-        {"recover_start", jsonOf(isoTime(recovery.recoverStart))},
-        {"recover_end", jsonOf(isoTime(recovery.recoverEnd))},
-        {"restore_start", jsonOf(isoTime(recovery.restoreStart))},
-        {"restore_end", jsonOf(isoTime(recovery.restoreEnd))}};
+        {"operation", recovery.operation}, {"percent", optionalJson(recovery.percent)},
+        {"files_done", optionalJson(recovery.filesDone)},
+        {"files_total", optionalJson(recovery.filesTotal)},
+        {"megabytes_done", optionalJson(recovery.megabytesDone)},
+        {"megabytes_total", optionalJson(recovery.megabytesTotal)},
+        {"megabytes_per_second", optionalJson(recovery.megabytesPerSecond)},
+        {"recover_start", optionalJson(isoTime(recovery.recoverStart))},
+        {"recover_end", optionalJson(isoTime(recovery.recoverEnd))},
+        {"restore_start", optionalJson(isoTime(recovery.restoreStart))},
+        {"restore_end", optionalJson(isoTime(recovery.restoreEnd))}};
 }
 
-/** @return null where the part is nothing. */
-template <class Part> Json partOf(std::optional<Part> const& part)
-{
-    return part ? jsonOf(*part) : Json(nullptr);
-}
+/** Writes one machine's document. */
+class Document {
+public:
+    explicit Document(Machine const& machine) : m_machine(machine) { }
 
-void addDiskTree(Machine const& machine, Json& document)
-{
-    Json& disks = document["disks"] = machine.disks ? Json::array() : Json(nullptr);
-    for (DiskBranch const& branch : diskTreeOf(machine)) {
-        Json mounts = nullptr;
-        // Without the disks every mount would look like one without a disk.
-        if (machine.disks && machine.mounts) {
-            mounts = Json::array();
-            for (Mount const* mount : branch.mounts)
-                mounts.push_back(jsonOf(*mount));
-        }
-        if (!branch.disk) {
-            document["mounts_without_disk"] = std::move(mounts);
-            continue;
-        }
-        Json disk = jsonOf(*branch.disk);
-        disk["mounts"] = std::move(mounts);
-        disks.push_back(std::move(disk));
+    Json json() const
+    {
+        Json document = Json::object();
+        addPart(document, Subject::SYSTEM, "system", m_machine.system);
+        addPart(document, Subject::PROCESSORS, "processors", m_machine.processors);
+        addPart(document, Subject::MEMORY, "memory", m_machine.memory);
+        addPart(document, Subject::DISKS, "disks", m_machine.disks);
+        addPart(document, Subject::MOUNTS, "mounts", m_machine.mounts);
+        addPart(document, Subject::NETWORKS, "networks", m_machine.networks);
+        addPart(document, Subject::RECOVERY, "recovery", m_machine.recovery);
+        document["problems"] = jsonOf(m_machine.problems);
+        document["unavailable"] = jsonOf(m_machine.unavailable);
+        document["differences"] = jsonOf(m_machine.differences);
+        return document;
     }
-}
+
+private:
+    template <class Part> void addPart(
+        Json& document, Subject subject, char const* key, std::optional<Part> const& part) const
+    {
+        if (m_machine.wasAskedFor(subject))
+            document[key] = part ? jsonOf(*part) : Json(nullptr);
+    }
+
+    /** The library's other values of an item's facts, by their keys; null where the library does
+     * not report the item at all. */
+    Json libraryOf(Subject subject, std::string const& item) const
+    {
+        Json values = Json::object();
+        for (Difference const& difference : m_machine.differences) {
+            if (difference.subject != subject || difference.item != item)
+                continue;
+            if (difference.fact.empty())
+                return nullptr;
+            values[difference.fact] = optionalJson(difference.library);
+        }
+        return values;
+    }
+
+    template <class Part> Json jsonOf(std::vector<Part> const& parts) const
+    {
+        Json list = Json::array();
+        for (Part const& part : parts)
+            list.push_back(jsonOf(part));
+        return list;
+    }
+
+    static Json jsonOf(std::string const& text) { return text; }
+
+    Json jsonOf(System const& system) const
+    {
+        return {{"host_name", optional(system.hostName)}, {"vendor", optional(system.vendor)},
+            {"product", optional(system.product)}, {"version", optional(system.version)},
+            {"virtual_machine", optional(system.virtualMachine)},
+            {"container", optional(system.container)}, {"os", optional(system.osName)},
+            {"kernel", optional(system.kernel)}, {"architecture", optional(system.architecture)},
+            {"firmware",
+                {{"vendor", optional(system.firmwareVendor)},
+                    {"version", optional(system.firmwareVersion)},
+                    {"date", optional(system.firmwareDate)}}},
+            {"boot_time", optional(isoTime(system.bootTime))},
+            {"uptime_seconds", optional(system.uptimeSeconds)},
+            {"library", libraryOf(Subject::SYSTEM, "")}};
+    }
+
+    Json jsonOf(Processors const& processors) const
+    {
+        return {{"count", processors.list.size()}, {"model", optional(processors.model)},
+            {"sockets", optional(processors.sockets)}, {"cores", optional(processors.cores)},
+            {"numa_nodes", optional(processors.nodes)},
+            {"load_ratio", ratio(processors.loadPercent)}, {"list", jsonOf(processors.list)},
+            {"library", libraryOf(Subject::PROCESSORS, "")}};
+    }
+
+    Json jsonOf(Processor const& processor) const
+    {
+        return {{"number", processor.number}, {"socket", optional(processor.socket)},
+            {"core", optional(processor.core)}, {"numa_node", optional(processor.node)},
+            {"lowest_mhz", optional(processor.lowestMHz)},
+            {"current_mhz", optional(processor.currentMHz)},
+            {"highest_mhz", optional(processor.highestMHz)},
+            {"load_ratio", ratio(processor.loadPercent)},
+            {"library", libraryOf(Subject::PROCESSORS, std::to_string(processor.number))}};
+    }
+
+    Json jsonOf(Memory const& memory) const
+    {
+        return {{"total_bytes", optional(memory.total)}, {"used_bytes", optional(memory.used())},
+            {"available_bytes", optional(memory.available)}, {"free_bytes", optional(memory.free)},
+            {"buffers_bytes", optional(memory.buffers)}, {"caches_bytes", optional(memory.caches)},
+            {"swap_total_bytes", optional(memory.swapTotal)},
+            {"swap_used_bytes", optional(memory.swapUsed())},
+            {"modules", memory.modules ? jsonOf(*memory.modules) : Json(nullptr)},
+            {"library", libraryOf(Subject::MEMORY, "")}};
+    }
+
+    static Json jsonOf(MemoryModule const& module)
+    {
+        return {{"slot", module.slot}, {"size_bytes", optional(module.bytes)},
+            {"type", optional(module.type)}, {"speed", optional(module.speed)}};
+    }
+
+    Json jsonOf(Disk const& disk) const
+    {
+        return {{"name", disk.name}, {"label", disk.label}, {"type", typeText(disk)},
+            {"device", disk.device}, {"size_bytes", optional(disk.bytes)},
+            {"kind", optional(disk.kind())}, {"transport", optional(disk.transport)},
+            {"model", optional(disk.model)}, {"serial", optional(disk.serial)},
+            {"read_only", optional(disk.readOnly)}, {"removable", optional(disk.removable)},
+            {"logical_sector_bytes", optional(disk.logicalSector)},
+            {"physical_sector_bytes", optional(disk.physicalSector)},
+            {"parent", disk.parent.empty() ? Json(nullptr) : Json(disk.parent)},
+            {"slaves", jsonOf(disk.slaves)}, {"partitions", partitionsOf(*m_machine.disks, disk)},
+            {"library", libraryOf(Subject::DISKS, disk.name)}};
+    }
+
+    Json jsonOf(Mount const& mount) const
+    {
+        return {{"mount_point", mount.mountPoint}, {"source", mount.source},
+            {"filesystem", mount.filesystem}, {"read_only", mount.readOnly},
+            {"network", mount.network},
+            {"device", mount.device.empty() ? Json(nullptr) : Json(mount.device)},
+            {"disks", jsonOf(mount.disks)}, {"size_bytes", optional(mount.size)},
+            {"used_bytes", optional(mount.used)}, {"available_bytes", optional(mount.available)},
+            {"used_ratio", ratio(mount.usedPercent())}, {"inodes", optional(mount.inodes)},
+            {"free_inodes", optional(mount.freeInodes)},
+            {"library", libraryOf(Subject::MOUNTS, mount.mountPoint)}};
+    }
+
+    Json jsonOf(Networks const& networks) const
+    {
+        return {{"host_name", optional(networks.hostName)}, {"adapters", jsonOf(networks.adapters)},
+            {"name_servers", networks.nameServers ? jsonOf(*networks.nameServers) : Json(nullptr)},
+            {"library", libraryOf(Subject::NETWORKS, "")}};
+    }
+
+    Json jsonOf(Adapter const& adapter) const
+    {
+        return {{"name", adapter.name}, {"kind", optional(adapter.kind)},
+            {"state", optional(adapter.state)}, {"mac", optional(adapter.mac)},
+            {"speed_mbit", optional(adapter.speedMbit)}, {"mtu", optional(adapter.mtu)},
+            {"addresses", jsonOf(adapter.addresses)}, {"gateways", jsonOf(adapter.gateways)},
+            {"library", libraryOf(Subject::NETWORKS, adapter.name)}};
+    }
+
+    static Json jsonOf(Address const& address)
+    {
+        return {{"address", address.text}, {"prefix_length", optional(address.prefixLength)},
+            {"scope", address.scope}};
+    }
+
+    static Json jsonOf(Recovery const& recovery) { return toJson(recovery); }
+
+    static Json jsonOf(Problem const& problem)
+    {
+        return {{"subject", subjectText(problem.subject)}, {"fact", problem.fact},
+            {"reason", problem.reason}, {"source", problem.source}};
+    }
+
+    static Json jsonOf(Difference const& difference)
+    {
+        return {{"subject", subjectText(difference.subject)},
+            {"item", difference.item.empty() ? Json(nullptr) : Json(difference.item)},
+            {"fact", difference.fact.empty() ? Json(nullptr) : Json(difference.fact)},
+            {"library", optionalJson(difference.library)}, {"reason", difference.reason}};
+    }
+
+    template <class Value> static Json optional(std::optional<Value> const& value)
+    {
+        return optionalJson(value);
+    }
+
+    /** A percentage as a number from 0 to 1. Further digits than hundredths of a percent are noise.
+     */
+    static Json ratio(std::optional<double> percent)
+    {
+        constexpr double STEPS = 10000;
+        return percent ? Json(std::round(*percent * STEPS / 100) / STEPS) : Json(nullptr);
+    }
+
+    Machine const& m_machine;
+};
 
 /** Escapes DEL and U+0080 to U+009F, of which U+009B begins a control sequence as ESC [ does. They
  * stand in strings only, so the document keeps its meaning. */
@@ -179,37 +271,45 @@ std::string withoutRawControls(std::string const& document)
     return text;
 }
 
-}
-
-void writeJson(Machine const& machine, bool diskTree, std::ostream& out)
+void writeDocument(Json const& document, std::ostream& out)
 {
-    Json document = Json::object();
-    if (machine.wasAskedFor(Subject::SYSTEM))
-        document["system"] = partOf(machine.system);
-    if (machine.wasAskedFor(Subject::PROCESSORS))
-        document["processors"] = partOf(machine.processors);
-    if (machine.wasAskedFor(Subject::MEMORY))
-        document["memory"] = partOf(machine.memory);
-    if (diskTree) {
-        addDiskTree(machine, document);
-    } else {
-        if (machine.wasAskedFor(Subject::DISKS))
-            document["disks"] = partOf(machine.disks);
-        if (machine.wasAskedFor(Subject::MOUNTS))
-            document["mounts"] = partOf(machine.mounts);
-    }
-    if (machine.wasAskedFor(Subject::NETWORKS))
-        document["networks"] = partOf(machine.networks);
-    if (machine.wasAskedFor(Subject::RECOVERY))
-        document["recovery"] = partOf(machine.recovery);
-    constexpr int INDENT = 2;
     out << withoutRawControls(document.dump(INDENT, ' ', false, Json::error_handler_t::replace))
         << '\n';
 }
 
+}
+
+void writeJson(Machine const& machine, std::ostream& out)
+{
+    writeDocument(Document(machine).json(), out);
+}
+
+void writeLibraryJson(Machine const& machine, std::ostream& out)
+{
+    constexpr std::array OUTCOMES = {"true", "false", "exception", "no end", "crash"};
+    Json queries = Json::array();
+    for (auto const& [subject, answer] : machine.library) {
+        Json records = Json::array();
+        for (LibraryRecord const& record : answer.records) {
+            Json getters = Json::object();
+            for (LibraryField const& field : record.fields)
+                getters[field.getter] = valueJson(field.value);
+            records.push_back(
+                {{"to_string", record.text.empty() ? Json(nullptr) : Json(record.text)},
+                    {"getters", std::move(getters)}});
+        }
+        queries.push_back({{"query", answer.query}, {"subject", subjectText(subject)},
+            {"outcome", OUTCOMES.at(answer.outcome)},
+            {"reason", answer.reason.empty() ? Json(nullptr) : Json(answer.reason)},
+            {"duration_seconds", answer.seconds}, {"records", std::move(records)}});
+    }
+    Json document = Document(machine).json();
+    writeDocument({{"queries", std::move(queries)}, {"differences", document["differences"]}}, out);
+}
+
 std::string recoveryJsonLine(std::optional<Recovery> const& recovery)
 {
-    return Json({{"recovery", partOf(recovery)}}).dump();
+    return Json({{"recovery", recovery ? toJson(*recovery) : Json(nullptr)}}).dump();
 }
 
 }

@@ -3,15 +3,30 @@
 #include "app/write/display.h"
 
 #include <array>
+#include <cstdio>
+#include <ctime>
 
 namespace app {
 
-std::optional<std::string> hypervisorName(unsigned code)
+std::string subjectText(Subject subject)
 {
-    // In the order of the codes.
-    constexpr std::array NAMES = {"none", "VMware", "Hyper-V", "Xen", "KVM", "QEMU", "VirtualBox",
-        "Parallels", "other", "bhyve", "Amazon", "Azure"};
-    return code < NAMES.size() ? std::optional<std::string>(NAMES[code]) : std::nullopt;
+    switch (subject) {
+    case Subject::SYSTEM:
+        return "system";
+    case Subject::PROCESSORS:
+        return "processors";
+    case Subject::MEMORY:
+        return "memory";
+    case Subject::DISKS:
+        return "disks";
+    case Subject::MOUNTS:
+        return "mounted filesystems";
+    case Subject::NETWORKS:
+        return "network adapters";
+    case Subject::RECOVERY:
+        break;
+    }
+    return "recovery";
 }
 
 std::string phaseText(Recovery const& recovery)
@@ -31,10 +46,73 @@ std::string phaseText(Recovery const& recovery)
     return "later operation " + std::to_string(recovery.operation);
 }
 
+std::optional<std::string> percentOfMegabytes(Recovery const& recovery)
+{
+    auto const percent = percentOf(recovery.megabytesDone, recovery.megabytesTotal);
+    if (!percent || static_cast<unsigned>(*percent) == recovery.percent)
+        return std::nullopt;
+    return std::to_string(static_cast<unsigned>(*percent)) + " %";
+}
+
 std::string problemText(Problem const& problem)
 {
-    return "cannot read " + problem.fact + " from " + problem.source + ": "
+    return "cannot read " + problem.fact + " from " + printable(problem.source) + ": "
         + printable(problem.reason);
+}
+
+std::string outcomeText(LibraryAnswer const& answer)
+{
+    std::string const reason = answer.reason.empty() ? "" : ": " + printable(answer.reason);
+    switch (answer.outcome) {
+    case LibraryAnswer::RETURNED_TRUE:
+        return "returned true";
+    case LibraryAnswer::RETURNED_FALSE:
+        return "returned false" + reason;
+    case LibraryAnswer::THREW:
+        return "threw an exception" + reason;
+    case LibraryAnswer::NOT_ENDED:
+        return "did not return" + reason;
+    case LibraryAnswer::CRASHED:
+        break;
+    }
+    return "crashed" + reason;
+}
+
+std::string timeText(std::optional<int64_t> seconds)
+{
+    auto const time = static_cast<std::time_t>(seconds.value_or(0));
+    std::tm local{};
+    std::array<char, 64> text;
+    if (!seconds || !localtime_r(&time, &local)
+        || std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local) == 0)
+        return UNKNOWN;
+    return text.data();
+}
+
+std::string durationText(std::optional<int64_t> seconds)
+{
+    if (!seconds)
+        return UNKNOWN;
+    auto const count = static_cast<long long>(*seconds);
+    std::array<char, 64> text;
+    (void)std::snprintf(
+        text.data(), text.size(), "%lld:%02lld:%02lld", count / 3600, count / 60 % 60, count % 60);
+    return text.data();
+}
+
+std::string uptimeText(std::optional<uint64_t> seconds)
+{
+    if (!seconds)
+        return UNKNOWN;
+    constexpr uint64_t DAY = 86400;
+    uint64_t const days = *seconds / DAY;
+    uint64_t const minutes = *seconds % DAY / 60;
+    std::array<char, 64> clock;
+    (void)std::snprintf(clock.data(), clock.size(), "%u:%02u", static_cast<unsigned>(minutes / 60),
+        static_cast<unsigned>(minutes % 60));
+    if (days == 0)
+        return clock.data();
+    return std::to_string(days) + (days == 1 ? " day " : " days ") + clock.data();
 }
 
 }

@@ -1,24 +1,37 @@
 #pragma once
 
-#include "app/model/Problem.h"
-#include "app/model/Recovery.h"
+#include "app/model/Machine.h"
 
 #include <optional>
 #include <string>
 
+/** Facts in words that more than one output uses. */
 namespace app {
 
-/** @return a hypervisor's name, nothing for a code without one. */
-std::optional<std::string> hypervisorName(unsigned code);
-
-/** The code of a machine without a hypervisor. */
-inline constexpr unsigned NO_HYPERVISOR = 0;
+/** @return "processors", as in "cannot read the processors". */
+std::string subjectText(Subject subject);
 
 /** @return "restoring", or "early operation 4000". */
 std::string phaseText(Recovery const& recovery);
 
+/** @return the share of the MB that are done where it is another than the engine's percentage,
+ * which counts files as much as MB: "10 %". */
+std::optional<std::string> percentOfMegabytes(Recovery const& recovery);
+
 /** @return "cannot read the processors from /proc/stat: " and the reason, in one line. */
 std::string problemText(Problem const& problem);
+
+/** @return "returned true", "did not end in time: " and the reason. */
+std::string outcomeText(LibraryAnswer const& answer);
+
+/** @return a local time, "2026-03-24 14:05:09"; `UNKNOWN` for none. */
+std::string timeText(std::optional<int64_t> seconds);
+
+/** @return "1:02:03"; `UNKNOWN` for none. */
+std::string durationText(std::optional<int64_t> seconds);
+
+/** @return "3 days 4:05"; `UNKNOWN` for none. */
+std::string uptimeText(std::optional<uint64_t> seconds);
 
 inline constexpr char const* NO_RECOVERY = "no recovery has been started on this machine";
 

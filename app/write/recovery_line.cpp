@@ -4,7 +4,6 @@
 #include "app/write/names.h"
 
 #include <array>
-#include <cstdio>
 
 namespace app {
 
@@ -25,16 +24,10 @@ std::string rateText(std::optional<uint32_t> megabytesPerSecond)
     return countText(megabytesPerSecond) + " MB/s";
 }
 
-/** "1:02:03", or `UNKNOWN`. */
-std::string durationText(std::optional<std::chrono::seconds> duration)
+std::string leftText(Recovery const& recovery, int64_t now)
 {
-    if (!duration)
-        return UNKNOWN;
-    long long const seconds = duration->count();
-    std::array<char, 64> text;
-    (void)std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", seconds / 3600,
-        seconds / 60 % 60, seconds % 60);
-    return text.data();
+    auto const left = recovery.timeLeft(now);
+    return durationText(left ? std::optional<int64_t>(left->count()) : std::nullopt) + " left";
 }
 
 std::string barOf(std::optional<unsigned> percent, unsigned cells, bool blocks)
@@ -77,7 +70,7 @@ std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, b
     fields[MEGABYTES] =
         countText(recovery.megabytesDone) + "/" + countText(recovery.megabytesTotal) + " MB";
     fields[RATE] = rateText(recovery.megabytesPerSecond);
-    fields[LEFT] = durationText(recovery.timeLeft(now)) + " left";
+    fields[LEFT] = leftText(recovery, now);
     fields[FILES] = countText(recovery.filesDone) + "/" + countText(recovery.filesTotal) + " files";
     fields[BAR] = std::string(SMALLEST_BAR + BRACKETS, ' '); // Its place.
 

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace app {
@@ -27,6 +28,14 @@ int writeWhole(int descriptor, std::string const& text) noexcept
             return errno;
     }
     return 0;
+}
+
+size_t terminalColumns() noexcept
+{
+    constexpr size_t USUAL = 80;
+    winsize size{};
+    bool const reported = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return reported ? size.ws_col : USUAL;
 }
 
 void complain(std::string const& message)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 /**
@@ -21,6 +22,10 @@ void occupyStandardDescriptors() noexcept;
 
 /** Writes the whole text. @return 0, or the errno of the write that failed. write(2). */
 int writeWhole(int descriptor, std::string const& text) noexcept;
+
+/** @return the columns of the terminal at standard output; 80 where it does not report them, as a
+ * serial line. ioctl_tty(2). */
+size_t terminalColumns() noexcept;
 
 /** Writes one line with the program's name before it to standard error, in one piece. */
 void complain(std::string const& message);

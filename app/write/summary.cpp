@@ -1,11 +1,12 @@
 #include "app/write/summary.h"
 
-#include "app/write/TextTable.h"
 #include "app/write/display.h"
 #include "app/write/names.h"
 
 #include <algorithm>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace app {
@@ -15,163 +16,316 @@ namespace {
 using Lines = std::vector<std::string>;
 
 constexpr char const* UNREADABLE = "could not be read";
-
-Lines linesOf(System const& system)
-{
-    std::string text;
-    for (std::string const& part : {system.vendor, system.product, system.version})
-        if (!part.empty())
-            text += (text.empty() ? "" : " ") + part;
-    text = text.empty() ? "of unknown make" : printable(text);
-    auto const code = system.hypervisorCode;
-    auto const name = code ? hypervisorName(*code) : std::nullopt;
-    if (!name)
-        return {text + ", hypervisor unknown"};
-    return {text + (code == NO_HYPERVISOR ? ", no hypervisor" : ", under " + *name)};
-}
-
-Lines linesOf(std::vector<Processor> const& processors, bool loadsMeasured)
-{
-    std::optional<unsigned> fastest;
-    double sum = 0;
-    size_t known = 0;
-    for (Processor const& processor : processors) {
-        fastest = std::max(fastest, processor.maxMHz);
-        sum += processor.loadPercent.value_or(0);
-        known += processor.loadPercent ? 1 : 0;
-    }
-    Lines lines = {std::to_string(processors.size())
-        + (fastest ? ", up to " + std::to_string(*fastest) + " MHz" : "")};
-    if (!loadsMeasured)
-        return lines;
-    if (known == 0) {
-        lines.emplace_back("load unknown");
-        return lines;
-    }
-    double const average = sum / static_cast<double>(known);
-    std::string load = "load " + percentText(average) + "  " + barText(average);
-    if (known < processors.size())
-        load += "  (of " + std::to_string(known) + ", the others are unknown)";
-    lines.push_back(load);
-    return lines;
-}
-
-Lines linesOf(Memory const& memory)
-{
-    std::string total = memory.total ? sizeText(memory.total) : "total unknown";
-    if (memory.source)
-        total += *memory.source == MemorySource::KERNEL ? " as the kernel counts"
-                                                        : " of the installed modules";
-    Lines lines = {total + ", " + (memory.free ? sizeText(memory.free) + " free" : "free unknown")};
-    if (auto const percent = percentOf(memory.used(), memory.total))
-        lines.push_back("used " + percentText(percent) + "  " + barText(percent));
-    return lines;
-}
-
-/** The first rows of a list, and the number of the others. */
-Lines shortened(TextTable const& table, bool complete, char const* command)
-{
-    constexpr size_t MOST_ROWS = 6;
-    Lines rows = table.rows();
-    if (rows.size() > MOST_ROWS) {
-        // Never "1 more": that line has room for the row itself.
-        size_t const more = rows.size() - (MOST_ROWS - 1);
-        rows.resize(MOST_ROWS - 1);
-        rows.push_back("and " + std::to_string(more) + " more: dovrel-sysinfo " + command);
-    }
-    if (!complete)
-        rows.emplace_back("the rest could not be read");
-    else if (rows.empty())
-        rows.emplace_back("none");
-    return rows;
-}
+constexpr size_t LABEL_COLUMNS = 12;
+constexpr size_t MOST_DISKS = 4;
+constexpr size_t MOST_MOUNTS = 5;
+constexpr size_t MOST_ADAPTERS = 4;
 
 constexpr auto LEFT = TextTable::LEFT;
 constexpr auto RIGHT = TextTable::RIGHT;
 
-Lines linesOf(std::vector<Disk> const& disks, bool complete)
+/** The parts that are known, with ", " between them. */
+std::string sentence(Lines const& parts)
 {
-    TextTable table({{"", LEFT}, {"", RIGHT}, {"", LEFT}});
-    for (Disk const& disk : disks)
-        table.addRow({disk.name, sizeText(disk.bytes), disk.caption});
-    return shortened(table, complete, "disks");
+    Lines known;
+    std::copy_if(parts.begin(), parts.end(), std::back_inserter(known),
+        [](std::string const& part) { return !part.empty(); });
+    return joined(known);
 }
 
-Lines linesOf(std::vector<Mount> const& mounts, bool complete)
+std::string counted(size_t count, std::string const& one, std::string const& several)
 {
-    TextTable table({{"", LEFT}, {"", RIGHT}, {"", RIGHT}, {"", LEFT}});
-    for (Mount const& mount : mounts) {
-        auto const usedPercent = percentOf(mount.used(), mount.size);
-        table.addRow({mount.mountPoint, sizeText(mount.size), "used " + percentText(usedPercent),
-            barText(usedPercent)});
+    return std::to_string(count) + " " + (count == 1 ? one : several);
+}
+
+/** "12 × " */
+std::string times(size_t count)
+{
+    return std::to_string(count) + (localeIsUtf8() ? " \xC3\x97 " : " x "); // U+00D7
+}
+
+template <class Number> std::string countedOr(
+    std::optional<Number> count, std::string const& one, std::string const& several)
+{
+    return count ? counted(*count, one, several) : "";
+}
+
+/** Writes the summary of one machine. */
+class Summary {
+public:
+    Summary(Machine const& machine, Layout const& layout) : m_machine(machine), m_layout(layout)
+    {
+        // The labels take their part of every line.
+        if (m_layout.isTerminal())
+            m_layout.columns = std::max(m_layout.columns, LABEL_COLUMNS * 2) - LABEL_COLUMNS;
+        m_layout.headings = false;
     }
-    return shortened(table, complete, "mounts");
-}
 
-Lines linesOf(Networks const& networks, bool complete)
-{
-    TextTable table({{"", LEFT}, {"", LEFT}});
-    for (Adapter const& adapter : networks.adapters) {
-        std::vector<std::optional<std::string>> addresses;
-        for (Address const& address : adapter.addresses)
-            addresses.push_back(address.text);
-        table.addRow({adapter.name, addresses.empty() ? UNKNOWN : addressesText(addresses)});
+    void write(std::ostream& out) const
+    {
+        writePart(Subject::SYSTEM, "System", m_machine.system, out);
+        writePart(Subject::PROCESSORS, "Processors", m_machine.processors, out);
+        writePart(Subject::MEMORY, "Memory", m_machine.memory, out);
+        writePart(Subject::DISKS, "Disks", m_machine.disks, out);
+        writePart(Subject::MOUNTS, "Mounts", m_machine.mounts, out);
+        writePart(Subject::NETWORKS, "Networks", m_machine.networks, out);
+        if (m_machine.wasAskedFor(Subject::RECOVERY))
+            writeLines("Recovery", recoveryLines(), out);
+        if (!m_machine.differences.empty())
+            writeLines("Library",
+                {counted(m_machine.differences.size(), "fact differs", "facts differ")
+                    + " for the host product: dovrel-sysinfo library"},
+                out);
     }
-    Lines lines = shortened(table, complete, "networks");
-    if (networks.hostName)
-        lines.push_back("host name " + printable(*networks.hostName));
-    if (std::string const servers = addressesText(networks.nameServers); !servers.empty())
-        lines.push_back("name servers " + servers);
-    return lines;
-}
 
-Lines linesOf(Recovery const& recovery)
-{
-    std::string text = phaseText(recovery);
-    if (recovery.percent)
-        text += ", " + std::to_string(*recovery.percent) + " %";
-    return {text};
-}
+private:
+    template <class Part> void writePart(Subject subject, char const* label,
+        std::optional<Part> const& part, std::ostream& out) const
+    {
+        if (m_machine.wasAskedFor(subject))
+            writeLines(label, part ? linesOf(*part) : Lines{UNREADABLE}, out);
+    }
 
-Lines recoveryLines(Machine const& machine)
-{
-    if (machine.recovery)
-        return linesOf(*machine.recovery);
-    return {machine.hasProblem(Subject::RECOVERY) ? UNREADABLE : "none"};
-}
-
-/** @param arguments those that follow the part in its `linesOf`. */
-template <class Part, class... Arguments>
-Lines partLines(std::optional<Part> const& part, Arguments... arguments)
-{
-    return part ? linesOf(*part, arguments...) : Lines{UNREADABLE};
-}
-
-}
-
-void writeSummary(Machine const& machine, std::ostream& out)
-{
-    auto const complete = [&machine](Subject subject) { return !machine.hasProblem(subject); };
-    std::pair<Subject, std::pair<char const*, Lines>> const parts[] = {
-        {Subject::SYSTEM, {"System", partLines(machine.system)}},
-        {Subject::PROCESSORS, {"Processors", partLines(machine.processors, machine.loadsMeasured)}},
-        {Subject::MEMORY, {"Memory", partLines(machine.memory)}},
-        {Subject::DISKS, {"Disks", partLines(machine.disks, complete(Subject::DISKS))}},
-        {Subject::MOUNTS, {"Mounts", partLines(machine.mounts, complete(Subject::MOUNTS))}},
-        {Subject::NETWORKS, {"Networks", partLines(machine.networks, complete(Subject::NETWORKS))}},
-        {Subject::RECOVERY, {"Recovery", recoveryLines(machine)}},
-    };
-    constexpr size_t LABEL_COLUMNS = 12;
-    for (auto const& [subject, labelled] : parts) {
-        if (!machine.wasAskedFor(subject))
-            continue;
-        std::string label = labelled.first;
-        for (std::string const& line : labelled.second) {
+    void writeLines(std::string label, Lines const& lines, std::ostream& out) const
+    {
+        for (std::string const& line : lines) {
             label.resize(LABEL_COLUMNS, ' ');
-            out << label << line << '\n';
+            out << colored(label, Color::BOLD, m_layout.colors && label.front() != ' ')
+                << (m_layout.isTerminal() ? shortened(line, m_layout.columns) : line) << '\n';
             label.clear();
         }
     }
+
+    Lines linesOf(System const& system) const
+    {
+        std::string make;
+        for (auto const& part : {system.vendor, system.product, system.version})
+            if (part && make.find(*part) == std::string::npos)
+                make += (make.empty() ? "" : " ") + *part;
+        std::string virtualization;
+        if (!system.virtualMachine)
+            virtualization = "";
+        else if (*system.virtualMachine == "other")
+            virtualization = "virtual machine";
+        else if (*system.virtualMachine != "none")
+            virtualization = *system.virtualMachine + " virtual machine";
+        std::string const container =
+            system.container && *system.container != "none" ? *system.container + " container" : "";
+        std::string const uptime = uptimeText(system.uptimeSeconds);
+        return {printable(sentence({system.hostName.value_or(""),
+                    make.empty() ? "unknown make" : make, virtualization, container})),
+            printable(sentence({system.osName.value_or("unknown operating system"),
+                system.kernel ? "Linux " + *system.kernel : "", system.architecture.value_or(""),
+                uptime == UNKNOWN ? "" : "up " + uptime}))};
+    }
+
+    Lines linesOf(Processors const& processors) const
+    {
+        std::optional<unsigned> highest;
+        for (Processor const& processor : processors.list)
+            highest = std::max(highest, processor.highestMHz);
+        Lines lines = {
+            times(processors.list.size()) + printable(processors.model.value_or("unknown model"))};
+        std::string load;
+        if (processors.loadsMeasured && processors.loadPercent)
+            load = "load " + percentText(processors.loadPercent) + bar(processors.loadPercent);
+        else if (processors.loadsMeasured)
+            load = "load unknown";
+        std::string const parts =
+            sentence({load, countedOr(processors.sockets, "socket", "sockets"),
+                countedOr(processors.cores, "core", "cores"),
+                highest ? "up to " + std::to_string(*highest) + " MHz" : ""});
+        if (!parts.empty())
+            lines.push_back(parts);
+        return lines;
+    }
+
+    Lines linesOf(Memory const& memory) const
+    {
+        auto const usedPercent = percentOf(memory.used(), memory.total);
+        Lines lines = {sentence({sizeText(memory.total),
+            "used " + sizeText(memory.used()) + " (" + percentText(usedPercent) + ")"
+                + bar(usedPercent)})};
+        bool const hasSwap = memory.swapTotal.value_or(0) > 0;
+        lines.push_back(sentence({"available " + sizeText(memory.available),
+            hasSwap ? "swap " + sizeText(memory.swapTotal) + ", used " + sizeText(memory.swapUsed())
+                    : std::string("no swap")}));
+        return lines;
+    }
+
+    /** On a terminal a bar behind a share. */
+    std::string bar(std::optional<double> percent) const
+    {
+        return m_layout.isTerminal() && percent ? "  " + barText(percent) : "";
+    }
+
+    Lines linesOf(std::vector<Disk> const& disks) const
+    {
+        std::vector<Disk const*> physical;
+        std::map<std::string, size_t> stacked;
+        for (Disk const& disk : disks) {
+            if (disk.isPhysical())
+                physical.push_back(&disk);
+            else if (disk.parent.empty() && disk.type != Disk::LOOP)
+                ++stacked[typeText(disk)];
+        }
+        Lines lines = physical.size() <= MOST_DISKS ? each(physical) : alike(physical);
+        if (lines.empty())
+            lines.emplace_back("none");
+        Lines kinds;
+        for (auto const& [type, count] : stacked)
+            kinds.push_back(std::to_string(count) + " " + type);
+        if (!kinds.empty())
+            lines.push_back("and " + joined(kinds) + ": dovrel-sysinfo disks --tree");
+        return lines;
+    }
+
+    Lines each(std::vector<Disk const*> const& disks) const
+    {
+        TextTable table({{"", LEFT}, {"", RIGHT}, {"", LEFT, 20}, {"", LEFT, 10}});
+        for (Disk const* const disk : disks)
+            table.addRow({disk->name, sizeText(disk->bytes), disk->kind().value_or(""),
+                disk->model.value_or("")});
+        return table.rows(m_layout);
+    }
+
+    /** "12 × 4.0 TiB HDD", the most frequent ones first. */
+    static Lines alike(std::vector<Disk const*> const& disks)
+    {
+        std::map<std::string, size_t> groups;
+        for (Disk const* const disk : disks)
+            ++groups[sizeText(disk->bytes) + " " + disk->kind().value_or("disk")];
+        std::vector<std::pair<std::string, size_t>> sorted(groups.begin(), groups.end());
+        std::stable_sort(sorted.begin(), sorted.end(),
+            [](auto const& first, auto const& second) { return first.second > second.second; });
+        Lines lines;
+        size_t rest = 0;
+        for (auto const& [text, count] : sorted)
+            if (lines.size() + 1 < MOST_DISKS || sorted.size() <= MOST_DISKS)
+                lines.push_back(times(count) + text);
+            else
+                rest += count;
+        if (rest > 0)
+            lines.push_back("and " + std::to_string(rest) + " more: dovrel-sysinfo disks");
+        return lines;
+    }
+
+    Lines linesOf(std::vector<Mount> const& mounts) const
+    {
+        TextTable table({{"", LEFT}, {"", RIGHT, 20}, {"", LEFT}, {"", LEFT, 10}});
+        size_t const shown = mounts.size() <= MOST_MOUNTS ? mounts.size() : MOST_MOUNTS - 1;
+        for (Mount const* const mount : fullest(mounts, shown)) {
+            auto const percent = mount->usedPercent();
+            table.addRow({mount->mountPoint, sizeText(mount->size), "used " + percentText(percent),
+                m_layout.isTerminal() ? barText(percent) : ""});
+        }
+        Lines lines = table.rows(m_layout);
+        if (lines.empty())
+            lines.emplace_back("none");
+        if (shown < mounts.size())
+            lines.push_back("and " + std::to_string(mounts.size() - shown)
+                + " more, less full: dovrel-sysinfo mounts");
+        return lines;
+    }
+
+    /** The mounts that people look for first: those with the least space left, in their order. */
+    static std::vector<Mount const*> fullest(std::vector<Mount> const& mounts, size_t count)
+    {
+        std::vector<Mount const*> list;
+        for (Mount const& mount : mounts)
+            list.push_back(&mount);
+        std::stable_sort(list.begin(), list.end(), [](Mount const* first, Mount const* second) {
+            // An image that is mounted read-only is always full.
+            auto const key = [](Mount const& mount) {
+                return mount.readOnly ? -1.0 : mount.usedPercent().value_or(101);
+            };
+            return key(*first) > key(*second);
+        });
+        list.resize(count);
+        std::sort(list.begin(), list.end());
+        return list;
+    }
+
+    Lines linesOf(Networks const& networks) const
+    {
+        std::vector<Adapter const*> shown;
+        std::map<std::string, size_t> others;
+        // Those with an address first, as people know machines by them.
+        for (bool const withAddress : {true, false})
+            for (Adapter const& adapter : networks.adapters) {
+                if (adapter.addresses.empty() == withAddress)
+                    continue;
+                bool const room = networks.adapters.size() <= MOST_ADAPTERS
+                    || (withAddress && shown.size() + 1 < MOST_ADAPTERS);
+                if (room)
+                    shown.push_back(&adapter);
+                else
+                    ++others[adapter.name.substr(0, adapter.name.find_first_of("0123456789.@"))];
+            }
+        TextTable table({{"", LEFT}, {"", LEFT, 10}, {"", LEFT}});
+        for (Adapter const* const adapter : shown)
+            table.addRow({adapter->name, adapter->state.value_or(UNKNOWN), addressesOf(*adapter)});
+        Lines lines = table.rows(m_layout);
+        if (lines.empty())
+            lines.emplace_back("none");
+        if (!others.empty())
+            lines.push_back("and " + stems(others) + ": dovrel-sysinfo networks");
+        if (networks.nameServers && !networks.nameServers->empty())
+            lines.push_back("name servers " + printable(joined(*networks.nameServers)));
+        return lines;
+    }
+
+    static std::string addressesOf(Adapter const& adapter)
+    {
+        Lines texts;
+        for (Address const& address : adapter.addresses)
+            texts.push_back(address.text
+                + (address.prefixLength ? "/" + std::to_string(*address.prefixLength) : ""));
+        return texts.empty() ? "no address" : joined(texts);
+    }
+
+    /** "26 veth…, 3 eth…", the most frequent three. */
+    static std::string stems(std::map<std::string, size_t> const& others)
+    {
+        constexpr size_t MOST_STEMS = 3;
+        std::vector<std::pair<std::string, size_t>> sorted(others.begin(), others.end());
+        std::stable_sort(sorted.begin(), sorted.end(),
+            [](auto const& first, auto const& second) { return first.second > second.second; });
+        Lines texts;
+        size_t rest = 0;
+        for (auto const& [stem, count] : sorted)
+            if (texts.size() < MOST_STEMS)
+                texts.push_back(std::to_string(count) + " " + printable(stem)
+                    + (localeIsUtf8() ? "\xE2\x80\xA6" : "..."));
+            else
+                rest += count;
+        if (rest > 0)
+            texts.push_back(std::to_string(rest) + " others");
+        return joined(texts);
+    }
+
+    Lines recoveryLines() const
+    {
+        if (!m_machine.recovery)
+            return {m_machine.hasProblem(Subject::RECOVERY) ? UNREADABLE : "none"};
+        Recovery const& recovery = *m_machine.recovery;
+        std::string text = phaseText(recovery);
+        if (recovery.percent)
+            text += ", " + std::to_string(*recovery.percent) + " %";
+        if (auto const ofMegabytes = percentOfMegabytes(recovery))
+            text += " (" + *ofMegabytes + " of the MB)";
+        return {text};
+    }
+
+    Machine const& m_machine;
+    Layout m_layout;
+};
+
+}
+
+void writeSummary(Machine const& machine, Layout const& layout, std::ostream& out)
+{
+    Summary(machine, layout).write(out);
 }
 
 }

@@ -1,13 +1,12 @@
 #include "app/write/table.h"
 
-#include "app/write/TextTable.h"
-#include "app/write/disk_tree.h"
+#include "app/model/device_tree.h"
+#include "app/write/ColumnTable.h"
 #include "app/write/display.h"
 #include "app/write/names.h"
+#include "app/write/notes.h"
 
-#include <array>
-#include <ctime>
-#include <string>
+#include <sstream>
 #include <vector>
 
 namespace app {
@@ -16,199 +15,479 @@ namespace {
 
 constexpr auto LEFT = TextTable::LEFT;
 constexpr auto RIGHT = TextTable::RIGHT;
+constexpr auto ALWAYS = TextTable::ALWAYS;
 
-std::string known(std::string const& text)
-{
-    return text.empty() ? UNKNOWN : text;
-}
+/** What the rows of all tables need to know. */
+struct RowContext {
+    Machine const& machine;
+    SizeUnit unit;
+    bool bars;
+    std::string marks; ///< The numbers of the row's notes.
+};
 
 template <class Number> std::string numberText(std::optional<Number> number)
 {
     return number ? std::to_string(*number) : UNKNOWN;
 }
 
-std::string tableOf(System const& system)
+std::string knownText(std::optional<std::string> const& text)
 {
-    std::string hypervisor = UNKNOWN;
-    if (auto const code = system.hypervisorCode)
-        hypervisor =
-            hypervisorName(*code).value_or("unknown") + " (code " + std::to_string(*code) + ")";
-    TextTable table({{"System", LEFT}, {"", LEFT}});
-    table.addRow({"Vendor", known(system.vendor)});
-    table.addRow({"Product", known(system.product)});
-    table.addRow({"Version", known(system.version)});
-    table.addRow({"Hypervisor", hypervisor});
-    return table.text();
+    return text.value_or(UNKNOWN);
 }
 
-std::string tableOf(std::vector<Processor> const& processors, bool loadsMeasured)
+std::string yesNo(std::optional<bool> flag)
 {
-    std::vector<TextTable::Column> columns = {{"CPU", RIGHT}, {"MHz", RIGHT}, {"Max MHz", RIGHT}};
-    if (loadsMeasured)
-        columns.insert(columns.end(), {{"Load", RIGHT}, {"", LEFT}});
-    TextTable table(columns);
-    for (size_t index = 0; index < processors.size(); ++index) {
-        Processor const& processor = processors[index];
-        // Without the load's columns its cells are dropped.
-        table.addRow(
-            {std::to_string(index), numberText(processor.currentMHz), numberText(processor.maxMHz),
-                percentText(processor.loadPercent), barText(processor.loadPercent)});
+    return flag ? (*flag ? "yes" : "no") : UNKNOWN;
+}
+
+struct ProcessorRow : RowContext {
+    Processor const& processor;
+};
+
+constexpr ColumnOf<ProcessorRow> PROCESSOR_COLUMNS[] = {
+    {"CPU", "the kernel's number", RIGHT, ALWAYS,
+        [](ProcessorRow const& row) { return std::to_string(row.processor.number); }},
+    {"SOCKET", "the package that it is in", RIGHT, 0,
+        [](ProcessorRow const& row) { return numberText(row.processor.socket); }},
+    {"CORE", "the core's number within the socket", RIGHT, 0,
+        [](ProcessorRow const& row) { return numberText(row.processor.core); }},
+    {"NODE", "the NUMA node", RIGHT, 0,
+        [](ProcessorRow const& row) { return numberText(row.processor.node); }},
+    {"MIN-MHZ", "the lowest clock speed", RIGHT, 20,
+        [](ProcessorRow const& row) { return numberText(row.processor.lowestMHz); }},
+    {"MHZ", "the present clock speed", RIGHT, 60,
+        [](ProcessorRow const& row) { return numberText(row.processor.currentMHz); }},
+    {"MAX-MHZ", "the highest clock speed", RIGHT, 50,
+        [](ProcessorRow const& row) { return numberText(row.processor.highestMHz); }},
+    {"LOAD", "the share of busy time in one second", RIGHT, 100,
+        [](ProcessorRow const& row) { return percentText(row.processor.loadPercent); }},
+    {"", "", LEFT, 10,
+        [](ProcessorRow const& row) { return row.bars ? barText(row.processor.loadPercent) : ""; }},
+    {"NOTE", "the numbers of notes", LEFT, 90, [](ProcessorRow const& row) { return row.marks; }},
+};
+
+struct DeviceRow : RowContext {
+    Disk const& disk;
+    std::string prefix; ///< The branches of the tree.
+};
+
+std::string mountPoints(DeviceRow const& row)
+{
+    std::vector<std::string> places;
+    if (row.machine.mounts)
+        for (Mount const& mount : *row.machine.mounts)
+            if (mount.device == row.disk.name)
+                places.push_back(mount.mountPoint);
+    return joined(places);
+}
+
+std::string slavesText(DeviceRow const& row)
+{
+    std::vector<std::string> names = row.disk.slaves;
+    if (!row.disk.parent.empty())
+        names.push_back(row.disk.parent);
+    return joined(names);
+}
+
+constexpr ColumnOf<DeviceRow> DEVICE_COLUMNS[] = {
+    {"NAME", "the device's name; in /dev/mapper where it has one", LEFT, ALWAYS,
+        [](DeviceRow const& row) { return row.prefix + row.disk.label; }},
+    {"KNAME", "the kernel's name", LEFT, 0, [](DeviceRow const& row) { return row.disk.name; }},
+    {"DEV", "major and minor number", LEFT, 0,
+        [](DeviceRow const& row) { return row.disk.device; }},
+    {"TYPE", "disk, part, rom, loop, lvm, crypt, mpath, dm or the RAID level", LEFT, 70,
+        [](DeviceRow const& row) { return typeText(row.disk); }},
+    {"SIZE", "the size", RIGHT, ALWAYS,
+        [](DeviceRow const& row) { return sizeText(row.disk.bytes, row.unit); }},
+    {"KIND", "HDD, SSD, virtual or removable", LEFT, 60,
+        [](DeviceRow const& row) {
+            return row.disk.isPhysical() ? knownText(row.disk.kind()) : "";
+        }},
+    {"TRAN", "the bus: nvme, sata, sas, usb, virtio, mmc, fc, iscsi ...", LEFT, 40,
+        [](DeviceRow const& row) {
+            return row.disk.isPhysical() ? knownText(row.disk.transport) : "";
+        }},
+    {"PARTS", "the number of partitions", RIGHT, 30,
+        [](DeviceRow const& row) {
+            return row.disk.parent.empty()
+                ? std::to_string(partitionsOf(*row.machine.disks, row.disk))
+                : "";
+        }},
+    {"ON", "the devices that it lies on", LEFT, 35, slavesText},
+    {"MODEL", "the model", LEFT, 50,
+        [](DeviceRow const& row) {
+            return row.disk.isPhysical() ? knownText(row.disk.model) : "";
+        }},
+    {"SERIAL", "the serial number", LEFT, 0,
+        [](DeviceRow const& row) {
+            return row.disk.isPhysical() ? knownText(row.disk.serial) : "";
+        }},
+    {"RO", "whether it is read-only", LEFT, 0,
+        [](DeviceRow const& row) { return yesNo(row.disk.readOnly); }},
+    {"LOG-SEC", "the logical sector size in bytes", RIGHT, 0,
+        [](DeviceRow const& row) { return numberText(row.disk.logicalSector); }},
+    {"PHY-SEC", "the physical sector size in bytes", RIGHT, 0,
+        [](DeviceRow const& row) { return numberText(row.disk.physicalSector); }},
+    {"MOUNTPOINTS", "the places where it is mounted; with --tree", LEFT, 0, mountPoints},
+    {"NOTE", "the numbers of notes", LEFT, 90, [](DeviceRow const& row) { return row.marks; }},
+};
+
+struct MountRow : RowContext {
+    Mount const& mount;
+};
+
+std::optional<uint64_t> usedInodes(Mount const& mount)
+{
+    return mount.inodes && mount.freeInodes && *mount.freeInodes <= *mount.inodes
+        ? std::optional(*mount.inodes - *mount.freeInodes)
+        : std::nullopt;
+}
+
+constexpr ColumnOf<MountRow> MOUNT_COLUMNS[] = {
+    {"MOUNTPOINT", "the place where it is mounted", LEFT, ALWAYS,
+        [](MountRow const& row) { return row.mount.mountPoint; }},
+    {"SOURCE", "the device or the server's share", LEFT, 40,
+        [](MountRow const& row) { return row.mount.source; }},
+    {"TYPE", "the filesystem", LEFT, 60, [](MountRow const& row) { return row.mount.filesystem; }},
+    {"MODE", "ro or rw", LEFT, 30,
+        [](MountRow const& row) { return std::string(row.mount.readOnly ? "ro" : "rw"); }},
+    {"SIZE", "the size", RIGHT, 90,
+        [](MountRow const& row) { return sizeText(row.mount.size, row.unit); }},
+    {"USED", "the space in use", RIGHT, 70,
+        [](MountRow const& row) { return sizeText(row.mount.used, row.unit); }},
+    {"AVAIL", "the space that is left to ordinary users", RIGHT, 80,
+        [](MountRow const& row) { return sizeText(row.mount.available, row.unit); }},
+    {"USE", "the share of the space in use", RIGHT, 95,
+        [](MountRow const& row) { return percentText(row.mount.usedPercent()); }},
+    {"", "", LEFT, 10,
+        [](MountRow const& row) { return row.bars ? barText(row.mount.usedPercent()) : ""; }},
+    {"INODES", "the number of inodes", RIGHT, 0,
+        [](MountRow const& row) { return numberText(row.mount.inodes); }},
+    {"IUSE", "the share of inodes in use", RIGHT, 0,
+        [](MountRow const& row) {
+            return percentText(percentOf(usedInodes(row.mount), row.mount.inodes));
+        }},
+    {"DISKS", "the physical disks beneath", LEFT, 50,
+        [](MountRow const& row) {
+            return row.mount.disks.empty() ? (row.mount.network ? "none" : UNKNOWN)
+                                           : joined(row.mount.disks);
+        }},
+    {"NOTE", "the numbers of notes", LEFT, 92, [](MountRow const& row) { return row.marks; }},
+};
+
+struct AdapterRow : RowContext {
+    Adapter const& adapter;
+    Address const* address; ///< Null for an adapter without one.
+    bool first; ///< Of the adapter's rows.
+};
+
+/** A cell that stands in the first of an adapter's rows only, on a terminal. */
+std::string onceOnly(AdapterRow const& row, std::string const& text)
+{
+    return row.first || !row.bars ? text : "";
+}
+
+constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
+    {"NAME", "the adapter's name", LEFT, ALWAYS,
+        [](AdapterRow const& row) { return onceOnly(row, row.adapter.name); }},
+    {"KIND", "physical, wireless, bridge, bond, vlan, tunnel, loopback or virtual", LEFT, 70,
+        [](AdapterRow const& row) { return onceOnly(row, knownText(row.adapter.kind)); }},
+    {"STATE", "up, down or no carrier", LEFT, 80,
+        [](AdapterRow const& row) { return onceOnly(row, knownText(row.adapter.state)); }},
+    {"ADDRESS", "an address with its prefix length", LEFT, 100,
+        [](AdapterRow const& row) {
+            if (!row.address)
+                return std::string("none");
+            auto const length = row.address->prefixLength;
+            return row.address->text + (length ? "/" + std::to_string(*length) : "");
+        }},
+    {"SCOPE", "the address's scope: host, link, site or global", LEFT, 30,
+        [](AdapterRow const& row) { return row.address ? row.address->scope : ""; }},
+    {"MAC", "the hardware address", LEFT, 50,
+        [](AdapterRow const& row) { return onceOnly(row, row.adapter.mac.value_or("none")); }},
+    {"MBIT", "the link's speed in Mbit/s", RIGHT, 40,
+        [](AdapterRow const& row) { return onceOnly(row, numberText(row.adapter.speedMbit)); }},
+    {"MTU", "the largest packet in bytes", RIGHT, 20,
+        [](AdapterRow const& row) { return onceOnly(row, numberText(row.adapter.mtu)); }},
+    {"GATEWAY", "the gateways of default routes", LEFT, 60,
+        [](AdapterRow const& row) { return onceOnly(row, joined(row.adapter.gateways)); }},
+    {"NOTE", "the numbers of notes", LEFT, 90,
+        [](AdapterRow const& row) { return onceOnly(row, row.marks); }},
+};
+
+/** Writes the tables of one machine. */
+class TableWriter {
+public:
+    TableWriter(Machine const& machine, TableOptions const& options, std::ostream& out)
+        : m_machine(machine), m_options(options), m_notes(machine), m_out(out)
+    {
     }
-    return table.text();
-}
 
-std::string tableOf(Memory const& memory)
-{
-    std::string source;
-    if (memory.source)
-        source = *memory.source == MemorySource::KERNEL ? "as the kernel counts"
-                                                        : "of the installed modules";
-    auto const usedPercent = percentOf(memory.used(), memory.total);
-    TextTable table({{"Memory", LEFT}, {"Size", RIGHT}, {"Share", RIGHT}, {"", LEFT}});
-    table.addRow({"Total", sizeText(memory.total), "", source});
-    table.addRow(
-        {"Free", sizeText(memory.free), percentText(percentOf(memory.free, memory.total))});
-    table.addRow({"Used", sizeText(memory.used()), percentText(usedPercent), barText(usedPercent)});
-    return table.text();
-}
-
-std::string tableOf(std::vector<Disk> const& disks, SizeUnit unit)
-{
-    TextTable table({{"Disk", LEFT}, {"Caption", LEFT}, {"Size", RIGHT}, {"Partitions", RIGHT}});
-    for (Disk const& disk : disks)
-        table.addRow({disk.name, known(disk.caption), sizeText(disk.bytes, unit),
-            std::to_string(disk.partitions)});
-    return table.text();
-}
-
-std::string tableOf(std::vector<Mount> const& mounts, SizeUnit unit)
-{
-    TextTable table({{"Mounted on", LEFT}, {"Size", RIGHT}, {"Used", RIGHT}, {"Free", RIGHT},
-        {"Share", RIGHT}, {"", LEFT}, {"Disks", LEFT}});
-    for (Mount const& mount : mounts) {
-        auto const usedPercent = percentOf(mount.used(), mount.size);
-        table.addRow({mount.mountPoint, sizeText(mount.size, unit), sizeText(mount.used(), unit),
-            sizeText(mount.free, unit), percentText(usedPercent), barText(usedPercent),
-            known(joined(mount.disks))});
+    void write()
+    {
+        if (m_machine.system)
+            begin(Subject::SYSTEM, tableOf(*m_machine.system));
+        if (m_machine.processors)
+            writeProcessors(*m_machine.processors);
+        if (m_machine.memory)
+            writeMemory(*m_machine.memory);
+        if (m_machine.disks && m_machine.wasAskedFor(Subject::DISKS))
+            writeDevices();
+        if (m_machine.mounts && !m_options.diskTree)
+            writeMounts(*m_machine.mounts);
+        if (m_machine.networks)
+            writeNetworks(*m_machine.networks);
+        if (m_machine.wasAskedFor(Subject::RECOVERY))
+            writeRecovery();
     }
-    return table.text();
-}
 
-std::string tableOf(std::vector<DiskBranch> const& tree, SizeUnit unit)
-{
-    bool const utf8 = localeIsUtf8();
-    char const* const twig = utf8 ? "\xE2\x94\x9C\xE2\x94\x80 " : "|- "; // U+251C, U+2500
-    char const* const lastTwig = utf8 ? "\xE2\x94\x94\xE2\x94\x80 " : "`- "; // U+2514, U+2500
-    TextTable table({{"Disk", LEFT}, {"Size", RIGHT}, {"Used", RIGHT}, {"", LEFT},
-        {"Partitions", RIGHT}, {"Caption", LEFT}});
-    for (DiskBranch const& branch : tree) {
-        if (branch.disk)
-            table.addRow({branch.disk->name, sizeText(branch.disk->bytes, unit), "", "",
-                std::to_string(branch.disk->partitions), known(branch.disk->caption)});
-        else if (!branch.mounts.empty())
-            table.addRow({"(no disk)"});
-        for (Mount const* mount : branch.mounts)
-            table.addRow({(mount == branch.mounts.back() ? lastTwig : twig) + mount->mountPoint,
-                sizeText(mount->size, unit), sizeText(mount->used(), unit),
-                barText(percentOf(mount->used(), mount->size))});
+private:
+    RowContext context(Subject subject, std::string const& item) const
+    {
+        return {m_machine, unit(), m_options.layout.isTerminal(), m_notes.marks(subject, item)};
     }
-    return table.text();
-}
 
-std::string tableOf(Networks const& networks)
-{
-    constexpr size_t SIX_BYTES = 17; // An eight-byte address would widen the column for all.
-    TextTable adapters({{"Adapter", LEFT}, {"MAC", LEFT}, {"Address", LEFT}, {"Mask", LEFT}});
-    for (Adapter const& adapter : networks.adapters) {
-        std::string name = adapter.name;
-        std::string mac = adapter.mac.value_or(UNKNOWN).substr(0, SIX_BYTES);
-        if (adapter.addresses.empty())
-            adapters.addRow({name, mac, UNKNOWN});
-        for (Address const& address : adapter.addresses) {
-            adapters.addRow({name, mac, addressText(address.text), address.netmask.value_or("")});
-            name.clear();
-            mac.clear();
+    SizeUnit unit() const { return m_options.bytes ? UNIT_BYTES : UNIT_FITTING; }
+
+    /** Writes a table and its notes. @param details a table of single facts below it. */
+    void begin(Subject subject, TextTable const& table, TextTable const* details = nullptr)
+    {
+        if (!m_first)
+            m_out << '\n';
+        m_first = false;
+        m_out << table.text(m_options.layout);
+        if (!m_options.layout.headings)
+            return;
+        if (details && !details->isEmpty())
+            m_out << '\n' << details->text(m_options.layout);
+        std::ostringstream notes;
+        m_notes.write(subject, m_options.layout, notes);
+        if (!notes.str().empty())
+            m_out << '\n' << notes.str();
+    }
+
+    static TextTable tableOf(System const& system)
+    {
+        TextTable table({{"SYSTEM"}, {""}});
+        table.addRow({"Host name", knownText(system.hostName)});
+        table.addRow({"Vendor", knownText(system.vendor)});
+        table.addRow({"Product", knownText(system.product)});
+        table.addRow({"Version", knownText(system.version)});
+        table.addRow({"Virtual machine", knownText(system.virtualMachine)});
+        table.addRow({"Container", knownText(system.container)});
+        table.addRow({"Operating system", knownText(system.osName)});
+        table.addRow({"Kernel", knownText(system.kernel)});
+        table.addRow({"Architecture", knownText(system.architecture)});
+        table.addRow({"Firmware", firmwareText(system)});
+        table.addRow({"Booted", timeText(system.bootTime)});
+        table.addRow({"Uptime", uptimeText(system.uptimeSeconds)});
+        return table;
+    }
+
+    static std::string firmwareText(System const& system)
+    {
+        std::string text;
+        for (auto const& part :
+            {system.firmwareVendor, system.firmwareVersion, system.firmwareDate})
+            if (part)
+                text += (text.empty() ? "" : " ") + *part;
+        return text.empty() ? UNKNOWN : text;
+    }
+
+    void writeProcessors(Processors const& processors)
+    {
+        std::vector<ProcessorRow> rows;
+        for (Processor const& processor : processors.list)
+            rows.push_back(
+                {context(Subject::PROCESSORS, std::to_string(processor.number)), processor});
+        TextTable details({{"PROCESSORS"}, {std::to_string(processors.list.size())}});
+        details.addRow({"Model", knownText(processors.model)});
+        details.addRow({"Sockets", numberText(processors.sockets)});
+        details.addRow({"Cores", numberText(processors.cores)});
+        details.addRow({"NUMA nodes", numberText(processors.nodes)});
+        if (processors.loadsMeasured)
+            details.addRow({"Load of all", percentText(processors.loadPercent)});
+        begin(Subject::PROCESSORS, app::tableOf(rows, PROCESSOR_COLUMNS, m_options.columns),
+            &details);
+    }
+
+    void writeMemory(Memory const& memory)
+    {
+        TextTable table({{"MEMORY"}, {"SIZE", RIGHT}, {"SHARE", RIGHT, 50}, {"", LEFT, 10}});
+        auto const add = [&](char const* name, std::optional<uint64_t> size,
+                             std::optional<uint64_t> whole, bool bar) {
+            auto const percent = percentOf(size, whole);
+            table.addRow({name, sizeText(size, unit()), whole ? percentText(percent) : "",
+                bar && m_options.layout.isTerminal() ? barText(percent) : ""});
+        };
+        add("Total", memory.total, std::nullopt, false);
+        add("Used", memory.used(), memory.total, true);
+        add("Available", memory.available, memory.total, false);
+        add("Free", memory.free, memory.total, false);
+        add("Buffers", memory.buffers, memory.total, false);
+        add("Caches", memory.caches, memory.total, false);
+        add("Swap", memory.swapTotal, std::nullopt, false);
+        add("Swap used", memory.swapUsed(), memory.swapTotal, true);
+        TextTable modules({{"MODULE"}, {"SIZE", RIGHT}, {"TYPE", LEFT, 50}, {"SPEED", LEFT, 40}});
+        if (memory.modules)
+            for (MemoryModule const& module : *memory.modules)
+                modules.addRow(
+                    {module.slot, module.bytes == 0U ? "empty" : sizeText(module.bytes, unit()),
+                        module.bytes == 0U ? "" : knownText(module.type),
+                        module.bytes == 0U ? "" : knownText(module.speed)});
+        begin(Subject::MEMORY, table, &modules);
+    }
+
+    void writeDevices()
+    {
+        std::vector<DeviceRow> rows;
+        if (m_options.diskTree) {
+            for (DeviceNode const& node : deviceTree(*m_machine.disks))
+                rows.push_back(
+                    {context(Subject::DISKS, node.disk->name), *node.disk, branches(node)});
+        } else {
+            for (Disk const& disk : *m_machine.disks)
+                if (disk.parent.empty() && disk.type != Disk::LOOP)
+                    rows.push_back({context(Subject::DISKS, disk.name), disk, ""});
         }
+        std::string columns = m_options.columns;
+        if (m_options.diskTree && columns.empty())
+            columns = "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE";
+        begin(Subject::DISKS, app::tableOf(rows, DEVICE_COLUMNS, columns));
     }
-    TextTable machine(
-        {{"Host name", LEFT}, {printable(networks.hostName.value_or(UNKNOWN)), LEFT}});
-    machine.addRow({"Name servers", known(addressesText(networks.nameServers))});
-    return adapters.text() + "\n" + machine.text();
+
+    /** The lines that lead from the devices above to this one. */
+    static std::string branches(DeviceNode const& node)
+    {
+        if (node.depth == 0)
+            return "";
+        bool const utf8 = localeIsUtf8();
+        std::string text;
+        for (bool const last : node.lastAbove)
+            text += last ? "  " : (utf8 ? "\xE2\x94\x82 " : "| "); // U+2502
+        // U+2514 and U+251C, each with U+2500.
+        if (node.last)
+            return text + (utf8 ? "\xE2\x94\x94\xE2\x94\x80" : "`-");
+        return text + (utf8 ? "\xE2\x94\x9C\xE2\x94\x80" : "|-");
+    }
+
+    void writeMounts(std::vector<Mount> const& mounts)
+    {
+        std::vector<MountRow> rows;
+        for (Mount const& mount : mounts)
+            rows.push_back({context(Subject::MOUNTS, mount.mountPoint), mount});
+        begin(Subject::MOUNTS, app::tableOf(rows, MOUNT_COLUMNS, m_options.columns));
+    }
+
+    void writeNetworks(Networks const& networks)
+    {
+        std::vector<AdapterRow> rows;
+        for (Adapter const& adapter : networks.adapters) {
+            RowContext const shared = context(Subject::NETWORKS, adapter.name);
+            if (adapter.addresses.empty())
+                rows.push_back({shared, adapter, nullptr, true});
+            for (Address const& address : adapter.addresses)
+                rows.push_back({shared, adapter, &address, &address == &adapter.addresses.front()});
+        }
+        TextTable details({{"HOST NAME"}, {printable(knownText(networks.hostName))}});
+        details.addRow({"Name servers",
+            networks.nameServers
+                ? networks.nameServers->empty() ? "none" : joined(*networks.nameServers)
+                : UNKNOWN});
+        begin(Subject::NETWORKS, app::tableOf(rows, ADAPTER_COLUMNS, m_options.columns), &details);
+    }
+
+    void writeRecovery()
+    {
+        if (!m_machine.recovery) {
+            if (!m_machine.hasProblem(Subject::RECOVERY))
+                m_out << (m_first ? "" : "\n") << NO_RECOVERY << '\n';
+            return;
+        }
+        Recovery const& recovery = *m_machine.recovery;
+        std::string progress = UNKNOWN;
+        if (recovery.percent) {
+            progress = std::to_string(*recovery.percent) + " %";
+            if (m_options.layout.isTerminal())
+                progress += "  " + barText(double(*recovery.percent));
+            if (auto const ofBytes = percentOfMegabytes(recovery))
+                progress += "  (" + *ofBytes + " of the MB)";
+        }
+        auto const doneOfTotal = [](auto done, auto total) {
+            return numberText(done) + " of " + numberText(total);
+        };
+        TextTable table({{"RECOVERY"}, {""}});
+        table.addRow({"State", phaseText(recovery)});
+        table.addRow({"Progress", progress});
+        table.addRow({"Files", doneOfTotal(recovery.filesDone, recovery.filesTotal)});
+        table.addRow({"MB", doneOfTotal(recovery.megabytesDone, recovery.megabytesTotal)});
+        table.addRow({"Rate",
+            recovery.megabytesPerSecond ? numberText(recovery.megabytesPerSecond) + " MB/s"
+                                        : UNKNOWN});
+        table.addRow({"Recovery started", timeText(recovery.recoverStart)});
+        table.addRow({"Recovery ended", timeText(recovery.recoverEnd)});
+        table.addRow({"Restore started", timeText(recovery.restoreStart)});
+        table.addRow({"Restore ended", timeText(recovery.restoreEnd)});
+        begin(Subject::RECOVERY, table);
+    }
+
+    Machine const& m_machine;
+    TableOptions const& m_options;
+    Notes const m_notes;
+    std::ostream& m_out;
+    bool m_first = true;
+};
+
 }
 
-/** A local time, "2026-03-24 14:05:09". */
-std::string timeText(std::optional<int64_t> seconds)
+std::vector<std::string> columnNames(std::string const& list)
 {
-    auto const time = static_cast<std::time_t>(seconds.value_or(0));
-    std::tm local{};
-    std::array<char, 64> text;
-    if (!seconds || !localtime_r(&time, &local)
-        || std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local) == 0)
-        return UNKNOWN;
-    return text.data();
-}
-
-std::string tableOf(Recovery const& recovery)
-{
-    std::string progress = UNKNOWN;
-    if (recovery.percent)
-        progress = std::to_string(*recovery.percent) + " %  " + barText(double(*recovery.percent));
-    auto const doneOfTotal = [](auto done, auto total) {
-        return numberText(done) + " of " + numberText(total);
-    };
-    TextTable table({{"Recovery", LEFT}, {"", LEFT}});
-    table.addRow({"State", phaseText(recovery)});
-    table.addRow({"Progress", progress});
-    table.addRow({"Files", doneOfTotal(recovery.filesDone, recovery.filesTotal)});
-    table.addRow({"MB", doneOfTotal(recovery.megabytesDone, recovery.megabytesTotal)});
-    table.addRow({"Rate",
-        recovery.megabytesPerSecond ? numberText(recovery.megabytesPerSecond) + " MB/s" : UNKNOWN});
-    table.addRow({"Recovery started", timeText(recovery.recoverStart)});
-    table.addRow({"Recovery ended", timeText(recovery.recoverEnd)});
-    table.addRow({"Restore started", timeText(recovery.restoreStart)});
-    table.addRow({"Restore ended", timeText(recovery.restoreEnd)});
-    return table.text();
-}
-
-std::string recoveryText(Machine const& machine)
-{
-    if (machine.recovery)
-        return tableOf(*machine.recovery);
-    return machine.hasProblem(Subject::RECOVERY) ? "" : std::string(NO_RECOVERY) + "\n";
-}
-
+    std::vector<std::string> names;
+    std::istringstream stream(list);
+    for (std::string name; std::getline(stream, name, ',');) {
+        for (char& c : name)
+            c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+        names.push_back(name);
+    }
+    return names;
 }
 
 void writeTables(Machine const& machine, TableOptions const& options, std::ostream& out)
 {
-    SizeUnit const unit = options.bytes ? UNIT_BYTES : UNIT_FITTING;
-    std::vector<std::string> tables;
-    if (machine.system)
-        tables.push_back(tableOf(*machine.system));
-    if (machine.processors)
-        tables.push_back(tableOf(*machine.processors, machine.loadsMeasured));
-    if (machine.memory)
-        tables.push_back(tableOf(*machine.memory));
-    if (options.diskTree) {
-        // Without the disks every mount would look like one without a disk.
-        if (machine.disks)
-            tables.push_back(tableOf(diskTreeOf(machine), unit));
-    } else {
-        if (machine.disks)
-            tables.push_back(tableOf(*machine.disks, unit));
-        if (machine.mounts)
-            tables.push_back(tableOf(*machine.mounts, unit));
-    }
-    if (machine.networks)
-        tables.push_back(tableOf(*machine.networks));
-    if (machine.wasAskedFor(Subject::RECOVERY))
-        tables.push_back(recoveryText(machine));
-    char const* separator = "";
-    for (std::string const& table : tables) {
-        if (table.empty())
-            continue;
-        out << separator << table;
-        separator = "\n";
+    TableWriter(machine, options, out).write();
+}
+
+void checkColumns(Subjects const& subjects, std::string const& columns)
+{
+    if (subjects.count(Subject::PROCESSORS))
+        chosenColumns(PROCESSOR_COLUMNS, columns);
+    else if (subjects.count(Subject::DISKS))
+        chosenColumns(DEVICE_COLUMNS, columns);
+    else if (subjects.count(Subject::MOUNTS))
+        chosenColumns(MOUNT_COLUMNS, columns);
+    else if (subjects.count(Subject::NETWORKS))
+        chosenColumns(ADAPTER_COLUMNS, columns);
+}
+
+void writeColumns(Subject subject, Layout const& layout, std::ostream& out)
+{
+    switch (subject) {
+    case Subject::PROCESSORS:
+        out << columnList(PROCESSOR_COLUMNS).text(layout);
+        break;
+    case Subject::DISKS:
+        out << columnList(DEVICE_COLUMNS).text(layout);
+        break;
+    case Subject::MOUNTS:
+        out << columnList(MOUNT_COLUMNS).text(layout);
+        break;
+    case Subject::NETWORKS:
+        out << columnList(ADAPTER_COLUMNS).text(layout);
+        break;
+    case Subject::SYSTEM:
+    case Subject::MEMORY:
+    case Subject::RECOVERY:
+        break;
     }
 }
 

@@ -1,0 +1,13 @@
+#include "app/model/Mount.h"
+
+namespace app {
+
+std::optional<double> Mount::usedPercent() const
+{
+    if (!used || !available || *used + *available == 0)
+        return std::nullopt;
+    return 100.0 * static_cast<double>(*used)
+        / (static_cast<double>(*used) + static_cast<double>(*available));
+}
+
+}

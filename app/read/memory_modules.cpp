@@ -1,0 +1,126 @@
+#include "app/read/memory_modules.h"
+
+#include "app/read/kernel_file.h"
+
+#include <array>
+#include <cstdio>
+#include <limits>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace app {
+
+namespace {
+
+constexpr int COMMAND_NOT_FOUND = 127; // sh(1)
+
+/** "16 GB" in bytes. The unit is 1,024 times the smaller one, whatever dmidecode calls it. */
+std::optional<uint64_t> sizeOf(std::string const& text)
+{
+    auto const words = wordsOf(text);
+    auto const number = words.empty() ? std::nullopt : numberOf(words[0]);
+    if (!number || words.size() != 2)
+        return text == "No Module Installed" ? std::optional<uint64_t>(0) : std::nullopt;
+    constexpr char UNITS[] = "kMGT";
+    size_t const power = words[1] == "bytes"
+        ? 0
+        : std::string(UNITS).find(words[1][0] == 'K' ? 'k' : words[1][0]) + 1;
+    uint64_t const factor = uint64_t{1} << (10 * power);
+    if (power > std::string(UNITS).size()
+        || *number > std::numeric_limits<uint64_t>::max() / factor)
+        return std::nullopt;
+    return *number * factor;
+}
+
+/** The firmware writes words of its own where it knows nothing. */
+std::optional<std::string> meaningful(std::string const& text)
+{
+    for (char const* const nothing :
+        {"", "Unknown", "None", "Not Specified", "<OUT OF SPEC>", "No Module Installed"})
+        if (text == nothing)
+            return std::nullopt;
+    return text;
+}
+
+void setField(MemoryModule& module, std::string const& name, std::string const& value)
+{
+    if (name == "Size")
+        module.bytes = sizeOf(value);
+    else if (name == "Locator")
+        module.slot = value;
+    else if (name == "Type")
+        module.type = meaningful(value);
+    else if (name == "Speed")
+        module.speed = meaningful(value);
+}
+
+/** @return the exit status of the tool in the first line, its output behind it. */
+std::string runTool()
+{
+    std::FILE* const tool = popen("LANG=C LC_ALL=C dmidecode -t 17", "re");
+    if (!tool)
+        return {};
+    std::string output;
+    std::array<char, 4096> piece;
+    for (size_t count = 0; (count = std::fread(piece.data(), 1, piece.size(), tool)) > 0;)
+        output.append(piece.data(), count);
+    int const status = pclose(tool);
+    return std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + "\n" + output;
+}
+
+}
+
+std::vector<MemoryModule> parseModules(std::string const& text)
+{
+    std::vector<MemoryModule> modules;
+    bool inside = false;
+    for (std::string const& line : linesOf(text)) {
+        std::string const content = trimmed(line);
+        // dmidecode 2.2 indents the headings too.
+        if (content == "Memory Device") {
+            modules.emplace_back();
+            inside = true;
+        } else if (content.empty() || content.rfind("Handle ", 0) == 0) {
+            inside = false;
+        } else if (size_t const colon = content.find(':'); inside && colon != std::string::npos) {
+            setField(modules.back(), content.substr(0, colon), trimmed(content.substr(colon + 1)));
+        }
+    }
+    return modules;
+}
+
+ModuleQuery::ModuleQuery(std::chrono::steady_clock::duration limit)
+    : m_deadline(std::chrono::steady_clock::now() + limit)
+{
+    if (geteuid() == 0)
+        m_child.emplace(runTool, true);
+}
+
+void ModuleQuery::finish(Machine& machine)
+{
+    std::string reason = "dmidecode needs root";
+    if (m_child) {
+        TimedChild::Result const result = m_child->wait(m_deadline);
+        size_t const line = result.bytes.find('\n');
+        auto const status = numberOf(result.bytes.substr(0, line));
+        auto modules = parseModules(result.bytes);
+        if (!modules.empty()) {
+            if (machine.memory)
+                machine.memory->modules = std::move(modules);
+            return;
+        }
+        if (result.end == TimedChild::NOT_ENDED)
+            reason = "dmidecode did not end in time";
+        else if (status == uint64_t{COMMAND_NOT_FOUND})
+            reason = "dmidecode is not installed";
+        else if (result.bytes.find("No SMBIOS nor DMI entry point") != std::string::npos)
+            reason = "the firmware has no table of them";
+        else if (status != uint64_t{0})
+            reason = "dmidecode failed";
+        else
+            reason = "the firmware lists none";
+    }
+    machine.unavailable.push_back({Subject::MEMORY, "the memory modules", reason, "dmidecode"});
+}
+
+}

@@ -1,0 +1,117 @@
+#include "app/write/notes.h"
+
+#include "app/write/display.h"
+
+#include <algorithm>
+
+namespace app {
+
+namespace {
+
+bool endsWith(std::string const& text, std::string const& end)
+{
+    return text.size() >= end.size()
+        && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+constexpr char const* BYTES = "_bytes";
+
+std::string valueText(LibraryValue const& value)
+{
+    return std::visit(
+        [](auto const& content) -> std::string {
+            using Content = std::decay_t<decltype(content)>;
+            if constexpr (std::is_same_v<Content, std::string>)
+                return content;
+            else if constexpr (std::is_same_v<Content, std::vector<std::string>>)
+                return content.empty() ? "none" : joined(content);
+            else if constexpr (std::is_same_v<Content, double>)
+                return oneDecimal(content);
+            else
+                return std::to_string(content);
+        },
+        value);
+}
+
+}
+
+std::string libraryText(std::optional<LibraryValue> const& value, std::string const& fact)
+{
+    if (!value)
+        return "none";
+    auto const* bytes = std::get_if<uint64_t>(&*value);
+    if (bytes && endsWith(fact, BYTES) && *bytes > 0)
+        return sizeText(*bytes) + " (" + std::to_string(*bytes) + ")";
+    return printable(valueText(*value));
+}
+
+std::string factText(std::string const& key)
+{
+    std::string text =
+        endsWith(key, BYTES) ? key.substr(0, key.size() - std::string(BYTES).size()) : key;
+    std::replace(text.begin(), text.end(), '_', ' ');
+    return text;
+}
+
+Notes::Notes(Machine const& machine) : m_machine(machine)
+{
+    for (Difference const& difference : machine.differences) {
+        auto const same = std::find_if(m_notes.begin(), m_notes.end(), [&](Note const& note) {
+            return note.subject == difference.subject && note.fact == difference.fact
+                && note.reason == difference.reason;
+        });
+        if (same != m_notes.end())
+            same->differences.push_back(&difference);
+        else
+            m_notes.push_back(
+                {difference.subject, difference.fact, difference.reason, {&difference}});
+    }
+}
+
+std::string Notes::marks(Subject subject, std::string const& item) const
+{
+    std::string marks;
+    size_t number = 0;
+    for (Note const& note : m_notes) {
+        if (note.subject != subject)
+            continue;
+        ++number;
+        if (std::any_of(note.differences.begin(), note.differences.end(),
+                [&item](Difference const* difference) { return difference->item == item; }))
+            marks += (marks.empty() ? "" : " ") + std::to_string(number);
+    }
+    return marks;
+}
+
+std::string Notes::text(Note const& note)
+{
+    Difference const& first = *note.differences.front();
+    std::string const reason = printable(note.reason);
+    if (note.fact.empty() && first.item.empty())
+        return "The library reports no more to its host: " + reason + ".";
+    if (note.fact.empty())
+        return "Not reported by the library: " + reason + ".";
+    bool const one = note.differences.size() == 1;
+    return "The library's " + factText(note.fact)
+        + (one ? " is " + libraryText(first.library, note.fact) : " differs") + ": " + reason + ".";
+}
+
+void Notes::write(Subject subject, Layout const& layout, std::ostream& out) const
+{
+    size_t number = 0;
+    for (Note const& note : m_notes) {
+        if (note.subject != subject)
+            continue;
+        std::string const mark = std::to_string(++number);
+        for (std::string const& line : wrapped(mark + " " + text(note), layout, 0, mark.size() + 1))
+            out << line << '\n';
+    }
+    for (Problem const& fact : m_machine.unavailable)
+        if (fact.subject == subject)
+            for (std::string const& line :
+                wrapped(
+                    "Unknown: " + fact.fact + ", as " + printable(fact.reason) + ".", layout, 0, 2))
+                out << line << '\n';
+}
+
+}
