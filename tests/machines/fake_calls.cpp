@@ -1,0 +1,445 @@
+// The answers of the C library's calls on a fake machine: a shared object for LD_PRELOAD, ld.so(8).
+//
+// It must define both functions of a pair such as statvfs and statvfs64 on 32 bits, and the macro
+// makes one of them the other.
+#undef _FILE_OFFSET_BITS
+
+#include "tests/machines/Calls.h"
+#include "tests/machines/build_entry.h"
+
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <ifaddrs.h>
+#include <linux/fs.h>
+#include <linux/if_packet.h>
+#include <net/if.h>
+#include <net/if_arp.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <string>
+
+#define ANSWERED extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+using machines::Calls;
+
+/** A sleep as long as this separates two samples of the kernel's counters. */
+constexpr long LONG_SLEEP_NS = 250'000'000;
+
+/** Of the kernel's <scsi/scsi_ioctl.h>, which the C library's header of that name leaves out. */
+constexpr unsigned long SCSI_IOCTL_GET_BUS_NUMBER = 0x5386;
+
+/** Files that take the place of others once the program has slept between two samples. */
+constexpr char const* LATER_FOLDER = "/testkit/later";
+
+std::atomic<bool> later = false;
+
+Calls const& calls()
+{
+    static Calls const calls = machines::readCalls(machines::CALLS_FILE);
+    return calls;
+}
+
+/** The C library's function of a name, behind the one in here. */
+template <typename Function> Function* real(char const* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+/** The program's tools, which may be of another width, must not get this object. */
+__attribute__((constructor)) void hideFromChildren()
+{
+    unsetenv("LD_PRELOAD");
+    unsetenv("LD_LIBRARY_PATH");
+}
+
+/** Whoever samples the counters without a long sleep between has done other work meanwhile. */
+void noteSample()
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr auto BETWEEN_SAMPLES = std::chrono::milliseconds(900);
+    static Clock::time_point const first = Clock::now();
+    if (Clock::now() - first > BETWEEN_SAMPLES)
+        later = true;
+}
+
+std::string placeNow(char const* path)
+{
+    if (std::strcmp(path, "/proc/stat") == 0)
+        noteSample();
+    std::string const replacement = std::string(LATER_FOLDER) + path;
+    return later && path[0] == '/' && access(replacement.c_str(), F_OK) == 0 ? replacement : path;
+}
+
+/** @return false where the sleep is no wait between two samples. */
+bool answerSleep(timespec const& length)
+{
+    if (length.tv_sec == 0 && length.tv_nsec < LONG_SLEEP_NS)
+        return false;
+    later = true;
+    return true;
+}
+
+[[noreturn]] void waitForEver()
+{
+    int const fifo = open(machines::RUNNING_FIFO, O_RDONLY | O_CLOEXEC);
+    char byte = 0;
+    while (read(fifo, &byte, 1) < 0 && errno == EINTR) { }
+    // The test is over.
+    _exit(EXIT_FAILURE);
+}
+
+template <typename Status> int answerStatvfs(char const* path, Status& status)
+{
+    auto const found = calls().filesystems.find(path);
+    if (found == calls().filesystems.end()) {
+        errno = ENOENT;
+        return -1;
+    }
+    Calls::Filesystem const& filesystem = found->second;
+    if (filesystem.hangs)
+        waitForEver();
+    errno = filesystem.error;
+    if (filesystem.error != 0)
+        return -1;
+    std::memset(&status, 0, sizeof status);
+    auto const& figures = filesystem.figures;
+    status.f_bsize = static_cast<unsigned long>(figures[0]);
+    status.f_frsize = static_cast<unsigned long>(figures[1]);
+    decltype(status.f_blocks)* const fields[] = {
+        &status.f_blocks, &status.f_bfree, &status.f_bavail, &status.f_files, &status.f_ffree};
+    for (size_t i = 0; i < std::size(fields); ++i) {
+        uint64_t const figure = figures[i + 2];
+        if (figure > std::numeric_limits<decltype(status.f_blocks)>::max()) {
+            errno = EOVERFLOW;
+            return -1;
+        }
+        *fields[i] = static_cast<decltype(status.f_blocks)>(figure);
+    }
+    status.f_favail = status.f_ffree;
+    status.f_namemax = NAME_MAX;
+    return 0;
+}
+
+/** @return null for a file that is no device of the machine. */
+Calls::Sector const* deviceOf(int file)
+{
+    struct stat opened { };
+    if (fstat(file, &opened) != 0 || !S_ISREG(opened.st_mode))
+        return nullptr;
+    for (auto const& [path, sector] : calls().sectors) {
+        struct stat device { };
+        if (stat(path.c_str(), &device) == 0 && device.st_dev == opened.st_dev
+            && device.st_ino == opened.st_ino)
+            return &sector;
+    }
+    return nullptr;
+}
+
+int answerDevice(Calls::Sector const& device, unsigned long request, void* out)
+{
+    if (request == SCSI_IOCTL_GET_BUS_NUMBER && device.bus) {
+        *static_cast<int*>(out) = *device.bus;
+        return 0;
+    }
+    if (request == BLKSSZGET && device.error == 0) {
+        *static_cast<int*>(out) = device.size;
+        return 0;
+    }
+    errno = request == BLKSSZGET ? device.error : ENOTTY;
+    return -1;
+}
+
+/** One element of the list of getifaddrs(3), with all that it refers to. */
+struct Element {
+    ifaddrs entry; // The first member, so that freeifaddrs finds the element.
+    char name[IFNAMSIZ];
+    sockaddr_storage address;
+    sockaddr_storage mask;
+    sockaddr_storage other;
+};
+
+sockaddr* asAddress(sockaddr_storage& storage)
+{
+    return reinterpret_cast<sockaddr*>(&storage);
+}
+
+void setAddress(sockaddr_storage& storage, std::string const& text, unsigned index)
+{
+    auto& ipv4 = reinterpret_cast<sockaddr_in&>(storage);
+    auto& ipv6 = reinterpret_cast<sockaddr_in6&>(storage);
+    if (inet_pton(AF_INET, text.c_str(), &ipv4.sin_addr) == 1) {
+        storage.ss_family = AF_INET;
+        return;
+    }
+    storage.ss_family = AF_INET6;
+    inet_pton(AF_INET6, text.c_str(), &ipv6.sin6_addr);
+    if (IN6_IS_ADDR_LINKLOCAL(&ipv6.sin6_addr))
+        ipv6.sin6_scope_id = index;
+}
+
+void setMask(sockaddr_storage& storage, sa_family_t family, unsigned prefix)
+{
+    storage.ss_family = family;
+    auto* const bytes = family == AF_INET
+        ? reinterpret_cast<uint8_t*>(&reinterpret_cast<sockaddr_in&>(storage).sin_addr)
+        : reinterpret_cast<uint8_t*>(&reinterpret_cast<sockaddr_in6&>(storage).sin6_addr);
+    for (unsigned bit = 0; bit < prefix; ++bit)
+        bytes[bit / 8] = static_cast<uint8_t>(bytes[bit / 8] | 0x80U >> bit % 8);
+}
+
+class ListOfAddresses {
+public:
+    void add(std::string const& name, Calls::Adapter const& adapter)
+    {
+        Element& element = append(name, adapter.flags);
+        auto& link = reinterpret_cast<sockaddr_ll&>(element.address);
+        link.sll_family = AF_PACKET;
+        link.sll_ifindex = adapter.index;
+        link.sll_hatype = adapter.flags & IFF_LOOPBACK ? ARPHRD_LOOPBACK
+            : adapter.mac.empty()                      ? ARPHRD_NONE
+                                                       : ARPHRD_ETHER;
+        link.sll_halen = static_cast<unsigned char>(adapter.mac.size());
+        std::memcpy(
+            link.sll_addr, adapter.mac.data(), std::min(adapter.mac.size(), sizeof link.sll_addr));
+        element.entry.ifa_addr = asAddress(element.address);
+    }
+
+    void add(Calls::Address const& address, Calls::Adapter const& adapter)
+    {
+        Element& element = append(address.name, adapter.flags);
+        setAddress(element.address, address.address, static_cast<unsigned>(adapter.index));
+        setMask(element.mask, element.address.ss_family, address.prefix);
+        element.entry.ifa_addr = asAddress(element.address);
+        element.entry.ifa_netmask = asAddress(element.mask);
+        if (address.other.empty())
+            return;
+        setAddress(element.other, address.other, static_cast<unsigned>(adapter.index));
+        element.entry.ifa_broadaddr = asAddress(element.other);
+    }
+
+    ifaddrs* release() { return m_first; }
+
+private:
+    Element& append(std::string const& name, unsigned flags)
+    {
+        auto* const element = static_cast<Element*>(std::calloc(1, sizeof(Element)));
+        if (!element)
+            std::abort();
+        name.copy(element->name, IFNAMSIZ - 1);
+        element->entry.ifa_name = element->name;
+        element->entry.ifa_flags = flags;
+        (m_last ? m_last->ifa_next : m_first) = &element->entry;
+        m_last = &element->entry;
+        return *element;
+    }
+
+    ifaddrs* m_first = nullptr;
+    ifaddrs* m_last = nullptr;
+};
+
+Calls::Adapter const& adapterOf(std::string const& label)
+{
+    std::string const name = label.substr(0, label.find(':'));
+    for (auto const& [known, adapter] : calls().adapters)
+        if (known == name)
+            return adapter;
+    std::fprintf(stderr, "fake_calls: no adapter %s\n", name.c_str());
+    std::_Exit(EXIT_FAILURE);
+}
+
+}
+
+ANSWERED int getifaddrs(ifaddrs** out) noexcept
+{
+    ListOfAddresses list;
+    for (auto const& [name, adapter] : calls().adapters)
+        list.add(name, adapter);
+    for (Calls::Address const& address : calls().addresses)
+        list.add(address, adapterOf(address.name));
+    *out = list.release();
+    return 0;
+}
+
+ANSWERED void freeifaddrs(ifaddrs* list) noexcept
+{
+    while (list) {
+        ifaddrs* const next = list->ifa_next;
+        std::free(reinterpret_cast<Element*>(list));
+        list = next;
+    }
+}
+
+ANSWERED int statvfs(char const* path, struct statvfs* status) noexcept
+{
+    return answerStatvfs(path, *status);
+}
+
+ANSWERED int statvfs64(char const* path, struct statvfs64* status) noexcept
+{
+    return answerStatvfs(path, *status);
+}
+
+ANSWERED int uname(utsname* out) noexcept
+{
+    std::memset(out, 0, sizeof *out);
+    std::string("Linux").copy(out->sysname, sizeof out->sysname - 1);
+    calls().hostName.copy(out->nodename, sizeof out->nodename - 1);
+    calls().release.copy(out->release, sizeof out->release - 1);
+    std::string("#1 SMP").copy(out->version, sizeof out->version - 1);
+    calls().architecture.copy(out->machine, sizeof out->machine - 1);
+    return 0;
+}
+
+ANSWERED int gethostname(char* out, size_t size) noexcept
+{
+    std::string const& name = calls().hostName;
+    if (name.size() >= size) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    std::memcpy(out, name.c_str(), name.size() + 1);
+    return 0;
+}
+
+ANSWERED int ioctl(int file, unsigned long request, ...) noexcept
+{
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (Calls::Sector const* const device = deviceOf(file))
+        return answerDevice(*device, request, argument);
+    static auto* const next = real<int(int, unsigned long, ...)>("ioctl");
+    return next(file, request, argument);
+}
+
+ANSWERED long sysconf(int name) noexcept
+{
+    if (name == _SC_NPROCESSORS_ONLN)
+        return calls().processorsOnline;
+    if (name == _SC_NPROCESSORS_CONF)
+        return calls().processorsConfigured;
+    static auto* const next = real<long(int)>("sysconf");
+    return next(name);
+}
+
+/** The library's own routine reads the firmware's texts; the code comes from the machine's file, as
+ * the processor's own report cannot be faked. */
+ANSWERED int getsysinfo(char* vendor, char* product, char* version, int* code)
+{
+    static auto* const next = real<int(char*, char*, char*, int*)>("getsysinfo");
+    int const result = next(vendor, product, version, code);
+    *code = std::max(calls().hypervisor.value_or(0), 0);
+    bool const allEmpty = *vendor == '\0' && *product == '\0' && *version == '\0';
+    return allEmpty && calls().hypervisor.value_or(0) < 0 ? -1 : result;
+}
+
+ANSWERED time_t time(time_t* out) noexcept
+{
+    static auto* const next = real<time_t(time_t*)>("time");
+    time_t const now = calls().time ? static_cast<time_t>(*calls().time) : next(nullptr);
+    if (out)
+        *out = now;
+    return now;
+}
+
+ANSWERED int clock_gettime(clockid_t clock, timespec* out) noexcept
+{
+    static auto* const next = real<int(clockid_t, timespec*)>("clock_gettime");
+    if (clock != CLOCK_REALTIME || !calls().time)
+        return next(clock, out);
+    *out = {static_cast<time_t>(*calls().time), 0};
+    return 0;
+}
+
+ANSWERED int nanosleep(timespec const* length, timespec* left)
+{
+    static auto* const next = real<int(timespec const*, timespec*)>("nanosleep");
+    return answerSleep(*length) ? 0 : next(length, left);
+}
+
+ANSWERED int clock_nanosleep(clockid_t clock, int flags, timespec const* end, timespec* left)
+{
+    static auto* const next =
+        real<int(clockid_t, int, timespec const*, timespec*)>("clock_nanosleep");
+    timespec length = *end;
+    if (flags & TIMER_ABSTIME) {
+        timespec now{};
+        clock_gettime(clock, &now);
+        constexpr long SECOND_NS = 1'000'000'000;
+        length = {end->tv_sec - now.tv_sec, end->tv_nsec - now.tv_nsec};
+        if (length.tv_nsec < 0)
+            length = {length.tv_sec - 1, length.tv_nsec + SECOND_NS};
+    }
+    return length.tv_sec >= 0 && answerSleep(length) ? 0 : next(clock, flags, end, left);
+}
+
+ANSWERED int usleep(useconds_t length)
+{
+    constexpr useconds_t SECOND = 1'000'000;
+    constexpr long NANOSECONDS = 1000;
+    timespec const time = {
+        static_cast<time_t>(length / SECOND), static_cast<long>(length % SECOND) * NANOSECONDS};
+    return nanosleep(&time, nullptr);
+}
+
+namespace {
+
+/** What open(2) does with its third argument, which is there only where a file may be created. */
+mode_t modeIn(int flags, va_list arguments)
+{
+    bool const creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    return creates ? va_arg(arguments, mode_t) : 0;
+}
+
+}
+
+ANSWERED int open(char const* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = modeIn(flags, arguments);
+    va_end(arguments);
+    static auto* const next = real<int(char const*, int, ...)>("open");
+    return next(placeNow(path).c_str(), flags, mode);
+}
+
+ANSWERED int open64(char const* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = modeIn(flags, arguments);
+    va_end(arguments);
+    static auto* const next = real<int(char const*, int, ...)>("open64");
+    return next(placeNow(path).c_str(), flags, mode);
+}
+
+ANSWERED FILE* fopen(char const* path, char const* mode)
+{
+    static auto* const next = real<FILE*(char const*, char const*)>("fopen");
+    return next(placeNow(path).c_str(), mode);
+}
+
+ANSWERED FILE* fopen64(char const* path, char const* mode)
+{
+    static auto* const next = real<FILE*(char const*, char const*)>("fopen64");
+    return next(placeNow(path).c_str(), mode);
+}

@@ -1,0 +1,232 @@
+// The program on fake machines: what it shows, compared with the screens beside the machines.
+
+#include "tests/machines/MachineFile.h"
+#include "tests/machines/ProgramRun.h"
+#include "tests/machines/build_entry.h"
+#include "tests/machines/screen.h"
+#include "tests/support/Machine.h"
+#include "tests/support/SystemFailure.h"
+#include "tests/support/capabilities.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+using machines::MachineFile;
+using machines::ProgramRun;
+using testkit::machine;
+
+/** Every screen shows these commands, one below the other. */
+constexpr char const* COMMANDS[] = {
+    "",
+    "system",
+    "cpus",
+    "memory",
+    "disks",
+    "disks --tree",
+    "mounts",
+    "networks",
+    "recovery",
+};
+
+constexpr char const* MACHINES[] = {
+    "laptop", "server", "router", "guest", "old24", "old26", "broken"};
+
+/** The widths of terminals; a pipe and JSON have none. */
+constexpr char const* OUTPUTS[] = {"40.txt", "80.txt", "200.txt", "pipe.txt", "json"};
+
+/** Ends programs that hang; no measure of their speed. */
+constexpr std::chrono::seconds HANG_GUARD(60);
+
+/** Lives in the real root while it exists: the machine does not have the source folder. */
+class RealRoot {
+public:
+    RealRoot() { machine.leave(); }
+    RealRoot(RealRoot const&) = delete;
+    RealRoot& operator=(RealRoot const&) = delete;
+    ~RealRoot()
+    {
+        machine.enter();
+        testkit::obeyFilePermissions(true);
+    }
+};
+
+/** The machine runs while the object exists; then everything that hangs in it ends. */
+class Running {
+public:
+    Running()
+    {
+        if (mkfifo(machines::RUNNING_FIFO, 0644) != 0)
+            testkit::fail("mkfifo", machines::RUNNING_FIFO);
+        // Linux opens a FIFO in both directions without waiting for the other end, fifo(7).
+        m_writer = open(machines::RUNNING_FIFO, O_RDWR | O_CLOEXEC);
+        if (m_writer < 0)
+            testkit::fail("open", machines::RUNNING_FIFO);
+    }
+    Running(Running const&) = delete;
+    Running& operator=(Running const&) = delete;
+    ~Running() { close(m_writer); }
+
+private:
+    int m_writer;
+};
+
+std::vector<std::string> linesOf(std::string const& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+/** How a run ended, where that is no success. */
+std::string endOf(ProgramRun const& run)
+{
+    if (run.wasKilled())
+        return "[hangs]\n";
+    return run.status() == 0 ? "" : "[status " + std::to_string(run.status()) + "]\n";
+}
+
+std::string commandLine(std::string const& command)
+{
+    return "dovrel-sysinfo" + (command.empty() ? "" : " " + command);
+}
+
+class Machines : public testing::TestWithParam<std::tuple<char const*, char const*>> {
+protected:
+    Machines()
+    {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+        RealRoot const root;
+        m_file = std::make_unique<MachineFile>(
+            std::filesystem::path(DOVREL_MACHINES_FOLDER) / (name() + ".machine"));
+    }
+
+    static std::string name() { return std::get<0>(GetParam()); }
+    static std::string output() { return std::get<1>(GetParam()); }
+
+    /** @return the width in the output's name. */
+    static std::optional<unsigned short> columns()
+    {
+        unsigned short const width = static_cast<unsigned short>(std::atoi(output().c_str()));
+        return width == 0 ? std::nullopt : std::optional(width);
+    }
+
+    /** Runs all commands at the same time, each with further arguments. */
+    std::vector<std::unique_ptr<ProgramRun>> runAll(std::vector<std::string> const& further)
+    {
+        m_file->build();
+        Running const running;
+        std::vector<std::unique_ptr<ProgramRun>> runs;
+        std::vector<ProgramRun*> all;
+        for (char const* const command : COMMANDS) {
+            std::vector<std::string> arguments = machines::wordsOf(command);
+            arguments.insert(arguments.end(), further.begin(), further.end());
+            runs.push_back(std::make_unique<ProgramRun>(arguments, columns()));
+            all.push_back(runs.back().get());
+        }
+        ProgramRun::finish(all, HANG_GUARD);
+        for (size_t i = 0; i < runs.size(); ++i)
+            EXPECT_FALSE(runs[i]->wasKilled()) << commandLine(COMMANDS[i]) << " hangs";
+        return runs;
+    }
+
+    /** @return all screens, one below the other. */
+    std::string screens()
+    {
+        std::string text;
+        auto const runs = runAll({});
+        for (size_t i = 0; i < runs.size(); ++i) {
+            ProgramRun const& run = *runs[i];
+            text += "$ " + commandLine(COMMANDS[i]) + "\n";
+            text += columns() ? machines::screenAfter(run.output(), *columns()) : run.output();
+            for (std::string const& line : linesOf(run.errors()))
+                text += "[error] " + line + "\n";
+            text += endOf(run) + "\n";
+        }
+        return text;
+    }
+
+    /** @return one document with those of all commands. */
+    std::string documents()
+    {
+        nlohmann::ordered_json all;
+        auto const runs = runAll({"--json"});
+        for (size_t i = 0; i < runs.size(); ++i) {
+            ProgramRun const& run = *runs[i];
+            auto& one = all[commandLine(COMMANDS[i])];
+            one["status"] = run.status();
+            one["errors"] = linesOf(run.errors());
+            one["document"] = nullptr;
+            if (run.output().empty())
+                continue;
+            one["document"] = nlohmann::ordered_json::parse(run.output(), nullptr, false);
+            EXPECT_FALSE(one["document"].is_discarded()) << run.output();
+        }
+        constexpr int INDENTATION = 2;
+        return all.dump(INDENTATION) + "\n";
+    }
+
+    std::unique_ptr<MachineFile> m_file;
+};
+
+/** The recorded screens; another folder is for those who want to look at new ones first. */
+std::filesystem::path screenFile(std::string const& name)
+{
+    char const* const folder = std::getenv("DOVREL_SCREENS");
+    return std::filesystem::path(folder ? folder : DOVREL_MACHINES_FOLDER) / name;
+}
+
+void compareLines(std::string const& recorded, std::string const& shown, std::string const& name)
+{
+    auto const before = linesOf(recorded);
+    auto const now = linesOf(shown);
+    std::string title;
+    for (size_t i = 0; i < std::max(before.size(), now.size()); ++i) {
+        std::string const left = i < before.size() ? before[i] : "(end)";
+        std::string const right = i < now.size() ? now[i] : "(end)";
+        if (right.starts_with("$ "))
+            title = right;
+        if (left != right) {
+            ADD_FAILURE() << name << ":" << i + 1 << " differs, " << title
+                          << "\n  recorded: " << left << "\n  shown:    " << right
+                          << "\nDOVREL_UPDATE_SCREENS=1 records the screens anew.";
+            return;
+        }
+    }
+}
+
+}
+
+TEST_P(Machines, showTheRecordedScreens)
+{
+    std::string const shown = output() == "json" ? documents() : screens();
+    RealRoot const root;
+    std::string const file = name() + "." + output();
+    if (std::getenv("DOVREL_UPDATE_SCREENS")) {
+        std::ofstream(screenFile(file), std::ios::binary) << shown;
+        return;
+    }
+    ASSERT_TRUE(std::filesystem::exists(screenFile(file)))
+        << screenFile(file) << " is missing; DOVREL_UPDATE_SCREENS=1 makes it";
+    compareLines(testkit::contentsOf(screenFile(file)), shown, file);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Machines,
+    testing::Combine(testing::ValuesIn(MACHINES), testing::ValuesIn(OUTPUTS)),
+    [](auto const& test) {
+        std::string const output = std::get<1>(test.param);
+        return std::string(std::get<0>(test.param)) + "_" + output.substr(0, output.find('.'));
+    });
