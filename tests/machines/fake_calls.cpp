@@ -64,6 +64,12 @@ template <typename Function> Function* real(char const* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+int realIoctl(int file, unsigned long request, void* argument)
+{
+    static auto* const next = real<int(int, unsigned long, ...)>("ioctl");
+    return next(file, request, argument);
+}
+
 /** The program's tools, which may be of another width, must not get this object. */
 __attribute__((constructor)) void hideFromChildren()
 {
@@ -328,8 +334,7 @@ ANSWERED int ioctl(int file, unsigned long request, ...) noexcept
     va_end(arguments);
     if (Calls::Sector const* const device = deviceOf(file))
         return answerDevice(*device, request, argument);
-    static auto* const next = real<int(int, unsigned long, ...)>("ioctl");
-    return next(file, request, argument);
+    return realIoctl(file, request, argument);
 }
 
 ANSWERED long sysconf(int name) noexcept
@@ -442,7 +447,7 @@ ANSWERED ssize_t read(int file, void* out, size_t size)
     static auto* const next = real<ssize_t(int, void*, size_t)>("read");
     ssize_t const first = next(file, out, size);
     int number = 0;
-    if (first <= 0 || ioctl(file, TIOCGPTN, &number) != 0)
+    if (first <= 0 || realIoctl(file, TIOCGPTN, &number) != 0)
         return first;
     auto* const text = static_cast<char*>(out);
     auto filled = static_cast<size_t>(first);

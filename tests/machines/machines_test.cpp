@@ -138,8 +138,11 @@ protected:
             all.push_back(runs.back().get());
         }
         ProgramRun::finish(all, HANG_GUARD);
-        for (size_t i = 0; i < runs.size(); ++i)
+        for (size_t i = 0; i < runs.size(); ++i) {
             EXPECT_FALSE(runs[i]->wasKilled()) << commandLine(COMMANDS[i]) << " hangs";
+            EXPECT_TRUE(runs[i]->wasKilled() || runs[i]->status() >= 0)
+                << commandLine(COMMANDS[i]) << " ended by signal " << -runs[i]->status();
+        }
         return runs;
     }
 
