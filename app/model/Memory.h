@@ -9,7 +9,7 @@ namespace app {
 
 /** A memory module, or an empty slot for one. */
 struct MemoryModule {
-    std::string slot;
+    std::string slot; ///< With its bank where several slots have the same name.
     std::optional<uint64_t> bytes; ///< 0 for an empty slot.
     std::optional<std::string> type; ///< "DDR4".
     std::optional<std::string> speed; ///< "3200 MT/s".

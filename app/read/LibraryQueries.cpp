@@ -140,19 +140,24 @@ struct Entry {
     Subject subject;
     char const* name;
     Query query;
+    char const* reason; ///< Of a result false without a cause in the trace.
 };
 
 constexpr Entry QUERIES[] = {
-    {Subject::SYSTEM, "getSystemInfo", querySystem},
+    {Subject::SYSTEM, "getSystemInfo", querySystem,
+        "neither the firmware nor the processor identifies the machine"},
     {Subject::PROCESSORS, "getCPUsInternal",
-        listRecords<Service::CPUInfo, &Library::getCPUsInternal>},
-    {Subject::MEMORY, "getMemoryInfo", queryMemory},
+        listRecords<Service::CPUInfo, &Library::getCPUsInternal>, "/proc/stat cannot be read"},
+    {Subject::MEMORY, "getMemoryInfo", queryMemory,
+        "the kernel does not report both total and free memory first"},
     {Subject::DISKS, "getPhysicalDisksInternal",
-        listRecords<Service::PhysicalDiskInfo, &Library::getPhysicalDisksInternal>},
+        listRecords<Service::PhysicalDiskInfo, &Library::getPhysicalDisksInternal>,
+        "/proc/partitions cannot be read"},
     {Subject::MOUNTS, "getDisksInternal",
-        listRecords<Service::DiskInfo, &Library::getDisksInternal>},
+        listRecords<Service::DiskInfo, &Library::getDisksInternal>, "/proc/mounts cannot be read"},
     {Subject::NETWORKS, "getNetworksInternal",
-        listRecords<Service::NetworkInfo, &Library::getNetworksInternal>},
+        listRecords<Service::NetworkInfo, &Library::getNetworksInternal>,
+        "ifconfig, route or cat is missing"},
 };
 
 /** In the child. */
@@ -164,8 +169,10 @@ std::string answerBytes(Entry const& entry, TraceOutput& trace)
     trace.takeFailure();
     try {
         Library const library;
-        if (!entry.query(library, answer))
+        if (!entry.query(library, answer)) {
             answer.outcome = LibraryAnswer::RETURNED_FALSE;
+            answer.reason = entry.reason;
+        }
     } catch (std::exception const& error) {
         answer.outcome = LibraryAnswer::THREW;
         answer.reason = error.what();

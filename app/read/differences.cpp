@@ -137,7 +137,7 @@ private:
                 continue;
             LibraryRecord const* const record = findRecord(answer, "getDiskID", disk.name);
             if (!record) {
-                add(disk.name, "", NOTHING, whyNotListed(disk));
+                add(disk.name, "", NOTHING, whyNotListed(disks, disk));
                 continue;
             }
             auto const size = record->get<uint64_t>("getDiskTotalSizeInBytes");
@@ -153,13 +153,19 @@ private:
         }
     }
 
-    static std::string whyNotListed(Disk const& disk)
+    static std::string whyNotListed(std::vector<Disk> const& disks, Disk const& disk)
     {
         if (disk.name.find_last_of("0123456789") == disk.name.size() - 1)
             return "the library lists the names that do not end in a digit";
         if (disk.transport == "usb")
             return "the library leaves USB storage out";
-        return "the library leaves out a disk whose name begins the next one's";
+        bool const displaced = std::any_of(disks.begin(), disks.end(), [&](Disk const& other) {
+            return other.type == Disk::DISK && other.name != disk.name
+                && other.name.rfind(disk.name, 0) == 0;
+        });
+        return displaced ? "the library leaves out a disk whose name begins the next one's"
+                         : "the library reads /proc/partitions by groups of four words, and "
+                           "further columns put it out of step";
     }
 
     void compareWith(LibraryAnswer const& answer, std::vector<Mount> const& mounts)
@@ -174,10 +180,21 @@ private:
             compareSizes(mount, *record);
             auto const disks = record->get<Texts>("getParentDisks");
             if (disks != mount.disks)
-                add(mount.mountPoint, "disks", disks,
-                    "the library finds the disks of partitions such as sda1, not of nvme0n1p1, "
-                    "md or LVM");
+                add(mount.mountPoint, "disks", disks, whyOtherDisks(mount));
         }
+    }
+
+    /** A mount of a partition has its disk where the library lists that disk. */
+    std::string whyOtherDisks(Mount const& mount) const
+    {
+        auto const listed = m_machine.library.find(Subject::DISKS);
+        bool const unlisted = listed != m_machine.library.end()
+            && std::all_of(mount.disks.begin(), mount.disks.end(), [&](std::string const& disk) {
+                   return !findRecord(listed->second, "getDiskID", disk);
+               });
+        if (unlisted)
+            return "the library does not list the disk itself";
+        return "the library finds the disks of partitions such as sda1, not of md or LVM";
     }
 
     void compareSizes(Mount const& mount, LibraryRecord const& record)

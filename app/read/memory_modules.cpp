@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdio>
 #include <limits>
+#include <map>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -42,12 +43,21 @@ std::optional<std::string> meaningful(std::string const& text)
     return text;
 }
 
-void setField(MemoryModule& module, std::string const& name, std::string const& value)
+/** A module with the bank that its slot is in. */
+struct Device {
+    MemoryModule module;
+    std::string bank;
+};
+
+void setField(Device& device, std::string const& name, std::string const& value)
 {
+    MemoryModule& module = device.module;
     if (name == "Size")
         module.bytes = sizeOf(value);
     else if (name == "Locator")
         module.slot = value;
+    else if (name == "Bank Locator")
+        device.bank = value;
     else if (name == "Type")
         module.type = meaningful(value);
     else if (name == "Speed")
@@ -72,19 +82,28 @@ std::string runTool()
 
 std::vector<MemoryModule> parseModules(std::string const& text)
 {
-    std::vector<MemoryModule> modules;
+    std::vector<Device> devices;
     bool inside = false;
     for (std::string const& line : linesOf(text)) {
         std::string const content = trimmed(line);
         // dmidecode 2.2 indents the headings too.
         if (content == "Memory Device") {
-            modules.emplace_back();
+            devices.emplace_back();
             inside = true;
         } else if (content.empty() || content.rfind("Handle ", 0) == 0) {
             inside = false;
         } else if (size_t const colon = content.find(':'); inside && colon != std::string::npos) {
-            setField(modules.back(), content.substr(0, colon), trimmed(content.substr(colon + 1)));
+            setField(devices.back(), content.substr(0, colon), trimmed(content.substr(colon + 1)));
         }
+    }
+    std::map<std::string, unsigned> uses;
+    for (Device const& device : devices)
+        ++uses[device.module.slot];
+    std::vector<MemoryModule> modules;
+    for (Device& device : devices) {
+        if (uses[device.module.slot] > 1 && !device.bank.empty())
+            device.module.slot = device.bank + " " + device.module.slot;
+        modules.push_back(std::move(device.module));
     }
     return modules;
 }

@@ -96,7 +96,8 @@ std::map<unsigned, unsigned> nodesOfProcessors(std::set<unsigned>& nodes)
 std::optional<unsigned> speed(std::string const& folder, char const* file)
 {
     auto const khz = readNumber(folder + "/cpufreq/" + file);
-    return khz ? narrowed(*khz / KHZ_PER_MHZ) : std::nullopt;
+    // Some drivers report 0 for a speed that they do not know.
+    return khz && *khz >= KHZ_PER_MHZ ? narrowed(*khz / KHZ_PER_MHZ) : std::nullopt;
 }
 
 /** @param fields the processor's block of /proc/cpuinfo, for what /sys does not have. */
@@ -119,13 +120,22 @@ Processor readProcessor(unsigned number, Fields const& fields)
     return processor;
 }
 
+/** Old processors fill their names up with blanks. */
+std::string withSingleBlanks(std::string const& text)
+{
+    std::string joined;
+    for (std::string const& word : wordsOf(text))
+        joined += (joined.empty() ? "" : " ") + word;
+    return joined;
+}
+
 std::optional<std::string> modelOf(std::vector<Fields> const& blocks)
 {
     // x86 and new ARM kernels, old ARM kernels, MIPS, PowerPC, and the board of old ARM machines.
     for (char const* const name : {"model name", "Processor", "cpu model", "cpu", "Hardware"})
         for (Fields const& fields : blocks)
             if (auto const field = fields.find(name); field != fields.end())
-                if (auto const model = known(field->second))
+                if (auto const model = known(withSingleBlanks(field->second)))
                     return model;
     return std::nullopt;
 }

@@ -1,6 +1,7 @@
 #include "app/read/recovery.h"
 
 #include "app/read/LibraryQueries.h"
+#include "app/read/kernel_file.h"
 
 #include <common/basic/IniFile.h>
 #include <common/basic/text_cast.h>
@@ -8,6 +9,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <fstream>
 #include <limits>
 #include <sys/stat.h>
@@ -138,6 +140,9 @@ void readRecovery(Machine& machine, TraceOutput& trace)
         return;
     std::string const cause = trace.takeFailure();
     answer.reason = cause.empty() ? "the engine's status cannot be read" : cause;
+    // The library's message does not say why a file cannot be opened.
+    if (!readFile(STATUS_FILE))
+        answer.reason = std::strerror(errno);
     machine.problems.push_back({Subject::RECOVERY, "the recovery", answer.reason, STATUS_FILE});
 }
 

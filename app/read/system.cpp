@@ -33,16 +33,18 @@ std::optional<std::string> assigned(std::string const& text, std::string const& 
 /** os-release(5); before it, each distribution had a file of its own with one line. */
 std::optional<std::string> osName()
 {
-    for (char const* const path : {"/etc/os-release", "/usr/lib/os-release"})
-        if (auto const text = readFile(path)) {
-            if (auto const name = assigned(*text, "PRETTY_NAME"))
-                return name;
-            if (auto const name = assigned(*text, "NAME"))
-                return name;
-        }
+    auto const fromRelease = [](char const* path) {
+        std::string const text = readFile(path).value_or("");
+        auto const name = assigned(text, "PRETTY_NAME");
+        return name ? name : assigned(text, "NAME");
+    };
+    if (auto const name = fromRelease("/etc/os-release"))
+        return name;
     for (char const* const path : {"/etc/redhat-release", "/etc/SuSE-release"})
         if (auto const line = readLine(path))
             return line;
+    if (auto const name = fromRelease("/usr/lib/os-release"))
+        return name;
     auto const debian = readLine("/etc/debian_version");
     return debian ? std::optional("Debian GNU/Linux " + *debian) : std::nullopt;
 }

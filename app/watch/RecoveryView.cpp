@@ -15,6 +15,8 @@ namespace app {
 
 namespace {
 
+constexpr char const* WAITING = "waiting for a recovery to start";
+
 class ChangeView : public RecoveryView {
 public:
     int show(std::optional<Recovery> const& recovery) override
@@ -37,7 +39,13 @@ private:
 class LineView : public ChangeView {
     std::string text(std::optional<Recovery> const& recovery) const override
     {
-        return recovery ? recoveryLine(*recovery) : NO_RECOVERY;
+        return recovery ? recoveryLine(*recovery) : WAITING;
+    }
+
+public:
+    int end(std::optional<Recovery> const& recovery, int64_t now) override
+    {
+        return recovery ? writeWhole(STDOUT_FILENO, recoveryOutcome(*recovery, now) + "\n") : 0;
     }
 };
 
@@ -46,6 +54,10 @@ class JsonView : public ChangeView {
     {
         return recoveryJsonLine(recovery);
     }
+
+public:
+    /** The last object tells it. */
+    int end(std::optional<Recovery> const& /*recovery*/, int64_t /*now*/) override { return 0; }
 };
 
 /** Nothing of the terminal is changed: no escape sequence is needed, and none left behind by a
@@ -58,7 +70,7 @@ public:
         size_t const columns = usableColumns();
         std::string const line = recovery
             ? recoveryBar(*recovery, columns, std::time(nullptr), blocks)
-            : std::string(NO_RECOVERY).substr(0, columns);
+            : std::string(WAITING).substr(0, columns);
         size_t const width = displayWidth(line);
         // Blanks over what stands there, but not into the next line of a narrower terminal.
         size_t const over = std::min(m_drawn, columns);
@@ -66,6 +78,14 @@ public:
         m_drawn = width;
         m_open = true;
         return writeWhole(STDOUT_FILENO, "\r" + line + rest);
+    }
+
+    int end(std::optional<Recovery> const& recovery, int64_t now) override
+    {
+        int const error = close();
+        if (error != 0 || !recovery)
+            return error;
+        return writeWhole(STDOUT_FILENO, recoveryOutcome(*recovery, now) + "\n");
     }
 
     int close() override

@@ -2,6 +2,7 @@
 
 #include "app/model/Recovery.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,10 @@ public:
 
     /** @param recovery null where none has been started. */
     [[nodiscard]] virtual int show(std::optional<Recovery> const& recovery) = 0;
+
+    /** Shows how the recovery ended, for people. @param recovery its last state; nothing where none
+     * was seen. */
+    [[nodiscard]] virtual int end(std::optional<Recovery> const& recovery, int64_t now) = 0;
 
     /** Leaves the cursor at the beginning of a line. */
     [[nodiscard]] virtual int close() = 0;

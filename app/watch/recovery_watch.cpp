@@ -42,6 +42,9 @@ public:
     }
 
     bool hasEnded() const { return m_ended; }
+
+    /** @return the recovery at its end; nothing where none was seen. */
+    std::optional<Recovery> const& last() const { return m_last; }
     std::optional<Problem> const& problem() const { return m_problem; }
 
 private:
@@ -50,10 +53,14 @@ private:
         // An idle engine may be about to start; any other state is a recovery.
         m_seen = m_seen || recovery.phase() != RecoveryPhase::IDLE;
         m_ended = m_seen && recovery.isOver(std::time(nullptr));
+        // An engine that is idle again has no figures of the recovery any more.
+        if (m_seen && recovery.phase() != RecoveryPhase::IDLE)
+            m_last = recovery;
     }
 
     bool m_ended = false;
     bool m_seen = false;
+    std::optional<Recovery> m_last;
     std::optional<Clock::time_point> m_failingSince;
     std::optional<Problem> m_problem;
 };
@@ -69,7 +76,7 @@ WatchEnd watchWith(
         if (error != 0)
             return {false, std::nullopt, error};
         if (watch.hasEnded())
-            return {false, watch.problem(), 0};
+            return {false, watch.problem(), view.end(watch.last(), std::time(nullptr))};
     } while (!signals.arriveWithin(interval));
     return {true, std::nullopt, 0};
 }

@@ -43,14 +43,16 @@ template <class Row, size_t COUNT> std::vector<ColumnOf<Row>> chosenColumns(
     return chosen;
 }
 
-/** @throws ColumnError */
-template <class Row, size_t COUNT> TextTable tableOf(
-    std::vector<Row> const& rows, ColumnOf<Row> const (&all)[COUNT], std::string const& choice)
+/** @param enough see `TextTable::Column`. @throws ColumnError */
+template <class Row, size_t COUNT> TextTable tableOf(std::vector<Row> const& rows,
+    ColumnOf<Row> const (&all)[COUNT], std::string const& choice, size_t enough = 0)
 {
     auto const columns = chosenColumns(all, choice);
     std::vector<TextTable::Column> headings;
     for (auto const& column : columns)
         headings.push_back({column.name, column.alignment, column.importance});
+    if (!headings.empty())
+        headings.front().enough = enough;
     TextTable table(std::move(headings));
     for (Row const& row : rows) {
         std::vector<std::string> cells;

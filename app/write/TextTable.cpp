@@ -47,6 +47,12 @@ TextTable::Fit TextTable::fit(Layout const& layout) const
     }
     if (!layout.isTerminal())
         return fit;
+    size_t const enough = m_columns[0].enough;
+    if (enough > 0 && widthOf(fit.widths) > layout.columns && fit.widths[0] > enough) {
+        size_t const surplus = widthOf(fit.widths) - layout.columns;
+        fit.widths[0] = std::max(enough, fit.widths[0] - std::min(fit.widths[0], surplus));
+        fit.cut = true;
+    }
     auto const importance = [this](size_t column) { return m_columns[column].importance; };
     while (widthOf(fit.widths) > layout.columns) {
         // Of several columns of the same importance the last one goes first.

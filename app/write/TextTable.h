@@ -18,7 +18,8 @@ struct Layout {
  * A table with columns as wide as their widest cell, two blanks between them and a heading line.
  *
  * Where it is wider than the terminal, the least important columns are left out; a line below the
- * table names them. If the rest is still too wide, the first column's cells are cut.
+ * table names them. If the rest is still too wide, the first column's cells are cut; they are cut
+ * before where the first column says so.
  */
 class TextTable {
 public:
@@ -28,6 +29,7 @@ public:
         std::string heading;
         Alignment alignment = LEFT;
         unsigned importance = ALWAYS; ///< The column with the lowest number is left out first.
+        size_t enough = 0; ///< Columns to which the first one is cut before others are left out.
     };
 
     /** The importance of a column that is never left out. */

@@ -50,7 +50,8 @@ std::string factText(std::string const& key)
     std::string text =
         endsWith(key, BYTES) ? key.substr(0, key.size() - std::string(BYTES).size()) : key;
     std::replace(text.begin(), text.end(), '_', ' ');
-    return text;
+    size_t const unit = text.rfind("mhz");
+    return unit == std::string::npos ? text : text.replace(unit, 3, "MHz");
 }
 
 Notes::Notes(Machine const& machine) : m_machine(machine)
@@ -86,14 +87,14 @@ std::string Notes::marks(Subject subject, std::string const& item) const
 std::string Notes::text(Note const& note)
 {
     Difference const& first = *note.differences.front();
-    std::string const reason = printable(note.reason);
-    if (note.fact.empty() && first.item.empty())
-        return "The library reports no more to its host: " + reason + ".";
+    std::string const reason = ": " + printable(note.reason) + ".";
     if (note.fact.empty())
-        return "Not reported by the library: " + reason + ".";
-    bool const one = note.differences.size() == 1;
-    return "The library's " + factText(note.fact)
-        + (one ? " is " + libraryText(first.library, note.fact) : " differs") + ": " + reason + ".";
+        return (first.item.empty() ? "nothing, as the query failed" : "nothing") + reason;
+    // Several values are in the output of the command "library".
+    return (note.differences.size() == 1
+                   ? factText(note.fact) + " " + libraryText(first.library, note.fact)
+                   : "another " + factText(note.fact))
+        + reason;
 }
 
 void Notes::write(Subject subject, Layout const& layout, std::ostream& out) const
@@ -102,6 +103,8 @@ void Notes::write(Subject subject, Layout const& layout, std::ostream& out) cons
     for (Note const& note : m_notes) {
         if (note.subject != subject)
             continue;
+        if (number == 0)
+            out << "The library reports to its host:\n";
         std::string const mark = std::to_string(++number);
         for (std::string const& line : wrapped(mark + " " + text(note), layout, 0, mark.size() + 1))
             out << line << '\n';

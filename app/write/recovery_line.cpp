@@ -53,6 +53,23 @@ std::string recoveryLine(Recovery const& recovery)
         + rateText(recovery.megabytesPerSecond);
 }
 
+std::string recoveryOutcome(Recovery const& recovery, int64_t now)
+{
+    bool const ended = recovery.recoverEnd || recovery.restoreEnd;
+    int64_t const end =
+        recovery.recoverEnd ? *recovery.recoverEnd : recovery.restoreEnd.value_or(now);
+    auto const start = recovery.recoverStart ? recovery.recoverStart : recovery.restoreStart;
+    std::string text = recovery.percent.value_or(100) < 100 ? "failed"
+        : ended                                             ? "finished"
+                                                            : "ended, without a result";
+    text += ": " + countText(recovery.filesDone) + " of " + countText(recovery.filesTotal)
+        + " files and " + countText(recovery.megabytesDone) + " of "
+        + countText(recovery.megabytesTotal) + " MB";
+    if (start && end >= *start)
+        text += " in " + durationText(end - *start);
+    return text + ", at " + timeText(end);
+}
+
 std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, bool blocks)
 {
     if (!isRestorePhase(recovery))

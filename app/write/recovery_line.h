@@ -12,6 +12,17 @@ namespace app {
 std::string recoveryLine(Recovery const& recovery);
 
 /**
+ * @return one line that says how a recovery ended: "finished: 200 of 200 files and 1000 of 1000 MB
+ * in 0:10:00, at 2026-03-24 14:15:00".
+ *
+ * Failed is a restore that ended below 100 percent. A recovery whose end is not written, as its
+ * status file is gone, ended in an unknown way.
+ *
+ * @param recovery its last state. @param now the time of the end where none is written.
+ */
+std::string recoveryOutcome(Recovery const& recovery, int64_t now);
+
+/**
  * A line with a bar, of @p columns at most.
  *
  * Fields that do not fit are left out: first the files, then the phase, the rate, the MB, the time

@@ -74,7 +74,7 @@ public:
         if (!m_machine.differences.empty())
             writeLines("Library",
                 {counted(m_machine.differences.size(), "fact differs", "facts differ")
-                    + " for the host product: dovrel-sysinfo library"},
+                    + " for the host: dovrel-sysinfo library"},
                 out);
     }
 
@@ -115,8 +115,9 @@ private:
         return {printable(sentence({system.hostName.value_or(""),
                     make.empty() ? "unknown make" : make, virtualization, container})),
             printable(sentence({system.osName.value_or("unknown operating system"),
-                system.kernel ? "Linux " + *system.kernel : "", system.architecture.value_or(""),
-                uptime == UNKNOWN ? "" : "up " + uptime}))};
+                uptime == UNKNOWN ? "" : "up " + uptime,
+                system.kernel ? "Linux " + *system.kernel : "",
+                system.architecture.value_or("")}))};
     }
 
     Lines linesOf(Processors const& processors) const
@@ -189,22 +190,30 @@ private:
         return table.rows(m_layout);
     }
 
-    /** "12 × 4.0 TiB HDD", the most frequent ones first. */
+    /** "12 × 4.0 TiB HDD", the groups with the most bytes first. */
     static Lines alike(std::vector<Disk const*> const& disks)
     {
-        std::map<std::string, size_t> groups;
-        for (Disk const* const disk : disks)
-            ++groups[sizeText(disk->bytes) + " " + disk->kind().value_or("disk")];
-        std::vector<std::pair<std::string, size_t>> sorted(groups.begin(), groups.end());
-        std::stable_sort(sorted.begin(), sorted.end(),
-            [](auto const& first, auto const& second) { return first.second > second.second; });
+        struct Group {
+            size_t count = 0;
+            double bytes = 0;
+        };
+        std::map<std::string, Group> groups;
+        for (Disk const* const disk : disks) {
+            Group& group = groups[sizeText(disk->bytes) + " " + disk->kind().value_or("disk")];
+            ++group.count;
+            group.bytes += static_cast<double>(disk->bytes.value_or(0));
+        }
+        std::vector<std::pair<std::string, Group>> sorted(groups.begin(), groups.end());
+        std::stable_sort(sorted.begin(), sorted.end(), [](auto const& first, auto const& second) {
+            return first.second.bytes > second.second.bytes;
+        });
         Lines lines;
         size_t rest = 0;
-        for (auto const& [text, count] : sorted)
+        for (auto const& [text, group] : sorted)
             if (lines.size() + 1 < MOST_DISKS || sorted.size() <= MOST_DISKS)
-                lines.push_back(times(count) + text);
+                lines.push_back(times(group.count) + text);
             else
-                rest += count;
+                rest += group.count;
         if (rest > 0)
             lines.push_back("and " + std::to_string(rest) + " more: dovrel-sysinfo disks");
         return lines;
@@ -262,10 +271,11 @@ private:
                 else
                     ++others[adapter.name.substr(0, adapter.name.find_first_of("0123456789.@"))];
             }
-        TextTable table({{"", LEFT}, {"", LEFT, 10}, {"", LEFT}});
+        // The last cell may be cut by the screen's edge, which the first one may not.
+        TextTable table({{""}, {""}, {""}});
         for (Adapter const* const adapter : shown)
             table.addRow({adapter->name, adapter->state.value_or(UNKNOWN), addressesOf(*adapter)});
-        Lines lines = table.rows(m_layout);
+        Lines lines = table.rows({});
         if (lines.empty())
             lines.emplace_back("none");
         if (!others.empty())

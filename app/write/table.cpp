@@ -346,14 +346,18 @@ private:
                 rows.push_back(
                     {context(Subject::DISKS, node.disk->name), *node.disk, branches(node)});
         } else {
-            for (Disk const& disk : *m_machine.disks)
-                if (disk.parent.empty() && disk.type != Disk::LOOP)
-                    rows.push_back({context(Subject::DISKS, disk.name), disk, ""});
+            for (bool const physical : {true, false})
+                for (Disk const& disk : *m_machine.disks)
+                    if (disk.isPhysical() == physical && disk.parent.empty()
+                        && disk.type != Disk::LOOP)
+                        rows.push_back({context(Subject::DISKS, disk.name), disk, ""});
         }
         std::string columns = m_options.columns;
         if (m_options.diskTree && columns.empty())
             columns = "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE";
-        begin(Subject::DISKS, app::tableOf(rows, DEVICE_COLUMNS, columns));
+        // The names of encrypted devices are often UUIDs.
+        constexpr size_t ENOUGH_OF_A_NAME = 30;
+        begin(Subject::DISKS, app::tableOf(rows, DEVICE_COLUMNS, columns, ENOUGH_OF_A_NAME));
     }
 
     /** The lines that lead from the devices above to this one. */
