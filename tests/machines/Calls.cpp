@@ -1,5 +1,7 @@
 #include "tests/machines/Calls.h"
 
+#include "tests/machines/build_entry.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -151,14 +153,20 @@ void readLine(std::string const& text, Calls& calls)
         refuse(text);
 }
 
-}
-
-Calls readCalls(char const* path)
+Calls readCalls()
 {
     Calls calls;
-    std::ifstream file(path);
+    std::ifstream file(CALLS_FILE);
     for (std::string line; std::getline(file, line);)
         readLine(line, calls);
+    return calls;
+}
+
+}
+
+Calls const& calls()
+{
+    static Calls const calls = readCalls();
     return calls;
 }
 

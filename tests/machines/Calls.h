@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+/** Marks a function that the object has in place of the C library's. */
+#define ANSWERED extern "C" __attribute__((visibility("default")))
+
 namespace machines {
 
 /** The answers of calls that files cannot stand in for, as a machine file has them. */
@@ -49,7 +52,7 @@ struct Calls {
     std::vector<Address> addresses;
 };
 
-/** @return the answers in a file. A line that is wrong ends the program with a message. */
-Calls readCalls(char const* path);
+/** @return the answers of this machine, read once. A wrong line ends the program with a message. */
+Calls const& calls();
 
 }
