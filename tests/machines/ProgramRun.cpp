@@ -21,13 +21,11 @@ using testkit::fail;
 constexpr unsigned short ROWS = 50;
 constexpr int CHILD_FAILED = 127;
 
-// The last is for the sanitizers: the object is preloaded before their libraries, and the leak
-// checker needs the real /proc.
 char const* const ENVIRONMENT[] = {
     "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C.UTF-8",
     "TERM=xterm", "TZ=UTC0", "LD_PRELOAD=" DOVREL_FAKE_CALLS,
     "LD_LIBRARY_PATH=" DOVREL_LIBRARY_FOLDER, // The program's own search path needs the real /proc.
-    "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0", nullptr};
+    nullptr};
 
 [[noreturn]] void becomeProgram(std::vector<char*> const& command)
 {
