@@ -147,9 +147,9 @@ bool ProgramRun::finish(std::vector<ProgramRun*> const& runs, std::chrono::secon
     }
     bool inTime = true;
     for (ProgramRun* const run : runs) {
-        bool const runs_on = run->m_output.descriptor >= 0 || run->m_errors.descriptor >= 0;
-        inTime = inTime && !runs_on;
-        run->end(runs_on);
+        bool const stillRuns = run->m_output.descriptor >= 0 || run->m_errors.descriptor >= 0;
+        inTime = inTime && !stillRuns;
+        run->end(stillRuns);
     }
     return inTime;
 }

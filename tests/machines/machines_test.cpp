@@ -120,7 +120,8 @@ protected:
     /** @return the width in the output's name. */
     static std::optional<unsigned short> columns()
     {
-        unsigned short const width = static_cast<unsigned short>(std::atoi(output().c_str()));
+        unsigned short width = 0;
+        std::istringstream(output()) >> width;
         return width == 0 ? std::nullopt : std::optional(width);
     }
 
