@@ -12,6 +12,7 @@
 #include "app/model/System.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
@@ -29,6 +30,7 @@ using Subjects = std::set<Subject>;
  */
 struct Machine {
     Subjects subjects; ///< Those that were asked for.
+    int64_t time = 0; ///< Of the reading, in seconds since 1970.
     std::optional<System> system;
     std::optional<Processors> processors;
     std::optional<Memory> memory;

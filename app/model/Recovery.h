@@ -41,6 +41,9 @@ struct Recovery {
      */
     bool isOver(int64_t now) const;
 
+    /** @return whether the recovery is over and has figures, which an idle engine has not. */
+    bool hasEnded(int64_t now) const { return phase() != RecoveryPhase::IDLE && isOver(now); }
+
     /** @return the time that the restore still takes at its average rate; nothing where unknown. */
     std::optional<std::chrono::seconds> timeLeft(int64_t now) const;
 };

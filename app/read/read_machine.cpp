@@ -9,6 +9,7 @@
 #include "app/read/memory_modules.h"
 #include "app/read/recovery.h"
 
+#include <ctime>
 #include <optional>
 
 namespace app {
@@ -17,6 +18,7 @@ Machine readMachine(ReadRequest const& request, TraceOutput& trace)
 {
     Machine machine;
     machine.subjects = request.subjects;
+    machine.time = std::time(nullptr);
     auto const begin = [&](Subject subject) {
         bool const wanted = machine.wasAskedFor(subject);
         if (wanted && request.began)

@@ -2,6 +2,7 @@
 
 #include "app/write/display.h"
 #include "app/write/names.h"
+#include "app/write/recovery_line.h"
 
 #include <algorithm>
 #include <map>
@@ -319,6 +320,8 @@ private:
         if (!m_machine.recovery)
             return {m_machine.hasProblem(Subject::RECOVERY) ? UNREADABLE : "none"};
         Recovery const& recovery = *m_machine.recovery;
+        if (recovery.hasEnded(m_machine.time))
+            return {recoveryOutcome(recovery, m_machine.time)};
         std::string text = phaseText(recovery);
         if (recovery.percent)
             text += ", " + std::to_string(*recovery.percent) + " %";

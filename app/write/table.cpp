@@ -5,6 +5,7 @@
 #include "app/write/display.h"
 #include "app/write/names.h"
 #include "app/write/notes.h"
+#include "app/write/recovery_line.h"
 
 #include <sstream>
 #include <vector>
@@ -433,6 +434,12 @@ private:
         table.addRow({"Restore started", timeText(recovery.restoreStart)});
         table.addRow({"Restore ended", timeText(recovery.restoreEnd)});
         begin(Subject::RECOVERY, table);
+        if (recovery.hasEnded(m_machine.time)) {
+            m_out << '\n';
+            for (std::string const& line :
+                wrapped(recoveryOutcome(recovery, m_machine.time), m_options.layout, 0, 0))
+                m_out << line << '\n';
+        }
     }
 
     Machine const& m_machine;

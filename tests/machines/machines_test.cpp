@@ -38,6 +38,7 @@ constexpr char const* COMMANDS[] = {
     "mounts",
     "networks",
     "recovery",
+    "library",
 };
 
 constexpr char const* MACHINES[] = {
