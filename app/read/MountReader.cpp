@@ -16,8 +16,10 @@ namespace {
 
 constexpr char const* TABLE = "/proc/self/mountinfo";
 constexpr char const* OLD_TABLE = "/proc/mounts";
+constexpr char const* UNKNOWN = "-";
 
-/** The size of one filesystem as the child hands it over: numbers, of which the first is errno. */
+/** The sizes of one filesystem as the child hands them over: numbers, of which the first is errno.
+ */
 std::string sizesOf(std::string const& mountPoint)
 {
     struct statvfs status { };
@@ -28,10 +30,17 @@ std::string sizesOf(std::string const& mountPoint)
     if (result != 0)
         return std::to_string(errno) + "\n";
     uint64_t const unit = status.f_frsize != 0 ? status.f_frsize : status.f_bsize;
+    // Some filesystems, those of foreign programs among them, count no blocks or count them wrong.
+    auto const bytes = [&](bool known, uint64_t blocks) {
+        known = known && status.f_blocks != 0 && blocks <= UINT64_MAX / unit;
+        return known ? std::to_string(blocks * unit) : UNKNOWN;
+    };
     std::string line = "0";
-    for (uint64_t const number : {status.f_blocks * unit, (status.f_blocks - status.f_bfree) * unit,
-             status.f_bavail * unit, uint64_t{status.f_files}, uint64_t{status.f_ffree}})
-        line += " " + std::to_string(number);
+    line += " " + bytes(unit != 0, status.f_blocks);
+    line += " "
+        + bytes(unit != 0 && status.f_bfree <= status.f_blocks, status.f_blocks - status.f_bfree);
+    line += " " + bytes(unit != 0 && status.f_bavail <= status.f_blocks, status.f_bavail);
+    line += " " + std::to_string(status.f_files) + " " + std::to_string(status.f_ffree);
     return line + "\n";
 }
 
@@ -155,7 +164,10 @@ void MountReader::finish(Machine& machine)
             Mount& mount = m_mounts[group.mounts[i]];
             if (result.end != TimedChild::ENDED)
                 machine.problems.push_back({Subject::MOUNTS, "the size of the filesystem",
-                    "the filesystem did not respond in time", mount.mountPoint});
+                    result.end == TimedChild::NOT_ENDED
+                        ? "the filesystem did not respond in time"
+                        : "the process that queried the filesystem was killed",
+                    mount.mountPoint});
             else if (int const error = setSizes(mount, lines[i]); error != 0) {
                 errno = error;
                 addProblem(

@@ -111,10 +111,16 @@ TimedChild::Result TimedChild::wait(std::chrono::steady_clock::time_point deadli
             continue;
         }
         // The end of the pipe: the child is ending.
+        // Until it is reaped, its number is that of no other group.
+        siginfo_t ended{};
+        while (waitid(P_PID, static_cast<id_t>(m_child), &ended, WEXITED | WNOWAIT) != 0
+            && errno == EINTR)
+            continue;
+        kill(-m_child, SIGKILL);
         int status = -1;
         while (waitpid(m_child, &status, 0) < 0 && errno == EINTR)
             continue;
-        kill(-std::exchange(m_child, -1), SIGKILL);
+        m_child = -1;
         if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
             return {CRASHED, {}};
         return {ENDED, std::move(bytes)};

@@ -102,6 +102,13 @@ void addRaidFacts(Disk& disk, std::string const& mdstat)
     }
 }
 
+/** RAM disks, and devices without a medium. */
+bool isLeftOut(Disk const& disk)
+{
+    constexpr char const* RAM_DISKS = "1:";
+    return startsWith(disk.device, RAM_DISKS) || disk.bytes == 0U;
+}
+
 class BlockFolder {
 public:
     explicit BlockFolder(Machine& machine) : m_machine(machine) { }
@@ -128,9 +135,7 @@ private:
             return;
         }
         Disk disk = commonFacts(folder, name);
-        constexpr char const* RAM_DISKS = "1:";
-        if (startsWith(disk.device, RAM_DISKS) || disk.bytes == 0U
-            || readFlag(folder + "/hidden").value_or(false))
+        if (isLeftOut(disk) || readFlag(folder + "/hidden").value_or(false))
             return;
         disk.readOnly = readFlag(folder + "/ro");
         disk.removable = readFlag(folder + "/removable");
@@ -210,6 +215,20 @@ bool isPartitionOf(std::string const& name, std::string const& disk)
     return numberOf(digit ? rest.substr(1) : rest).has_value();
 }
 
+void setTypeByName(Disk& disk, std::string const& mdstat)
+{
+    if (startsWith(disk.name, "md")) {
+        disk.type = Disk::RAID;
+        addRaidFacts(disk, mdstat);
+    } else if (startsWith(disk.name, "loop")) {
+        disk.type = Disk::LOOP;
+    } else if (startsWith(disk.name, "dm-")) {
+        disk.type = Disk::MAPPED;
+    } else {
+        addIdeIdentity(disk);
+    }
+}
+
 /** The lines "MAJOR MINOR BLOCKS NAME" of /proc/partitions; proc(5). Kernel 2.4 has statistics
  * behind them. */
 std::optional<std::vector<Disk>> readPartitionsFile(Machine& machine)
@@ -240,14 +259,10 @@ std::optional<std::vector<Disk>> readPartitionsFile(Machine& machine)
                 disk.type = Disk::PARTITION;
                 disk.parent = other.name;
             }
-        if (startsWith(disk.name, "md")) {
-            disk.type = Disk::RAID;
-            addRaidFacts(disk, mdstat);
-        } else if (startsWith(disk.name, "loop")) {
-            disk.type = Disk::LOOP;
-        } else if (disk.type == Disk::DISK) {
-            addIdeIdentity(disk);
-        }
+        if (isLeftOut(disk))
+            continue;
+        if (disk.type == Disk::DISK)
+            setTypeByName(disk, mdstat);
         disks.push_back(disk);
     }
     if (unreadable > 0)

@@ -51,6 +51,7 @@ private:
             return;
         LibraryAnswer const& answer = found->second;
         m_subject = subject;
+        m_isComplete = answer.outcome == LibraryAnswer::RETURNED_TRUE;
         if (answer.outcome != LibraryAnswer::RETURNED_TRUE)
             add("", "", NOTHING, answer.reason);
         // Without a record there is nothing to compare by item.
@@ -66,6 +67,25 @@ private:
         m_differences.push_back({m_subject, item, fact, library, reason});
     }
 
+    /** Adds an item that the library does not list. */
+    void addMissing(LibraryAnswer const& answer, std::string const& item, std::string const& reason)
+    {
+        add(item, "", NOTHING, m_isComplete ? reason : answer.reason);
+    }
+
+    static std::string whyOther(std::string const& library, std::optional<std::string> const& text)
+    {
+        // 48 with the zero at the end; a character of UTF-8 is not cut in its middle.
+        constexpr size_t LONGEST = 47;
+        constexpr size_t SHORTEST = LONGEST - 3;
+        if (text && library.size() < text->size() && library.size() >= SHORTEST
+            && text->compare(0, library.size(), library) == 0)
+            return "the library's texts have 47 bytes at most";
+        return library.empty()
+            ? "the library takes the firmware's text of DMI, which has none"
+            : "the library takes the firmware's text as it stands, blanks included";
+    }
+
     void compareWith(LibraryAnswer const& answer, System const& system)
     {
         if (answer.records.empty())
@@ -77,11 +97,7 @@ private:
             auto const library = record.get<std::string>(fact);
             if (library == text.value_or(""))
                 continue;
-            constexpr size_t LONGEST = 48;
-            bool const cut = text && text->compare(0, LONGEST, library) == 0;
-            add("", fact, knownText(library),
-                cut ? "the library's texts have 48 bytes at most"
-                    : "the library takes the firmware's text as it stands, blanks included");
+            add("", fact, knownText(library), whyOther(library, text));
         }
         constexpr char const* NAMES[] = {"none", "VMware", "Hyper-V", "Xen", "KVM", "QEMU",
             "VirtualBox", "Parallels", "other", "bhyve", "Amazon", "Azure"};
@@ -94,7 +110,7 @@ private:
 
     void compareWith(LibraryAnswer const& answer, Processors const& processors)
     {
-        if (answer.records.size() != processors.list.size())
+        if (m_isComplete && answer.records.size() != processors.list.size())
             add("", "count", uint64_t{answer.records.size()},
                 "the library counts the words of /proc/stat that begin with cpu and end in a "
                 "digit");
@@ -137,7 +153,7 @@ private:
                 continue;
             LibraryRecord const* const record = findRecord(answer, "getDiskID", disk.name);
             if (!record) {
-                add(disk.name, "", NOTHING, whyNotListed(disks, disk));
+                addMissing(answer, disk.name, whyNotListed(disks, disk));
                 continue;
             }
             auto const size = record->get<uint64_t>("getDiskTotalSizeInBytes");
@@ -173,8 +189,8 @@ private:
         for (Mount const& mount : mounts) {
             LibraryRecord const* const record = findRecord(answer, "getDiskName", mount.mountPoint);
             if (!record) {
-                add(mount.mountPoint, "", NOTHING,
-                    "the library lists the mounts of devices in /dev");
+                addMissing(
+                    answer, mount.mountPoint, "the library lists the mounts of devices in /dev");
                 continue;
             }
             compareSizes(mount, *record);
@@ -224,7 +240,8 @@ private:
         for (LibraryRecord const& record : answer.records)
             for (std::string const& server : record.get<Texts>("getDNSAddrs"))
                 servers.insert(server);
-        if (networks.nameServers
+        // The library reads them last.
+        if (m_isComplete && networks.nameServers
             && servers != std::set(networks.nameServers->begin(), networks.nameServers->end()))
             add("", "name_servers", Texts(servers.begin(), servers.end()),
                 "the library takes the word behind \"nameserver\" on every line of "
@@ -248,7 +265,7 @@ private:
                 library.push_back(address);
         }
         if (!listed) {
-            add(adapter.name, "", NOTHING, "ifconfig does not list the adapter");
+            addMissing(answer, adapter.name, "ifconfig does not list the adapter");
             return;
         }
         if (records > 1)
@@ -268,6 +285,7 @@ private:
 
     Machine const& m_machine;
     Subject m_subject = Subject::SYSTEM;
+    bool m_isComplete = false; // Whether the library's query returned true.
     std::vector<Difference> m_differences;
 };
 

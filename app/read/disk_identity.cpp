@@ -96,6 +96,8 @@ void addIdentity(Disk& disk, std::string const& folder, std::string const& path)
     if (!disk.serial)
         disk.serial = firstLine(folder, {"device/serial", "serial"});
     disk.transport = transportOf(path);
+    if (!disk.transport) // Before Linux 2.6.26 the disk's folder is no link.
+        disk.transport = transportOf(resolved(folder + "/device").value_or(""));
     if (!disk.model)
         addIdeIdentity(disk);
 }

@@ -22,15 +22,15 @@ std::optional<uint64_t> sizeOf(std::string const& text)
     auto const number = words.empty() ? std::nullopt : numberOf(words[0]);
     if (!number || words.size() != 2)
         return text == "No Module Installed" ? std::optional<uint64_t>(0) : std::nullopt;
-    constexpr char UNITS[] = "kMGT";
-    size_t const power = words[1] == "bytes"
-        ? 0
-        : std::string(UNITS).find(words[1][0] == 'K' ? 'k' : words[1][0]) + 1;
-    uint64_t const factor = uint64_t{1} << (10 * power);
-    if (power > std::string(UNITS).size()
-        || *number > std::numeric_limits<uint64_t>::max() / factor)
+    // Version 3.7 has "kiB", earlier ones "kB".
+    std::string const unit = words[1] == "bytes" ? " " : words[1].substr(0, 1);
+    size_t const power = std::string(" kMGT").find(unit == "K" ? "k" : unit);
+    if (power == std::string::npos)
         return std::nullopt;
-    return *number * factor;
+    uint64_t const factor = uint64_t{1} << (10 * power);
+    return *number <= std::numeric_limits<uint64_t>::max() / factor
+        ? std::optional(*number * factor)
+        : std::nullopt;
 }
 
 /** The firmware writes words of its own where it knows nothing. */
@@ -67,7 +67,9 @@ void setField(Device& device, std::string const& name, std::string const& value)
 /** @return the exit status of the tool in the first line, its output behind it. */
 std::string runTool()
 {
-    std::FILE* const tool = popen("LANG=C LC_ALL=C dmidecode -t 17", "re");
+    // The path of a user who became root with su(1) may lack the system's folders.
+    std::FILE* const tool =
+        popen("PATH=$PATH:/usr/sbin:/sbin; export PATH; LC_ALL=C dmidecode -t 17", "re");
     if (!tool)
         return {};
     std::string output;

@@ -17,6 +17,19 @@ constexpr char const* NETWORK_TYPES[] = {"9p", "afs", "beegfs", "ceph", "cifs", 
 /** Filesystems on block devices that the kernel mounts under a number of no device. */
 constexpr char const* POOLED_TYPES[] = {"bcachefs", "btrfs", "zfs"};
 
+/** The fields of a line. The kernel writes one blank between two, and escapes those within; a field
+ * may be empty, and has other control characters as they are. */
+std::vector<std::string> fieldsOf(std::string const& line)
+{
+    std::vector<std::string> fields;
+    for (size_t begin = 0; begin <= line.size();) {
+        size_t const end = std::min(line.find(' ', begin), line.size());
+        fields.push_back(line.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return fields;
+}
+
 template <size_t COUNT> bool isOneOf(std::string const& type, char const* const (&types)[COUNT])
 {
     return std::find(std::begin(types), std::end(types), type) != std::end(types);
@@ -47,7 +60,7 @@ MountTable parseMountInfo(std::string const& text)
     constexpr size_t OPTIONS = 5;
     MountTable table;
     for (std::string const& line : linesOf(text)) {
-        auto const words = wordsOf(line);
+        auto const words = fieldsOf(line);
         auto const dash = std::find(words.begin(), words.end(), "-");
         if (dash - words.begin() <= static_cast<ptrdiff_t>(OPTIONS) || words.end() - dash < 3) {
             ++table.leftOut;
@@ -69,9 +82,9 @@ MountTable parseMounts(std::string const& text)
 {
     MountTable table;
     for (std::string const& line : linesOf(text)) {
-        auto const words = wordsOf(line);
+        auto const words = fieldsOf(line);
         if (words.size() < 4) {
-            table.leftOut += words.empty() ? 0 : 1;
+            table.leftOut += line.empty() ? 0 : 1;
             continue;
         }
         MountEntry& entry = table.entries.emplace_back();

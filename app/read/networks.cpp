@@ -159,9 +159,24 @@ std::optional<std::string> stateOf(std::string const& name, Found const& found)
 
 std::optional<unsigned> smallNumber(std::string const& path)
 {
-    auto const number = readNumber(path); // A speed of -1 is unknown.
+    auto const number = readNumber(path);
     return number && *number <= UINT32_MAX ? std::optional(static_cast<unsigned>(*number))
                                            : std::nullopt;
+}
+
+/** An unknown speed is -1, which old kernels write without a sign, of 16 or of 32 bits. */
+std::optional<unsigned> speedOf(std::string const& name)
+{
+    auto const speed = smallNumber(CLASS + name + "/speed");
+    return speed == 0U || speed == UINT16_MAX || speed == UINT32_MAX ? std::nullopt : speed;
+}
+
+/** Several routes may lead through one gateway. */
+void addGateway(Adapter& adapter, std::string const& gateway)
+{
+    auto const end = adapter.gateways.end();
+    if (std::find(adapter.gateways.begin(), end, gateway) == end)
+        adapter.gateways.push_back(gateway);
 }
 
 void addFacts(std::string const& name, Found& found)
@@ -171,9 +186,7 @@ void addFacts(std::string const& name, Found& found)
     adapter.kind = kindOf(name, found);
     adapter.state = stateOf(name, found);
     adapter.mtu = smallNumber(CLASS + name + "/mtu");
-    adapter.speedMbit = smallNumber(CLASS + name + "/speed");
-    if (adapter.speedMbit == 0U)
-        adapter.speedMbit.reset();
+    adapter.speedMbit = speedOf(name);
     if (adapter.mac)
         return;
     auto const mac = readLine(CLASS + name + "/address");
@@ -197,7 +210,7 @@ void addGateways(FoundAdapters& found, std::string const& routes)
         in_addr const address = {static_cast<in_addr_t>(*gateway)};
         std::array<char, INET_ADDRSTRLEN> text{};
         inet_ntop(AF_INET, &address, text.data(), text.size());
-        found[words[0]].adapter.gateways.emplace_back(text.data());
+        addGateway(found[words[0]].adapter, text.data());
     }
 }
 
@@ -217,7 +230,7 @@ void addGateways6(FoundAdapters& found, std::string const& routes)
                 static_cast<uint8_t>(numberOf(words[4].substr(2 * i, 2), HEXADECIMAL).value_or(0));
         std::array<char, INET6_ADDRSTRLEN> text{};
         inet_ntop(AF_INET6, &address, text.data(), text.size());
-        found[words[9]].adapter.gateways.emplace_back(text.data());
+        addGateway(found[words[9]].adapter, text.data());
     }
 }
 

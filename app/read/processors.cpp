@@ -92,12 +92,17 @@ std::map<unsigned, unsigned> nodesOfProcessors(std::set<unsigned>& nodes)
     return nodeOf;
 }
 
+/** Drivers and hypervisors report a speed of 0 where they know none. */
+std::optional<unsigned> notZero(std::optional<unsigned> speed)
+{
+    return speed == 0U ? std::nullopt : speed;
+}
+
 /** A speed in kHz; the kernel's admin-guide/pm/cpufreq. */
 std::optional<unsigned> speed(std::string const& folder, char const* file)
 {
     auto const khz = readNumber(folder + "/cpufreq/" + file);
-    // Some drivers report 0 for a speed that they do not know.
-    return khz && *khz >= KHZ_PER_MHZ ? narrowed(*khz / KHZ_PER_MHZ) : std::nullopt;
+    return khz ? notZero(narrowed(*khz / KHZ_PER_MHZ)) : std::nullopt;
 }
 
 /** @param fields the processor's block of /proc/cpuinfo, for what /sys does not have. */
@@ -115,7 +120,7 @@ Processor readProcessor(unsigned number, Fields const& fields)
     processor.lowestMHz = speed(folder, "cpuinfo_min_freq");
     processor.currentMHz = speed(folder, "scaling_cur_freq");
     if (!processor.currentMHz)
-        processor.currentMHz = numberIn(fields, "cpu MHz");
+        processor.currentMHz = notZero(numberIn(fields, "cpu MHz"));
     processor.highestMHz = speed(folder, "cpuinfo_max_freq");
     return processor;
 }

@@ -42,7 +42,8 @@ Machine readMachine(ReadRequest const& request, TraceOutput& trace)
         readDisks(machine);
     std::optional<MountReader> mounts;
     if (begin(Subject::MOUNTS)) {
-        auto const disks = machine.disks ? machine.disks : readBlockDevices(machine);
+        auto const disks =
+            machine.wasAskedFor(Subject::DISKS) ? machine.disks : readBlockDevices(machine);
         mounts.emplace(machine, disks.value_or(std::vector<Disk>()), request.toolLimit);
     }
     if (begin(Subject::SYSTEM))

@@ -16,9 +16,12 @@ std::optional<std::string> assigned(std::string const& text, std::string const& 
         if (line.compare(0, name.size() + 1, name + "=") != 0)
             continue;
         std::string value = trimmed(line.substr(name.size() + 1));
+        bool const literal = value[0] == '\'';
         if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'')
             && value.back() == value.front())
             value = value.substr(1, value.size() - 2);
+        if (literal)
+            return known(value);
         std::string plain;
         for (size_t i = 0; i < value.size(); ++i) {
             if (value[i] == '\\' && i + 1 < value.size())

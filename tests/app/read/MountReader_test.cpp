@@ -1,0 +1,249 @@
+#include "app/read/MountReader.h"
+#include "tests/app/read/FakeCalls.h"
+#include "tests/support/Machine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/sysmacros.h>
+
+using app::Disk;
+using app::Machine;
+using app::Mount;
+using app_read_test::FakeCalls;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testkit::machine;
+
+namespace {
+
+constexpr char const* ROOT = "1 1 8:1 / / rw - ext4 /dev/sda1 rw\n";
+
+/** Of 1,000 blocks, of which 400 are free, 50 of those for the superuser. */
+struct statvfs filesystem(unsigned long unit)
+{
+    struct statvfs status { };
+    status.f_bsize = 65536; // Preferred for input and output; counts nothing.
+    status.f_frsize = unit;
+    status.f_blocks = 1000;
+    status.f_bfree = 400;
+    status.f_bavail = 350;
+    status.f_files = 64;
+    status.f_ffree = 60;
+    return status;
+}
+
+std::vector<Disk> disks()
+{
+    Disk sda;
+    sda.name = "sda";
+    sda.device = "8:0";
+    Disk sda1;
+    sda1.name = "sda1";
+    sda1.device = "8:1";
+    sda1.type = Disk::PARTITION;
+    sda1.parent = "sda";
+    return {sda, sda1};
+}
+
+Machine readMounts(std::chrono::milliseconds limit = std::chrono::seconds(20))
+{
+    Machine found;
+    app::MountReader reader(found, disks(), limit);
+    reader.finish(found);
+    return found;
+}
+
+Mount readOne()
+{
+    Machine const found = readMounts();
+    EXPECT_TRUE(found.mounts && found.mounts->size() == 1);
+    return found.mounts && !found.mounts->empty() ? found.mounts->front() : Mount();
+}
+
+Mount readRoot(struct statvfs const& status)
+{
+    machine.file("/proc/self/mountinfo", ROOT);
+    FakeCalls calls;
+    calls.filesystems["/"] = status;
+    return readOne();
+}
+
+}
+
+TEST(MountReader, countsAsDfDoes)
+{
+    Mount const mount = readRoot(filesystem(4096));
+    EXPECT_EQ(mount.size, 4096000U);
+    EXPECT_EQ(mount.used, 600U * 4096);
+    EXPECT_EQ(mount.available, 350U * 4096) << "without the superuser's reserve";
+    EXPECT_EQ(mount.inodes, 64U);
+    EXPECT_EQ(mount.freeInodes, 60U);
+}
+
+TEST(MountReader, countsInPreferredBlocksWhereAFilesystemHasNoOthers)
+{
+    EXPECT_EQ(readRoot(filesystem(0)).size, 65536000U);
+}
+
+TEST(MountReader, countsSizesOf64Bits)
+{
+    struct statvfs status = filesystem(4096);
+    status.f_blocks = uint64_t{1} << 40;
+    EXPECT_EQ(readRoot(status).size, uint64_t{1} << 52);
+}
+
+TEST(MountReader, hasNoInodesOfAFilesystemWithoutATableOfThem)
+{
+    struct statvfs status = filesystem(4096);
+    status.f_files = 0;
+    status.f_ffree = 0;
+    Mount const mount = readRoot(status);
+    EXPECT_EQ(mount.size, 4096000U);
+    EXPECT_EQ(mount.inodes, std::nullopt);
+    EXPECT_EQ(mount.freeInodes, std::nullopt);
+}
+
+TEST(MountReader, hasNoSizesOfAFilesystemThatCountsNoBlocks)
+{
+    Mount const mount = readRoot({});
+    EXPECT_EQ(mount.size, std::nullopt);
+    EXPECT_EQ(mount.used, std::nullopt);
+    EXPECT_EQ(mount.available, std::nullopt);
+}
+
+TEST(MountReader, hasNoUseOfAFilesystemWithMoreFreeBlocksThanItHas)
+{
+    struct statvfs status = filesystem(4096);
+    status.f_bfree = 1001;
+    Mount const mount = readRoot(status);
+    EXPECT_EQ(mount.size, 4096000U);
+    EXPECT_EQ(mount.used, std::nullopt);
+}
+
+TEST(MountReader, findsTheDiskByTheNumberOfTheDevice)
+{
+    Mount const mount = readRoot(filesystem(4096));
+    EXPECT_EQ(mount.device, "sda1");
+    EXPECT_THAT(mount.disks, ElementsAre("sda"));
+}
+
+TEST(MountReader, findsTheDiskOfBtrfsByItsNode)
+{
+    machine.file("/proc/self/mountinfo", "1 1 0:33 /@ / rw - btrfs /dev/disk/by-id/x rw\n");
+    machine.file("/dev/sda1", "");
+    machine.link("/dev/disk/by-id/x", "../../sda1");
+    FakeCalls const calls;
+    EXPECT_EQ(readOne().device, "sda1") << "by the node's name";
+}
+
+TEST(MountReader, findsTheDiskByTheNumberOfTheNode)
+{
+    machine.file("/proc/mounts", "/dev/other / ext4 rw 0 0\n");
+    FakeCalls calls;
+    calls.blockDevices["/dev/other"] = makedev(8, 1);
+    EXPECT_EQ(readOne().device, "sda1");
+}
+
+TEST(MountReader, findsTheDiskOfTheRootByTheNumberOfItsFolder)
+{
+    machine.file("/proc/mounts", "/dev/root / ext3 rw 0 0\n");
+    FakeCalls calls;
+    calls.devicesOfFiles["/"] = makedev(8, 1);
+    Mount const mount = readOne();
+    EXPECT_EQ(mount.device, "sda1");
+    EXPECT_EQ(mount.source, "/dev/root");
+}
+
+TEST(MountReader, hasNoDiskOfANetworkFilesystem)
+{
+    machine.file("/proc/self/mountinfo", "1 1 0:44 / /nas rw - nfs4 nas:/x rw\n");
+    FakeCalls calls;
+    calls.filesystems["/nas"] = filesystem(4096);
+    Mount const mount = readOne();
+    EXPECT_TRUE(mount.network);
+    EXPECT_EQ(mount.size, 4096000U);
+    EXPECT_EQ(mount.device, "");
+    EXPECT_THAT(mount.disks, IsEmpty());
+}
+
+TEST(MountReader, readsProcMountsWhereThereIsNoMountInfo)
+{
+    machine.file("/proc/mounts", "/dev/sda1 /my\\040disk ext4 rw 0 0\n");
+    FakeCalls calls;
+    calls.filesystems["/my disk"] = filesystem(4096);
+    Mount const mount = readOne();
+    EXPECT_EQ(mount.mountPoint, "/my disk");
+    EXPECT_EQ(mount.size, 4096000U);
+}
+
+TEST(MountReader, hasAProblemWhereThereIsNoTable)
+{
+    Machine const found = readMounts();
+    EXPECT_FALSE(found.mounts);
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].source, "/proc/self/mountinfo");
+    EXPECT_EQ(found.problems[0].reason, "No such file or directory");
+}
+
+TEST(MountReader, hasAnEmptyListOnAMachineWithoutFilesystems)
+{
+    machine.file("/proc/self/mountinfo", "1 1 0:5 / /proc rw - proc proc rw\n");
+    Machine const found = readMounts();
+    ASSERT_TRUE(found.mounts);
+    EXPECT_THAT(*found.mounts, IsEmpty());
+    EXPECT_THAT(found.problems, IsEmpty());
+}
+
+TEST(MountReader, countsTheLinesThatAreNoEntries)
+{
+    machine.file("/proc/self/mountinfo", "nonsense\n");
+    Machine const found = readMounts();
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].reason, "1 entry was left out");
+}
+
+TEST(MountReader, hasAProblemWithTheReasonOfAFilesystemThatFails)
+{
+    machine.file("/proc/self/mountinfo", std::string(ROOT) + "2 1 8:2 / /b rw - ext4 /dev/b rw\n");
+    FakeCalls calls;
+    calls.filesystems["/b"] = filesystem(4096);
+    Machine const found = readMounts();
+    ASSERT_THAT(*found.mounts, SizeIs(2));
+    EXPECT_EQ(found.mounts->at(0).size, std::nullopt);
+    EXPECT_EQ(found.mounts->at(1).size, 4096000U);
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].source, "/");
+    EXPECT_EQ(found.problems[0].reason, "Input/output error");
+}
+
+TEST(MountReader, losesOnlyTheSizeOfANetworkFilesystemThatHangs)
+{
+    machine.file("/proc/self/mountinfo",
+        std::string(ROOT)
+            + "2 1 0:44 / /dead rw - nfs4 nas:/x rw\n3 1 0:45 / /nas rw - nfs4 nas:/y rw\n");
+    FakeCalls calls;
+    calls.filesystems["/"] = filesystem(4096);
+    calls.filesystems["/nas"] = filesystem(512);
+    calls.hangingFilesystems = {"/dead"};
+    Machine const found = readMounts(std::chrono::seconds(1));
+    ASSERT_THAT(*found.mounts, SizeIs(3));
+    EXPECT_EQ(found.mounts->at(0).size, 4096000U);
+    EXPECT_EQ(found.mounts->at(1).size, std::nullopt);
+    EXPECT_EQ(found.mounts->at(1).source, "nas:/x");
+    EXPECT_EQ(found.mounts->at(2).size, 512000U);
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].source, "/dead");
+    EXPECT_EQ(found.problems[0].reason, "the filesystem did not respond in time");
+}
+
+TEST(MountReader, reportsAChildThatDiesAsNoFilesystemThatHangs)
+{
+    machine.file("/proc/self/mountinfo", ROOT);
+    FakeCalls calls;
+    calls.crashingFilesystems = {"/"};
+    Machine const found = readMounts();
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].reason, "the process that queried the filesystem was killed");
+}

@@ -1,0 +1,150 @@
+#include "app/read/kernel_file.h"
+#include "tests/support/Machine.h"
+#include "tests/sysinfo/ReadCalls.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <sys/stat.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
+using testkit::machine;
+
+namespace {
+
+constexpr size_t LARGEST = size_t{16} * 1024 * 1024;
+
+}
+
+TEST(KernelFile, isReadWhole)
+{
+    using namespace std::string_literals;
+    machine.file("/proc/x", "one\ntwo\0three"s);
+    EXPECT_EQ(app::readFile("/proc/x"), "one\ntwo\0three"s);
+    machine.file("/proc/x", "");
+    EXPECT_EQ(app::readFile("/proc/x"), "");
+}
+
+TEST(KernelFile, isReadWholeBetweenSignals)
+{
+    machine.file("/proc/x", "four");
+    testkit::ReadCalls reads("/proc/x");
+    reads.giveSingleBytesBetweenSignals();
+    EXPECT_EQ(app::readFile("/proc/x"), "four");
+    EXPECT_GE(reads.failures(), 4U);
+}
+
+TEST(KernelFile, isNothingWhereReadingFails)
+{
+    machine.file("/proc/x", "four");
+    testkit::ReadCalls reads("/proc/x");
+    reads.failBehind(2, EIO);
+    EXPECT_EQ(app::readFile("/proc/x"), std::nullopt);
+    EXPECT_EQ(errno, EIO);
+}
+
+TEST(KernelFile, isNothingWhereItIsMissing)
+{
+    EXPECT_EQ(app::readFile("/proc/x"), std::nullopt);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(KernelFile, isNothingWhereItIsAFolder)
+{
+    EXPECT_EQ(app::readFile("/proc"), std::nullopt);
+    EXPECT_EQ(errno, EISDIR);
+}
+
+TEST(KernelFile, doesNotBlockOnAFifo)
+{
+    ASSERT_EQ(mkfifo("/proc/x", 0600), 0);
+    EXPECT_EQ(app::readFile("/proc/x"), std::nullopt);
+    EXPECT_EQ(errno, EINVAL);
+}
+
+TEST(KernelFile, isReadUpTo16MiB)
+{
+    machine.file("/proc/x", std::string(LARGEST, 'x'));
+    EXPECT_EQ(app::readFile("/proc/x").value_or("").size(), LARGEST);
+    machine.file("/proc/x", std::string(LARGEST + 1, 'x'));
+    EXPECT_EQ(app::readFile("/proc/x"), std::nullopt);
+    EXPECT_EQ(errno, EFBIG);
+}
+
+TEST(KernelFile, hasAFirstLineWithoutBlanksAndNulBytesAroundIt)
+{
+    using namespace std::string_literals;
+    machine.file("/sys/x", " \tAcme Rocket \0\nsecond\n"s);
+    EXPECT_EQ(app::readLine("/sys/x"), "Acme Rocket");
+    machine.file("/sys/x", "no newline");
+    EXPECT_EQ(app::readLine("/sys/x"), "no newline");
+    machine.file("/sys/x", " \nsecond\n");
+    EXPECT_EQ(app::readLine("/sys/x"), std::nullopt);
+}
+
+TEST(KernelFile, hasANumberOnlyWhereTheWholeLineIsOne)
+{
+    machine.file("/sys/x", "18446744073709551615\n");
+    EXPECT_EQ(app::readNumber("/sys/x"), UINT64_MAX);
+    for (char const* const text :
+        {"18446744073709551616", "-1", "+1", "1 2", "0x10", "", "<unknown>"}) {
+        machine.file("/sys/x", text);
+        EXPECT_EQ(app::readNumber("/sys/x"), std::nullopt) << text;
+    }
+}
+
+TEST(KernelFile, hasAFlagWhereItHasANumber)
+{
+    machine.file("/sys/x", "1\n");
+    EXPECT_EQ(app::readFlag("/sys/x"), true);
+    machine.file("/sys/x", "0\n");
+    EXPECT_EQ(app::readFlag("/sys/x"), false);
+    EXPECT_EQ(app::readFlag("/sys/y"), std::nullopt);
+}
+
+TEST(Folder, hasItsNamesInNaturalOrder)
+{
+    for (char const* const name : {"/sys/x/b", "/sys/x/a10", "/sys/x/a9", "/sys/x/.c"})
+        machine.file(name, "");
+    EXPECT_THAT(app::namesIn("/sys/x"), Optional(ElementsAre(".c", "a9", "a10", "b")));
+}
+
+TEST(Folder, isNothingWhereItCannotBeRead)
+{
+    EXPECT_EQ(app::namesIn("/sys/x"), std::nullopt);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(Path, isResolvedWithoutLinks)
+{
+    machine.file("/sys/devices/x", "");
+    machine.link("/sys/x", "devices/x");
+    machine.link("/sys/y", "devices/gone");
+    EXPECT_EQ(app::resolved("/sys/x"), "/sys/devices/x");
+    EXPECT_EQ(app::resolved("/sys/y"), std::nullopt);
+    EXPECT_FALSE(app::exists("/sys/y"));
+}
+
+TEST(Text, hasLinesWithAndWithoutALastNewline)
+{
+    EXPECT_THAT(app::linesOf("a\n\nb"), ElementsAre("a", "", "b"));
+    EXPECT_THAT(app::linesOf("a\n"), ElementsAre("a"));
+    EXPECT_THAT(app::linesOf(""), IsEmpty());
+}
+
+TEST(Text, hasWordsBetweenBlanksAndTabs)
+{
+    EXPECT_THAT(app::wordsOf(" a\t bc "), ElementsAre("a", "bc"));
+    EXPECT_THAT(app::wordsOf(" \t"), IsEmpty());
+}
+
+TEST(OctalEscape, isDecodedWhereItIsWhole)
+{
+    EXPECT_EQ(app::decodeOctal("my\\040disk\\134x"), "my disk\\x");
+    EXPECT_EQ(app::decodeOctal("\\377"), "\xFF");
+    for (char const* const text : {"\\04", "\\400", "\\08x", "\\", "x"})
+        EXPECT_EQ(app::decodeOctal(text), text);
+}
