@@ -50,12 +50,9 @@ int setSizes(Mount& mount, std::string const& line)
     auto const words = wordsOf(line);
     if (words.size() != 6)
         return words.empty() ? EIO : std::stoi(words[0]);
-    // A filesystem without blocks does not report its size, as network servers may.
-    if (words[1] != "0") {
-        mount.size = numberOf(words[1]);
-        mount.used = numberOf(words[2]);
-        mount.available = numberOf(words[3]);
-    }
+    mount.size = numberOf(words[1]);
+    mount.used = numberOf(words[2]);
+    mount.available = numberOf(words[3]);
     // A filesystem without a table of inodes, as vfat and btrfs, reports none.
     if (words[4] != "0") {
         mount.inodes = numberOf(words[4]);
