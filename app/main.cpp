@@ -66,7 +66,7 @@ Layout layoutOf(CommandLine const& line)
     layout.headings = line.headings;
     bool const terminal = isatty(STDOUT_FILENO) == 1;
     if (terminal)
-        layout.columns = terminalColumns();
+        layout.columns = terminalColumns(STDOUT_FILENO);
     char const* const noColor = std::getenv("NO_COLOR");
     char const* const type = std::getenv("TERM");
     bool const wanted =

@@ -196,21 +196,10 @@ private:
             compareSizes(mount, *record);
             auto const disks = record->get<Texts>("getParentDisks");
             if (disks != mount.disks)
-                add(mount.mountPoint, "disks", disks, whyOtherDisks(mount));
+                add(mount.mountPoint, "disks", disks,
+                    "the library finds only disks that it lists itself, beneath partitions such as "
+                    "sda1 and not beneath md or LVM");
         }
-    }
-
-    /** A mount of a partition has its disk where the library lists that disk. */
-    std::string whyOtherDisks(Mount const& mount) const
-    {
-        auto const listed = m_machine.library.find(Subject::DISKS);
-        bool const unlisted = listed != m_machine.library.end()
-            && std::all_of(mount.disks.begin(), mount.disks.end(), [&](std::string const& disk) {
-                   return !findRecord(listed->second, "getDiskID", disk);
-               });
-        if (unlisted)
-            return "the library does not list the disk itself";
-        return "the library finds the disks of partitions such as sda1, not of md or LVM";
     }
 
     void compareSizes(Mount const& mount, LibraryRecord const& record)

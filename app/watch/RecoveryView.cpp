@@ -99,7 +99,7 @@ private:
     static size_t usableColumns()
     {
         constexpr size_t FREE = 3;
-        return std::max(terminalColumns(), FREE + 1) - FREE;
+        return std::max(terminalColumns(STDOUT_FILENO), FREE + 1) - FREE;
     }
 
     size_t m_drawn = 0; // Columns that stand there.

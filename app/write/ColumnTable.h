@@ -5,7 +5,9 @@
 #include "app/write/table.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace app {
@@ -19,35 +21,53 @@ template <class Row> struct ColumnOf {
     std::string (*text)(Row const& row);
 };
 
-/** @return the words between commas. */
+/** Of a column that one table shows always, and others only where it is named. */
+inline constexpr unsigned USUAL_IMPORTANCE = 100;
+
+/** @return the words between commas, in capital letters. */
 std::vector<std::string> columnNames(std::string const& list);
 
-/** The columns that the reader wants. @throws ColumnError */
+/**
+ * The columns that the reader wants.
+ *
+ * @param choice as in `TableOptions`. @param usual the names of the columns of a table without a
+ * choice; empty for all that have an importance.
+ * @throws ColumnError
+ */
 template <class Row, size_t COUNT> std::vector<ColumnOf<Row>> chosenColumns(
-    ColumnOf<Row> const (&all)[COUNT], std::string const& choice)
+    ColumnOf<Row> const (&all)[COUNT], std::string const& choice, std::string const& usual = "")
 {
-    std::vector<ColumnOf<Row>> chosen;
-    bool const added = choice.rfind('+', 0) == 0;
-    if (choice.empty() || added)
-        std::copy_if(std::begin(all), std::end(all), std::back_inserter(chosen),
-            [](ColumnOf<Row> const& column) { return column.importance > 0; });
-    for (std::string const& name : columnNames(added ? choice.substr(1) : choice)) {
+    auto const find = [&all](std::string const& name) {
         auto const column = std::find_if(std::begin(all), std::end(all),
             [&name](ColumnOf<Row> const& candidate) { return name == candidate.name; });
-        if (column == std::end(all))
+        if (column == std::end(all) || name.empty())
             throw ColumnError("unknown column '" + name + "'; --list-columns lists them");
-        chosen.push_back(*column);
+        return *column;
+    };
+    std::vector<ColumnOf<Row>> chosen;
+    bool const added = choice.rfind('+', 0) == 0;
+    if (choice.empty() || added) {
+        for (std::string const& name : columnNames(usual)) {
+            chosen.push_back(find(name));
+            if (chosen.back().importance == 0)
+                chosen.back().importance = USUAL_IMPORTANCE;
+        }
+        if (usual.empty())
+            std::copy_if(std::begin(all), std::end(all), std::back_inserter(chosen),
+                [](ColumnOf<Row> const& column) { return column.importance > 0; });
+    }
+    for (std::string const& name : columnNames(added ? choice.substr(1) : choice)) {
+        chosen.push_back(find(name));
         // The reader has asked for it.
         chosen.back().importance = TextTable::ALWAYS;
     }
     return chosen;
 }
 
-/** @param enough see `TextTable::Column`. @throws ColumnError */
-template <class Row, size_t COUNT> TextTable tableOf(std::vector<Row> const& rows,
-    ColumnOf<Row> const (&all)[COUNT], std::string const& choice, size_t enough = 0)
+/** @param enough see `TextTable::Column`. */
+template <class Row> TextTable tableOf(
+    std::vector<Row> const& rows, std::vector<ColumnOf<Row>> const& columns, size_t enough = 0)
 {
-    auto const columns = chosenColumns(all, choice);
     std::vector<TextTable::Column> headings;
     for (auto const& column : columns)
         headings.push_back({column.name, column.alignment, column.importance});
@@ -68,7 +88,8 @@ template <class Row, size_t COUNT> TextTable columnList(ColumnOf<Row> const (&al
 {
     TextTable table({{"COLUMN"}, {"MEANING"}});
     for (auto const& column : all)
-        table.addRow({column.name, column.description});
+        if (*column.name)
+            table.addRow({column.name, column.description});
     return table;
 }
 

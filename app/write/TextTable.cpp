@@ -124,6 +124,37 @@ std::string TextTable::line(Row const& row, Fit const& fit) const
     return text;
 }
 
+FactList::FactList(std::string heading, std::string const& value)
+{
+    add(std::move(heading), value);
+}
+
+void FactList::add(std::string label, std::string const& value)
+{
+    m_facts.emplace_back(std::move(label), printable(value));
+}
+
+std::string FactList::text(Layout const& layout) const
+{
+    size_t width = 0;
+    for (auto const& [label, value] : m_facts)
+        width = std::max(width, displayWidth(label) + GAP);
+    std::string lines;
+    for (auto const& [label, value] : m_facts) {
+        bool const heading = &label == &m_facts.front().first;
+        if (heading && !layout.headings)
+            continue;
+        std::vector<std::string> values = wrapped(value, layout, width, width);
+        if (values.empty())
+            values.push_back(label);
+        else
+            values[0].replace(0, label.size(), label);
+        for (std::string const& line : values)
+            lines += colored(line, Color::BOLD, heading && layout.colors) + "\n";
+    }
+    return lines;
+}
+
 std::vector<std::string> wrapped(
     std::string const& text, Layout const& layout, size_t first, size_t others)
 {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace app {
@@ -65,6 +66,19 @@ private:
 
     std::vector<Column> m_columns;
     std::vector<Row> m_rows;
+};
+
+/** Facts with labels, a line each, below a heading of the same form; values that pass the
+ * terminal's width go on in the next line. */
+class FactList {
+public:
+    explicit FactList(std::string heading, std::string const& value = "");
+
+    void add(std::string label, std::string const& value);
+    std::string text(Layout const& layout) const;
+
+private:
+    std::vector<std::pair<std::string, std::string>> m_facts; // The heading comes first.
 };
 
 /** @return the text in lines that are broken at blanks where the terminal ends; the first one is

@@ -4,6 +4,9 @@
 #include "app/write/names.h"
 #include "app/write/notes.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace app {
 
 namespace {
@@ -22,9 +25,11 @@ void writeRecord(LibraryRecord const& record, Layout const& layout, std::ostream
         writeLine(field.getter + ": " + libraryText(field.value, ""), 4, layout, out);
 }
 
-void writeDifference(Difference const& difference, Layout const& layout, std::ostream& out)
+/** The items with the same difference in one sentence. */
+void writeDifference(
+    Difference const& difference, std::string const& items, Layout const& layout, std::ostream& out)
 {
-    std::string text = printable(difference.item);
+    std::string text = printable(items);
     if (!difference.fact.empty())
         text += (text.empty() ? "" : ": ") + factText(difference.fact) + " is "
             + libraryText(difference.library, difference.fact);
@@ -32,6 +37,29 @@ void writeDifference(Difference const& difference, Layout const& layout, std::os
         text += " is not reported";
     writeLine("* " + text + (text.empty() ? "" : ": ") + printable(difference.reason) + ".", 2,
         layout, out);
+}
+
+void writeDifferences(
+    Machine const& machine, Subject subject, Layout const& layout, std::ostream& out)
+{
+    auto const isSame = [](Difference const& one, Difference const& other) {
+        return one.fact == other.fact && one.reason == other.reason && one.library == other.library;
+    };
+    std::vector<Difference const*> distinct;
+    for (Difference const& difference : machine.differences)
+        if (difference.subject == subject
+            && std::none_of(distinct.begin(), distinct.end(),
+                [&](Difference const* other) { return isSame(difference, *other); }))
+            distinct.push_back(&difference);
+    if (!distinct.empty())
+        writeLine("Different from the machine:", 2, layout, out);
+    for (Difference const* const difference : distinct) {
+        std::vector<std::string> items;
+        for (Difference const& other : machine.differences)
+            if (other.subject == subject && isSame(*difference, other) && !other.item.empty())
+                items.push_back(other.item);
+        writeDifference(*difference, joined(items), layout, out);
+    }
 }
 
 }
@@ -47,17 +75,13 @@ void writeLibrary(Machine const& machine, Layout const& layout, std::ostream& ou
                 + ", " + (count == 1 ? "1 record" : std::to_string(count) + " records") + ", "
                 + oneDecimal(answer.seconds * 1000) + " ms",
             0, layout, out);
-        for (LibraryRecord const& record : answer.records)
-            writeRecord(record, layout, out);
-        bool heading = true;
-        for (Difference const& difference : machine.differences) {
-            if (difference.subject != subject)
-                continue;
-            if (heading)
-                writeLine("Different from the machine:", 2, layout, out);
-            heading = false;
-            writeDifference(difference, layout, out);
+        for (size_t i = 0; i < count; ++i) {
+            // Processors have no line of their own.
+            if (answer.records[i].text.empty() && count > 1)
+                writeLine("record " + std::to_string(i), 2, layout, out);
+            writeRecord(answer.records[i], layout, out);
         }
+        writeDifferences(machine, subject, layout, out);
     }
 }
 

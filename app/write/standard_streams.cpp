@@ -1,9 +1,13 @@
 #include "app/write/standard_streams.h"
 
+#include "app/write/TextTable.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include <sstream>
 
 namespace app {
 
@@ -30,18 +34,26 @@ int writeWhole(int descriptor, std::string const& text) noexcept
     return 0;
 }
 
-size_t terminalColumns() noexcept
+size_t terminalColumns(int descriptor) noexcept
 {
     constexpr size_t USUAL = 80;
     winsize size{};
-    bool const reported = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    bool const reported = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
     return reported ? size.ws_col : USUAL;
 }
 
 void complain(std::string const& message)
 {
+    Layout layout;
+    if (isatty(STDERR_FILENO) == 1)
+        layout.columns = terminalColumns(STDERR_FILENO);
+    std::string text;
+    std::istringstream lines("dovrel-sysinfo: " + message);
+    for (std::string line; std::getline(lines, line);)
+        for (std::string const& part : wrapped(line, layout, 0, 2))
+            text += part + "\n";
     // Where standard error cannot be written either there is nobody left to tell.
-    (void)writeWhole(STDERR_FILENO, "dovrel-sysinfo: " + message + "\n");
+    (void)writeWhole(STDERR_FILENO, text);
 }
 
 }

@@ -23,11 +23,12 @@ void occupyStandardDescriptors() noexcept;
 /** Writes the whole text. @return 0, or the errno of the write that failed. write(2). */
 int writeWhole(int descriptor, std::string const& text) noexcept;
 
-/** @return the columns of the terminal at standard output; 80 where it does not report them, as a
+/** @return the columns of the terminal at @p descriptor; 80 where it does not report them, as a
  * serial line. ioctl_tty(2). */
-size_t terminalColumns() noexcept;
+size_t terminalColumns(int descriptor) noexcept;
 
-/** Writes one line with the program's name before it to standard error, in one piece. */
+/** Writes a message with the program's name before it to standard error, in one piece; broken at
+ * blanks where that is a terminal. */
 void complain(std::string const& message);
 
 }

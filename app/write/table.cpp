@@ -195,7 +195,7 @@ constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
         [](AdapterRow const& row) { return onceOnly(row, knownText(row.adapter.kind)); }},
     {"STATE", "up, down or no carrier", LEFT, 80,
         [](AdapterRow const& row) { return onceOnly(row, knownText(row.adapter.state)); }},
-    {"ADDRESS", "an address with its prefix length", LEFT, 100,
+    {"ADDRESS", "an address with its prefix length", LEFT, ALWAYS,
         [](AdapterRow const& row) {
             if (!row.address)
                 return std::string("none");
@@ -227,7 +227,7 @@ public:
     void write()
     {
         if (m_machine.system)
-            begin(Subject::SYSTEM, tableOf(*m_machine.system));
+            begin(Subject::SYSTEM, textOf(*m_machine.system));
         if (m_machine.processors)
             writeProcessors(*m_machine.processors);
         if (m_machine.memory)
@@ -250,39 +250,39 @@ private:
 
     SizeUnit unit() const { return m_options.bytes ? UNIT_BYTES : UNIT_FITTING; }
 
-    /** Writes a table and its notes. @param details a table of single facts below it. */
-    void begin(Subject subject, TextTable const& table, TextTable const* details = nullptr)
+    /** Writes a table and its notes. @param details what stands between the two. */
+    void begin(Subject subject, std::string const& table, std::string const& details = "")
     {
         if (!m_first)
             m_out << '\n';
         m_first = false;
-        m_out << table.text(m_options.layout);
+        m_out << table;
         if (!m_options.layout.headings)
             return;
-        if (details && !details->isEmpty())
-            m_out << '\n' << details->text(m_options.layout);
+        if (!details.empty())
+            m_out << '\n' << details;
         std::ostringstream notes;
         m_notes.write(subject, m_options.layout, notes);
         if (!notes.str().empty())
             m_out << '\n' << notes.str();
     }
 
-    static TextTable tableOf(System const& system)
+    std::string textOf(System const& system) const
     {
-        TextTable table({{"SYSTEM"}, {""}});
-        table.addRow({"Host name", knownText(system.hostName)});
-        table.addRow({"Vendor", knownText(system.vendor)});
-        table.addRow({"Product", knownText(system.product)});
-        table.addRow({"Version", knownText(system.version)});
-        table.addRow({"Virtual machine", knownText(system.virtualMachine)});
-        table.addRow({"Container", knownText(system.container)});
-        table.addRow({"Operating system", knownText(system.osName)});
-        table.addRow({"Kernel", knownText(system.kernel)});
-        table.addRow({"Architecture", knownText(system.architecture)});
-        table.addRow({"Firmware", firmwareText(system)});
-        table.addRow({"Booted", timeText(system.bootTime)});
-        table.addRow({"Uptime", uptimeText(system.uptimeSeconds)});
-        return table;
+        FactList table("SYSTEM");
+        table.add("Host name", knownText(system.hostName));
+        table.add("Vendor", knownText(system.vendor));
+        table.add("Product", knownText(system.product));
+        table.add("Version", knownText(system.version));
+        table.add("Virtual machine", knownText(system.virtualMachine));
+        table.add("Container", knownText(system.container));
+        table.add("Operating system", knownText(system.osName));
+        table.add("Kernel", knownText(system.kernel));
+        table.add("Architecture", knownText(system.architecture));
+        table.add("Firmware", firmwareText(system));
+        table.add("Booted", timeText(system.bootTime));
+        table.add("Uptime", uptimeText(system.uptimeSeconds));
+        return table.text(m_options.layout);
     }
 
     static std::string firmwareText(System const& system)
@@ -301,15 +301,17 @@ private:
         for (Processor const& processor : processors.list)
             rows.push_back(
                 {context(Subject::PROCESSORS, std::to_string(processor.number)), processor});
-        TextTable details({{"PROCESSORS"}, {std::to_string(processors.list.size())}});
-        details.addRow({"Model", knownText(processors.model)});
-        details.addRow({"Sockets", numberText(processors.sockets)});
-        details.addRow({"Cores", numberText(processors.cores)});
-        details.addRow({"NUMA nodes", numberText(processors.nodes)});
+        FactList details("PROCESSORS", std::to_string(processors.list.size()));
+        details.add("Model", knownText(processors.model));
+        details.add("Sockets", numberText(processors.sockets));
+        details.add("Cores", numberText(processors.cores));
+        details.add("NUMA nodes", numberText(processors.nodes));
         if (processors.loadsMeasured)
-            details.addRow({"Load of all", percentText(processors.loadPercent)});
-        begin(Subject::PROCESSORS, app::tableOf(rows, PROCESSOR_COLUMNS, m_options.columns),
-            &details);
+            details.add("Load of all", percentText(processors.loadPercent));
+        begin(Subject::PROCESSORS,
+            tableOf(rows, chosenColumns(PROCESSOR_COLUMNS, m_options.columns))
+                .text(m_options.layout),
+            details.text(m_options.layout));
     }
 
     void writeMemory(Memory const& memory)
@@ -336,7 +338,8 @@ private:
                     {module.slot, module.bytes == 0U ? "empty" : sizeText(module.bytes, unit()),
                         module.bytes == 0U ? "" : knownText(module.type),
                         module.bytes == 0U ? "" : knownText(module.speed)});
-        begin(Subject::MEMORY, table, &modules);
+        begin(Subject::MEMORY, table.text(m_options.layout),
+            modules.isEmpty() ? "" : modules.text(m_options.layout));
     }
 
     void writeDevices()
@@ -353,12 +356,11 @@ private:
                         && disk.type != Disk::LOOP)
                         rows.push_back({context(Subject::DISKS, disk.name), disk, ""});
         }
-        std::string columns = m_options.columns;
-        if (m_options.diskTree && columns.empty())
-            columns = "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE";
+        auto const columns = chosenColumns(DEVICE_COLUMNS, m_options.columns,
+            m_options.diskTree ? "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE" : "");
         // The names of encrypted devices are often UUIDs.
         constexpr size_t ENOUGH_OF_A_NAME = 30;
-        begin(Subject::DISKS, app::tableOf(rows, DEVICE_COLUMNS, columns, ENOUGH_OF_A_NAME));
+        begin(Subject::DISKS, tableOf(rows, columns, ENOUGH_OF_A_NAME).text(m_options.layout));
     }
 
     /** The lines that lead from the devices above to this one. */
@@ -381,7 +383,8 @@ private:
         std::vector<MountRow> rows;
         for (Mount const& mount : mounts)
             rows.push_back({context(Subject::MOUNTS, mount.mountPoint), mount});
-        begin(Subject::MOUNTS, app::tableOf(rows, MOUNT_COLUMNS, m_options.columns));
+        begin(Subject::MOUNTS,
+            tableOf(rows, chosenColumns(MOUNT_COLUMNS, m_options.columns)).text(m_options.layout));
     }
 
     void writeNetworks(Networks const& networks)
@@ -394,19 +397,21 @@ private:
             for (Address const& address : adapter.addresses)
                 rows.push_back({shared, adapter, &address, &address == &adapter.addresses.front()});
         }
-        TextTable details({{"HOST NAME"}, {printable(knownText(networks.hostName))}});
-        details.addRow({"Name servers",
+        FactList details("HOST NAME", knownText(networks.hostName));
+        details.add("Name servers",
             networks.nameServers
                 ? networks.nameServers->empty() ? "none" : joined(*networks.nameServers)
-                : UNKNOWN});
-        begin(Subject::NETWORKS, app::tableOf(rows, ADAPTER_COLUMNS, m_options.columns), &details);
+                : UNKNOWN);
+        begin(Subject::NETWORKS,
+            tableOf(rows, chosenColumns(ADAPTER_COLUMNS, m_options.columns)).text(m_options.layout),
+            details.text(m_options.layout));
     }
 
     void writeRecovery()
     {
         if (!m_machine.recovery) {
             if (!m_machine.hasProblem(Subject::RECOVERY))
-                m_out << (m_first ? "" : "\n") << NO_RECOVERY << '\n';
+                writeLines(NO_RECOVERY);
             return;
         }
         Recovery const& recovery = *m_machine.recovery;
@@ -421,25 +426,31 @@ private:
         auto const doneOfTotal = [](auto done, auto total) {
             return numberText(done) + " of " + numberText(total);
         };
-        TextTable table({{"RECOVERY"}, {""}});
-        table.addRow({"State", phaseText(recovery)});
-        table.addRow({"Progress", progress});
-        table.addRow({"Files", doneOfTotal(recovery.filesDone, recovery.filesTotal)});
-        table.addRow({"MB", doneOfTotal(recovery.megabytesDone, recovery.megabytesTotal)});
-        table.addRow({"Rate",
+        FactList table("RECOVERY");
+        table.add("State", phaseText(recovery));
+        table.add("Progress", progress);
+        table.add("Files", doneOfTotal(recovery.filesDone, recovery.filesTotal));
+        table.add("MB", doneOfTotal(recovery.megabytesDone, recovery.megabytesTotal));
+        table.add("Rate",
             recovery.megabytesPerSecond ? numberText(recovery.megabytesPerSecond) + " MB/s"
-                                        : UNKNOWN});
-        table.addRow({"Recovery started", timeText(recovery.recoverStart)});
-        table.addRow({"Recovery ended", timeText(recovery.recoverEnd)});
-        table.addRow({"Restore started", timeText(recovery.restoreStart)});
-        table.addRow({"Restore ended", timeText(recovery.restoreEnd)});
-        begin(Subject::RECOVERY, table);
-        if (recovery.hasEnded(m_machine.time)) {
+                                        : UNKNOWN);
+        table.add("Recovery started", timeText(recovery.recoverStart));
+        table.add("Recovery ended", timeText(recovery.recoverEnd));
+        table.add("Restore started", timeText(recovery.restoreStart));
+        table.add("Restore ended", timeText(recovery.restoreEnd));
+        begin(Subject::RECOVERY, table.text(m_options.layout));
+        if (recovery.hasEnded(m_machine.time))
+            writeLines(recoveryOutcome(recovery, m_machine.time));
+    }
+
+    /** Writes a sentence of its own. */
+    void writeLines(std::string const& text)
+    {
+        if (!m_first)
             m_out << '\n';
-            for (std::string const& line :
-                wrapped(recoveryOutcome(recovery, m_machine.time), m_options.layout, 0, 0))
-                m_out << line << '\n';
-        }
+        m_first = false;
+        for (std::string const& line : wrapped(text, m_options.layout, 0, 0))
+            m_out << line << '\n';
     }
 
     Machine const& m_machine;
