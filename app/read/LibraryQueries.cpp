@@ -1,11 +1,14 @@
 #include "app/read/LibraryQueries.h"
 
 #include "app/read/answer_bytes.h"
+#include "app/read/kernel_file.h"
 #include "app/read/library_text.h"
 
 #include <sysinfo/LinuxSystemInformation.h>
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <new>
 #include <tuple>
 
@@ -160,6 +163,20 @@ constexpr Entry QUERIES[] = {
         "ifconfig, route or cat is missing"},
 };
 
+/** @return why the library cannot list adapters; empty where it has the tools that it runs. */
+std::string missingTools()
+{
+    auto const isMissing = [](std::string const& tool) {
+        // The folders in which the library looks.
+        constexpr char const* FOLDERS[] = {"/bin/", "/sbin/", "/usr/sbin/", "/usr/bin/"};
+        return std::none_of(std::begin(FOLDERS), std::end(FOLDERS),
+            [&tool](char const* folder) { return exists(folder + tool); });
+    };
+    if (isMissing("ifconfig") || isMissing("route"))
+        return "net-tools is not installed";
+    return isMissing("cat") ? "cat is not installed" : "";
+}
+
 /** In the child. */
 std::string answerBytes(Entry const& entry, TraceOutput& trace)
 {
@@ -181,6 +198,9 @@ std::string answerBytes(Entry const& entry, TraceOutput& trace)
     if (std::string const cause = trace.takeFailure();
         !cause.empty() && answer.outcome != LibraryAnswer::RETURNED_TRUE)
         answer.reason = cause;
+    if (entry.subject == Subject::NETWORKS && answer.outcome == LibraryAnswer::RETURNED_FALSE)
+        if (std::string const tools = missingTools(); !tools.empty())
+            answer.reason = tools;
     answer.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
     return bytesOf(answer);
