@@ -93,6 +93,11 @@ private:
      * not report the item at all. */
     Json libraryOf(Subject subject, std::string const& item) const
     {
+        auto const answer = m_machine.library.find(subject);
+        bool const silent = answer != m_machine.library.end() && answer->second.records.empty()
+            && answer->second.outcome != LibraryAnswer::RETURNED_TRUE;
+        if (silent)
+            return nullptr;
         Json values = Json::object();
         for (Difference const& difference : m_machine.differences) {
             if (difference.subject != subject || difference.item != item)
