@@ -56,7 +56,9 @@ class JsonView : public ChangeView {
     }
 
 public:
-    /** The last object tells it. */
+    int showGone() override { return show(std::nullopt); }
+
+    /** The last object has the end. */
     int end(std::optional<Recovery> const& /*recovery*/, int64_t /*now*/) override { return 0; }
 };
 

@@ -36,12 +36,16 @@ public:
         if (now - *m_failingSince < (missing ? GONE_AFTER : UNREADABLE_AFTER))
             return false;
         m_ended = true;
+        m_gone = missing;
         if (missing)
             m_problem.reset();
-        return missing;
+        return false;
     }
 
     bool hasEnded() const { return m_ended; }
+
+    /** @return whether it has ended because the status file is gone. */
+    bool isGone() const { return m_gone; }
 
     /** @return the recovery at its end; nothing where none was seen. */
     std::optional<Recovery> const& last() const { return m_last; }
@@ -59,6 +63,7 @@ private:
     }
 
     bool m_ended = false;
+    bool m_gone = false;
     bool m_seen = false;
     std::optional<Recovery> m_last;
     std::optional<Clock::time_point> m_failingSince;
@@ -72,7 +77,9 @@ WatchEnd watchWith(
     Watch watch;
     do {
         Machine const machine = read();
-        int const error = watch.observe(machine, Clock::now()) ? view.show(machine.recovery) : 0;
+        int error = watch.observe(machine, Clock::now()) ? view.show(machine.recovery) : 0;
+        if (error == 0 && watch.isGone())
+            error = view.showGone();
         if (error != 0)
             return {false, std::nullopt, error};
         if (watch.hasEnded())
