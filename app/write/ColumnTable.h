@@ -88,7 +88,7 @@ template <class Row, size_t COUNT> TextTable columnList(ColumnOf<Row> const (&al
 {
     TextTable table({{"COLUMN"}, {"MEANING"}});
     for (auto const& column : all)
-        if (*column.name)
+        if (*column.name) // Bars have none.
             table.addRow({column.name, column.description});
     return table;
 }

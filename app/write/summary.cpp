@@ -277,10 +277,11 @@ private:
         for (Adapter const* const adapter : shown)
             table.addRow({adapter->name, adapter->state.value_or(UNKNOWN), addressesOf(*adapter)});
         Lines lines = table.rows({});
-        if (lines.empty())
+        if (networks.adapters.empty())
             lines.emplace_back("none");
         if (!others.empty())
-            lines.push_back("and " + stems(others) + ": dovrel-sysinfo networks");
+            lines.push_back(
+                (lines.empty() ? "" : "and ") + stems(others) + ": dovrel-sysinfo networks");
         if (networks.nameServers && !networks.nameServers->empty())
             lines.push_back("name servers " + printable(joined(*networks.nameServers)));
         return lines;
