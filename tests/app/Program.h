@@ -37,7 +37,7 @@ public:
 
     std::vector<std::string> arguments;
 
-    std::map<std::string, std::string> environment = {{"LC_ALL", "C"}};
+    std::map<std::string, std::string> environment = {{"LC_ALL", "C"}, {"TERM", "dumb"}};
 
     std::filesystem::path folder = "/";
 

@@ -7,9 +7,6 @@
 
 namespace app_test {
 
-/** What the program says where no engine has written anything. */
-inline constexpr char const* NO_RECOVERY = "no recovery has been started on this machine";
-
 /** A machine with nothing of its own in /etc and /tmp but the files of a recovery engine, which
  * does what the test says. Its time zone is UTC. */
 class RecoveryMachine {

@@ -6,116 +6,78 @@ namespace app_test {
 
 WholeMachine::WholeMachine()
 {
-    kernel("MemTotal: 2096128 kB\nMemFree: 1048576 kB\n");
-    modules("Memory Device\n\tSize: 2 GB\n");
+    memory("MemTotal: 2097152 kB\nMemFree: 524288 kB\nMemAvailable: 1048576 kB\n");
     counters("cpu0 1 1 1 1 1 1 1\ncpu1 1 1 1 1 1 1 1\n");
-    kernelFile("devices/system/cpu/cpu1/cpufreq/bios_limit", "3500000\n");
+    m_folder.file("cpuinfo", "processor : 0\nmodel name : Acme CPU\n");
+    mounts({});
+    m_folder.file("partitions", "major minor  #blocks  name\n\n8 0 1000 sdzz\n");
+    kernelFile("devices/system/cpu/cpu1/cpufreq/cpuinfo_max_freq", "3500000\n");
     kernelFile("class/dmi/id/sys_vendor", "Acme\n");
     kernelFile("class/dmi/id/product_name", "Rocket\n");
-    partitions("8 0 1000 sdzz\n");
     kernelFile("block/sdzz/size", "2000\n");
-    mounts("");
-    std::filesystem::create_directories(folder().path() / "sbin");
-    std::filesystem::create_directories(folder().path() / "tools");
+    kernelFile("block/sdzz/dev", "8:0\n");
+    kernelFile("class/net/kit0/ifindex", "9\n");
+    kernelFile("class/net/kit0/address", "00:0d:3a:00:00:01\n");
+    std::filesystem::create_directories(m_folder.path() / "sbin");
+    std::filesystem::create_directories(m_folder.path() / "tools");
     for (char const* const tool : {"sh", "grep", "sleep"})
         std::filesystem::copy_file(
-            std::filesystem::path("/bin") / tool, folder().path() / "tools" / tool);
-    // Its beginning is that of the one cloud whose machines are told by it.
-    adapters("eth0: flags=4163<UP>\n        inet 10.0.0.5  netmask 255.255.255.0\n"
-             "        ether 00:0d:3a:00:00:01  txqueuelen 1000\n");
-    routes("");
-    nameServers("nameserver 10.0.0.1\n");
+            std::filesystem::path("/bin") / tool, m_folder.path() / "tools" / tool);
+    tool("dmidecode", "");
+    tool("ifconfig", "echo 'kit0: flags=4163<UP>'; echo '        inet 10.0.0.5'\n");
+    tool("route", "");
+    tool("cat", "");
 }
 
-void WholeMachine::counters(std::string const& lines)
+void WholeMachine::memory(std::string const& lines) const
 {
-    folder().file("stat", lines);
+    m_folder.file("meminfo", lines);
 }
 
-void WholeMachine::countersDuringMeasurement(std::string const& lines)
+void WholeMachine::counters(std::string const& lines) const
 {
-    // Rewritten in place: a new file would not be the one that stands at /proc/stat.
-    tool("printf '" + lines + "' >'" + (folder().path() / "stat").string() + "'\n");
+    m_folder.file("stat", lines);
 }
 
-void WholeMachine::partitions(std::string const& lines)
+void WholeMachine::mounts(std::vector<std::string> const& places) const
 {
-    folder().file("partitions", "major minor  #blocks  name\n\n" + lines);
+    std::string lines;
+    for (std::string const& place : places)
+        lines += "22 1 8:0 / " + place + " rw - ext4 /dev/sdzz rw\n";
+    m_folder.file("mountinfo", lines);
 }
 
-void WholeMachine::mounts(std::string const& lines)
+void WholeMachine::kernelFile(std::string const& path, std::string const& text) const
 {
-    folder().file("mounts", lines);
+    m_folder.file("sys/" + path, text);
 }
 
-void WholeMachine::kernelFile(std::string const& path, std::string const& text)
+void WholeMachine::tool(std::string const& name, std::string const& script) const
 {
-    folder().file("sys/" + path, text);
-}
-
-void WholeMachine::device(std::string const& name, std::string const& persistentName)
-{
-    m_hasDevices = true;
-    folder().file("dev/" + name, "");
-    if (persistentName.empty())
-        return;
-    auto const links = folder().path() / "dev/disk/by-id";
-    std::filesystem::create_directories(links);
-    std::filesystem::create_symlink("../../" + name, links / persistentName);
-}
-
-void WholeMachine::adapters(std::string const& text)
-{
-    printingTool("ifconfig", text);
-}
-
-void WholeMachine::routes(std::string const& text)
-{
-    printingTool("route", text);
-}
-
-void WholeMachine::nameServers(std::string const& text)
-{
-    printingTool("cat", text);
-}
-
-void WholeMachine::printingTool(std::string const& name, std::string const& text)
-{
-    auto const output = folder().file("output/" + name, text);
-    // The machine has no cat that reads files.
-    script(name,
-        "while IFS= read -r line; do printf '%s\\n' \"$line\"; done <" + output.string() + "\n");
-}
-
-void WholeMachine::script(std::string const& name, std::string const& text)
-{
-    auto const file = folder().file("tools/" + name, "#!/bin/sh\n" + text);
+    auto const file = m_folder.file("tools/" + name, "#!/bin/sh\n" + script);
     using std::filesystem::perms;
     std::filesystem::permissions(
         file, perms::owner_all | perms::group_read | perms::others_read | perms::others_exec);
 }
 
-void WholeMachine::removeTool(std::string const& name)
+void WholeMachine::hide(std::string const& file) const
 {
-    std::filesystem::remove(folder().path() / "tools" / name);
-}
-
-void WholeMachine::hide(std::string const& file)
-{
-    std::filesystem::permissions(folder().path() / file, std::filesystem::perms::none);
+    std::filesystem::permissions(m_folder.path() / file, std::filesystem::perms::none);
 }
 
 Program WholeMachine::program(std::vector<std::string> arguments) const
 {
-    Program program = MemoryMachine::program(std::move(arguments));
-    auto const path = folder().path();
-    for (char const* const file : {"stat", "partitions", "mounts"})
+    Program program(std::move(arguments));
+    auto const path = m_folder.path();
+    for (char const* const file : {"cpuinfo", "meminfo", "stat", "partitions"})
         program.replaced[std::string("/proc/") + file] = path / file;
+    program.replaced["/proc/self/mountinfo"] = path / "mountinfo";
+    // The kernel's older table, which the program reads where it cannot read the other.
+    program.replaced["/proc/self/mounts"] = path / "mountinfo";
     program.replaced["/sys"] = path / "sys";
     program.replaced["/bin"] = path / "tools";
     program.replaced["/sbin"] = path / "sbin";
-    if (m_hasDevices)
-        program.replaced["/dev"] = path / "dev";
+    program.environment["PATH"] = "/bin";
     return program;
 }
 

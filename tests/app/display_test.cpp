@@ -1,4 +1,3 @@
-#include "app/write/TextTable.h"
 #include "app/write/display.h"
 #include "tests/app/LocaleFor.h"
 
@@ -10,8 +9,8 @@ using app::bar;
 using app::displayWidth;
 using app::oneDecimal;
 using app::printable;
+using app::shortened;
 using app::sizeText;
-using app::TextTable;
 using app_test::LocaleFor;
 
 TEST(Display, countsColumnsNotBytes)
@@ -21,6 +20,31 @@ TEST(Display, countsColumnsNotBytes)
     EXPECT_EQ(displayWidth("Zürich"), 6U);
     EXPECT_EQ(displayWidth("日本"), 4U);
     EXPECT_EQ(displayWidth(""), 0U);
+}
+
+TEST(Display, countsACharacterAndItsMarksOnce)
+{
+    LocaleFor const utf8("C.UTF-8");
+    EXPECT_EQ(displayWidth("e\xCC\x81t\xC3\xA9"), 3U) << "an accent by itself, and within a letter";
+    EXPECT_EQ(displayWidth("\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB"), 2U)
+        << "a woman, a joiner and a laptop are one picture";
+}
+
+TEST(Display, cutsBetweenCharactersAndMarksTheCut)
+{
+    LocaleFor const utf8("C.UTF-8");
+    EXPECT_EQ(shortened("abcdef", 6), "abcdef");
+    EXPECT_EQ(shortened("abcdef", 5), "abcd…");
+    EXPECT_EQ(shortened("日本語", 5), "日本…");
+    EXPECT_EQ(shortened("日本語", 4), "日…") << "half of a character is not shown";
+    EXPECT_EQ(shortened("e\xCC\x81tude", 3), "e\xCC\x81t…");
+    EXPECT_EQ(shortened("abc", 1), "…");
+    EXPECT_EQ(shortened("abc", 0), "");
+}
+
+TEST(Display, marksACutInPlainBytes)
+{
+    EXPECT_EQ(shortened("abcdef", 5), "abcd~");
 }
 
 TEST(Display, hasNoControlCharactersAndNoBrokenText)
@@ -83,30 +107,9 @@ TEST(Display, drawsBarsOfConstantWidth)
     EXPECT_EQ(bar(-1, 4, false), "....");
 }
 
-TEST(TextTable, alignsNumbersToTheRightByDisplayWidth)
+TEST(Display, colorsTextOnlyWhereItIsWanted)
 {
-    LocaleFor const utf8("C.UTF-8");
-    TextTable table({{"Ort", TextTable::LEFT}, {"Größe", TextTable::RIGHT}, {"", TextTable::LEFT}});
-    table.addRow({"日本", "1", "x"});
-    table.addRow({"Zürich", "1000000"});
-
-    EXPECT_EQ(table.text(),
-        "Ort       Größe\n"
-        "日本          1  x\n"
-        "Zürich  1000000\n");
-}
-
-TEST(TextTable, withoutRowsIsItsHeading)
-{
-    EXPECT_EQ(TextTable({{"CPU", TextTable::RIGHT}}).text(), "CPU\n");
-}
-
-TEST(TextTable, givesItsRowsWithoutItsHeading)
-{
-    TextTable table({{"", TextTable::LEFT}, {"wide", TextTable::RIGHT}});
-    EXPECT_TRUE(table.rows().empty());
-    table.addRow({"a\x1B", "1"});
-    table.addRow({"b"});
-
-    EXPECT_EQ(table.rows(), (std::vector<std::string>{"a?     1", "b"}));
+    EXPECT_EQ(app::colored("text", app::Color::BOLD, true), "\x1B[1mtext\x1B[0m");
+    EXPECT_EQ(app::colored("text", app::Color::BOLD, false), "text");
+    EXPECT_EQ(app::colored("", app::Color::BOLD, true), "");
 }

@@ -16,34 +16,63 @@ namespace {
 using app::Subject;
 
 constexpr uint64_t GIB = 1ULL << 30;
-constexpr unsigned KVM = 4;
+
+app::System knownSystem()
+{
+    app::System system;
+    system.hostName = "file\x1Bserver";
+    system.vendor = "Acme\x1B[2J";
+    system.product = "Rocket 9000";
+    system.virtualMachine = "none";
+    system.osName = "Some Linux 12";
+    system.uptimeSeconds = 90061;
+    return system;
+}
+
+app::Processors knownProcessors()
+{
+    app::Processors processors;
+    processors.list.resize(2);
+    processors.list[0].currentMHz = 1200;
+    processors.list[0].loadPercent = 25.0;
+    processors.list[1].number = 1;
+    processors.list[1].highestMHz = 10400;
+    processors.model = "Acme CPU";
+    processors.loadPercent = 25.0;
+    processors.loadsMeasured = true;
+    return processors;
+}
+
+app::Memory knownMemory()
+{
+    app::Memory memory;
+    memory.total = 16 * GIB;
+    memory.available = 4 * GIB;
+    memory.swapTotal = 0;
+    return memory;
+}
 
 std::vector<app::Disk> knownDisks()
 {
-    return {{"sda", "MODEL_1", 2, 1000204886016, 500107862016},
-        {"cciss/c0d0", "", 0, 4096, std::nullopt},
-        {"sd\x1B[2Jb", "EVIL\x07\x7F\xC2\x9B", 1, std::nullopt, 42}};
-}
-
-std::vector<app::Mount> knownMounts()
-{
-    return {{"/", "/", {"sda"}, 1000 * GIB, 250 * GIB},
-        {"/gone", "/gone", {}, std::nullopt, std::nullopt},
-        {"/media/my disk", "/media/my\\040disk", {"sda", "cciss/c0d0"}, 2 * GIB, 0},
-        {"/odd\x1B[2J", "/odd\\033[2J", {"unlisted"}, 1024, 2048}};
+    app::Disk disk = diskOf("sda");
+    disk.model = "MODEL_1";
+    app::Disk partition = diskOf("sda1");
+    partition.type = app::Disk::PARTITION;
+    partition.parent = "sda";
+    app::Disk odd = diskOf("sd\x1B[2Jb");
+    odd.bytes.reset();
+    odd.model = "EVIL\x07\x7F\xC2\x9B";
+    return {disk, partition, odd};
 }
 
 app::Networks knownNetworks()
 {
-    return {"file\x1Bserver",
-        {{"eth0", "00:0c:29:aa:bb:cc",
-             {{"10.0.0.5", "255.255.255.0"}, {"fe80::1", std::nullopt}, {"10.0.0.6", "255.0.0.0"}},
-             {"255.255.255.0", "255.0.0.0"}},
-            {"ib\x1B[2J", "80:00:00:48:fe:80:01:02",
-                {{std::nullopt, "255.255.0.0"}, {"10.1.0.1", "\x1B[2J"}},
-                {"255.255.0.0", "\x1B[2J"}},
-            {"tun0", std::nullopt, {}, {}}},
-        {{"10.0.0.1", std::nullopt}}};
+    app::Networks networks;
+    networks.hostName = "file\x1Bserver";
+    networks.adapters = {adapterOf("eth0", {"10.0.0.5", "10.0.0.6"}), adapterOf("ib\x1B[2J", {}),
+        adapterOf("tun0", {"10.1.0.1"})};
+    networks.nameServers = {"10.0.0.1"};
+    return networks;
 }
 
 /** Fills one part in. Without a default, so that a new subject does not compile until it is here
@@ -52,20 +81,20 @@ void fill(app::Machine& machine, Subject subject)
 {
     switch (subject) {
     case Subject::SYSTEM:
-        machine.system = {"Acme\x1B[2J", "Rocket 9000", "", KVM};
+        machine.system = knownSystem();
         break;
     case Subject::PROCESSORS:
-        machine.processors = {{1200, std::nullopt, 25.0}, {std::nullopt, 10400, std::nullopt}};
-        machine.loadsMeasured = true;
+        machine.processors = knownProcessors();
         break;
     case Subject::MEMORY:
-        machine.memory = {16 * GIB, 4 * GIB, app::MemorySource::MODULES};
+        machine.memory = knownMemory();
         break;
     case Subject::DISKS:
         machine.disks = knownDisks();
         break;
     case Subject::MOUNTS:
-        machine.mounts = knownMounts();
+        machine.mounts = {mountOf("/", 75), mountOf("/odd\x1B[2J", 0)};
+        machine.mounts->back().used.reset();
         break;
     case Subject::NETWORKS:
         machine.networks = knownNetworks();
@@ -95,35 +124,82 @@ app::Machine knownMachine(app::Subjects const& subjects)
     return machine;
 }
 
+app::Disk diskOf(std::string const& name)
+{
+    app::Disk disk;
+    disk.name = name;
+    disk.label = name;
+    disk.bytes = 1024 * GIB;
+    disk.rotational = true;
+    return disk;
+}
+
+app::Mount mountOf(std::string const& place, unsigned usedPercent)
+{
+    app::Mount mount;
+    mount.mountPoint = place;
+    mount.source = "/dev/sda1";
+    mount.filesystem = "ext4";
+    mount.device = "sda1";
+    mount.disks = {"sda"};
+    mount.size = 100 * GIB;
+    mount.used = usedPercent * GIB;
+    mount.available = (100 - usedPercent) * GIB;
+    return mount;
+}
+
+app::Adapter adapterOf(std::string const& name, std::vector<std::string> const& addresses)
+{
+    constexpr unsigned PREFIX = 24;
+    app::Adapter adapter;
+    adapter.name = name;
+    adapter.state = "up";
+    for (std::string const& address : addresses)
+        adapter.addresses.push_back({address, PREFIX, "global"});
+    return adapter;
+}
+
 app::Problem failureOf(Subject subject)
 {
     return {subject, "a part of the machine", "the test says so", "the test"};
 }
 
-std::vector<std::string> tablesOf(app::Machine const& machine, app::TableOptions options)
+app::Layout terminal(size_t columns)
+{
+    app::Layout layout;
+    layout.columns = columns;
+    return layout;
+}
+
+std::vector<std::string> tablesOf(app::Machine const& machine, app::TableOptions const& options)
 {
     std::ostringstream out;
     app::writeTables(machine, options, out);
     return linesOf(out.str());
 }
 
-std::vector<std::string> summaryOf(app::Machine const& machine)
+std::vector<std::string> tablesOf(app::Machine const& machine)
+{
+    return tablesOf(machine, app::TableOptions());
+}
+
+std::vector<std::string> summaryOf(app::Machine const& machine, app::Layout const& layout)
 {
     std::ostringstream out;
-    app::writeSummary(machine, out);
+    app::writeSummary(machine, layout, out);
     return linesOf(out.str());
 }
 
-std::string jsonTextOf(app::Machine const& machine, bool diskTree)
+std::string jsonTextOf(app::Machine const& machine)
 {
     std::ostringstream out;
-    app::writeJson(machine, diskTree, out);
+    app::writeJson(machine, out);
     return out.str();
 }
 
-nlohmann::json jsonOf(app::Machine const& machine, bool diskTree)
+nlohmann::json jsonOf(app::Machine const& machine)
 {
-    return nlohmann::json::parse(jsonTextOf(machine, diskTree));
+    return nlohmann::json::parse(jsonTextOf(machine));
 }
 
 std::vector<std::string> linesBehind(

@@ -1,15 +1,14 @@
 #include "app/exit_status.h"
-#include "tests/app/MemoryMachine.h"
 #include "tests/app/Program.h"
+#include "tests/app/WholeMachine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using app_test::Folder;
 using app_test::linesOf;
-using app_test::MemoryMachine;
 using app_test::Outcome;
 using app_test::Program;
+using app_test::WholeMachine;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -19,9 +18,10 @@ TEST(Program, helpNamesEveryCommandAndEveryExitStatus)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
     EXPECT_EQ(outcome.err, "");
-    for (char const* const expected : {"system", "cpus", "memory", "disks", "mounts", "networks",
-             "recovery", "--json", "--no-usage", "--trace", "--version", "\n   0  ", "\n   1  ",
-             "\n   2  ", "\n  64  ", "\n  70  ", "\n  74  ", "\n 130  "})
+    for (char const* const expected :
+        {"system", "cpus", "memory", "disks", "mounts", "networks", "recovery", "library", "--json",
+            "--no-usage", "--no-headings", "--color", "--tool-limit", "--trace", "--version",
+            "\n   0  ", "\n   1  ", "\n   2  ", "\n  64  ", "\n  70  ", "\n  74  ", "\n 130  "})
         EXPECT_THAT(outcome.out, HasSubstr(expected));
 }
 
@@ -30,7 +30,8 @@ TEST(Program, helpOfACommandNamesItsOwnAndTheGeneralOptions)
     Outcome const outcome = Program({"cpus", "--help"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    for (char const* const expected : {"--json", "--no-usage", "--trace", "Exit status"})
+    for (char const* const expected : {"--json", "--no-usage", "--trace", "--output",
+             "--list-columns", "--no-headings", "--color", "--tool-limit", "Exit status"})
         EXPECT_THAT(outcome.out, HasSubstr(expected));
 }
 
@@ -62,10 +63,16 @@ INSTANTIATE_TEST_SUITE_P(Program, WrongArguments,
     testing::Values(std::vector<std::string>{"nonsense"},
         std::vector<std::string>{"cpus", "--bogus"}, std::vector<std::string>{"cpus", "more"},
         std::vector<std::string>{"memory", "--no-usage"},
-        std::vector<std::string>{"memory", "--bytes"}, std::vector<std::string>{"mounts", "--tree"},
-        std::vector<std::string>{"cpus", "--watch"}, std::vector<std::string>{"--bytes"},
-        std::vector<std::string>{"--trace", "6"}, std::vector<std::string>{"--trace", "-1"},
-        std::vector<std::string>{"--library", "x"}, std::vector<std::string>{"--max-wait", "2"}));
+        std::vector<std::string>{"cpus", "--bytes"}, std::vector<std::string>{"mounts", "--tree"},
+        std::vector<std::string>{"memory", "-o", "SIZE"},
+        std::vector<std::string>{"system", "--list-columns"},
+        std::vector<std::string>{"--color", "sometimes"}, std::vector<std::string>{"--color"},
+        std::vector<std::string>{"--tool-limit", "0"},
+        std::vector<std::string>{"--tool-limit", "soon"},
+        std::vector<std::string>{"library", "--bytes"}, std::vector<std::string>{"cpus", "--watch"},
+        std::vector<std::string>{"--bytes"}, std::vector<std::string>{"--trace", "6"},
+        std::vector<std::string>{"--trace", "-1"}, std::vector<std::string>{"--library", "x"},
+        std::vector<std::string>{"--max-wait", "2"}));
 
 TEST(Program, aFullDeviceIsAnOutputError)
 {
@@ -93,15 +100,13 @@ TEST(Program, aClosedOutputIsAnOutputError)
 
 namespace {
 
-/** @return the variables that a tool finds which the library runs, as `export -p` writes them. */
+/** @return the variables of a tool that the library runs, as `export -p` writes them. */
 std::string environmentOfATool(std::map<std::string, std::string> const& environment)
 {
-    Folder const folder;
-    auto const file = (folder.path() / "environment").string();
-    MemoryMachine machine;
-    machine.kernel("MemTotal: 8000 kB\nMemFree: 3000 kB\n");
-    machine.tool("export -p >'" + file + "'\n");
-    Program program = machine.program({"memory"});
+    WholeMachine const machine;
+    auto const file = (machine.folder().path() / "environment").string();
+    machine.tool("ifconfig", "export -p >'" + file + "'\n");
+    Program program = machine.program({"networks"});
     program.environment.erase("LC_ALL");
     program.environment.insert(environment.begin(), environment.end());
     EXPECT_EQ(program.run().status, app::EXIT_STATUS_OK);

@@ -16,13 +16,13 @@ namespace {
 Outcome runWithCatTaking(
     std::string const& seconds, std::vector<std::string> arguments, bool terminal = true)
 {
-    WholeMachine machine;
-    machine.script("cat", "sleep " + seconds + "\n");
+    WholeMachine const machine;
+    machine.tool("cat", "sleep " + seconds + "\n");
     Program program = machine.program(std::move(arguments));
     program.errorIsTerminal = terminal;
     Outcome outcome = program.run();
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_THAT(outcome.out, HasSubstr("eth0"));
+    EXPECT_THAT(outcome.out, HasSubstr("kit0"));
     return outcome;
 }
 

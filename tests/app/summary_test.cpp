@@ -1,239 +1,233 @@
-#include "app/exit_status.h"
-#include "tests/app/WholeMachine.h"
+#include "app/write/display.h"
+#include "tests/app/LocaleFor.h"
 #include "tests/app/known_machine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
-#include <chrono>
-#include <map>
-#include <unistd.h>
-
+using app::Adapter;
+using app::Disk;
+using app::Machine;
 using app::Subject;
+using app_test::adapterOf;
+using app_test::diskOf;
 using app_test::knownMachine;
 using app_test::linesBehind;
-using app_test::linesOf;
-using app_test::Outcome;
-using app_test::Program;
+using app_test::LocaleFor;
+using app_test::mountOf;
 using app_test::summaryOf;
-using app_test::WholeMachine;
-using nlohmann::json;
-using std::chrono::milliseconds;
-using std::chrono::seconds;
+using app_test::terminal;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using Clock = std::chrono::steady_clock;
+using testing::Gt;
+using testing::SizeIs;
 
 namespace {
 
-constexpr char const* COMMANDS[] = {
-    "system", "cpus", "memory", "disks", "mounts", "networks", "recovery"};
+constexpr uint64_t GIB = 1ULL << 30;
 
-constexpr char const* COMPLAINT = "dovrel-sysinfo: cannot read ";
-
-std::vector<std::string> linesBehind(std::string const& label, Outcome const& outcome)
+Machine machineWithDisks(std::vector<Disk> const& disks)
 {
-    return app_test::linesBehind(label, linesOf(outcome.out));
+    Machine machine;
+    machine.subjects = {Subject::DISKS};
+    machine.disks = disks;
+    return machine;
 }
 
-/** The labels of the summary, from its first to its last line. */
-std::vector<std::string> labelsOf(Outcome const& outcome)
+Disk solidDisk(std::string const& name, uint64_t bytes)
 {
-    std::vector<std::string> labels;
-    for (std::string const& line : linesOf(outcome.out))
-        if (!line.starts_with(' '))
-            labels.push_back(line.substr(0, line.find(' ')));
-    return labels;
+    Disk disk = diskOf(name);
+    disk.rotational = false;
+    disk.bytes = bytes;
+    return disk;
 }
 
-/** The time that a run of the program takes. */
-Clock::duration timeOf(Program const& program)
+Machine machineWithAdapters(std::vector<Adapter> const& adapters)
 {
-    auto const start = Clock::now();
-    EXPECT_EQ(program.run().status, app::EXIT_STATUS_OK);
-    return Clock::now() - start;
+    Machine machine;
+    machine.subjects = {Subject::NETWORKS};
+    machine.networks.emplace().adapters = adapters;
+    return machine;
 }
 
-}
-
-TEST(Summary, isOneScreenOfEverything)
+/** 40 disks in 5 sizes and devices on them, 30 adapters with 5 kinds of names, 50 mounts. */
+Machine largeMachine()
 {
-    Outcome const outcome = WholeMachine().program({"--no-usage"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_THAT(labelsOf(outcome),
-        ElementsAre("System", "Processors", "Memory", "Disks", "Mounts", "Networks", "Recovery"));
-    char host[256] = "";
-    ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
-    EXPECT_THAT(linesBehind("System", outcome), ElementsAre("Acme Rocket, under Azure"));
-    EXPECT_THAT(linesBehind("Processors", outcome), ElementsAre("2, up to 3500 MHz"));
-    EXPECT_THAT(linesBehind("Memory", outcome),
-        ElementsAre("2.0 GiB of the installed modules, 1.0 GiB free", "used 50.0 %  #####....."));
-    EXPECT_THAT(linesBehind("Disks", outcome), ElementsAre("sdzz  1000.0 KiB"));
-    EXPECT_THAT(linesBehind("Mounts", outcome), ElementsAre("none"));
-    EXPECT_THAT(linesBehind("Networks", outcome),
-        ElementsAre("eth0  10.0.0.5", "host name " + std::string(host), "name servers 10.0.0.1"));
-}
-
-TEST(Summary, forScriptsIsEveryCommandsDocumentInOne)
-{
-    WholeMachine const machine;
-
-    Outcome const outcome = machine.program({"--no-usage", "--json"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    json expected = json::object();
-    for (std::string const command : COMMANDS) {
-        Program program = machine.program({command, "--json"});
-        if (command == "cpus")
-            program.arguments.emplace_back("--no-usage");
-        expected.update(json::parse(program.run().out));
+    Machine machine = knownMachine();
+    machine.disks->clear();
+    machine.mounts->clear();
+    machine.networks->adapters.clear();
+    for (uint64_t i = 0; i < 40; ++i)
+        machine.disks->push_back(solidDisk("sd" + std::to_string(i), (i % 5 + 1) * GIB));
+    for (Disk::Type const type : {Disk::RAID, Disk::LOGICAL_VOLUME, Disk::ENCRYPTED,
+             Disk::MULTIPATH, Disk::MAPPED, Disk::LOOP}) {
+        machine.disks->push_back(diskOf("dm" + std::to_string(type)));
+        machine.disks->back().type = type;
     }
-    EXPECT_EQ(json::parse(outcome.out), expected);
-    EXPECT_EQ(expected.size(), std::size(COMMANDS));
+    for (unsigned i = 0; i < 50; ++i)
+        machine.mounts->push_back(mountOf("/a/long/place/number/" + std::to_string(i), i));
+    for (unsigned i = 0; i < 30; ++i) {
+        constexpr char const* STEMS[] = {"veth", "docker", "eno", "wlan", "br-"};
+        machine.networks->adapters.push_back(
+            adapterOf(STEMS[i % 5] + std::to_string(i), {"192.168.100.100", "fd00::1234:5678"}));
+    }
+    machine.processors->sockets = 2;
+    machine.processors->cores = 64;
+    machine.system->container = "docker";
+    machine.differences = {{Subject::DISKS, "sd1", "size_bytes", uint64_t{1}, "x"}};
+    return machine;
 }
 
-TEST(Summary, takesTheSecondOfTheLoadsAndLittleMore)
-{
-    Clock::duration const time = timeOf(WholeMachine().program({}));
-
-    EXPECT_GE(time, seconds(1));
-    EXPECT_LT(time, milliseconds(1900));
 }
 
-TEST(Summary, readsTheOtherSubjectsDuringThatSecond)
+TEST(Summary, hasAtMost24LinesOf80ColumnsHoweverLargeTheMachine)
 {
-    WholeMachine machine;
-    machine.script("cat", "sleep 0.7\n");
+    for (char const* const locale : {"C", "C.UTF-8"}) {
+        LocaleFor const set(locale);
+        auto const lines = summaryOf(largeMachine(), terminal(80));
 
-    Clock::duration const withoutLoads = timeOf(machine.program({"--no-usage"}));
-    Clock::duration const withLoads = timeOf(machine.program({}));
-
-    EXPECT_GE(withoutLoads, milliseconds(700));
-    EXPECT_GE(withLoads, seconds(1));
-    // One after the other would take 1.7 s and the rest.
-    EXPECT_LT(withLoads, withoutLoads + milliseconds(900));
+        EXPECT_THAT(lines, SizeIs(testing::Le(24U)));
+        for (std::string const& line : lines)
+            EXPECT_LE(app::displayWidth(line), 80U) << line;
+    }
 }
 
-TEST(Summary, doesNotWaitWithoutUsage)
+TEST(Summary, isNotCutInAPipe)
 {
-    EXPECT_LT(timeOf(WholeMachine().program({"--no-usage"})), milliseconds(900));
+    Machine machine = machineWithAdapters({adapterOf("eth0", std::vector<std::string>(20, "x"))});
+
+    EXPECT_THAT(summaryOf(machine).front().size(), Gt(100U));
+    EXPECT_EQ(summaryOf(machine, terminal(80)).front().size(), 80U);
 }
 
-TEST(Summary, hasTheAverageLoad)
+TEST(Summary, namesFewDisksAndCountsTheDevicesOnThem)
 {
-    WholeMachine machine;
-    machine.counters("cpu0 0 0 0 0 0 0 0\ncpu1 0 0 0 0 0 0 0\n");
-    machine.countersDuringMeasurement("cpu0 10 0 0 10 0 0 0\ncpu1 0 0 0 9 0 0 0\n");
+    Machine machine = knownMachine({Subject::DISKS});
+    machine.disks->push_back(diskOf("md0"));
+    machine.disks->back().type = Disk::RAID;
+    machine.disks->back().raidLevel = "raid1";
 
-    EXPECT_THAT(linesBehind("Processors", machine.program({}).run()),
-        ElementsAre("2, up to 3500 MHz", "load 25.0 %  ###......."));
+    EXPECT_THAT(linesBehind("Disks", summaryOf(machine)),
+        ElementsAre("sda      1.0 TiB  HDD  MODEL_1", "sd?[2Jb        -  HDD  EVIL????",
+            "and 1 raid1: dovrel-sysinfo disks --tree"));
 }
 
-TEST(Summary, countsTheProcessorsWhoseLoadIsKnown)
+TEST(Summary, countsManyDisksByWhatIsAlike)
 {
-    app::Machine machine = knownMachine({Subject::PROCESSORS});
-    EXPECT_THAT(linesBehind("Processors", summaryOf(machine)),
-        ElementsAre(
-            "2, up to 10400 MHz", "load 25.0 %  ###.......  (of 1, the others are unknown)"));
+    std::vector<Disk> disks;
+    for (unsigned i = 0; i < 3; ++i) {
+        disks.push_back(diskOf("sd" + std::to_string(i)));
+        disks.push_back(solidDisk("nvme" + std::to_string(i), 512 * GIB));
+    }
 
-    machine.processors->at(0).loadPercent = std::nullopt;
-    EXPECT_THAT(linesBehind("Processors", summaryOf(machine)).back(), "load unknown");
-}
-
-TEST(Summary, goesOnAfterWhatCannotBeRead)
-{
-    WholeMachine machine;
-    for (char const* const file : {"stat", "partitions", "mounts"})
-        machine.hide(file);
-    machine.hideKernel();
-    machine.modules("");
-    machine.removeTool("ifconfig");
-
-    Outcome const lines = machine.program({}).run();
-    Outcome const document = machine.program({"--json"}).run();
-
-    EXPECT_EQ(lines.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_EQ(labelsOf(lines).size(), std::size(COMMANDS));
-    EXPECT_THAT(lines.err, HasSubstr(app_test::KERNEL_REPORTS_NO_MEMORY));
-    EXPECT_THAT(linesOf(lines.err), testing::SizeIs(5));
-    EXPECT_THAT(linesOf(lines.err), testing::Each(testing::StartsWith(COMPLAINT)));
-    EXPECT_EQ(document.err, lines.err);
-    EXPECT_THAT(linesBehind("System", lines), ElementsAre(HasSubstr("Acme Rocket, ")));
-    for (char const* const label : {"Processors", "Memory", "Disks", "Mounts", "Networks"})
-        EXPECT_THAT(linesBehind(label, lines), ElementsAre("could not be read")) << label;
-    EXPECT_EQ(document.status, app::EXIT_STATUS_QUERY_FAILED);
-    json const told = json::parse(document.out);
-    EXPECT_EQ(told.at("system").at("vendor"), "Acme");
-    for (char const* const key : {"processors", "memory", "disks", "mounts", "networks"})
-        EXPECT_TRUE(told.at(key).is_null()) << key;
-}
-
-TEST(Summary, tellsWhatIsKnownOfTheMemory)
-{
-    WholeMachine machine;
-    machine.kernel("MemTotal: 2048 kB\n");
-    machine.modules("");
-
-    Outcome const outcome = machine.program({"--no-usage"}).run();
-
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_THAT(linesBehind("Disks", summaryOf(machineWithDisks(disks))),
+        ElementsAre("3 x 1.0 TiB HDD", "3 x 512.0 GiB SSD"))
+        << "those with the most bytes first";
+    LocaleFor const utf8("C.UTF-8");
     EXPECT_THAT(
-        linesBehind("Memory", outcome), ElementsAre("2.0 MiB as the kernel counts, free unknown"));
+        linesBehind("Disks", summaryOf(machineWithDisks(disks))).front(), "3 × 1.0 TiB HDD");
 }
 
-TEST(Summary, hasAColumnForEachFactOfAList)
+TEST(Summary, countsTheRestOfDisksOfManySizes)
 {
-    auto const lines = summaryOf(knownMachine());
+    std::vector<Disk> disks;
+    for (uint64_t i = 1; i <= 6; ++i)
+        disks.push_back(solidDisk("sd" + std::to_string(i), i * GIB));
 
-    EXPECT_THAT(linesBehind("System", lines), ElementsAre("Acme?[2J Rocket 9000, under KVM"));
-    EXPECT_THAT(linesBehind("Disks", lines),
-        ElementsAre("sda         931.5 GiB  MODEL_1", "cciss/c0d0    4.0 KiB",
-            "sd?[2Jb             -  EVIL????"));
+    EXPECT_THAT(linesBehind("Disks", summaryOf(machineWithDisks(disks))),
+        ElementsAre("1 x 6.0 GiB SSD", "1 x 5.0 GiB SSD", "1 x 4.0 GiB SSD",
+            "and 3 more: dovrel-sysinfo disks"));
+}
+
+TEST(Summary, showsTheFullestOfManyMountsInTheirOrder)
+{
+    Machine machine = knownMachine({Subject::MOUNTS});
+    machine.mounts = {mountOf("/a", 50), mountOf("/b", 10), mountOf("/c", 90), mountOf("/d", 20),
+        mountOf("/e", 70), mountOf("/image", 100)};
+    machine.mounts->back().readOnly = true;
+
+    EXPECT_THAT(linesBehind("Mounts", summaryOf(machine)),
+        ElementsAre("/a  100.0 GiB  used 50.0 %", "/c  100.0 GiB  used 90.0 %",
+            "/d  100.0 GiB  used 20.0 %", "/e  100.0 GiB  used 70.0 %",
+            "and 2 more, less full: dovrel-sysinfo mounts"))
+        << "a read-only image is always full";
+    machine.mounts->pop_back();
+    EXPECT_THAT(linesBehind("Mounts", summaryOf(machine)), SizeIs(5)) << "all";
+}
+
+TEST(Summary, showsAdaptersWithAddressesAndCountsTheOthersByTheirStems)
+{
+    std::vector<Adapter> adapters;
+    for (unsigned i = 0; i < 3; ++i) {
+        adapters.push_back(adapterOf("veth" + std::to_string(i), {}));
+        adapters.push_back(adapterOf("eth" + std::to_string(i), {"10.0.0.1"}));
+    }
+    adapters.push_back(adapterOf("eth3.7", {"10.0.0.2"}));
+
+    EXPECT_THAT(linesBehind("Networks", summaryOf(machineWithAdapters(adapters))),
+        ElementsAre("eth0  up  10.0.0.1/24", "eth1  up  10.0.0.1/24", "eth2  up  10.0.0.1/24",
+            "and 3 veth..., 1 eth...: dovrel-sysinfo networks"));
+}
+
+TEST(Summary, namesTheThreeMostFrequentStems)
+{
+    std::vector<Adapter> adapters;
+    for (char const* const stem : {"a", "b", "b", "c", "c", "d", "e"})
+        adapters.push_back(adapterOf(stem + std::to_string(adapters.size()), {}));
+
+    EXPECT_THAT(linesBehind("Networks", summaryOf(machineWithAdapters(adapters))),
+        ElementsAre("2 b..., 2 c..., 1 a..., 2 others: dovrel-sysinfo networks"));
+}
+
+TEST(Summary, saysNoneWhereThereIsNothing)
+{
+    Machine machine;
+    machine.subjects = {Subject::DISKS, Subject::MOUNTS, Subject::NETWORKS, Subject::RECOVERY};
+    machine.disks.emplace();
+    machine.mounts.emplace();
+    machine.networks.emplace();
+
+    EXPECT_THAT(summaryOf(machine),
+        ElementsAre(
+            "Disks       none", "Mounts      none", "Networks    none", "Recovery    none"));
+}
+
+TEST(Summary, showsTheFactsThatAreKnown)
+{
+    Machine const machine = knownMachine();
+    auto const lines = summaryOf(machine);
+
+    EXPECT_THAT(linesBehind("System", lines),
+        ElementsAre("file?server, Acme?[2J Rocket 9000", "Some Linux 12, up 1 day 1:01"));
+    EXPECT_THAT(linesBehind("Processors", lines),
+        ElementsAre("2 x Acme CPU", "load 25.0 %, up to 10400 MHz"));
+    EXPECT_THAT(linesBehind("Memory", lines),
+        ElementsAre("16.0 GiB, used 12.0 GiB (75.0 %)", "available 4.0 GiB, no swap"));
     EXPECT_THAT(linesBehind("Mounts", lines),
-        ElementsAre("/               1000.0 GiB   used 75.0 %  ########..",
-            "/gone                    -        used -",
-            "/media/my disk     2.0 GiB  used 100.0 %  ##########",
-            "/odd?[2J           1.0 KiB        used -"));
+        ElementsAre("/         100.0 GiB  used 75.0 %", "/odd?[2J  100.0 GiB  used -"));
     EXPECT_THAT(linesBehind("Networks", lines),
-        ElementsAre("eth0    10.0.0.5, fe80::1, 10.0.0.6", "ib?[2J  <invalid>, 10.1.0.1",
-            "tun0    -", "host name file?server", "name servers 10.0.0.1, <invalid>"));
+        ElementsAre("eth0    up  10.0.0.5/24, 10.0.0.6/24", "tun0    up  10.1.0.1/24",
+            "ib?[2J  up  no address", "name servers 10.0.0.1"));
     EXPECT_THAT(linesBehind("Recovery", lines), ElementsAre("restoring, 37 %"));
 }
 
-TEST(Summary, saysThatAListIsNotComplete)
+TEST(Summary, saysThatALoadIsUnknownOnlyWhereItWasMeasured)
 {
-    for (auto const& [subject, label] : std::map<Subject, std::string>{{Subject::DISKS, "Disks"},
-             {Subject::MOUNTS, "Mounts"}, {Subject::NETWORKS, "Networks"}}) {
-        app::Machine machine = knownMachine();
-        machine.disks->resize(1);
-        machine.mounts->resize(1);
-        machine.networks->adapters.resize(1);
-        machine.problems = {app_test::failureOf(subject)};
-
-        EXPECT_THAT(linesBehind(label, summaryOf(machine)).at(1), "the rest could not be read");
-    }
+    Machine machine = knownMachine({Subject::PROCESSORS});
+    machine.processors->loadPercent.reset();
+    EXPECT_EQ(
+        linesBehind("Processors", summaryOf(machine)).back(), "load unknown, up to 10400 MHz");
+    machine.processors->loadsMeasured = false;
+    EXPECT_EQ(linesBehind("Processors", summaryOf(machine)).back(), "up to 10400 MHz");
 }
 
-TEST(Summary, showsTheFirstOfManyAndTheirNumber)
+TEST(Summary, countsTheFactsThatTheLibraryReportsOtherwise)
 {
-    constexpr int MOST = 6;
-    for (int const count : {MOST, MOST + 1}) {
-        std::string mounts;
-        for (int i = 0; i < count; ++i)
-            mounts += "/dev/sdzz1 /nowhere/" + std::to_string(i) + " ext4 rw 0 0\n";
-        WholeMachine machine;
-        machine.mounts(mounts);
-
-        auto const lines = linesBehind("Mounts", machine.program({"--no-usage"}).run());
-
-        ASSERT_EQ(lines.size(), size_t{MOST});
-        EXPECT_THAT(lines.at(MOST - 2), HasSubstr("/nowhere/4"));
-        if (count == MOST)
-            EXPECT_THAT(lines.back(), HasSubstr("/nowhere/5"));
-        else
-            EXPECT_EQ(lines.back(), "and 2 more: dovrel-sysinfo mounts");
-    }
+    Machine machine = knownMachine({Subject::DISKS});
+    EXPECT_THAT(summaryOf(machine).back(), testing::Not(testing::StartsWith("Library")));
+    machine.differences.resize(1);
+    EXPECT_EQ(summaryOf(machine).back(),
+        "Library     1 fact differs for the host: dovrel-sysinfo library");
+    machine.differences.resize(2);
+    EXPECT_EQ(summaryOf(machine).back(),
+        "Library     2 facts differ for the host: dovrel-sysinfo library");
 }

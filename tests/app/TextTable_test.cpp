@@ -1,0 +1,173 @@
+#include "app/write/TextTable.h"
+#include "app/write/display.h"
+#include "tests/app/LocaleFor.h"
+#include "tests/app/known_machine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using app::Layout;
+using app::TextTable;
+using app::wrapped;
+using app_test::LocaleFor;
+using app_test::terminal;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+/** 31 columns wide: the first one is always shown, the others go in the order C, D, B. */
+TextTable wideTable(size_t enough = 0)
+{
+    TextTable table(
+        {{"NAME", TextTable::LEFT, TextTable::ALWAYS, enough}, {"BBBB", TextTable::RIGHT, 50},
+            {"CCCC", TextTable::LEFT, 20}, {"DDDD", TextTable::LEFT, 20}});
+    table.addRow({"a-name-of-16-col", "1", "2", "3"});
+    return table;
+}
+
+Layout withoutHeadings(size_t columns = 0)
+{
+    Layout layout = terminal(columns);
+    layout.headings = false;
+    return layout;
+}
+
+}
+
+TEST(TextTable, alignsNumbersToTheRightByDisplayWidth)
+{
+    LocaleFor const utf8("C.UTF-8");
+    TextTable table({{"Ort"}, {"Größe", TextTable::RIGHT}, {""}});
+    table.addRow({"日本", "1", "x"});
+    table.addRow({"Zürich", "1000000"});
+
+    EXPECT_EQ(table.text({}),
+        "Ort       Größe\n"
+        "日本          1  x\n"
+        "Zürich  1000000\n");
+}
+
+TEST(TextTable, withoutRowsIsItsHeading)
+{
+    EXPECT_EQ(TextTable({{"CPU", TextTable::RIGHT}}).text({}), "CPU\n");
+    EXPECT_EQ(TextTable({{"CPU", TextTable::RIGHT}}).text(withoutHeadings()), "");
+}
+
+TEST(TextTable, givesItsRowsWithoutItsHeading)
+{
+    TextTable table({{""}, {"wide", TextTable::RIGHT}});
+    EXPECT_THAT(table.rows({}), IsEmpty());
+    table.addRow({"a\x1B", "1"});
+    table.addRow({"b"});
+
+    EXPECT_THAT(table.rows({}), ElementsAre("a?  1", "b"));
+    EXPECT_EQ(table.text(withoutHeadings()), "a?  1\nb\n") << "a heading takes no room either";
+}
+
+TEST(TextTable, isWholeOnATerminalThatIsWideEnough)
+{
+    std::string const whole = "NAME              BBBB  CCCC  DDDD\n"
+                              "a-name-of-16-col     1  2     3\n";
+
+    EXPECT_EQ(wideTable().text({}), whole) << "a pipe has no width";
+    EXPECT_EQ(wideTable().text(terminal(34)), whole);
+    EXPECT_EQ(wideTable(8).text(terminal(34)), whole);
+}
+
+TEST(TextTable, leavesOutTheLeastImportantColumnsAndNamesThem)
+{
+    EXPECT_EQ(wideTable().text(terminal(33)),
+        "NAME              BBBB  CCCC\n"
+        "a-name-of-16-col     1  2\n"
+        "Left out: DDDD.\n")
+        << "of two that are as important the last one goes";
+    EXPECT_EQ(wideTable().text(terminal(27)),
+        "NAME              BBBB\n"
+        "a-name-of-16-col     1\n"
+        "Left out: CCCC, DDDD.\n");
+    EXPECT_EQ(wideTable().text(terminal(21)),
+        "NAME\n"
+        "a-name-of-16-col\n"
+        "Left out: BBBB, CCCC,\n"
+        "DDDD.\n");
+}
+
+TEST(TextTable, cutsTheFirstColumnWhereNoOtherIsLeft)
+{
+    EXPECT_EQ(wideTable().text(terminal(15)),
+        "NAME\n"
+        "a-name-of-16-c~\n"
+        "Left out: BBBB,\n"
+        "CCCC, DDDD.\n"
+        "Names are cut.\n");
+    EXPECT_EQ(wideTable().rows(terminal(2)), std::vector<std::string>{"a-name-~"})
+        << "a name keeps eight columns";
+}
+
+TEST(TextTable, cutsTheFirstColumnBeforeItLeavesOutOthersWhereItSaysSo)
+{
+    EXPECT_EQ(wideTable(10).text(terminal(30)),
+        "NAME          BBBB  CCCC  DDDD\n"
+        "a-name-of-1~     1  2     3\n"
+        "Names are cut.\n");
+    EXPECT_EQ(wideTable(10).text(terminal(27)),
+        "NAME        BBBB  CCCC\n"
+        "a-name-of~     1  2\n"
+        "Left out: DDDD. Names are\n"
+        "cut.\n");
+}
+
+TEST(TextTable, givesOnlyRowsWithoutHeadings)
+{
+    EXPECT_EQ(wideTable().text(withoutHeadings()), "a-name-of-16-col  1  2  3\n");
+    EXPECT_EQ(wideTable().text(withoutHeadings(22)), "a-name-of-16-col  1  2\n")
+        << "nothing below the table says what is left out";
+}
+
+TEST(TextTable, doesNotNameAColumnThatHasNoHeading)
+{
+    TextTable table({{"NAME"}, {"", TextTable::LEFT, 10}});
+    table.addRow({"sda", "##########"});
+
+    EXPECT_EQ(table.text(terminal(10)), "NAME\nsda\n");
+}
+
+TEST(TextTable, colorsItsHeading)
+{
+    Layout layout;
+    layout.colors = true;
+
+    EXPECT_EQ(TextTable({{"CPU"}}).text(layout), "\x1B[1mCPU\x1B[0m\n");
+}
+
+TEST(TextTable, isNeverWiderThanTheTerminal)
+{
+    LocaleFor const utf8("C.UTF-8");
+    TextTable table({{"NAME"}, {"NUMBER", TextTable::RIGHT, 30}, {"MODEL", TextTable::LEFT, 20}});
+    table.addRow({"日本語日本語日本語", "1", "e\xCC\x81tude"});
+    for (size_t columns = 10; columns <= 60; ++columns)
+        for (std::string const& row : table.rows(terminal(columns)))
+            EXPECT_LE(app::displayWidth(row), columns) << row;
+}
+
+TEST(Wrapped, breaksAtBlanksAndIndentsTheOtherLines)
+{
+    EXPECT_THAT(wrapped("one two three four", terminal(10), 0, 2),
+        ElementsAre("one two", "  three", "  four"));
+    EXPECT_THAT(wrapped("one two", terminal(9), 2, 4), ElementsAre("  one two"));
+    EXPECT_THAT(wrapped("one two", terminal(8), 2, 4), ElementsAre("  one", "    two"));
+}
+
+TEST(Wrapped, keepsAWordThatIsTooLong)
+{
+    EXPECT_THAT(wrapped("a /a/very/long/path b", terminal(8), 0, 2),
+        ElementsAre("a", "  /a/very/long/path", "  b"));
+}
+
+TEST(Wrapped, isOneLineInAPipeAndNoneWithoutWords)
+{
+    EXPECT_THAT(wrapped(std::string(300, 'x') + " y", Layout(), 2, 4),
+        ElementsAre("  " + std::string(300, 'x') + " y"));
+    EXPECT_THAT(wrapped("", terminal(80), 0, 0), IsEmpty());
+}

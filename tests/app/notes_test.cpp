@@ -1,0 +1,134 @@
+#include "app/write/notes.h"
+#include "tests/app/Program.h"
+#include "tests/app/known_machine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using app::libraryText;
+using app::LibraryValue;
+using app::Machine;
+using app::Notes;
+using app::Subject;
+using app_test::knownMachine;
+using app_test::linesOf;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr uint64_t GIB = 1ULL << 30;
+
+using Texts = std::vector<std::string>;
+
+/** Two disks and a mount of which the library reports something else. */
+Machine differingMachine()
+{
+    Machine machine = knownMachine({Subject::DISKS, Subject::MOUNTS});
+    machine.differences = {{Subject::DISKS, "sda", "size_bytes", uint64_t{2 * GIB}, "wrong unit"},
+        {Subject::MOUNTS, "/", "disks", Texts(), "not found"},
+        {Subject::DISKS, "sda", "partitions", uint64_t{3}, "miscounted"},
+        {Subject::DISKS, "sdb", "size_bytes", uint64_t{4 * GIB}, "wrong unit"},
+        {Subject::DISKS, "sdb", "", std::nullopt, "left\x1Bout"}};
+    return machine;
+}
+
+Texts notesOf(Machine const& machine, Subject subject, app::Layout const& layout = {})
+{
+    std::ostringstream out;
+    Notes(machine).write(subject, layout, out);
+    return linesOf(out.str());
+}
+
+}
+
+TEST(Notes, numberTheDifferencesOfEachSubject)
+{
+    Machine const machine = differingMachine();
+    Notes const notes(machine);
+
+    EXPECT_EQ(notes.marks(Subject::DISKS, "sda"), "1 2");
+    EXPECT_EQ(notes.marks(Subject::DISKS, "sdb"), "1 3");
+    EXPECT_EQ(notes.marks(Subject::DISKS, "sdc"), "");
+    EXPECT_EQ(notes.marks(Subject::MOUNTS, "/"), "1");
+}
+
+TEST(Notes, shareANumberWhereFactAndReasonAreTheSame)
+{
+    EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS),
+        ElementsAre("The library reports to its host:", "1 another size: wrong unit.",
+            "2 partitions 3: miscounted.", "3 nothing: left?out."));
+    EXPECT_THAT(notesOf(differingMachine(), Subject::MOUNTS),
+        ElementsAre("The library reports to its host:", "1 disks none: not found."));
+}
+
+TEST(Notes, sayThatTheQueryFailed)
+{
+    Machine machine = knownMachine({Subject::DISKS});
+    machine.differences = {{Subject::DISKS, "", "", std::nullopt, "no such file"}};
+
+    EXPECT_THAT(notesOf(machine, Subject::DISKS),
+        ElementsAre(
+            "The library reports to its host:", "1 nothing, as the query failed: no such file."));
+}
+
+TEST(Notes, nameTheFactsThatAreUnavailable)
+{
+    Machine machine = knownMachine({Subject::MEMORY});
+    machine.unavailable = {{Subject::MEMORY, "the memory modules", "dmidecode needs root", "x"}};
+
+    EXPECT_THAT(notesOf(machine, Subject::MEMORY),
+        ElementsAre("Unknown: the memory modules, as dmidecode needs root."));
+    EXPECT_THAT(notesOf(machine, Subject::DISKS), IsEmpty());
+}
+
+TEST(Notes, fitTheTerminal)
+{
+    EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(1),
+        "1 another size:");
+    EXPECT_THAT(
+        notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(2), "  wrong unit.");
+}
+
+TEST(Notes, standBelowTheirTableAndMarkItsRows)
+{
+    Machine machine = differingMachine();
+    app::TableOptions options;
+    options.columns = "NAME,NOTE";
+    machine.subjects = {Subject::DISKS};
+    machine.mounts.reset();
+
+    EXPECT_THAT(app_test::tablesOf(machine, options),
+        ElementsAre("NAME     NOTE", "sda      1 2", "sd?[2Jb", "",
+            "The library reports to its host:", "1 another size: wrong unit.",
+            "2 partitions 3: miscounted.", "3 nothing: left?out."));
+    options.layout.headings = false;
+    EXPECT_THAT(app_test::tablesOf(machine, options), ElementsAre("sda      1 2", "sd?[2Jb"));
+}
+
+TEST(LibraryText, isTheValueAsPeopleReadIt)
+{
+    EXPECT_EQ(libraryText(std::nullopt, "vendor"), "none");
+    EXPECT_EQ(libraryText(LibraryValue("Ac\x1Bme"), "vendor"), "Ac?me");
+    EXPECT_EQ(libraryText(LibraryValue(uint64_t{0}), "highest_mhz"), "0");
+    EXPECT_EQ(libraryText(LibraryValue(int64_t{-1}), ""), "-1");
+    EXPECT_EQ(libraryText(LibraryValue(12.34), ""), "12.3");
+    EXPECT_EQ(libraryText(LibraryValue(Texts()), "disks"), "none");
+    EXPECT_EQ(libraryText(LibraryValue(Texts{"sda", "sdb"}), "disks"), "sda, sdb");
+}
+
+TEST(LibraryText, hasASizeInBothForms)
+{
+    EXPECT_EQ(libraryText(LibraryValue(uint64_t{2 * GIB}), "size_bytes"), "2.0 GiB (2147483648)");
+    EXPECT_EQ(libraryText(LibraryValue(uint64_t{0}), "size_bytes"), "0");
+    EXPECT_EQ(libraryText(LibraryValue(uint64_t{2 * GIB}), "partitions"), "2147483648");
+}
+
+TEST(FactText, isTheKeyInWords)
+{
+    EXPECT_EQ(app::factText("size_bytes"), "size");
+    EXPECT_EQ(app::factText("virtual_machine"), "virtual machine");
+    EXPECT_EQ(app::factText("highest_mhz"), "highest MHz");
+}
