@@ -107,7 +107,11 @@ TEST(MountReader, hasNoInodesOfAFilesystemWithoutATableOfThem)
 
 TEST(MountReader, hasNoSizesOfAFilesystemThatCountsNoBlocks)
 {
-    Mount const mount = readRoot({});
+    struct statvfs status = filesystem(4096);
+    status.f_blocks = 0;
+    status.f_bfree = 0;
+    status.f_bavail = 0;
+    Mount const mount = readRoot(status);
     EXPECT_EQ(mount.size, std::nullopt);
     EXPECT_EQ(mount.used, std::nullopt);
     EXPECT_EQ(mount.available, std::nullopt);
@@ -124,7 +128,10 @@ TEST(MountReader, hasNoUseOfAFilesystemWithMoreFreeBlocksThanItHas)
 
 TEST(MountReader, findsTheDiskByTheNumberOfTheDevice)
 {
-    Mount const mount = readRoot(filesystem(4096));
+    machine.file("/proc/self/mountinfo", "1 1 8:1 / / rw - ext4 /dev/root rw\n");
+    FakeCalls calls;
+    calls.filesystems["/"] = filesystem(4096);
+    Mount const mount = readOne();
     EXPECT_EQ(mount.device, "sda1");
     EXPECT_THAT(mount.disks, ElementsAre("sda"));
 }
