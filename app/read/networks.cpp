@@ -114,8 +114,9 @@ void addEntry(FoundAdapters& found, ifaddrs const& entry)
         sockaddr_ll link{};
         std::memcpy(&link, entry.ifa_addr, sizeof(link));
         one.hardware = link.sll_hatype;
-        size_t const bytes = std::min<size_t>(link.sll_halen, sizeof(link.sll_addr));
-        one.adapter.mac = macText(link.sll_addr, bytes);
+        // InfiniBand's has 20 bytes; /sys has the whole of it.
+        if (link.sll_halen <= sizeof(link.sll_addr))
+            one.adapter.mac = macText(link.sll_addr, link.sll_halen);
         break;
     }
     default:
