@@ -196,7 +196,7 @@ std::string stateByFlags(json const& flags)
 }
 
 /** The gateways of the default routes, by adapter; a route may have several next hops. */
-void addGateways(std::map<std::string, std::multiset<std::string>>& gateways, json const& routes)
+void addGateways(std::map<std::string, std::set<std::string>>& gateways, json const& routes)
 {
     for (json const& route : routes) {
         json const hops = route.value("nexthops", json::array({route}));
@@ -210,7 +210,7 @@ void addGateways(std::map<std::string, std::multiset<std::string>>& gateways, js
 
 Facts adaptersByIp()
 {
-    std::map<std::string, std::multiset<std::string>> gateways;
+    std::map<std::string, std::set<std::string>> gateways;
     for (char const* const family : {"-4", "-6"}) {
         std::string const routes =
             outputOf(std::string("ip -json ") + family + " route show default");
@@ -256,7 +256,7 @@ Facts adaptersByProgram()
                 + address.at("scope").get<std::string>());
         add(facts, name + ": addresses", json(addresses).dump());
         add(facts, name + ": gateways",
-            json(adapter.at("gateways").get<std::multiset<std::string>>()).dump());
+            json(adapter.at("gateways").get<std::set<std::string>>()).dump());
     }
     return facts;
 }

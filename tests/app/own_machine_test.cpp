@@ -118,13 +118,13 @@ public:
     static constexpr uint64_t SIZE = uint64_t{48} * 1024 * 1024;
 
     /** @throws std::runtime_error where this process may not make one. */
-    LoopDisk()
+    explicit LoopDisk(std::string const& options = {})
     {
         std::string const image = m_folder.file("image", "").string();
         if (::truncate(image.c_str(), SIZE) != 0)
             testkit::fail("truncate", image);
-        std::string const output =
-            outputOf("losetup --partscan --find --show " + quoted(image) + " 2>/dev/null");
+        std::string const output = outputOf(
+            "losetup --partscan --find --show " + options + " " + quoted(image) + " 2>/dev/null");
         m_path = output.substr(0, output.find('\n'));
         m_device = ::open(m_path.c_str(), O_RDONLY | O_CLOEXEC);
         if (m_device < 0)
@@ -292,9 +292,19 @@ TEST_F(OwnDisks, haveTheirPartitions)
 {
     std::string const name = s_disk->path().substr(5);
     Facts const facts = disksByProgram();
-    EXPECT_EQ(facts.at(name + ": size"), std::to_string(LoopDisk::SIZE));
-    EXPECT_EQ(facts.at(name + "p1: lies on"), "[\"" + name + "\"]");
-    EXPECT_EQ(facts.at(name + "p2: size"), std::to_string(24 * 1024 * 1024));
+    EXPECT_EQ(textOf(facts, name + ": size"), std::to_string(LoopDisk::SIZE));
+    EXPECT_EQ(textOf(facts, name + "p1: lies on"), "[\"" + name + "\"]");
+    EXPECT_EQ(textOf(facts, name + "p2: size"), std::to_string(24 * 1024 * 1024));
+    expectSame(disksByProgram, disksByLsblk);
+}
+
+TEST_F(OwnDisks, mayBeReadOnlyWithLargeSectors)
+{
+    LoopDisk const disk("--read-only --sector-size 4096");
+    std::string const name = disk.path().substr(5);
+    Facts const facts = disksByProgram();
+    EXPECT_EQ(textOf(facts, name + ": logical sector"), "4096");
+    EXPECT_EQ(textOf(facts, name + ": read-only"), "true");
     expectSame(disksByProgram, disksByLsblk);
 }
 
@@ -307,7 +317,7 @@ TEST_F(OwnDisks, mayBeMountedWhereTheNameHasABlank)
             + quoted(place)))
         GTEST_SKIP() << "this machine has no ext4 filesystem to make and mount";
     AtEnd const unmount("umount " + quoted(place));
-    EXPECT_EQ(mountsByProgram().at(place + ": source"), device);
+    EXPECT_EQ(textOf(mountsByProgram(), place + ": source"), device);
     EXPECT_EQ(spaceByProgram().count(place + ": used"), 1U);
     expectSame(mountsByProgram, mountsByDf);
     expectBetween(spaceByProgram, spaceByDf);
@@ -343,8 +353,9 @@ TEST_F(OwnAdapters, areThoseOfIp)
                      " && ip route add default via 192.0.2.254 dev va"));
     expectSame(adaptersByProgram, adaptersByIp);
     Facts const facts = adaptersByProgram();
-    EXPECT_EQ(facts.at("va: gateways"), "[\"192.0.2.254\"]");
-    EXPECT_EQ(facts.at("va: addresses"), "[\"192.0.2.1/24 global\",\"198.51.100.1/25 global\"]");
+    EXPECT_EQ(textOf(facts, "va: gateways"), "[\"192.0.2.254\"]");
+    EXPECT_EQ(
+        textOf(facts, "va: addresses"), "[\"192.0.2.1/24 global\",\"198.51.100.1/25 global\"]");
 }
 
 /** Makes an adapter or address of a kind that not every kernel has, and compares. */
