@@ -172,13 +172,13 @@ TEST(LibraryQueries, loseOnlyTheAnswerOfAToolThatHangs)
     hangIfconfig();
     machine.file("/proc/meminfo", "MemTotal: 2048 kB\nMemFree: 1024 kB\n");
     machine.file("/proc/partitions", PARTITIONS);
-    Machine const found = query(
-        {Subject::NETWORKS, Subject::MEMORY, Subject::DISKS}, std::chrono::milliseconds(1500));
+    Machine const found =
+        query({Subject::NETWORKS, Subject::MEMORY, Subject::DISKS}, std::chrono::seconds(4));
     LibraryAnswer const& networks = found.library.at(Subject::NETWORKS);
     EXPECT_EQ(networks.outcome, LibraryAnswer::NOT_ENDED);
     EXPECT_EQ(networks.query, "getNetworksInternal");
     EXPECT_EQ(networks.reason, "a tool that the query runs did not end in time");
-    EXPECT_GE(networks.seconds, 1.5);
+    EXPECT_GE(networks.seconds, 4);
     EXPECT_THAT(found.library.at(Subject::MEMORY).records, SizeIs(1));
     EXPECT_THAT(found.library.at(Subject::DISKS).records, SizeIs(1));
 }
@@ -187,9 +187,8 @@ TEST(LibraryQueries, takeTheLimitOnceThoughSeveralToolsHang)
 {
     hangIfconfig();
     auto const begun = std::chrono::steady_clock::now();
-    Machine const found =
-        query({Subject::NETWORKS, Subject::SYSTEM}, std::chrono::milliseconds(1000));
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(1900));
+    Machine const found = query({Subject::NETWORKS, Subject::SYSTEM}, std::chrono::seconds(2));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(3900));
     EXPECT_EQ(found.library.at(Subject::SYSTEM).outcome, LibraryAnswer::NOT_ENDED);
 }
 

@@ -234,7 +234,7 @@ TEST(MountReader, losesOnlyTheSizeOfANetworkFilesystemThatHangs)
     calls.filesystems["/"] = filesystem(4096);
     calls.filesystems["/nas"] = filesystem(512);
     calls.hangingFilesystems = {"/dead"};
-    Machine const found = readMounts(std::chrono::seconds(1));
+    Machine const found = readMounts(std::chrono::seconds(3));
     ASSERT_THAT(*found.mounts, SizeIs(3));
     EXPECT_EQ(found.mounts->at(0).size, 4096000U);
     EXPECT_EQ(found.mounts->at(1).size, std::nullopt);
