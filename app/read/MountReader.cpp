@@ -83,14 +83,13 @@ std::string nameOfNumber(std::vector<Disk> const& disks, std::string const& numb
 std::string deviceName(
     std::vector<Disk> const& disks, Mount const& mount, std::string const& number)
 {
-    if (std::string const name = nameOfNumber(disks, number); !name.empty())
+    if (std::string name = nameOfNumber(disks, number); !name.empty())
         return name;
     if (mount.source.rfind("/dev/", 0) != 0)
         return {};
-    if (std::string const name = nameOfNumber(disks, deviceNumber(mount.source, true));
-        !name.empty())
+    if (std::string name = nameOfNumber(disks, deviceNumber(mount.source, true)); !name.empty())
         return name;
-    std::string const node = resolved(mount.source).value_or(mount.source).substr(5);
+    std::string node = resolved(mount.source).value_or(mount.source).substr(5);
     if (findDisk(disks, node))
         return node;
     return nameOfNumber(disks, deviceNumber(mount.mountPoint, false));

@@ -149,9 +149,12 @@ private:
         if (disk.isPhysical())
             addIdentity(disk, folder, *path);
         m_disks.push_back(disk);
-        for (std::string const& part : namesIn(folder).value_or(Names()))
-            if (exists(folder + "/" + part + "/start"))
-                addPartition(disk, folder + "/" + part, part);
+        for (std::string const& part : namesIn(folder).value_or(Names())) {
+            std::string partFolder = folder;
+            partFolder.append("/").append(part);
+            if (exists(partFolder + "/start"))
+                addPartition(disk, partFolder, part);
+        }
     }
 
     Disk commonFacts(std::string const& folder, std::string const& name) const
