@@ -70,7 +70,7 @@ std::optional<std::string> property(
 {
     for (char const* const name : names)
         if (auto const found = properties.find(name); found != properties.end())
-            if (auto const text = known(trimmed(decodeHex(found->second))))
+            if (auto text = known(trimmed(decodeHex(found->second))))
                 return text;
     return std::nullopt;
 }
@@ -79,7 +79,7 @@ std::optional<std::string> firstLine(
     std::string const& folder, std::initializer_list<char const*> files)
 {
     for (char const* const file : files)
-        if (auto const line = readLine(folder + "/" + file))
+        if (auto line = readLine(folder + "/" + file))
             return line;
     return std::nullopt;
 }

@@ -86,7 +86,8 @@ std::map<unsigned, unsigned> nodesOfProcessors(std::set<unsigned>& nodes)
             continue;
         nodes.insert(*node);
         for (unsigned const processor :
-            numbersOf(readLine(folder + "/" + name + "/cpulist").value_or("")))
+            numbersOf(readLine(std::string(folder).append("/").append(name).append("/cpulist"))
+                          .value_or("")))
             nodeOf[processor] = *node;
     }
     return nodeOf;
@@ -140,7 +141,7 @@ std::optional<std::string> modelOf(std::vector<Fields> const& blocks)
     for (char const* const name : {"model name", "Processor", "cpu model", "cpu", "Hardware"})
         for (Fields const& fields : blocks)
             if (auto const field = fields.find(name); field != fields.end())
-                if (auto const model = known(withSingleBlanks(field->second)))
+                if (auto model = known(withSingleBlanks(field->second)))
                     return model;
     return std::nullopt;
 }

@@ -41,15 +41,15 @@ std::optional<std::string> osName()
 {
     auto const fromRelease = [](char const* path) {
         std::string const text = readFile(path).value_or("");
-        auto const name = assigned(text, "PRETTY_NAME");
+        auto name = assigned(text, "PRETTY_NAME");
         return name ? name : assigned(text, "NAME");
     };
-    if (auto const name = fromRelease("/etc/os-release"))
+    if (auto name = fromRelease("/etc/os-release"))
         return name;
     for (char const* const path : {"/etc/redhat-release", "/etc/SuSE-release"})
-        if (auto const line = readLine(path))
+        if (auto line = readLine(path))
             return line;
-    if (auto const name = fromRelease("/usr/lib/os-release"))
+    if (auto name = fromRelease("/usr/lib/os-release"))
         return name;
     auto const debian = readLine("/etc/debian_version");
     return debian ? std::optional("Debian GNU/Linux " + *debian) : std::nullopt;
