@@ -163,6 +163,7 @@ TEST(Wrapped, keepsAWordThatIsTooLong)
 {
     EXPECT_THAT(wrapped("a /a/very/long/path b", terminal(8), 0, 2),
         ElementsAre("a", "  /a/very/long/path", "  b"));
+    EXPECT_THAT(wrapped("/a/very/long/path", terminal(8), 0, 2), ElementsAre("/a/very/long/path"));
 }
 
 TEST(Wrapped, isOneLineInAPipeAndNoneWithoutWords)

@@ -35,6 +35,14 @@ TEST(Program, helpOfACommandNamesItsOwnAndTheGeneralOptions)
         EXPECT_THAT(outcome.out, HasSubstr(expected));
 }
 
+TEST(Program, helpOfTheRecoveryNamesTheEndsOfItsWatch)
+{
+    Outcome const outcome = Program({"recovery", "--help"}).run();
+
+    for (char const* const expected : {"--watch [SECONDS]", "status 130", "\n 130  "})
+        EXPECT_THAT(outcome.out, HasSubstr(expected));
+}
+
 TEST(Program, versionIsOneLine)
 {
     for (std::vector<std::string> const& arguments :

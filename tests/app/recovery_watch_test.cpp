@@ -291,14 +291,18 @@ TEST(RecoveryWatch, endsWhenTheStatusIsGone)
 {
     RecoveryMachine const machine;
     machine.status(restore(50, 500));
-    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}));
-    program.waitFor("37 %");
+    WatchedProgram people(machine.program({"recovery", "--watch", "0.1"}));
+    WatchedProgram scripts(machine.program({"recovery", "--json", "--watch", "0.1"}));
+    people.waitFor("37 %");
+    scripts.waitFor("}\n");
     machine.removeStatus();
 
-    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
-    EXPECT_THAT(linesOf(program.output()),
+    EXPECT_EQ(people.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_EQ(scripts.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(people.output()),
         ElementsAre(HasSubstr("  50 of 200 files  "),
             MatchesRegex("failed: 50 of 200 files and 500 of 1000 MB in 0:01:.., at .*")));
+    EXPECT_EQ(linesOf(scripts.output()).back(), "{\"recovery\":null}");
 }
 
 TEST(RecoveryWatch, goesOnAfterTheEndOfAnEarlierOne)
