@@ -60,7 +60,7 @@ TEST(Columns, thatAreUnknownAreRefused)
 {
     for (Subject const subject :
         {Subject::PROCESSORS, Subject::DISKS, Subject::MOUNTS, Subject::NETWORKS})
-        for (char const* const columns : {"NOPE", "NOTE,nope", "+NOPE"})
+        for (char const* const columns : {"NOPE", "NOTE,nope", "+NOPE", ",NOTE"})
             EXPECT_THROW(app::checkColumns({subject}, columns), app::ColumnError) << columns;
     EXPECT_NO_THROW(app::checkColumns({Subject::MOUNTS}, "inodes,IUSE"));
 }
