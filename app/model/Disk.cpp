@@ -36,7 +36,7 @@ std::string typeText(Disk const& disk)
     case Disk::MULTIPATH:
         return "mpath";
     case Disk::MAPPED:
-        return "dm";
+        return disk.name.rfind("zram", 0) == 0 ? "zram" : "dm";
     case Disk::LOOP:
         return "loop";
     case Disk::OPTICAL:

@@ -44,8 +44,8 @@ struct Disk {
     std::optional<std::string> kind() const;
 };
 
-/** @return the word for a type: "disk", "part", "raid1", "lvm", "crypt" ... as lsblk(8) has them.
- */
+/** @return the word for a type: "disk", "part", "raid1", "lvm", "crypt" ... as lsblk(8) has them,
+ * and "zram" for compressed memory, which lsblk(8) calls a disk. */
 std::string typeText(Disk const& disk);
 
 /** @return the device of that name, null where there is none. */

@@ -32,7 +32,8 @@ void addDevices(
             continue;
         auto const name = device.at("kname").get<std::string>();
         add(facts, name + ": name", device.at("name"));
-        add(facts, name + ": type", device.at("type"));
+        // lsblk(8) calls compressed memory a disk.
+        add(facts, name + ": type", name.rfind("zram", 0) == 0 ? "zram" : device.at("type"));
         add(facts, name + ": size", device.at("size"));
         add(facts, name + ": number", device.at("maj:min"));
         add(facts, name + ": logical sector", device.at("log-sec"));

@@ -45,15 +45,10 @@ void add(Facts& facts, std::string const& name, json const& value)
         facts[name] = text;
 }
 
-namespace {
-
-/** @return the output without the last newline. */
 std::string lineOf(std::string const& command)
 {
     std::string const output = outputOf(command);
     return output.substr(0, output.find_last_not_of('\n') + 1);
-}
-
 }
 
 Figures memoryByFree()

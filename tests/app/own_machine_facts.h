@@ -40,6 +40,9 @@ Figures spaceByProgram();
 Facts adaptersByIp();
 Facts adaptersByProgram();
 
+/** @return a command's output without its last newline. */
+std::string lineOf(std::string const& command);
+
 /** @return the string as one word of a shell. */
 std::string quoted(std::string const& text);
 

@@ -1,6 +1,7 @@
 // The program on the real machine, and on devices and adapters that the test makes. Its facts must
 // be those of lsblk(8), lscpu(1), ip(8), df(1), free(1) and uname(1).
 
+#include "tests/app/LoopDisk.h"
 #include "tests/app/Program.h"
 #include "tests/app/own_machine_facts.h"
 #include "tests/support/SystemFailure.h"
@@ -10,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
+#include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -109,47 +110,6 @@ void prepareTools()
 class OwnMachine : public testing::Test {
 protected:
     static void SetUpTestSuite() { prepareTools(); }
-};
-
-/** A disk with partitions of 16 and of 24 MiB on a loop device, loop(4). It is removed with the
- * object, and when this process ends. */
-class LoopDisk {
-public:
-    static constexpr uint64_t SIZE = uint64_t{48} * 1024 * 1024;
-
-    /** @throws std::runtime_error where this process may not make one. */
-    explicit LoopDisk(std::string const& options = {})
-    {
-        std::string const image = m_folder.file("image", "").string();
-        if (::truncate(image.c_str(), SIZE) != 0)
-            testkit::fail("truncate", image);
-        std::string const output = outputOf(
-            "losetup --partscan --find --show " + options + " " + quoted(image) + " 2>/dev/null");
-        m_path = output.substr(0, output.find('\n'));
-        m_device = ::open(m_path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (m_device < 0)
-            testkit::fail("losetup", image);
-        // The kernel keeps it until the last descriptor is closed.
-        runs("losetup --detach " + m_path);
-        // Not a table on the disk: not every kernel reads one.
-        if (!runs("addpart " + m_path + " 1 2048 32768 && addpart " + m_path + " 2 40960 49152"))
-            throw std::runtime_error("addpart: " + m_path);
-    }
-    LoopDisk(LoopDisk const&) = delete;
-    LoopDisk& operator=(LoopDisk const&) = delete;
-    ~LoopDisk()
-    {
-        if (m_device >= 0)
-            ::close(m_device);
-    }
-
-    std::string const& path() const { return m_path; } ///< "/dev/loop7"
-    std::string partition(int number) const { return m_path + "p" + std::to_string(number); }
-
-private:
-    Folder m_folder;
-    std::string m_path;
-    int m_device = -1;
 };
 
 /** Disks that the test makes, with a private table of mounts. */
@@ -290,7 +250,7 @@ TEST_F(OwnMachine, hasTheAdaptersOfIp)
 
 TEST_F(OwnDisks, haveTheirPartitions)
 {
-    std::string const name = s_disk->path().substr(5);
+    std::string const name = s_disk->name();
     Facts const facts = disksByProgram();
     EXPECT_EQ(textOf(facts, name + ": size"), std::to_string(LoopDisk::SIZE));
     EXPECT_EQ(textOf(facts, name + "p1: lies on"), "[\"" + name + "\"]");
@@ -301,10 +261,22 @@ TEST_F(OwnDisks, haveTheirPartitions)
 TEST_F(OwnDisks, mayBeReadOnlyWithLargeSectors)
 {
     LoopDisk const disk("--read-only --sector-size 4096");
-    std::string const name = disk.path().substr(5);
+    std::string const name = disk.name();
     Facts const facts = disksByProgram();
     EXPECT_EQ(textOf(facts, name + ": logical sector"), "4096");
     EXPECT_EQ(textOf(facts, name + ": read-only"), "true");
+    expectSame(disksByProgram, disksByLsblk);
+}
+
+TEST_F(OwnDisks, mayBeCompressedMemory)
+{
+    std::string const number = lineOf("cat /sys/class/zram-control/hot_add 2>/dev/null");
+    if (number.empty())
+        GTEST_SKIP() << "this machine has no zram devices for this user";
+    AtEnd const remove("for i in 1 2 3 4 5; do echo " + number
+        + " 2>/dev/null >/sys/class/zram-control/hot_remove && exit; sleep 1; done; exit 1");
+    ASSERT_TRUE(runs("{ echo 16M >/sys/block/zram" + number + "/disksize; }"));
+    EXPECT_EQ(textOf(disksByProgram(), "zram" + number + ": type"), "zram");
     expectSame(disksByProgram, disksByLsblk);
 }
 
