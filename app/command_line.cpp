@@ -4,7 +4,6 @@
 
 #include <charconv>
 #include <functional>
-#include <map>
 #include <sstream>
 
 namespace app {
@@ -103,11 +102,18 @@ void addGeneralOptions(CLI::App& options, CommandLine& line)
             "--no-headings", [&line] { line.headings = false; },
             "Show rows alone, without headings and notes")
         ->group(GROUP);
-    options.add_option("--color", line.color, "Color the screen: auto (default), always, never")
-        ->transform(
-            CLI::Transformer(std::map<std::string, CommandLine::Color>{{"auto", CommandLine::AUTO},
-                                 {"always", CommandLine::ALWAYS}, {"never", CommandLine::NEVER}})
-                .description(""))
+    options
+        .add_option_function<std::string>(
+            "--color",
+            [&line](std::string const& text) {
+                if (text != "auto" && text != "always" && text != "never")
+                    throw CLI::ValidationError(
+                        "--color", "'" + text + "' is none of auto, always and never");
+                line.color = text == "always" ? CommandLine::ALWAYS
+                    : text == "never"         ? CommandLine::NEVER
+                                              : CommandLine::AUTO;
+            },
+            "Color the screen: auto (default), always, never")
         ->type_name("WHEN")
         ->group(GROUP);
     addSecondsOption(options, "--tool-limit",

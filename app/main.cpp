@@ -13,6 +13,7 @@
 #include "app/write/table.h"
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -161,6 +162,8 @@ ExitStatus run(int argc, char const* const* argv)
 int main(int argc, char** argv)
 {
     app::occupyStandardDescriptors();
+    // A program that is started to ignore it cannot learn how its children end.
+    std::signal(SIGCHLD, SIG_DFL);
     app::setLocale();
     try {
         return app::run(argc, argv);

@@ -7,6 +7,7 @@
 #include <sysinfo/LinuxSystemInformation.h>
 
 #include <algorithm>
+#include <cstring>
 #include <exception>
 #include <iterator>
 #include <new>
@@ -218,12 +219,14 @@ LibraryQueries::LibraryQueries(
                 std::tuple([&] { return answerBytes(entry, trace); }, !trace.isShown()));
 }
 
-void LibraryQueries::finish(Machine& machine)
+void LibraryQueries::finish(Machine& machine, std::function<void(Subject)> const& waiting)
 {
     for (Entry const& entry : QUERIES) {
         auto const child = m_children.find(entry.subject);
         if (child == m_children.end())
             continue;
+        if (waiting)
+            waiting(entry.subject);
         TimedChild::Result const result = child->second.wait(m_begun + m_limit);
         if (result.end == TimedChild::ENDED) {
             machine.library[entry.subject] = answerOf(result.bytes);
@@ -233,7 +236,11 @@ void LibraryQueries::finish(Machine& machine)
         answer.query = entry.name;
         answer.seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - m_begun).count();
-        if (result.end == TimedChild::CRASHED) {
+        if (result.end == TimedChild::NOT_STARTED) {
+            answer.outcome = LibraryAnswer::CRASHED;
+            answer.reason = std::string("no process can be started for the query: ")
+                + std::strerror(result.error);
+        } else if (result.end == TimedChild::CRASHED) {
             answer.outcome = LibraryAnswer::CRASHED;
             answer.reason = "the process that ran the query ended without a result";
         } else {

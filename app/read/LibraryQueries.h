@@ -7,6 +7,7 @@
 #include <sysinfo/SystemInformation.h>
 
 #include <chrono>
+#include <functional>
 #include <map>
 
 namespace app {
@@ -28,8 +29,12 @@ public:
     LibraryQueries(
         Machine const& machine, std::chrono::steady_clock::duration limit, TraceOutput& trace);
 
-    /** Waits for the answers and stores them, those that did not come in time too. */
-    void finish(Machine& machine);
+    /**
+     * Waits for the answers and stores them, those that did not come in time too.
+     *
+     * @param waiting is called before the wait for each; may be empty.
+     */
+    void finish(Machine& machine, std::function<void(Subject)> const& waiting);
 
 private:
     std::chrono::steady_clock::duration const m_limit;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
@@ -42,6 +43,16 @@ std::string sizesOf(std::string const& mountPoint)
     line += " " + bytes(unit != 0 && status.f_bavail <= status.f_blocks, status.f_bavail);
     line += " " + std::to_string(status.f_files) + " " + std::to_string(status.f_ffree);
     return line + "\n";
+}
+
+/** @return why a child has no sizes. */
+std::string reasonOf(TimedChild::Result const& result)
+{
+    if (result.end == TimedChild::NOT_STARTED)
+        return std::string("no process can be started for it: ") + std::strerror(result.error);
+    return result.end == TimedChild::NOT_ENDED
+        ? "the filesystem did not respond in time"
+        : "the process that queried the filesystem was killed";
 }
 
 /** @return 0, or the errno of statvfs(3). */
@@ -160,10 +171,7 @@ void MountReader::finish(Machine& machine)
             Mount& mount = m_mounts[group.mounts[i]];
             if (result.end != TimedChild::ENDED)
                 machine.problems.push_back({Subject::MOUNTS, "the size of the filesystem",
-                    result.end == TimedChild::NOT_ENDED
-                        ? "the filesystem did not respond in time"
-                        : "the process that queried the filesystem was killed",
-                    mount.mountPoint});
+                    reasonOf(result), mount.mountPoint});
             else if (int const error = setSizes(mount, lines[i]); error != 0) {
                 errno = error;
                 addProblem(

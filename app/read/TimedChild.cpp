@@ -8,7 +8,6 @@
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -43,17 +42,18 @@ bool writeAll(int descriptor, std::string const& bytes)
 
 TimedChild::TimedChild(std::function<std::string()> const& work, bool silent) : m_parent(getpid())
 {
-    if (pipe2(m_ends, O_CLOEXEC) != 0)
-        throw std::system_error(errno, std::generic_category(), "pipe2");
+    if (pipe2(m_ends, O_CLOEXEC) != 0) {
+        m_error = errno;
+        return;
+    }
     m_child = fork();
     if (m_child == 0)
         runChild(work, silent);
-    int const error = errno;
+    if (m_child < 0)
+        m_error = errno;
     closeOnce(m_ends[1]);
-    if (m_child < 0) {
-        closeOnce(m_ends[0]);
-        throw std::system_error(error, std::generic_category(), "fork");
-    }
+    if (m_child < 0)
+        return;
     // Both sides set the group, so that it exists whichever runs first.
     setpgid(m_child, m_child);
 }
@@ -93,6 +93,8 @@ void TimedChild::runChild(std::function<std::string()> const& work, bool silent)
 TimedChild::Result TimedChild::wait(std::chrono::steady_clock::time_point deadline)
 {
     using std::chrono::milliseconds;
+    if (m_child < 0)
+        return {NOT_STARTED, {}, m_error};
     std::string bytes;
     for (;;) {
         auto const left =
@@ -122,11 +124,11 @@ TimedChild::Result TimedChild::wait(std::chrono::steady_clock::time_point deadli
             continue;
         m_child = -1;
         if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-            return {CRASHED, {}};
-        return {ENDED, std::move(bytes)};
+            return {CRASHED, {}, 0};
+        return {ENDED, std::move(bytes), 0};
     }
     stop();
-    return {NOT_ENDED, {}};
+    return {NOT_ENDED, {}, 0};
 }
 
 void TimedChild::stop()

@@ -18,12 +18,14 @@ public:
     enum End {
         ENDED, ///< The function returned.
         NOT_ENDED, ///< It had not returned in time; nothing of it runs any more.
-        CRASHED ///< The child ended without a result.
+        CRASHED, ///< The child ended without a result.
+        NOT_STARTED ///< The kernel gave no process or pipe.
     };
 
     struct Result {
         End end;
         std::string bytes; ///< The function's result; empty unless it ended.
+        int error = 0; ///< The errno of a child that was not started.
     };
 
     /**
@@ -32,7 +34,6 @@ public:
      * @param work returns the bytes to hand over. An exception that leaves it is a crash.
      * @param silent connects the child's standard error with /dev/null, for tools whose messages
      * are not the program's.
-     * @throws std::system_error where the kernel gives no process or pipe.
      */
     TimedChild(std::function<std::string()> const& work, bool silent);
     TimedChild(TimedChild const&) = delete;
@@ -46,6 +47,7 @@ private:
     [[noreturn]] void runChild(std::function<std::string()> const& work, bool silent) const;
     void stop();
 
+    int m_error = 0;
     int m_ends[2] = {-1, -1}; // Of the pipe: the reader's, and the child's.
     pid_t m_parent;
     pid_t m_child = -1;

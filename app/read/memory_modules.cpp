@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <map>
 #include <sys/wait.h>
@@ -130,7 +131,9 @@ void ModuleQuery::finish(Machine& machine)
                 machine.memory->modules = std::move(modules);
             return;
         }
-        if (result.end == TimedChild::NOT_ENDED)
+        if (result.end == TimedChild::NOT_STARTED)
+            reason = std::string("dmidecode cannot be started: ") + std::strerror(result.error);
+        else if (result.end == TimedChild::NOT_ENDED)
             reason = "dmidecode did not end in time";
         else if (status == uint64_t{COMMAND_NOT_FOUND})
             reason = "dmidecode is not installed";

@@ -35,6 +35,13 @@ template <size_t COUNT> bool isOneOf(std::string const& type, char const* const 
     return std::find(std::begin(types), std::end(types), type) != std::end(types);
 }
 
+/** The sources of network filesystems are "HOST:/PATH" and "//HOST/SHARE", whatever their type. */
+bool isOnNetwork(Mount const& mount)
+{
+    return isOneOf(mount.filesystem, NETWORK_TYPES) || mount.source.rfind("//", 0) == 0
+        || (mount.source.rfind('/', 0) != 0 && mount.source.find(":/") != std::string::npos);
+}
+
 bool isOnBlockDevice(MountEntry const& entry)
 {
     if (isOneOf(entry.mount.filesystem, POOLED_TYPES))
@@ -104,7 +111,7 @@ void keepShown(std::vector<MountEntry>& entries)
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
         if (!places.insert(entry->mount.mountPoint).second)
             continue;
-        entry->mount.network = isOneOf(entry->mount.filesystem, NETWORK_TYPES);
+        entry->mount.network = isOnNetwork(entry->mount);
         if (entry->mount.network || isOnBlockDevice(*entry))
             shown.push_back(*entry);
     }

@@ -58,7 +58,7 @@ Machine readMachine(ReadRequest const& request, TraceOutput& trace)
     if (mounts)
         mounts->finish(machine);
     loads.end(machine);
-    queries.finish(machine);
+    queries.finish(machine, request.began);
     machine.differences = differencesOf(machine);
     return machine;
 }

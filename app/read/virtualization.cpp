@@ -3,6 +3,7 @@
 #include "app/read/kernel_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <sstream>
 
 namespace app {
@@ -130,7 +131,12 @@ std::optional<std::string> container()
         return "docker";
     if (exists("/proc/vz") && !exists("/proc/bc"))
         return "openvz";
-    return containerOfInit().value_or("none");
+    if (auto name = containerOfInit())
+        return name;
+    // Only root can read it. systemd would have left the file above.
+    bool const unreadable = !readFile("/proc/1/environ") && errno == EACCES;
+    return unreadable && !exists("/run/systemd/system") ? std::nullopt
+                                                        : std::optional<std::string>("none");
 }
 
 }

@@ -9,7 +9,8 @@ namespace app {
  * for one without a known sign; nothing where neither can be told. */
 std::optional<std::string> virtualMachine();
 
-/** @return the name of the container manager, "none" outside of a container. */
+/** @return the name of the container manager, "none" outside of a container; nothing
+ * where only root can tell. */
 std::optional<std::string> container();
 
 }

@@ -60,6 +60,8 @@ private:
         // An engine that is idle again has no figures of the recovery any more.
         if (m_seen && recovery.phase() != RecoveryPhase::IDLE)
             m_last = recovery;
+        else if (m_last && m_last->percent.value_or(0) >= 100 && !m_last->recoverEnd)
+            m_last->recoverEnd = recovery.recoverEnd;
     }
 
     bool m_ended = false;

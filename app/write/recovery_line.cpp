@@ -19,6 +19,14 @@ std::string wholePercent(std::optional<unsigned> percent)
     return percent ? std::to_string(*percent) + " %" : UNKNOWN;
 }
 
+/** The engine's percentage, and that of the MB alone where it is another one. */
+std::string percentText(Recovery const& recovery)
+{
+    auto const ofMegabytes = percentOfMegabytes(recovery);
+    return wholePercent(recovery.percent)
+        + (ofMegabytes ? " (" + *ofMegabytes + " of the MB)" : "");
+}
+
 std::string rateText(std::optional<uint32_t> megabytesPerSecond)
 {
     return countText(megabytesPerSecond) + " MB/s";
@@ -47,10 +55,9 @@ std::string recoveryLine(Recovery const& recovery)
     std::string line = phaseText(recovery);
     if (!isRestorePhase(recovery))
         return line;
-    return line + "  " + wholePercent(recovery.percent) + "  " + countText(recovery.filesDone)
-        + " of " + countText(recovery.filesTotal) + " files  " + countText(recovery.megabytesDone)
-        + " of " + countText(recovery.megabytesTotal) + " MB  "
-        + rateText(recovery.megabytesPerSecond);
+    return line + "  " + percentText(recovery) + "  " + countText(recovery.filesDone) + " of "
+        + countText(recovery.filesTotal) + " files  " + countText(recovery.megabytesDone) + " of "
+        + countText(recovery.megabytesTotal) + " MB  " + rateText(recovery.megabytesPerSecond);
 }
 
 std::string recoveryOutcome(Recovery const& recovery, int64_t now)
@@ -59,9 +66,9 @@ std::string recoveryOutcome(Recovery const& recovery, int64_t now)
     int64_t const end =
         recovery.recoverEnd ? *recovery.recoverEnd : recovery.restoreEnd.value_or(now);
     auto const start = recovery.recoverStart ? recovery.recoverStart : recovery.restoreStart;
-    std::string text = recovery.percent.value_or(100) < 100 ? "failed"
-        : ended                                             ? "finished"
-                                                            : "ended, without a result";
+    std::string text = "ended, result unknown; last seen";
+    if (ended && recovery.percent)
+        text = *recovery.percent < 100 ? "failed" : "finished";
     text += ": " + countText(recovery.filesDone) + " of " + countText(recovery.filesTotal)
         + " files and " + countText(recovery.megabytesDone) + " of "
         + countText(recovery.megabytesTotal) + " MB";
@@ -79,7 +86,7 @@ std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, b
     constexpr size_t SMALLEST_BAR = 10;
     constexpr size_t BRACKETS = 2;
     constexpr size_t GAP = 2;
-    std::string percent = wholePercent(recovery.percent);
+    std::string percent = percentText(recovery);
     percent.insert(0, percent.size() < 5 ? 5 - percent.size() : 0, ' '); // As wide as "100 %".
     std::array<std::string, FIELDS> fields;
     fields[PHASE] = phaseText(recovery);

@@ -1,6 +1,7 @@
 #include "app/write/standard_streams.h"
 
 #include "app/write/TextTable.h"
+#include "app/write/display.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -50,7 +51,7 @@ void complain(std::string const& message)
     std::string text;
     std::istringstream lines("dovrel-sysinfo: " + message);
     for (std::string line; std::getline(lines, line);)
-        for (std::string const& part : wrapped(line, layout, 0, 2))
+        for (std::string const& part : wrapped(printable(line), layout, 0, 2))
             text += part + "\n";
     // Where standard error cannot be written either there is nobody left to tell.
     (void)writeWhole(STDERR_FILENO, text);

@@ -166,9 +166,10 @@ private:
         std::vector<Disk const*> physical;
         std::map<std::string, size_t> stacked;
         for (Disk const& disk : disks) {
-            if (disk.isPhysical())
+            // The paths to a disk are disks of their own to the kernel.
+            if (disk.type == Disk::MULTIPATH || (disk.isPhysical() && !isPath(disks, disk)))
                 physical.push_back(&disk);
-            else if (disk.parent.empty() && disk.type != Disk::LOOP)
+            else if (!disk.isPhysical() && disk.parent.empty() && disk.type != Disk::LOOP)
                 ++stacked[typeText(disk)];
         }
         Lines lines = physical.size() <= MOST_DISKS ? each(physical) : alike(physical);
@@ -182,11 +183,26 @@ private:
         return lines;
     }
 
+    static bool isPath(std::vector<Disk> const& disks, Disk const& disk)
+    {
+        return std::any_of(disks.begin(), disks.end(), [&disk](Disk const& other) {
+            return other.type == Disk::MULTIPATH
+                && std::count(other.slaves.begin(), other.slaves.end(), disk.name) > 0;
+        });
+    }
+
+    /** "SSD", "multipath"; "disk" where the kind is unknown. */
+    static std::string kindOf(Disk const& disk)
+    {
+        return disk.type == Disk::MULTIPATH ? "multipath" : disk.kind().value_or("disk");
+    }
+
     Lines each(std::vector<Disk const*> const& disks) const
     {
         TextTable table({{"", LEFT}, {"", RIGHT}, {"", LEFT, 20}, {"", LEFT, 10}});
         for (Disk const* const disk : disks)
-            table.addRow({disk->name, sizeText(disk->bytes), disk->kind().value_or(""),
+            table.addRow({disk->label, sizeText(disk->bytes),
+                disk->type == Disk::MULTIPATH ? "multipath" : disk->kind().value_or(""),
                 disk->model.value_or("")});
         return table.rows(m_layout);
     }
@@ -200,7 +216,7 @@ private:
         };
         std::map<std::string, Group> groups;
         for (Disk const* const disk : disks) {
-            Group& group = groups[sizeText(disk->bytes) + " " + disk->kind().value_or("disk")];
+            Group& group = groups[sizeText(disk->bytes) + " " + kindOf(*disk)];
             ++group.count;
             group.bytes += static_cast<double>(disk->bytes.value_or(0));
         }
@@ -322,7 +338,7 @@ private:
             return {m_machine.hasProblem(Subject::RECOVERY) ? UNREADABLE : "none"};
         Recovery const& recovery = *m_machine.recovery;
         if (recovery.hasEnded(m_machine.time))
-            return {recoveryOutcome(recovery, m_machine.time)};
+            return wrapped(recoveryOutcome(recovery, m_machine.time), m_layout, 0, 0);
         std::string text = phaseText(recovery);
         if (recovery.percent)
             text += ", " + std::to_string(*recovery.percent) + " %";

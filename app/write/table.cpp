@@ -75,10 +75,11 @@ struct DeviceRow : RowContext {
 std::string mountPoints(DeviceRow const& row)
 {
     std::vector<std::string> places;
-    if (row.machine.mounts)
-        for (Mount const& mount : *row.machine.mounts)
-            if (mount.device == row.disk.name)
-                places.push_back(mount.mountPoint);
+    if (!row.machine.mounts)
+        return UNKNOWN;
+    for (Mount const& mount : *row.machine.mounts)
+        if (mount.device == row.disk.name)
+            places.push_back(mount.mountPoint);
     return joined(places);
 }
 
@@ -329,8 +330,12 @@ private:
         add("Free", memory.free, memory.total, false);
         add("Buffers", memory.buffers, memory.total, false);
         add("Caches", memory.caches, memory.total, false);
-        add("Swap", memory.swapTotal, std::nullopt, false);
-        add("Swap used", memory.swapUsed(), memory.swapTotal, true);
+        if (memory.swapTotal == 0U) {
+            table.addRow({"Swap", "none"});
+        } else {
+            add("Swap", memory.swapTotal, std::nullopt, false);
+            add("Swap used", memory.swapUsed(), memory.swapTotal, true);
+        }
         TextTable modules({{"MODULE"}, {"SIZE", RIGHT}, {"TYPE", LEFT, 50}, {"SPEED", LEFT, 40}});
         if (memory.modules)
             for (MemoryModule const& module : *memory.modules)

@@ -91,7 +91,7 @@ TEST(Loads, areThoseBetweenTwoSamples)
 TEST(Loads, areAProblemWhereTheCountersCanNoLongerBeRead)
 {
     WholeMachine const machine;
-    WatchedProgram program(machine.program({"cpus", "--trace", "3"}), 80);
+    WatchedProgram program(machine.program({"cpus", "--trace", "3"}), 120);
     waitForSamples(program, 2);
     machine.hide("stat");
 

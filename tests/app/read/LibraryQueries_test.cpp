@@ -26,7 +26,7 @@ Machine query(
     found.subjects = subjects;
     app::TraceOutput trace(0, {});
     app::LibraryQueries queries(found, limit, trace);
-    queries.finish(found);
+    queries.finish(found, {});
     return found;
 }
 

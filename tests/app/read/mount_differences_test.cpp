@@ -98,5 +98,6 @@ TEST(MountDifference, isADiskThatTheLibraryDoesNotFind)
     EXPECT_EQ(difference.fact, "disks");
     EXPECT_EQ(difference.library, LibraryValue(Texts{}));
     EXPECT_EQ(difference.reason,
-        "the library finds the disks of partitions such as sda1, not of nvme0n1p1, md or LVM");
+        "the library finds only disks that it lists itself, beneath partitions such as sda1 and "
+        "not beneath md or LVM");
 }
