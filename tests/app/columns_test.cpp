@@ -15,7 +15,6 @@ using app_test::Outcome;
 using app_test::Program;
 using app_test::tablesOf;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::StartsWith;
 
 namespace {
