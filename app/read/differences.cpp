@@ -123,12 +123,12 @@ private:
             if (i >= answer.records.size())
                 continue;
             auto const highest = answer.records[i].get<uint64_t>("getMaxSpeedInMHZ");
-            if (processor.highestMHz.value_or(0) != highest || !processor.highestMHz)
+            if (processor.highestMHz && *processor.highestMHz != highest)
                 add(item, "highest_mhz", highest,
                     "the library reports the firmware's limit (bios_limit), 0 where there is "
                     "none");
             auto const current = answer.records[i].get<uint64_t>("getCurrentSpeedInMHZ");
-            if (current == 0)
+            if (processor.currentMHz && current == 0)
                 add(item, "current_mhz", current,
                     "the library reads the speed from cpufreq, which has none here");
         }

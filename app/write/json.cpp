@@ -1,6 +1,5 @@
 #include "app/write/json.h"
 
-#include "app/write/display.h"
 #include "app/write/names.h"
 
 #include <nlohmann/json.hpp>
@@ -45,13 +44,6 @@ std::optional<std::string> isoTime(std::optional<int64_t> seconds)
     return iso.substr(0, minutes) + ":" + iso.substr(minutes);
 }
 
-/** The share of the MB that are done; the engine's percentage counts files as much as MB. */
-std::optional<unsigned> wholePercentOf(Recovery const& recovery)
-{
-    auto const percent = percentOf(recovery.megabytesDone, recovery.megabytesTotal);
-    return percent ? std::optional(static_cast<unsigned>(*percent)) : std::nullopt;
-}
-
 Json toJson(Recovery const& recovery)
 {
     constexpr std::array NAMES = {"idle", "early", "restoring", "final_sync", "later"};
@@ -61,7 +53,6 @@ Json toJson(Recovery const& recovery)
         {"files_total", optionalJson(recovery.filesTotal)},
         {"megabytes_done", optionalJson(recovery.megabytesDone)},
         {"megabytes_total", optionalJson(recovery.megabytesTotal)},
-        {"percent_of_megabytes", optionalJson(wholePercentOf(recovery))},
         {"megabytes_per_second", optionalJson(recovery.megabytesPerSecond)},
         {"recover_start", optionalJson(isoTime(recovery.recoverStart))},
         {"recover_end", optionalJson(isoTime(recovery.recoverEnd))},

@@ -19,12 +19,12 @@ std::string wholePercent(std::optional<unsigned> percent)
     return percent ? std::to_string(*percent) + " %" : UNKNOWN;
 }
 
-/** The engine's percentage, and that of the MB alone where it is another one. */
-std::string percentText(Recovery const& recovery)
+/** The share of the MB where the engine's percentage, which counts files as much, is another one.
+ */
+std::string megabytesPercent(Recovery const& recovery)
 {
-    auto const ofMegabytes = percentOfMegabytes(recovery);
-    return wholePercent(recovery.percent)
-        + (ofMegabytes ? " (" + *ofMegabytes + " of the MB)" : "");
+    auto const percent = percentOfMegabytes(recovery);
+    return percent ? " (" + *percent + ")" : "";
 }
 
 std::string rateText(std::optional<uint32_t> megabytesPerSecond)
@@ -55,9 +55,10 @@ std::string recoveryLine(Recovery const& recovery)
     std::string line = phaseText(recovery);
     if (!isRestorePhase(recovery))
         return line;
-    return line + "  " + percentText(recovery) + "  " + countText(recovery.filesDone) + " of "
-        + countText(recovery.filesTotal) + " files  " + countText(recovery.megabytesDone) + " of "
-        + countText(recovery.megabytesTotal) + " MB  " + rateText(recovery.megabytesPerSecond);
+    return line + "  " + wholePercent(recovery.percent) + "  " + countText(recovery.filesDone)
+        + " of " + countText(recovery.filesTotal) + " files  " + countText(recovery.megabytesDone)
+        + " of " + countText(recovery.megabytesTotal) + " MB" + megabytesPercent(recovery) + "  "
+        + rateText(recovery.megabytesPerSecond);
 }
 
 std::string recoveryOutcome(Recovery const& recovery, int64_t now)
@@ -86,13 +87,13 @@ std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, b
     constexpr size_t SMALLEST_BAR = 10;
     constexpr size_t BRACKETS = 2;
     constexpr size_t GAP = 2;
-    std::string percent = percentText(recovery);
+    std::string percent = wholePercent(recovery.percent);
     percent.insert(0, percent.size() < 5 ? 5 - percent.size() : 0, ' '); // As wide as "100 %".
     std::array<std::string, FIELDS> fields;
     fields[PHASE] = phaseText(recovery);
     fields[PERCENT] = percent;
-    fields[MEGABYTES] =
-        countText(recovery.megabytesDone) + "/" + countText(recovery.megabytesTotal) + " MB";
+    fields[MEGABYTES] = countText(recovery.megabytesDone) + "/" + countText(recovery.megabytesTotal)
+        + " MB" + megabytesPercent(recovery);
     fields[RATE] = rateText(recovery.megabytesPerSecond);
     fields[LEFT] = leftText(recovery, now);
     fields[FILES] = countText(recovery.filesDone) + "/" + countText(recovery.filesTotal) + " files";

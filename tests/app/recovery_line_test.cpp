@@ -40,15 +40,16 @@ std::string barOf(Recovery const& recovery, size_t columns)
 
 TEST(RecoveryBar, dropsWhatIsLeastMissed)
 {
-    std::string const withRate = "[####......]   37 %  500/1000 MB  5 MB/s  0:01:40 left";
+    std::string const withRate = "[####......]   37 %  500/1000 MB (50 %)  5 MB/s  0:01:40 left";
     Recovery const recovery = halfRestored();
 
-    EXPECT_EQ(barOf(recovery, 79), "restoring  " + withRate + "  50/200 files");
-    EXPECT_THAT(barOf(recovery, 78), MatchesRegex("restoring  .*  0:01:40 left"));
-    EXPECT_EQ(barOf(recovery, 65), "restoring  " + withRate);
-    EXPECT_THAT(barOf(recovery, 64), MatchesRegex("\\[#+\\.+\\]   37 %  500/1000 MB  5 MB/s  .*"));
-    EXPECT_EQ(barOf(recovery, 54), withRate);
-    EXPECT_EQ(barOf(recovery, 46), "[####......]   37 %  500/1000 MB  0:01:40 left");
+    EXPECT_EQ(barOf(recovery, 86), "restoring  " + withRate + "  50/200 files");
+    EXPECT_THAT(barOf(recovery, 85), MatchesRegex("restoring  .*  0:01:40 left"));
+    EXPECT_EQ(barOf(recovery, 72), "restoring  " + withRate);
+    EXPECT_THAT(barOf(recovery, 71),
+        MatchesRegex("\\[#+\\.+\\]   37 %  500/1000 MB \\(50 %\\)  5 MB/s  .*"));
+    EXPECT_EQ(barOf(recovery, 61), withRate);
+    EXPECT_EQ(barOf(recovery, 53), "[####......]   37 %  500/1000 MB (50 %)  0:01:40 left");
     EXPECT_EQ(barOf(recovery, 33), "[####......]   37 %  0:01:40 left");
     EXPECT_EQ(barOf(recovery, 19), "[####......]   37 %");
     EXPECT_EQ(barOf(recovery, 18), " 37 %");

@@ -108,7 +108,8 @@ TEST(RecoveryWatch, drawsItsBarOver80Columns)
     std::string const bars = barsOfARestore(80);
 
     EXPECT_THAT(piecesOf(bars).at(1),
-        MatchesRegex("restoring  \\[####+\\.+\\]   37 %  500/1000 MB  [45] MB/s  0:01:.. left"));
+        MatchesRegex(
+            "restoring  \\[####+\\.+\\]   37 %  500/1000 MB \\(50 %\\)  [45] MB/s  0:01:.. left"));
     EXPECT_THAT(screenAfter(bars, 80),
         ElementsAre(
             MatchesRegex("restoring  \\[#+\\]  100 %  1000/1000 MB  20 MB/s  - left.*"), ""));
@@ -121,8 +122,9 @@ TEST(RecoveryWatch, drawsItsBarOver200Columns)
 
     std::string const first = piecesOf(bars).at(1);
     EXPECT_THAT(first,
-        MatchesRegex("restoring  \\[#+\\.+\\]   37 %  500/1000 MB  [45] MB/s  0:01:.. left"
-                     "  50/200 files"));
+        MatchesRegex(
+            "restoring  \\[#+\\.+\\]   37 %  500/1000 MB \\(50 %\\)  [45] MB/s  0:01:.. left"
+            "  50/200 files"));
     EXPECT_EQ(first.size(), 197U);
     EXPECT_THAT(screenAfter(bars, 200), ElementsAre(HasSubstr("200/200 files"), ""));
     EXPECT_LT(widestOf(bars), 200U);
@@ -167,7 +169,9 @@ TEST(RecoveryWatch, followsTheWidthOfItsTerminal)
     machine.status(IDLE);
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
-    EXPECT_LE(widestOf(barsOf(program, "failed: 50 of 200").substr(narrow)), 37U);
+    EXPECT_LE(
+        widestOf(barsOf(program, "ended, result unknown; last seen: 50 of 200").substr(narrow)),
+        37U);
 }
 
 TEST(RecoveryWatch, goesThroughARecoveryFromBeforeItsStartToItsEnd)
@@ -191,7 +195,8 @@ TEST(RecoveryWatch, goesThroughARecoveryFromBeforeItsStartToItsEnd)
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
     EXPECT_THAT(
-        screenAfter(barsOf(program, "ended, without a result: 200 of 200 files and 1000 of"), 80),
+        screenAfter(
+            barsOf(program, "ended, result unknown; last seen: 200 of 200 files and 1000 of"), 80),
         ElementsAre("idle", ""));
     EXPECT_THAT(program.output(), Not(HasSubstr("\x1B"))) << "escape sequences";
 }
@@ -212,7 +217,7 @@ TEST(RecoveryWatch, writesALineAChangeIntoAPipe)
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
     EXPECT_THAT(linesOf(program.output()),
         ElementsAre(WAITING, "early operation 4000",
-            "restoring  37 %  50 of 200 files  500 of 1000 MB  - MB/s",
+            "restoring  37 %  50 of 200 files  500 of 1000 MB (50 %)  - MB/s",
             "final sync  55 %  100 of 200 files  600 of 1000 MB  - MB/s",
             "restoring  100 %  200 of 200 files  1000 of 1000 MB  20 MB/s", FINISHED));
 }
@@ -301,7 +306,8 @@ TEST(RecoveryWatch, endsWhenTheStatusIsGone)
     EXPECT_EQ(scripts.waitForEnd(), app::EXIT_STATUS_OK);
     EXPECT_THAT(linesOf(people.output()),
         ElementsAre(HasSubstr("  50 of 200 files  "),
-            MatchesRegex("failed: 50 of 200 files and 500 of 1000 MB in 0:01:.., at .*")));
+            MatchesRegex("ended, result unknown; last seen: 50 of 200 files and 500 of 1000 MB in "
+                         "0:01:.., at .*")));
     EXPECT_EQ(linesOf(scripts.output()).back(), "{\"recovery\":null}");
 }
 

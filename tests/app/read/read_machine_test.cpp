@@ -33,7 +33,8 @@ TEST(ReadMachine, readsTheSubjectsThatWereAskedFor)
     EXPECT_TRUE(found.memory);
     EXPECT_FALSE(found.system);
     EXPECT_FALSE(found.disks);
-    EXPECT_THAT(began, ElementsAre(Subject::MEMORY));
+    // Once for its reading, once for the wait for the library.
+    EXPECT_THAT(began, ElementsAre(Subject::MEMORY, Subject::MEMORY));
 }
 
 TEST(ReadMachine, reportsTheMissingDisksOnceThoughTheMountsNeedThemToo)
