@@ -258,6 +258,7 @@ private:
     static std::vector<Mount const*> fullest(std::vector<Mount> const& mounts, size_t count)
     {
         std::vector<Mount const*> list;
+        list.reserve(mounts.size());
         for (Mount const& mount : mounts)
             list.push_back(&mount);
         std::stable_sort(list.begin(), list.end(), [](Mount const* first, Mount const* second) {
