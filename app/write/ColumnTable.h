@@ -69,6 +69,7 @@ template <class Row> TextTable tableOf(
     std::vector<Row> const& rows, std::vector<ColumnOf<Row>> const& columns, size_t enough = 0)
 {
     std::vector<TextTable::Column> headings;
+    headings.reserve(columns.size());
     for (auto const& column : columns)
         headings.push_back({column.name, column.alignment, column.importance});
     if (!headings.empty())
@@ -76,6 +77,7 @@ template <class Row> TextTable tableOf(
     TextTable table(std::move(headings));
     for (Row const& row : rows) {
         std::vector<std::string> cells;
+        cells.reserve(columns.size());
         for (auto const& column : columns)
             cells.push_back(column.text(row));
         table.addRow(std::move(cells));

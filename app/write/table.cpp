@@ -386,6 +386,7 @@ private:
     void writeMounts(std::vector<Mount> const& mounts)
     {
         std::vector<MountRow> rows;
+        rows.reserve(mounts.size());
         for (Mount const& mount : mounts)
             rows.push_back({context(Subject::MOUNTS, mount.mountPoint), mount});
         begin(Subject::MOUNTS,
