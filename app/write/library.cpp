@@ -72,8 +72,7 @@ void writeLibrary(Machine const& machine, Layout const& layout, std::ostream& ou
         first = false;
         size_t const count = answer.records.size();
         writeLine(colored(answer.query, Color::BOLD, layout.colors) + " " + outcomeText(answer)
-                + ", " + (count == 1 ? "1 record" : std::to_string(count) + " records") + ", "
-                + oneDecimal(answer.seconds * 1000) + " ms",
+                + ", " + (count == 1 ? "1 record" : std::to_string(count) + " records"),
             0, layout, out);
         for (size_t i = 0; i < count; ++i) {
             // Processors have no line of their own.

@@ -218,7 +218,7 @@ TEST(RecoveryWatch, writesALineAChangeIntoAPipe)
     EXPECT_THAT(linesOf(program.output()),
         ElementsAre(WAITING, "early operation 4000",
             "restoring  37 %  50 of 200 files  500 of 1000 MB (50 %)  - MB/s",
-            "final sync  55 %  100 of 200 files  600 of 1000 MB  - MB/s",
+            "final sync  55 %  100 of 200 files  600 of 1000 MB (60 %)  - MB/s",
             "restoring  100 %  200 of 200 files  1000 of 1000 MB  20 MB/s", FINISHED));
 }
 

@@ -109,8 +109,8 @@ std::string commandLine(std::string const& command)
 /** The times that the queries took are of the machine that runs the tests. */
 std::string withoutDurations(std::string const& text)
 {
-    static std::regex const durations("[0-9.]+ ms|(\"duration_seconds\": )[0-9.e-]+");
-    return std::regex_replace(text, durations, "$1#");
+    static std::regex const durations("(\"duration_seconds\": )[0-9.e-]+");
+    return std::regex_replace(text, durations, "$010");
 }
 
 class Machines : public testing::TestWithParam<std::tuple<char const*, char const*>> {
@@ -225,7 +225,7 @@ void compareLines(std::string const& recorded, std::string const& shown, std::st
 
 TEST_P(Machines, showTheRecordedScreens)
 {
-    std::string const shown = withoutDurations(output() == "json" ? documents() : screens());
+    std::string const shown = output() == "json" ? withoutDurations(documents()) : screens();
     RealRoot const root;
     std::string const file = name() + "." + output();
     if (std::getenv("DOVREL_UPDATE_SCREENS")) {
