@@ -74,6 +74,10 @@ void writeLibrary(Machine const& machine, Layout const& layout, std::ostream& ou
         writeLine(colored(answer.query, Color::BOLD, layout.colors) + " " + outcomeText(answer)
                 + ", " + (count == 1 ? "1 record" : std::to_string(count) + " records"),
             0, layout, out);
+        if (subject == Subject::PROCESSORS)
+            writeLine(
+                "getCurrentUsage and toString are not called: each measures for 1 to 101 seconds.",
+                2, layout, out);
         for (size_t i = 0; i < count; ++i) {
             // Processors have no line of their own.
             if (answer.records[i].text.empty() && count > 1)
