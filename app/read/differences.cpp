@@ -81,9 +81,8 @@ private:
         if (text && library.size() < text->size() && library.size() >= SHORTEST
             && text->compare(0, library.size(), library) == 0)
             return "the library's texts have 47 bytes at most";
-        return library.empty()
-            ? "the library takes the firmware's text of DMI, which has none"
-            : "the library takes the firmware's text as it stands, blanks included";
+        return library.empty() ? "the library takes the firmware's text of DMI, which has none"
+                               : "the library takes the firmware's text as it stands";
     }
 
     void compareWith(LibraryAnswer const& answer, System const& system)

@@ -100,8 +100,7 @@ TEST(SystemDifference, isATextThatTheLibraryDoesNotTrim)
     Difference const difference = differenceOf(withVendor("Acme", "Acme "));
     EXPECT_EQ(difference.fact, "vendor");
     EXPECT_EQ(difference.library, LibraryValue(std::string("Acme ")));
-    EXPECT_EQ(
-        difference.reason, "the library takes the firmware's text as it stands, blanks included");
+    EXPECT_EQ(difference.reason, "the library takes the firmware's text as it stands");
 }
 
 TEST(SystemDifference, isATextThatTheLibraryCuts)
