@@ -140,7 +140,12 @@ MountReader::MountReader(
         }
         m_mounts.push_back(std::move(entry.mount));
     }
-    start(local);
+    // A few at a time, so that one that hangs costs no others where there are not many.
+    constexpr size_t MOST_CHILDREN = 32;
+    size_t const together = (local.size() + MOST_CHILDREN - 1) / MOST_CHILDREN;
+    for (size_t begin = 0; begin < local.size(); begin += together)
+        start({local.begin() + static_cast<ptrdiff_t>(begin),
+            local.begin() + static_cast<ptrdiff_t>(std::min(begin + together, local.size()))});
     for (size_t i = 0; i < m_mounts.size(); ++i)
         if (m_mounts[i].network)
             start({i});

@@ -245,6 +245,20 @@ TEST(MountReader, losesOnlyTheSizeOfANetworkFilesystemThatHangs)
     EXPECT_EQ(found.problems[0].reason, "the filesystem did not respond in time");
 }
 
+TEST(MountReader, losesOnlyTheSizesOfALocalFilesystemThatHangs)
+{
+    machine.file(
+        "/proc/self/mountinfo", std::string(ROOT) + "2 1 8:17 / /dead rw - ext4 /dev/sdb1 rw\n");
+    FakeCalls calls;
+    calls.filesystems["/"] = filesystem(4096);
+    calls.hangingFilesystems = {"/dead"};
+    Machine const found = readMounts(std::chrono::seconds(3));
+    ASSERT_THAT(*found.mounts, SizeIs(2));
+    EXPECT_EQ(found.mounts->at(0).size, 4096000U);
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].source, "/dead");
+}
+
 TEST(MountReader, reportsAChildThatDiesAsNoFilesystemThatHangs)
 {
     machine.file("/proc/self/mountinfo", ROOT);
