@@ -57,7 +57,7 @@ std::optional<std::string> firmwareName()
     std::string const folder = "/sys/class/dmi/id/";
     for (char const* const file :
         {"product_name", "sys_vendor", "board_vendor", "bios_vendor", "product_version"})
-        if (auto const name = nameOf(readLine(folder + file).value_or(""), FIRMWARE_SIGNS))
+        if (auto name = nameOf(readLine(folder + file).value_or(""), FIRMWARE_SIGNS))
             return name;
     // Its vendor makes real machines too.
     bool const microsoft = readLine(folder + "sys_vendor") == "Microsoft Corporation";
@@ -71,7 +71,7 @@ std::optional<std::string> clockName()
     auto const clocks =
         readLine("/sys/devices/system/clocksource/clocksource0/available_clocksource");
     for (std::string const& clock : wordsOf(clocks.value_or("")))
-        if (auto const name = nameOf(clock, CLOCK_SIGNS))
+        if (auto name = nameOf(clock, CLOCK_SIGNS))
             return name;
     return std::nullopt;
 }
@@ -104,11 +104,11 @@ std::optional<std::string> containerOfInit()
 
 std::optional<std::string> virtualMachine()
 {
-    auto const firmware = firmwareName();
+    auto firmware = firmwareName();
     // QEMU's firmware is the same with the kernel's acceleration and without.
     if (firmware && firmware != "QEMU")
         return firmware;
-    if (auto const clock = clockName())
+    if (auto clock = clockName())
         return clock;
     if (firmware)
         return firmware;
@@ -123,7 +123,7 @@ std::optional<std::string> virtualMachine()
 std::optional<std::string> container()
 {
     // systemd's interface for container managers; the others leave a file of their own.
-    if (auto const name = readLine("/run/systemd/container"))
+    if (auto name = readLine("/run/systemd/container"))
         return name;
     if (exists("/run/.containerenv"))
         return "podman";
