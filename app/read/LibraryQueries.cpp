@@ -79,6 +79,21 @@ LibraryRecord toLibraryRecord(Service::NetworkInfo const& record)
             {"getGatewayAddrs", textsOf(record.getGatewayAddrs())}}};
 }
 
+/** Runs a query, and adds what it has found by then, also where it throws. */
+template <class Run, class Add> bool runThenAdd(Run const& run, Add const& add)
+{
+    try {
+        bool const complete = run();
+        add();
+        return complete;
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (...) {
+        add();
+        throw;
+    }
+}
+
 template <class Record, auto QUERY> bool listRecords(Library const& library, LibraryAnswer& answer)
 {
     std::vector<dovrel::value_ptr<Record>> records;
@@ -86,16 +101,7 @@ template <class Record, auto QUERY> bool listRecords(Library const& library, Lib
         for (auto const& record : records)
             answer.records.push_back(toLibraryRecord(*record));
     };
-    try {
-        bool const complete = (library.*QUERY)(records);
-        addAll();
-        return complete;
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (...) {
-        addAll();
-        throw;
-    }
+    return runThenAdd([&] { return (library.*QUERY)(records); }, addAll);
 }
 
 bool querySystem(Library const& library, LibraryAnswer& answer)
@@ -109,16 +115,8 @@ bool querySystem(Library const& library, LibraryAnswer& answer)
             {{"vendor", vendor}, {"product", product}, {"version", version},
                 {"hypervisor", uint64_t{hypervisor}}}});
     };
-    try {
-        bool const complete = library.getSystemInfo(vendor, product, version, hypervisor);
-        add();
-        return complete;
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (...) {
-        add();
-        throw;
-    }
+    return runThenAdd(
+        [&] { return library.getSystemInfo(vendor, product, version, hypervisor); }, add);
 }
 
 bool queryMemory(Library const& library, LibraryAnswer& answer)
@@ -128,16 +126,7 @@ bool queryMemory(Library const& library, LibraryAnswer& answer)
     auto const add = [&] {
         answer.records.push_back({{}, {{"totalKiB", totalKiB}, {"freeKiB", freeKiB}}});
     };
-    try {
-        bool const complete = library.getMemoryInfo(totalKiB, freeKiB);
-        add();
-        return complete;
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (...) {
-        add();
-        throw;
-    }
+    return runThenAdd([&] { return library.getMemoryInfo(totalKiB, freeKiB); }, add);
 }
 
 struct Entry {

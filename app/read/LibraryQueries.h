@@ -13,7 +13,7 @@
 namespace app {
 
 /**
- * Queries the library, each query in a child process of its own and all at the same time.
+ * Runs the library's queries at the same time, each in a separate child process.
  *
  * Some queries run tools, and a tool may never end: it costs its own query's answer and nothing
  * else. The recovery is the exception, see `readRecovery`.

@@ -18,7 +18,7 @@ std::optional<LibraryValue> knownText(std::string const& text)
     return text.empty() ? std::nullopt : std::optional<LibraryValue>(text);
 }
 
-/** The record whose getter returns a text; null where there is none. */
+/** @return the record whose getter returns @p text; null where there is none. */
 LibraryRecord const* findRecord(
     LibraryAnswer const& answer, char const* getter, std::string const& text)
 {
@@ -243,7 +243,7 @@ private:
         Texts library;
         bool listed = false;
         size_t records = 0;
-        // An alias is a record of its own under its adapter's name.
+        // An alias is a separate record with its adapter's name.
         for (LibraryRecord const& record : answer.records) {
             if (record.get<std::string>("getName") != adapter.name)
                 continue;

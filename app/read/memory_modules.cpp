@@ -34,7 +34,7 @@ std::optional<uint64_t> sizeOf(std::string const& text)
         : std::nullopt;
 }
 
-/** The firmware writes words of its own where it knows nothing. */
+/** @return nothing for the firmware's words for an unknown value. */
 std::optional<std::string> meaningful(std::string const& text)
 {
     for (char const* const nothing :

@@ -22,12 +22,14 @@ struct ReadRequest {
 };
 
 /**
- * Reads the machine that the program runs on, and asks the library the same questions.
+ * Reads the machine that the program runs on, and runs the library's queries.
  *
  * Takes one second where the loads are measured, and longer only where a tool or a filesystem does,
  * up to the limit.
  *
- * @throws std::bad_alloc, std::system_error where no child process can be started
+ * A child process that cannot be started costs its own answer, with the reason.
+ *
+ * @throws std::bad_alloc only
  */
 Machine readMachine(ReadRequest const& request, TraceOutput& trace);
 

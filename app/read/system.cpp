@@ -36,7 +36,7 @@ std::optional<std::string> assigned(std::string const& text, std::string const& 
     return std::nullopt;
 }
 
-/** os-release(5); before it, each distribution had a file of its own with one line. */
+/** os-release(5); older distributions have separate files with one line. */
 std::optional<std::string> osName()
 {
     auto const fromRelease = [](char const* path) {

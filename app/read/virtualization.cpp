@@ -11,7 +11,7 @@ namespace app {
 namespace {
 
 struct Sign {
-    char const* beginning; ///< Of a text of the firmware.
+    char const* beginning; ///< Of a string of the firmware.
     char const* name;
 };
 
@@ -122,7 +122,7 @@ std::optional<std::string> virtualMachine()
 
 std::optional<std::string> container()
 {
-    // systemd's interface for container managers; the others leave a file of their own.
+    // systemd's interface for container managers. Others create separate files.
     if (auto name = readLine("/run/systemd/container"))
         return name;
     if (exists("/run/.containerenv"))
