@@ -1,16 +1,14 @@
 # Makes test code quick to compile. The library and the program keep the options of the build type.
 
-# GoogleTest, JSON and the standard library are compiled once for all test programs. GCC takes a precompiled header
+# GoogleTest and the standard library are compiled once for all test programs. GCC takes a precompiled header
 # only with the options that it was made with, so its owner is compiled as an executable's source is, and has no
 # definitions of its own.
-find_package(nlohmann_json 3.11 REQUIRED)
 file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp CONTENT "")
 add_library(test_headers OBJECT ${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp)
-target_link_libraries(test_headers PRIVATE GTest::gmock GTest::gtest nlohmann_json::nlohmann_json)
+target_link_libraries(test_headers PRIVATE GTest::gmock GTest::gtest)
 target_precompile_headers(test_headers PRIVATE
     <gmock/gmock.h>
     <gtest/gtest.h>
-    <nlohmann/json.hpp>
     <algorithm> <array> <atomic> <cerrno> <chrono> <csignal> <cstdint> <cstdio> <cstdlib> <cstring> <filesystem>
     <fstream> <functional> <iterator> <map> <memory> <optional> <set> <sstream> <stdexcept> <string> <string_view>
     <thread> <utility> <vector>)
@@ -25,6 +23,14 @@ target_compile_options(test_headers PRIVATE -fPIE)
 dovrel_warnings(test_headers)
 dovrel_unoptimised(test_headers)
 
+# Compiles several sources at once: most of the time goes into what they all include. The anonymous namespaces of a batch
+# are one, so their names must differ.
+function(dovrel_compiled_in_batches target)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 6)
+    # GCC gives these where one source includes another, as a batch does.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage -Wno-shadow)
+endfunction()
+
 # All programs and static libraries of a folder and those below it; the EXCEPT ones without precompiled headers.
 function(dovrel_quick_to_compile folder)
     cmake_parse_arguments(PARSE_ARGV 1 arguments "" "" EXCEPT)
@@ -35,6 +41,9 @@ function(dovrel_quick_to_compile folder)
             continue()
         endif()
         dovrel_unoptimised(${target})
+        if(type STREQUAL EXECUTABLE)
+            dovrel_compiled_in_batches(${target})
+        endif()
         if(target IN_LIST arguments_EXCEPT)
             continue()
         endif()

@@ -3,6 +3,7 @@
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
+#include "tests/support/narrow.h"
 #include "tests/sysinfo/DiskCalls.h"
 #include "tests/sysinfo/null_object.h"
 
@@ -25,11 +26,6 @@ using LinuxPhysicalDiskInfo = sysinfo::LinuxSystemInformation::LinuxPhysicalDisk
 
 namespace {
 
-std::string text(dovrel::string const& value)
-{
-    return static_cast<char const*>(value);
-}
-
 void showLink(std::string const& name, std::string const& target)
 {
     machine.link("/dev/disk/by-id/" + name, target);
@@ -45,7 +41,7 @@ protected:
     }
 
     static LinuxPhysicalDiskInfo sda() { return {L"sda", 1000, 2}; }
-    static std::string caption() { return text(sda().getDiskCaption()); }
+    static std::string caption() { return narrow(sda().getDiskCaption()); }
 
     testkit::DiskCalls m_calls;
 };
@@ -55,9 +51,9 @@ protected:
 TEST_F(PhysicalDisk, returnsItsConstructorArguments)
 {
     LinuxPhysicalDiskInfo const disk(L"sda", 1000, 4294967295U);
-    EXPECT_EQ(text(disk.getDiskID()), "sda");
+    EXPECT_EQ(narrow(disk.getDiskID()), "sda");
     EXPECT_EQ(disk.getDiskNumberOfPartitions(), 4294967295U);
-    EXPECT_EQ(text(disk.getDiskCaption()), "");
+    EXPECT_EQ(narrow(disk.getDiskCaption()), "");
 }
 
 TEST_F(PhysicalDisk, computesItsSizeAsBlocksTimesSectorSizeKept)
@@ -90,7 +86,7 @@ TEST_F(PhysicalDisk, hasSizeZeroWhenTheDeviceCannotBeOpened)
     showLink("ata-MODEL", "../../sda");
     LinuxPhysicalDiskInfo const disk = sda();
     EXPECT_EQ(disk.getDiskTotalSizeInBytes(), 0U);
-    EXPECT_EQ(text(disk.getDiskCaption()), "MODEL");
+    EXPECT_EQ(narrow(disk.getDiskCaption()), "MODEL");
 }
 
 TEST_F(PhysicalDisk, opensTheDeviceOnceReadOnlyAndCloseOnExec)
@@ -166,10 +162,10 @@ TEST_F(PhysicalDisk, resolvesLinksOnBothSides)
     machine.link("/dev/sdc", "scsi/disc");
     machine.link("/dev/block/8:32", "../sdc");
     showLink("scsi-LINKED", "../../block/8:32");
-    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "LINKED");
+    EXPECT_EQ(narrow(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "LINKED");
     machine.file("/dev/disk/by-id/ata-FILE", "");
     machine.link("/dev/sdd", "disk/by-id/ata-FILE");
-    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdd", 1, 0).getDiskCaption()), "FILE");
+    EXPECT_EQ(narrow(LinuxPhysicalDiskInfo(L"sdd", 1, 0).getDiskCaption()), "FILE");
 }
 
 TEST_F(PhysicalDisk, takesTheFirstMatchingLinkInFolderOrder)
@@ -198,7 +194,7 @@ TEST_F(PhysicalDisk, hasNoCaptionWhenTheByIdFolderCannotBeRead)
     ASSERT_EQ(::chmod("/dev/disk/by-id", 0), 0);
     m_calls.sectorSize("/dev/sda", 512);
     LinuxPhysicalDiskInfo const disk = sda();
-    EXPECT_EQ(text(disk.getDiskCaption()), "");
+    EXPECT_EQ(narrow(disk.getDiskCaption()), "");
     EXPECT_EQ(disk.getDiskTotalSizeInBytes(), 512000U);
 }
 
@@ -234,7 +230,7 @@ TEST_F(PhysicalDisk, hasACaptionOnlyIfItsLinkPrecedesADanglingOneKept)
 TEST_F(PhysicalDisk, hasNoCaptionWhenTheDeviceIsMissing)
 {
     showLink("ata-MODEL", "../../sda");
-    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdz", 1, 0).getDiskCaption()), "");
+    EXPECT_EQ(narrow(LinuxPhysicalDiskInfo(L"sdz", 1, 0).getDiskCaption()), "");
 }
 
 TEST_F(PhysicalDisk, makesOneCallPerLinkUpToADanglingOneKept)
@@ -250,12 +246,12 @@ TEST_F(PhysicalDisk, makesOneCallPerLinkUpToADanglingOneKept)
             showLink("ata-" + number, i % 100 == 55 ? "../../sde" : "../../sdb");
     }
     m_calls.forget();
-    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
+    EXPECT_EQ(narrow(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
     EXPECT_EQ(m_calls.entriesLookedAt(), 9'000U);
     EXPECT_EQ(m_calls.realpaths(), 0U) << "no link leads to the disk";
 
     m_calls.forget();
-    EXPECT_NE(text(LinuxPhysicalDiskInfo(L"sde", 1, 0).getDiskCaption()), "");
+    EXPECT_NE(narrow(LinuxPhysicalDiskInfo(L"sde", 1, 0).getDiskCaption()), "");
     EXPECT_EQ(m_calls.realpaths(), 2U) << "the link and the disk";
 
     machine.remove("/dev/sde");
@@ -269,7 +265,7 @@ TEST_F(PhysicalDisk, makesOneCallPerLinkUpToADanglingOneKept)
     }
     EXPECT_LT(links, 9'000U) << "no link dangles";
     m_calls.forget();
-    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
+    EXPECT_EQ(narrow(LinuxPhysicalDiskInfo(L"sdc", 1, 0).getDiskCaption()), "");
     EXPECT_EQ(m_calls.entriesLookedAt(), links);
     EXPECT_EQ(m_calls.realpaths(), 0U);
 }
@@ -326,7 +322,7 @@ TEST_F(PhysicalDisk, agreesWithAReaderThatResolvesEveryLink)
         for (std::string const& disk : disks) {
             std::string const expected = reference::persistentNameOf("/dev/" + disk);
             std::string const name = expected.substr(expected.find('-') + 1);
-            ASSERT_EQ(text(LinuxPhysicalDiskInfo(disk, 1, 0).getDiskCaption()), name)
+            ASSERT_EQ(narrow(LinuxPhysicalDiskInfo(disk, 1, 0).getDiskCaption()), name)
                 << disk << ' ' << round;
             captions += !name.empty();
         }
@@ -340,11 +336,11 @@ TEST_F(PhysicalDisk, toStringReturnsOneLineThatEndsWithABlank)
 {
     m_calls.sectorSize("/dev/sda", 512);
     showLink("ata-DISK_MODEL_1", "../../sda");
-    EXPECT_EQ(text(sda().toString()), "sda (DISK_MODEL_1) 512000 bytes in  2 partitions ");
+    EXPECT_EQ(narrow(sda().toString()), "sda (DISK_MODEL_1) 512000 bytes in  2 partitions ");
     EXPECT_EQ(
-        text(LinuxPhysicalDiskInfo(L"vdz", 7, 0).toString()), "vdz () 0 bytes in  0 partitions ");
+        narrow(LinuxPhysicalDiskInfo(L"vdz", 7, 0).toString()), "vdz () 0 bytes in  0 partitions ");
     m_calls.sectorSize("/dev/sda", 4096);
-    EXPECT_EQ(text(LinuxPhysicalDiskInfo(L"sda", 16106127360, 4294967295U).toString()),
+    EXPECT_EQ(narrow(LinuxPhysicalDiskInfo(L"sda", 16106127360, 4294967295U).toString()),
         "sda (DISK_MODEL_1) 65970697666560 bytes in  4294967295 partitions ");
 }
 
@@ -359,8 +355,8 @@ TEST_F(PhysicalDisk, cloneCopiesEveryField)
     // The copy makes no system calls and shares nothing with the original.
     original.reset();
     machine.remove("/dev/sda");
-    EXPECT_EQ(text(copy->toString()), "sda (DISK_MODEL_1) 512000 bytes in  2 partitions ");
-    EXPECT_EQ(text(copy->getDiskID()), "sda");
+    EXPECT_EQ(narrow(copy->toString()), "sda (DISK_MODEL_1) 512000 bytes in  2 partitions ");
+    EXPECT_EQ(narrow(copy->getDiskID()), "sda");
 }
 
 TEST_F(PhysicalDisk, destroyCallsTheVirtualDestructor)

@@ -3,6 +3,7 @@
 #include "common/basic/NetworkError.h"
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/Machine.h"
+#include "tests/support/narrow.h"
 
 #include <filesystem>
 #include <stdexcept>
@@ -10,11 +11,6 @@
 namespace testkit {
 
 namespace {
-
-std::string narrow(dovrel::string const& text)
-{
-    return static_cast<char const*>(text);
-}
 
 std::string textOf(dovrel::ip_address const& address)
 {

@@ -3,6 +3,7 @@
 #include "sysinfo/plugin.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemCalls.h"
+#include "tests/sysinfo/record_text.h"
 
 #include <gtest/gtest.h>
 
@@ -18,11 +19,6 @@ using testkit::machine;
 namespace {
 
 using Processors = std::vector<value_ptr<SystemInformation::CPUInfo>>;
-
-std::string textOf(SystemInformation::Info const& record)
-{
-    return static_cast<char const*>(record.toString());
-}
 
 }
 

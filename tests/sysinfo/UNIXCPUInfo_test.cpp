@@ -4,6 +4,7 @@
 #include "tests/support/SystemCalls.h"
 #include "tests/sysinfo/ReadCalls.h"
 #include "tests/sysinfo/null_object.h"
+#include "tests/sysinfo/record_text.h"
 
 #include <gtest/gtest.h>
 
@@ -25,11 +26,6 @@ using UNIXCPUInfo = sysinfo::UNIXSystemInformation::UNIXCPUInfo;
 using CPUInfo = sysinfo::SystemInformation::CPUInfo;
 
 constexpr char CPU0[] = "/sys/devices/system/cpu/cpu0/cpufreq/";
-
-std::string textOf(sysinfo::SystemInformation::Info const& record)
-{
-    return static_cast<char const*>(record.toString());
-}
 
 /** Reads both speeds from files with the same contents. @return the speed. */
 unsigned int speedFrom(std::string_view contents)

@@ -2,6 +2,7 @@
 
 #include "sysinfo/UNIXSystemInformation.h"
 #include "tests/sysinfo/null_object.h"
+#include "tests/sysinfo/record_text.h"
 
 #include <gtest/gtest.h>
 
@@ -35,11 +36,6 @@ void expectSample(CloneInfo const& record)
     EXPECT_EQ(record.getRestoreEndTime(), 14);
     EXPECT_EQ(record.getThroughput(), 15.5);
     EXPECT_EQ(record.getLastError(), dovrel::string(L"the tape is torn, alas"));
-}
-
-std::string textOf(CloneInfo const& record)
-{
-    return static_cast<char const*>(record.toString());
 }
 
 class Watched : public UNIXCloneInfo {

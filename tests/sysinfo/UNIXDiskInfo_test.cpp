@@ -1,5 +1,6 @@
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/Machine.h"
+#include "tests/support/narrow.h"
 #include "tests/sysinfo/DiskCalls.h"
 #include "tests/sysinfo/null_object.h"
 
@@ -21,11 +22,6 @@ namespace {
 
 using Parents = std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>>;
 
-std::string text(dovrel::string const& value)
-{
-    return static_cast<char const*>(value);
-}
-
 Parents disks(std::initializer_list<wchar_t const*> names)
 {
     Parents parents;
@@ -38,7 +34,7 @@ std::string ids(Parents const& parents)
 {
     std::string names;
     for (auto const& parent : parents)
-        names += text(parent->getDiskID()) + ' ';
+        names += narrow(parent->getDiskID()) + ' ';
     return names;
 }
 
@@ -52,7 +48,7 @@ protected:
 TEST_F(MountedDisk, returnsItsMountPointAndParentDisks)
 {
     UNIXDiskInfo const disk(L"/data", disks({L"sdb", L"sda"}));
-    EXPECT_EQ(text(disk.getDiskName()), "/data");
+    EXPECT_EQ(narrow(disk.getDiskName()), "/data");
     EXPECT_EQ(ids(disk.getParentDisks()), "sdb sda ");
     EXPECT_TRUE(UNIXDiskInfo(L"/data", {}).getParentDisks().empty());
 }
@@ -66,7 +62,7 @@ TEST_F(MountedDisk, retriesStatvfsAfterSignals)
     m_calls.interruptStatvfs("/data", 3);
     EXPECT_EQ(disk.getDiskFreeInBytes(), 80'000U);
     m_calls.interruptStatvfs("/data", 1);
-    EXPECT_EQ(text(disk.toString()), "/data 80000/100000 across 0 disks");
+    EXPECT_EQ(narrow(disk.toString()), "/data 80000/100000 across 0 disks");
 }
 
 TEST_F(MountedDisk, copiesItsParentDisksInAndOut)
@@ -133,20 +129,20 @@ TEST_F(MountedDisk, returnsZerosWhenStatvfsFails)
     UNIXDiskInfo const disk(L"/gone", {});
     EXPECT_EQ(disk.getDiskSizeInBytes(), 0U);
     EXPECT_EQ(disk.getDiskFreeInBytes(), 0U);
-    EXPECT_EQ(text(disk.toString()), "/gone 0/0 across 0 disks");
+    EXPECT_EQ(narrow(disk.toString()), "/gone 0/0 across 0 disks");
 
     // The filesystem may appear during the record's lifetime.
     m_calls.filesystem("/gone", filesystemOf(9, 5, 2));
-    EXPECT_EQ(text(disk.toString()), "/gone 10/0 across 0 disks");
+    EXPECT_EQ(narrow(disk.toString()), "/gone 10/0 across 0 disks");
 }
 
 TEST_F(MountedDisk, toStringReturnsOneLine)
 {
     m_calls.filesystem("/boot", filesystemOf(100, 80, 1000));
-    EXPECT_EQ(text(UNIXDiskInfo(L"/boot", disks({L"sda"})).toString()),
+    EXPECT_EQ(narrow(UNIXDiskInfo(L"/boot", disks({L"sda"})).toString()),
         "/boot 80000/100000 across 1 disks");
     m_calls.filesystem("/a b", filesystemOf(4294967295, 4294967296, 4294967295));
-    EXPECT_EQ(text(UNIXDiskInfo(L"/a b", disks({L"sda", L"sdb", L"sdc"})).toString()),
+    EXPECT_EQ(narrow(UNIXDiskInfo(L"/a b", disks({L"sda", L"sdb", L"sdc"})).toString()),
         "/a b 18446744069414584320/18446744065119617025 across 3 disks");
 }
 
@@ -159,7 +155,7 @@ TEST_F(MountedDisk, cloneCopiesEveryField)
     EXPECT_NE(copy.get(), original.get());
     EXPECT_NE(dynamic_cast<UNIXDiskInfo const*>(copy.get()), nullptr);
     original.reset();
-    EXPECT_EQ(text(copy->toString()), "/boot 70000/100000 across 2 disks");
+    EXPECT_EQ(narrow(copy->toString()), "/boot 70000/100000 across 2 disks");
     EXPECT_EQ(ids(copy->getParentDisks()), "sda sdb ");
 }
 

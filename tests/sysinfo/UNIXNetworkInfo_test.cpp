@@ -1,4 +1,5 @@
 #include "sysinfo/UNIXSystemInformation.h"
+#include "tests/support/narrow.h"
 #include "tests/sysinfo/null_object.h"
 
 #include <gtest/gtest.h>
@@ -14,11 +15,6 @@ using sysinfo::SystemInformation;
 using UNIXNetworkInfo = sysinfo::UNIXSystemInformation::UNIXNetworkInfo;
 
 namespace {
-
-std::string narrow(string const& text)
-{
-    return static_cast<char const*>(text);
-}
 
 std::string converted(std::string const& mask)
 {

@@ -8,6 +8,7 @@
 #include "tests/reference/text.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
+#include "tests/support/narrow.h"
 #include "tests/sysinfo/DiskCalls.h"
 #include "tests/sysinfo/captures.h"
 
@@ -37,11 +38,6 @@ using PhysicalDisks = std::vector<dovrel::value_ptr<SystemInformation::PhysicalD
 using Disks = std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>>;
 
 constexpr unsigned SECTOR = 512;
-
-std::string text(dovrel::string const& value)
-{
-    return static_cast<char const*>(value);
-}
 
 /** @return whether the lines have statistics after the names, as before kernel 2.6. */
 bool hasMoreColumns(CaptureSource const& source)
@@ -122,8 +118,8 @@ TEST_F(Captures, ofProcPartitionsMatchTheReferenceParser)
             reference::Disk const& disk = expected.disks[i];
             if (disk.name.find('\0') != std::string::npos)
                 continue;
-            SCOPED_TRACE(text(disks[i]->toString()));
-            EXPECT_EQ(text(disks[i]->getDiskID()), disk.name);
+            SCOPED_TRACE(narrow(disks[i]->toString()));
+            EXPECT_EQ(narrow(disks[i]->getDiskID()), disk.name);
             EXPECT_EQ(disks[i]->getDiskNumberOfPartitions(), disk.partitions);
             EXPECT_EQ(disks[i]->getDiskTotalSizeInBytes(), disk.blocks * SECTOR);
         }
@@ -149,10 +145,10 @@ TEST_F(Captures, ofProcMountsMatchTheReferenceParser)
         size_t i = 0;
         for (auto const& [point, device] : expected.devices) {
             SCOPED_TRACE(device);
-            EXPECT_EQ(text(disks[i]->getDiskName()), point);
+            EXPECT_EQ(narrow(disks[i]->getDiskName()), point);
             std::string parents;
             for (auto const& parent : disks[i]->getParentDisks())
-                parents += text(parent->getDiskID());
+                parents += narrow(parent->getDiskID());
             EXPECT_EQ(parents, expectedParents(device));
             ++i;
         }
@@ -259,7 +255,7 @@ TEST_F(Captures, ofDiskLinksMatchTheReferenceParser)
                 }
             }
             LinuxSystemInformation::LinuxPhysicalDiskInfo const disk(device.c_str(), 1, 0);
-            EXPECT_EQ(text(disk.getDiskCaption()), caption);
+            EXPECT_EQ(narrow(disk.getDiskCaption()), caption);
         }
     }
 }

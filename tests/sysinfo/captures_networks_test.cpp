@@ -7,6 +7,7 @@
 #include "tests/reference/route_output.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
+#include "tests/support/narrow.h"
 #include "tests/sysinfo/NetworkMachine.h"
 #include "tests/sysinfo/captures.h"
 
@@ -28,11 +29,6 @@ using testkit::NetworkMachine;
 using testkit::sourcesOf;
 
 namespace {
-
-std::string narrow(dovrel::string const& text)
-{
-    return static_cast<char const*>(text);
-}
 
 std::string textOf(dovrel::ip_address const& address)
 {

@@ -2,6 +2,7 @@
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
+#include "tests/support/narrow.h"
 #include "tests/sysinfo/DiskCalls.h"
 #include "tests/sysinfo/ReadCalls.h"
 #include "tests/sysinfo/RemovedWorkingDirectory.h"
@@ -27,19 +28,14 @@ namespace {
 
 using Disks = std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>>;
 
-std::string text(dovrel::string const& value)
-{
-    return static_cast<char const*>(value);
-}
-
 /** @return one line per mount, such as `/data: sda sdb`. */
 std::string lines(Disks const& disks)
 {
     std::string all;
     for (auto const& disk : disks) {
-        all += text(disk->getDiskName()) + ':';
+        all += narrow(disk->getDiskName()) + ':';
         for (auto const& parent : disk->getParentDisks())
-            all += ' ' + text(parent->getDiskID());
+            all += ' ' + narrow(parent->getDiskID());
         all += '\n';
     }
     return all;
@@ -111,8 +107,8 @@ TEST_F(DisksQuery, reportsTheSizesOfEachFilesystem)
     Disks disks;
     ASSERT_TRUE(LinuxSystemInformation().getDisksInternal(disks));
     ASSERT_EQ(disks.size(), 2U);
-    EXPECT_EQ(text(disks[0]->toString()), "/boot 80000/100000 across 1 disks");
-    EXPECT_EQ(text(disks[1]->toString()), "/gone 0/0 across 1 disks");
+    EXPECT_EQ(narrow(disks[0]->toString()), "/boot 80000/100000 across 1 disks");
+    EXPECT_EQ(narrow(disks[1]->toString()), "/gone 0/0 across 1 disks");
 }
 
 TEST_F(DisksQuery, callsStatvfsOnlyForListedMounts)
@@ -417,7 +413,7 @@ TEST_F(DisksQuery, listsTenThousandMounts)
     Disks disks;
     ASSERT_TRUE(LinuxSystemInformation().getDisksInternal(disks));
     ASSERT_EQ(disks.size(), 10'000U);
-    EXPECT_EQ(text(disks[9'999]->getDiskName()), "/mnt/9999");
+    EXPECT_EQ(narrow(disks[9'999]->getDiskName()), "/mnt/9999");
     EXPECT_EQ(disks[9'999]->getParentDisks().size(), 1U);
     // One statvfs(3) per mount; the disks are opened once.
     EXPECT_EQ(m_calls.statvfsPaths().size(), 10'000U);

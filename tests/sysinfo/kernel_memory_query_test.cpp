@@ -21,15 +21,15 @@ using testkit::machine;
 
 namespace {
 
-constexpr uint64_t UNTOUCHED_TOTAL = 11;
-constexpr uint64_t UNTOUCHED_FREE = 12;
+constexpr uint64_t UNREAD_TOTAL = 11;
+constexpr uint64_t UNREAD_FREE = 12;
 
-constexpr char MEMINFO[] = "MemTotal: 8000000 kB\nMemFree: 3000000 kB\nMemAvailable: 5 kB\n";
+constexpr char KERNEL_MEMINFO[] = "MemTotal: 8000000 kB\nMemFree: 3000000 kB\nMemAvailable: 5 kB\n";
 
 void expectFigures(bool known, uint64_t total, uint64_t free)
 {
-    uint64_t totalKiB = UNTOUCHED_TOTAL;
-    uint64_t freeKiB = UNTOUCHED_FREE;
+    uint64_t totalKiB = UNREAD_TOTAL;
+    uint64_t freeKiB = UNREAD_FREE;
     LinuxSystemInformation const information;
     EXPECT_EQ(information.UNIXSystemInformation::getMemoryInfo(totalKiB, freeKiB), known);
     EXPECT_EQ(totalKiB, total);
@@ -47,52 +47,52 @@ void expectFigures(std::string_view meminfo, bool known, uint64_t total, uint64_
 
 TEST(KernelMemoryQuery, returnsTotalAndFreeMemory)
 {
-    expectFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(KERNEL_MEMINFO, true, 8000000, 3000000);
 }
 
 TEST(KernelMemoryQuery, doesNotRunDmidecode)
 {
     machine.tool("/usr/sbin/dmidecode", "echo ran >/ran");
-    expectFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(KERNEL_MEMINFO, true, 8000000, 3000000);
     EXPECT_FALSE(std::filesystem::exists("/ran"));
 }
 
 TEST(KernelMemoryQuery, returnsFalseWithTheOneFigureThatItFinds)
 {
-    expectFigures("MemTotal: 7 kB\nBuffers: 1 kB\n", false, 7, UNTOUCHED_FREE);
-    expectFigures("MemFree: 3 kB\nBuffers: 1 kB\n", false, UNTOUCHED_TOTAL, 3);
-    expectFigures("MemTotal: 7 kB\nMemFree:\n", false, 7, UNTOUCHED_FREE);
+    expectFigures("MemTotal: 7 kB\nBuffers: 1 kB\n", false, 7, UNREAD_FREE);
+    expectFigures("MemFree: 3 kB\nBuffers: 1 kB\n", false, UNREAD_TOTAL, 3);
+    expectFigures("MemTotal: 7 kB\nMemFree:\n", false, 7, UNREAD_FREE);
 }
 
 TEST(KernelMemoryQuery, returnsFalseAndKeepsTheOutputsWithoutFigures)
 {
-    expectFigures("", false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
-    expectFigures("MemTotal:7 kB\n", false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    expectFigures("", false, UNREAD_TOTAL, UNREAD_FREE);
+    expectFigures("MemTotal:7 kB\n", false, UNREAD_TOTAL, UNREAD_FREE);
     // The table at the beginning in kernels before 2.6.
     expectFigures("        total:    used:    free:\nMem: 526110720 500051968 26058752\n"
                   "MemTotal: 513780 kB\nMemFree: 25448 kB\n",
-        false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+        false, UNREAD_TOTAL, UNREAD_FREE);
 }
 
 TEST(KernelMemoryQuery, returnsFalseAndKeepsTheOutputsWhenTheFileIsMissing)
 {
     CapturedTrace trace;
-    expectFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    expectFigures(false, UNREAD_TOTAL, UNREAD_FREE);
     EXPECT_TRUE(trace.lines().empty());
 }
 
 TEST(KernelMemoryQuery, returnsFalseForAFolderALinkLoopADanglingLinkAndAFifo)
 {
     machine.folder("/proc/meminfo");
-    expectFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    expectFigures(false, UNREAD_TOTAL, UNREAD_FREE);
     for (char const* const target : {"meminfo", "nowhere"}) {
         machine.remove("/proc/meminfo");
         machine.link("/proc/meminfo", target);
-        expectFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+        expectFigures(false, UNREAD_TOTAL, UNREAD_FREE);
     }
     machine.remove("/proc/meminfo");
     ASSERT_EQ(::mkfifo("/proc/meminfo", 0644), 0); // Without a writer.
-    expectFigures(false, UNTOUCHED_TOTAL, UNTOUCHED_FREE);
+    expectFigures(false, UNREAD_TOTAL, UNREAD_FREE);
 }
 
 TEST(KernelMemoryQuery, readsAFifoThatHasData)
@@ -101,7 +101,7 @@ TEST(KernelMemoryQuery, readsAFifoThatHasData)
     ASSERT_EQ(::mkfifo("/proc/meminfo", 0644), 0);
     int const kernel = ::open("/proc/meminfo", O_RDWR | O_CLOEXEC);
     ASSERT_GE(kernel, 0);
-    EXPECT_GT(::write(kernel, MEMINFO, sizeof MEMINFO - 1), 0);
+    EXPECT_GT(::write(kernel, KERNEL_MEMINFO, sizeof KERNEL_MEMINFO - 1), 0);
     expectFigures(true, 8000000, 3000000);
     ::close(kernel);
 }
@@ -110,7 +110,7 @@ TEST(KernelMemoryQuery, acceptsReadsOfSingleBytesBetweenSignals)
 {
     testkit::ReadCalls reads("/proc/meminfo");
     reads.giveSingleBytesBetweenSignals();
-    expectFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(KERNEL_MEMINFO, true, 8000000, 3000000);
     EXPECT_GE(reads.failures(), 40U) << "too few reads were interrupted";
 }
 
@@ -119,7 +119,7 @@ TEST(KernelMemoryQuery, returnsFiguresReadBeforeAnError)
     for (int const code : {EIO, EAGAIN, EBUSY}) {
         testkit::ReadCalls reads("/proc/meminfo");
         reads.failBehind(std::string_view("MemTotal: 8000000 kB\nMemFree: ").size(), code);
-        expectFigures(MEMINFO, false, 8000000, UNTOUCHED_FREE);
+        expectFigures(KERNEL_MEMINFO, false, 8000000, UNREAD_FREE);
         EXPECT_EQ(reads.failures(), 1U);
     }
 }
@@ -149,13 +149,13 @@ TEST(KernelMemoryQuery, readsTheRecordedFiles)
     std::string const folder = "/testkit/recorded/proc-meminfo/";
     expectFigures(contentsOf(folder + "fake-good.txt"), true, 16275348, 9120576);
     expectFigures(contentsOf(folder + "fake-odd.txt"), true, 400016779264U, 4294967301U);
-    expectFigures(contentsOf(folder + "fake-broken.txt"), false, 16275348, UNTOUCHED_FREE);
+    expectFigures(contentsOf(folder + "fake-broken.txt"), false, 16275348, UNREAD_FREE);
 }
 
 TEST(KernelMemoryQuery, tracesTheFiguresAtLevelThree)
 {
     CapturedTrace trace;
-    expectFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(KERNEL_MEMINFO, true, 8000000, 3000000);
     EXPECT_EQ(trace.text(3), "Total Memory: 8000000\nFree Memory: 3000000\n");
     ASSERT_EQ(trace.lines().size(), 2U);
     for (testkit::TraceLine const& line : trace.lines())
@@ -167,7 +167,7 @@ TEST(KernelMemoryQuery, tracesTheFiguresAtLevelThree)
 TEST(KernelMemoryQuery, tracesFiguresBeyond32Bits)
 {
     CapturedTrace trace(3);
-    expectFigures("MemTotal: 400016779264 kB\n", false, 400016779264U, UNTOUCHED_FREE);
+    expectFigures("MemTotal: 400016779264 kB\n", false, 400016779264U, UNREAD_FREE);
     EXPECT_EQ(trace.text(3), "Total Memory: 400016779264\n");
 }
 
@@ -181,6 +181,6 @@ TEST(KernelMemoryQuery, tracesEachMatchingLineIncludingRepeats)
 TEST(KernelMemoryQuery, isSilentBelowItsTraceLevel)
 {
     CapturedTrace trace(2);
-    expectFigures(MEMINFO, true, 8000000, 3000000);
+    expectFigures(KERNEL_MEMINFO, true, 8000000, 3000000);
     EXPECT_TRUE(trace.lines().empty());
 }

@@ -5,6 +5,7 @@
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/SystemFailure.h"
 #include "tests/support/commands.h"
+#include "tests/support/narrow.h"
 #include "tests/support/system_path.h"
 #include "tests/support/text.h"
 #include "tests/support/user_namespace.h"
@@ -44,11 +45,6 @@ constexpr uint64_t SIZE = uint64_t{16} * 1024 * 1024;
 
 std::unique_ptr<LoopDevice> small; // Has sectors of 512 bytes.
 std::unique_ptr<LoopDevice> large; // Has sectors of 4,096 bytes.
-
-std::string text(dovrel::string const& value)
-{
-    return static_cast<char const*>(value);
-}
 
 /** @return the disk's number of blocks in /proc/partitions; 0 when it is not listed. */
 uint64_t blocksOf(std::string const& name)
@@ -205,14 +201,14 @@ std::vector<std::string> disksBeneath(std::string const& folder)
     std::vector<std::string> disks;
     unsigned found = 0;
     for (auto const& mount : mounts) {
-        if (text(mount->getDiskName()) != folder)
+        if (narrow(mount->getDiskName()) != folder)
             continue;
         ++found;
         EXPECT_EQ(mount->getDiskSizeInBytes(), uint64_t{status.f_blocks} * status.f_bsize);
         EXPECT_EQ(mount->getDiskFreeInBytes(), uint64_t{status.f_bfree} * status.f_bsize);
         EXPECT_GT(mount->getDiskFreeInBytes(), SIZE / 2);
         for (auto const& disk : mount->getParentDisks())
-            disks.push_back(text(disk->getDiskID()));
+            disks.push_back(narrow(disk->getDiskID()));
     }
     EXPECT_EQ(found, 1U);
     return disks;
@@ -255,8 +251,9 @@ TEST_F(LoopDevices, areListedAsDisksWithoutAScsiBus)
     std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>> disks;
     ASSERT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
     ASSERT_EQ(disks.size(), 2U);
-    EXPECT_EQ(text(disks[0]->toString()), "loopa () 8388608 bytes in  1 partitions ");
-    EXPECT_EQ(text(disks[1]->toString()), "loopb (LARGE_SECTORS) 67108864 bytes in  0 partitions ");
+    EXPECT_EQ(narrow(disks[0]->toString()), "loopa () 8388608 bytes in  1 partitions ");
+    EXPECT_EQ(
+        narrow(disks[1]->toString()), "loopb (LARGE_SECTORS) 67108864 bytes in  0 partitions ");
 }
 
 TEST_F(LoopDevices, areTheParentDisksOfARealMount)

@@ -23,7 +23,7 @@ using testkit::machine;
 
 namespace {
 
-constexpr uint64_t GB = uint64_t{1} << 20;
+constexpr uint64_t KIB_PER_GIB = uint64_t{1} << 20;
 constexpr uint64_t UNTOUCHED_TOTAL = 11;
 constexpr uint64_t UNTOUCHED_FREE = 12;
 
@@ -168,7 +168,7 @@ TEST(MemoryQuery, readsEveryLineOfALongDump)
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints(module + dump);
     CapturedTrace const trace(5);
-    expectResult(true, 64 * GB, 3000000);
+    expectResult(true, 64 * KIB_PER_GIB, 3000000);
     std::string const label = "Parsing line: ";
     std::string read;
     for (testkit::TraceLine const& line : trace.lines())
@@ -213,7 +213,7 @@ TEST(MemoryQuery, readsAModuleThatIsPrintedInParts)
     machine.tool("/usr/sbin/dmidecode",
         "printf 'Memory Device\\n\\tForm'; sleep 0.05; printf ' Factor: DIMM\\n'; sleep 0.05\n"
         "printf '\\tSize: 64 GB\\n'");
-    expectResult(true, 64 * GB, 3000000);
+    expectResult(true, 64 * KIB_PER_GIB, 3000000);
 }
 
 TEST(MemoryQuery, losesASizeLineThatSpansTwoReadsKept)
@@ -229,7 +229,7 @@ TEST(MemoryQuery, losesASizeLineThatSpansTwoReadsKept)
         // The first read must hold the line's newline.
         bool const lost = begin + 1 < READ && begin + cut.size() >= READ;
         CapturedTrace trace;
-        expectResult(true, (lost ? 16 : 64 + 16) * GB, 3000000);
+        expectResult(true, (lost ? 16 : 64 + 16) * KIB_PER_GIB, 3000000);
         EXPECT_EQ(trace.contains(5, "Failed to seek?!\n"), lost);
         EXPECT_EQ(trace.contains(5, "Ignoring size line \tSize: 64 GB\n"), lost);
     }
@@ -250,7 +250,7 @@ TEST(MemoryQuery, countsAllModulesExceptThoseThatSpanTwoReadsKept)
     for (testkit::TraceLine const& line : trace.lines())
         lost += line.line == "Ignoring size line \tSize: 64 GB\n";
     EXPECT_LT(lost, MODULES_OF_64_GB / 2); // A read of 255 bytes cuts one line in four records.
-    EXPECT_EQ(result.total, (MODULES_OF_64_GB - lost) * 64 * GB);
+    EXPECT_EQ(result.total, (MODULES_OF_64_GB - lost) * 64 * KIB_PER_GIB);
     EXPECT_EQ(
         trace.text(4), "dmidecode ran successfully, found: " + std::to_string(result.total) + "\n");
 }
@@ -345,7 +345,7 @@ TEST(MemoryQuery, tracesFiguresAndLinesInOrder)
     machine.file("/proc/meminfo", MEMINFO);
     dmidecodePrints("# dump\nMemory Device\n\tSize: 16 GB\n\tSize: No Module Installed\n");
     CapturedTrace trace;
-    expectResult(true, 16 * GB, 3000000);
+    expectResult(true, 16 * KIB_PER_GIB, 3000000);
     std::string text;
     for (testkit::TraceLine const& line : trace.lines())
         if (line.scope.find("UnixCommand") == std::string::npos)

@@ -5,6 +5,7 @@
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/commands.h"
+#include "tests/support/narrow.h"
 #include "tests/support/system_path.h"
 #include "tests/support/user_namespace.h"
 
@@ -182,11 +183,6 @@ std::multiset<std::string> linksByIP()
     for (auto const& [key, link] : tree)
         addLink(link, all);
     return all;
-}
-
-std::string narrow(dovrel::string const& text)
-{
-    return static_cast<char const*>(text);
 }
 
 std::multiset<std::string> linksByLibrary()

@@ -20,11 +20,11 @@ using testkit::machine;
 
 namespace {
 
-using Disks = std::vector<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo>>;
+using PhysicalDisks = std::vector<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo>>;
 
 constexpr char HEADING[] = "major minor  #blocks  name\n\n";
 
-std::string lines(Disks const& disks)
+std::string sizeLines(PhysicalDisks const& disks)
 {
     std::string text;
     for (auto const& disk : disks)
@@ -36,10 +36,10 @@ class PhysicalDisksQuery : public testing::Test {
 protected:
     std::string query()
     {
-        Disks disks;
+        PhysicalDisks disks;
         m_calls.forget();
         EXPECT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
-        return lines(disks);
+        return sizeLines(disks);
     }
 
     /** Creates a file with sectors of 512 bytes and a line of /proc/partitions for each device. */
@@ -71,7 +71,7 @@ TEST_F(PhysicalDisksQuery, listsDisksInTableOrder)
 TEST_F(PhysicalDisksQuery, appendsToTheCallersList)
 {
     showDevices({"sda"});
-    Disks disks;
+    PhysicalDisks disks;
     LinuxSystemInformation const information;
     ASSERT_TRUE(information.getPhysicalDisksInternal(disks));
     ASSERT_TRUE(information.getPhysicalDisksInternal(disks));
@@ -80,7 +80,7 @@ TEST_F(PhysicalDisksQuery, appendsToTheCallersList)
 
 TEST_F(PhysicalDisksQuery, returnsFalseAndKeepsTheListWithoutTheTable)
 {
-    Disks disks(1);
+    PhysicalDisks disks(1);
     CapturedTrace trace;
     EXPECT_FALSE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
     EXPECT_EQ(disks.size(), 1U);
@@ -97,7 +97,7 @@ TEST_F(PhysicalDisksQuery, returnsFalseWhenTheTableIsUnreadable)
 {
     machine.file("/proc/partitions", HEADING);
     ASSERT_EQ(::chmod("/proc/partitions", 0), 0);
-    Disks disks;
+    PhysicalDisks disks;
     EXPECT_FALSE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
 }
 
@@ -126,7 +126,7 @@ TEST_F(PhysicalDisksQuery, tracesPartitionsAndDisksAtLevelThree)
 TEST_F(PhysicalDisksQuery, tracesTheLengthOfTheWholeList)
 {
     showDevices({"sda"});
-    Disks disks(5);
+    PhysicalDisks disks(5);
     CapturedTrace trace;
     EXPECT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
     EXPECT_TRUE(trace.contains(3, "Returning: 6 disks\n"));
@@ -264,7 +264,7 @@ TEST_F(PhysicalDisksQuery, listsSixHundredDisks)
         for (char second = 'a'; second < 'z'; ++second)
             table += std::string("8 0 2 sd") + first + second + '\n';
     machine.file("/proc/partitions", table);
-    Disks disks;
+    PhysicalDisks disks;
     EXPECT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
     ASSERT_EQ(disks.size(), 625U);
     EXPECT_EQ(std::string(static_cast<char const*>(disks[624]->getDiskID())), "sdyy");

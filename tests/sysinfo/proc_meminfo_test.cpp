@@ -46,20 +46,20 @@ void expectFigures(std::string const& text, Figure total, Figure free)
     EXPECT_EQ(memory.free, free);
 }
 
-constexpr char TEXT[] = "MemTotal:        8010864 kB\nMemFree:          538768 kB\n"
-                        "MemAvailable:    6820112 kB\nHugePages_Total:       0\n";
+constexpr char MEMINFO_LINES[] = "MemTotal:        8010864 kB\nMemFree:          538768 kB\n"
+                                 "MemAvailable:    6820112 kB\nHugePages_Total:       0\n";
 
 }
 
 TEST(ProcMeminfo, returnsTotalAndFreeMemory)
 {
-    expectFigures(TEXT, 8010864, 538768);
+    expectFigures(MEMINFO_LINES, 8010864, 538768);
 }
 
 TEST(ProcMeminfo, readsTheSameInPiecesOfAnySize)
 {
-    for (size_t size = 1; size <= sizeof TEXT; ++size) {
-        PiecewiseBuffer buffer(TEXT, size);
+    for (size_t size = 1; size <= sizeof MEMINFO_LINES; ++size) {
+        PiecewiseBuffer buffer(MEMINFO_LINES, size);
         std::istream stream(&buffer);
         auto const memory = kernelFiguresOf(stream);
         EXPECT_EQ(memory.total, Figure(8010864)) << size;
@@ -189,7 +189,7 @@ TEST(ProcMeminfo, returnsTheFiguresReadBeforeTheStreamThrows)
 
 TEST(ProcMeminfo, findsNothingInAStreamThatHasFailed)
 {
-    std::istringstream stream(TEXT);
+    std::istringstream stream(MEMINFO_LINES);
     stream.setstate(std::ios_base::failbit);
     auto const memory = kernelFiguresOf(stream);
     EXPECT_FALSE(memory.total);

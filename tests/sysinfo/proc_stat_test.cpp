@@ -13,14 +13,15 @@ using testkit::PiecewiseBuffer;
 
 namespace {
 
-constexpr char TEXT[] = "cpu  9 9 9 9 9 9 9\ncpu0 1 2 3 4 5 6 7\ncpu1 10 20 30 40 50 60 70 80\n";
+constexpr char STAT_LINES[] =
+    "cpu  9 9 9 9 9 9 9\ncpu0 1 2 3 4 5 6 7\ncpu1 10 20 30 40 50 60 70 80\n";
 
 }
 
 TEST(ProcStat, readsTheSameInPiecesOfAnySize)
 {
-    for (size_t size = 1; size <= sizeof TEXT; ++size) {
-        PiecewiseBuffer counted(TEXT, size);
+    for (size_t size = 1; size <= sizeof STAT_LINES; ++size) {
+        PiecewiseBuffer counted(STAT_LINES, size);
         std::istream countedText(&counted);
         std::vector<std::string> words;
         EXPECT_EQ(sysinfo::countProcessors(
@@ -28,7 +29,7 @@ TEST(ProcStat, readsTheSameInPiecesOfAnySize)
             2U);
         EXPECT_EQ(words, (std::vector<std::string>{"cpu0", "cpu1"}));
 
-        PiecewiseBuffer searched(TEXT, size);
+        PiecewiseBuffer searched(STAT_LINES, size);
         std::istream searchedText(&searched);
         sysinfo::ProcessorCounters counters{0, 0};
         EXPECT_TRUE(sysinfo::findProcessorCounters(searchedText, "cpu1", counters));
@@ -40,7 +41,7 @@ TEST(ProcStat, readsTheSameInPiecesOfAnySize)
 TEST(ProcStat, readsAcrossItsBufferAtEveryOffset)
 {
     for (size_t filling = 8192 - 60; filling <= 8192 + 2; ++filling) {
-        std::string const text = std::string(filling, 'x') + "\n" + TEXT;
+        std::string const text = std::string(filling, 'x') + "\n" + STAT_LINES;
         std::istringstream counted(text);
         EXPECT_EQ(sysinfo::countProcessors(counted, [](std::string const&) {}), 2U) << filling;
         std::istringstream searched(text);
@@ -68,7 +69,7 @@ TEST(ProcStat, stopsWithoutAnExceptionWhenTheStreamThrows)
 
 TEST(ProcStat, returnsFalseAndKeepsTheOutputWithoutTheLabel)
 {
-    std::istringstream text(TEXT);
+    std::istringstream text(STAT_LINES);
     sysinfo::ProcessorCounters counters{11, 12};
     EXPECT_FALSE(sysinfo::findProcessorCounters(text, "cpu2", counters));
     EXPECT_EQ(counters.idle, 11U);
@@ -77,7 +78,7 @@ TEST(ProcStat, returnsFalseAndKeepsTheOutputWithoutTheLabel)
 
 TEST(ProcStat, findsNothingInAStreamThatHasFailed)
 {
-    std::istringstream text(TEXT);
+    std::istringstream text(STAT_LINES);
     text.setstate(std::ios_base::failbit);
     EXPECT_EQ(sysinfo::countProcessors(text, [](std::string const&) {}), 0U);
     sysinfo::ProcessorCounters counters{11, 12};

@@ -19,15 +19,14 @@
 
 using testkit::CapturedTrace;
 using testkit::machine;
+using testkit::RECOVERY_ANSWERS;
+using testkit::RECOVERY_PERCENT;
+using testkit::RECOVERY_STATUS;
 
 namespace {
 
 using CloneInfo = sysinfo::SystemInformation::CloneInfo;
 using Record = testkit::RecoveryRecord;
-
-constexpr auto& STATUS = testkit::RECOVERY_STATUS;
-constexpr auto& ANSWERS = testkit::RECOVERY_ANSWERS;
-constexpr auto& PERCENT = testkit::RECOVERY_PERCENT;
 
 Record poll()
 {
@@ -38,7 +37,7 @@ Record poll()
 
 Record pollWith(std::string_view status)
 {
-    machine.file(STATUS, status);
+    machine.file(RECOVERY_STATUS, status);
     return poll();
 }
 
@@ -51,7 +50,7 @@ unsigned int operationWith(std::string const& statusValue)
 
 unsigned int operationWithAnswers(std::string_view answers, std::string const& status = "5000")
 {
-    machine.file(ANSWERS, answers);
+    machine.file(RECOVERY_ANSWERS, answers);
     return operationWith(status);
 }
 
@@ -67,7 +66,7 @@ std::string const SOME_RESTORE = counters("200", "50", "1048576000", "524288000"
 /** @return the percentage with @p percent in /tmp/percent; 37 is the computed one. */
 unsigned int percentageWith(std::string_view percent)
 {
-    machine.file(PERCENT, percent);
+    machine.file(RECOVERY_PERCENT, percent);
     return pollWith(SOME_RESTORE)->getOperationProgress();
 }
 
@@ -102,7 +101,7 @@ TEST(RecoveryOperation, hasNoFiguresBeforeTheRestore)
 
 TEST(RecoveryOperation, ignoresThePercentFileBeforeTheRestore)
 {
-    machine.file(PERCENT, "73\n");
+    machine.file(RECOVERY_PERCENT, "73\n");
     EXPECT_EQ(pollWith("[Main]\nStatus=4000\n")->getOperationProgress(), 0U);
 }
 
@@ -158,11 +157,11 @@ TEST(RecoveryOperation, isNotFinalSyncWithoutAnAnswer)
 TEST(RecoveryOperation, isNotFinalSyncWhenTheAnswersAreUnreadable)
 {
     CapturedTrace const trace(1);
-    machine.folder(ANSWERS);
+    machine.folder(RECOVERY_ANSWERS);
     EXPECT_EQ(operationWith("5000"), 5000U);
-    machine.remove(ANSWERS);
-    machine.file(ANSWERS, "[AdvancedOptions]\nFinalSync=1\n");
-    std::filesystem::permissions(ANSWERS, std::filesystem::perms::none);
+    machine.remove(RECOVERY_ANSWERS);
+    machine.file(RECOVERY_ANSWERS, "[AdvancedOptions]\nFinalSync=1\n");
+    std::filesystem::permissions(RECOVERY_ANSWERS, std::filesystem::perms::none);
     EXPECT_EQ(operationWith("5000"), 5000U);
     EXPECT_TRUE(trace.lines().empty());
 }
@@ -287,14 +286,14 @@ TEST(RecoveryPercentage, isComputedWhenThePercentFileHasNoPercentage)
     for (std::string_view percent : {""sv, "101"sv, "-1"sv, "abc"sv, " "sv, "99999999999"sv, "-"sv,
              "2147483648"sv, "-2147483649"sv, ".5"sv, "\0"sv, "\xFF"sv, "%50"sv})
         EXPECT_EQ(percentageWith(percent), 37U) << percent;
-    machine.remove(PERCENT);
+    machine.remove(RECOVERY_PERCENT);
     EXPECT_EQ(pollWith(SOME_RESTORE)->getOperationProgress(), 37U);
 }
 
 TEST(RecoveryPercentage, isReadFromTheBeginningOfALargeFile)
 {
     EXPECT_EQ(percentageWith("73\n" + std::string(1'000'000, 'x')), 73U);
-    ASSERT_EQ(::truncate(PERCENT, off_t{1} << 40), 0);
+    ASSERT_EQ(::truncate(RECOVERY_PERCENT, off_t{1} << 40), 0);
     EXPECT_EQ(pollWith(SOME_RESTORE)->getOperationProgress(), 73U);
     EXPECT_EQ(percentageWith(std::string(1'000'000, '9')), 37U);
     EXPECT_EQ(percentageWith(std::string(1'000'000, ' ') + "73"), 73U);
@@ -302,11 +301,11 @@ TEST(RecoveryPercentage, isReadFromTheBeginningOfALargeFile)
 
 TEST(RecoveryPercentage, isComputedWhenThePercentFileIsUnreadable)
 {
-    machine.folder(PERCENT);
+    machine.folder(RECOVERY_PERCENT);
     EXPECT_EQ(pollWith(SOME_RESTORE)->getOperationProgress(), 37U);
-    machine.remove(PERCENT);
-    machine.file(PERCENT, "73");
-    std::filesystem::permissions(PERCENT, std::filesystem::perms::none);
+    machine.remove(RECOVERY_PERCENT);
+    machine.file(RECOVERY_PERCENT, "73");
+    std::filesystem::permissions(RECOVERY_PERCENT, std::filesystem::perms::none);
     EXPECT_EQ(pollWith(SOME_RESTORE)->getOperationProgress(), 37U);
 }
 
@@ -314,14 +313,14 @@ TEST(RecoveryPercentage, isComputedWithoutBlockingWhenThePercentFileIsAFifo)
 {
     machine.folder("/tmp");
     ASSERT_EQ(::mkfifo("/tmp/fifo", 0666), 0);
-    machine.link(PERCENT, "fifo");
+    machine.link(RECOVERY_PERCENT, "fifo");
     EXPECT_EQ(pollWith(SOME_RESTORE)->getOperationProgress(), 37U);
-    machine.remove(PERCENT);
-    ASSERT_EQ(::mkfifo(PERCENT, 0666), 0);
+    machine.remove(RECOVERY_PERCENT);
+    ASSERT_EQ(::mkfifo(RECOVERY_PERCENT, 0666), 0);
     EXPECT_EQ(pollWith(SOME_RESTORE)->getOperationProgress(), 37U);
 
     // Also if it has a writer and data.
-    int const writer = ::open(PERCENT, O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    int const writer = ::open(RECOVERY_PERCENT, O_RDWR | O_CLOEXEC | O_NONBLOCK);
     ASSERT_GE(writer, 0);
     ASSERT_EQ(::write(writer, "73\n", 3), 3);
     EXPECT_EQ(testkit::pollRecovery()->getOperationProgress(), 37U);
@@ -332,7 +331,7 @@ TEST(RecoveryPercentage, isComputedWithoutBlockingWhenThePercentFileIsAFifo)
 
 TEST(RecoveryFigures, acceptReadsOfSingleBytesBetweenSignals)
 {
-    testkit::ReadCalls reads(STATUS);
+    testkit::ReadCalls reads(RECOVERY_STATUS);
     reads.giveSingleBytesBetweenSignals();
     EXPECT_EQ(pollWith(SOME_RESTORE)->getOperationProgress(), 37U);
     EXPECT_GE(reads.failures(), 80U) << "too few reads were interrupted";
@@ -347,7 +346,7 @@ TEST(RecoveryFigures, areReadFromTheRecordedFiles)
     EXPECT_EQ(good->getOperationProgress(), 37U);
     EXPECT_EQ(good->getTotalMBytes(), 1000U);
 
-    machine.link(ANSWERS, folder + "fake-odd.txt");
+    machine.link(RECOVERY_ANSWERS, folder + "fake-odd.txt");
     Record const odd = pollWith(testkit::contentsOf(folder + "fake-odd.txt"));
     ASSERT_TRUE(odd);
     EXPECT_EQ(odd->getOperationID(), 5500U);
@@ -357,7 +356,7 @@ TEST(RecoveryFigures, areReadFromTheRecordedFiles)
     EXPECT_EQ(odd->getTotalMBytes(), 1000U);
     EXPECT_EQ(odd->getMBytesDone(), 0U);
 
-    machine.remove(ANSWERS);
+    machine.remove(RECOVERY_ANSWERS);
     Record const broken = pollWith(testkit::contentsOf(folder + "fake-broken.txt"));
     ASSERT_TRUE(broken);
     EXPECT_EQ(broken->getOperationID(), 5000U);

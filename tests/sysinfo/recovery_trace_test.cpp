@@ -16,13 +16,12 @@
 using testkit::CapturedTrace;
 using testkit::machine;
 using testkit::pollRecovery;
+using testkit::RECOVERY_PERCENT;
+using testkit::RECOVERY_STATUS;
 
 namespace {
 
-constexpr auto& STATUS = testkit::RECOVERY_STATUS;
-constexpr auto& PERCENT = testkit::RECOVERY_PERCENT;
-
-std::string const SOME_RESTORE =
+std::string const RUNNING_RESTORE =
     "[Main]\nStatus=5000\n[RestoreStatus]\nTotalFiles=200\nFilesDone=50\n"
     "TotalBytes=1048576000\nBytesDone=524288000\n";
 
@@ -43,60 +42,60 @@ TEST(RecoveryTrace, reportsAnUnreadableStatusOnceForEachChangeOfCause)
     std::string const folder =
         "Failed to open status.ini. File /etc/dovrel/status.ini could not be read!: 21\n";
     pollsTrace();
-    machine.folder(STATUS);
+    machine.folder(RECOVERY_STATUS);
     EXPECT_EQ(pollsTrace(), folder);
     EXPECT_EQ(pollsTrace(), "");
-    machine.remove(STATUS);
+    machine.remove(RECOVERY_STATUS);
     EXPECT_EQ(pollsTrace(), missing);
     EXPECT_EQ(pollsTrace(), "");
-    machine.folder(STATUS);
+    machine.folder(RECOVERY_STATUS);
     EXPECT_EQ(pollsTrace(), folder);
     EXPECT_EQ(pollsTrace(), "");
 }
 
 TEST(RecoveryTrace, distinguishesErrorCodesWithTheSameLastDigit)
 {
-    machine.folder(STATUS);
+    machine.folder(RECOVERY_STATUS);
     pollsTrace();
-    machine.remove(STATUS);
-    ASSERT_EQ(::mkfifo(STATUS, 0600), 0);
-    int const writer = ::open(STATUS, O_RDWR | O_CLOEXEC); // Writes nothing.
+    machine.remove(RECOVERY_STATUS);
+    ASSERT_EQ(::mkfifo(RECOVERY_STATUS, 0600), 0);
+    int const writer = ::open(RECOVERY_STATUS, O_RDWR | O_CLOEXEC); // Writes nothing.
     ASSERT_GE(writer, 0);
     EXPECT_EQ(pollsTrace(),
         "Failed to open status.ini. File /etc/dovrel/status.ini could not be read!: 11\n");
     EXPECT_EQ(pollsTrace(), "");
     ::close(writer);
-    machine.remove(STATUS);
-    machine.folder(STATUS);
+    machine.remove(RECOVERY_STATUS);
+    machine.folder(RECOVERY_STATUS);
     EXPECT_EQ(pollsTrace(),
         "Failed to open status.ini. File /etc/dovrel/status.ini could not be read!: 21\n");
 }
 
 TEST(RecoveryTrace, doesNotRepeatACauseAfterASuccessKept)
 {
-    machine.folder(STATUS);
+    machine.folder(RECOVERY_STATUS);
     pollsTrace();
-    machine.remove(STATUS);
+    machine.remove(RECOVERY_STATUS);
     EXPECT_NE(pollsTrace(), "");
-    machine.file(STATUS, "[Main]\nStatus=1000\n");
+    machine.file(RECOVERY_STATUS, "[Main]\nStatus=1000\n");
     EXPECT_TRUE(pollRecovery());
-    machine.remove(STATUS);
+    machine.remove(RECOVERY_STATUS);
     EXPECT_EQ(pollsTrace(), "");
     // An unreadable file counts as the same cause as a missing one.
-    machine.file(STATUS, "[Main]\nStatus=1000\n");
-    std::filesystem::permissions(STATUS, std::filesystem::perms::none);
+    machine.file(RECOVERY_STATUS, "[Main]\nStatus=1000\n");
+    std::filesystem::permissions(RECOVERY_STATUS, std::filesystem::perms::none);
     EXPECT_EQ(pollsTrace(), "");
 }
 
 TEST(RecoveryTrace, reportsAStatusFileThatIsTooLarge)
 {
-    machine.file(STATUS, "[Main]\nStatus=1000\n");
-    ASSERT_EQ(::truncate(STATUS, (off_t{64} << 20) + 1), 0);
+    machine.file(RECOVERY_STATUS, "[Main]\nStatus=1000\n");
+    ASSERT_EQ(::truncate(RECOVERY_STATUS, (off_t{64} << 20) + 1), 0);
     pollsTrace();
-    machine.remove(STATUS);
+    machine.remove(RECOVERY_STATUS);
     pollsTrace();
-    machine.file(STATUS, "[Main]\nStatus=1000\n");
-    ASSERT_EQ(::truncate(STATUS, (off_t{64} << 20) + 1), 0);
+    machine.file(RECOVERY_STATUS, "[Main]\nStatus=1000\n");
+    ASSERT_EQ(::truncate(RECOVERY_STATUS, (off_t{64} << 20) + 1), 0);
     EXPECT_EQ(
         pollsTrace(), "Failed to open status.ini. File /etc/dovrel/status.ini is too large!: 27\n");
 }
@@ -105,7 +104,7 @@ TEST(RecoveryTrace, reportsAMissingStatusEveryTime)
 {
     for (char const* const text : {"", "[Main]\n", "[Main]\nStatus=\n", "Status=5000\n",
              "[Main]\nStatus=\"\"\n", "[Main]\nStatus=;5000\n", "[Other]\nStatus=5000\n"}) {
-        machine.file(STATUS, text);
+        machine.file(RECOVERY_STATUS, text);
         EXPECT_EQ(pollsTrace(), "Failed to read \"Status\" from status.ini\n") << text;
         EXPECT_EQ(pollsTrace(), "Failed to read \"Status\" from status.ini\n") << text;
     }
@@ -113,8 +112,8 @@ TEST(RecoveryTrace, reportsAMissingStatusEveryTime)
 
 TEST(RecoveryTrace, reportsTheFiguresOfARestore)
 {
-    machine.file(STATUS, SOME_RESTORE);
-    machine.file(PERCENT, "73");
+    machine.file(RECOVERY_STATUS, RUNNING_RESTORE);
+    machine.file(RECOVERY_PERCENT, "73");
     CapturedTrace const trace(5);
     ASSERT_TRUE(pollRecovery(true));
     std::string const text = trace.text(5);
@@ -130,7 +129,7 @@ TEST(RecoveryTrace, reportsTheFiguresOfARestore)
 
 TEST(RecoveryTrace, reportsMissingCountersAsMinusOne)
 {
-    machine.file(STATUS, "[Main]\nStatus=5000\nRestoreEnd=x\n");
+    machine.file(RECOVERY_STATUS, "[Main]\nStatus=5000\nRestoreEnd=x\n");
     CapturedTrace const trace(5);
     ASSERT_TRUE(pollRecovery(true));
     EXPECT_EQ(trace.text(5),
@@ -142,7 +141,7 @@ TEST(RecoveryTrace, reportsMissingCountersAsMinusOne)
 TEST(RecoveryTrace, reportsOnlyTheIdleStateBeforeTheRestore)
 {
     for (char const* const status : {"1000", "4000", "0"}) {
-        machine.file(STATUS, "[Main]\nStatus=" + std::string(status) + '\n');
+        machine.file(RECOVERY_STATUS, "[Main]\nStatus=" + std::string(status) + '\n');
         CapturedTrace const trace(5);
         ASSERT_TRUE(pollRecovery(true));
         EXPECT_EQ(trace.text(5), status == std::string("1000") ? "Idle state encountered\n" : "");
@@ -152,19 +151,19 @@ TEST(RecoveryTrace, reportsOnlyTheIdleStateBeforeTheRestore)
 
 TEST(RecoveryTrace, isSilentBelowItsLevels)
 {
-    for (std::string const& text : {SOME_RESTORE, std::string("[Main]\nStatus=1000\n")}) {
-        machine.file(STATUS, text);
+    for (std::string const& text : {RUNNING_RESTORE, std::string("[Main]\nStatus=1000\n")}) {
+        machine.file(RECOVERY_STATUS, text);
         CapturedTrace const trace(4);
         ASSERT_TRUE(pollRecovery(true));
         EXPECT_TRUE(trace.lines().empty());
     }
     CapturedTrace const trace(0);
-    machine.file(STATUS, "");
+    machine.file(RECOVERY_STATUS, "");
     EXPECT_FALSE(pollRecovery());
     machine.folder("/etc/dovrel/other");
-    machine.remove(STATUS);
+    machine.remove(RECOVERY_STATUS);
     EXPECT_FALSE(pollRecovery());
-    machine.folder(STATUS);
+    machine.folder(RECOVERY_STATUS);
     EXPECT_FALSE(pollRecovery());
     EXPECT_TRUE(trace.lines().empty());
 }

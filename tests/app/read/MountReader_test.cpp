@@ -55,7 +55,7 @@ Machine readMounts(std::chrono::milliseconds limit = std::chrono::seconds(20))
     return found;
 }
 
-Mount readOne()
+Mount foundMount()
 {
     Machine const found = readMounts();
     EXPECT_TRUE(found.mounts && found.mounts->size() == 1);
@@ -67,7 +67,7 @@ Mount readRoot(struct statvfs const& status)
     machine.file("/proc/self/mountinfo", ROOT);
     FakeCalls calls;
     calls.filesystems["/"] = status;
-    return readOne();
+    return foundMount();
 }
 
 }
@@ -131,7 +131,7 @@ TEST(MountReader, findsTheDiskByTheNumberOfTheDevice)
     machine.file("/proc/self/mountinfo", "1 1 8:1 / / rw - ext4 /dev/root rw\n");
     FakeCalls calls;
     calls.filesystems["/"] = filesystem(4096);
-    Mount const mount = readOne();
+    Mount const mount = foundMount();
     EXPECT_EQ(mount.device, "sda1");
     EXPECT_THAT(mount.disks, ElementsAre("sda"));
 }
@@ -142,7 +142,7 @@ TEST(MountReader, findsTheDiskOfBtrfsByItsNode)
     machine.file("/dev/sda1", "");
     machine.link("/dev/disk/by-id/x", "../../sda1");
     FakeCalls const calls;
-    EXPECT_EQ(readOne().device, "sda1") << "by the node's name";
+    EXPECT_EQ(foundMount().device, "sda1") << "by the node's name";
 }
 
 TEST(MountReader, findsTheDiskByTheNumberOfTheNode)
@@ -150,7 +150,7 @@ TEST(MountReader, findsTheDiskByTheNumberOfTheNode)
     machine.file("/proc/mounts", "/dev/other / ext4 rw 0 0\n");
     FakeCalls calls;
     calls.blockDevices["/dev/other"] = makedev(8, 1);
-    EXPECT_EQ(readOne().device, "sda1");
+    EXPECT_EQ(foundMount().device, "sda1");
 }
 
 TEST(MountReader, findsTheDiskOfTheRootByTheNumberOfItsFolder)
@@ -158,7 +158,7 @@ TEST(MountReader, findsTheDiskOfTheRootByTheNumberOfItsFolder)
     machine.file("/proc/mounts", "/dev/root / ext3 rw 0 0\n");
     FakeCalls calls;
     calls.devicesOfFiles["/"] = makedev(8, 1);
-    Mount const mount = readOne();
+    Mount const mount = foundMount();
     EXPECT_EQ(mount.device, "sda1");
     EXPECT_EQ(mount.source, "/dev/root");
 }
@@ -168,7 +168,7 @@ TEST(MountReader, hasNoDiskOfANetworkFilesystem)
     machine.file("/proc/self/mountinfo", "1 1 0:44 / /nas rw - nfs4 nas:/x rw\n");
     FakeCalls calls;
     calls.filesystems["/nas"] = filesystem(4096);
-    Mount const mount = readOne();
+    Mount const mount = foundMount();
     EXPECT_TRUE(mount.network);
     EXPECT_EQ(mount.size, 4096000U);
     EXPECT_EQ(mount.device, "");
@@ -180,7 +180,7 @@ TEST(MountReader, readsProcMountsWhereThereIsNoMountInfo)
     machine.file("/proc/mounts", "/dev/sda1 /my\\040disk ext4 rw 0 0\n");
     FakeCalls calls;
     calls.filesystems["/my disk"] = filesystem(4096);
-    Mount const mount = readOne();
+    Mount const mount = foundMount();
     EXPECT_EQ(mount.mountPoint, "/my disk");
     EXPECT_EQ(mount.size, 4096000U);
 }

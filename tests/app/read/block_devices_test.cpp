@@ -18,7 +18,7 @@ using testkit::machine;
 
 namespace {
 
-std::vector<Disk> readAll()
+std::vector<Disk> foundDisks()
 {
     Machine found;
     auto const disks = app::readBlockDevices(found);
@@ -27,9 +27,9 @@ std::vector<Disk> readAll()
 }
 
 /** The only device of the machine. */
-Disk readOne()
+Disk foundDisk()
 {
-    std::vector<Disk> const disks = readAll();
+    std::vector<Disk> const disks = foundDisks();
     EXPECT_THAT(disks, SizeIs(1));
     return disks.empty() ? Disk() : disks.front();
 }
@@ -48,7 +48,7 @@ Disk readMapped(std::string const& uuid)
     blockDevice("virtual/block/dm-0",
         {{"dev", "253:0"}, {"size", "8"}, {"dm/uuid", uuid}, {"dm/name", "data"}});
     machine.folder("/sys/devices/virtual/block/dm-0/slaves/sda1");
-    return readOne();
+    return foundDisk();
 }
 
 }
@@ -60,7 +60,7 @@ TEST(BlockDevices, haveAnNvmeDiskWithItsPartition)
             {"queue/rotational", "0"}, {"queue/logical_block_size", "512"},
             {"queue/physical_block_size", "4096"}, {"nvme0n1p1/start", "2048"},
             {"nvme0n1p1/size", "8"}, {"nvme0n1p1/dev", "259:1"}, {"nvme0n1p1/ro", "1"}});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(namesOf(disks), ElementsAre("nvme0n1", "nvme0n1p1"));
     EXPECT_EQ(disks[0].bytes, 512110190592U);
     EXPECT_EQ(disks[0].kind(), "SSD");
@@ -83,7 +83,7 @@ TEST(BlockDevices, haveTheBootAreasOfAnEmmcAsDisks)
     for (char const* const name : {"mmcblk0", "mmcblk0boot0", "mmcblk0boot1"})
         blockDevice(std::string("platform/mmc_host/mmc0/mmc0:0001/block/") + name,
             {{"size", "8192"}, {"dev", "179:0"}});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(namesOf(disks), ElementsAre("mmcblk0", "mmcblk0boot0", "mmcblk0boot1"));
     for (Disk const& disk : disks)
         EXPECT_EQ(disk.transport, "mmc") << disk.name;
@@ -94,7 +94,7 @@ TEST(BlockDevices, haveASlashWhereSysfsHasAnExclamationMark)
 {
     blockDevice("pci0000:00/cciss0/c0d0/block/cciss!c0d0",
         {{"size", "8"}, {"cciss!c0d0p1/start", "1"}, {"cciss!c0d0p1/size", "2"}});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(namesOf(disks), ElementsAre("cciss/c0d0", "cciss/c0d0p1"));
     EXPECT_EQ(disks[1].parent, "cciss/c0d0");
 }
@@ -103,7 +103,7 @@ TEST(BlockDevices, areInNaturalOrder)
 {
     for (char const* const name : {"sdb", "sda", "loop10", "loop9"})
         blockDevice(std::string("x/") + name, {{"size", "8"}});
-    EXPECT_THAT(namesOf(readAll()), ElementsAre("loop9", "loop10", "sda", "sdb"));
+    EXPECT_THAT(namesOf(foundDisks()), ElementsAre("loop9", "loop10", "sda", "sdb"));
 }
 
 TEST(BlockDevices, haveARaidWithItsLevelAndItsParts)
@@ -111,7 +111,7 @@ TEST(BlockDevices, haveARaidWithItsLevelAndItsParts)
     blockDevice("virtual/block/md0", {{"size", "8"}, {"md/level", "raid1"}});
     for (char const* const slave : {"sda1", "sdb1"})
         machine.folder(std::string("/sys/devices/virtual/block/md0/slaves/") + slave);
-    Disk const disk = readOne();
+    Disk const disk = foundDisk();
     EXPECT_EQ(disk.type, Disk::RAID);
     EXPECT_EQ(disk.raidLevel, "raid1");
     EXPECT_THAT(disk.slaves, ElementsAre("sda1", "sdb1"));
@@ -124,7 +124,7 @@ TEST(BlockDevices, haveTheRaidFactsOfMdstatWhereSysfsHasNone)
         "Personalities : [raid5]\nmd1 : active raid1 sdx[0]\n"
         "md0 : active (auto-read-only) raid5 sdb1[1] sda1[0] sdc1[2](F)\n      8 blocks\n");
     blockDevice("virtual/block/md0", {{"size", "8"}});
-    Disk const disk = readOne();
+    Disk const disk = foundDisk();
     EXPECT_EQ(disk.raidLevel, "raid5");
     EXPECT_THAT(disk.slaves, ElementsAre("sdb1", "sda1", "sdc1"));
 }
@@ -133,7 +133,7 @@ TEST(BlockDevices, haveAnInactiveRaidWithoutALevel)
 {
     machine.file("/proc/mdstat", "md0 : inactive sda1[0](S)\n");
     blockDevice("virtual/block/md0", {{"size", "8"}});
-    Disk const disk = readOne();
+    Disk const disk = foundDisk();
     EXPECT_EQ(disk.raidLevel, std::nullopt);
     EXPECT_THAT(disk.slaves, ElementsAre("sda1"));
 }
@@ -175,7 +175,7 @@ TEST(BlockDevices, haveTheNameOfTheMapperNodeOnKernelsWithoutDmName)
         machine.file(file, "");
     blockDevice("virtual/block/dm-0", {{"dev", "253:0"}, {"size", "8"}});
     blockDevice("virtual/block/dm-1", {{"dev", "253:1"}, {"size", "8"}});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(disks, SizeIs(2));
     EXPECT_EQ(disks[0].label, "vg-root");
     EXPECT_EQ(disks[1].label, "dm-1") << "no node has its number";
@@ -185,7 +185,7 @@ TEST(BlockDevices, haveLoopDevicesAndCompressedMemory)
 {
     blockDevice("virtual/block/loop0", {{"size", "8"}});
     blockDevice("virtual/block/zram0", {{"size", "8"}});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(disks, SizeIs(2));
     EXPECT_EQ(disks[0].type, Disk::LOOP);
     EXPECT_EQ(disks[1].type, Disk::MAPPED);
@@ -195,7 +195,7 @@ TEST(BlockDevices, haveAnOpticalDriveByItsNameOrItsScsiType)
 {
     blockDevice("x/sr0", {{"size", "8"}});
     blockDevice("x/xyz", {{"size", "8"}, {"device/type", "5"}});
-    for (Disk const& disk : readAll())
+    for (Disk const& disk : foundDisks())
         EXPECT_EQ(disk.type, Disk::OPTICAL) << disk.name;
 }
 
@@ -205,14 +205,14 @@ TEST(BlockDevices, leaveOutWhatLsblkLeavesOut)
     blockDevice("virtual/block/loop0", {{"dev", "7:0"}, {"size", "0"}});
     blockDevice("nvme/nvme0/nvme0c0n1", {{"size", "8"}, {"hidden", "1"}});
     blockDevice("nvme/nvme0/nvme0n1", {{"size", "8"}, {"hidden", "0"}});
-    EXPECT_THAT(namesOf(readAll()), ElementsAre("nvme0n1"));
+    EXPECT_THAT(namesOf(foundDisks()), ElementsAre("nvme0n1"));
 }
 
 TEST(BlockDevices, haveAnUnknownSizeWhereTheKernelHasNone)
 {
     blockDevice("x/sda", {{"size", "18446744073709551615"}});
     blockDevice("x/sdb", {});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(disks, SizeIs(2));
     EXPECT_EQ(disks[0].bytes, std::nullopt) << "more bytes than 64 bits count";
     EXPECT_EQ(disks[1].bytes, std::nullopt);
@@ -221,7 +221,7 @@ TEST(BlockDevices, haveAnUnknownSizeWhereTheKernelHasNone)
 TEST(BlockDevices, haveTheHardwareSectorSizeOfOldKernels)
 {
     blockDevice("x/sda", {{"size", "8"}, {"queue/hw_sector_size", "4096"}});
-    EXPECT_EQ(readOne().logicalSector, 4096U);
+    EXPECT_EQ(foundDisk().logicalSector, 4096U);
 }
 
 TEST(BlockDevices, countADeviceThatIsGone)

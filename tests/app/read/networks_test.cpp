@@ -24,7 +24,7 @@ namespace {
 
 constexpr unsigned UP = IFF_UP | IFF_RUNNING;
 
-Networks readAll()
+Networks foundNetworks()
 {
     Machine found;
     app::readNetworks(found);
@@ -32,9 +32,9 @@ Networks readAll()
     return found.networks.value_or(Networks());
 }
 
-Adapter readOne()
+Adapter foundAdapter()
 {
-    Networks const networks = readAll();
+    Networks const networks = foundNetworks();
     EXPECT_THAT(networks.adapters, SizeIs(1));
     return networks.adapters.empty() ? Adapter() : networks.adapters.front();
 }
@@ -45,7 +45,7 @@ Adapter readWithFiles(Files const& files, unsigned flags = UP)
     FakeCalls calls;
     calls.addresses = {{"eth0", flags, ""}};
     writeFiles("/sys/class/net/eth0", files);
-    Adapter const adapter = readOne();
+    Adapter const adapter = foundAdapter();
     machine.empty();
     return adapter;
 }
@@ -54,13 +54,13 @@ std::string scopeOf(std::string const& address)
 {
     FakeCalls calls;
     calls.addresses = {{"eth0", UP, address}};
-    return readOne().addresses.at(0).scope;
+    return foundAdapter().addresses.at(0).scope;
 }
 
 std::vector<std::string> nameServersOf(std::string const& text)
 {
     machine.file("/etc/resolv.conf", text);
-    return readAll().nameServers.value_or(std::vector<std::string>{"unknown"});
+    return foundNetworks().nameServers.value_or(std::vector<std::string>{"unknown"});
 }
 
 }
@@ -70,7 +70,7 @@ TEST(Adapters, haveTheirAddressesWithPrefixLengths)
     FakeCalls calls;
     calls.addresses = {{"eth0", UP, "00:0c:29:aa:bb:cc"}, {"eth0", UP, "10.0.0.5", 24},
         {"eth0", UP, "10.0.0.6", 32}, {"eth0", UP, "2001:db8::1", 64}, {"eth0", UP, "10.1.0.1", 0}};
-    Adapter const adapter = readOne();
+    Adapter const adapter = foundAdapter();
     ASSERT_THAT(adapter.addresses, SizeIs(4));
     EXPECT_EQ(adapter.addresses[0].text, "10.0.0.5");
     EXPECT_EQ(adapter.addresses[0].prefixLength, 24U);
@@ -85,7 +85,7 @@ TEST(Adapters, haveTheAddressesOfTheirAliases)
 {
     FakeCalls calls;
     calls.addresses = {{"eth0", UP, "10.0.0.5", 24}, {"eth0:1", UP, "10.0.0.6", 24}};
-    EXPECT_THAT(readOne().addresses, SizeIs(2));
+    EXPECT_THAT(foundAdapter().addresses, SizeIs(2));
 }
 
 TEST(Adapters, haveAScopeOfEachAddress)
@@ -105,7 +105,7 @@ TEST(Adapters, areInNaturalOrderWithTheLoopbackLast)
     calls.addresses = {
         {"lo", UP | IFF_LOOPBACK, ""}, {"eth10", UP, ""}, {"wlan0", UP, ""}, {"eth9", UP, ""}};
     std::vector<std::string> names;
-    for (Adapter const& adapter : readAll().adapters)
+    for (Adapter const& adapter : foundNetworks().adapters)
         names.push_back(adapter.name);
     EXPECT_THAT(names, ElementsAre("eth9", "eth10", "wlan0", "lo"));
 }
@@ -139,14 +139,14 @@ TEST(Adapters, haveTheKindOfTheirFlagsOnKernelsWithoutSysfs)
     FakeCalls calls;
     calls.addresses = {{"eth0.5", UP, ""}};
     machine.file("/proc/net/vlan/eth0.5", "");
-    EXPECT_EQ(readOne().kind, "vlan");
+    EXPECT_EQ(foundAdapter().kind, "vlan");
 }
 
 TEST(Adapters, haveAHardwareTypeOfTheirAddressOnKernelsWithoutSysfs)
 {
     FakeCalls calls;
     calls.addresses = {{"sit0", UP, "0a:00:00:01", 0, ARPHRD_SIT}};
-    EXPECT_EQ(readOne().kind, "tunnel");
+    EXPECT_EQ(foundAdapter().kind, "tunnel");
 }
 
 TEST(Adapters, areUpWithACarrierOnly)
@@ -174,7 +174,7 @@ TEST(Adapters, haveNoMacOfZerosOnly)
     FakeCalls calls;
     calls.addresses = {{"lo", UP | IFF_LOOPBACK, "00:00:00:00:00:00"}};
     machine.file("/sys/class/net/lo/address", "00:00:00:00:00:00\n");
-    EXPECT_EQ(readOne().mac, std::nullopt);
+    EXPECT_EQ(foundAdapter().mac, std::nullopt);
 }
 
 TEST(Adapters, haveAMacOfTwentyBytesFromSysfs)
@@ -188,7 +188,7 @@ TEST(Adapters, haveThoseThatOnlySysfsLists)
     FakeCalls const calls;
     writeFiles("/sys/class/net/eth1", {{"ifindex", "3"}, {"operstate", "down"}});
     machine.file("/sys/class/net/bonding_masters", "bond0\n");
-    Adapter const adapter = readOne();
+    Adapter const adapter = foundAdapter();
     EXPECT_EQ(adapter.name, "eth1");
     EXPECT_EQ(adapter.state, "down");
 }
@@ -222,7 +222,7 @@ TEST(NameServers, areReadFromALineWithoutANewline)
 
 TEST(NameServers, areNoneWithoutAFile)
 {
-    EXPECT_THAT(readAll().nameServers, Optional(IsEmpty()));
+    EXPECT_THAT(foundNetworks().nameServers, Optional(IsEmpty()));
 }
 
 TEST(NameServers, areUnknownWhereTheFileCannotBeRead)
@@ -239,16 +239,16 @@ TEST(HostName, isThatOfTheKernel)
 {
     FakeCalls calls;
     calls.hostName = "fileserver";
-    EXPECT_EQ(readAll().hostName, "fileserver");
+    EXPECT_EQ(foundNetworks().hostName, "fileserver");
     calls.hostName = std::string(300, 'x');
-    EXPECT_EQ(readAll().hostName, std::string(255, 'x'));
+    EXPECT_EQ(foundNetworks().hostName, std::string(255, 'x'));
 }
 
 TEST(HostName, isUnknownWhereTheKernelHasNone)
 {
     FakeCalls calls;
     calls.hostName = "";
-    EXPECT_EQ(readAll().hostName, std::nullopt);
+    EXPECT_EQ(foundNetworks().hostName, std::nullopt);
     calls.hostNameFails = true;
-    EXPECT_EQ(readAll().hostName, std::nullopt);
+    EXPECT_EQ(foundNetworks().hostName, std::nullopt);
 }

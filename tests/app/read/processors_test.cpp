@@ -15,7 +15,7 @@ using testkit::machine;
 
 namespace {
 
-Processors readAll()
+Processors foundProcessors()
 {
     Machine found;
     app::readProcessors(found);
@@ -41,7 +41,7 @@ std::optional<std::string> modelIn(std::string const& cpuinfo)
 {
     online(1);
     machine.file("/proc/cpuinfo", cpuinfo);
-    return readAll().model;
+    return foundProcessors().model;
 }
 
 Processor readSpeeds(app_read_test::Files const& files, std::string const& cpuinfo)
@@ -49,7 +49,7 @@ Processor readSpeeds(app_read_test::Files const& files, std::string const& cpuin
     online(1);
     writeFiles(folderOf(0) + "/cpufreq", files);
     machine.file("/proc/cpuinfo", cpuinfo);
-    return readAll().list.at(0);
+    return foundProcessors().list.at(0);
 }
 
 void topology(unsigned number, std::string const& socket, std::string const& core)
@@ -64,7 +64,7 @@ TEST(Processors, haveAGapWhereOneIsOffline)
 {
     machine.file("/proc/stat", "cpu  1 2\ncpu0 1 2\ncpu2 1 2\ncpu10 1 2\nintr 1\ncpufreq 1\n");
     std::vector<unsigned> numbers;
-    for (Processor const& processor : readAll().list)
+    for (Processor const& processor : foundProcessors().list)
         numbers.push_back(processor.number);
     EXPECT_THAT(numbers, ElementsAre(0U, 2U, 10U));
 }
@@ -131,7 +131,7 @@ TEST(Processors, countSocketsAndCores)
     topology(1, "0", "0");
     topology(2, "0", "1");
     topology(3, "1", "0");
-    Processors const processors = readAll();
+    Processors const processors = foundProcessors();
     EXPECT_EQ(processors.sockets, 2U);
     EXPECT_EQ(processors.cores, 3U);
     EXPECT_EQ(processors.list.at(2).core, 1U);
@@ -143,7 +143,7 @@ TEST(Processors, haveTheTopologyOfCpuinfoWhereSysfsHasNone)
     machine.file("/proc/cpuinfo",
         "processor: 0\nphysical id: 0\ncore id: 0\n\nprocessor: 1\nphysical id: 3\ncore id: 7\n");
     online(2);
-    Processors const processors = readAll();
+    Processors const processors = foundProcessors();
     EXPECT_EQ(processors.sockets, 2U);
     EXPECT_EQ(processors.list.at(1).socket, 3U);
     EXPECT_EQ(processors.list.at(1).core, 7U);
@@ -154,7 +154,7 @@ TEST(Processors, countNeitherSocketsNorCoresWhereOneIsUnknown)
     online(2);
     topology(0, "0", "0");
     topology(1, "-1", "-1");
-    Processors const processors = readAll();
+    Processors const processors = foundProcessors();
     EXPECT_EQ(processors.sockets, std::nullopt);
     EXPECT_EQ(processors.cores, std::nullopt);
     EXPECT_EQ(processors.list.at(1).socket, std::nullopt);
@@ -167,7 +167,7 @@ TEST(Processors, haveTheNodeThatListsThem)
     writeFiles(folder,
         {{"node0/cpulist", "0-1,4"}, {"node1/cpulist", "2-3,99-98,x,5-70000"},
             {"node2/cpulist", ""}, {"possible", "0-1"}, {"nodex/cpulist", "5"}});
-    Processors const processors = readAll();
+    Processors const processors = foundProcessors();
     EXPECT_EQ(processors.nodes, 3U) << "a node of memory only counts";
     std::vector<std::optional<unsigned>> nodes;
     for (Processor const& processor : processors.list)
@@ -178,8 +178,8 @@ TEST(Processors, haveTheNodeThatListsThem)
 TEST(Processors, haveNoNodesOnKernelsWithoutNuma)
 {
     online(1);
-    EXPECT_EQ(readAll().nodes, std::nullopt);
-    EXPECT_EQ(readAll().list.at(0).node, std::nullopt);
+    EXPECT_EQ(foundProcessors().nodes, std::nullopt);
+    EXPECT_EQ(foundProcessors().list.at(0).node, std::nullopt);
 }
 
 TEST(Processors, comeFromCpuinfoWhereStatCannotBeRead)

@@ -1,6 +1,7 @@
 #include "common/basic/inet_address.h"
 
 #include "common/basic/text_cast.h"
+#include "tests/common/basic/address_text.h"
 #include "tests/common/basic/network_error_code.h"
 #include "tests/common/basic/random_addresses.h"
 #include "tests/common/basic/strict_weak_order.h"
@@ -27,11 +28,6 @@ namespace {
 inet_address parsed(std::string const& text)
 {
     return inet_address(string(text));
-}
-
-std::string textOf(ip_address const& value)
-{
-    return narrow(value.toStringInternal());
 }
 
 void expectInvalid(inet_address const& value)

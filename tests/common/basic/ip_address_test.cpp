@@ -1,5 +1,6 @@
 #include "common/basic/ip_address.h"
 
+#include "tests/common/basic/address_text.h"
 #include "tests/common/basic/network_error_code.h"
 #include "tests/common/basic/random_addresses.h"
 #include "tests/common/basic/strict_weak_order.h"
@@ -26,11 +27,6 @@ constexpr auto NO_ORDER = static_cast<ip_address::byteorder_t>(2);
 ip_address address(std::string const& text)
 {
     return ip_address(string(text));
-}
-
-std::string textOf(ip_address const& value)
-{
-    return narrow(value.toStringInternal());
 }
 
 /** @return whether all bytes of @p value from @p begin on are zero. */

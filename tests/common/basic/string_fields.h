@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/basic/wide_string.h"
+#include "tests/support/narrow.h"
 
 #include <cstring>
 #include <string>
@@ -28,10 +28,4 @@ inline StringFields fieldsOf(dovrel::string const& text)
 inline std::wstring wide(dovrel::string const& text)
 {
     return {text.c_str(), text.length()};
-}
-
-/** @return a copy of @p text in the locale's encoding. */
-inline std::string narrow(dovrel::string const& text)
-{
-    return static_cast<char const*>(text);
 }

@@ -13,7 +13,7 @@ using Milliseconds = std::vector<unsigned>;
 
 namespace {
 
-constexpr int END = std::char_traits<char>::eof();
+constexpr int END_OF_INPUT = std::char_traits<char>::eof();
 constexpr std::streamoff FAILED = -1;
 FakeResult const NO_DATA{0};
 FakeResult const END_OF_DATA{-1};
@@ -75,14 +75,14 @@ TEST_F(PipeBufferInput, endsAtAWaitingNewlineWhenTheDataEndsKept)
 {
     setReads({{0, "\nrest"}, END_OF_DATA});
     EXPECT_EQ(m_buffer.sgetc(), '\n');
-    EXPECT_EQ(m_buffer.underflow(), END);
+    EXPECT_EQ(m_buffer.underflow(), END_OF_INPUT);
     EXPECT_EQ(m_buffer.sgetc(), '\n') << "a failed refill must keep the old data";
 }
 
 TEST_F(PipeBufferInput, neitherSleepsNorChecksTheChildWithATimeOutBelow10)
 {
-    EXPECT_EQ(m_buffer.timed_underflow(0), END);
-    EXPECT_EQ(m_buffer.timed_underflow(9), END);
+    EXPECT_EQ(m_buffer.timed_underflow(0), END_OF_INPUT);
+    EXPECT_EQ(m_buffer.timed_underflow(9), END_OF_INPUT);
     EXPECT_EQ(reads(), 2U);
     EXPECT_EQ(m_command.checks, 0U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds{});
@@ -90,7 +90,7 @@ TEST_F(PipeBufferInput, neitherSleepsNorChecksTheChildWithATimeOutBelow10)
 
 TEST_F(PipeBufferInput, sleeps20MillisecondsForEach10OfItsTimeOutKept)
 {
-    EXPECT_EQ(m_buffer.sgetc(), END);
+    EXPECT_EQ(m_buffer.sgetc(), END_OF_INPUT);
     EXPECT_EQ(reads(), 11U);
     EXPECT_EQ(m_command.checks, 10U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(20, 10));
@@ -98,7 +98,7 @@ TEST_F(PipeBufferInput, sleeps20MillisecondsForEach10OfItsTimeOutKept)
 
 TEST_F(PipeBufferInput, ignoresARestOfItsTimeOutBelow10)
 {
-    EXPECT_EQ(m_buffer.timed_underflow(29), END);
+    EXPECT_EQ(m_buffer.timed_underflow(29), END_OF_INPUT);
     EXPECT_EQ(reads(), 3U);
     EXPECT_EQ(m_sleeps.milliseconds(), Milliseconds(4, 10));
 }
@@ -117,13 +117,13 @@ TEST_F(PipeBufferInput, restartsItsTimeOutForEachPiece)
     EXPECT_EQ(m_buffer.setTimeout(20), 100U);
     EXPECT_EQ(m_buffer.sbumpc(), 'a');
     EXPECT_EQ(m_buffer.sbumpc(), 'b');
-    EXPECT_EQ(m_buffer.sbumpc(), END);
+    EXPECT_EQ(m_buffer.sbumpc(), END_OF_INPUT);
 }
 
 TEST_F(PipeBufferInput, endsWhenThePipeReturnsMinus1)
 {
     setReads({END_OF_DATA});
-    EXPECT_EQ(m_buffer.sgetc(), END);
+    EXPECT_EQ(m_buffer.sgetc(), END_OF_INPUT);
     EXPECT_EQ(reads(), 1U);
     EXPECT_EQ(m_command.checks, 0U);
 }
@@ -131,7 +131,7 @@ TEST_F(PipeBufferInput, endsWhenThePipeReturnsMinus1)
 TEST_F(PipeBufferInput, canBeReadAgainAfterATimeOut)
 {
     m_buffer.setTimeout(0);
-    EXPECT_EQ(m_buffer.sgetc(), END);
+    EXPECT_EQ(m_buffer.sgetc(), END_OF_INPUT);
     setReads({{0, "later"}});
     EXPECT_EQ(m_buffer.sgetc(), 'l');
 }
@@ -155,7 +155,7 @@ TEST(PipeBufferEnd, isTheFirstEmptyReadAfterTheChildHasEndedOrIsUnknown)
         command.states.set({state});
         pipestreambuf buffer(command, command.pipe, std::ios_base::openmode());
         buffer.setTimeout(1'000'000);
-        EXPECT_EQ(buffer.sgetc(), END);
+        EXPECT_EQ(buffer.sgetc(), END_OF_INPUT);
         EXPECT_EQ(command.pipe.readSizes.size(), 2U);
         EXPECT_EQ(command.checks, 1U);
         EXPECT_EQ(sleeps.milliseconds(), Milliseconds{});
@@ -175,7 +175,7 @@ TEST_F(PipeBufferInput, returnsNullBytes)
     setReads({{0, std::string("\0\0", 2)}, END_OF_DATA});
     EXPECT_EQ(m_buffer.sbumpc(), 0);
     EXPECT_EQ(m_buffer.sbumpc(), 0);
-    EXPECT_EQ(m_buffer.sbumpc(), END);
+    EXPECT_EQ(m_buffer.sbumpc(), END_OF_INPUT);
 }
 
 TEST_F(PipeBufferInput, throwsAFailureOfThePipeAndMakesAStreamBad)
@@ -183,7 +183,7 @@ TEST_F(PipeBufferInput, throwsAFailureOfThePipeAndMakesAStreamBad)
     setReads({{0, "a"}, thrown(dovrel::REASON_PIPE)});
     std::istream stream(&m_buffer);
     EXPECT_EQ(stream.get(), 'a');
-    EXPECT_EQ(stream.get(), END);
+    EXPECT_EQ(stream.get(), END_OF_INPUT);
     EXPECT_TRUE(stream.bad());
     EXPECT_THROW(m_buffer.underflow(), ProcessException);
 
