@@ -1,6 +1,6 @@
 #include "sysinfo/parsers/resolv_conf.h"
 
-#include "tests/sysinfo/complaint.h"
+#include "tests/sysinfo/out_of_range_message.h"
 
 #include <gtest/gtest.h>
 
@@ -48,7 +48,7 @@ TEST(ResolvConf, throwsOutOfRangeAtAShortLineKept)
 
 TEST(ResolvConf, throwsAMessageWithTheToolTheLineAndTheColumn)
 {
-    EXPECT_EQ(testkit::complaintOf([] { serversIn("nameserver 1.2.3.4\nnameserver\n"); }),
+    EXPECT_EQ(testkit::outOfRangeMessage([] { serversIn("nameserver 1.2.3.4\nnameserver\n"); }),
         "cat /etc/resolv.conf: the line \"nameserver\" ends before its address, which begins at "
         "column 12");
 }

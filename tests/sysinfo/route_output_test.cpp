@@ -1,6 +1,6 @@
 #include "sysinfo/parsers/route_output.h"
 
-#include "tests/sysinfo/complaint.h"
+#include "tests/sysinfo/out_of_range_message.h"
 
 #include <gtest/gtest.h>
 
@@ -53,11 +53,11 @@ TEST(RouteOutput, throwsOutOfRangeAtAShortLineKept)
 
 TEST(RouteOutput, throwsAMessageWithTheToolTheLineAndTheColumn)
 {
-    EXPECT_EQ(testkit::complaintOf([] { gatewaysIn("0.0.0.0 UG eth1\n"); }),
+    EXPECT_EQ(testkit::outOfRangeMessage([] { gatewaysIn("0.0.0.0 UG eth1\n"); }),
         "route -n: the line \"0.0.0.0 UG eth1\" ends before its gateway, which begins at column "
         "17");
     // A zero byte would end the message.
-    EXPECT_EQ(testkit::complaintOf([] { gatewaysIn(std::string("UG\0x\n", 5)); }),
+    EXPECT_EQ(testkit::outOfRangeMessage([] { gatewaysIn(std::string("UG\0x\n", 5)); }),
         "route -n: the line \"UG?x\" ends before its gateway, which begins at column 17");
 }
 

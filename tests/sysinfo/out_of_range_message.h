@@ -6,8 +6,8 @@
 
 namespace testkit {
 
-/** @return the message of the exception that @p read throws. */
-inline std::string complaintOf(std::function<void()> const& read)
+/** @return the message of the std::out_of_range that @p read throws. */
+inline std::string outOfRangeMessage(std::function<void()> const& read)
 {
     try {
         read();
