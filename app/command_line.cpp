@@ -140,7 +140,7 @@ void addOptions(CLI::App& options, unsigned which, CommandLine& line)
     if (which & COLUMNS) {
         options
             .add_option(
-                "-o,--output", line.table.columns, "Show these columns; +COLUMN shows one more")
+                "-o,--columns", line.table.columns, "Show these columns; +COLUMN shows one more")
             ->type_name("COLUMN,...")
             ->group("Columns");
         options.add_flag("--list-columns", line.listColumns, "List the columns and their meanings")

@@ -30,7 +30,7 @@ TEST(Program, helpOfACommandNamesItsOwnAndTheGeneralOptions)
     Outcome const outcome = Program({"cpus", "--help"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    for (char const* const expected : {"--json", "--no-usage", "--trace", "--output",
+    for (char const* const expected : {"--json", "--no-usage", "--trace", "--columns",
              "--list-columns", "--no-headings", "--color", "--tool-limit", "Exit status"})
         EXPECT_THAT(outcome.out, HasSubstr(expected));
 }
