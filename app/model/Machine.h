@@ -44,6 +44,9 @@ struct Machine {
     std::map<Subject, LibraryAnswer> library; ///< The library's answer to the same question.
     std::vector<Difference> differences; ///< Between the two.
 
+    std::map<Subject, double> readSeconds; ///< The time that the program took for its own reading.
+    double seconds = 0; ///< Of the whole reading; the library's queries run beside it.
+
     bool wasAskedFor(Subject subject) const { return subjects.count(subject) != 0; }
 
     bool hasProblem(Subject subject) const

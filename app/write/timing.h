@@ -1,0 +1,15 @@
+#pragma once
+
+#include "app/model/Machine.h"
+
+#include <string>
+
+namespace app {
+
+/**
+ * @return a table with the milliseconds that each subject took: the program's own reading, and the
+ * library's query, which runs beside it.
+ */
+std::string timingText(Machine const& machine);
+
+}
