@@ -1,166 +1,151 @@
 #include "app/command_line.h"
 
+#include "app/command_line_table.h"
+#include "app/write/TextTable.h"
+
 #include <CLI/CLI.hpp>
 
-#include <charconv>
-#include <functional>
+#include <algorithm>
+#include <numeric>
 #include <sstream>
+#include <vector>
 
 namespace app {
 
 namespace {
 
-constexpr char const* VERSION = "dovrel-sysinfo " DOVREL_SYSINFO_VERSION;
+constexpr char const* VERSION = DOVREL_SYSINFO_VERSION;
 
-constexpr char const* EXIT_STATUSES = "Exit status:\n"
-                                      "   0  everything could be read\n"
-                                      "   1  something could not be read, named on standard error\n"
-                                      "   2  no recovery has been started on this machine\n"
-                                      "  64  the arguments are wrong\n"
-                                      "  70  out of memory, or another failure inside the program\n"
-                                      "  74  standard output could not be written\n"
-                                      " 130  Ctrl-C ended --watch";
-
-constexpr char const* WATCH_HELP = "Follow the recovery, looking every SECONDS (1):\n"
-                                   "a bar on a terminal, else a line a change;\n"
-                                   "waits for one to start; ends when the state is idle\n"
-                                   "again, the end of the recovery is written, nothing\n"
-                                   "follows a restore that ended with 100 percent, or\n"
-                                   "the status file is gone; Ctrl-C: status 130";
-
-/** The options that only some commands have. */
-enum Option : unsigned { BYTES = 1, TREE = 2, LOADS = 4, WATCH = 8, COLUMNS = 16 };
-
-struct Command {
-    char const* name;
-    Subject subject;
-    unsigned options;
-    char const* description;
-};
-
-constexpr Command COMMANDS[] = {
-    {"system", Subject::SYSTEM, 0, "The machine, its firmware and its operating system"},
-    {"cpus", Subject::PROCESSORS, LOADS | COLUMNS, "Processors: models, speeds, loads"},
-    {"memory", Subject::MEMORY, BYTES, "Memory in use and available, swap, modules"},
-    {"disks", Subject::DISKS, BYTES | TREE | COLUMNS, "Disks and the devices on them"},
-    {"mounts", Subject::MOUNTS, BYTES | COLUMNS, "Mounted filesystems: sizes, use, disks beneath"},
-    {"networks", Subject::NETWORKS, COLUMNS, "Network adapters, addresses, gateways, name servers"},
-    {"recovery", Subject::RECOVERY, WATCH, "The progress of a recovery of this machine"},
-};
-
-constexpr double SHORTEST = 0.1;
-constexpr double LONGEST = 86400;
-
-/** @return nothing where the text is no number of seconds from 0.1 to a day. */
-std::optional<std::chrono::steady_clock::duration> parseSeconds(std::string const& text)
+/** In lines that end at the 80th column, behind those of the names. */
+std::string helpText(char const* text)
 {
-    double seconds = 0;
-    char const* const end = text.data() + text.size();
-    auto const read = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
-    // Written so that not-a-number, which from_chars reads too, is refused.
-    if (read.ec != std::errc() || read.ptr != end || !(seconds >= SHORTEST && seconds <= LONGEST))
-        return std::nullopt;
-    return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-        std::chrono::duration<double>(seconds));
+    Layout layout;
+    layout.columns = 50;
+    std::string lines;
+    for (std::string const& line : wrapped(text, layout, 0, 0))
+        lines += (lines.empty() ? "" : "\n") + line;
+    return lines;
 }
 
-/** An option whose value is a number of seconds; 1 where it may stand without one. */
-CLI::Option* addSecondsOption(CLI::App& options, char const* name, char const* description,
-    std::function<void(std::chrono::steady_clock::duration)> const& store)
+std::string exitStatuses()
 {
-    return options.add_option_function<std::string>(
-        name,
-        [name, store](std::string const& text) {
-            auto const duration = parseSeconds(text.empty() ? "1" : text);
-            if (!duration)
-                throw CLI::ValidationError(
-                    name, "'" + text + "' is no number of seconds from 0.1 to 86400");
-            store(*duration);
-        },
-        description);
-}
-
-/** Each command has these too, so that they may stand before or after its name. */
-void addGeneralOptions(CLI::App& options, CommandLine& line)
-{
-    constexpr char const* GROUP = "General";
-    options.get_help_ptr()->group(GROUP)->description("Show this help");
-    options.set_version_flag("--version", VERSION, "Show the version")->group(GROUP);
-    options
-        .add_option(
-            "--trace", line.traceLevel, "Show the library's trace: 0 nothing (default) to 5")
-        ->check(CLI::Range(0, 5).description(""))
-        ->type_name("LEVEL")
-        ->group(GROUP);
-    options
-        .add_flag_callback(
-            "--json", [&line] { line.output = CommandLine::JSON; },
-            "Write JSON; an unknown fact is null")
-        ->group(GROUP);
-    options
-        .add_flag_callback(
-            "--no-headings", [&line] { line.headings = false; },
-            "Show rows alone, without headings and notes")
-        ->group(GROUP);
-    options
-        .add_option_function<std::string>(
-            "--color",
-            [&line](std::string const& text) {
-                if (text != "auto" && text != "always" && text != "never")
-                    throw CLI::ValidationError(
-                        "--color", "'" + text + "' is none of auto, always and never");
-                line.color = text == "always" ? CommandLine::ALWAYS
-                    : text == "never"         ? CommandLine::NEVER
-                                              : CommandLine::AUTO;
-            },
-            "Color the screen: auto (default), always, never")
-        ->type_name("WHEN")
-        ->group(GROUP);
-    addSecondsOption(options, "--tool-limit",
-        "The longest time for each tool and query of the\nlibrary (5)",
-        [&line](auto limit) { line.toolLimit = limit; })
-        ->type_name("SECONDS")
-        ->group(GROUP);
-    options.footer(EXIT_STATUSES);
-}
-
-void addOptions(CLI::App& options, unsigned which, CommandLine& line)
-{
-    if (which & BYTES)
-        options.add_flag("--bytes", line.table.bytes, "Show sizes as numbers of bytes");
-    if (which & TREE)
-        options.add_flag("--tree", line.table.diskTree,
-            "Show each device below those that it is made of,\nand where it is mounted");
-    if (which & LOADS)
-        options
-            .add_flag_callback(
-                "--no-usage", [&line] { line.loads = false; },
-                "Do not measure loads, which takes one second")
-            ->group("Load");
-    if (which & COLUMNS) {
-        options
-            .add_option(
-                "-o,--columns", line.table.columns, "Show these columns; +COLUMN shows one more")
-            ->type_name("COLUMN,...")
-            ->group("Columns");
-        options.add_flag("--list-columns", line.listColumns, "List the columns and their meanings")
-            ->group("Columns");
+    constexpr size_t STATUS_COLUMNS = 4;
+    Layout layout;
+    layout.columns = 80;
+    std::string text = "Exit status:";
+    for (ExitStatusRow const& row : exitStatusRows()) {
+        std::string const status = std::to_string(row.status);
+        for (std::string const& part : wrapped(status + "  " + row.meaning, layout,
+                 STATUS_COLUMNS - status.size(), STATUS_COLUMNS + 2))
+            text += "\n" + part;
     }
-    if (which & WATCH)
-        addSecondsOption(options, "--watch", WATCH_HELP,
-            [&line](auto interval) { line.watchInterval = interval; })
-            ->expected(0, 1)
-            ->type_name("[SECONDS]")
-            ->group("Recovery");
+    return text;
 }
 
-/** @return the subjects of all commands. */
-Subjects allSubjects()
+std::string examples()
 {
-    Subjects subjects;
-    for (Command const& command : COMMANDS)
-        subjects.insert(command.subject);
-    return subjects;
+    size_t longest = 0;
+    for (NamedText const& row : exampleRows())
+        longest = std::max(longest, std::string(row.name).size());
+    std::string text = "Examples:\n";
+    for (NamedText const& row : exampleRows()) {
+        std::string name = row.name;
+        name.resize(longest, ' ');
+        text += "  " + name + "  " + row.text + "\n";
+    }
+    return text;
+}
+
+void addOption(CLI::App& app, OptionRow const& row, CommandLine& line)
+{
+    std::string const description = helpText(row.description);
+    std::string const group = description.empty() ? "" : row.isGeneral() ? "General" : "Options";
+    std::string const value = row.value;
+    CLI::Option* option = nullptr;
+    if (std::string(row.names) == "-h,--help")
+        option = app.set_help_flag(row.names, description);
+    else if (std::string(row.names) == "--version")
+        option =
+            app.set_version_flag(row.names, PROGRAM_NAME + std::string(" ") + VERSION, description);
+    else if (value.empty())
+        option = app.add_flag_callback(
+            row.names, [&row, &line] { row.store(line, ""); }, description);
+    else
+        option = app.add_option_function<std::string>(
+            row.names, [&row, &line](std::string const& text) { row.store(line, text); },
+            description);
+    if (value.starts_with('['))
+        option->expected(0, 1);
+    if (!value.empty())
+        option->type_name(value);
+    option->group(group);
+}
+
+/** General options are of each command too, so that they may stand before or after its name. */
+void addOptions(CLI::App& app, CommandBit command, CommandLine& line)
+{
+    app.set_help_flag(); // Where CLI11 puts it, it comes before the command's own options.
+    for (OptionRow const& row : optionRows())
+        if (row.commands & command)
+            addOption(app, row, line);
+    app.footer(command == SUMMARY ? examples() + "\n" + exitStatuses() : exitStatuses());
+}
+
+/** @return the least number of letters to add, to remove or to replace: Levenshtein's distance. */
+size_t distance(std::string const& one, std::string const& other)
+{
+    std::vector<size_t> row(other.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < one.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (size_t j = 0; j < other.size(); ++j) {
+            size_t const replaced = diagonal + (one[i] == other[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, replaced});
+        }
+    }
+    return row.back();
+}
+
+/** @return "; did you mean 'disks'?", or nothing where no name is similar. */
+std::string suggestion(CLI::App const& app, std::string const& word)
+{
+    std::vector<std::string> names;
+    for (CLI::App const* const command : app.get_subcommands({}))
+        names.push_back(command->get_name());
+    for (CLI::Option const* const option : app.get_options())
+        for (std::string const& name : option->get_lnames())
+            if (!option->get_group().empty())
+                names.push_back("--" + name);
+    std::string const given = word.substr(0, word.find('='));
+    auto const nearest = std::min_element(
+        names.begin(), names.end(), [&given](std::string const& one, std::string const& other) {
+            return distance(one, given) < distance(other, given);
+        });
+    constexpr size_t MOST_TYPING_ERRORS = 2;
+    if (nearest == names.end() || distance(*nearest, given) > MOST_TYPING_ERRORS)
+        return "";
+    return "; did you mean '" + *nearest + "'?";
+}
+
+/** @return the message for arguments that nothing accepts. */
+std::string unexpected(CLI::App const& options)
+{
+    auto const chosen = options.get_subcommands();
+    CLI::App const& app = chosen.empty() ? options : *chosen.front();
+    std::string const word = options.remaining(true).front();
+    bool const command = chosen.empty() && !word.starts_with('-');
+    return (command ? "unknown command '" : "unexpected argument '") + word + "'"
+        + suggestion(app, word);
+}
+
+void checkCombinations(CommandLine const& line)
+{
+    if (line.watchInterval && line.outputFile)
+        throw UsageError("--output has no use with --watch, which writes as it goes");
+    if (line.watchInterval && line.timing)
+        throw UsageError("--timing has no use with --watch");
 }
 
 }
@@ -168,43 +153,38 @@ Subjects allSubjects()
 CommandLine readCommandLine(int argc, char const* const* argv)
 {
     CommandLine line;
-    CLI::App options(
-        "Shows the hardware and the state of this machine. Without a command: a summary.",
-        "dovrel-sysinfo");
-    addGeneralOptions(options, line);
-    addOptions(options, LOADS, line);
+    CLI::App options(PROGRAM_DESCRIPTION, PROGRAM_NAME);
     options.require_subcommand(0, 1);
-    for (Command const& command : COMMANDS) {
-        CLI::App* const own = options.add_subcommand(command.name, command.description);
-        addGeneralOptions(*own, line);
-        addOptions(*own, command.options, line);
-        own->callback([&line, &command] {
-            line.subjects = {command.subject};
-            if (line.output == CommandLine::SUMMARY)
-                line.output = CommandLine::TABLES;
-        });
+    for (CommandRow const& row : commandRows()) {
+        if (row.bit == SUMMARY) {
+            addOptions(options, row.bit, line);
+            continue;
+        }
+        CLI::App* const command = options.add_subcommand(row.name, helpText(row.description));
+        if (*row.alias)
+            command->alias(row.alias);
+        addOptions(*command, row.bit, line);
+        command->group("Commands")->callback([&line, &row] { row.choose(line); });
     }
-    CLI::App* const library = options.add_subcommand(
-        "library", "What the library reports to its host, and why where it differs");
-    addGeneralOptions(*library, line);
-    library->callback([&line] {
-        line.library = true;
-        line.loads = false;
-        line.subjects = allSubjects();
-    });
     try {
         options.parse(argc, argv);
     } catch (CLI::Success const& answer) {
         std::ostringstream text;
         (void)options.exit(answer, text, text);
         line.text = text.str();
+        return line;
+    } catch (CLI::ExtrasError const&) {
+        throw UsageError(unexpected(options));
     } catch (CLI::ParseError const& error) {
         throw UsageError(error.what());
     }
+    if (line.describe)
+        line.text = describeCommandLine(VERSION);
     if (line.subjects.empty())
-        line.subjects = allSubjects();
+        commandRows().front().choose(line);
     if (line.table.diskTree)
         line.subjects.insert(Subject::MOUNTS);
+    checkCombinations(line);
     return line;
 }
 

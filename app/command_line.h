@@ -17,15 +17,19 @@ struct CommandLine {
 
     Subjects subjects;
     Output output = SUMMARY;
+    char const* outputOption = nullptr; ///< "--json"; null for the summary and tables.
+    std::optional<std::string> outputFile; ///< In place of standard output.
     bool library = false; ///< Show the library's answers in place of the machine's facts.
     TableOptions table; ///< Its layout follows from the terminal.
     bool headings = true;
     Color color = AUTO;
     bool listColumns = false;
     bool loads = true;
+    bool timing = false;
     std::chrono::steady_clock::duration toolLimit = std::chrono::seconds(5);
     unsigned traceLevel = 0;
     std::optional<std::chrono::steady_clock::duration> watchInterval;
+    bool describe = false; ///< Write the description of the command line in place of anything else.
     std::optional<std::string> text; ///< Help or version: written in place of anything else.
 };
 

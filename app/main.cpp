@@ -1,3 +1,4 @@
+#include "app/OutputFile.h"
 #include "app/ProgressLine.h"
 #include "app/command_line.h"
 #include "app/exit_status.h"
@@ -11,12 +12,14 @@
 #include "app/write/standard_streams.h"
 #include "app/write/summary.h"
 #include "app/write/table.h"
+#include "app/write/timing.h"
 
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <sstream>
 #include <unistd.h>
 
@@ -60,12 +63,12 @@ ExitStatus statusOf(Machine const& machine)
     return aboutRecovery && !machine.recovery ? EXIT_STATUS_NO_RECOVERY : EXIT_STATUS_OK;
 }
 
-/** The form of what is written to standard output. NO_COLOR: no-color.org. */
+/** The form of the output. NO_COLOR: no-color.org. */
 Layout layoutOf(CommandLine const& line)
 {
     Layout layout;
     layout.headings = line.headings;
-    bool const terminal = isatty(STDOUT_FILENO) == 1;
+    bool const terminal = !line.outputFile && isatty(STDOUT_FILENO) == 1;
     if (terminal)
         layout.columns = terminalColumns(STDOUT_FILENO);
     char const* const noColor = std::getenv("NO_COLOR");
@@ -91,22 +94,41 @@ void writeOutput(Machine const& machine, CommandLine const& line, std::ostream& 
         writeSummary(machine, table.layout, out);
 }
 
-ExitStatus finish(std::ostringstream const& out, ExitStatus status)
-{
-    int const error = writeWhole(STDOUT_FILENO, out.str());
-    return error == 0 ? status : outputFailed(error);
-}
+/** The place that the output goes to when it is complete. */
+class Destination {
+public:
+    explicit Destination(CommandLine const& line)
+    {
+        if (line.outputFile)
+            m_file.emplace(*line.outputFile);
+    }
+
+    /** @return the status, or that of a failure. @throws OutputFileError */
+    ExitStatus write(std::string const& text, ExitStatus status) const
+    {
+        if (m_file) {
+            m_file->write(text);
+            return status;
+        }
+        int const error = writeWhole(STDOUT_FILENO, text);
+        return error == 0 ? status : outputFailed(error);
+    }
+
+private:
+    std::optional<OutputFile> m_file;
+};
 
 ExitStatus listColumns(CommandLine const& line)
 {
     std::ostringstream out;
     writeColumns(*line.subjects.begin(), layoutOf(line), out);
-    return finish(out, EXIT_STATUS_OK);
+    return Destination(line).write(out.str(), EXIT_STATUS_OK);
 }
 
 ExitStatus show(CommandLine const& line, TraceOutput& trace)
 {
     checkColumns(line.subjects, line.table.columns);
+    Destination const destination(line);
     Machine machine;
     {
         // A trace on the same terminal is a sign of life too, and would tear the line.
@@ -117,9 +139,11 @@ ExitStatus show(CommandLine const& line, TraceOutput& trace)
     }
     for (Problem const& problem : machine.problems)
         complain(problemText(problem));
+    if (line.timing)
+        (void)writeWhole(STDERR_FILENO, timingText(machine));
     std::ostringstream out;
     writeOutput(machine, line, out);
-    return finish(out, statusOf(machine));
+    return destination.write(out.str(), statusOf(machine));
 }
 
 ExitStatus watch(CommandLine const& line, TraceOutput& trace)
@@ -145,10 +169,8 @@ ExitStatus watch(CommandLine const& line, TraceOutput& trace)
 ExitStatus run(int argc, char const* const* argv)
 {
     CommandLine const line = readCommandLine(argc, argv);
-    if (line.text) {
-        int const error = writeWhole(STDOUT_FILENO, *line.text);
-        return error == 0 ? EXIT_STATUS_OK : outputFailed(error);
-    }
+    if (line.text)
+        return Destination(line).write(*line.text, EXIT_STATUS_OK);
     if (line.listColumns)
         return listColumns(line);
     TraceOutput trace(line.traceLevel, showTrace);
@@ -173,6 +195,9 @@ int main(int argc, char** argv)
     } catch (app::ColumnError const& error) {
         app::complain(error.what());
         return app::EXIT_STATUS_USAGE;
+    } catch (app::OutputFileError const& error) {
+        app::complain(error.what());
+        return app::EXIT_STATUS_OUTPUT;
     } catch (std::exception const& error) {
         app::complain(error.what());
         return app::EXIT_STATUS_INTERNAL;

@@ -112,6 +112,8 @@ void Program::become(int out, int err, bool ownsTerminal) const
     for (std::string const& argument : arguments)
         texts.push_back(const_cast<char*>(argument.c_str()));
     texts.push_back(nullptr);
+    if (prepare)
+        prepare();
     execv(DOVREL_PROGRAM, texts.data());
     fail("execv", DOVREL_PROGRAM);
 }

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -52,6 +53,9 @@ public:
     /** Replacements that are mounted over files and folders, by the path that they cover. The
      * program then runs in private user and mount namespaces (user_namespaces(7)). */
     std::map<std::string, std::filesystem::path> replaced;
+
+    /** Called in the new process before it becomes the program; may be empty. */
+    std::function<void()> prepare;
 
 private:
     [[noreturn]] void become(int out, int err, bool ownsTerminal) const;

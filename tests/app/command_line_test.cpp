@@ -1,0 +1,132 @@
+#include "app/exit_status.h"
+#include "tests/app/Program.h"
+#include "tests/app/WholeMachine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <regex>
+#include <set>
+#include <sstream>
+
+using app_test::linesOf;
+using app_test::Outcome;
+using app_test::Program;
+using app_test::WholeMachine;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+std::string complaintAbout(std::vector<std::string> const& arguments)
+{
+    Outcome const outcome = Program(arguments).run();
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE);
+    return linesOf(outcome.err).front();
+}
+
+}
+
+TEST(CommandLine, hasAShortNameForTheNetworks)
+{
+    WholeMachine const machine;
+
+    EXPECT_EQ(machine.program({"net"}).run().out, machine.program({"networks"}).run().out);
+    EXPECT_THAT(machine.program({"net"}).run().out, HasSubstr("kit0"));
+}
+
+TEST(CommandLine, showsAllTablesOneBelowTheOther)
+{
+    WholeMachine const machine;
+    Outcome const outcome = machine.program({"all", "--no-usage"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+    std::string::size_type place = 0;
+    for (char const* const command :
+        {"system", "cpus", "memory", "disks", "mounts", "networks", "recovery"}) {
+        std::string const heading =
+            linesOf(machine.program({command}).run().out).front().substr(0, 10);
+        place = outcome.out.find(heading, place);
+        ASSERT_NE(place, std::string::npos) << command << ": " << heading;
+    }
+}
+
+TEST(CommandLine, writesTheSameJsonForAllAsForTheSummary)
+{
+    WholeMachine const machine;
+    auto const keysOf = [&machine](std::vector<std::string> const& arguments) {
+        std::vector<std::string> keys;
+        auto const document = nlohmann::json::parse(machine.program(arguments).run().out);
+        for (auto const& [key, value] : document.items())
+            keys.push_back(key);
+        return keys;
+    };
+
+    EXPECT_EQ(keysOf({"all", "--json", "--no-usage"}), keysOf({"--json", "--no-usage"}));
+}
+
+TEST(CommandLine, suggestsASimilarName)
+{
+    EXPECT_EQ(
+        complaintAbout({"disk"}), "dovrel-sysinfo: unknown command 'disk'; did you mean 'disks'?");
+    EXPECT_EQ(complaintAbout({"disks", "--tre"}),
+        "dovrel-sysinfo: unexpected argument '--tre'; did you mean '--tree'?");
+    EXPECT_EQ(complaintAbout({"--colour=never"}),
+        "dovrel-sysinfo: unexpected argument '--colour=never'; did you mean '--color'?");
+}
+
+TEST(CommandLine, suggestsNothingWhereNoNameIsSimilar)
+{
+    EXPECT_EQ(complaintAbout({"firmware"}), "dovrel-sysinfo: unknown command 'firmware'");
+    EXPECT_EQ(complaintAbout({"--describ"}), "dovrel-sysinfo: unexpected argument '--describ'")
+        << "nobody is shown this option";
+}
+
+TEST(CommandLine, refusesOptionsThatHaveNoUseTogether)
+{
+    for (char const* const option : {"--output=facts", "--timing"})
+        EXPECT_THAT(complaintAbout({"recovery", "--watch", option}), HasSubstr("with --watch"));
+}
+
+TEST(CommandLine, helpHasExamplesThatTheProgramAccepts)
+{
+    std::string const help = Program({"--help"}).run().out;
+    auto const description = nlohmann::json::parse(Program({"--describe"}).run().out);
+
+    EXPECT_THAT(description["examples"], testing::SizeIs(testing::Ge(3U)));
+    for (auto const& example : description["examples"]) {
+        std::string const name = example["name"];
+        EXPECT_THAT(help, HasSubstr("\n  " + name + "  "));
+        // Nothing is run: the one argument that is wrong is the last.
+        std::istringstream stream(name.substr(0, name.find('|')) + " --bogus");
+        std::vector<std::string> words;
+        for (std::string word; stream >> word;)
+            words.push_back(word);
+        words.erase(words.begin());
+        EXPECT_EQ(complaintAbout(words), "dovrel-sysinfo: unexpected argument '--bogus'") << name;
+    }
+}
+
+TEST(CommandLine, describesEveryOptionOfItsHelp)
+{
+    auto const description = nlohmann::json::parse(Program({"--describe"}).run().out);
+    std::string const help = Program({"--help"}).run().out;
+    EXPECT_THAT(help, Not(HasSubstr("--describe")));
+    for (auto const& command : description["commands"]) {
+        std::string const name = command["name"];
+        std::string const text = name.empty() ? help : Program({name, "--help"}).run().out;
+        std::set<std::string> described;
+        for (auto const& option : description["options"])
+            if (option["commands"].dump().find('"' + name + '"') != std::string::npos)
+                described.insert(option["names"].back());
+        std::set<std::string> shown;
+        for (std::string const& line : linesOf(text)) {
+            std::smatch match;
+            if (std::regex_search(line, match, std::regex("^  (?:-[a-z],)?(--[a-z-]+)")))
+                shown.insert(match[1]);
+        }
+        EXPECT_EQ(described, shown) << name;
+    }
+}
