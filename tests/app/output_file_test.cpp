@@ -3,6 +3,7 @@
 #include "tests/app/SyscallFilter.h"
 #include "tests/app/WatchedProgram.h"
 #include "tests/support/Channel.h"
+#include "tests/support/capabilities.h"
 #include "tests/support/user_namespace.h"
 
 #include <gmock/gmock.h>
@@ -12,8 +13,10 @@
 #include <sys/mount.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 
 using app_test::filterSyscalls;
@@ -219,8 +222,14 @@ TEST(OutputFile, thatIsNoRegularFileIsRefused)
     expectOutputError(writerOf(fifo).run(), "it is a FIFO");
     expectOutputError(writerOf(folder.path()).run(), "it is a folder");
     expectOutputError(writerOf(folder.path() / "new/").run(), "it is a folder");
-    expectOutputError(writerOf("/dev/null").run(), "it is a device");
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("fifo"));
+    // Not /dev/null: a program that is wrong would replace it, as root.
+    std::string const socketName = folder.path() / "socket";
+    testkit::Descriptor const socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+    sockaddr_un address = {AF_UNIX, {}};
+    socketName.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_EQ(bind(socket, reinterpret_cast<sockaddr const*>(&address), sizeof(address)), 0);
+    expectOutputError(writerOf(socketName).run(), "it is a socket");
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("fifo", "socket"));
 }
 
 TEST(OutputFile, inAMissingFolderIsRefusedBeforeAnythingIsRead)
@@ -233,6 +242,25 @@ TEST(OutputFile, inAMissingFolderIsRefusedBeforeAnythingIsRead)
 
     expectOutputError(outcome, "No such file or directory");
     EXPECT_THAT(outcome.err, testing::Not(HasSubstr("trace ")));
+}
+
+TEST(OutputFile, inAFolderThatCannotBeWrittenIsRefusedBeforeAnythingIsRead)
+{
+    FolderWithFile const folder;
+    ASSERT_EQ(chmod(folder.path().c_str(), 0555), 0);
+    Program program = writerOf(folder.facts);
+    program.arguments.insert(program.arguments.end(), {"--trace", "5"});
+    program.prepare = [] {
+        testkit::enterNamespaces(CLONE_NEWUSER);
+        testkit::dropFilePrivilegesOfChildren();
+    };
+
+    Outcome const outcome = program.run();
+
+    expectOutputError(outcome, "Permission denied");
+    EXPECT_THAT(outcome.err, testing::Not(HasSubstr("trace ")));
+    EXPECT_EQ(chmod(folder.path().c_str(), 0755), 0);
+    folder.expectUnchanged();
 }
 
 TEST(OutputFile, isWrittenWhereFilesWithoutANameAreNot)
