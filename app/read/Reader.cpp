@@ -11,6 +11,19 @@ void addProblem(
     machine.problems.push_back({subject, fact, std::strerror(errno), source});
 }
 
+void addUnreadable(
+    Machine& machine, Subject subject, std::string const& fact, UnreadableFiles const& unreadable)
+{
+    if (unreadable.files.empty())
+        return;
+    auto const& [path, error] = unreadable.files.front();
+    size_t const others = unreadable.files.size() - 1;
+    std::string source = path;
+    if (others > 0)
+        source += " and " + std::to_string(others) + (others == 1 ? " other file" : " other files");
+    machine.problems.push_back({subject, fact, std::strerror(error), source});
+}
+
 std::string leftOut(size_t entries)
 {
     return entries == 1 ? "1 entry was left out"

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace app {
 
@@ -20,6 +21,25 @@ namespace {
 
 constexpr size_t LARGEST_FILE = size_t{16} * 1024 * 1024;
 constexpr char const* BLANKS = " \t\r\n\v\f";
+
+UnreadableFiles* unreadableFiles = nullptr;
+
+/** Keeps errno. */
+void noteUnreadable(std::string const& path, bool wasOpen)
+{
+    int const error = errno;
+    bool const isMissing = error == ENOENT || error == ENOTDIR || error == ENODEV || error == ENXIO;
+    // The results of a driver that has no value for its file.
+    bool const isRefused =
+        wasOpen && (error == EINVAL || error == ENODATA || error == EOPNOTSUPP || error == EBUSY);
+    if (!unreadableFiles || isMissing || isRefused)
+        return;
+    auto& files = unreadableFiles->files;
+    if (std::none_of(files.begin(), files.end(),
+            [&path](UnreadableFiles::File const& file) { return file.path == path; }))
+        files.push_back({path, error});
+    errno = error;
+}
 
 /** An open file, read-only. */
 class Descriptor {
@@ -72,21 +92,26 @@ bool isEscape(std::string const& text, size_t position)
 std::optional<std::string> readFile(std::string const& path)
 {
     Descriptor const file(path);
-    if (!file.isRegular())
+    if (!file.isRegular()) {
+        noteUnreadable(path, false);
         return std::nullopt;
+    }
     std::string text;
     for (;;) {
         std::array<char, 65536> piece;
         ssize_t const count = read(file.number(), piece.data(), piece.size());
         if (count < 0 && errno == EINTR)
             continue;
-        if (count < 0)
+        if (count < 0) {
+            noteUnreadable(path, true);
             return std::nullopt;
+        }
         if (count == 0)
             return text;
         text.append(piece.data(), static_cast<size_t>(count));
         if (text.size() > LARGEST_FILE) {
             errno = EFBIG;
+            noteUnreadable(path, true);
             return std::nullopt;
         }
     }
@@ -119,8 +144,10 @@ bool exists(std::string const& path)
 std::optional<std::vector<std::string>> namesIn(std::string const& folder)
 {
     std::unique_ptr<DIR, int (*)(DIR*)> const directory(opendir(folder.c_str()), closedir);
-    if (!directory)
+    if (!directory) {
+        noteUnreadable(folder, false);
         return std::nullopt;
+    }
     std::vector<std::string> names;
     while (dirent const* const entry = readdir(directory.get())) {
         std::string const name = entry->d_name;
@@ -135,6 +162,15 @@ std::optional<std::string> resolved(std::string const& path)
 {
     std::unique_ptr<char, void (*)(void*)> const real(realpath(path.c_str(), nullptr), std::free);
     return real ? std::optional<std::string>(real.get()) : std::nullopt;
+}
+
+UnreadableFiles::UnreadableFiles() : m_outer(std::exchange(unreadableFiles, this))
+{
+}
+
+UnreadableFiles::~UnreadableFiles()
+{
+    unreadableFiles = m_outer;
 }
 
 std::string baseName(std::string const& path)

@@ -31,6 +31,30 @@ std::optional<std::vector<std::string>> namesIn(std::string const& folder);
 /** @return the absolute path without links; nothing where the path leads nowhere. realpath(3). */
 std::optional<std::string> resolved(std::string const& path);
 
+/**
+ * Notes the files and folders that exist and cannot be read, while it lives.
+ *
+ * The functions above return nothing for a file that this machine does not have, for one that has
+ * no value (a driver refuses to read it), and for one that cannot be read (EACCES, EIO ...). Only
+ * the last is a problem. Of several objects the latest one notes. In one thread.
+ */
+class UnreadableFiles {
+public:
+    UnreadableFiles();
+    UnreadableFiles(UnreadableFiles const&) = delete;
+    UnreadableFiles& operator=(UnreadableFiles const&) = delete;
+    ~UnreadableFiles();
+
+    struct File {
+        std::string path;
+        int error; ///< errno
+    };
+    std::vector<File> files; ///< Each path once.
+
+private:
+    UnreadableFiles* const m_outer;
+};
+
 /** @return the part of a path behind its last slash. */
 std::string baseName(std::string const& path);
 

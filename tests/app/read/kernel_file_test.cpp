@@ -1,3 +1,4 @@
+#include "app/read/Reader.h"
 #include "app/read/kernel_file.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/ReadCalls.h"
@@ -147,4 +148,68 @@ TEST(OctalEscape, isDecodedWhereItIsWhole)
     EXPECT_EQ(app::decodeOctal("\\377"), "\xFF");
     for (char const* const text : {"\\04", "\\400", "\\08x", "\\", "x"})
         EXPECT_EQ(app::decodeOctal(text), text);
+}
+
+TEST(UnreadableFiles, areThoseThatExistAndCannotBeRead)
+{
+    machine.file("/sys/denied", "1");
+    machine.file("/sys/broken", "1");
+    ASSERT_EQ(chmod("/sys/denied", 0), 0);
+    app::UnreadableFiles const unreadable;
+    EXPECT_EQ(app::readNumber("/sys/denied"), std::nullopt);
+    EXPECT_EQ(app::readLine("/sys/denied"), std::nullopt);
+    EXPECT_EQ(app::readLine("/sys/missing"), std::nullopt);
+    EXPECT_EQ(app::namesIn("/sys/missing"), std::nullopt);
+    testkit::ReadCalls reads("/sys/broken");
+    reads.failBehind(0, EIO);
+    EXPECT_EQ(app::readFile("/sys/broken"), std::nullopt);
+    EXPECT_EQ(errno, EIO);
+    ASSERT_EQ(unreadable.files.size(), 2U);
+    EXPECT_EQ(unreadable.files[0].path, "/sys/denied");
+    EXPECT_EQ(unreadable.files[0].error, EACCES);
+    EXPECT_EQ(unreadable.files[1].path, "/sys/broken");
+    EXPECT_EQ(unreadable.files[1].error, EIO);
+}
+
+TEST(UnreadableFiles, areNoFilesWithoutAValue)
+{
+    machine.file("/sys/speed", "1");
+    testkit::ReadCalls reads("/sys/speed");
+    reads.failBehind(0, EINVAL);
+    app::UnreadableFiles const unreadable;
+    EXPECT_EQ(app::readFile("/sys/speed"), std::nullopt);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_TRUE(unreadable.files.empty());
+}
+
+TEST(UnreadableFiles, belongToTheInnermostGroup)
+{
+    machine.file("/sys/denied", "1");
+    ASSERT_EQ(chmod("/sys/denied", 0), 0);
+    app::UnreadableFiles const outer;
+    {
+        app::UnreadableFiles const inner;
+        EXPECT_EQ(app::readFile("/sys/denied"), std::nullopt);
+        EXPECT_EQ(inner.files.size(), 1U);
+    }
+    EXPECT_TRUE(outer.files.empty());
+    EXPECT_EQ(app::readFile("/sys/denied"), std::nullopt);
+    EXPECT_EQ(outer.files.size(), 1U);
+}
+
+TEST(UnreadableFiles, makeOneProblemWithTheFirstReason)
+{
+    app::Machine read;
+    app::UnreadableFiles unreadable;
+    addUnreadable(read, app::Subject::DISKS, "facts of the disks", unreadable);
+    EXPECT_THAT(read.problems, IsEmpty());
+    unreadable.files = {{"/sys/a", EACCES}};
+    addUnreadable(read, app::Subject::DISKS, "facts of the disks", unreadable);
+    unreadable.files = {{"/sys/a", EACCES}, {"/sys/b", EIO}, {"/sys/c", EIO}};
+    addUnreadable(read, app::Subject::DISKS, "facts of the disks", unreadable);
+    ASSERT_EQ(read.problems.size(), 2U);
+    EXPECT_EQ(read.problems[0].source, "/sys/a");
+    EXPECT_EQ(read.problems[0].fact, "facts of the disks");
+    EXPECT_EQ(read.problems[1].source, "/sys/a and 2 other files");
+    EXPECT_EQ(read.problems[1].reason, "Permission denied");
 }
