@@ -47,6 +47,8 @@ struct LibraryAnswer {
     std::string reason; ///< The cause of any other outcome than true.
     std::vector<LibraryRecord> records; ///< Those that the query had returned by then.
     double seconds = 0; ///< The time that the query took.
+    std::string source; ///< The file that the query parses, read after it; for reasons.
+    std::vector<std::string> trace; ///< Messages of the levels 1 to 3; of disks and mounts.
 };
 
 }

@@ -11,6 +11,8 @@
 #include <exception>
 #include <iterator>
 #include <new>
+#include <set>
+#include <sstream>
 #include <tuple>
 
 namespace app {
@@ -133,24 +135,23 @@ struct Entry {
     Subject subject;
     char const* name;
     Query query;
-    char const* reason; ///< Of a result false without a cause in the trace.
+    char const* source; ///< The file that the query parses; null where there is no single one.
+    bool tracesResults; ///< Whether its trace tells why it left something out.
 };
 
 constexpr Entry QUERIES[] = {
-    {Subject::SYSTEM, "getSystemInfo", querySystem,
-        "neither the firmware nor the processor identifies the machine"},
+    {Subject::SYSTEM, "getSystemInfo", querySystem, nullptr, false},
     {Subject::PROCESSORS, "getCPUsInternal",
-        listRecords<Service::CPUInfo, &Library::getCPUsInternal>, "/proc/stat cannot be read"},
-    {Subject::MEMORY, "getMemoryInfo", queryMemory,
-        "the kernel does not report both total and free memory first"},
+        listRecords<Service::CPUInfo, &Library::getCPUsInternal>, "/proc/stat", false},
+    {Subject::MEMORY, "getMemoryInfo", queryMemory, "/proc/meminfo", false},
     {Subject::DISKS, "getPhysicalDisksInternal",
         listRecords<Service::PhysicalDiskInfo, &Library::getPhysicalDisksInternal>,
-        "/proc/partitions cannot be read"},
+        "/proc/partitions", true},
     {Subject::MOUNTS, "getDisksInternal",
-        listRecords<Service::DiskInfo, &Library::getDisksInternal>, "/proc/mounts cannot be read"},
+        listRecords<Service::DiskInfo, &Library::getDisksInternal>, "/proc/mounts", true},
     {Subject::NETWORKS, "getNetworksInternal",
-        listRecords<Service::NetworkInfo, &Library::getNetworksInternal>,
-        "ifconfig, route or cat is missing"},
+        listRecords<Service::NetworkInfo, &Library::getNetworksInternal>, "/etc/resolv.conf",
+        false},
 };
 
 /** @return why the library cannot list adapters; empty where it has the tools that it runs. */
@@ -162,9 +163,47 @@ std::string missingTools()
         return std::none_of(std::begin(FOLDERS), std::end(FOLDERS),
             [&tool](char const* folder) { return exists(folder + tool); });
     };
-    if (isMissing("ifconfig") || isMissing("route"))
-        return "net-tools is not installed";
-    return isMissing("cat") ? "cat is not installed" : "";
+    std::string missing;
+    for (char const* const tool : {"ifconfig", "route", "cat"})
+        if (isMissing(tool))
+            missing += (missing.empty() ? "" : " and ") + std::string(tool);
+    return missing.empty() ? "" : "/bin, /sbin, /usr/sbin and /usr/bin have no " + missing;
+}
+
+/** @return why the library does not find both figures of the kernel; empty where it can. */
+std::string whyNoMemory(std::string const& meminfo)
+{
+    if (meminfo.empty())
+        return "/proc/meminfo cannot be read";
+    std::set<std::string> missing = {"MemTotal", "MemFree"};
+    for (std::string const& line : linesOf(meminfo))
+        missing.erase(line.substr(0, line.find(':')));
+    if (!missing.empty())
+        return "/proc/meminfo has no " + *missing.begin();
+    // The library reads groups of a label, a number and a unit, and ends at any other.
+    std::set<std::string> unread = {"MemTotal:", "MemFree:"};
+    std::istringstream text(meminfo);
+    std::string label;
+    std::string unit;
+    for (uint64_t number = 0; text >> label >> number >> unit;)
+        unread.erase(label);
+    return unread.empty() ? ""
+                          : "/proc/meminfo has lines of another form before MemTotal or MemFree";
+}
+
+/** @return why a query returned false, where the facts at hand show it. */
+std::string whyFalse(Entry const& entry, std::string const& source)
+{
+    switch (entry.subject) {
+    case Subject::SYSTEM:
+        return "neither the firmware nor the processor identifies the machine";
+    case Subject::MEMORY:
+        return whyNoMemory(source);
+    case Subject::NETWORKS:
+        return missingTools();
+    default:
+        return "";
+    }
 }
 
 /** In the child. */
@@ -174,25 +213,30 @@ std::string answerBytes(Entry const& entry, TraceOutput& trace)
     LibraryAnswer answer;
     answer.query = entry.name;
     trace.takeFailure();
+    if (entry.tracesResults)
+        trace.keepResults();
     try {
         Library const library;
-        if (!entry.query(library, answer)) {
+        if (!entry.query(library, answer))
             answer.outcome = LibraryAnswer::RETURNED_FALSE;
-            answer.reason = entry.reason;
-        }
     } catch (std::exception const& error) {
         answer.outcome = LibraryAnswer::THREW;
         answer.reason = error.what();
     }
-    // The message is written for people, the exception for programs.
-    if (std::string const cause = trace.takeFailure();
-        !cause.empty() && answer.outcome != LibraryAnswer::RETURNED_TRUE)
-        answer.reason = cause;
-    if (entry.subject == Subject::NETWORKS && answer.outcome == LibraryAnswer::RETURNED_FALSE)
-        if (std::string const tools = missingTools(); !tools.empty())
-            answer.reason = tools;
+    answer.trace = trace.results();
     answer.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
+    if (entry.source)
+        answer.source = readFile(entry.source).value_or("");
+    // The message is written for people, the exception for programs.
+    std::string const cause = trace.takeFailure();
+    if (answer.outcome == LibraryAnswer::RETURNED_FALSE) {
+        answer.reason = whyFalse(entry, answer.source);
+        if (answer.reason.empty())
+            answer.reason = cause;
+    } else if (answer.outcome == LibraryAnswer::THREW && !cause.empty()) {
+        answer.reason = cause;
+    }
     return bytesOf(answer);
 }
 

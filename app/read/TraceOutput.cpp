@@ -8,6 +8,7 @@ namespace app {
 namespace {
 
 constexpr unsigned FAILURE_LEVEL = 1;
+constexpr unsigned RESULT_LEVEL = 3;
 
 }
 
@@ -29,6 +30,12 @@ std::string TraceOutput::takeFailure()
     return std::exchange(m_failure, {});
 }
 
+void TraceOutput::keepResults()
+{
+    m_keepsResults = true;
+    dovrel::trace::setDetailLevel(std::max(m_shownLevel, RESULT_LEVEL));
+}
+
 void TraceOutput::receive(
     void* context, unsigned level, char const* /*scope*/, dovrel::string const& line)
 {
@@ -37,6 +44,8 @@ void TraceOutput::receive(
     text.erase(text.find_last_not_of('\n') + 1);
     if (level <= self.m_shownLevel)
         self.m_show(level, text);
+    if (self.m_keepsResults && level <= RESULT_LEVEL)
+        self.m_results.push_back(text);
     if (level == FAILURE_LEVEL)
         self.m_failure = std::move(text);
 }

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -27,6 +28,12 @@ public:
     /** @return the latest message of level 1 since the last call, empty where there was none. */
     std::string takeFailure();
 
+    /** Keeps the messages of the levels 1 to 3 from now on. */
+    void keepResults();
+
+    /** @return the messages that were kept, from the first to the last. */
+    std::vector<std::string> const& results() const { return m_results; }
+
 private:
     static void receive(
         void* context, unsigned level, char const* scope, dovrel::string const& line);
@@ -34,6 +41,8 @@ private:
     unsigned const m_shownLevel;
     Show const m_show;
     std::string m_failure;
+    bool m_keepsResults = false;
+    std::vector<std::string> m_results;
 };
 
 }

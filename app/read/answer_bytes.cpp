@@ -38,8 +38,8 @@ std::string bytesOf(LibraryAnswer const& answer)
     }
     std::string bytes;
     // A binary form, as names of the machine need not be UTF-8.
-    Json::to_cbor(
-        Json{answer.query, int{answer.outcome}, answer.reason, answer.seconds, std::move(records)},
+    Json::to_cbor(Json{answer.query, int{answer.outcome}, answer.reason, answer.seconds,
+                      std::move(records), answer.source, answer.trace},
         nlohmann::detail::output_adapter<char>(bytes));
     return bytes;
 }
@@ -58,6 +58,8 @@ LibraryAnswer answerOf(std::string const& bytes)
         for (Json const& field : record.at(1))
             added.fields.push_back({field.at(0), valueOf(field.at(1))});
     }
+    answer.source = json.at(5);
+    answer.trace = json.at(6).get<std::vector<std::string>>();
     return answer;
 }
 

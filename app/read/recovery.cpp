@@ -53,6 +53,14 @@ public:
             && hasCounter("BytesDone");
     }
 
+    /** @return whether the total of the files is 0, which a record has as 1. */
+    bool hasNoFiles() const
+    {
+        dovrel::string text;
+        return hasCounter("TotalFiles") && m_file.lookupString("RestoreStatus", "TotalFiles", text)
+            && dovrel::literal_cast<long long>(text, 1) == 0;
+    }
+
     bool hasRestoreEnd() const { return !m_file.ReadString("main", "RestoreEnd", "").empty(); }
 
 private:
@@ -129,7 +137,9 @@ void readRecovery(Machine& machine, TraceOutput& trace)
     answer.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
     if (record) {
-        machine.recovery = toRecovery(*record, StatusFile());
+        StatusFile const status;
+        machine.recovery = toRecovery(*record, status);
+        answer.source = status.hasNoFiles() ? "TotalFiles=0" : "";
         answer.records.push_back(toLibraryRecord(*record));
         return;
     }

@@ -1,12 +1,10 @@
 #include "app/read/Reader.h"
+#include "app/read/firmware_text.h"
 #include "app/read/host_name.h"
 #include "app/read/kernel_file.h"
 #include "app/read/virtualization.h"
 
 #include <sys/utsname.h>
-
-#include <algorithm>
-#include <iterator>
 
 namespace app {
 
@@ -70,21 +68,6 @@ std::optional<uint64_t> uptimeSeconds()
 {
     std::string const line = readLine("/proc/uptime").value_or("");
     return numberOf(line.substr(0, line.find('.')));
-}
-
-/** What makers leave in the firmware where they have not filled it in. */
-constexpr char const* PLACEHOLDERS[] = {"Default string", "INVALID", "N/A", "None",
-    "Not Applicable", "Not Available", "Not Specified", "OEM", "System Product Name",
-    "System Version", "System manufacturer", "To Be Filled By O.E.M.", "To be filled by O.E.M.",
-    "Unknown", "empty"};
-
-/** A text of the firmware; the kernel's Documentation/ABI/testing/sysfs-class-dmi. */
-std::optional<std::string> firmwareText(char const* name)
-{
-    auto text = readLine(std::string("/sys/class/dmi/id/") + name);
-    if (std::find(std::begin(PLACEHOLDERS), std::end(PLACEHOLDERS), text) != std::end(PLACEHOLDERS))
-        text.reset();
-    return text;
 }
 
 /** The machine's model in a device tree, which has no vendor apart from it. */

@@ -57,10 +57,17 @@ inline app::Machine withDisk(app::Disk const& disk, std::vector<app::LibraryReco
     return machine;
 }
 
+/** With the mask of 24 bits for each IPv4 address. */
 inline app::LibraryRecord adapterRecord(
     std::string const& name, Texts const& addresses, Texts const& servers = {})
 {
-    return {"", {{"getName", name}, {"getIPAddrs", addresses}, {"getDNSAddrs", servers}}};
+    Texts masks;
+    for (std::string const& address : addresses)
+        if (address.find('.') != std::string::npos)
+            masks.emplace_back("255.255.255.0");
+    return {"",
+        {{"getName", name}, {"getIPAddrs", addresses}, {"getDNSAddrs", servers},
+            {"getNetmasks", masks}}};
 }
 
 }

@@ -40,6 +40,29 @@ LibraryRecord processorRecord(uint64_t current, uint64_t highest)
     return {"", {{"getCurrentSpeedInMHZ", current}, {"getMaxSpeedInMHZ", highest}}};
 }
 
+Processor processorOf(unsigned current, unsigned highest)
+{
+    Processor processor;
+    processor.currentMHz = current;
+    processor.highestMHz = highest;
+    return processor;
+}
+
+LibraryRecord memoryRecord(uint64_t total, uint64_t free)
+{
+    return {"", {{"totalKiB", total}, {"freeKiB", free}}};
+}
+
+/** @param total in bytes, as @p free is; those of the record are KiB. */
+Machine withMemory(uint64_t total, uint64_t free, LibraryRecord const& record)
+{
+    Machine machine;
+    machine.memory.emplace().total = total;
+    machine.memory->free = free;
+    answer(machine, Subject::MEMORY, {record});
+    return machine;
+}
+
 Machine withProcessor(Processor const& processor)
 {
     Machine machine;
@@ -73,6 +96,7 @@ TEST(Differences, haveTheReasonOfAQueryThatFailed)
 TEST(Differences, haveTheReasonOfTheFailureForWhatItCost)
 {
     Machine machine = withDisk(diskOf("sda", 1), {diskRecord("sdb", 1, 0)});
+    machine.disks->push_back(diskOf("sdb", 1));
     machine.library[Subject::DISKS].outcome = LibraryAnswer::THREW;
     machine.library[Subject::DISKS].reason = "no memory";
     auto const differences = app::differencesOf(machine);
@@ -81,26 +105,54 @@ TEST(Differences, haveTheReasonOfTheFailureForWhatItCost)
     EXPECT_EQ(differences[1].reason, "no memory");
 }
 
+TEST(Differences, haveAProvenReasonInAHalfAnswerToo)
+{
+    Machine machine = withDisk(diskOf("nvme0n1", 1), {diskRecord("sdb", 1, 0)});
+    machine.disks->push_back(diskOf("sdb", 1));
+    machine.library[Subject::DISKS].outcome = LibraryAnswer::THREW;
+    machine.library[Subject::DISKS].reason = "no memory";
+    auto const differences = app::differencesOf(machine);
+    ASSERT_THAT(differences, SizeIs(2));
+    EXPECT_EQ(differences[1].reason, "the library lists the names that do not end in a digit");
+}
+
 TEST(Differences, areNotCountedInAHalfAnswer)
 {
     Machine machine;
     machine.processors.emplace().list = {Processor(), Processor()};
+    machine.processors->list[0].currentMHz = 1000;
+    machine.processors->list[0].highestMHz = 1000;
     machine.processors->list[1].number = 1;
-    answer(machine, Subject::PROCESSORS, {processorRecord(0, 0)}).outcome = LibraryAnswer::THREW;
+    answer(machine, Subject::PROCESSORS, {processorRecord(1000, 1000)}).outcome =
+        LibraryAnswer::THREW;
     differenceOf(machine);
     machine.processors.reset();
     machine.library.clear();
     machine.networks.emplace().nameServers = Texts{"10.0.0.1"};
+    machine.networks->adapters.emplace_back().name = "eth0";
     answer(machine, Subject::NETWORKS, {adapterRecord("eth0", {})}).outcome = LibraryAnswer::THREW;
     differenceOf(machine);
 }
 
-TEST(SystemDifference, isATextThatTheLibraryDoesNotTrim)
+TEST(SystemDifference, isATextWithFurtherLinesOrBlanks)
 {
+    char const* const reason = "the library takes the firmware's text as it stands";
     Difference const difference = differenceOf(withVendor("Acme", "Acme "));
     EXPECT_EQ(difference.fact, "vendor");
     EXPECT_EQ(difference.library, LibraryValue(std::string("Acme ")));
-    EXPECT_EQ(difference.reason, "the library takes the firmware's text as it stands");
+    EXPECT_EQ(difference.reason, reason);
+    EXPECT_EQ(differenceOf(withVendor("Acme", "Acme\nInc")).reason, reason);
+    EXPECT_EQ(differenceOf(withVendor("Acme", "Ace")).reason, "");
+}
+
+TEST(SystemDifference, isAPlaceholder)
+{
+    Machine machine = withVendor("", "To be filled by O.E.M.");
+    machine.system->vendor.reset();
+    EXPECT_EQ(differenceOf(machine).reason, "the library takes the firmware's text as it stands");
+    machine = withVendor("", "Acme");
+    machine.system->vendor.reset();
+    EXPECT_EQ(differenceOf(machine).reason, "");
 }
 
 TEST(SystemDifference, isATextThatTheLibraryCuts)
@@ -115,9 +167,13 @@ TEST(SystemDifference, isATextThatTheLibraryCuts)
 
 TEST(SystemDifference, isATextThatTheLibraryDoesNotHave)
 {
-    Difference const difference = differenceOf(withVendor("Acme", ""));
-    EXPECT_EQ(difference.library, std::nullopt);
-    EXPECT_EQ(difference.reason, "the library takes the firmware's text of DMI, which has none");
+    Difference const vendor = differenceOf(withVendor("Acme", ""));
+    EXPECT_EQ(vendor.library, std::nullopt);
+    EXPECT_EQ(vendor.reason, "") << "both take it of DMI";
+    Machine machine = withVendor("", "");
+    machine.system->product = "Acme Board 4";
+    EXPECT_EQ(differenceOf(machine).reason,
+        "the library takes the firmware's text of DMI, which has none");
 }
 
 TEST(SystemDifference, isAnotherHypervisor)
@@ -128,8 +184,19 @@ TEST(SystemDifference, isAnotherHypervisor)
     Difference const difference = differenceOf(machine);
     EXPECT_EQ(difference.fact, "virtual_machine");
     EXPECT_EQ(difference.library, LibraryValue(std::string("QEMU")));
-    EXPECT_EQ(difference.reason,
-        "the library goes by the processor and by the first adapter's MAC address");
+    EXPECT_EQ(difference.reason, "");
+    machine.system->virtualMachine = "Hyper-V";
+    answer(machine, Subject::SYSTEM, {systemRecord("", 11)});
+    EXPECT_EQ(differenceOf(machine).reason,
+        "the chassis's tag or the first adapter's MAC address is Azure's");
+}
+
+TEST(SystemDifference, isNoneInOutputsThatAFailedQueryHasNotSet)
+{
+    Machine machine = withVendor("Acme", "");
+    machine.system->virtualMachine = "KVM";
+    machine.library[Subject::SYSTEM].outcome = LibraryAnswer::RETURNED_FALSE;
+    EXPECT_EQ(differenceOf(machine).fact, "") << "the failure itself";
 }
 
 TEST(SystemDifference, isNoneWhereBothReportTheSame)
@@ -144,21 +211,24 @@ TEST(SystemDifference, isNoneWhereBothReportTheSame)
 
 TEST(ProcessorDifference, isAnotherNumberOfProcessors)
 {
-    Machine machine = withProcessor({});
-    answer(machine, Subject::PROCESSORS, {processorRecord(0, 0), processorRecord(0, 0)});
+    Machine machine = withProcessor(processorOf(1000, 2000));
+    LibraryAnswer& library = answer(
+        machine, Subject::PROCESSORS, {processorRecord(1000, 2000), processorRecord(1000, 2000)});
     Difference const difference = differenceOf(machine);
     EXPECT_EQ(difference.fact, "count");
     EXPECT_EQ(difference.library, LibraryValue(uint64_t{2}));
-    EXPECT_EQ(difference.reason,
+    EXPECT_EQ(difference.reason, "") << "it may have changed in between";
+    library.source = "cpu 1\ncpu0 1 2\nintr 1 cpufreq1\n";
+    EXPECT_EQ(differenceOf(machine).reason,
         "the library counts the words of /proc/stat that begin with cpu and end in a digit");
 }
 
 TEST(ProcessorDifference, isANumberBehindAGap)
 {
-    Processor processor;
+    Processor processor = processorOf(1000, 2000);
     processor.number = 3;
     Machine machine = withProcessor(processor);
-    answer(machine, Subject::PROCESSORS, {processorRecord(0, 0)});
+    answer(machine, Subject::PROCESSORS, {processorRecord(1000, 2000)});
     Difference const difference = differenceOf(machine);
     EXPECT_EQ(difference.item, "3");
     EXPECT_EQ(difference.fact, "number");
@@ -168,34 +238,43 @@ TEST(ProcessorDifference, isANumberBehindAGap)
 
 TEST(ProcessorDifference, isAHighestSpeedThatIsNotTheFirmwaresLimit)
 {
-    Processor processor;
-    processor.highestMHz = 3900;
-    Machine machine = withProcessor(processor);
+    Machine machine = withProcessor(processorOf(1000, 3900));
+    answer(machine, Subject::PROCESSORS, {processorRecord(1000, 0)});
+    Difference const missing = differenceOf(machine);
+    EXPECT_EQ(missing.fact, "highest_mhz");
+    EXPECT_EQ(missing.reason, "the library finds no speed in cpufreq's bios_limit");
+    answer(machine, Subject::PROCESSORS, {processorRecord(1000, 3000)});
+    EXPECT_EQ(differenceOf(machine).reason,
+        "the library reports the firmware's limit, cpufreq's bios_limit");
+}
+
+TEST(ProcessorDifference, isA0ForASpeedThatNobodyKnows)
+{
+    Machine machine = withProcessor({});
     answer(machine, Subject::PROCESSORS, {processorRecord(0, 0)});
-    Difference const difference = differenceOf(machine);
-    EXPECT_EQ(difference.fact, "highest_mhz");
-    EXPECT_EQ(difference.reason,
-        "the library reports the firmware's limit (bios_limit), 0 where there is none");
+    auto const differences = app::differencesOf(machine);
+    ASSERT_THAT(differences, SizeIs(2));
+    EXPECT_EQ(differences[0].fact, "highest_mhz");
+    EXPECT_EQ(differences[0].library, LibraryValue(uint64_t{0}));
+    EXPECT_EQ(differences[1].fact, "current_mhz");
+    answer(machine, Subject::PROCESSORS, {processorRecord(1000, 2000)});
+    expectNoDifference(machine);
 }
 
 TEST(ProcessorDifference, isAPresentSpeedOnlyWhereTheLibraryHasNone)
 {
-    Processor processor;
-    processor.currentMHz = 1200;
-    Machine machine = withProcessor(processor);
-    answer(machine, Subject::PROCESSORS, {processorRecord(0, 0)});
+    Machine machine = withProcessor(processorOf(1200, 2000));
+    answer(machine, Subject::PROCESSORS, {processorRecord(0, 2000)});
     Difference const difference = differenceOf(machine);
     EXPECT_EQ(difference.fact, "current_mhz");
-    EXPECT_EQ(difference.reason, "the library reads the speed from cpufreq, which has none here");
-    answer(machine, Subject::PROCESSORS, {processorRecord(1300, 0)});
+    EXPECT_EQ(difference.reason, "the library finds no speed in cpufreq's scaling_cur_freq");
+    answer(machine, Subject::PROCESSORS, {processorRecord(1300, 2000)});
     expectNoDifference(machine);
 }
 
 TEST(MemoryDifference, isTheSumOfTheModules)
 {
-    Machine machine;
-    machine.memory.emplace().total = 1024;
-    answer(machine, Subject::MEMORY, {{"", {{"totalKiB", uint64_t{2}}, {"freeKiB", uint64_t{1}}}}});
+    Machine machine = withMemory(1024, 1024, memoryRecord(2, 1));
     Difference const difference = differenceOf(machine);
     EXPECT_EQ(difference.fact, "total_bytes");
     EXPECT_EQ(difference.library, LibraryValue(uint64_t{2048}));
@@ -204,4 +283,24 @@ TEST(MemoryDifference, isTheSumOfTheModules)
         "figure");
     machine.memory->total = 2048;
     expectNoDifference(machine);
+    machine.memory->total = 4096;
+    EXPECT_EQ(differenceOf(machine).reason, "");
+}
+
+TEST(MemoryDifference, isNoneInOutputsThatAFailedQueryHasNotSet)
+{
+    Machine machine = withMemory(1024, 1024, memoryRecord(0, 0));
+    machine.library[Subject::MEMORY].outcome = LibraryAnswer::RETURNED_FALSE;
+    EXPECT_EQ(differenceOf(machine).fact, "") << "the failure itself";
+}
+
+TEST(MemoryDifference, isAFreeMemoryThatIsFarAway)
+{
+    expectNoDifference(withMemory(102400, 51200, memoryRecord(100, 62)));
+    expectNoDifference(withMemory(102400, 51200, memoryRecord(100, 38)));
+    Difference const difference = differenceOf(withMemory(102400, 51200, memoryRecord(100, 63)));
+    EXPECT_EQ(difference.fact, "free_bytes");
+    EXPECT_EQ(difference.library, LibraryValue(uint64_t{64512}));
+    EXPECT_EQ(difference.reason, "");
+    EXPECT_EQ(differenceOf(withMemory(102400, 51200, memoryRecord(100, 37))).fact, "free_bytes");
 }

@@ -48,17 +48,68 @@ Machine withMount(Mount const& mount, std::vector<LibraryRecord> const& records)
 
 TEST(MountDifference, isAMountOfNoDevice)
 {
-    Difference const difference = differenceOf(withMount(mountAt("/nas"), {}));
+    Mount mount = mountAt("/nas");
+    mount.source = "nas:/export";
+    Difference const difference = differenceOf(withMount(mount, {}));
     EXPECT_EQ(difference.item, "/nas");
-    EXPECT_EQ(difference.reason, "the library lists the mounts of devices in /dev");
+    EXPECT_EQ(difference.reason, "the library lists the mounts whose source begins with /dev/");
+    mount.source = "/dev//dev/sda";
+    EXPECT_EQ(differenceOf(withMount(mount, {})).reason,
+        "the library leaves out a source with a second /dev/ in its first bytes");
+}
+
+TEST(MountDifference, isAMountThatItsFileDoesNotHave)
+{
+    Mount mount = mountAt("/mnt/b");
+    mount.source = "/dev/sda1";
+    Machine machine = withMount(mount, {});
+    EXPECT_EQ(differenceOf(machine).reason, "") << "the facts prove no cause";
+    machine.library[Subject::MOUNTS].source = "/dev/sda2 /mnt ext4 rw 0 0\n";
+    EXPECT_EQ(differenceOf(machine).reason, "/proc/mounts does not have it");
+    machine.library[Subject::MOUNTS].source =
+        "/dev/sda2 /mnt ext4 rw 0 0\n\n/dev/sda1 /mnt/b ext4 rw 0 0\n";
+    EXPECT_EQ(
+        differenceOf(machine).reason, "the library reads /proc/mounts up to its first blank line");
+    machine.library[Subject::MOUNTS].source =
+        "/dev/sda1 /mnt/b ext4 rw 0 0\nnas:/b /mnt/b nfs rw 0 0\n";
+    EXPECT_EQ(differenceOf(machine).reason,
+        "the library lists the mounts whose source begins with /dev/");
+}
+
+TEST(MountDifference, isARecordOfNoMount)
+{
+    Difference const difference = differenceOf(
+        withMount(mountAt("/"), {mountRecord("/", 1000, 700), mountRecord("/a\\040b", 1000, 700)}));
+    EXPECT_EQ(difference.item, "/a b");
+    EXPECT_EQ(difference.fact, "records");
+    EXPECT_EQ(difference.reason, "the kernel lists no filesystem on a block device there");
 }
 
 TEST(MountDifference, isASizeOf32Bits)
 {
-    Difference const difference = differenceOf(withMount(mountAt("/"), {mountRecord("/", 5, 700)}));
+    constexpr uint64_t BLOCK = 4096;
+    constexpr uint64_t SIZE = ((uint64_t{1} << 32) + 5) * BLOCK;
+    Mount mount = mountAt("/");
+    mount.size = SIZE;
+    mount.used = 300;
+    mount.available = SIZE - 300;
+    Difference const difference =
+        differenceOf(withMount(mount, {mountRecord("/", 5 * BLOCK, SIZE - 300)}));
     EXPECT_EQ(difference.fact, "size_bytes");
-    EXPECT_EQ(difference.reason,
-        "the library counts 32 bits of the blocks, times the preferred block size");
+    EXPECT_EQ(difference.reason, "the library counts the blocks with 32 bits");
+    EXPECT_EQ(
+        differenceOf(withMount(mount, {mountRecord("/", 5 * BLOCK + 1, SIZE - 300)})).reason, "");
+    EXPECT_EQ(differenceOf(withMount(mountAt("/"), {mountRecord("/", 5, 700)})).reason, "");
+}
+
+TEST(MountDifference, isASizeInUnitsOfThePreferredBlockSize)
+{
+    auto const differences =
+        app::differencesOf(withMount(mountAt("/"), {mountRecord("/", 8000, 5600)}));
+    ASSERT_THAT(differences, SizeIs(2));
+    for (Difference const& difference : differences)
+        EXPECT_EQ(difference.reason,
+            "the library counts the blocks in units of the preferred block size");
 }
 
 TEST(MountDifference, isASizeOfAnEscapedName)
@@ -71,6 +122,24 @@ TEST(MountDifference, isASizeOfAnEscapedName)
     EXPECT_EQ(differences[0].reason, ESCAPED);
     EXPECT_EQ(differences[1].fact, "available_bytes");
     EXPECT_EQ(differences[1].reason, ESCAPED);
+    EXPECT_EQ(
+        app::differencesOf(withMount(mountAt("/my disk"), {mountRecord("/my\\040disk", 9, 9)}))
+            .front()
+            .reason,
+        "the library queries the kernel's escaped name");
+}
+
+TEST(MountDifference, isA0ForASizeThatNobodyKnows)
+{
+    Mount mount = mountAt("/");
+    mount.size.reset();
+    mount.used.reset();
+    mount.available.reset();
+    auto const differences = app::differencesOf(withMount(mount, {mountRecord("/", 0, 0)}));
+    ASSERT_THAT(differences, SizeIs(2));
+    EXPECT_EQ(differences[0].fact, "size_bytes");
+    EXPECT_EQ(differences[0].reason, "");
+    EXPECT_EQ(differences[1].fact, "available_bytes");
 }
 
 TEST(MountDifference, isTheSuperusersReserve)
@@ -83,6 +152,19 @@ TEST(MountDifference, isTheSuperusersReserve)
     EXPECT_EQ(difference.reason, "the library counts the superuser's reserve as free");
 }
 
+TEST(MountDifference, isFreeSpaceThatIsFarAway)
+{
+    expectNoDifference(withMount(mountAt("/"), {mountRecord("/", 1000, 825)}));
+    Difference const difference =
+        differenceOf(withMount(mountAt("/"), {mountRecord("/", 1000, 826)}));
+    EXPECT_EQ(difference.fact, "available_bytes");
+    EXPECT_EQ(difference.reason, "");
+    Mount mount = mountAt("/");
+    mount.available = 650;
+    EXPECT_EQ(differenceOf(withMount(mount, {mountRecord("/", 1000, 826)})).reason, "")
+        << "the reserve is not that large";
+}
+
 TEST(MountDifference, isNoneWhereFreeSpaceMovesOrNoSizeIsKnown)
 {
     expectNoDifference(withMount(mountAt("/"), {mountRecord("/", 1000, 690)}));
@@ -93,11 +175,32 @@ TEST(MountDifference, isNoneWhereFreeSpaceMovesOrNoSizeIsKnown)
 
 TEST(MountDifference, isADiskThatTheLibraryDoesNotFind)
 {
-    Difference const difference =
-        differenceOf(withMount(mountAt("/"), {mountRecord("/", 1000, 700, {})}));
+    Machine machine = withMount(mountAt("/"), {mountRecord("/", 1000, 700, {})});
+    Difference const difference = differenceOf(machine);
     EXPECT_EQ(difference.fact, "disks");
     EXPECT_EQ(difference.library, LibraryValue(Texts{}));
-    EXPECT_EQ(difference.reason,
-        "the library finds only disks that it lists itself, beneath partitions such as sda1 and "
-        "not beneath md or LVM");
+    EXPECT_EQ(difference.reason, "") << "the mount's device is unknown";
+    auto const reasonFor = [&](std::string const& device) {
+        machine.mounts->front().device = device;
+        return differenceOf(machine).reason;
+    };
+    EXPECT_EQ(
+        reasonFor("dm-0"), "the library finds no disks beneath a device of the device mapper");
+    EXPECT_EQ(reasonFor("cciss/c0d0p1"),
+        "the library finds no disks beneath a device in a folder of /dev");
+    for (char const* const device : {"nvme0n1p1", "md0"})
+        EXPECT_EQ(reasonFor(device),
+            "the library takes the device's name without the digits at its end as the disk's");
+    EXPECT_EQ(reasonFor("sda1"), "");
+    machine.library[Subject::MOUNTS].trace = {"Found disk: /dev/sdb"};
+    EXPECT_EQ(reasonFor("sda1"), "the library does not list the disk");
+    machine.library[Subject::MOUNTS].trace = {"Found disk: /dev/sda"};
+    EXPECT_EQ(reasonFor("sda1"), "");
+}
+
+TEST(MountDifference, isNoneWhereTheDisksHaveAnotherOrder)
+{
+    Mount mount = mountAt("/");
+    mount.disks = {"sda", "sdb"};
+    expectNoDifference(withMount(mount, {mountRecord("/", 1000, 700, {"sdb", "sda"})}));
 }

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "app/model/Machine.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace app {
+
+/**
+ * Collects the differences between one subject and the library's answer.
+ *
+ * A reason is given where the facts at hand prove it, and is empty elsewhere.
+ */
+class DifferenceList {
+public:
+    /** @param answer and @param differences must outlive the object. */
+    DifferenceList(
+        Subject subject, LibraryAnswer const& answer, std::vector<Difference>& differences)
+        : m_subject(subject), m_answer(answer), m_differences(differences)
+    {
+    }
+
+    LibraryAnswer const& answer() const { return m_answer; }
+    std::vector<LibraryRecord> const& records() const { return m_answer.records; }
+
+    /** @return whether the query returned true. */
+    bool isComplete() const { return m_answer.outcome == LibraryAnswer::RETURNED_TRUE; }
+
+    void add(std::string const& item, std::string const& fact,
+        std::optional<LibraryValue> const& library, std::string const& reason = "")
+    {
+        m_differences.push_back({m_subject, item, fact, library, reason});
+    }
+
+    /** Adds an item that the library does not list. Where its query failed and @p reason is empty,
+     * the failure is the reason. */
+    void addMissing(std::string const& item, std::string const& reason)
+    {
+        add(item, "", std::nullopt, reason.empty() ? m_answer.reason : reason);
+    }
+
+    /** Adds an item of which the library has more records than the machine has items. */
+    void addRecords(std::string const& item, size_t records, std::string const& reason)
+    {
+        add(item, "records", uint64_t{records}, reason);
+    }
+
+    /** Adds a number of the library that is not the machine's. A number that is unknown is one,
+     * where the library reports 0. */
+    void compareNumber(std::string const& item, std::string const& fact,
+        std::optional<uint64_t> known, uint64_t library, std::string const& reason = "")
+    {
+        if (known ? *known != library : library == 0)
+            add(item, fact, library, reason);
+    }
+
+    /** Adds a figure that moves while the two are read, where the library's is far away: by more
+     * than an eighth of @p whole. */
+    void compareMoving(std::string const& item, std::string const& fact,
+        std::optional<uint64_t> known, uint64_t library, uint64_t whole)
+    {
+        constexpr uint64_t PARTS = 8;
+        if (!known || (*known > library ? *known - library : library - *known) > whole / PARTS)
+            compareNumber(item, fact, known, library);
+    }
+
+private:
+    Subject const m_subject;
+    LibraryAnswer const& m_answer;
+    std::vector<Difference>& m_differences;
+};
+
+/** The comparisons of the subjects with several records. */
+void compareDisks(std::vector<Disk> const& disks, DifferenceList& list);
+void compareMounts(std::vector<Mount> const& mounts, DifferenceList& list);
+void compareNetworks(Networks const& networks, DifferenceList& list);
+void compareRecovery(Recovery const& recovery, DifferenceList& list);
+
+}

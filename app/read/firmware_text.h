@@ -1,0 +1,15 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace app {
+
+/** @return a text of the firmware, /sys/class/dmi/id/NAME; nothing where it is missing, empty or a
+ * placeholder. The kernel's Documentation/ABI/testing/sysfs-class-dmi. */
+std::optional<std::string> firmwareText(std::string const& name);
+
+/** @return whether a text is one that makers leave where they have not filled the firmware in. */
+bool isPlaceholder(std::string const& text);
+
+}
