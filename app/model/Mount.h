@@ -17,6 +17,15 @@ struct Mount {
     bool network = false;
     std::string device; ///< The block device's kernel name; empty on the network and where unknown.
     std::vector<std::string> disks; ///< Names of the physical disks beneath.
+
+    /** The mount point of the mount that hides this one: a later one at the same place or on a
+     * folder above. Empty where programs reach the filesystem. */
+    std::string hiddenBy;
+
+    /** The mount point that stands for the filesystem where it is mounted several times; empty in
+     * that one itself. Sums must leave the others out. */
+    std::string sameAs;
+
     std::optional<uint64_t> size;
     std::optional<uint64_t> used;
     std::optional<uint64_t> available; ///< To ordinary users.

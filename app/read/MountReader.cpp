@@ -103,7 +103,32 @@ std::string deviceName(
     std::string node = resolved(mount.source).value_or(mount.source).substr(5);
     if (findDisk(disks, node))
         return node;
-    return nameOfNumber(disks, deviceNumber(mount.mountPoint, false));
+    return mount.hiddenBy.empty() ? nameOfNumber(disks, deviceNumber(mount.mountPoint, false))
+                                  : std::string();
+}
+
+/** A hidden mount has the sizes of its filesystem where that is mounted elsewhere, too. */
+void setHiddenSizes(Machine& machine, std::vector<Mount>& mounts)
+{
+    for (Mount& mount : mounts) {
+        if (mount.hiddenBy.empty())
+            continue;
+        auto const shown = std::find_if(mounts.begin(), mounts.end(), [&](Mount const& other) {
+            return other.mountPoint == mount.sameAs && other.hiddenBy.empty();
+        });
+        if (shown != mounts.end()) {
+            mount.size = shown->size;
+            mount.used = shown->used;
+            mount.available = shown->available;
+            mount.inodes = shown->inodes;
+            mount.freeInodes = shown->freeInodes;
+        } else if (mount.sameAs.empty()) {
+            machine.unavailable.push_back({Subject::MOUNTS, "the sizes of a filesystem",
+                mount.source + " on " + mount.mountPoint + " is hidden by the mount on "
+                    + mount.hiddenBy,
+                mount.mountPoint});
+        }
+    }
 }
 
 }
@@ -130,13 +155,16 @@ MountReader::MountReader(
     if (table.leftOut > 0)
         machine.problems.push_back(
             {Subject::MOUNTS, "all mounted filesystems", leftOut(table.leftOut), TABLE});
+    markHidden(table.entries);
     keepShown(table.entries);
     std::vector<size_t> local;
     for (MountEntry& entry : table.entries) {
         if (!entry.mount.network) {
             entry.mount.device = deviceName(disks, entry.mount, entry.device);
             entry.mount.disks = disksBeneath(disks, entry.mount.device);
-            local.push_back(m_mounts.size());
+            // The path of a hidden mount leads into the filesystem that hides it.
+            if (entry.mount.hiddenBy.empty())
+                local.push_back(m_mounts.size());
         }
         m_mounts.push_back(std::move(entry.mount));
     }
@@ -147,7 +175,7 @@ MountReader::MountReader(
         start({local.begin() + static_cast<ptrdiff_t>(begin),
             local.begin() + static_cast<ptrdiff_t>(std::min(begin + together, local.size()))});
     for (size_t i = 0; i < m_mounts.size(); ++i)
-        if (m_mounts[i].network)
+        if (m_mounts[i].network && m_mounts[i].hiddenBy.empty())
             start({i});
 }
 
@@ -184,6 +212,7 @@ void MountReader::finish(Machine& machine)
             }
         }
     }
+    setHiddenSizes(machine, m_mounts);
     machine.mounts = std::move(m_mounts);
 }
 

@@ -17,7 +17,8 @@ namespace app {
  *
  * From /proc/self/mountinfo, and from /proc/mounts where a kernel does not have it (proc(5)); sizes
  * from statvfs(3), which waits as long as the filesystem does: so it is called in child processes,
- * one for each network filesystem and up to 32 for all others.
+ * one for each network filesystem and up to 32 for all others. A filesystem that another mount
+ * hides has no path, and so no sizes; it is unavailable.
  */
 class MountReader {
 public:

@@ -268,3 +268,41 @@ TEST(MountReader, reportsAChildThatDiesAsNoFilesystemThatHangs)
     ASSERT_THAT(found.problems, SizeIs(1));
     EXPECT_EQ(found.problems[0].reason, "the process that queried the filesystem was killed");
 }
+
+TEST(MountReader, hasNoSizesOfAHiddenFilesystem)
+{
+    machine.file("/proc/self/mountinfo",
+        "1 0 8:1 / / rw - ext4 /dev/sda1 rw\n2 1 8:2 / /a/b rw - ext4 /dev/sda2 rw\n"
+        "3 1 0:44 / /a/nas rw - nfs4 nas:/x rw\n4 1 0:9 / /a rw - tmpfs none rw\n");
+    FakeCalls calls;
+    calls.filesystems["/"] = filesystem(4096);
+    calls.filesystems["/a/b"] = filesystem(512); // Of the tmpfs.
+    calls.hangingFilesystems = {"/a/nas"};
+    Machine const found = readMounts();
+    ASSERT_THAT(*found.mounts, SizeIs(3));
+    EXPECT_EQ(found.mounts->at(1).mountPoint, "/a/b");
+    EXPECT_EQ(found.mounts->at(1).hiddenBy, "/a");
+    EXPECT_EQ(found.mounts->at(1).size, std::nullopt);
+    EXPECT_EQ(found.mounts->at(2).size, std::nullopt) << "not queried, so it cannot hang";
+    EXPECT_THAT(found.problems, IsEmpty());
+    ASSERT_THAT(found.unavailable, SizeIs(2));
+    EXPECT_EQ(found.unavailable[0].fact, "the sizes of a filesystem");
+    EXPECT_EQ(found.unavailable[0].reason, "/dev/sda2 on /a/b is hidden by the mount on /a");
+}
+
+TEST(MountReader, hasTheSizesOfAHiddenFilesystemFromWhereItIsMountedToo)
+{
+    machine.file("/proc/self/mountinfo",
+        "1 0 8:1 / / rw - ext4 /dev/sda1 rw\n2 1 8:2 / /a/b rw - ext4 /dev/sda2 rw\n"
+        "3 1 0:9 / /a rw - tmpfs none rw\n4 1 8:2 / /c rw - ext4 /dev/sda2 rw\n");
+    FakeCalls calls;
+    calls.filesystems["/"] = filesystem(4096);
+    calls.filesystems["/c"] = filesystem(512);
+    Machine const found = readMounts();
+    ASSERT_THAT(*found.mounts, SizeIs(3));
+    EXPECT_EQ(found.mounts->at(1).mountPoint, "/a/b");
+    EXPECT_EQ(found.mounts->at(1).sameAs, "/c");
+    EXPECT_EQ(found.mounts->at(1).size, 512000U);
+    EXPECT_EQ(found.mounts->at(1).freeInodes, 60U);
+    EXPECT_THAT(found.unavailable, IsEmpty());
+}

@@ -13,9 +13,30 @@ using testing::SizeIs;
 
 namespace {
 
+void choose(MountTable& table)
+{
+    app::markHidden(table.entries);
+    app::keepShown(table.entries);
+}
+
+/** "/a hidden by /b", "/a same as /b", in the order of the list. */
+std::vector<std::string> relationsOf(std::string const& mountInfo)
+{
+    MountTable table = parseMountInfo(mountInfo);
+    choose(table);
+    std::vector<std::string> relations;
+    for (MountEntry const& entry : table.entries) {
+        app::Mount const& mount = entry.mount;
+        std::string const hidden = mount.hiddenBy.empty() ? "" : " hidden by " + mount.hiddenBy;
+        std::string const same = mount.sameAs.empty() ? "" : " same as " + mount.sameAs;
+        relations.push_back(mount.mountPoint + hidden + same);
+    }
+    return relations;
+}
+
 std::vector<std::string> shownOf(MountTable table)
 {
-    app::keepShown(table.entries);
+    choose(table);
     std::vector<std::string> places;
     for (MountEntry const& entry : table.entries)
         places.push_back(entry.mount.mountPoint);
@@ -118,17 +139,6 @@ TEST(ShownMounts, haveTheNodesOfDevOnKernelsWithoutMountInfo)
         ElementsAre("/", "/nas"));
 }
 
-TEST(ShownMounts, haveTheLastOfThoseAtOnePlace)
-{
-    auto table = parseMountInfo("1 1 8:1 / /a rw - ext4 /dev/sda1 rw\n"
-                                "2 1 8:2 / /a rw - xfs /dev/sda2 rw\n"
-                                "3 1 8:3 / /b rw - ext4 /dev/sda3 rw\n"
-                                "4 1 0:9 / /b rw - tmpfs none rw\n");
-    app::keepShown(table.entries);
-    ASSERT_THAT(table.entries, SizeIs(1));
-    EXPECT_EQ(table.entries[0].mount.filesystem, "xfs");
-}
-
 TEST(ShownMounts, areInNaturalOrder)
 {
     EXPECT_THAT(shownOf(parseMounts("/dev/a /d10 ext4 rw 0 0\n/dev/b /d9 ext4 rw 0 0\n")),
@@ -139,7 +149,104 @@ TEST(ShownMounts, areInNaturalOrder)
 TEST(ShownMounts, knowWhichLieOnTheNetwork)
 {
     auto table = parseMounts("nas:/x /nas nfs rw 0 0\n/dev/a /z ext4 rw 0 0\n");
-    app::keepShown(table.entries);
+    choose(table);
     EXPECT_TRUE(table.entries.at(0).mount.network);
     EXPECT_FALSE(table.entries.at(1).mount.network);
+}
+
+TEST(HiddenMounts, areBelowALaterMountOnAFolderAbove)
+{
+    EXPECT_THAT(relationsOf("1 0 8:1 / / rw - ext4 /dev/sda1 rw\n"
+                            "2 1 8:2 / /a/b/c rw - ext4 /dev/sda2 rw\n"
+                            "3 2 8:3 / /a/b/c/d rw - ext4 /dev/sda3 rw\n"
+                            "4 1 0:9 / /a rw - tmpfs none rw\n"
+                            "5 4 8:4 / /a/b rw - ext4 /dev/sda4 rw\n"
+                            "6 1 8:5 / /ab rw - ext4 /dev/sda5 rw\n"),
+        ElementsAre("/", "/a/b", "/a/b/c hidden by /a", "/a/b/c/d hidden by /a", "/ab"));
+}
+
+TEST(HiddenMounts, areBelowALaterMountAtTheSamePlace)
+{
+    EXPECT_THAT(relationsOf("1 0 8:1 / / rw - ext4 /dev/sda1 rw\n"
+                            "2 1 8:2 / /a rw - ext4 /dev/sda2 rw\n"
+                            "3 2 8:3 / /a/x rw - ext4 /dev/sda3 rw\n"
+                            "4 2 8:4 / /a rw - xfs /dev/sda4 rw\n"
+                            "5 4 8:5 / /a/x rw - ext4 /dev/sda5 rw\n"),
+        ElementsAre("/", "/a hidden by /a", "/a", "/a/x hidden by /a", "/a/x"));
+}
+
+TEST(HiddenMounts, areTheEarlierOnesOfOneParentAndPlace)
+{
+    EXPECT_THAT(relationsOf("1 0 8:1 / /a rw - ext4 /dev/sda1 rw\n"
+                            "2 0 8:2 / /a rw - xfs /dev/sda2 rw\n"
+                            "3 0 8:3 / /b rw - ext4 /dev/sda3 rw\n"
+                            "4 0 0:9 / /b rw - tmpfs none rw\n"),
+        ElementsAre("/a hidden by /a", "/a", "/b hidden by /b"));
+}
+
+TEST(HiddenMounts, areOverTheProgramsOwnRoot)
+{
+    EXPECT_THAT(relationsOf("1 0 8:1 / / rw - ext4 /dev/sda1 rw\n"
+                            "2 1 8:2 / /a rw - ext4 /dev/sda2 rw\n"
+                            "3 1 8:3 / / rw - ext4 /dev/sda3 rw\n"
+                            "4 3 8:4 / /b rw - ext4 /dev/sda4 rw\n"),
+        ElementsAre("/", "/ hidden by /", "/a", "/b hidden by /"));
+}
+
+TEST(HiddenMounts, areFoundInATableWithCircles)
+{
+    EXPECT_THAT(relationsOf("1 2 8:1 / /a rw - ext4 /dev/sda1 rw\n"
+                            "2 1 8:2 / /b rw - ext4 /dev/sda2 rw\n"),
+        ElementsAre("/a", "/b"));
+}
+
+TEST(HiddenMounts, areAtThePlaceOfALaterOneOnKernelsWithoutMountInfo)
+{
+    auto table = parseMounts("/dev/hda1 /a/b ext2 rw 0 0\n/dev/hda2 /a ext2 rw 0 0\n"
+                             "/dev/hda3 /a ext2 rw 0 0\n");
+    choose(table);
+    ASSERT_THAT(table.entries, SizeIs(3));
+    EXPECT_EQ(table.entries[0].mount.source, "/dev/hda2");
+    EXPECT_EQ(table.entries[0].mount.hiddenBy, "/a");
+    EXPECT_EQ(table.entries[1].mount.hiddenBy, "");
+    EXPECT_EQ(table.entries[2].mount.hiddenBy, "") << "the order says nothing of folders above";
+}
+
+TEST(RepeatedMounts, haveTheShortestPlaceOfTheWholeFilesystemStandForIt)
+{
+    EXPECT_THAT(relationsOf("1 0 8:1 / / rw - ext4 /dev/sda1 rw\n"
+                            "2 1 8:2 /sub /d rw - ext4 /dev/sda2 rw\n"
+                            "3 1 8:2 / /mnt/whole rw - ext4 /dev/sda2 rw\n"
+                            "4 1 8:2 / /mnt/data rw - ext4 /dev/sda2 rw\n"
+                            "5 1 0:33 /@home /home rw - btrfs /dev/sda3 rw\n"
+                            "6 1 0:33 /@var /var rw - btrfs /dev/sda3 rw\n"),
+        ElementsAre("/", "/d same as /mnt/data", "/home same as /var", "/mnt/data",
+            "/mnt/whole same as /mnt/data", "/var"));
+}
+
+TEST(RepeatedMounts, haveOneThatIsNotHiddenStandForThem)
+{
+    EXPECT_THAT(relationsOf("1 0 8:1 / / rw - ext4 /dev/sda1 rw\n"
+                            "2 1 8:2 / /a/b rw - ext4 /dev/sda2 rw\n"
+                            "3 1 0:9 / /a rw - tmpfs none rw\n"
+                            "4 1 8:2 /sub /mnt/sub rw - ext4 /dev/sda2 rw\n"),
+        ElementsAre("/", "/a/b hidden by /a same as /mnt/sub", "/mnt/sub"));
+}
+
+TEST(RepeatedMounts, areOfOneServersShareOnly)
+{
+    EXPECT_THAT(relationsOf("1 0 0:44 / /one rw - nfs4 nas:/one rw\n"
+                            "2 0 0:44 / /two rw - nfs4 nas:/two rw\n"
+                            "3 0 0:44 / /again rw - nfs4 nas:/one rw\n"),
+        ElementsAre("/again same as /one", "/one", "/two"));
+}
+
+TEST(RepeatedMounts, haveOneSourceOnKernelsWithoutMountInfo)
+{
+    auto table = parseMounts("/dev/hda1 /a ext2 rw 0 0\n/dev/hda1 /bb ext2 rw 0 0\n"
+                             "/dev/hda2 /cc ext2 rw 0 0\n");
+    choose(table);
+    EXPECT_EQ(table.entries.at(0).mount.sameAs, "");
+    EXPECT_EQ(table.entries.at(1).mount.sameAs, "/a");
+    EXPECT_EQ(table.entries.at(2).mount.sameAs, "");
 }
