@@ -13,8 +13,9 @@ std::optional<std::string> Disk::kind() const
         return std::nullopt;
     if (removable.value_or(false) || transport == "usb")
         return "removable";
-    if (transport == "virtio" || transport == "xen" || transport == "vmbus")
-        return "virtual";
+    for (char const* const bus : {"virtio", "xen", "vmbus", "rbd", "nbd"})
+        if (transport == bus)
+            return "virtual";
     if (!rotational)
         return std::nullopt;
     return *rotational ? "HDD" : "SSD";
@@ -36,7 +37,10 @@ std::string typeText(Disk const& disk)
     case Disk::MULTIPATH:
         return "mpath";
     case Disk::MAPPED:
-        return disk.name.rfind("zram", 0) == 0 ? "zram" : "dm";
+        for (char const* const driver : {"zram", "bcache", "drbd"})
+            if (disk.name.rfind(driver, 0) == 0)
+                return driver;
+        return "dm";
     case Disk::LOOP:
         return "loop";
     case Disk::OPTICAL:
@@ -76,7 +80,7 @@ std::vector<std::string> disksBeneath(std::vector<Disk> const& disks, std::strin
             pending.push_back(disk->parent);
         pending.insert(pending.end(), disk->slaves.begin(), disk->slaves.end());
     }
-    std::sort(beneath.begin(), beneath.end(), naturallyBefore);
+    std::sort(beneath.begin(), beneath.end(), diskBefore);
     return beneath;
 }
 

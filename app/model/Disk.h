@@ -45,7 +45,7 @@ struct Disk {
 };
 
 /** @return the word for a type: "disk", "part", "raid1", "lvm", "crypt" ... as lsblk(8) has them,
- * and "zram" for compressed memory, which lsblk(8) calls a disk. */
+ * and "zram", "bcache" and "drbd" for devices that lsblk(8) calls disks. */
 std::string typeText(Disk const& disk);
 
 /** @return the device of that name, null where there is none. */

@@ -51,4 +51,18 @@ bool naturallyBefore(std::string const& first, std::string const& second)
     return first < second; // The same but for leading zeros.
 }
 
+bool diskBefore(std::string const& first, std::string const& second)
+{
+    constexpr char const* LETTERS = "abcdefghijklmnopqrstuvwxyz";
+    for (char const* const prefix : {"sd", "hd", "vd", "xvd", "dasd"}) {
+        if (first.rfind(prefix, 0) != 0 || second.rfind(prefix, 0) != 0)
+            continue;
+        size_t const one = std::min(first.find_first_not_of(LETTERS), first.size());
+        size_t const two = std::min(second.find_first_not_of(LETTERS), second.size());
+        if (one != two)
+            return one < two;
+    }
+    return naturallyBefore(first, second);
+}
+
 }

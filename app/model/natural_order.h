@@ -8,4 +8,8 @@ namespace app {
  * as numbers, so that "disk2" stands before "disk10". */
 bool naturallyBefore(std::string const& first, std::string const& second);
 
+/** @return whether one block device's name stands before another's: in natural order, and as the
+ * kernel counts the letters behind "sd", "hd", "vd", "xvd" and "dasd", "sdz" before "sdaa". */
+bool diskBefore(std::string const& first, std::string const& second);
+
 }

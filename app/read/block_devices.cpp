@@ -50,10 +50,11 @@ std::optional<unsigned> sectorSize(std::string const& folder, char const* file)
     return size && *size <= UINT32_MAX ? std::optional(static_cast<unsigned>(*size)) : std::nullopt;
 }
 
-Names kernelNamesIn(std::string const& folder)
+Names slavesIn(std::string const& folder)
 {
     Names names = namesIn(folder).value_or(Names());
     std::transform(names.begin(), names.end(), names.begin(), kernelName);
+    std::stable_sort(names.begin(), names.end(), diskBefore);
     return names;
 }
 
@@ -69,6 +70,26 @@ std::map<std::string, std::string> mapperNodes()
                 + std::to_string(minor(status.st_rdev))] = name;
     }
     return nodes;
+}
+
+/** The names of RAID devices in /dev/md by those of the kernel; mdadm(8). One of digits alone is
+ * left out, as people know that array by the kernel's name. */
+std::map<std::string, std::string> raidLabels()
+{
+    std::map<std::string, std::string> labels;
+    std::string const folder = "/dev/md/";
+    for (std::string const& name : namesIn(folder).value_or(Names())) {
+        auto const node = resolved(folder + name);
+        if (node && startsWith(*node, "/dev/") && !numberOf(name))
+            labels.emplace(node->substr(std::string("/dev/").size()), name);
+    }
+    return labels;
+}
+
+/** Devices that lie on others, besides those of device-mapper and md. */
+bool isStacked(std::string const& name)
+{
+    return startsWith(name, "bcache") || startsWith(name, "drbd");
 }
 
 /** The type of a device-mapper node by the prefix that its maker gives its UUID. */
@@ -144,7 +165,7 @@ private:
         if (!disk.logicalSector)
             disk.logicalSector = sectorSize(folder, "hw_sector_size"); // Before Linux 2.6.31.
         disk.physicalSector = sectorSize(folder, "physical_block_size");
-        disk.slaves = kernelNamesIn(folder + "/slaves");
+        disk.slaves = slavesIn(folder + "/slaves");
         setType(disk, folder);
         if (disk.isPhysical())
             addIdentity(disk, folder, *path);
@@ -192,8 +213,14 @@ private:
             disk.type = Disk::RAID;
             disk.raidLevel = readLine(folder + "/md/level");
             addRaidFacts(disk, readFile("/proc/mdstat").value_or(""));
-        } else if (startsWith(disk.name, "loop") || startsWith(disk.name, "zram")) {
-            disk.type = startsWith(disk.name, "loop") ? Disk::LOOP : Disk::MAPPED;
+            if (!m_raidLabels)
+                m_raidLabels = raidLabels();
+            if (auto const label = m_raidLabels->find(disk.name); label != m_raidLabels->end())
+                disk.label = label->second;
+        } else if (startsWith(disk.name, "loop")) {
+            disk.type = Disk::LOOP;
+        } else if (startsWith(disk.name, "zram") || isStacked(disk.name)) {
+            disk.type = Disk::MAPPED;
         } else if (startsWith(disk.name, "sr")
             || readNumber(folder + "/device/type") == SCSI_CD_ROM) {
             disk.type = Disk::OPTICAL;
@@ -203,6 +230,7 @@ private:
     Machine& m_machine;
     std::vector<Disk> m_disks;
     std::map<std::string, std::string> m_mapper;
+    std::optional<std::map<std::string, std::string>> m_raidLabels;
     size_t m_leftOut = 0;
 };
 
@@ -225,7 +253,7 @@ void setTypeByName(Disk& disk, std::string const& mdstat)
         addRaidFacts(disk, mdstat);
     } else if (startsWith(disk.name, "loop")) {
         disk.type = Disk::LOOP;
-    } else if (startsWith(disk.name, "dm-")) {
+    } else if (startsWith(disk.name, "dm-") || isStacked(disk.name)) {
         disk.type = Disk::MAPPED;
     } else {
         addIdeIdentity(disk);
@@ -277,6 +305,7 @@ std::optional<std::vector<Disk>> readPartitionsFile(Machine& machine)
 
 std::optional<std::vector<Disk>> readBlockDevices(Machine& machine)
 {
+    UnreadableFiles unreadable;
     auto disks = BlockFolder(machine).read();
     int const error = errno;
     if (!disks)
@@ -286,9 +315,9 @@ std::optional<std::vector<Disk>> readBlockDevices(Machine& machine)
         addProblem(machine, Subject::DISKS, "the disks", BLOCK);
         return std::nullopt;
     }
-    std::stable_sort(disks->begin(), disks->end(), [](Disk const& first, Disk const& second) {
-        return naturallyBefore(first.name, second.name);
-    });
+    addUnreadable(machine, Subject::DISKS, "all facts of the disks", unreadable);
+    std::stable_sort(disks->begin(), disks->end(),
+        [](Disk const& first, Disk const& second) { return diskBefore(first.name, second.name); });
     return disks;
 }
 

@@ -95,7 +95,12 @@ void addIdentity(Disk& disk, std::string const& folder, std::string const& path)
     disk.serial = property(properties, {"ID_SCSI_SERIAL", "ID_SERIAL_SHORT"});
     if (!disk.serial)
         disk.serial = firstLine(folder, {"device/serial", "serial"});
-    disk.transport = transportOf(path);
+    // Their devices are on no bus.
+    for (char const* const network : {"rbd", "nbd"})
+        if (disk.name.rfind(network, 0) == 0)
+            disk.transport = network;
+    if (!disk.transport)
+        disk.transport = transportOf(path);
     if (!disk.transport) // Before Linux 2.6.26 the disk's folder is no link.
         disk.transport = transportOf(resolved(folder + "/device").value_or(""));
     if (!disk.model)

@@ -106,6 +106,81 @@ TEST(BlockDevices, areInNaturalOrder)
     EXPECT_THAT(namesOf(foundDisks()), ElementsAre("loop9", "loop10", "sda", "sdb"));
 }
 
+TEST(BlockDevices, areInTheKernelsOrderOfDisks)
+{
+    for (char const* const name : {"sdaa", "sdb", "sda"})
+        blockDevice(std::string("x/") + name, {{"size", "8"}});
+    machine.folder("/sys/devices/virtual/block/dm-0/slaves/sdaa");
+    machine.folder("/sys/devices/virtual/block/dm-0/slaves/sdb");
+    blockDevice("virtual/block/dm-0", {{"size", "8"}});
+    auto const disks = readAll();
+    EXPECT_THAT(namesOf(disks), ElementsAre("dm-0", "sda", "sdb", "sdaa"));
+    EXPECT_THAT(disks.at(0).slaves, ElementsAre("sdb", "sdaa"));
+    EXPECT_THAT(app::disksBeneath(disks, "dm-0"), ElementsAre("sdb", "sdaa"));
+}
+
+TEST(BlockDevices, haveCachedAndReplicatedDisksThatLieOnOthers)
+{
+    for (char const* const name : {"bcache0", "drbd1"}) {
+        blockDevice(std::string("virtual/block/") + name, {{"size", "8"}});
+        machine.folder(std::string("/sys/devices/virtual/block/") + name + "/slaves/sda");
+    }
+    blockDevice("x/sda", {{"size", "8"}});
+    auto const disks = readAll();
+    ASSERT_THAT(namesOf(disks), ElementsAre("bcache0", "drbd1", "sda"));
+    EXPECT_EQ(app::typeText(disks[0]), "bcache");
+    EXPECT_EQ(app::typeText(disks[1]), "drbd");
+    EXPECT_FALSE(disks[0].isPhysical());
+    EXPECT_FALSE(disks[1].isPhysical());
+    EXPECT_THAT(app::disksBeneath(disks, "drbd1"), ElementsAre("sda"));
+}
+
+TEST(BlockDevices, haveVirtualDisksOfTheNetwork)
+{
+    blockDevice("rbd/0/block/rbd0", {{"size", "8"}, {"queue/rotational", "0"}});
+    blockDevice("virtual/block/nbd0", {{"size", "8"}, {"queue/rotational", "0"}});
+    blockDevice("virtual/block/nbd1", {{"size", "0"}});
+    auto const disks = readAll();
+    ASSERT_THAT(namesOf(disks), ElementsAre("nbd0", "rbd0"));
+    EXPECT_EQ(disks[0].transport, "nbd");
+    EXPECT_EQ(disks[1].transport, "rbd");
+    for (Disk const& disk : disks) {
+        EXPECT_TRUE(disk.isPhysical());
+        EXPECT_EQ(disk.kind(), "virtual");
+    }
+}
+
+TEST(BlockDevices, haveTheLabelOfARaidInDevMd)
+{
+    for (char const* const name : {"md0", "md126", "md127"}) {
+        blockDevice(std::string("virtual/block/") + name, {{"size", "8"}});
+        machine.file(std::string("/dev/") + name, "");
+    }
+    machine.link("/dev/md/0", "../md0");
+    machine.link("/dev/md/root", "../md127");
+    machine.link("/dev/md/broken", "../md5");
+    auto const disks = readAll();
+    ASSERT_THAT(namesOf(disks), ElementsAre("md0", "md126", "md127"));
+    EXPECT_EQ(disks[0].label, "md0") << "no name but a number";
+    EXPECT_EQ(disks[1].label, "md126");
+    EXPECT_EQ(disks[2].label, "root");
+}
+
+TEST(BlockDevices, haveOneProblemForAllFilesThatCannotBeRead)
+{
+    blockDevice("x/sda", {{"size", "8"}, {"dev", "8:0"}});
+    machine.folder("/sys/devices/x/sda/ro");
+    machine.folder("/sys/devices/x/sda/queue/rotational");
+    Machine found;
+    auto const disks = app::readBlockDevices(found);
+    ASSERT_TRUE(disks);
+    EXPECT_EQ(disks->at(0).readOnly, std::nullopt);
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].fact, "all facts of the disks");
+    EXPECT_EQ(found.problems[0].reason, "Is a directory");
+    EXPECT_EQ(found.problems[0].source, "/sys/block/sda/ro and 1 other file");
+}
+
 TEST(BlockDevices, haveARaidWithItsLevelAndItsParts)
 {
     blockDevice("virtual/block/md0", {{"size", "8"}, {"md/level", "raid1"}});

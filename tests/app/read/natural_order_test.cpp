@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+using app::diskBefore;
 using app::naturallyBefore;
 
 TEST(NaturalOrder, comparesNumbersByTheirValue)
@@ -40,4 +41,23 @@ TEST(NaturalOrder, comparesLeadingZerosOnlyOfNamesThatAreTheSameOtherwise)
 TEST(NaturalOrder, comparesBytesWithoutASign)
 {
     EXPECT_TRUE(naturallyBefore("z", "\xC3\xA4"));
+}
+
+TEST(DiskOrder, countsTheLettersOfADiskAsTheKernelDoes)
+{
+    for (char const* const prefix : {"sd", "hd", "vd", "xvd", "dasd"}) {
+        std::string const name = prefix;
+        EXPECT_TRUE(diskBefore(name + "b", name + "aa")) << prefix;
+        EXPECT_TRUE(diskBefore(name + "z1", name + "aa")) << prefix;
+        EXPECT_FALSE(diskBefore(name + "aaa", name + "zz9")) << prefix;
+        EXPECT_TRUE(diskBefore(name + "a2", name + "a10")) << prefix;
+    }
+}
+
+TEST(DiskOrder, isTheNaturalOneOfOtherNames)
+{
+    EXPECT_TRUE(diskBefore("nvme2n1", "nvme10n1"));
+    EXPECT_TRUE(diskBefore("rdaa", "rdb"));
+    EXPECT_TRUE(diskBefore("sdaa", "vda"));
+    EXPECT_FALSE(diskBefore("sda", "sda"));
 }
