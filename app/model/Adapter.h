@@ -11,7 +11,7 @@ namespace app {
 struct Address {
     std::string text;
     std::optional<unsigned> prefixLength;
-    std::string scope; ///< "host", "link", "site" or "global".
+    std::string scope; ///< "host", "link", "site", "global" or the kernel's number of another.
 };
 
 /** A network adapter. */
@@ -22,11 +22,12 @@ struct Adapter {
     std::optional<std::string> kind;
 
     std::optional<std::string> state; ///< "up", "down", "no carrier"; of the link.
-    std::optional<std::string> mac;
+    std::optional<std::string> mac; ///< Nothing where it has none, or where that is unknown.
+    bool macIsUnknown = false;
     std::optional<unsigned> speedMbit; ///< Mbit/s; unknown where the link is down or has no speed.
     std::optional<unsigned> mtu;
     std::vector<Address> addresses;
-    std::vector<std::string> gateways; ///< Of the default routes through this adapter.
+    std::optional<std::vector<std::string>> gateways; ///< Of the default routes through it.
 };
 
 /** The adapters, the machine's name and its name servers. */

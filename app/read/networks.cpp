@@ -1,7 +1,9 @@
 #include "app/model/natural_order.h"
 #include "app/read/Reader.h"
+#include "app/read/gateways.h"
 #include "app/read/host_name.h"
 #include "app/read/kernel_file.h"
+#include "app/read/rtnetlink.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -27,7 +29,10 @@ struct Found {
     Adapter adapter;
     unsigned flags = 0; ///< IFF_UP and others, netdevice(7).
     unsigned hardware = ARPHRD_VOID; ///< ARPHRD_ETHER and others.
+    unsigned index = 0; ///< The kernel's number of it; 0 where unknown.
     bool hasFlags = false;
+    bool hasMac = false; ///< Whether the address list has its MAC address, or reports none.
+    std::string folder; ///< In /sys, with a slash behind it; empty where there is none.
 };
 
 using FoundAdapters = std::map<std::string, Found>;
@@ -44,6 +49,7 @@ unsigned prefixLength(unsigned char const* mask, size_t bytes)
     return length;
 }
 
+/** The usual scope of an address, where the kernel does not report it. */
 char const* scopeOf(in_addr const& address)
 {
     uint32_t const number = ntohl(address.s_addr);
@@ -114,8 +120,10 @@ void addEntry(FoundAdapters& found, ifaddrs const& entry)
         sockaddr_ll link{};
         std::memcpy(&link, entry.ifa_addr, sizeof(link));
         one.hardware = link.sll_hatype;
+        one.index = static_cast<unsigned>(link.sll_ifindex);
         // InfiniBand's has 20 bytes; /sys has the whole of it.
-        if (link.sll_halen <= sizeof(link.sll_addr))
+        one.hasMac = link.sll_halen <= sizeof(link.sll_addr);
+        if (one.hasMac)
             one.adapter.mac = macText(link.sll_addr, link.sll_halen);
         break;
     }
@@ -125,34 +133,37 @@ void addEntry(FoundAdapters& found, ifaddrs const& entry)
 }
 
 /** @return the word for the kind of an adapter; nothing where the kernel does not report it. */
-std::optional<std::string> kindOf(std::string const& name, Found const& found)
+std::optional<std::string> kindOf(Found const& found)
 {
-    std::string const folder = CLASS + name;
-    auto const type = readNumber(folder + "/type");
+    std::string const& folder = found.folder;
+    bool const hasFolder = !folder.empty();
+    auto const type = hasFolder ? readNumber(folder + "type") : std::nullopt;
     unsigned const hardware = type ? static_cast<unsigned>(*type) : found.hardware;
     if (hardware == ARPHRD_LOOPBACK || (found.flags & IFF_LOOPBACK) != 0)
         return "loopback";
-    if (exists(folder + "/wireless") || exists(folder + "/phy80211"))
+    auto const has = [&](char const* name) { return hasFolder && exists(folder + name); };
+    if (has("wireless") || has("phy80211"))
         return "wireless";
-    if (exists(folder + "/bridge"))
+    if (has("bridge"))
         return "bridge";
-    if (exists(folder + "/bonding"))
+    if (has("bonding"))
         return "bond";
-    std::string const events = readFile(folder + "/uevent").value_or("");
-    if (events.find("DEVTYPE=vlan") != std::string::npos || exists("/proc/net/vlan/" + name))
+    std::string const events = hasFolder ? readFile(folder + "uevent").value_or("") : "";
+    if (events.find("DEVTYPE=vlan") != std::string::npos
+        || exists("/proc/net/vlan/" + found.adapter.name))
         return "vlan";
     if ((found.flags & IFF_POINTOPOINT) != 0 || hardware == ARPHRD_PPP || hardware == ARPHRD_NONE
         || hardware == ARPHRD_TUNNEL || hardware == ARPHRD_TUNNEL6 || hardware == ARPHRD_SIT)
         return "tunnel";
-    if (exists(folder + "/device"))
+    if (has("device"))
         return "physical";
-    return exists(folder) ? std::optional<std::string>("virtual") : std::nullopt;
+    return hasFolder ? std::optional<std::string>("virtual") : std::nullopt;
 }
 
-std::optional<std::string> stateOf(std::string const& name, Found const& found)
+std::optional<std::string> stateOf(Found const& found)
 {
     if (!found.hasFlags)
-        return readLine(CLASS + name + "/operstate");
+        return readLine(found.folder + "operstate");
     if ((found.flags & IFF_UP) == 0)
         return "down";
     return (found.flags & IFF_RUNNING) != 0 ? "up" : "no carrier";
@@ -166,73 +177,67 @@ std::optional<unsigned> smallNumber(std::string const& path)
 }
 
 /** An unknown speed is -1, which old kernels write without a sign, of 16 or of 32 bits. */
-std::optional<unsigned> speedOf(std::string const& name)
+std::optional<unsigned> speedOf(Found const& found)
 {
-    auto const speed = smallNumber(CLASS + name + "/speed");
+    auto const speed = smallNumber(found.folder + "speed");
     return speed == 0U || speed == UINT16_MAX || speed == UINT32_MAX ? std::nullopt : speed;
 }
 
-/** Several routes may lead through one gateway. */
-void addGateway(Adapter& adapter, std::string const& gateway)
-{
-    auto const end = adapter.gateways.end();
-    if (std::find(adapter.gateways.begin(), end, gateway) == end)
-        adapter.gateways.push_back(gateway);
-}
-
-void addFacts(std::string const& name, Found& found)
+void addFacts(Found& found)
 {
     Adapter& adapter = found.adapter;
-    adapter.name = name;
-    adapter.kind = kindOf(name, found);
-    adapter.state = stateOf(name, found);
-    adapter.mtu = smallNumber(CLASS + name + "/mtu");
-    adapter.speedMbit = speedOf(name);
-    if (adapter.mac)
-        return;
-    auto const mac = readLine(CLASS + name + "/address");
+    adapter.kind = kindOf(found);
+    adapter.state = stateOf(found);
+    auto const mac =
+        found.folder.empty() || found.hasMac ? std::nullopt : readLine(found.folder + "address");
     if (mac && mac->find_first_not_of("0:") != std::string::npos)
         adapter.mac = mac;
+    adapter.macIsUnknown = !found.hasMac && !mac;
+    if (found.folder.empty())
+        return;
+    adapter.mtu = smallNumber(found.folder + "mtu");
+    adapter.speedMbit = speedOf(found);
 }
 
-/** The gateways of default routes in /proc/net/route, whose addresses are hexadecimal numbers in
- * the machine's byte order; proc(5). */
-void addGateways(FoundAdapters& found, std::string const& routes)
+/** The adapters in /sys/class/net. */
+std::vector<std::string> adaptersInSys()
 {
-    constexpr int HEXADECIMAL = 16;
-    constexpr uint64_t HAS_GATEWAY = 2; // RTF_GATEWAY
-    for (std::string const& line : linesOf(routes)) {
-        auto const words = wordsOf(line); // NAME DESTINATION GATEWAY FLAGS ... MASK ...
-        if (words.size() < 8 || words[1] != "00000000" || words[7] != "00000000")
-            continue;
-        auto const gateway = numberOf(words[2], HEXADECIMAL);
-        if (!gateway || (numberOf(words[3], HEXADECIMAL).value_or(0) & HAS_GATEWAY) == 0)
-            continue;
-        in_addr const address = {static_cast<in_addr_t>(*gateway)};
-        std::array<char, INET_ADDRSTRLEN> text{};
-        inet_ntop(AF_INET, &address, text.data(), text.size());
-        addGateway(found[words[0]].adapter, text.data());
-    }
+    std::vector<std::string> names;
+    for (std::string const& name : namesIn(CLASS).value_or(std::vector<std::string>()))
+        // The folder has files that are no adapters, "bonding_masters".
+        if (exists(CLASS + name + "/ifindex") || exists(CLASS + name + "/address"))
+            names.push_back(name);
+    return names;
 }
 
-/** The same in /proc/net/ipv6_route, whose addresses are 32 hexadecimal digits. */
-void addGateways6(FoundAdapters& found, std::string const& routes)
+/** A mounted sysfs shows the adapters of the network namespace in which it was mounted; sysfs(5)
+ * and network_namespaces(7). @return whether that is another one than this program's. */
+bool isOfOtherNamespace(std::vector<std::string> const& names, FoundAdapters const& found)
 {
-    constexpr int HEXADECIMAL = 16;
-    std::string const none(32, '0');
-    for (std::string const& line : linesOf(routes)) {
-        auto const words = wordsOf(line); // DESTINATION LENGTH SOURCE LENGTH GATEWAY ... NAME
-        if (words.size() < 10 || words[0] != none || words[1] != "00" || words[4] == none
-            || words[4].size() != none.size())
-            continue;
-        in6_addr address{};
-        for (size_t i = 0; i < sizeof(address.s6_addr); ++i)
-            address.s6_addr[i] =
-                static_cast<uint8_t>(numberOf(words[4].substr(2 * i, 2), HEXADECIMAL).value_or(0));
-        std::array<char, INET6_ADDRSTRLEN> text{};
-        inet_ntop(AF_INET6, &address, text.data(), text.size());
-        addGateway(found[words[9]].adapter, text.data());
+    if (names.empty())
+        return false;
+    bool allHaveIndices = !found.empty();
+    for (auto const& [name, one] : found) {
+        if (one.index == 0)
+            allHaveIndices = false;
+        else if (readNumber(CLASS + name + "/ifindex") != one.index)
+            return true;
     }
+    return allHaveIndices && std::any_of(names.begin(), names.end(), [&](std::string const& name) {
+        return found.count(name) == 0;
+    });
+}
+
+/** Fills in the scopes that the kernel has; the others follow from the addresses. */
+void setScopes(FoundAdapters& found, std::vector<ScopedAddress> const& addresses)
+{
+    std::map<std::pair<unsigned, std::string>, std::string> scopes;
+    for (ScopedAddress const& one : addresses)
+        scopes[{one.adapter, one.address}] = one.scope;
+    for (auto& [name, one] : found)
+        for (Address& address : one.adapter.addresses)
+            if (auto const scope = scopes.find({one.index, address.text}); scope != scopes.end())
+                address.scope = scope->second;
 }
 
 /** The addresses behind "nameserver" in column 1; resolv.conf(5). */
@@ -249,37 +254,83 @@ std::optional<std::vector<std::string>> readNameServers()
     return servers;
 }
 
-void readAddresses(Machine& machine, FoundAdapters& found)
+/** Adds the adapters that only /sys lists, too. */
+void setFolders(FoundAdapters& found, std::vector<std::string> const& names)
+{
+    for (std::string const& name : names)
+        found[name];
+    for (auto& [name, one] : found)
+        if (std::string const folder = CLASS + name; exists(folder))
+            one.folder = folder + "/";
+}
+
+/** @return whether the adapters' list could be read. */
+bool readAddresses(FoundAdapters& found)
 {
     ifaddrs* first = nullptr;
-    if (getifaddrs(&first) != 0) {
-        addProblem(machine, Subject::NETWORKS, "the addresses", "getifaddrs");
-        return;
-    }
+    if (getifaddrs(&first) != 0)
+        return false;
     std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> const list(first, freeifaddrs);
     for (ifaddrs const* entry = first; entry; entry = entry->ifa_next)
         addEntry(found, *entry);
+    return true;
+}
+
+/** Reads the adapters with their addresses and finds their folders in /sys. */
+FoundAdapters readAdapters(Machine& machine)
+{
+    constexpr int ATTEMPTS = 3;
+    for (int attempt = 1;; ++attempt) {
+        FoundAdapters found;
+        bool const isListed = readAddresses(found);
+        int const error = errno;
+        auto const names = adaptersInSys();
+        bool const isForeign = isOfOtherNamespace(names, found);
+        // An adapter may come or go between the two.
+        if (isForeign && attempt < ATTEMPTS)
+            continue;
+        if (isForeign)
+            machine.unavailable.push_back(
+                {Subject::NETWORKS, "the kinds, speeds and MTUs of the adapters",
+                    "/sys/class/net has the adapters of another network namespace", CLASS});
+        else
+            setFolders(found, names);
+        errno = error;
+        if (!isListed)
+            addProblem(machine, Subject::NETWORKS, "the addresses", "getifaddrs");
+        return found;
+    }
 }
 
 }
 
 void readNetworks(Machine& machine)
 {
-    FoundAdapters found;
-    readAddresses(machine, found);
-    for (std::string const& name : namesIn(CLASS).value_or(std::vector<std::string>()))
-        if (exists(CLASS + name + "/ifindex") || exists(CLASS + name + "/address"))
-            found[name]; // The folder has files that are no adapters, "bonding_masters".
-    for (auto& [name, one] : found)
-        addFacts(name, one);
-    addGateways(found, readFile("/proc/net/route").value_or(""));
-    addGateways6(found, readFile("/proc/net/ipv6_route").value_or(""));
+    UnreadableFiles unreadable;
+    FoundAdapters found = readAdapters(machine);
+    for (auto& [name, one] : found) {
+        one.adapter.name = name;
+        addFacts(one);
+    }
+    addUnreadable(machine, Subject::NETWORKS, "all facts of the adapters", unreadable);
+    setScopes(found, readScopedAddresses().value_or(std::vector<ScopedAddress>()));
+
+    std::map<unsigned, std::string> names;
+    for (auto const& [name, one] : found)
+        if (one.index != 0)
+            names[one.index] = name;
+    Gateways const gateways = readGateways(machine, names);
 
     Networks& networks = machine.networks.emplace();
     networks.hostName = hostName();
-    for (auto& [name, one] : found)
-        if (!one.adapter.name.empty()) // A route's adapter may have gone in between.
-            networks.adapters.push_back(std::move(one.adapter));
+    for (auto& [name, one] : found) {
+        auto const own = gateways.byAdapter.find(name);
+        if (own != gateways.byAdapter.end())
+            one.adapter.gateways = own->second;
+        else if (gateways.isComplete)
+            one.adapter.gateways.emplace();
+        networks.adapters.push_back(std::move(one.adapter));
+    }
     std::sort(networks.adapters.begin(), networks.adapters.end(),
         [](Adapter const& first, Adapter const& second) {
             bool const firstIsLoopback = first.kind == "loopback";

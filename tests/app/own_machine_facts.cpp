@@ -198,6 +198,8 @@ void addGateways(std::map<std::string, std::set<std::string>>& gateways, json co
         for (json const& hop : hops)
             if (hop.contains("gateway"))
                 gateways[hop.at("dev")].insert(hop.at("gateway").get<std::string>());
+            else if (hop.contains("via"))
+                gateways[hop.at("dev")].insert(hop.at("via").at("host").get<std::string>());
     }
 }
 

@@ -1,8 +1,10 @@
-// The answer of getifaddrs(3) on a fake machine; a part of the object of fake_calls.cpp.
+// The answers of getifaddrs(3) and of sockets on a fake machine; a part of the object of
+// fake_calls.cpp.
 
 #include "tests/machines/Calls.h"
 
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <ifaddrs.h>
 #include <linux/if_packet.h>
 #include <net/if.h>
@@ -10,6 +12,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -138,4 +141,15 @@ ANSWERED void freeifaddrs(ifaddrs* list) noexcept
         std::free(reinterpret_cast<Element*>(list));
         list = next;
     }
+}
+
+/** A machine has its routes in /proc; rtnetlink(7) has those of the machine that the test runs on.
+ */
+ANSWERED int socket(int family, int type, int protocol) noexcept
+{
+    static auto* const next = reinterpret_cast<int (*)(int, int, int)>(dlsym(RTLD_NEXT, "socket"));
+    if (family != AF_NETLINK)
+        return next(family, type, protocol);
+    errno = EAFNOSUPPORT;
+    return -1;
 }

@@ -5,7 +5,9 @@
 #include <arpa/inet.h>
 #include <dlfcn.h>
 #include <ifaddrs.h>
+#include <linux/netlink.h>
 #include <netpacket/packet.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -22,6 +24,9 @@ namespace app_read_test {
 namespace {
 
 FakeCalls* current = nullptr;
+
+/** The kernel's end of the last netlink socket. */
+int kernelEnd = -1;
 
 int failWith(int error)
 {
@@ -63,6 +68,7 @@ void setMac(Entry& entry, FakeAddress const& fake)
     sockaddr_ll link{};
     link.sll_family = AF_PACKET;
     link.sll_hatype = static_cast<unsigned short>(fake.hardware);
+    link.sll_ifindex = fake.index;
     std::string const& text = fake.address;
     for (size_t i = 0; i < text.size() && link.sll_halen < sizeof(link.sll_addr); i += 3)
         link.sll_addr[link.sll_halen++] =
@@ -100,6 +106,7 @@ FakeCalls::~FakeCalls()
 using app_read_test::current;
 using app_read_test::Entry;
 using app_read_test::failWith;
+using app_read_test::kernelEnd;
 
 // Where files have 64-bit offsets, the headers give stat and statvfs their other names.
 #pragma GCC visibility push(default)
@@ -129,6 +136,44 @@ void freeifaddrs(ifaddrs* list) noexcept
         list = list->ifa_next;
         delete entry;
     }
+}
+
+int socket(int family, int type, int protocol) noexcept
+{
+    if (family != AF_NETLINK) {
+        static auto const real =
+            reinterpret_cast<int (*)(int, int, int)>(dlsym(RTLD_NEXT, "socket"));
+        return real(family, type, protocol);
+    }
+    if (!current || current->netlinkFails)
+        return failWith(EAFNOSUPPORT);
+    if (kernelEnd >= 0)
+        close(kernelEnd);
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0)
+        return -1;
+    kernelEnd = ends[1];
+    return ends[0];
+}
+
+ssize_t send(int file, void const* bytes, size_t size, int flags)
+{
+    static auto const real =
+        reinterpret_cast<ssize_t (*)(int, void const*, size_t, int)>(dlsym(RTLD_NEXT, "send"));
+    if (!current || kernelEnd < 0)
+        return real(file, bytes, size, flags);
+    nlmsghdr request{};
+    std::memcpy(&request, bytes, std::min(size, sizeof(request)));
+    auto const found = current->netlink.find(request.nlmsg_type);
+    nlmsghdr done{};
+    done.nlmsg_len = sizeof(done);
+    done.nlmsg_type = NLMSG_DONE;
+    std::string const end(reinterpret_cast<char const*>(&done), sizeof(done));
+    auto const datagrams =
+        found == current->netlink.end() ? std::vector<std::string>{end} : found->second;
+    for (std::string const& datagram : datagrams)
+        real(kernelEnd, datagram.data(), datagram.size(), 0);
+    return static_cast<ssize_t>(size);
 }
 
 int statvfs(char const* path, struct statvfs* out) noexcept

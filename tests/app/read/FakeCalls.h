@@ -19,13 +19,15 @@ struct FakeAddress {
     std::string address; ///< IPv4, IPv6, or a MAC address "00:0c:29:aa:bb:cc"; none if empty.
     unsigned prefixLength = 0;
     unsigned hardware = 1; ///< ARPHRD_ETHER; of a MAC address.
+    int index = 0; ///< The adapter's number; of a MAC address.
 };
 
 /**
  * Answers calls of the C library while it lives, one object at a time.
  *
- * The program defines getifaddrs, statvfs, stat, gethostname, uname, geteuid, and the library's
- * getsysinfo. Without an object there are no adapters, no filesystems and no host name.
+ * The program defines getifaddrs, statvfs, stat, gethostname, uname, geteuid, socket and send of
+ * rtnetlink(7), and the library's getsysinfo. Without an object there are no adapters, no
+ * filesystems and no host name.
  */
 class FakeCalls {
 public:
@@ -36,6 +38,11 @@ public:
 
     std::vector<FakeAddress> addresses;
     bool addressesFail = false; ///< With EACCES.
+
+    /** The datagrams that the kernel sends for a request, by its type; the last one ends them. Of
+     * other types there are no objects. */
+    std::map<unsigned, std::vector<std::string>> netlink;
+    bool netlinkFails = false; ///< With EAFNOSUPPORT.
 
     std::map<std::string, struct statvfs> filesystems; ///< By mount point; others fail with EIO.
     std::set<std::string> hangingFilesystems; ///< A statvfs(3) of these never returns.

@@ -207,6 +207,62 @@ TEST(Adapters, comeFromSysfsWhereGetifaddrsFails)
     EXPECT_EQ(found.problems[0].reason, "Permission denied");
 }
 
+TEST(Adapters, haveNoFactsOfAnotherNetworkNamespace)
+{
+    FakeCalls calls;
+    calls.addresses = {{"lo", UP | IFF_LOOPBACK, "00:00:00:00:00:00", 0, ARPHRD_LOOPBACK, 1},
+        {"eth0", UP, "00:0c:29:aa:bb:cc", 0, 1, 7}};
+    writeFiles("/sys/class/net/lo", {{"ifindex", "1"}, {"mtu", "65536"}});
+    writeFiles("/sys/class/net/eth0", {{"ifindex", "2"}, {"mtu", "9000"}, {"speed", "100"}});
+    writeFiles("/sys/class/net/eth1", {{"ifindex", "3"}});
+    Networks const networks = readAll();
+    ASSERT_THAT(networks.adapters, SizeIs(2));
+    EXPECT_EQ(networks.adapters[0].name, "eth0");
+    EXPECT_EQ(networks.adapters[0].mtu, std::nullopt);
+    EXPECT_EQ(networks.adapters[0].speedMbit, std::nullopt);
+    EXPECT_EQ(networks.adapters[0].kind, std::nullopt);
+    EXPECT_EQ(networks.adapters[0].mac, "00:0c:29:aa:bb:cc");
+    EXPECT_EQ(networks.adapters[1].kind, "loopback");
+    EXPECT_EQ(networks.adapters[1].mtu, std::nullopt);
+    Machine found;
+    app::readNetworks(found);
+    ASSERT_THAT(found.unavailable, SizeIs(1));
+    EXPECT_EQ(found.unavailable[0].source, "/sys/class/net/");
+}
+
+TEST(Adapters, areOfAnotherNamespaceWhereOnlySysfsListsOne)
+{
+    FakeCalls calls;
+    calls.addresses = {{"lo", UP | IFF_LOOPBACK, "00:00:00:00:00:00", 0, ARPHRD_LOOPBACK, 1}};
+    writeFiles("/sys/class/net/lo", {{"ifindex", "1"}, {"mtu", "65536"}});
+    writeFiles("/sys/class/net/eth0", {{"ifindex", "2"}});
+    Adapter const adapter = readOne();
+    EXPECT_EQ(adapter.name, "lo");
+    EXPECT_EQ(adapter.mtu, std::nullopt);
+}
+
+TEST(Adapters, haveTheFactsOfSysfsWhereItsNumbersAreTheSame)
+{
+    FakeCalls calls;
+    calls.addresses = {{"eth0", UP, "00:0c:29:aa:bb:cc", 0, 1, 2}};
+    writeFiles("/sys/class/net/eth0", {{"ifindex", "2"}, {"mtu", "9000"}});
+    EXPECT_EQ(readOne().mtu, 9000U);
+}
+
+TEST(Adapters, haveAnUnknownMacWhereItCannotBeRead)
+{
+    FakeCalls calls;
+    calls.addresses = {{"ib0", UP, ""}, {"lo", UP, "00:00:00:00:00:00"}};
+    machine.folder("/sys/class/net/ib0/address");
+    Machine found;
+    app::readNetworks(found);
+    EXPECT_TRUE(found.networks->adapters.at(0).macIsUnknown);
+    EXPECT_FALSE(found.networks->adapters.at(1).macIsUnknown) << "it has none";
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].fact, "all facts of the adapters");
+    EXPECT_EQ(found.problems[0].source, "/sys/class/net/ib0/address");
+}
+
 TEST(NameServers, areTheWordsBehindNameserverInTheFirstColumn)
 {
     EXPECT_THAT(nameServersOf("# nameserver 1.1.1.1\n  nameserver 2.2.2.2\n; nameserver 3.3.3.3\n"
