@@ -118,6 +118,9 @@ void compareSizes(Mount const& mount, LibraryRecord const& record, DifferenceLis
 void compareMounts(std::vector<Mount> const& mounts, DifferenceList& list)
 {
     for (Mount const& mount : mounts) {
+        // The library has one record for each place, with the sizes of the last mount there.
+        if (!mount.hiddenBy.empty())
+            continue;
         LibraryRecord const* const record = findRecord(list, mount.mountPoint);
         if (!record) {
             list.addMissing(mount.mountPoint, whyNotListed(mount, list.answer().source));

@@ -102,7 +102,7 @@ void compareAdapter(Adapter const& adapter, DifferenceList& list)
         list.add(adapter.name, "addresses", library, whyOtherAddresses(own, library));
     compareMasks(adapter, library, textsOf(records, "getNetmasks"), list);
     auto const gateways = textsOf(records, "getGatewayAddrs");
-    if (gateways != adapter.gateways)
+    if (gateways != adapter.gateways.value_or(Texts()))
         list.add(adapter.name, "gateways", gateways,
             gateways.empty() ? "the library traces gateways and stores none" : "");
 }

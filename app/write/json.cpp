@@ -196,6 +196,8 @@ private:
             {"used_bytes", optional(mount.used)}, {"available_bytes", optional(mount.available)},
             {"used_ratio", ratio(mount.usedPercent())}, {"inodes", optional(mount.inodes)},
             {"free_inodes", optional(mount.freeInodes)},
+            {"hidden_by", mount.hiddenBy.empty() ? Json(nullptr) : Json(mount.hiddenBy)},
+            {"same_as", mount.sameAs.empty() ? Json(nullptr) : Json(mount.sameAs)},
             {"library", libraryOf(Subject::MOUNTS, mount.mountPoint)}};
     }
 
@@ -211,7 +213,8 @@ private:
         return {{"name", adapter.name}, {"kind", optional(adapter.kind)},
             {"state", optional(adapter.state)}, {"mac", optional(adapter.mac)},
             {"speed_mbit", optional(adapter.speedMbit)}, {"mtu", optional(adapter.mtu)},
-            {"addresses", jsonOf(adapter.addresses)}, {"gateways", jsonOf(adapter.gateways)},
+            {"addresses", jsonOf(adapter.addresses)},
+            {"gateways", adapter.gateways ? jsonOf(*adapter.gateways) : Json(nullptr)},
             {"library", libraryOf(Subject::NETWORKS, adapter.name)}};
     }
 

@@ -236,8 +236,11 @@ private:
         return lines;
     }
 
-    Lines linesOf(std::vector<Mount> const& mounts) const
+    Lines linesOf(std::vector<Mount> const& list) const
     {
+        std::vector<Mount> mounts; // A filesystem once.
+        std::copy_if(list.begin(), list.end(), std::back_inserter(mounts),
+            [](Mount const& mount) { return mount.sameAs.empty(); });
         TextTable table({{"", LEFT}, {"", RIGHT, 20}, {"", LEFT}, {"", LEFT, 10}});
         size_t const shown = mounts.size() <= MOST_MOUNTS ? mounts.size() : MOST_MOUNTS - 1;
         for (Mount const* const mount : fullest(mounts, shown)) {
@@ -262,9 +265,11 @@ private:
         for (Mount const& mount : mounts)
             list.push_back(&mount);
         std::stable_sort(list.begin(), list.end(), [](Mount const* first, Mount const* second) {
-            // An image that is mounted read-only is always full.
+            // An image that is mounted read-only is always full, and nobody fills a hidden one.
             auto const key = [](Mount const& mount) {
-                return mount.readOnly ? -1.0 : mount.usedPercent().value_or(101);
+                return mount.readOnly || !mount.hiddenBy.empty()
+                    ? -1.0
+                    : mount.usedPercent().value_or(101);
             };
             return key(*first) > key(*second);
         });

@@ -92,7 +92,7 @@ std::string slavesText(DeviceRow const& row)
 }
 
 constexpr ColumnOf<DeviceRow> DEVICE_COLUMNS[] = {
-    {"NAME", "the device's name; in /dev/mapper where it has one", LEFT, ALWAYS,
+    {"NAME", "the device's name; in /dev/mapper or /dev/md where it has one", LEFT, ALWAYS,
         [](DeviceRow const& row) { return row.prefix + row.disk.label; }},
     {"KNAME", "the kernel's name", LEFT, 0, [](DeviceRow const& row) { return row.disk.name; }},
     {"DEV", "major and minor number", LEFT, 0,
@@ -189,6 +189,13 @@ std::string onceOnly(AdapterRow const& row, std::string const& text)
     return row.first || !row.bars ? text : "";
 }
 
+std::string gatewaysText(Adapter const& adapter)
+{
+    if (!adapter.gateways)
+        return UNKNOWN;
+    return adapter.gateways->empty() ? "none" : joined(*adapter.gateways);
+}
+
 constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
     {"NAME", "the adapter's name", LEFT, ALWAYS,
         [](AdapterRow const& row) { return onceOnly(row, row.adapter.name); }},
@@ -206,13 +213,16 @@ constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
     {"SCOPE", "the address's scope: host, link, site or global", LEFT, 30,
         [](AdapterRow const& row) { return row.address ? row.address->scope : ""; }},
     {"MAC", "the hardware address", LEFT, 50,
-        [](AdapterRow const& row) { return onceOnly(row, row.adapter.mac.value_or("none")); }},
+        [](AdapterRow const& row) {
+            return onceOnly(
+                row, row.adapter.mac.value_or(row.adapter.macIsUnknown ? UNKNOWN : "none"));
+        }},
     {"MBIT", "the link's speed in Mbit/s", RIGHT, 40,
         [](AdapterRow const& row) { return onceOnly(row, numberText(row.adapter.speedMbit)); }},
     {"MTU", "the largest packet in bytes", RIGHT, 20,
         [](AdapterRow const& row) { return onceOnly(row, numberText(row.adapter.mtu)); }},
     {"GATEWAY", "the gateways of default routes", LEFT, 60,
-        [](AdapterRow const& row) { return onceOnly(row, joined(row.adapter.gateways)); }},
+        [](AdapterRow const& row) { return onceOnly(row, gatewaysText(row.adapter)); }},
     {"NOTE", "the numbers of notes", LEFT, 90,
         [](AdapterRow const& row) { return onceOnly(row, row.marks); }},
 };
@@ -388,9 +398,36 @@ private:
         std::vector<MountRow> rows;
         rows.reserve(mounts.size());
         for (Mount const& mount : mounts)
-            rows.push_back({context(Subject::MOUNTS, mount.mountPoint), mount});
+            if (mount.sameAs.empty())
+                rows.push_back({context(Subject::MOUNTS, mount.mountPoint), mount});
         begin(Subject::MOUNTS,
-            tableOf(rows, chosenColumns(MOUNT_COLUMNS, m_options.columns)).text(m_options.layout));
+            tableOf(rows, chosenColumns(MOUNT_COLUMNS, m_options.columns)).text(m_options.layout),
+            furtherPlaces(mounts));
+    }
+
+    /** A line for each filesystem that is mounted several times. */
+    std::string furtherPlaces(std::vector<Mount> const& mounts) const
+    {
+        constexpr size_t MOST_PLACES = 10;
+        std::string text;
+        for (Mount const& mount : mounts) {
+            std::vector<std::string> places;
+            for (Mount const& other : mounts)
+                if (other.sameAs == mount.mountPoint && mount.sameAs.empty())
+                    places.push_back(other.mountPoint);
+            if (places.empty())
+                continue;
+            std::string more;
+            if (m_options.layout.isTerminal() && places.size() > MOST_PLACES) {
+                more = " and on " + std::to_string(places.size() - MOST_PLACES) + " more";
+                places.resize(MOST_PLACES);
+            }
+            std::string const line =
+                printable(mount.mountPoint + " is also mounted on " + joined(places)) + more + ".";
+            for (std::string const& part : wrapped(line, m_options.layout, 0, 2))
+                text += part + "\n";
+        }
+        return text;
     }
 
     void writeNetworks(Networks const& networks)

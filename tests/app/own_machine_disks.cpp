@@ -74,7 +74,8 @@ Facts disksByProgram()
     Facts facts;
     for (json const& disk : machine.at("disks")) {
         auto const name = disk.at("name").get<std::string>();
-        add(facts, name + ": name", disk.at("label"));
+        // lsblk(8) has the kernel's names of RAID devices.
+        add(facts, name + ": name", disk.at(name.rfind("md", 0) == 0 ? "name" : "label"));
         add(facts, name + ": type", disk.at("type"));
         add(facts, name + ": size", disk.at("size_bytes"));
         add(facts, name + ": number", disk.at("device"));
@@ -107,9 +108,14 @@ Facts disksByProgram()
 
 namespace {
 
+/** Without those that another mount hides: df(1) shows the other one in their place. */
 json programsMounts()
 {
-    return readByProgram("mounts").at("mounts");
+    json mounts = json::array();
+    for (json const& mount : readByProgram("mounts").at("mounts"))
+        if (mount.at("hidden_by").is_null())
+            mounts.push_back(mount);
+    return mounts;
 }
 
 /** @return one column of df(1) for a mount point. */

@@ -9,6 +9,8 @@
 #include "tests/support/system_path.h"
 #include "tests/support/user_namespace.h"
 
+#include <nlohmann/json.hpp>
+
 #include <gtest/gtest.h>
 
 #include <sched.h>
@@ -19,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -26,6 +29,7 @@
 #include <system_error>
 
 using namespace app_test;
+using nlohmann::json;
 using testkit::outputOf;
 using testkit::runs;
 
@@ -296,6 +300,35 @@ TEST_F(OwnDisks, mayBeMountedWhereTheNameHasABlank)
     expectSame(disksByProgram, disksByLsblk);
 }
 
+TEST_F(OwnDisks, mayBeMountedTwiceAndHidden)
+{
+    Folder const folder;
+    std::string const path = folder.path().string();
+    std::string const first = s_disk->partition(1);
+    std::string const second = s_disk->partition(2);
+    std::string const inFolder = "cd " + quoted(path) + " && ";
+    if (!runs(inFolder + "mkdir -p deep/er other below && mkfs.ext4 -q " + first
+            + " && mkfs.ext4 -q " + second + " && mount " + first + " deep/er && mount " + first
+            + " other && mount " + second + " below"))
+        GTEST_SKIP() << "this machine has no ext4 filesystem to make and mount";
+    AtEnd const unmount(
+        inFolder + "umount below && umount deep && umount deep/er && umount other && umount below");
+    ASSERT_TRUE(
+        runs(inFolder + "mount -t tmpfs none deep && mkdir deep/er && mount -t tmpfs none below"));
+    std::map<std::string, json> mounts;
+    for (json const& mount : readByProgram("mounts").at("mounts"))
+        mounts[mount.at("mount_point").get<std::string>()] = mount;
+    json const& hidden = mounts[path + "/deep/er"];
+    EXPECT_EQ(hidden.at("hidden_by"), path + "/deep");
+    EXPECT_EQ(hidden.at("same_as"), path + "/other");
+    EXPECT_EQ(hidden.at("size_bytes"), mounts[path + "/other"].at("size_bytes"));
+    json const& below = mounts[path + "/below"];
+    EXPECT_EQ(below.at("hidden_by"), path + "/below");
+    EXPECT_TRUE(below.at("size_bytes").is_null());
+    expectSame(mountsByProgram, mountsByDf);
+    expectSame(disksByProgram, disksByLsblk);
+}
+
 TEST_F(OwnDisks, carryADeviceMapperDevice)
 {
     std::string const name = "dovrel" + std::to_string(::getpid()) + "-all";
@@ -348,10 +381,45 @@ TEST_F(OwnOptionalAdapter, hasIPv6AddressesAndGateways)
         "this machine has no IPv6 addresses");
 }
 
-TEST_F(OwnOptionalAdapter, hasNoIPv4GatewayWhereTheRouteGoesThroughAnIPv6One)
+TEST_F(OwnOptionalAdapter, hasTheIPv6GatewayOfAnIPv4Route)
 {
-    compare("ip route add default metric 50 via inet6 fe80::1 dev vb",
+    compare("ip -4 route add default metric 50 via inet6 fe80::1 dev vb",
         "this machine has no IPv4 routes through IPv6 gateways");
+    if (!IsSkipped()) {
+        EXPECT_NE(
+            textOf(adaptersByProgram(), "vb: gateways").find("\"fe80::1\""), std::string::npos);
+    }
+}
+
+TEST_F(OwnOptionalAdapter, hasAllGatewaysOfARoute)
+{
+    compare("ip route add default metric 60 nexthop via 192.0.2.7 dev va"
+            " nexthop via 192.0.2.8 dev va",
+        "this machine has no routes with several gateways");
+    if (!IsSkipped()) {
+        EXPECT_NE(textOf(adaptersByProgram(), "va: gateways").find("192.0.2.8"), std::string::npos);
+    }
+}
+
+TEST_F(OwnOptionalAdapter, hasTheScopeThatAnAddressWasGiven)
+{
+    compare("ip address add 198.51.100.200/32 scope host dev va"
+            " && ip address add 169.254.7.7/16 scope global dev va",
+        "this machine has no scopes of addresses");
+}
+
+TEST_F(OwnAdapters, haveNoFactsOfAnotherNetworkNamespace)
+{
+    json const document = json::parse(outputOf("unshare --net sh -c 'ip link add va type veth peer"
+                                               " name other && ip link set va mtu 1234 && "
+        + std::string(DOVREL_PROGRAM) + " networks --json'"));
+    std::set<std::string> names;
+    for (json const& adapter : document.at("networks").at("adapters")) {
+        names.insert(adapter.at("name").get<std::string>());
+        EXPECT_TRUE(adapter.at("mtu").is_null()) << adapter;
+    }
+    EXPECT_EQ(names, (std::set<std::string>{"lo", "other", "va"}));
+    EXPECT_FALSE(document.at("unavailable").empty());
 }
 
 TEST_F(OwnOptionalAdapter, mayBeABridge)
