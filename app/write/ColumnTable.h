@@ -1,8 +1,6 @@
 #pragma once
 
-#include "app/write/TextTable.h"
-#include "app/write/display.h"
-#include "app/write/table.h"
+#include "app/write/SubjectTable.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,0 +1,149 @@
+#include "app/model/device_tree.h"
+#include "app/write/ColumnTable.h"
+
+namespace app {
+
+namespace {
+
+constexpr auto LEFT = TextTable::LEFT;
+constexpr auto RIGHT = TextTable::RIGHT;
+constexpr auto ALWAYS = TextTable::ALWAYS;
+
+std::string yesNo(std::optional<bool> flag)
+{
+    return flag ? (*flag ? "yes" : "no") : UNKNOWN;
+}
+
+struct DeviceRow : RowContext {
+    Disk const& disk;
+    std::string prefix; ///< The branches of the tree.
+};
+
+std::string mountPoints(DeviceRow const& row)
+{
+    std::vector<std::string> places;
+    if (!row.machine.mounts)
+        return UNKNOWN;
+    for (Mount const& mount : *row.machine.mounts)
+        if (mount.device == row.disk.name)
+            places.push_back(mount.mountPoint);
+    return joined(places);
+}
+
+std::string slavesText(DeviceRow const& row)
+{
+    std::vector<std::string> names = row.disk.slaves;
+    if (!row.disk.parent.empty())
+        names.push_back(row.disk.parent);
+    return joined(names);
+}
+
+constexpr ColumnOf<DeviceRow> DEVICE_COLUMNS[] = {
+    {"NAME", "the device's name; in /dev/mapper or /dev/md where it has one", LEFT, ALWAYS,
+        [](DeviceRow const& row) { return row.prefix + row.disk.label; }},
+    {"KNAME", "the kernel's name", LEFT, 0, [](DeviceRow const& row) { return row.disk.name; }},
+    {"DEV", "major and minor number", LEFT, 0,
+        [](DeviceRow const& row) { return row.disk.device; }},
+    {"TYPE", "disk, part, rom, loop, lvm, crypt, mpath, dm or the RAID level", LEFT, 70,
+        [](DeviceRow const& row) { return typeText(row.disk); }},
+    {"SIZE", "the size", RIGHT, ALWAYS,
+        [](DeviceRow const& row) { return sizeText(row.disk.bytes, row.unit); }},
+    {"KIND", "HDD, SSD, virtual or removable", LEFT, 60,
+        [](DeviceRow const& row) {
+            return row.disk.isPhysical() ? knownText(row.disk.kind()) : "";
+        }},
+    {"TRAN", "the bus: nvme, sata, sas, usb, virtio, mmc, fc, iscsi ...", LEFT, 40,
+        [](DeviceRow const& row) {
+            return row.disk.isPhysical() ? knownText(row.disk.transport) : "";
+        }},
+    {"PARTS", "the number of partitions", RIGHT, 30,
+        [](DeviceRow const& row) {
+            return row.disk.parent.empty()
+                ? std::to_string(partitionsOf(*row.machine.disks, row.disk))
+                : "";
+        }},
+    {"ON", "the devices that it lies on", LEFT, 35, slavesText},
+    {"MODEL", "the model", LEFT, 50,
+        [](DeviceRow const& row) {
+            return row.disk.isPhysical() ? knownText(row.disk.model) : "";
+        }},
+    {"SERIAL", "the serial number", LEFT, 0,
+        [](DeviceRow const& row) {
+            return row.disk.isPhysical() ? knownText(row.disk.serial) : "";
+        }},
+    {"RO", "whether it is read-only", LEFT, 0,
+        [](DeviceRow const& row) { return yesNo(row.disk.readOnly); }},
+    {"LOG-SEC", "the logical sector size in bytes", RIGHT, 0,
+        [](DeviceRow const& row) { return numberText(row.disk.logicalSector); }},
+    {"PHY-SEC", "the physical sector size in bytes", RIGHT, 0,
+        [](DeviceRow const& row) { return numberText(row.disk.physicalSector); }},
+    {"MOUNTPOINTS", "the places where it is mounted; with --tree", LEFT, 0, mountPoints},
+    {"NOTE", "the numbers of notes", LEFT, 90, [](DeviceRow const& row) { return row.marks; }},
+};
+
+/** The lines that lead from the devices above to this one. */
+std::string branches(DeviceNode const& node)
+{
+    if (node.depth == 0)
+        return "";
+    bool const utf8 = localeIsUtf8();
+    std::string text;
+    for (bool const last : node.lastAbove)
+        text += last ? "  " : (utf8 ? "\xE2\x94\x82 " : "| "); // U+2502
+    // U+2514 and U+251C, each with U+2500.
+    if (node.last)
+        return text + (utf8 ? "\xE2\x94\x94\xE2\x94\x80" : "`-");
+    return text + (utf8 ? "\xE2\x94\x9C\xE2\x94\x80" : "|-");
+}
+
+class DiskTable : public SubjectTable {
+public:
+    void check(std::string const& columns) const override
+    {
+        (void)chosenColumns(DEVICE_COLUMNS, columns);
+    }
+
+    TextTable columns() const override { return columnList(DEVICE_COLUMNS); }
+
+    TextTable table(TableRequest const& request) const override
+    {
+        // The names of encrypted devices are often UUIDs.
+        constexpr size_t ENOUGH_OF_A_NAME = 30;
+        bool const tree = request.options.diskTree;
+        return tableOf(tree ? treeRows(request) : diskRows(request),
+            chosenColumns(DEVICE_COLUMNS, request.options.columns,
+                tree ? "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE" : ""),
+            ENOUGH_OF_A_NAME);
+    }
+
+private:
+    static std::vector<DeviceRow> treeRows(TableRequest const& request)
+    {
+        std::vector<DeviceRow> rows;
+        for (DeviceNode const& node : deviceTree(*request.machine.disks))
+            rows.push_back(
+                {request.row(Subject::DISKS, node.disk->name), *node.disk, branches(node)});
+        return rows;
+    }
+
+    /** The disks first. */
+    static std::vector<DeviceRow> diskRows(TableRequest const& request)
+    {
+        std::vector<DeviceRow> rows;
+        for (bool const physical : {true, false})
+            for (Disk const& disk : *request.machine.disks)
+                if (disk.isPhysical() == physical && disk.parent.empty() && disk.type != Disk::LOOP)
+                    rows.push_back({request.row(Subject::DISKS, disk.name), disk, ""});
+        return rows;
+    }
+};
+
+}
+
+SubjectTable const& diskTable()
+{
+    static DiskTable const table;
+    return table;
+}
+
+}

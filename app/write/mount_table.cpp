@@ -1,0 +1,111 @@
+#include "app/write/ColumnTable.h"
+
+namespace app {
+
+namespace {
+
+constexpr auto LEFT = TextTable::LEFT;
+constexpr auto RIGHT = TextTable::RIGHT;
+constexpr auto ALWAYS = TextTable::ALWAYS;
+
+struct MountRow : RowContext {
+    Mount const& mount;
+};
+
+std::optional<uint64_t> usedInodes(Mount const& mount)
+{
+    return mount.inodes && mount.freeInodes && *mount.freeInodes <= *mount.inodes
+        ? std::optional(*mount.inodes - *mount.freeInodes)
+        : std::nullopt;
+}
+
+constexpr ColumnOf<MountRow> MOUNT_COLUMNS[] = {
+    {"MOUNTPOINT", "the place where it is mounted", LEFT, ALWAYS,
+        [](MountRow const& row) { return row.mount.mountPoint; }},
+    {"SOURCE", "the device or the server's share", LEFT, 40,
+        [](MountRow const& row) { return row.mount.source; }},
+    {"TYPE", "the filesystem", LEFT, 60, [](MountRow const& row) { return row.mount.filesystem; }},
+    {"MODE", "ro or rw", LEFT, 30,
+        [](MountRow const& row) { return std::string(row.mount.readOnly ? "ro" : "rw"); }},
+    {"SIZE", "the size", RIGHT, 90,
+        [](MountRow const& row) { return sizeText(row.mount.size, row.unit); }},
+    {"USED", "the space in use", RIGHT, 70,
+        [](MountRow const& row) { return sizeText(row.mount.used, row.unit); }},
+    {"AVAIL", "the space that is left to ordinary users", RIGHT, 80,
+        [](MountRow const& row) { return sizeText(row.mount.available, row.unit); }},
+    {"USE", "the share of the space in use", RIGHT, 95,
+        [](MountRow const& row) { return percentText(row.mount.usedPercent()); }},
+    {"", "", LEFT, 10,
+        [](MountRow const& row) { return row.isTerminal ? barText(row.mount.usedPercent()) : ""; }},
+    {"INODES", "the number of inodes", RIGHT, 0,
+        [](MountRow const& row) { return numberText(row.mount.inodes); }},
+    {"IUSE", "the share of inodes in use", RIGHT, 0,
+        [](MountRow const& row) {
+            return percentText(percentOf(usedInodes(row.mount), row.mount.inodes));
+        }},
+    {"DISKS", "the physical disks beneath", LEFT, 50,
+        [](MountRow const& row) {
+            return row.mount.disks.empty() ? (row.mount.network ? "none" : UNKNOWN)
+                                           : joined(row.mount.disks);
+        }},
+    {"NOTE", "the numbers of notes", LEFT, 92, [](MountRow const& row) { return row.marks; }},
+};
+
+/** A line for each filesystem that is mounted several times. */
+std::string furtherPlaces(std::vector<Mount> const& mounts, Layout const& layout)
+{
+    constexpr size_t MOST_PLACES = 10;
+    std::string text;
+    for (Mount const& mount : mounts) {
+        std::vector<std::string> places;
+        for (Mount const& other : mounts)
+            if (other.sameAs == mount.mountPoint && mount.sameAs.empty())
+                places.push_back(other.mountPoint);
+        if (places.empty())
+            continue;
+        std::string more;
+        if (layout.isTerminal() && places.size() > MOST_PLACES) {
+            more = " and on " + std::to_string(places.size() - MOST_PLACES) + " more";
+            places.resize(MOST_PLACES);
+        }
+        std::string const line =
+            printable(mount.mountPoint + " is also mounted on " + joined(places)) + more + ".";
+        for (std::string const& part : wrapped(line, layout, 0, 2))
+            text += part + "\n";
+    }
+    return text;
+}
+
+class MountTable : public SubjectTable {
+public:
+    void check(std::string const& columns) const override
+    {
+        (void)chosenColumns(MOUNT_COLUMNS, columns);
+    }
+
+    TextTable columns() const override { return columnList(MOUNT_COLUMNS); }
+
+    TextTable table(TableRequest const& request) const override
+    {
+        std::vector<MountRow> rows;
+        for (Mount const& mount : *request.machine.mounts)
+            if (mount.sameAs.empty())
+                rows.push_back({request.row(Subject::MOUNTS, mount.mountPoint), mount});
+        return tableOf(rows, chosenColumns(MOUNT_COLUMNS, request.options.columns));
+    }
+
+    std::string details(TableRequest const& request) const override
+    {
+        return furtherPlaces(*request.machine.mounts, request.options.layout);
+    }
+};
+
+}
+
+SubjectTable const& mountTable()
+{
+    static MountTable const table;
+    return table;
+}
+
+}
