@@ -146,6 +146,9 @@ void checkCombinations(CommandLine const& line)
         throw UsageError("--output has no use with --watch, which writes as it goes");
     if (line.watchInterval && line.timing)
         throw UsageError("--timing has no use with --watch");
+    bool const hasColumns = line.listColumns || !line.table.columns.empty();
+    if (hasColumns && line.output == CommandLine::JSON)
+        throw UsageError("--json has all facts: leave out -o and --list-columns");
 }
 
 }
@@ -182,7 +185,8 @@ CommandLine readCommandLine(int argc, char const* const* argv)
         line.text = describeCommandLine(VERSION);
     if (line.subjects.empty())
         commandRows().front().choose(line);
-    if (line.table.diskTree)
+    bool const disksAlone = line.subjects == Subjects{Subject::DISKS};
+    if (disksAlone && showsMountPoints(line.table))
         line.subjects.insert(Subject::MOUNTS);
     checkCombinations(line);
     return line;

@@ -17,13 +17,18 @@ template <class Row> struct ColumnOf {
     TextTable::Alignment alignment;
     unsigned importance; ///< See `TextTable`; 0 for a column that is shown only where it is named.
     std::string (*text)(Row const& row);
+    size_t enough = 0; ///< See `TextTable::Column`.
 };
 
 /** Of a column that one table shows always, and others only where it is named. */
 inline constexpr unsigned USUAL_IMPORTANCE = 100;
 
-/** @return the words between commas, in capital letters. */
+/** @return the names between commas in capital letters, without the blanks around them and without
+ * the list's '+'. */
 std::vector<std::string> columnNames(std::string const& list);
+
+/** @return whether the list begins with '+'. */
+bool isAddition(std::string const& list);
 
 /**
  * The columns that the reader wants.
@@ -43,7 +48,7 @@ template <class Row, size_t COUNT> std::vector<ColumnOf<Row>> chosenColumns(
         return *column;
     };
     std::vector<ColumnOf<Row>> chosen;
-    bool const added = choice.rfind('+', 0) == 0;
+    bool const added = isAddition(choice);
     if (choice.empty() || added) {
         for (std::string const& name : columnNames(usual)) {
             chosen.push_back(find(name));
@@ -54,24 +59,24 @@ template <class Row, size_t COUNT> std::vector<ColumnOf<Row>> chosenColumns(
             std::copy_if(std::begin(all), std::end(all), std::back_inserter(chosen),
                 [](ColumnOf<Row> const& column) { return column.importance > 0; });
     }
-    for (std::string const& name : columnNames(added ? choice.substr(1) : choice)) {
-        chosen.push_back(find(name));
+    for (std::string const& name : columnNames(choice)) {
+        auto const usualOne = std::find_if(chosen.begin(), chosen.end(),
+            [&name](ColumnOf<Row> const& column) { return name == column.name; });
+        ColumnOf<Row>& column =
+            added && usualOne != chosen.end() ? *usualOne : chosen.emplace_back(find(name));
         // The reader has asked for it.
-        chosen.back().importance = TextTable::ALWAYS;
+        column.importance = TextTable::ALWAYS;
     }
     return chosen;
 }
 
-/** @param enough see `TextTable::Column`. */
-template <class Row> TextTable tableOf(
-    std::vector<Row> const& rows, std::vector<ColumnOf<Row>> const& columns, size_t enough = 0)
+template <class Row>
+TextTable tableOf(std::vector<Row> const& rows, std::vector<ColumnOf<Row>> const& columns)
 {
     std::vector<TextTable::Column> headings;
     headings.reserve(columns.size());
     for (auto const& column : columns)
-        headings.push_back({column.name, column.alignment, column.importance});
-    if (!headings.empty())
-        headings.front().enough = enough;
+        headings.push_back({column.name, column.alignment, column.importance, column.enough});
     TextTable table(std::move(headings));
     for (Row const& row : rows) {
         std::vector<std::string> cells;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
 #include <utility>
 
 namespace app {
@@ -12,8 +13,26 @@ namespace {
 
 constexpr size_t GAP = 2;
 
-/** The first column is never cut below this. */
+/** No cell is cut below this. */
 constexpr size_t SMALLEST_CELL = 8;
+
+/** @return the value in lines behind its label; below it where one of the words has no room there.
+ * @param first, others the columns before the value, in the label's line and in further ones. */
+std::vector<std::string> labelled(std::string const& label, std::string const& value,
+    Layout const& layout, size_t first, size_t others)
+{
+    std::vector<std::string> lines = wrapped(value, layout, first, others);
+    bool const isTooWide = layout.isTerminal()
+        && std::any_of(lines.begin(), lines.end(),
+            [&layout](std::string const& line) { return displayWidth(line) > layout.columns; });
+    if (isTooWide && !label.empty())
+        lines = wrapped(value, layout, GAP, GAP);
+    if (lines.empty() || (isTooWide && !label.empty()))
+        lines.insert(lines.begin(), label);
+    else
+        lines.front().replace(0, label.size(), label);
+    return lines;
+}
 
 size_t widthOf(std::vector<size_t> const& widths)
 {
@@ -35,49 +54,101 @@ void TextTable::addRow(std::vector<std::string> cells)
     m_rows.push_back(std::move(cells));
 }
 
+size_t TextTable::naturalWidth(size_t column, bool headings) const
+{
+    size_t width = headings ? displayWidth(m_columns[column].heading) : 0;
+    for (Row const& row : m_rows)
+        width = std::max(width, displayWidth(row[column]));
+    return width;
+}
+
 TextTable::Fit TextTable::fit(Layout const& layout) const
 {
     Fit fit;
     for (size_t column = 0; column < m_columns.size(); ++column) {
-        size_t width = layout.headings ? displayWidth(m_columns[column].heading) : 0;
-        for (Row const& row : m_rows)
-            width = std::max(width, displayWidth(row[column]));
         fit.columns.push_back(column);
-        fit.widths.push_back(width);
+        fit.widths.push_back(naturalWidth(column, layout.headings));
     }
     if (!layout.isTerminal())
         return fit;
-    size_t const enough = m_columns[0].enough;
-    if (enough > 0 && widthOf(fit.widths) > layout.columns && fit.widths[0] > enough) {
-        size_t const surplus = widthOf(fit.widths) - layout.columns;
-        fit.widths[0] = std::max(enough, fit.widths[0] - std::min(fit.widths[0], surplus));
-        fit.cut = true;
-    }
+    leaveOut(fit, layout.columns);
+    std::vector<size_t> const natural = fit.widths;
+    shrink(fit, layout.columns, [this](size_t column, size_t width) {
+        size_t const enough = m_columns[column].enough;
+        return enough > 0 ? enough : width;
+    });
+    bool const alone = fit.columns.size() == 1;
+    shrink(fit, layout.columns, [this, alone](size_t column, size_t width) {
+        if (m_columns[column].alignment != LEFT)
+            return width;
+        return alone ? SMALLEST_CELL
+                     : std::max(SMALLEST_CELL, displayWidth(m_columns[column].heading));
+    });
+    for (size_t i = 0; i < fit.columns.size(); ++i)
+        if (fit.widths[i] < natural[i])
+            fit.cut.push_back(m_columns[fit.columns[i]].heading);
+    fit.fits = widthOf(fit.widths) <= layout.columns;
+    return fit;
+}
+
+void TextTable::leaveOut(Fit& fit, size_t width) const
+{
+    auto const needed = [&] {
+        std::vector<size_t> widths = fit.widths;
+        for (size_t i = 0; i < widths.size(); ++i)
+            if (size_t const enough = m_columns[fit.columns[i]].enough)
+                widths[i] = std::min(widths[i], enough);
+        return widthOf(widths);
+    };
     auto const importance = [this](size_t column) { return m_columns[column].importance; };
-    while (widthOf(fit.widths) > layout.columns) {
+    while (needed() > width) {
         // Of several columns of the same importance the last one goes first.
         auto const least = std::min_element(fit.columns.rbegin(), fit.columns.rend(),
             [&](size_t one, size_t two) { return importance(one) < importance(two); });
         if (importance(*least) == ALWAYS)
-            break;
+            return;
         auto const place = fit.columns.rend() - least - 1;
         if (!m_columns[*least].heading.empty())
             fit.leftOut.insert(fit.leftOut.begin(), m_columns[*least].heading);
         fit.columns.erase(fit.columns.begin() + place);
         fit.widths.erase(fit.widths.begin() + place);
     }
-    size_t const width = widthOf(fit.widths);
-    if (width > layout.columns && !fit.widths.empty()) {
-        size_t const others = width - fit.widths[0];
-        fit.widths[0] = std::max(SMALLEST_CELL, layout.columns - std::min(layout.columns, others));
-        fit.cut = true;
+}
+
+void TextTable::shrink(
+    Fit& fit, size_t width, std::function<size_t(size_t column, size_t width)> const& smallest)
+{
+    while (widthOf(fit.widths) > width) {
+        std::optional<size_t> widest;
+        for (size_t i = 0; i < fit.columns.size(); ++i)
+            if (fit.widths[i] > smallest(fit.columns[i], fit.widths[i])
+                && (!widest || fit.widths[i] > fit.widths[*widest]))
+                widest = i;
+        if (!widest)
+            return;
+        --fit.widths[*widest];
     }
-    return fit;
 }
 
 std::string TextTable::text(Layout const& layout) const
 {
-    Fit const fit = this->fit(layout);
+    Fit fit = this->fit(layout);
+    std::string lines =
+        fit.fits || fit.columns.size() == 1 ? table(layout, fit) : blocks(layout, fit);
+    if (!layout.headings)
+        return lines;
+    std::string note;
+    if (!fit.leftOut.empty())
+        note = "Left out: " + joined(fit.leftOut) + ".";
+    if (!fit.cut.empty())
+        note += std::string(note.empty() ? "" : " ") + "Cut: " + joined(fit.cut) + ".";
+    for (std::string const& part : wrapped(note, layout, 0, 0))
+        lines += part + "\n";
+    return lines;
+}
+
+std::string TextTable::table(Layout const& layout, Fit const& fit) const
+{
     std::string lines;
     if (layout.headings) {
         Row headings;
@@ -87,15 +158,36 @@ std::string TextTable::text(Layout const& layout) const
     }
     for (Row const& row : m_rows)
         lines += line(row, fit) + "\n";
-    if (!layout.headings)
-        return lines;
-    std::string note;
-    if (!fit.leftOut.empty())
-        note = "Left out: " + joined(fit.leftOut) + ".";
-    if (fit.cut)
-        note += std::string(note.empty() ? "" : " ") + "Names are cut.";
-    for (std::string const& part : wrapped(note, layout, 0, 0))
-        lines += part + "\n";
+    return lines;
+}
+
+std::string TextTable::blocks(Layout const& layout, Fit& fit) const
+{
+    std::string lines;
+    fit.cut.clear();
+    for (Row const& row : m_rows) {
+        // A row without a first cell goes on with the facts of the one above.
+        if (!lines.empty() && !row[fit.columns.front()].empty())
+            lines += "\n";
+        for (size_t const column : fit.columns) {
+            std::string const& heading = m_columns[column].heading;
+            if (heading.empty() || row[column].empty())
+                continue;
+            std::string const label = layout.headings ? heading + ":" : "";
+            size_t const first = label.empty() ? 0 : displayWidth(label) + 1;
+            for (std::string const& part : labelled(label, row[column], layout, first, GAP)) {
+                std::string const shown = shortened(part, layout.columns);
+                bool const isNew =
+                    std::find(fit.cut.begin(), fit.cut.end(), heading) == fit.cut.end();
+                if (shown != part && isNew)
+                    fit.cut.push_back(heading);
+                bool const named = !label.empty() && shown.rfind(label, 0) == 0;
+                size_t const end = named ? label.size() : 0;
+                lines += colored(shown.substr(0, end), Color::BOLD, layout.colors)
+                    + shown.substr(end) + "\n";
+            }
+        }
+    }
     return lines;
 }
 
@@ -144,12 +236,7 @@ std::string FactList::text(Layout const& layout) const
         bool const heading = &label == &m_facts.front().first;
         if (heading && !layout.headings)
             continue;
-        std::vector<std::string> values = wrapped(value, layout, width, width);
-        if (values.empty())
-            values.push_back(label);
-        else
-            values[0].replace(0, label.size(), label);
-        for (std::string const& line : values)
+        for (std::string const& line : labelled(label, value, layout, width, width))
             lines += colored(line, Color::BOLD, heading && layout.colors) + "\n";
     }
     return lines;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,19 +19,24 @@ struct Layout {
 /**
  * A table with columns as wide as their widest cell, two blanks between them and a heading line.
  *
- * Where it is wider than the terminal, the least important columns are left out; a line below the
- * table names them. If the rest is still too wide, the first column's cells are cut; they are cut
- * before where the first column says so.
+ * Where it is wider than the terminal, cells are cut that say so, and then the least important
+ * columns are left out. If the rest is still too wide, all columns of words are cut, the widest
+ * first. If even that is too wide, each row is a block of lines, one a column. A line below the
+ * table names the columns that are left out or cut.
  */
 class TextTable {
 public:
-    enum Alignment { LEFT, RIGHT };
+    enum Alignment {
+        LEFT,
+        RIGHT, ///< Numbers, which are never cut.
+        WHOLE ///< At the left, and never cut: a part of an address is misleading.
+    };
 
     struct Column {
         std::string heading;
         Alignment alignment = LEFT;
         unsigned importance = ALWAYS; ///< The column with the lowest number is left out first.
-        size_t enough = 0; ///< Columns to which the first one is cut before others are left out.
+        size_t enough = 0; ///< Columns to which it is cut before any is left out; 0 for no cut.
     };
 
     /** The importance of a column that is never left out. */
@@ -58,10 +64,24 @@ private:
         std::vector<size_t> columns;
         std::vector<size_t> widths;
         std::vector<std::string> leftOut;
-        bool cut = false;
+        std::vector<std::string> cut;
+        bool fits = true;
     };
 
+    size_t naturalWidth(size_t column, bool headings) const;
     Fit fit(Layout const& layout) const;
+    void leaveOut(Fit& fit, size_t width) const;
+
+    /** Takes from the widest columns. @param smallest returns the width below which a column is not
+     * cut. */
+    static void shrink(
+        Fit& fit, size_t width, std::function<size_t(size_t column, size_t width)> const& smallest);
+
+    std::string table(Layout const& layout, Fit const& fit) const;
+
+    /** The rows as "COLUMN: value" lines. @param fit receives the columns that are cut there. */
+    std::string blocks(Layout const& layout, Fit& fit) const;
+
     std::string line(Row const& row, Fit const& fit) const;
 
     std::vector<Column> m_columns;

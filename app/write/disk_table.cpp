@@ -7,7 +7,13 @@ namespace {
 
 constexpr auto LEFT = TextTable::LEFT;
 constexpr auto RIGHT = TextTable::RIGHT;
+constexpr auto WHOLE = TextTable::WHOLE;
 constexpr auto ALWAYS = TextTable::ALWAYS;
+
+/** The names of encrypted devices are often UUIDs, which would leave no room for other columns. */
+constexpr size_t ENOUGH_OF_A_NAME = 15;
+constexpr size_t ENOUGH_OF_A_MODEL = 12;
+constexpr size_t ENOUGH_OF_A_MOUNT_POINT = 11;
 
 std::string yesNo(std::optional<bool> flag)
 {
@@ -30,17 +36,21 @@ std::string mountPoints(DeviceRow const& row)
     return joined(places);
 }
 
+/** The devices beneath, by the names that the first column has for them. */
 std::string slavesText(DeviceRow const& row)
 {
     std::vector<std::string> names = row.disk.slaves;
     if (!row.disk.parent.empty())
         names.push_back(row.disk.parent);
+    for (std::string& name : names)
+        if (Disk const* const disk = findDisk(*row.machine.disks, name))
+            name = disk->label;
     return joined(names);
 }
 
 constexpr ColumnOf<DeviceRow> DEVICE_COLUMNS[] = {
     {"NAME", "the device's name; in /dev/mapper or /dev/md where it has one", LEFT, ALWAYS,
-        [](DeviceRow const& row) { return row.prefix + row.disk.label; }},
+        [](DeviceRow const& row) { return row.prefix + row.disk.label; }, ENOUGH_OF_A_NAME},
     {"KNAME", "the kernel's name", LEFT, 0, [](DeviceRow const& row) { return row.disk.name; }},
     {"DEV", "major and minor number", LEFT, 0,
         [](DeviceRow const& row) { return row.disk.device; }},
@@ -62,12 +72,11 @@ constexpr ColumnOf<DeviceRow> DEVICE_COLUMNS[] = {
                 ? std::to_string(partitionsOf(*row.machine.disks, row.disk))
                 : "";
         }},
-    {"ON", "the devices that it lies on", LEFT, 35, slavesText},
     {"MODEL", "the model", LEFT, 50,
-        [](DeviceRow const& row) {
-            return row.disk.isPhysical() ? knownText(row.disk.model) : "";
-        }},
-    {"SERIAL", "the serial number", LEFT, 0,
+        [](DeviceRow const& row) { return row.disk.isPhysical() ? knownText(row.disk.model) : ""; },
+        ENOUGH_OF_A_MODEL},
+    {"ON", "the devices that it lies on", LEFT, 35, slavesText},
+    {"SERIAL", "the serial number", WHOLE, 0,
         [](DeviceRow const& row) {
             return row.disk.isPhysical() ? knownText(row.disk.serial) : "";
         }},
@@ -77,7 +86,8 @@ constexpr ColumnOf<DeviceRow> DEVICE_COLUMNS[] = {
         [](DeviceRow const& row) { return numberText(row.disk.logicalSector); }},
     {"PHY-SEC", "the physical sector size in bytes", RIGHT, 0,
         [](DeviceRow const& row) { return numberText(row.disk.physicalSector); }},
-    {"MOUNTPOINTS", "the places where it is mounted; with --tree", LEFT, 0, mountPoints},
+    {"MOUNTPOINTS", "the places where it is mounted", LEFT, 0, mountPoints,
+        ENOUGH_OF_A_MOUNT_POINT},
     {"NOTE", "the numbers of notes", LEFT, 90, [](DeviceRow const& row) { return row.marks; }},
 };
 
@@ -107,13 +117,10 @@ public:
 
     TextTable table(TableRequest const& request) const override
     {
-        // The names of encrypted devices are often UUIDs.
-        constexpr size_t ENOUGH_OF_A_NAME = 30;
         bool const tree = request.options.diskTree;
         return tableOf(tree ? treeRows(request) : diskRows(request),
             chosenColumns(DEVICE_COLUMNS, request.options.columns,
-                tree ? "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE" : ""),
-            ENOUGH_OF_A_NAME);
+                tree ? "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE" : ""));
     }
 
 private:

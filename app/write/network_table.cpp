@@ -6,6 +6,7 @@ namespace {
 
 constexpr auto LEFT = TextTable::LEFT;
 constexpr auto RIGHT = TextTable::RIGHT;
+constexpr auto WHOLE = TextTable::WHOLE;
 constexpr auto ALWAYS = TextTable::ALWAYS;
 
 struct AdapterRow : RowContext {
@@ -34,7 +35,7 @@ constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
         [](AdapterRow const& row) { return onceOnly(row, knownText(row.adapter.kind)); }},
     {"STATE", "up, down or no carrier", LEFT, 80,
         [](AdapterRow const& row) { return onceOnly(row, knownText(row.adapter.state)); }},
-    {"ADDRESS", "an address with its prefix length", LEFT, ALWAYS,
+    {"ADDRESS", "an address with its prefix length", WHOLE, ALWAYS,
         [](AdapterRow const& row) {
             if (!row.address)
                 return std::string("none");
@@ -43,7 +44,7 @@ constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
         }},
     {"SCOPE", "the address's scope: host, link, site or global", LEFT, 30,
         [](AdapterRow const& row) { return row.address ? row.address->scope : ""; }},
-    {"MAC", "the hardware address", LEFT, 50,
+    {"MAC", "the hardware address", WHOLE, 50,
         [](AdapterRow const& row) {
             return onceOnly(
                 row, row.adapter.mac.value_or(row.adapter.macIsUnknown ? UNKNOWN : "none"));
@@ -52,7 +53,7 @@ constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
         [](AdapterRow const& row) { return onceOnly(row, numberText(row.adapter.speedMbit)); }},
     {"MTU", "the largest packet in bytes", RIGHT, 20,
         [](AdapterRow const& row) { return onceOnly(row, numberText(row.adapter.mtu)); }},
-    {"GATEWAY", "the gateways of default routes", LEFT, 60,
+    {"GATEWAY", "the gateways of default routes", WHOLE, 60,
         [](AdapterRow const& row) { return onceOnly(row, gatewaysText(row.adapter)); }},
     {"NOTE", "the numbers of notes", LEFT, 90,
         [](AdapterRow const& row) { return onceOnly(row, row.marks); }},

@@ -1,11 +1,12 @@
 #include "app/write/table.h"
 
-#include "app/write/SubjectTable.h"
+#include "app/write/ColumnTable.h"
 #include "app/write/display.h"
 #include "app/write/names.h"
 #include "app/write/notes.h"
 #include "app/write/recovery_line.h"
 
+#include <algorithm>
 #include <sstream>
 #include <vector>
 
@@ -35,7 +36,8 @@ public:
             writeMemory(*m_machine.memory);
         if (m_machine.disks && m_machine.wasAskedFor(Subject::DISKS))
             write(Subject::DISKS);
-        if (m_machine.mounts && !m_options.diskTree)
+        bool const forDisks = m_machine.wasAskedFor(Subject::DISKS) && showsMountPoints(m_options);
+        if (m_machine.mounts && !forDisks)
             write(Subject::MOUNTS);
         if (m_machine.networks)
             write(Subject::NETWORKS);
@@ -205,6 +207,12 @@ SubjectTable const* subjectTable(Subject subject)
 void writeTables(Machine const& machine, TableOptions const& options, std::ostream& out)
 {
     TableWriter(machine, options, out).write();
+}
+
+bool showsMountPoints(TableOptions const& options)
+{
+    std::vector<std::string> const names = columnNames(options.columns);
+    return options.diskTree || std::count(names.begin(), names.end(), "MOUNTPOINTS") > 0;
 }
 
 void checkColumns(Subjects const& subjects, std::string const& columns)

@@ -31,6 +31,9 @@ public:
  */
 void writeTables(Machine const& machine, TableOptions const& options, std::ostream& out);
 
+/** @return whether the disks' table shows mount points: the mounts have to be read for it too. */
+bool showsMountPoints(TableOptions const& options);
+
 /** @throws ColumnError where one of the columns is unknown to the subject's table. */
 void checkColumns(Subjects const& subjects, std::string const& columns);
 

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using app::FactList;
 using app::Layout;
 using app::TextTable;
 using app::wrapped;
@@ -100,22 +101,38 @@ TEST(TextTable, cutsTheFirstColumnWhereNoOtherIsLeft)
         "a-name-of-16-c~\n"
         "Left out: BBBB,\n"
         "CCCC, DDDD.\n"
-        "Names are cut.\n");
+        "Cut: NAME.\n");
     EXPECT_EQ(wideTable().rows(terminal(2)), std::vector<std::string>{"a-name-~"})
         << "a name keeps eight columns";
 }
 
-TEST(TextTable, cutsTheFirstColumnBeforeItLeavesOutOthersWhereItSaysSo)
+TEST(TextTable, cutsAColumnThatSaysSoBeforeItLeavesOutOthers)
 {
     EXPECT_EQ(wideTable(10).text(terminal(30)),
         "NAME          BBBB  CCCC  DDDD\n"
         "a-name-of-1~     1  2     3\n"
-        "Names are cut.\n");
+        "Cut: NAME.\n");
     EXPECT_EQ(wideTable(10).text(terminal(27)),
-        "NAME        BBBB  CCCC\n"
-        "a-name-of~     1  2\n"
-        "Left out: DDDD. Names are\n"
-        "cut.\n");
+        "NAME             BBBB  CCCC\n"
+        "a-name-of-16-c~     1  2\n"
+        "Left out: DDDD. Cut: NAME.\n")
+        << "no more than the rest needs";
+
+    TextTable table({{"NAME", TextTable::LEFT, TextTable::ALWAYS, 10}, {"SOURCE"}});
+    table.addRow({"a-name-of-16-col", "a-source-of-18-col"});
+    EXPECT_EQ(table.rows(terminal(30)).front(), "a-name-of~  a-source-of-18-col")
+        << "before others are cut";
+}
+
+TEST(TextTable, cutsTheWidestOfTheColumnsThatStay)
+{
+    TextTable table({{"NAME"}, {"SIZE", TextTable::RIGHT}, {"MODEL"}});
+    table.addRow({"a-name-of-16-col", "1000000000", "a-model-of-17-col"});
+
+    EXPECT_EQ(table.text(terminal(40)),
+        "NAME                 SIZE  MODEL\n"
+        "a-name-of-16~  1000000000  a-model-of-1~\n"
+        "Cut: NAME, MODEL.\n");
 }
 
 TEST(TextTable, givesOnlyRowsWithoutHeadings)
@@ -131,6 +148,53 @@ TEST(TextTable, doesNotNameAColumnThatHasNoHeading)
     table.addRow({"sda", "##########"});
 
     EXPECT_EQ(table.text(terminal(10)), "NAME\nsda\n");
+}
+
+TEST(TextTable, isABlockARowWhereTheColumnsThatStayAreTooMany)
+{
+    TextTable table({{"NAME"}, {"ADDRESS", TextTable::WHOLE}, {"TYPE", TextTable::LEFT, 10}, {""}});
+    table.addRow({"eth0", "192.0.2.1/24", "x", ""});
+    table.addRow({"", "2001:db8:0:1::1/64", "x"});
+    table.addRow({"lo", "none", "x"});
+
+    EXPECT_EQ(table.text(terminal(20)),
+        "NAME: eth0\n"
+        "ADDRESS:\n"
+        "  192.0.2.1/24\n"
+        "ADDRESS:\n"
+        "  2001:db8:0:1::1/64\n"
+        "\n"
+        "NAME: lo\n"
+        "ADDRESS: none\n"
+        "Left out: TYPE.\n")
+        << "a row without a name belongs to the one above";
+    EXPECT_EQ(table.text(terminal(12)),
+        "NAME: eth0\n"
+        "ADDRESS:\n"
+        "  192.0.2.1~\n"
+        "ADDRESS:\n"
+        "  2001:db8:~\n"
+        "\n"
+        "NAME: lo\n"
+        "ADDRESS:\n"
+        "  none\n"
+        "Left out:\n"
+        "TYPE. Cut:\n"
+        "ADDRESS.\n");
+    EXPECT_EQ(
+        table.text(withoutHeadings(20)), "eth0\n192.0.2.1/24\n2001:db8:0:1::1/64\n\nlo\nnone\n");
+    EXPECT_EQ(table.text(terminal(26)).substr(0, 13), "NAME  ADDRESS") << "where it fits";
+}
+
+TEST(TextTable, colorsTheLabelsOfItsBlocks)
+{
+    Layout layout = terminal(16);
+    layout.colors = true;
+    TextTable table({{"NAME"}, {"MAC", TextTable::WHOLE}});
+    table.addRow({"eth0", "02:00:5e:10:00:01"});
+
+    EXPECT_EQ(table.text(layout),
+        "\x1B[1mNAME:\x1B[0m eth0\n\x1B[1mMAC:\x1B[0m\n  02:00:5e:10:0~\nCut: MAC.\n");
 }
 
 TEST(TextTable, colorsItsHeading)
@@ -149,6 +213,23 @@ TEST(TextTable, isNeverWiderThanTheTerminal)
     for (size_t columns = 10; columns <= 60; ++columns)
         for (std::string const& row : table.rows(terminal(columns)))
             EXPECT_LE(app::displayWidth(row), columns) << row;
+}
+
+TEST(FactList, putsAValueBelowItsLabelWhereAWordHasNoRoomBehindIt)
+{
+    FactList facts("SYSTEM");
+    facts.add("Host name", "vault1");
+    facts.add("Kernel", "5.14.0-427.el9");
+
+    EXPECT_EQ(facts.text(terminal(20)),
+        "SYSTEM\n"
+        "Host name  vault1\n"
+        "Kernel\n"
+        "  5.14.0-427.el9\n");
+    EXPECT_EQ(facts.text(terminal(25)),
+        "SYSTEM\n"
+        "Host name  vault1\n"
+        "Kernel     5.14.0-427.el9\n");
 }
 
 TEST(Wrapped, breaksAtBlanksAndIndentsTheOtherLines)
