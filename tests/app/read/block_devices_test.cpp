@@ -113,7 +113,7 @@ TEST(BlockDevices, areInTheKernelsOrderOfDisks)
     machine.folder("/sys/devices/virtual/block/dm-0/slaves/sdaa");
     machine.folder("/sys/devices/virtual/block/dm-0/slaves/sdb");
     blockDevice("virtual/block/dm-0", {{"size", "8"}});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     EXPECT_THAT(namesOf(disks), ElementsAre("dm-0", "sda", "sdb", "sdaa"));
     EXPECT_THAT(disks.at(0).slaves, ElementsAre("sdb", "sdaa"));
     EXPECT_THAT(app::disksBeneath(disks, "dm-0"), ElementsAre("sdb", "sdaa"));
@@ -126,7 +126,7 @@ TEST(BlockDevices, haveCachedAndReplicatedDisksThatLieOnOthers)
         machine.folder(std::string("/sys/devices/virtual/block/") + name + "/slaves/sda");
     }
     blockDevice("x/sda", {{"size", "8"}});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(namesOf(disks), ElementsAre("bcache0", "drbd1", "sda"));
     EXPECT_EQ(app::typeText(disks[0]), "bcache");
     EXPECT_EQ(app::typeText(disks[1]), "drbd");
@@ -140,7 +140,7 @@ TEST(BlockDevices, haveVirtualDisksOfTheNetwork)
     blockDevice("rbd/0/block/rbd0", {{"size", "8"}, {"queue/rotational", "0"}});
     blockDevice("virtual/block/nbd0", {{"size", "8"}, {"queue/rotational", "0"}});
     blockDevice("virtual/block/nbd1", {{"size", "0"}});
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(namesOf(disks), ElementsAre("nbd0", "rbd0"));
     EXPECT_EQ(disks[0].transport, "nbd");
     EXPECT_EQ(disks[1].transport, "rbd");
@@ -159,7 +159,7 @@ TEST(BlockDevices, haveTheLabelOfARaidInDevMd)
     machine.link("/dev/md/0", "../md0");
     machine.link("/dev/md/root", "../md127");
     machine.link("/dev/md/broken", "../md5");
-    auto const disks = readAll();
+    auto const disks = foundDisks();
     ASSERT_THAT(namesOf(disks), ElementsAre("md0", "md126", "md127"));
     EXPECT_EQ(disks[0].label, "md0") << "no name but a number";
     EXPECT_EQ(disks[1].label, "md126");

@@ -215,7 +215,7 @@ TEST(Adapters, haveNoFactsOfAnotherNetworkNamespace)
     writeFiles("/sys/class/net/lo", {{"ifindex", "1"}, {"mtu", "65536"}});
     writeFiles("/sys/class/net/eth0", {{"ifindex", "2"}, {"mtu", "9000"}, {"speed", "100"}});
     writeFiles("/sys/class/net/eth1", {{"ifindex", "3"}});
-    Networks const networks = readAll();
+    Networks const networks = foundNetworks();
     ASSERT_THAT(networks.adapters, SizeIs(2));
     EXPECT_EQ(networks.adapters[0].name, "eth0");
     EXPECT_EQ(networks.adapters[0].mtu, std::nullopt);
@@ -236,7 +236,7 @@ TEST(Adapters, areOfAnotherNamespaceWhereOnlySysfsListsOne)
     calls.addresses = {{"lo", UP | IFF_LOOPBACK, "00:00:00:00:00:00", 0, ARPHRD_LOOPBACK, 1}};
     writeFiles("/sys/class/net/lo", {{"ifindex", "1"}, {"mtu", "65536"}});
     writeFiles("/sys/class/net/eth0", {{"ifindex", "2"}});
-    Adapter const adapter = readOne();
+    Adapter const adapter = foundAdapter();
     EXPECT_EQ(adapter.name, "lo");
     EXPECT_EQ(adapter.mtu, std::nullopt);
 }
@@ -246,7 +246,7 @@ TEST(Adapters, haveTheFactsOfSysfsWhereItsNumbersAreTheSame)
     FakeCalls calls;
     calls.addresses = {{"eth0", UP, "00:0c:29:aa:bb:cc", 0, 1, 2}};
     writeFiles("/sys/class/net/eth0", {{"ifindex", "2"}, {"mtu", "9000"}});
-    EXPECT_EQ(readOne().mtu, 9000U);
+    EXPECT_EQ(foundAdapter().mtu, 9000U);
 }
 
 TEST(Adapters, haveAnUnknownMacWhereItCannotBeRead)
