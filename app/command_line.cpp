@@ -147,8 +147,12 @@ void checkCombinations(CommandLine const& line)
     if (line.watchInterval && line.timing)
         throw UsageError("--timing has no use with --watch");
     bool const hasColumns = line.listColumns || !line.table.columns.empty();
-    if (hasColumns && line.output == CommandLine::JSON)
-        throw UsageError("--json has all facts: leave out -o and --list-columns");
+    if (hasColumns && line.outputOption)
+        throw UsageError(
+            line.outputOption + std::string(" has all facts: leave out -o and --list-columns"));
+    bool const isForPeople = line.output != CommandLine::OPENMETRICS;
+    if (!isForPeople && (line.library || line.watchInterval))
+        throw UsageError(line.outputOption + std::string(" has no use with library or --watch"));
 }
 
 }

@@ -137,6 +137,11 @@ constexpr OptionRow OPTIONS[] = {
         [](CommandLine& line, std::string const&) {
             chooseOutput(line, CommandLine::JSON, "--json");
         }},
+    {"--openmetrics", "", EVERY, "Write metrics for monitoring. An unknown fact has none.", OTHER,
+        "",
+        [](CommandLine& line, std::string const&) {
+            chooseOutput(line, CommandLine::OPENMETRICS, "--openmetrics");
+        }},
     {"--output", "FILE", EVERY,
         "Write to FILE, as to a pipe. A regular file is replaced in one step, when the output is "
         "complete; a new one can be read by everybody. - is standard output.",

@@ -9,6 +9,7 @@
 #include "app/write/json.h"
 #include "app/write/library.h"
 #include "app/write/names.h"
+#include "app/write/openmetrics.h"
 #include "app/write/standard_streams.h"
 #include "app/write/summary.h"
 #include "app/write/table.h"
@@ -86,6 +87,8 @@ void writeOutput(Machine const& machine, CommandLine const& line, std::ostream& 
     table.layout = layoutOf(line);
     if (line.output == CommandLine::JSON)
         line.library ? writeLibraryJson(machine, out) : writeJson(machine, out);
+    else if (line.output == CommandLine::OPENMETRICS)
+        writeOpenMetrics(machine, out);
     else if (line.library)
         writeLibrary(machine, table.layout, out);
     else if (line.output == CommandLine::TABLES)

@@ -18,10 +18,10 @@ TEST(Program, helpNamesEveryCommandAndEveryExitStatus)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
     EXPECT_EQ(outcome.err, "");
-    for (char const* const expected :
-        {"system", "cpus", "memory", "disks", "mounts", "networks", "recovery", "library", "--json",
-            "--no-usage", "--no-headings", "--color", "--tool-limit", "--trace", "--version",
-            "\n   0  ", "\n   1  ", "\n   2  ", "\n  64  ", "\n  70  ", "\n  74  ", "\n 130  "})
+    for (char const* const expected : {"system", "cpus", "memory", "disks", "mounts", "networks",
+             "recovery", "library", "--json", "--openmetrics", "--no-usage", "--no-headings",
+             "--color", "--tool-limit", "--trace", "--version", "\n   0  ", "\n   1  ", "\n   2  ",
+             "\n  64  ", "\n  70  ", "\n  74  ", "\n 130  "})
         EXPECT_THAT(outcome.out, HasSubstr(expected));
 }
 
@@ -30,8 +30,9 @@ TEST(Program, helpOfACommandNamesItsOwnAndTheGeneralOptions)
     Outcome const outcome = Program({"cpus", "--help"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
-    for (char const* const expected : {"--json", "--no-usage", "--trace", "--columns",
-             "--list-columns", "--no-headings", "--color", "--tool-limit", "Exit status"})
+    for (char const* const expected :
+        {"--json", "--openmetrics", "--output", "--no-usage", "--trace", "--columns",
+            "--list-columns", "--no-headings", "--color", "--tool-limit", "Exit status"})
         EXPECT_THAT(outcome.out, HasSubstr(expected));
 }
 
