@@ -45,8 +45,8 @@ constexpr char const* COMMANDS[] = {
 constexpr char const* MACHINES[] = {
     "laptop", "server", "router", "guest", "old24", "old26", "broken"};
 
-/** The widths of terminals; a pipe and JSON have none. */
-constexpr char const* OUTPUTS[] = {"40.txt", "80.txt", "200.txt", "pipe.txt", "json"};
+/** The widths of terminals; a pipe, JSON and metrics have none. */
+constexpr char const* OUTPUTS[] = {"40.txt", "80.txt", "200.txt", "pipe.txt", "json", "prom"};
 
 /** Ends programs that hang; no measure of their speed. */
 constexpr std::chrono::seconds HANG_GUARD(60);
@@ -109,7 +109,8 @@ std::string commandLine(std::string const& command)
 /** The times that the queries took are of the machine that runs the tests. */
 std::string withoutDurations(std::string const& text)
 {
-    static std::regex const durations("(\"duration_seconds\": )[0-9.e-]+");
+    static std::regex const durations(
+        "(\"duration_seconds\": |query_duration_seconds\\{[^}]*\\} )[0-9.e-]+");
     return std::regex_replace(text, durations, "$010");
 }
 
@@ -192,6 +193,16 @@ protected:
         return all.dump(INDENTATION) + "\n";
     }
 
+    /** @return the metrics of the whole machine. */
+    std::string metrics()
+    {
+        m_file->build();
+        Running const running;
+        ProgramRun run({"--openmetrics"}, std::nullopt);
+        EXPECT_TRUE(ProgramRun::finish({&run}, HANG_GUARD)) << "hangs";
+        return run.output();
+    }
+
     std::unique_ptr<MachineFile> m_file;
 };
 
@@ -225,7 +236,9 @@ void compareLines(std::string const& recorded, std::string const& shown, std::st
 
 TEST_P(Machines, showTheRecordedScreens)
 {
-    std::string const shown = output() == "json" ? withoutDurations(documents()) : screens();
+    std::string const shown = output() == "json" ? withoutDurations(documents())
+        : output() == "prom"                     ? withoutDurations(metrics())
+                                                 : screens();
     RealRoot const root;
     std::string const file = name() + "." + output();
     if (std::getenv("DOVREL_UPDATE_SCREENS")) {
