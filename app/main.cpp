@@ -15,6 +15,7 @@
 #include "app/write/table.h"
 #include "app/write/timing.h"
 
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
@@ -81,6 +82,20 @@ Layout layoutOf(CommandLine const& line)
     return layout;
 }
 
+/** Appends a line with what else there is, on a terminal where the screen has room for it. */
+void writeFurther(std::string const& summary, Layout const& layout, std::ostream& out)
+{
+    constexpr size_t SCREEN_LINES = 24;
+    if (!layout.isTerminal() || !layout.headings)
+        return;
+    auto const further =
+        wrapped("More: dovrel-sysinfo all, disks --tree, library, --help", layout, 0, 6);
+    auto const lines = static_cast<size_t>(std::count(summary.begin(), summary.end(), '\n'));
+    if (lines + further.size() <= SCREEN_LINES)
+        for (std::string const& line : further)
+            out << colored(line, Color::FAINT, layout.colors) << '\n';
+}
+
 void writeOutput(Machine const& machine, CommandLine const& line, std::ostream& out)
 {
     TableOptions table = line.table;
@@ -93,8 +108,12 @@ void writeOutput(Machine const& machine, CommandLine const& line, std::ostream& 
         writeLibrary(machine, table.layout, out);
     else if (line.output == CommandLine::TABLES)
         writeTables(machine, table, out);
-    else
-        writeSummary(machine, table.layout, out);
+    else {
+        std::ostringstream summary;
+        writeSummary(machine, table.layout, summary);
+        out << summary.str();
+        writeFurther(summary.str(), table.layout, out);
+    }
 }
 
 /** The place that the output goes to when it is complete. */

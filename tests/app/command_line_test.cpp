@@ -1,5 +1,6 @@
 #include "app/exit_status.h"
 #include "tests/app/Program.h"
+#include "tests/app/WatchedProgram.h"
 #include "tests/app/WholeMachine.h"
 
 #include <gmock/gmock.h>
@@ -13,6 +14,7 @@
 using app_test::linesOf;
 using app_test::Outcome;
 using app_test::Program;
+using app_test::WatchedProgram;
 using app_test::WholeMachine;
 using testing::HasSubstr;
 using testing::Not;
@@ -65,6 +67,24 @@ TEST(CommandLine, writesTheSameJsonForAllAsForTheSummary)
     };
 
     EXPECT_EQ(keysOf({"all", "--json", "--no-usage"}), keysOf({"--json", "--no-usage"}));
+}
+
+TEST(CommandLine, namesFurtherCommandsBelowTheSummaryOnATerminalAlone)
+{
+    WholeMachine const machine;
+    std::string const further = "More: dovrel-sysinfo all, disks --tree, library, --help";
+    constexpr unsigned short COLUMNS = 80;
+    auto const lastLine = [&](std::vector<std::string> const& arguments) {
+        WatchedProgram run(machine.program(arguments), COLUMNS);
+        EXPECT_EQ(run.waitForEnd(), app::EXIT_STATUS_OK);
+        auto const rows = app_test::screenAfter(run.output(), COLUMNS);
+        EXPECT_THAT(rows, testing::SizeIs(testing::Le(24U)));
+        return rows.back();
+    };
+
+    EXPECT_EQ(lastLine({"--no-usage"}), further);
+    EXPECT_NE(lastLine({"--no-usage", "--no-headings"}), further);
+    EXPECT_THAT(machine.program({"--no-usage"}).run().out, Not(HasSubstr("More: ")));
 }
 
 TEST(CommandLine, suggestsASimilarName)
