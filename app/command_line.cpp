@@ -179,6 +179,8 @@ CommandLine readCommandLine(int argc, char const* const* argv)
         std::ostringstream text;
         (void)options.exit(answer, text, text);
         line.text = text.str();
+        // The parser reports the version before it reads --output, so neither goes to the file.
+        line.outputFile.reset();
         return line;
     } catch (CLI::ExtrasError const&) {
         throw UsageError(unexpected(options));

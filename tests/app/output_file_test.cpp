@@ -136,7 +136,7 @@ TEST(OutputFile, getsWhatAPipeGets)
     std::string const file = folder.path() / "facts";
     for (std::vector<std::string> arguments :
         {std::vector<std::string>{"cpus", "--no-usage", "-o", "CPU"}, {"disks", "--list-columns"},
-            {"--describe"}, {"disks", "--help"}}) {
+            {"--describe"}}) {
         std::string const piped = Program(arguments).run().out;
         arguments.insert(arguments.end(), {"--output", file});
         Outcome const outcome = Program(arguments).run();
@@ -146,6 +146,21 @@ TEST(OutputFile, getsWhatAPipeGets)
         EXPECT_EQ(contentsOf(file), piped);
         EXPECT_THAT(namesIn(folder.path()), ElementsAre("facts"));
     }
+}
+
+TEST(OutputFile, getsNeitherHelpNorVersion)
+{
+    FolderWithFile const folder;
+    for (char const* const option : {"--help", "--version"})
+        for (std::vector<std::string> const& arguments :
+            {std::vector<std::string>{"--output", folder.facts, "cpus", option},
+                {"cpus", option, "--output", folder.facts}}) {
+            Outcome const outcome = Program(arguments).run();
+
+            EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
+            EXPECT_NE(outcome.out, "");
+        }
+    folder.expectUnchanged();
 }
 
 TEST(OutputFile, getsNoneOfATerminalsForm)
