@@ -1,65 +1,149 @@
 #include "app/read/answer_bytes.h"
 
-#include <nlohmann/json.hpp>
+#include <cstring>
+#include <stdexcept>
+#include <type_traits>
 
 namespace app {
 
 namespace {
 
-using Json = nlohmann::json;
-
-/** A value with the number of its type, as a list may be one of no strings. */
-Json jsonOf(LibraryValue const& value)
-{
-    return {value.index(), std::visit([](auto const& content) { return Json(content); }, value)};
-}
-
-template <size_t TYPE = 0> LibraryValue valueOf(Json const& json)
-{
-    if constexpr (TYPE < std::variant_size_v<LibraryValue>) {
-        if (json.at(0) != TYPE)
-            return valueOf<TYPE + 1>(json);
-        return json.at(1).get<std::variant_alternative_t<TYPE, LibraryValue>>();
-    } else {
-        return {};
+/** Both ends are the same program, so numbers are written as they stand in memory. */
+class Output {
+public:
+    template <class Number> std::enable_if_t<std::is_arithmetic_v<Number>> put(Number number)
+    {
+        bytes.append(reinterpret_cast<char const*>(&number), sizeof(number));
     }
-}
+
+    void put(std::string const& text)
+    {
+        put(text.size());
+        bytes += text;
+    }
+
+    template <class Element> void put(std::vector<Element> const& list)
+    {
+        put(list.size());
+        for (Element const& element : list)
+            put(element);
+    }
+
+    void put(LibraryValue const& value)
+    {
+        put(value.index());
+        std::visit([this](auto const& content) { put(content); }, value);
+    }
+
+    void put(LibraryField const& field)
+    {
+        put(field.getter);
+        put(field.value);
+    }
+
+    void put(LibraryRecord const& record)
+    {
+        put(record.text);
+        put(record.fields);
+    }
+
+    std::string bytes;
+};
+
+/** Reads what `Output` has put, in the same order. */
+class Input {
+public:
+    explicit Input(std::string const& bytes) : m_bytes(bytes) { }
+
+    template <class Number> std::enable_if_t<std::is_arithmetic_v<Number>> take(Number& number)
+    {
+        std::memcpy(&number, next(sizeof(number)), sizeof(number));
+    }
+
+    void take(std::string& text)
+    {
+        size_t size = 0;
+        take(size);
+        text.assign(next(size), size);
+    }
+
+    template <class Element> void take(std::vector<Element>& list)
+    {
+        size_t size = 0;
+        for (take(size); size > 0; --size)
+            take(list.emplace_back());
+    }
+
+    void take(LibraryValue& value)
+    {
+        size_t type = 0;
+        take(type);
+        takeAs<0>(value, type);
+    }
+
+    void take(LibraryField& field)
+    {
+        take(field.getter);
+        take(field.value);
+    }
+
+    void take(LibraryRecord& record)
+    {
+        take(record.text);
+        take(record.fields);
+    }
+
+private:
+    template <size_t TYPE> void takeAs(LibraryValue& value, size_t type)
+    {
+        if constexpr (TYPE < std::variant_size_v<LibraryValue>) {
+            if (type == TYPE)
+                take(value.emplace<TYPE>());
+            else
+                takeAs<TYPE + 1>(value, type);
+        }
+    }
+
+    char const* next(size_t count)
+    {
+        if (count > m_bytes.size() - m_position)
+            throw std::runtime_error("the result of a query is cut short");
+        m_position += count;
+        return m_bytes.data() + m_position - count;
+    }
+
+    std::string const& m_bytes;
+    size_t m_position = 0;
+};
 
 }
 
 std::string bytesOf(LibraryAnswer const& answer)
 {
-    Json records = Json::array();
-    for (LibraryRecord const& record : answer.records) {
-        Json fields = Json::array();
-        for (LibraryField const& field : record.fields)
-            fields.push_back({field.getter, jsonOf(field.value)});
-        records.push_back({record.text, std::move(fields)});
-    }
-    std::string bytes;
-    // A binary form, as names of the machine need not be UTF-8.
-    Json::to_cbor(Json{answer.query, int{answer.outcome}, answer.reason, answer.seconds,
-                      std::move(records), answer.source, answer.trace},
-        nlohmann::detail::output_adapter<char>(bytes));
-    return bytes;
+    Output output;
+    output.put(answer.query);
+    output.put(int{answer.outcome});
+    output.put(answer.reason);
+    output.put(answer.seconds);
+    output.put(answer.records);
+    output.put(answer.source);
+    output.put(answer.trace);
+    return output.bytes;
 }
 
 LibraryAnswer answerOf(std::string const& bytes)
 {
-    Json const json = Json::from_cbor(bytes);
+    Input input(bytes);
     LibraryAnswer answer;
-    answer.query = json.at(0);
-    answer.outcome = static_cast<LibraryAnswer::Outcome>(json.at(1).get<int>());
-    answer.reason = json.at(2);
-    answer.seconds = json.at(3);
-    for (Json const& record : json.at(4)) {
-        LibraryRecord& added = answer.records.emplace_back();
-        added.text = record.at(0);
-        for (Json const& field : record.at(1))
-            added.fields.push_back({field.at(0), valueOf(field.at(1))});
-    }
-    answer.source = json.at(5);
-    answer.trace = json.at(6).get<std::vector<std::string>>();
+    int outcome = 0;
+    input.take(answer.query);
+    input.take(outcome);
+    answer.outcome = static_cast<LibraryAnswer::Outcome>(outcome);
+    input.take(answer.reason);
+    input.take(answer.seconds);
+    input.take(answer.records);
+    input.take(answer.source);
+    input.take(answer.trace);
     return answer;
 }
 

@@ -9,7 +9,7 @@ namespace app {
 
 std::string bytesOf(LibraryAnswer const& answer);
 
-/** @param bytes a result of `bytesOf`. */
+/** @param bytes a result of `bytesOf`. @throws std::runtime_error where it is cut short */
 LibraryAnswer answerOf(std::string const& bytes);
 
 }

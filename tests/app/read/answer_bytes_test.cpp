@@ -82,6 +82,16 @@ TEST(AnswerBytes, carryRecordsInTheirOrder)
     EXPECT_THAT(received.records[1].fields, SizeIs(0));
 }
 
+TEST(AnswerBytes, throwWhereTheyAreCutShort)
+{
+    LibraryAnswer answer;
+    answer.query = "getMemoryInfo";
+    answer.records = {{"first", {{"a", uint64_t{1}}, {"b", std::vector<std::string>{"x"}}}}};
+    std::string const bytes = app::bytesOf(answer);
+    for (size_t size = 0; size < bytes.size(); ++size)
+        EXPECT_THROW(app::answerOf(bytes.substr(0, size)), std::exception) << size;
+}
+
 TEST(LibraryRecord, hasTheDefaultForAFieldThatItLacks)
 {
     LibraryRecord const record{"", {{"a", uint64_t{1}}}};
