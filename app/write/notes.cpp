@@ -15,6 +15,7 @@ bool endsWith(std::string const& text, std::string const& end)
 }
 
 constexpr char const* BYTES = "_bytes";
+constexpr char const* HERTZ = "_hertz";
 
 std::string valueText(LibraryValue const& value)
 {
@@ -39,19 +40,21 @@ std::string libraryText(std::optional<LibraryValue> const& value, std::string co
 {
     if (!value)
         return "none";
-    auto const* bytes = std::get_if<uint64_t>(&*value);
-    if (bytes && endsWith(fact, BYTES) && *bytes > 0)
-        return sizeText(*bytes) + " (" + std::to_string(*bytes) + ")";
+    constexpr uint64_t MEGA = 1'000'000;
+    auto const* number = std::get_if<uint64_t>(&*value);
+    if (number && endsWith(fact, BYTES) && *number > 0)
+        return sizeText(*number) + " (" + std::to_string(*number) + ")";
+    if (number && endsWith(fact, HERTZ))
+        return std::to_string(*number / MEGA);
     return printable(valueText(*value));
 }
 
 std::string factText(std::string const& key)
 {
-    std::string text =
-        endsWith(key, BYTES) ? key.substr(0, key.size() - std::string(BYTES).size()) : key;
+    size_t const unit = key.rfind('_');
+    std::string text = endsWith(key, BYTES) || endsWith(key, HERTZ) ? key.substr(0, unit) : key;
     std::replace(text.begin(), text.end(), '_', ' ');
-    size_t const unit = text.rfind("mhz");
-    return unit == std::string::npos ? text : text.replace(unit, 3, "MHz");
+    return endsWith(key, HERTZ) ? text + " MHz" : text;
 }
 
 Notes::Notes(Machine const& machine) : m_machine(machine)

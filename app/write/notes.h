@@ -37,10 +37,10 @@ private:
     std::vector<Note> m_notes; ///< A note's number is its place among those of its subject.
 };
 
-/** @return a library's value for people; a fact in bytes as a size and as a number. */
+/** @return a library's value for people; bytes as a size and as a number, hertz as MHz. */
 std::string libraryText(std::optional<LibraryValue> const& value, std::string const& fact);
 
-/** @return a fact's key as words, "size" for "size_bytes". */
+/** @return a fact's key as words, "size" for "size_bytes", "highest MHz" for "highest_hertz". */
 std::string factText(std::string const& key);
 
 }

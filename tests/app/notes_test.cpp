@@ -112,7 +112,8 @@ TEST(LibraryText, isTheValueAsPeopleReadIt)
 {
     EXPECT_EQ(libraryText(std::nullopt, "vendor"), "none");
     EXPECT_EQ(libraryText(LibraryValue("Ac\x1Bme"), "vendor"), "Ac?me");
-    EXPECT_EQ(libraryText(LibraryValue(uint64_t{0}), "highest_mhz"), "0");
+    EXPECT_EQ(libraryText(LibraryValue(uint64_t{0}), "highest_hertz"), "0");
+    EXPECT_EQ(libraryText(LibraryValue(uint64_t{10'400'000'000}), "highest_hertz"), "10400");
     EXPECT_EQ(libraryText(LibraryValue(int64_t{-1}), ""), "-1");
     EXPECT_EQ(libraryText(LibraryValue(12.34), ""), "12.3");
     EXPECT_EQ(libraryText(LibraryValue(Texts()), "disks"), "none");
@@ -130,5 +131,5 @@ TEST(FactText, isTheKeyInWords)
 {
     EXPECT_EQ(app::factText("size_bytes"), "size");
     EXPECT_EQ(app::factText("virtual_machine"), "virtual machine");
-    EXPECT_EQ(app::factText("highest_mhz"), "highest MHz");
+    EXPECT_EQ(app::factText("highest_hertz"), "highest MHz");
 }
