@@ -30,6 +30,8 @@ struct Recovery {
     std::optional<int64_t> restoreStart;
     std::optional<int64_t> restoreEnd; ///< Unknown while the restore runs.
 
+    bool operator==(Recovery const& other) const = default;
+
     RecoveryPhase phase() const;
 
     /**

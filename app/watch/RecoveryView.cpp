@@ -17,49 +17,48 @@ namespace {
 
 constexpr char const* WAITING = "waiting for a recovery to start";
 
-class ChangeView : public RecoveryView {
+class LineView : public RecoveryView {
 public:
     int show(std::optional<Recovery> const& recovery) override
     {
-        std::string text = this->text(recovery);
-        if (text == m_last)
+        std::string line = recovery ? recoveryLine(*recovery) : WAITING;
+        if (line == m_last)
             return 0;
-        m_last = std::move(text);
+        m_last = std::move(line);
         return writeWhole(STDOUT_FILENO, m_last + "\n");
+    }
+
+    int end(std::optional<Recovery> const& recovery, int64_t now) override
+    {
+        return recovery ? writeWhole(STDOUT_FILENO, recoveryOutcome(*recovery, now) + "\n") : 0;
     }
 
     int close() override { return 0; }
 
 private:
-    virtual std::string text(std::optional<Recovery> const& recovery) const = 0;
-
     std::string m_last;
 };
 
-class LineView : public ChangeView {
-    std::string text(std::optional<Recovery> const& recovery) const override
-    {
-        return recovery ? recoveryLine(*recovery) : WAITING;
-    }
-
+class JsonView : public RecoveryView {
 public:
-    int end(std::optional<Recovery> const& recovery, int64_t now) override
+    int show(std::optional<Recovery> const& recovery) override
     {
-        return recovery ? writeWhole(STDOUT_FILENO, recoveryOutcome(*recovery, now) + "\n") : 0;
-    }
-};
-
-class JsonView : public ChangeView {
-    std::string text(std::optional<Recovery> const& recovery) const override
-    {
-        return recoveryJsonLine(recovery);
+        // Lines differ in their times alone too.
+        if (m_last && *m_last == recovery)
+            return 0;
+        m_last = recovery;
+        return writeWhole(STDOUT_FILENO, recoveryJsonLine(recovery, std::time(nullptr)) + "\n");
     }
 
-public:
     int showGone() override { return show(std::nullopt); }
 
     /** The last object has the end. */
     int end(std::optional<Recovery> const& /*recovery*/, int64_t /*now*/) override { return 0; }
+
+    int close() override { return 0; }
+
+private:
+    std::optional<std::optional<Recovery>> m_last;
 };
 
 /** Nothing of the terminal is changed: no escape sequence is needed, and none left behind by a

@@ -1,323 +1,395 @@
 #include "app/write/json.h"
 
-#include "app/write/names.h"
-
-#include <nlohmann/json.hpp>
+#include "app/write/JsonWriter.h"
+#include "app/write/json_values.h"
 
 #include <array>
-#include <cmath>
-#include <ctime>
+#include <type_traits>
 
 namespace app {
 
 namespace {
 
-/** Keeps the keys in the order in which they are written here. */
-using Json = nlohmann::ordered_json;
-
-constexpr int INDENT = 2;
-
-Json valueJson(LibraryValue const& value)
-{
-    return std::visit([](auto const& content) { return Json(content); }, value);
-}
-
-template <class Value> Json optionalJson(std::optional<Value> const& value)
-{
-    if constexpr (std::is_same_v<Value, LibraryValue>)
-        return value ? valueJson(*value) : Json(nullptr);
-    else
-        return value ? Json(*value) : Json(nullptr);
-}
-
-/** "2026-03-24T14:05:09+01:00", ISO 8601. */
-std::optional<std::string> isoTime(std::optional<int64_t> seconds)
-{
-    auto const time = static_cast<std::time_t>(seconds.value_or(0));
-    std::tm local{};
-    std::array<char, 64> text;
-    if (!seconds || !localtime_r(&time, &local)
-        || std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &local) == 0)
-        return std::nullopt;
-    std::string const iso = text.data();
-    size_t const minutes = iso.size() - 2; // strftime(3) writes +0100.
-    return iso.substr(0, minutes) + ":" + iso.substr(minutes);
-}
-
-Json toJson(Recovery const& recovery)
-{
-    constexpr std::array NAMES = {"idle", "early", "restoring", "final_sync", "later"};
-    return {{"state", NAMES.at(static_cast<size_t>(recovery.phase()))},
-        {"operation", recovery.operation}, {"percent", optionalJson(recovery.percent)},
-        {"files_done", optionalJson(recovery.filesDone)},
-        {"files_total", optionalJson(recovery.filesTotal)},
-        {"megabytes_done", optionalJson(recovery.megabytesDone)},
-        {"megabytes_total", optionalJson(recovery.megabytesTotal)},
-        {"megabytes_per_second", optionalJson(recovery.megabytesPerSecond)},
-        {"recover_start", optionalJson(isoTime(recovery.recoverStart))},
-        {"recover_end", optionalJson(isoTime(recovery.recoverEnd))},
-        {"restore_start", optionalJson(isoTime(recovery.restoreStart))},
-        {"restore_end", optionalJson(isoTime(recovery.restoreEnd))}};
-}
-
-/** Writes one machine's document. */
+/** Writes one document. */
 class Document {
 public:
-    explicit Document(Machine const& machine) : m_machine(machine) { }
+    Document(Machine const& machine, JsonWriter::Form form) : m_machine(machine), m_json(form) { }
 
-    Json json() const
+    std::string machineText()
     {
-        Json document = Json::object();
-        addPart(document, Subject::SYSTEM, "system", m_machine.system);
-        addPart(document, Subject::PROCESSORS, "processors", m_machine.processors);
-        addPart(document, Subject::MEMORY, "memory", m_machine.memory);
-        addPart(document, Subject::DISKS, "disks", m_machine.disks);
-        addPart(document, Subject::MOUNTS, "mounts", m_machine.mounts);
-        addPart(document, Subject::NETWORKS, "networks", m_machine.networks);
-        addPart(document, Subject::RECOVERY, "recovery", m_machine.recovery);
-        document["problems"] = jsonOf(m_machine.problems);
-        document["unavailable"] = jsonOf(m_machine.unavailable);
-        document["differences"] = jsonOf(m_machine.differences);
-        return document;
+        m_json.beginObject();
+        add("schema", "dovrel-sysinfo/1");
+        add("time", timestamp(m_machine.time));
+        add("subjects", m_machine.subjects);
+        addPart(Subject::SYSTEM, m_machine.system);
+        addPart(Subject::PROCESSORS, m_machine.processors);
+        addPart(Subject::MEMORY, m_machine.memory);
+        addPart(Subject::DISKS, m_machine.disks);
+        addPart(Subject::MOUNTS, m_machine.mounts);
+        addPart(Subject::NETWORKS, m_machine.networks);
+        addRecovery();
+        add("problems", m_machine.problems);
+        add("unavailable", m_machine.unavailable);
+        add("differences", m_machine.differences);
+        m_json.endObject();
+        return m_json.text();
+    }
+
+    std::string libraryText()
+    {
+        m_json.beginObject();
+        add("schema", "dovrel-sysinfo-library/1");
+        add("time", timestamp(m_machine.time));
+        m_json.key("queries");
+        m_json.beginArray();
+        for (auto const& [subject, answer] : m_machine.library)
+            writeQuery(subject, answer);
+        m_json.endArray();
+        add("problems", m_machine.problems);
+        add("differences", m_machine.differences);
+        m_json.endObject();
+        return m_json.text();
     }
 
 private:
-    template <class Part> void addPart(
-        Json& document, Subject subject, char const* key, std::optional<Part> const& part) const
+    template <class Value> void add(std::string const& key, Value const& value)
+    {
+        m_json.key(key);
+        write(value);
+    }
+
+    template <class Part> void addPart(Subject subject, std::optional<Part> const& part)
     {
         if (m_machine.wasAskedFor(subject))
-            document[key] = part ? jsonOf(*part) : Json(nullptr);
+            add(keyOf(subject), part);
+    }
+
+    void addRecovery()
+    {
+        if (!m_machine.recovery && !m_machine.hasProblem(Subject::RECOVERY))
+            addPart(Subject::RECOVERY, std::optional(NoRecovery()));
+        else
+            addPart(Subject::RECOVERY, m_machine.recovery);
+    }
+
+    /** A recovery that has not been started. */
+    struct NoRecovery { };
+
+    template <class Value> void write(std::optional<Value> const& value)
+    {
+        if (value)
+            write(*value);
+        else
+            m_json.null();
+    }
+
+    template <class List> void writeList(List const& list)
+    {
+        m_json.beginArray();
+        for (auto const& element : list)
+            write(element);
+        m_json.endArray();
+    }
+
+    template <class Value> void write(std::vector<Value> const& list) { writeList(list); }
+    void write(Subjects const& subjects) { writeList(subjects); }
+    void write(Subject subject) { write(keyOf(subject)); }
+    void write(std::string const& text) { m_json.value(text); }
+    void write(char const* text) { m_json.value(text); }
+
+    template <class Number> std::enable_if_t<std::is_arithmetic_v<Number>> write(Number number)
+    {
+        if constexpr (std::is_same_v<Number, bool> || std::is_floating_point_v<Number>)
+            m_json.value(number);
+        else
+            m_json.value(std::conditional_t<std::is_signed_v<Number>, int64_t, uint64_t>{number});
+    }
+
+    void write(LibraryValue const& value)
+    {
+        std::visit([this](auto const& content) { write(content); }, value);
     }
 
     /** The library's other values of an item's facts, by their keys; null where the library does
      * not report the item at all. */
-    Json libraryOf(Subject subject, std::string const& item) const
+    void addLibrary(Subject subject, std::string const& item)
     {
+        m_json.key("library");
         auto const answer = m_machine.library.find(subject);
-        bool const silent = answer != m_machine.library.end() && answer->second.records.empty()
+        bool silent = answer != m_machine.library.end() && answer->second.records.empty()
             && answer->second.outcome != LibraryAnswer::RETURNED_TRUE;
-        if (silent)
-            return nullptr;
-        Json values = Json::object();
-        for (Difference const& difference : m_machine.differences) {
-            if (difference.subject != subject || difference.item != item)
-                continue;
-            if (difference.fact.empty())
-                return nullptr;
-            values[difference.fact] = optionalJson(difference.library);
+        std::vector<Difference const*> differences;
+        for (Difference const& difference : m_machine.differences)
+            if (difference.subject == subject && difference.item == item) {
+                differences.push_back(&difference);
+                silent = silent || difference.fact.empty();
+            }
+        if (silent) {
+            m_json.null();
+            return;
         }
-        return values;
+        m_json.beginObject();
+        for (Difference const* const difference : differences)
+            add(difference->fact, difference->library);
+        m_json.endObject();
     }
 
-    template <class Part> Json jsonOf(std::vector<Part> const& parts) const
+    void write(System const& system)
     {
-        Json list = Json::array();
-        for (Part const& part : parts)
-            list.push_back(jsonOf(part));
-        return list;
+        m_json.beginObject();
+        add("host_name", system.hostName);
+        add("vendor", system.vendor);
+        add("product", system.product);
+        add("version", system.version);
+        add("virtual_machine", system.virtualMachine);
+        add("container", system.container);
+        add("os", system.osName);
+        add("kernel", system.kernel);
+        add("architecture", system.architecture);
+        m_json.key("firmware");
+        m_json.beginObject();
+        add("vendor", system.firmwareVendor);
+        add("version", system.firmwareVersion);
+        add("date", system.firmwareDate);
+        m_json.endObject();
+        add("boot_time", timestamp(system.bootTime));
+        add("uptime_seconds", system.uptimeSeconds);
+        addLibrary(Subject::SYSTEM, "");
+        m_json.endObject();
     }
 
-    static Json jsonOf(std::string const& text) { return text; }
-
-    Json jsonOf(System const& system) const
+    void write(Processors const& processors)
     {
-        return {{"host_name", optional(system.hostName)}, {"vendor", optional(system.vendor)},
-            {"product", optional(system.product)}, {"version", optional(system.version)},
-            {"virtual_machine", optional(system.virtualMachine)},
-            {"container", optional(system.container)}, {"os", optional(system.osName)},
-            {"kernel", optional(system.kernel)}, {"architecture", optional(system.architecture)},
-            {"firmware",
-                {{"vendor", optional(system.firmwareVendor)},
-                    {"version", optional(system.firmwareVersion)},
-                    {"date", optional(system.firmwareDate)}}},
-            {"boot_time", optional(isoTime(system.bootTime))},
-            {"uptime_seconds", optional(system.uptimeSeconds)},
-            {"library", libraryOf(Subject::SYSTEM, "")}};
+        m_json.beginObject();
+        add("count", processors.list.size());
+        add("model", processors.model);
+        add("sockets", processors.sockets);
+        add("cores", processors.cores);
+        add("numa_nodes", processors.nodes);
+        add("load_ratio", ratioOf(processors.loadPercent));
+        add("list", processors.list);
+        addLibrary(Subject::PROCESSORS, "");
+        m_json.endObject();
     }
 
-    Json jsonOf(Processors const& processors) const
+    void write(Processor const& processor)
     {
-        return {{"count", processors.list.size()}, {"model", optional(processors.model)},
-            {"sockets", optional(processors.sockets)}, {"cores", optional(processors.cores)},
-            {"numa_nodes", optional(processors.nodes)},
-            {"load_ratio", ratio(processors.loadPercent)}, {"list", jsonOf(processors.list)},
-            {"library", libraryOf(Subject::PROCESSORS, "")}};
+        m_json.beginObject();
+        add("number", processor.number);
+        add("socket", processor.socket);
+        add("core", processor.core);
+        add("numa_node", processor.node);
+        add("lowest_hertz", times(MEGA, processor.lowestMHz));
+        add("current_hertz", times(MEGA, processor.currentMHz));
+        add("highest_hertz", times(MEGA, processor.highestMHz));
+        add("load_ratio", ratioOf(processor.loadPercent));
+        addLibrary(Subject::PROCESSORS, std::to_string(processor.number));
+        m_json.endObject();
     }
 
-    Json jsonOf(Processor const& processor) const
+    void write(Memory const& memory)
     {
-        return {{"number", processor.number}, {"socket", optional(processor.socket)},
-            {"core", optional(processor.core)}, {"numa_node", optional(processor.node)},
-            {"lowest_mhz", optional(processor.lowestMHz)},
-            {"current_mhz", optional(processor.currentMHz)},
-            {"highest_mhz", optional(processor.highestMHz)},
-            {"load_ratio", ratio(processor.loadPercent)},
-            {"library", libraryOf(Subject::PROCESSORS, std::to_string(processor.number))}};
+        m_json.beginObject();
+        add("total_bytes", memory.total);
+        add("used_bytes", memory.used());
+        add("available_bytes", memory.available);
+        add("free_bytes", memory.free);
+        add("buffers_bytes", memory.buffers);
+        add("caches_bytes", memory.caches);
+        add("swap_total_bytes", memory.swapTotal);
+        add("swap_used_bytes", memory.swapUsed());
+        add("modules", memory.modules);
+        addLibrary(Subject::MEMORY, "");
+        m_json.endObject();
     }
 
-    Json jsonOf(Memory const& memory) const
+    void write(MemoryModule const& module)
     {
-        return {{"total_bytes", optional(memory.total)}, {"used_bytes", optional(memory.used())},
-            {"available_bytes", optional(memory.available)}, {"free_bytes", optional(memory.free)},
-            {"buffers_bytes", optional(memory.buffers)}, {"caches_bytes", optional(memory.caches)},
-            {"swap_total_bytes", optional(memory.swapTotal)},
-            {"swap_used_bytes", optional(memory.swapUsed())},
-            {"modules", memory.modules ? jsonOf(*memory.modules) : Json(nullptr)},
-            {"library", libraryOf(Subject::MEMORY, "")}};
+        m_json.beginObject();
+        add("slot", knownText(module.slot));
+        add("size_bytes", module.bytes);
+        add("type", module.type);
+        add("transfers_per_second", transfersPerSecond(module.speed));
+        m_json.endObject();
     }
 
-    static Json jsonOf(MemoryModule const& module)
+    void write(Disk const& disk)
     {
-        return {{"slot", module.slot}, {"size_bytes", optional(module.bytes)},
-            {"type", optional(module.type)}, {"speed", optional(module.speed)}};
+        m_json.beginObject();
+        add("name", disk.name);
+        add("label", disk.label);
+        add("type", typeText(disk));
+        add("device", knownText(disk.device));
+        add("size_bytes", disk.bytes);
+        add("kind", wordOf(disk.kind()));
+        add("transport", disk.transport);
+        add("model", disk.model);
+        add("serial", disk.serial);
+        add("read_only", disk.readOnly);
+        add("removable", disk.removable);
+        add("logical_sector_bytes", disk.logicalSector);
+        add("physical_sector_bytes", disk.physicalSector);
+        add("parent", knownText(disk.parent));
+        add("slaves", disk.slaves);
+        add("partitions", partitionsOf(*m_machine.disks, disk));
+        addLibrary(Subject::DISKS, disk.name);
+        m_json.endObject();
     }
 
-    Json jsonOf(Disk const& disk) const
+    void write(Mount const& mount)
     {
-        return {{"name", disk.name}, {"label", disk.label}, {"type", typeText(disk)},
-            {"device", disk.device}, {"size_bytes", optional(disk.bytes)},
-            {"kind", optional(disk.kind())}, {"transport", optional(disk.transport)},
-            {"model", optional(disk.model)}, {"serial", optional(disk.serial)},
-            {"read_only", optional(disk.readOnly)}, {"removable", optional(disk.removable)},
-            {"logical_sector_bytes", optional(disk.logicalSector)},
-            {"physical_sector_bytes", optional(disk.physicalSector)},
-            {"parent", disk.parent.empty() ? Json(nullptr) : Json(disk.parent)},
-            {"slaves", jsonOf(disk.slaves)}, {"partitions", partitionsOf(*m_machine.disks, disk)},
-            {"library", libraryOf(Subject::DISKS, disk.name)}};
+        m_json.beginObject();
+        add("mount_point", mount.mountPoint);
+        add("source", mount.source);
+        add("filesystem", mount.filesystem);
+        add("read_only", mount.readOnly);
+        add("network", mount.network);
+        add("device", knownText(mount.device));
+        add("disks", mount.disks);
+        add("size_bytes", mount.size);
+        add("used_bytes", mount.used);
+        add("available_bytes", mount.available);
+        add("used_ratio", ratioOf(mount.usedPercent()));
+        add("inodes", mount.inodes);
+        add("free_inodes", mount.freeInodes);
+        add("hidden_by", knownText(mount.hiddenBy));
+        add("same_as", knownText(mount.sameAs));
+        addLibrary(Subject::MOUNTS, mount.mountPoint);
+        m_json.endObject();
     }
 
-    Json jsonOf(Mount const& mount) const
+    void write(Networks const& networks)
     {
-        return {{"mount_point", mount.mountPoint}, {"source", mount.source},
-            {"filesystem", mount.filesystem}, {"read_only", mount.readOnly},
-            {"network", mount.network},
-            {"device", mount.device.empty() ? Json(nullptr) : Json(mount.device)},
-            {"disks", jsonOf(mount.disks)}, {"size_bytes", optional(mount.size)},
-            {"used_bytes", optional(mount.used)}, {"available_bytes", optional(mount.available)},
-            {"used_ratio", ratio(mount.usedPercent())}, {"inodes", optional(mount.inodes)},
-            {"free_inodes", optional(mount.freeInodes)},
-            {"hidden_by", mount.hiddenBy.empty() ? Json(nullptr) : Json(mount.hiddenBy)},
-            {"same_as", mount.sameAs.empty() ? Json(nullptr) : Json(mount.sameAs)},
-            {"library", libraryOf(Subject::MOUNTS, mount.mountPoint)}};
+        m_json.beginObject();
+        add("host_name", networks.hostName);
+        add("adapters", networks.adapters);
+        add("name_servers", networks.nameServers);
+        addLibrary(Subject::NETWORKS, "");
+        m_json.endObject();
     }
 
-    Json jsonOf(Networks const& networks) const
+    void write(Adapter const& adapter)
     {
-        return {{"host_name", optional(networks.hostName)}, {"adapters", jsonOf(networks.adapters)},
-            {"name_servers", networks.nameServers ? jsonOf(*networks.nameServers) : Json(nullptr)},
-            {"library", libraryOf(Subject::NETWORKS, "")}};
+        m_json.beginObject();
+        add("name", adapter.name);
+        add("kind", wordOf(adapter.kind));
+        add("state", wordOf(adapter.state));
+        add("mac", adapter.mac);
+        add("speed_bits_per_second", times(MEGA, adapter.speedMbit));
+        add("mtu_bytes", adapter.mtu);
+        add("addresses", adapter.addresses);
+        add("gateways", adapter.gateways);
+        addLibrary(Subject::NETWORKS, adapter.name);
+        m_json.endObject();
     }
 
-    Json jsonOf(Adapter const& adapter) const
+    void write(Address const& address)
     {
-        return {{"name", adapter.name}, {"kind", optional(adapter.kind)},
-            {"state", optional(adapter.state)}, {"mac", optional(adapter.mac)},
-            {"speed_mbit", optional(adapter.speedMbit)}, {"mtu", optional(adapter.mtu)},
-            {"addresses", jsonOf(adapter.addresses)},
-            {"gateways", adapter.gateways ? jsonOf(*adapter.gateways) : Json(nullptr)},
-            {"library", libraryOf(Subject::NETWORKS, adapter.name)}};
+        m_json.beginObject();
+        add("address", address.text);
+        add("prefix_length", address.prefixLength);
+        add("scope", address.scope);
+        m_json.endObject();
     }
 
-    static Json jsonOf(Address const& address)
+    void write(Recovery const& recovery)
     {
-        return {{"address", address.text}, {"prefix_length", optional(address.prefixLength)},
-            {"scope", address.scope}};
+        constexpr std::array STATES = {"idle", "early", "restoring", "final_sync", "later"};
+        writeRecovery(
+            STATES.at(static_cast<size_t>(recovery.phase())), recovery.operation, recovery);
     }
 
-    static Json jsonOf(Recovery const& recovery) { return toJson(recovery); }
+    void write(NoRecovery /*none*/) { writeRecovery("none", std::nullopt, {}); }
 
-    static Json jsonOf(Problem const& problem)
+    void writeRecovery(
+        char const* state, std::optional<int32_t> operation, Recovery const& recovery)
     {
-        return {{"subject", subjectText(problem.subject)}, {"fact", problem.fact},
-            {"reason", problem.reason}, {"source", problem.source}};
+        auto const done = recovery.percent;
+        m_json.beginObject();
+        add("state", state);
+        add("operation", operation);
+        add("done_ratio", ratioOf(done ? std::optional<double>(*done) : std::nullopt));
+        add("files_done", recovery.filesDone);
+        add("files_total", recovery.filesTotal);
+        add("bytes_done", times(MIB, recovery.megabytesDone));
+        add("bytes_total", times(MIB, recovery.megabytesTotal));
+        add("bytes_per_second", times(MIB, recovery.megabytesPerSecond));
+        add("recover_start", timestamp(recovery.recoverStart));
+        add("recover_end", timestamp(recovery.recoverEnd));
+        add("restore_start", timestamp(recovery.restoreStart));
+        add("restore_end", timestamp(recovery.restoreEnd));
+        m_json.endObject();
     }
 
-    static Json jsonOf(Difference const& difference)
+    void write(Problem const& problem)
     {
-        return {{"subject", subjectText(difference.subject)},
-            {"item", difference.item.empty() ? Json(nullptr) : Json(difference.item)},
-            {"fact", difference.fact.empty() ? Json(nullptr) : Json(difference.fact)},
-            {"library", optionalJson(difference.library)}, {"reason", difference.reason}};
+        m_json.beginObject();
+        add("subject", problem.subject);
+        add("fact", problem.fact);
+        add("reason", problem.reason);
+        add("source", problem.source);
+        m_json.endObject();
     }
 
-    template <class Value> static Json optional(std::optional<Value> const& value)
+    void write(Difference const& difference)
     {
-        return optionalJson(value);
+        m_json.beginObject();
+        add("subject", difference.subject);
+        add("item", knownText(difference.item));
+        add("fact", knownText(difference.fact));
+        add("library", difference.library);
+        add("reason", difference.reason);
+        m_json.endObject();
     }
 
-    /** A percentage as a number from 0 to 1. Further digits than hundredths of a percent are noise.
-     */
-    static Json ratio(std::optional<double> percent)
+    void writeQuery(Subject subject, LibraryAnswer const& answer)
     {
-        constexpr double STEPS = 10000;
-        return percent ? Json(std::round(*percent * STEPS / 100) / STEPS) : Json(nullptr);
+        constexpr std::array OUTCOMES = {"true", "false", "exception", "no_end", "crash"};
+        m_json.beginObject();
+        add("query", answer.query);
+        add("subject", subject);
+        add("outcome", OUTCOMES.at(answer.outcome));
+        add("reason", knownText(answer.reason));
+        add("duration_seconds", answer.seconds);
+        add("records", answer.records);
+        m_json.endObject();
+    }
+
+    void write(LibraryRecord const& record)
+    {
+        m_json.beginObject();
+        add("to_string", knownText(record.text));
+        m_json.key("getters");
+        m_json.beginObject();
+        for (LibraryField const& field : record.fields)
+            add(field.getter, field.value);
+        m_json.endObject();
+        m_json.endObject();
     }
 
     Machine const& m_machine;
+    JsonWriter m_json;
 };
-
-/** Escapes DEL and U+0080 to U+009F, of which U+009B begins a control sequence as ESC [ does. They
- * stand in strings only, so the document keeps its meaning. */
-std::string withoutRawControls(std::string const& document)
-{
-    constexpr char DIGITS[] = "0123456789abcdef";
-    std::string text;
-    for (size_t i = 0; i < document.size(); ++i) {
-        auto byte = static_cast<unsigned char>(document[i]);
-        // In UTF-8 they are 0xC2 and the code.
-        if (byte == 0xC2 && i + 1 < document.size()
-            && static_cast<unsigned char>(document[i + 1]) < 0xA0)
-            byte = static_cast<unsigned char>(document[++i]);
-        else if (byte != 0x7F) {
-            text += document[i];
-            continue;
-        }
-        text += "\\u00";
-        text += DIGITS[byte >> 4];
-        text += DIGITS[byte & 0xF];
-    }
-    return text;
-}
-
-void writeDocument(Json const& document, std::ostream& out)
-{
-    out << withoutRawControls(document.dump(INDENT, ' ', false, Json::error_handler_t::replace))
-        << '\n';
-}
 
 }
 
 void writeJson(Machine const& machine, std::ostream& out)
 {
-    writeDocument(Document(machine).json(), out);
+    out << Document(machine, JsonWriter::INDENTED).machineText() << '\n';
 }
 
 void writeLibraryJson(Machine const& machine, std::ostream& out)
 {
-    constexpr std::array OUTCOMES = {"true", "false", "exception", "no end", "crash"};
-    Json queries = Json::array();
-    for (auto const& [subject, answer] : machine.library) {
-        Json records = Json::array();
-        for (LibraryRecord const& record : answer.records) {
-            Json getters = Json::object();
-            for (LibraryField const& field : record.fields)
-                getters[field.getter] = valueJson(field.value);
-            records.push_back(
-                {{"to_string", record.text.empty() ? Json(nullptr) : Json(record.text)},
-                    {"getters", std::move(getters)}});
-        }
-        queries.push_back({{"query", answer.query}, {"subject", subjectText(subject)},
-            {"outcome", OUTCOMES.at(answer.outcome)},
-            {"reason", answer.reason.empty() ? Json(nullptr) : Json(answer.reason)},
-            {"duration_seconds", answer.seconds}, {"records", std::move(records)}});
-    }
-    Json document = Document(machine).json();
-    writeDocument({{"queries", std::move(queries)}, {"differences", document["differences"]}}, out);
+    out << Document(machine, JsonWriter::INDENTED).libraryText() << '\n';
 }
 
-std::string recoveryJsonLine(std::optional<Recovery> const& recovery)
+std::string recoveryJsonLine(std::optional<Recovery> const& recovery, int64_t time)
 {
-    return Json({{"recovery", recovery ? toJson(*recovery) : Json(nullptr)}}).dump();
+    Machine machine;
+    machine.subjects = {Subject::RECOVERY};
+    machine.time = time;
+    machine.recovery = recovery;
+    return Document(machine, JsonWriter::ONE_LINE).machineText();
 }
 
 }

@@ -8,18 +8,19 @@
 namespace app {
 
 /**
- * Writes one JSON object with a key for each subject that was asked for; README.md lists the keys.
+ * Writes the machine as one JSON object, the first document of dovrel-sysinfo.schema.json.
  *
- * An unknown fact is null; so is a subject of which nothing could be read. The document is UTF-8 in
- * every locale: a byte of a name that is no UTF-8 becomes U+FFFD. Control characters are escaped,
- * also those that JSON allows, as a terminal would obey them. Numbers have a decimal point.
+ * It has a key for each subject that was asked for; README.md lists the keys. An unknown fact is
+ * null; so is a subject of which nothing could be read. The document is the same in every locale;
+ * `JsonWriter` says how it writes strings and numbers.
  */
 void writeJson(Machine const& machine, std::ostream& out);
 
-/** Writes the library's answers with each record and getter in place of the machine's facts. */
+/** Writes the schema's second document: the library's results with each record and getter. */
 void writeLibraryJson(Machine const& machine, std::ostream& out);
 
-/** @return the machine's recovery as such a document on one line, without a newline. */
-std::string recoveryJsonLine(std::optional<Recovery> const& recovery);
+/** @return what `writeJson` writes of a machine with this recovery alone, on one line and without a
+ * newline. @param time of the reading, in seconds since 1970. */
+std::string recoveryJsonLine(std::optional<Recovery> const& recovery, int64_t time);
 
 }

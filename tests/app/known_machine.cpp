@@ -129,6 +129,7 @@ app::Disk diskOf(std::string const& name)
     app::Disk disk;
     disk.name = name;
     disk.label = name;
+    disk.device = "8:0";
     disk.bytes = 1024 * GIB;
     disk.rotational = true;
     return disk;

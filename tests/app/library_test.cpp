@@ -95,12 +95,13 @@ TEST(Library, isAListOfQueriesForScripts)
     json const document = json::parse(out.str());
 
     EXPECT_EQ(document.at("queries"), json::parse(R"([
-        {"query": "getMemoryInfo", "subject": "memory", "outcome": "no end",
+        {"query": "getMemoryInfo", "subject": "memory", "outcome": "no_end",
          "reason": "a tool did not end", "duration_seconds": 0.5, "records": []},
         {"query": "getPhysicalDisksInternal", "subject": "disks", "outcome": "true",
          "reason": null, "duration_seconds": 0.0123,
          "records": [{"to_string": "sd\u001b[2Ja",
                       "getters": {"getDiskID": "sda", "getDiskTotalSizeInBytes": 512}}]}])"));
+    EXPECT_EQ(document.at("schema"), "dovrel-sysinfo-library/1");
     EXPECT_EQ(document.at("differences").size(), 3U);
 }
 

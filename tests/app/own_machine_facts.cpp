@@ -137,6 +137,17 @@ Facts processorsByLscpu()
     return facts;
 }
 
+namespace {
+
+/** lscpu(1) writes MHz. */
+json inMegahertz(json const& hertz)
+{
+    constexpr uint64_t MEGA = 1'000'000;
+    return hertz.is_null() ? hertz : json(hertz.get<uint64_t>() / MEGA);
+}
+
+}
+
 Facts processorsByProgram()
 {
     json const processors = readByProgram("cpus --no-usage").at("processors");
@@ -151,8 +162,8 @@ Facts processorsByProgram()
         add(facts, name + ": socket", processor.at("socket"));
         add(facts, name + ": core", processor.at("core"));
         add(facts, name + ": node", processor.at("numa_node"));
-        add(facts, name + ": lowest MHz", processor.at("lowest_mhz"));
-        add(facts, name + ": highest MHz", processor.at("highest_mhz"));
+        add(facts, name + ": lowest MHz", inMegahertz(processor.at("lowest_hertz")));
+        add(facts, name + ": highest MHz", inMegahertz(processor.at("highest_hertz")));
     }
     return facts;
 }
@@ -187,7 +198,7 @@ std::string stateByFlags(json const& flags)
 {
     bool const isUp = std::find(flags.begin(), flags.end(), "UP") != flags.end();
     bool const noCarrier = std::find(flags.begin(), flags.end(), "NO-CARRIER") != flags.end();
-    return isUp ? (noCarrier ? "no carrier" : "up") : "down";
+    return isUp ? (noCarrier ? "no_carrier" : "up") : "down";
 }
 
 /** The gateways of the default routes, by adapter; a route may have several next hops. */
@@ -241,7 +252,7 @@ Facts adaptersByProgram()
     json const machine = readByProgram("networks").at("networks");
     for (json const& adapter : machine.at("adapters")) {
         auto const name = adapter.at("name").get<std::string>();
-        add(facts, name + ": mtu", adapter.at("mtu"));
+        add(facts, name + ": mtu", adapter.at("mtu_bytes"));
         add(facts, name + ": state", adapter.at("state"));
         // ip(8) prints the hardware address of a tunnel in other forms.
         if (adapter.at("kind") != "tunnel")

@@ -94,7 +94,7 @@ TEST(Reading, writesEveryCommandsDocumentInThatOfTheSummary)
             program.arguments.emplace_back("--no-usage");
         json const own = json::parse(program.run().out);
         for (auto const& [key, value] : own.items()) {
-            if (key == "problems" || key == "unavailable" || key == "differences")
+            if (own.at("subjects") != json::array({key}))
                 continue;
             ++subjects;
             if (key == "system") // Its uptime goes on.
@@ -263,7 +263,7 @@ TEST(ToolLimit, costsTheLibrarysQueriesThatRunTheToolAndNothingElse)
             queries.push_back({difference.at("subject"), difference.at("reason")});
     EXPECT_EQ(queries, json::parse(R"([
             ["system", "a tool that the query runs did not end in time"],
-            ["network adapters", "a tool that the query runs did not end in time"]])"));
+            ["networks", "a tool that the query runs did not end in time"]])"));
     std::vector<std::string> names;
     for (json const& adapter : document.at("networks").at("adapters"))
         names.push_back(adapter.at("name"));
