@@ -37,8 +37,9 @@ std::optional<std::string> timestamp(std::optional<int64_t> seconds)
     if (!seconds || time != *seconds || !localtime_r(&time, &local) || local.tm_year > LAST_YEAR
         || std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &local) == 0)
         return std::nullopt;
-    std::string written = text.data();
-    return written.insert(written.size() - 2, ":"); // strftime(3) writes +0100.
+    std::string const written = text.data();
+    size_t const minutes = written.size() - 2; // strftime(3) writes +0100.
+    return written.substr(0, minutes) + ":" + written.substr(minutes);
 }
 
 std::optional<double> ratioOf(std::optional<double> percent)

@@ -1,6 +1,7 @@
 #include "app/exit_status.h"
 #include "tests/app/RecoveryMachine.h"
 #include "tests/app/WatchedProgram.h"
+#include "tests/app/schema_errors.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -236,6 +237,7 @@ TEST(RecoveryWatch, writesAnObjectAChangeForScripts)
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
     std::vector<std::string> const lines = linesOf(program.output());
     ASSERT_EQ(lines.size(), 4U) << program.output();
+    EXPECT_EQ(app_test::schemaErrors(program.output()), "");
     EXPECT_EQ(json::parse(lines[0]).at("recovery").at("state"), "none");
     EXPECT_EQ(json::parse(lines[1]).at("recovery").at("state"), "early");
     EXPECT_EQ(json::parse(lines[2]).at("recovery").at("done_ratio"), 0.37);
