@@ -22,7 +22,8 @@ std::string unitOf(std::string const& name)
     return {};
 }
 
-bool isControl(utf8proc_int32_t code)
+/** Control characters, and -1, which stands for a byte that is no UTF-8. */
+bool isReplaced(utf8proc_int32_t code)
 {
     return code < ' ' || (code >= 0x7F && code < 0xA0);
 }
@@ -46,7 +47,7 @@ std::string escaped(std::string const& text)
             label += "\\n";
         else if (code == '"' || code == '\\')
             label += {'\\', static_cast<char>(code)};
-        else if (length <= 0 || isControl(code))
+        else if (isReplaced(code))
             label += REPLACEMENT;
         else
             label.append(text, position, step);

@@ -34,7 +34,7 @@ std::optional<std::string> digits(std::optional<unsigned> number)
     return number ? std::optional(std::to_string(*number)) : std::nullopt;
 }
 
-/** A list with one element for each part of an item, and the item. */
+/** The parts of all items, each with its item. */
 template <class Item, class Part> std::vector<std::pair<Item const*, Part const*>> parts(
     std::vector<Item> const& items, std::vector<Part> Item::*list)
 {
@@ -263,6 +263,7 @@ void Metrics::writeMounts()
         Labels labels = labelsOf(mount);
         labels.emplace_back("device", mount.device);
         labels.emplace_back("network", mount.network ? "true" : "false");
+        labels.emplace_back("same_as", mount.sameAs);
         return labels;
     });
     infos("dovrel_filesystem_disk_info", "A physical disk beneath the filesystem.",
@@ -321,10 +322,11 @@ void Metrics::writeAdapters()
                 {"prefix_length", digits(part.second->prefixLength)},
                 {"scope", part.second->scope}};
         });
-    infos("dovrel_adapter_gateway_info", "A gateway of a default route through the adapter.",
-        parts(adapters, &Adapter::gateways), [](auto const& part) {
-            return Labels{{"adapter", part.first->name}, {"gateway", *part.second}};
-        });
+    m_out.family(
+        "dovrel_adapter_gateway_info", "A gateway of a default route through the adapter.");
+    for (Adapter const& adapter : adapters)
+        for (std::string const& gateway : adapter.gateways.value_or(std::vector<std::string>()))
+            m_out.sample({{"adapter", adapter.name}, {"gateway", gateway}}, std::optional(1U));
 }
 
 void Metrics::writeRecovery()

@@ -292,6 +292,32 @@ TEST(OpenMetrics, tellsMountsOfOneFilesystemApart)
             R"({mountpoint="/srv/\"bind\"",fstype="ext4",source="/dev/sda1"} 0.75)"));
 }
 
+TEST(OpenMetrics, namesTheMountThatStandsForTheSameFilesystem)
+{
+    Machine machine;
+    machine.subjects = {Subject::MOUNTS};
+    machine.mounts = {app_test::mountOf("/srv", 75), app_test::mountOf("/var/srv", 75)};
+    machine.mounts->at(1).sameAs = "/srv";
+
+    EXPECT_THAT(samplesOf(machine, "dovrel_filesystem_info"),
+        ElementsAre(testing::EndsWith("network=\"false\"} 1"),
+            testing::EndsWith("network=\"false\",same_as=\"/srv\"} 1")));
+}
+
+TEST(OpenMetrics, hasNoGatewaysWhereTheyAreUnknown)
+{
+    Machine machine;
+    machine.subjects = {Subject::NETWORKS};
+    machine.networks.emplace().adapters = {
+        app_test::adapterOf("eth0", {}), app_test::adapterOf("eth1", {})};
+    machine.networks->adapters[0].gateways.reset();
+    machine.networks->adapters[1].gateways = {"10.0.0.1", "10.0.0.2"};
+
+    EXPECT_THAT(samplesOf(machine, "dovrel_adapter_gateway_info"),
+        ElementsAre(R"({adapter="eth1",gateway="10.0.0.1"} 1)",
+            R"({adapter="eth1",gateway="10.0.0.2"} 1)"));
+}
+
 TEST(OpenMetrics, writesLargeSizesWithAllDigits)
 {
     Machine machine = machineWithDisks({"sda"});
@@ -385,6 +411,6 @@ TEST(OpenMetrics, isNoOutputOfTheLibraryCommandAndOfAWatch)
         app_test::Outcome const outcome = app_test::Program(arguments).run();
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_THAT(outcome.err, HasSubstr("--openmetrics cannot be combined"));
+        EXPECT_THAT(outcome.err, HasSubstr("--openmetrics has no use with library or --watch"));
     }
 }
