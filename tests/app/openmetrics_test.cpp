@@ -11,6 +11,7 @@
 
 #include <cmath>
 #include <limits>
+#include <locale>
 #include <sstream>
 
 namespace {
@@ -58,6 +59,11 @@ std::vector<std::string> sizesOfDisks(std::vector<std::string> const& names)
 {
     return samplesOf(machineWithDisks(names), "dovrel_disk_size_bytes");
 }
+
+class GroupsOfDigits : public std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+};
 
 LibraryAnswer answerOf(std::string const& query, LibraryAnswer::Outcome outcome, double seconds)
 {
@@ -263,11 +269,17 @@ TEST(OpenMetrics, replacesBytesThatAreNoUtf8)
 
 TEST(OpenMetrics, isTheSameInEveryLocale)
 {
-    std::string const text = metricsOf(knownMachine());
+    Machine machine = knownMachine();
+    machine.disks->push_back(app_test::diskOf("Z\xC3\xBCrich"));
+    std::string const text = metricsOf(machine);
+    EXPECT_THAT(text, HasSubstr("{device=\"Z\xC3\xBCrich\"} 1099511627776\n"));
     for (char const* const locale : {"C", "C.UTF-8"}) {
         app_test::LocaleFor const set(locale);
-        EXPECT_EQ(metricsOf(knownMachine()), text);
+        EXPECT_EQ(metricsOf(machine), text);
     }
+    std::locale const former = std::locale::global(std::locale(std::locale(), new GroupsOfDigits));
+    EXPECT_EQ(metricsOf(machine), text);
+    std::locale::global(former);
 }
 
 TEST(OpenMetrics, keepsTheFirstOfTwoItemsWithTheSameLabels)
