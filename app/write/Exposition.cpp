@@ -16,8 +16,8 @@ constexpr std::array UNITS = {"bytes_per_second", "bytes", "seconds", "hertz", "
 
 std::string unitOf(std::string const& name)
 {
-    for (std::string const unit : UNITS)
-        if (name.size() > unit.size() && name.ends_with("_" + unit))
+    for (char const* const unit : UNITS)
+        if (name.ends_with(std::string("_") + unit))
             return unit;
     return {};
 }
