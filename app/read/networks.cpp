@@ -214,13 +214,17 @@ std::vector<std::string> adaptersInSys()
  * and network_namespaces(7). @return whether that is another one than this program's. */
 bool isOfOtherNamespace(std::vector<std::string> const& names, FoundAdapters const& found)
 {
-    if (names.empty())
+    // Every namespace has its loopback there; a damaged /sys may not.
+    if (!exists(CLASS + std::string("lo")))
         return false;
     bool allHaveIndices = !found.empty();
     for (auto const& [name, one] : found) {
+        std::string const folder = CLASS + name;
+        auto const index = readNumber(folder + "/ifindex");
+        bool const isOther = index ? *index != one.index : !exists(folder);
         if (one.index == 0)
             allHaveIndices = false;
-        else if (readNumber(CLASS + name + "/ifindex") != one.index)
+        else if (isOther)
             return true;
     }
     return allHaveIndices && std::any_of(names.begin(), names.end(), [&](std::string const& name) {

@@ -59,7 +59,8 @@ std::string furtherPlaces(std::vector<Mount> const& mounts, Layout const& layout
     for (Mount const& mount : mounts) {
         std::vector<std::string> places;
         for (Mount const& other : mounts)
-            if (other.sameAs == mount.mountPoint && mount.sameAs.empty())
+            if (other.sameAs == mount.mountPoint && other.mountPoint != mount.mountPoint
+                && mount.sameAs.empty() && mount.hiddenBy.empty())
                 places.push_back(other.mountPoint);
         if (places.empty())
             continue;

@@ -112,7 +112,8 @@ namespace {
 json programsMounts()
 {
     json mounts = json::array();
-    for (json const& mount : readByProgram("mounts").at("mounts"))
+    json const document = readByProgram("mounts");
+    for (json const& mount : document.at("mounts"))
         if (mount.at("hidden_by").is_null())
             mounts.push_back(mount);
     return mounts;

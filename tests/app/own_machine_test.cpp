@@ -316,7 +316,8 @@ TEST_F(OwnDisks, mayBeMountedTwiceAndHidden)
     ASSERT_TRUE(
         runs(inFolder + "mount -t tmpfs none deep && mkdir deep/er && mount -t tmpfs none below"));
     std::map<std::string, json> mounts;
-    for (json const& mount : readByProgram("mounts").at("mounts"))
+    json const document = readByProgram("mounts");
+    for (json const& mount : document.at("mounts"))
         mounts[mount.at("mount_point").get<std::string>()] = mount;
     json const& hidden = mounts[path + "/deep/er"];
     EXPECT_EQ(hidden.at("hidden_by"), path + "/deep");
@@ -393,7 +394,8 @@ TEST_F(OwnOptionalAdapter, hasTheIPv6GatewayOfAnIPv4Route)
 
 TEST_F(OwnOptionalAdapter, hasAllGatewaysOfARoute)
 {
-    compare("ip route add default metric 60 nexthop via 192.0.2.7 dev va"
+    compare("ip address add 192.0.2.1/24 dev va"
+            " && ip route add default metric 60 nexthop via 192.0.2.7 dev va"
             " nexthop via 192.0.2.8 dev va",
         "this machine has no routes with several gateways");
     if (!IsSkipped()) {

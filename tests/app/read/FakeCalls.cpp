@@ -25,7 +25,7 @@ namespace {
 
 FakeCalls* current = nullptr;
 
-/** The kernel's end of the last netlink socket. */
+/** The kernel's end of a netlink socket that has sent no request yet. */
 int kernelEnd = -1;
 
 int failWith(int error)
@@ -145,10 +145,8 @@ int socket(int family, int type, int protocol) noexcept
             reinterpret_cast<int (*)(int, int, int)>(dlsym(RTLD_NEXT, "socket"));
         return real(family, type, protocol);
     }
-    if (!current || current->netlinkFails)
+    if (current && current->netlinkFails)
         return failWith(EAFNOSUPPORT);
-    if (kernelEnd >= 0)
-        close(kernelEnd);
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0)
         return -1;
@@ -160,19 +158,22 @@ ssize_t send(int file, void const* bytes, size_t size, int flags)
 {
     static auto const real =
         reinterpret_cast<ssize_t (*)(int, void const*, size_t, int)>(dlsym(RTLD_NEXT, "send"));
-    if (!current || kernelEnd < 0)
+    if (kernelEnd < 0)
         return real(file, bytes, size, flags);
     nlmsghdr request{};
     std::memcpy(&request, bytes, std::min(size, sizeof(request)));
-    auto const found = current->netlink.find(request.nlmsg_type);
+    std::map<unsigned, std::vector<std::string>> const none;
+    auto const& objects = current ? current->netlink : none;
+    auto const found = objects.find(request.nlmsg_type);
     nlmsghdr done{};
     done.nlmsg_len = sizeof(done);
     done.nlmsg_type = NLMSG_DONE;
     std::string const end(reinterpret_cast<char const*>(&done), sizeof(done));
-    auto const datagrams =
-        found == current->netlink.end() ? std::vector<std::string>{end} : found->second;
+    auto const datagrams = found == objects.end() ? std::vector<std::string>{end} : found->second;
     for (std::string const& datagram : datagrams)
         real(kernelEnd, datagram.data(), datagram.size(), 0);
+    close(kernelEnd); // What was sent stays readable.
+    kernelEnd = -1;
     return static_cast<ssize_t>(size);
 }
 

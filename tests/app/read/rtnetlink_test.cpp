@@ -25,7 +25,7 @@ namespace {
 
 constexpr unsigned short VIA = 18; // RTA_VIA
 
-template <class Object> std::string bytesOf(Object const& object)
+template <class Object> std::string rawBytes(Object const& object)
 {
     return {reinterpret_cast<char const*>(&object), sizeof(object)};
 }
@@ -40,8 +40,8 @@ std::string addressBytes(std::string const& text)
 {
     in_addr ipv4{};
     in6_addr ipv6{};
-    return inet_pton(AF_INET, text.c_str(), &ipv4) == 1 ? bytesOf(ipv4)
-        : inet_pton(AF_INET6, text.c_str(), &ipv6) == 1 ? bytesOf(ipv6)
+    return inet_pton(AF_INET, text.c_str(), &ipv4) == 1 ? rawBytes(ipv4)
+        : inet_pton(AF_INET6, text.c_str(), &ipv6) == 1 ? rawBytes(ipv6)
                                                         : "";
 }
 
@@ -50,12 +50,12 @@ std::string attribute(unsigned short type, std::string const& value)
     rtattr header{};
     header.rta_type = type;
     header.rta_len = static_cast<unsigned short>(sizeof(header) + value.size());
-    return padded(bytesOf(header) + value);
+    return padded(rawBytes(header) + value);
 }
 
 std::string number(unsigned short type, unsigned value)
 {
-    return attribute(type, bytesOf(value));
+    return attribute(type, rawBytes(value));
 }
 
 std::string gateway(std::string const& text)
@@ -65,7 +65,7 @@ std::string gateway(std::string const& text)
 
 std::string via(std::string const& text)
 {
-    return attribute(VIA, bytesOf(static_cast<unsigned short>(AF_INET6)) + addressBytes(text));
+    return attribute(VIA, rawBytes(static_cast<unsigned short>(AF_INET6)) + addressBytes(text));
 }
 
 std::string hop(int adapter, std::string const& attributes)
@@ -73,7 +73,7 @@ std::string hop(int adapter, std::string const& attributes)
     rtnexthop header{};
     header.rtnh_len = static_cast<unsigned short>(sizeof(header) + attributes.size());
     header.rtnh_ifindex = adapter;
-    return bytesOf(header) + attributes;
+    return rawBytes(header) + attributes;
 }
 
 std::string message(unsigned short type, std::string const& content, unsigned short flags = 0)
@@ -82,7 +82,7 @@ std::string message(unsigned short type, std::string const& content, unsigned sh
     header.nlmsg_type = type;
     header.nlmsg_flags = flags;
     header.nlmsg_len = static_cast<unsigned>(sizeof(header) + content.size());
-    return padded(bytesOf(header) + content);
+    return padded(rawBytes(header) + content);
 }
 
 rtmsg defaultRoute(unsigned char family = AF_INET)
@@ -96,7 +96,7 @@ rtmsg defaultRoute(unsigned char family = AF_INET)
 
 std::string route(rtmsg const& header, std::string const& attributes, unsigned short flags = 0)
 {
-    return message(RTM_NEWROUTE, bytesOf(header) + attributes, flags);
+    return message(RTM_NEWROUTE, rawBytes(header) + attributes, flags);
 }
 
 /** A default route through 192.0.2.1 on adapter 2. */
@@ -111,12 +111,12 @@ std::string address(unsigned char family, unsigned char scope, std::string const
     header.ifa_family = family;
     header.ifa_scope = scope;
     header.ifa_index = 2;
-    return message(RTM_NEWADDR, bytesOf(header) + attributes);
+    return message(RTM_NEWADDR, rawBytes(header) + attributes);
 }
 
 std::string done(int error = 0)
 {
-    return message(NLMSG_DONE, bytesOf(error));
+    return message(NLMSG_DONE, rawBytes(error));
 }
 
 /** "2 192.0.2.1" */
@@ -252,7 +252,7 @@ TEST(Rtnetlink, isReadAgainWhereTheRoutesChanged)
 TEST(Rtnetlink, failsWithTheErrorOfTheKernel)
 {
     FakeCalls calls;
-    calls.netlink[RTM_GETROUTE] = {message(NLMSG_ERROR, bytesOf(-EPERM))};
+    calls.netlink[RTM_GETROUTE] = {message(NLMSG_ERROR, rawBytes(-EPERM))};
     EXPECT_FALSE(app::readNextHops());
     EXPECT_EQ(errno, EPERM);
     calls.netlink[RTM_GETROUTE] = {usual(), done(-EMSGSIZE)};
