@@ -24,6 +24,20 @@ void addUnreadable(
     machine.problems.push_back({subject, fact, std::strerror(error), source});
 }
 
+void addUnknown(Machine& machine, Subject subject, std::string const& fact,
+    UnreadableFiles const& unreadable, std::string const& reason, std::string const& source)
+{
+    if (unreadable.files.empty())
+        machine.unavailable.push_back({subject, fact, reason, source});
+    else
+        addUnreadable(machine, subject, fact, unreadable);
+}
+
+std::string absenceIn(std::string const& file)
+{
+    return exists(file) ? file + " does not have it" : "there is no " + file;
+}
+
 std::string leftOut(size_t entries)
 {
     return entries == 1 ? "1 entry was left out"

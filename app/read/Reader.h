@@ -27,6 +27,15 @@ void addProblem(
 void addUnreadable(
     Machine& machine, Subject subject, std::string const& fact, UnreadableFiles const& unreadable);
 
+/** Adds why a fact is unknown: a problem where a file of it cannot be read, else @p reason as that
+ * of a fact that this machine does not have. */
+void addUnknown(Machine& machine, Subject subject, std::string const& fact,
+    UnreadableFiles const& unreadable, std::string const& reason, std::string const& source);
+
+/** @return why a file that could be read does not have a fact: "there is no FILE", or "FILE does
+ * not have it". */
+std::string absenceIn(std::string const& file);
+
 /** @return "1 entry was left out", "3 entries were left out". */
 std::string leftOut(size_t entries);
 

@@ -3,6 +3,7 @@
 
 #include <limits>
 #include <map>
+#include <utility>
 
 namespace app {
 
@@ -56,8 +57,24 @@ void readMemory(Machine& machine)
     memory.swapTotal = field("SwapTotal");
     memory.swapFree = field("SwapFree");
     if (!memory.total || !memory.free)
-        machine.problems.push_back(
-            {Subject::MEMORY, "the memory", "it does not have both MemTotal and MemFree", SOURCE});
+        machine.problems.push_back({Subject::MEMORY, "the memory",
+            memory.total            ? "it has no number of MemFree"
+                : field("MemTotal") ? "its MemTotal is 0"
+                                    : "it has no number of MemTotal",
+            SOURCE});
+    std::string unknown;
+    std::pair<char const*, std::optional<uint64_t>> const others[] = {
+        {"available memory", memory.available}, {"buffers", memory.buffers},
+        {"caches", memory.caches}, {"swap", memory.swapUsed()}};
+    for (auto const& [fact, value] : others)
+        if (!value)
+            unknown += (unknown.empty() ? "" : ", ") + std::string(fact);
+    // Kernels before 3.14 do not report available memory.
+    if (!unknown.empty())
+        machine.unavailable.push_back({Subject::MEMORY, unknown,
+            std::string(SOURCE) + " does not have "
+                + (unknown.find(',') == std::string::npos ? "it" : "them"),
+            SOURCE});
 }
 
 }

@@ -15,6 +15,7 @@ namespace app {
 namespace {
 
 constexpr int COMMAND_NOT_FOUND = 127; // sh(1)
+constexpr int COMMAND_NOT_EXECUTABLE = 126;
 
 /** "16 GB" in bytes. The unit is 1,024 times the smaller one, whatever dmidecode calls it. */
 std::optional<uint64_t> sizeOf(std::string const& text)
@@ -135,8 +136,12 @@ void ModuleQuery::finish(Machine& machine)
             reason = std::string("dmidecode cannot be started: ") + std::strerror(result.error);
         else if (result.end == TimedChild::NOT_ENDED)
             reason = "dmidecode did not end in time";
+        else if (result.end == TimedChild::CRASHED || result.bytes.empty())
+            reason = "no shell can be started for dmidecode";
         else if (status == uint64_t{COMMAND_NOT_FOUND})
             reason = "dmidecode is not installed";
+        else if (status == uint64_t{COMMAND_NOT_EXECUTABLE})
+            reason = "dmidecode cannot be executed";
         else if (result.bytes.find("No SMBIOS nor DMI entry point") != std::string::npos)
             reason = "the firmware has no table of them";
         else if (status != uint64_t{0})

@@ -1,14 +1,17 @@
 #include "app/read/Reader.h"
 #include "app/read/kernel_file.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
 
 namespace app {
 
 namespace {
 
 constexpr unsigned KHZ_PER_MHZ = 1000;
+constexpr char const* NODES = "/sys/devices/system/node";
 
 using Fields = std::map<std::string, std::string>;
 
@@ -78,7 +81,7 @@ std::set<unsigned> numbersOf(std::string const& list)
 std::map<unsigned, unsigned> nodesOfProcessors(std::set<unsigned>& nodes)
 {
     std::map<unsigned, unsigned> nodeOf;
-    std::string const folder = "/sys/devices/system/node";
+    std::string const folder = NODES;
     for (std::string const& name : namesIn(folder).value_or(std::vector<std::string>())) {
         auto const node =
             name.rfind("node", 0) == 0 ? narrowed(numberOf(name.substr(4))) : std::nullopt;
@@ -106,24 +109,57 @@ std::optional<unsigned> speed(std::string const& folder, char const* file)
     return khz ? notZero(narrowed(*khz / KHZ_PER_MHZ)) : std::nullopt;
 }
 
-/** @param fields the processor's block of /proc/cpuinfo, for what /sys does not have. */
-Processor readProcessor(unsigned number, Fields const& fields)
+std::string folderOf(Processor const& processor)
 {
-    std::string const folder = "/sys/devices/system/cpu/cpu" + std::to_string(number);
-    Processor processor;
-    processor.number = number;
-    processor.socket = narrowed(readNumber(folder + "/topology/physical_package_id"));
-    processor.core = narrowed(readNumber(folder + "/topology/core_id"));
+    return "/sys/devices/system/cpu/cpu" + std::to_string(processor.number);
+}
+
+/** @param fields the processor's block of /proc/cpuinfo, for what /sys does not have. */
+void readTopology(Processor& processor, Fields const& fields)
+{
+    std::string const folder = folderOf(processor) + "/topology";
+    processor.socket = narrowed(readNumber(folder + "/physical_package_id"));
+    processor.core = narrowed(readNumber(folder + "/core_id"));
     if (!processor.socket)
         processor.socket = numberIn(fields, "physical id");
     if (!processor.core)
         processor.core = numberIn(fields, "core id");
+}
+
+void readSpeeds(Processor& processor, Fields const& fields)
+{
+    std::string const folder = folderOf(processor);
     processor.lowestMHz = speed(folder, "cpuinfo_min_freq");
     processor.currentMHz = speed(folder, "scaling_cur_freq");
     if (!processor.currentMHz)
         processor.currentMHz = notZero(numberIn(fields, "cpu MHz"));
     processor.highestMHz = speed(folder, "cpuinfo_max_freq");
-    return processor;
+}
+
+/** Adds why speeds are unknown, once for all processors. */
+void explainSpeeds(Machine& machine, UnreadableFiles const& unreadable)
+{
+    std::pair<char const*, std::optional<unsigned> Processor::*> const speeds[] = {
+        {"lowest", &Processor::lowestMHz}, {"current", &Processor::currentMHz},
+        {"highest", &Processor::highestMHz}};
+    auto const& list = machine.processors->list;
+    std::string names;
+    bool hasDriver = true;
+    for (auto const& [name, member] : speeds) {
+        auto const unknown = std::find_if(list.begin(), list.end(),
+            [member = member](Processor const& one) { return !(one.*member); });
+        if (unknown == list.end())
+            continue;
+        names += (names.empty() ? "" : ", ") + std::string(name);
+        hasDriver = hasDriver && exists(folderOf(*unknown) + "/cpufreq");
+    }
+    if (names.empty() || !unreadable.files.empty())
+        addUnreadable(machine, Subject::PROCESSORS, "the speeds of the processors", unreadable);
+    else
+        machine.unavailable.push_back({Subject::PROCESSORS, "speeds (" + names + ")",
+            hasDriver ? "the cpufreq driver does not report them"
+                      : "the kernel has no cpufreq driver for the processors",
+            "/sys/devices/system/cpu"});
 }
 
 /** Old processors fill their names up with blanks. */
@@ -162,13 +198,60 @@ void countParts(Processors& processors)
 
 }
 
+namespace {
+
+using Blocks = std::map<unsigned, Fields>;
+
+void readNodes(Machine& machine)
+{
+    constexpr char const* FACT = "the NUMA nodes";
+    UnreadableFiles const unreadable;
+    std::set<unsigned> nodes;
+    auto const nodeOf = nodesOfProcessors(nodes);
+    Processors& processors = *machine.processors;
+    for (Processor& processor : processors.list)
+        if (auto const node = nodeOf.find(processor.number); node != nodeOf.end())
+            processor.node = node->second;
+    if (!nodes.empty()) {
+        processors.nodes = static_cast<unsigned>(nodes.size());
+        addUnreadable(machine, Subject::PROCESSORS, FACT, unreadable);
+    } else {
+        addUnknown(machine, Subject::PROCESSORS, FACT, unreadable, absenceIn(NODES), NODES);
+    }
+}
+
+void readFacts(Machine& machine, Blocks& blockOf)
+{
+    Processors& processors = *machine.processors;
+    {
+        UnreadableFiles const unreadable;
+        for (Processor& processor : processors.list)
+            readTopology(processor, blockOf[processor.number]);
+        countParts(processors);
+        if (!processors.sockets)
+            addUnknown(machine, Subject::PROCESSORS, "the sockets and cores", unreadable,
+                "the kernel does not report them", "/sys/devices/system/cpu");
+    }
+    {
+        UnreadableFiles const unreadable;
+        for (Processor& processor : processors.list)
+            readSpeeds(processor, blockOf[processor.number]);
+        explainSpeeds(machine, unreadable);
+    }
+    readNodes(machine);
+}
+
+}
+
 void readProcessors(Machine& machine)
 {
+    constexpr char const* CPUINFO = "/proc/cpuinfo";
     auto const stat = readFile("/proc/stat");
     if (!stat)
         addProblem(machine, Subject::PROCESSORS, "the processors", "/proc/stat");
-    auto const blocks = blocksOf(readFile("/proc/cpuinfo").value_or(""));
-    std::map<unsigned, Fields> blockOf;
+    UnreadableFiles const unreadable;
+    auto const blocks = blocksOf(readFile(CPUINFO).value_or(""));
+    Blocks blockOf;
     for (Fields const& fields : blocks)
         if (auto const number = numberIn(fields, "processor"))
             blockOf[*number] = fields;
@@ -182,18 +265,14 @@ void readProcessors(Machine& machine)
                 "it has no line of a processor", "/proc/stat"});
         return;
     }
-    std::set<unsigned> nodes;
-    auto const nodeOf = nodesOfProcessors(nodes);
     Processors& processors = machine.processors.emplace();
     processors.model = modelOf(blocks);
-    for (unsigned const number : numbers) {
-        Processor& processor = processors.list.emplace_back(readProcessor(number, blockOf[number]));
-        if (auto const node = nodeOf.find(number); node != nodeOf.end())
-            processor.node = node->second;
-    }
-    countParts(processors);
-    if (!nodes.empty())
-        processors.nodes = static_cast<unsigned>(nodes.size());
+    if (!processors.model)
+        addUnknown(machine, Subject::PROCESSORS, "the model of the processors", unreadable,
+            absenceIn(CPUINFO), CPUINFO);
+    for (unsigned const number : numbers)
+        processors.list.emplace_back().number = number;
+    readFacts(machine, blockOf);
 }
 
 }

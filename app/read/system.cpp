@@ -4,7 +4,9 @@
 #include "app/read/kernel_file.h"
 #include "app/read/virtualization.h"
 
+#include <cerrno>
 #include <sys/utsname.h>
+#include <utility>
 
 namespace app {
 
@@ -79,28 +81,85 @@ std::optional<std::string> deviceTreeModel()
 
 }
 
+namespace {
+
+/** Vendor, product and version of the machine and its firmware. */
+void readFirmware(Machine& machine, System& system)
+{
+    UnreadableFiles const unreadable;
+    std::pair<char const*, std::optional<std::string> System::*> const texts[] = {
+        {"sys_vendor", &System::vendor}, {"product_name", &System::product},
+        {"product_version", &System::version}, {"bios_vendor", &System::firmwareVendor},
+        {"bios_version", &System::firmwareVersion}, {"bios_date", &System::firmwareDate}};
+    bool isNothingKnown = true;
+    for (auto const& [name, member] : texts) {
+        system.*member = firmwareText(name);
+        isNothingKnown = isNothingKnown && !(system.*member);
+    }
+    if (!system.vendor && !system.product)
+        system.product = deviceTreeModel();
+    std::string const folder = "/sys/class/dmi/id";
+    if (isNothingKnown)
+        addUnknown(machine, Subject::SYSTEM, "the vendor and the firmware", unreadable,
+            exists(folder) ? "the firmware's tables do not have them" : "there is no " + folder,
+            folder);
+    else
+        addUnreadable(machine, Subject::SYSTEM, "the vendor and the firmware", unreadable);
+}
+
+/** A virtual machine or a container. */
+void readVirtualization(Machine& machine, System& system)
+{
+    constexpr char const* FLAGS = "/proc/cpuinfo";
+    UnreadableFiles const unreadable;
+    system.virtualMachine = virtualMachine();
+    if (!system.virtualMachine)
+        addUnknown(machine, Subject::SYSTEM, "the hypervisor", unreadable,
+            exists(FLAGS) ? "the firmware names none and /proc/cpuinfo has no flags"
+                          : std::string("there is no ") + FLAGS,
+            FLAGS);
+    system.container = container();
+    // It is no problem: an ordinary user never can.
+    if (!system.container)
+        machine.unavailable.push_back({Subject::SYSTEM, "the container manager",
+            "this user cannot read /proc/1/environ", "/proc/1/environ"});
+}
+
+template <class Fact, class Read> std::optional<Fact> readFact(
+    Machine& machine, std::string const& fact, std::string const& source, Read const& read)
+{
+    UnreadableFiles const unreadable;
+    auto const value = read();
+    if (!value)
+        addUnknown(machine, Subject::SYSTEM, fact, unreadable, absenceIn(source), source);
+    return value;
+}
+
+}
+
 void readSystem(Machine& machine)
 {
     System& system = machine.system.emplace();
-    system.vendor = firmwareText("sys_vendor");
-    system.product = firmwareText("product_name");
-    system.version = firmwareText("product_version");
-    system.firmwareVendor = firmwareText("bios_vendor");
-    system.firmwareVersion = firmwareText("bios_version");
-    system.firmwareDate = firmwareText("bios_date");
-    if (!system.vendor && !system.product)
-        system.product = deviceTreeModel();
-    system.virtualMachine = virtualMachine();
-    system.container = container();
+    readFirmware(machine, system);
+    readVirtualization(machine, system);
+    errno = 0;
     system.hostName = hostName();
-    system.osName = osName();
+    if (!system.hostName && errno != 0)
+        addProblem(machine, Subject::SYSTEM, "the host name", "gethostname");
+    else if (!system.hostName)
+        machine.unavailable.push_back(
+            {Subject::SYSTEM, "the host name", "it is empty", "gethostname"});
+    system.osName =
+        readFact<std::string>(machine, "the operating system", "/etc/os-release", osName);
     utsname kernel{};
     if (uname(&kernel) == 0) {
         system.kernel = known(kernel.release);
         system.architecture = known(kernel.machine);
+    } else {
+        addProblem(machine, Subject::SYSTEM, "the kernel", "uname");
     }
-    system.bootTime = bootTime();
-    system.uptimeSeconds = uptimeSeconds();
+    system.bootTime = readFact<int64_t>(machine, "the boot time", "/proc/stat", bootTime);
+    system.uptimeSeconds = readFact<uint64_t>(machine, "the uptime", "/proc/uptime", uptimeSeconds);
 }
 
 }

@@ -338,7 +338,7 @@ private:
         add("item", knownText(difference.item));
         add("fact", knownText(difference.fact));
         add("library", difference.library);
-        add("reason", difference.reason);
+        add("reason", knownText(difference.reason));
         m_json.endObject();
     }
 

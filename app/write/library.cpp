@@ -19,8 +19,9 @@ void writeLine(std::string const& text, size_t indent, Layout const& layout, std
 
 void writeRecord(LibraryRecord const& record, Layout const& layout, std::ostream& out)
 {
+    // A quoted line is not wrapped: its blanks are the library's.
     if (!record.text.empty())
-        writeLine("\"" + printable(record.text) + "\"", 2, layout, out);
+        out << "  \"" << printable(record.text) << "\"\n";
     for (LibraryField const& field : record.fields)
         writeLine(field.getter + ": " + libraryText(field.value, ""), 4, layout, out);
 }
@@ -30,20 +31,38 @@ void writeDifference(
     Difference const& difference, std::string const& items, Layout const& layout, std::ostream& out)
 {
     std::string text = printable(items);
-    if (!difference.fact.empty())
-        text += (text.empty() ? "" : ": ") + factText(difference.fact) + " is "
+    if (difference.fact == "records" && !difference.item.empty())
+        text = recordsText(difference);
+    else if (!difference.fact.empty())
+        text += (text.empty() ? "" : ": ") + factText(difference.fact) + " "
             + libraryText(difference.library, difference.fact);
     else if (!text.empty())
         text += " is not reported";
-    writeLine("* " + text + (text.empty() ? "" : ": ") + printable(difference.reason) + ".", 2,
-        layout, out);
+    else
+        text = "the query failed";
+    writeLine("* " + text + reasonText(difference.reason), 2, layout, out);
+}
+
+/** The query's name and result. */
+void writeHeading(LibraryAnswer const& answer, Layout const& layout, std::ostream& out)
+{
+    size_t const count = answer.records.size();
+    auto lines = wrapped(answer.query + " " + outcomeText(answer) + ", "
+            + (count == 1 ? "1 record" : std::to_string(count) + " records"),
+        layout, 0, 2);
+    // Colored at last, as escape sequences have no width.
+    lines.at(0).replace(0, answer.query.size(), colored(answer.query, Color::BOLD, layout.colors));
+    for (std::string const& line : lines)
+        out << line << '\n';
 }
 
 void writeDifferences(
     Machine const& machine, Subject subject, Layout const& layout, std::ostream& out)
 {
     auto const isSame = [](Difference const& one, Difference const& other) {
-        return one.fact == other.fact && one.reason == other.reason && one.library == other.library;
+        bool const isOfItem = one.fact == "records" && one.item != other.item;
+        return one.fact == other.fact && one.reason == other.reason && one.library == other.library
+            && !isOfItem;
     };
     std::vector<Difference const*> distinct;
     for (Difference const& difference : machine.differences)
@@ -71,9 +90,7 @@ void writeLibrary(Machine const& machine, Layout const& layout, std::ostream& ou
         out << (first ? "" : "\n");
         first = false;
         size_t const count = answer.records.size();
-        writeLine(colored(answer.query, Color::BOLD, layout.colors) + " " + outcomeText(answer)
-                + ", " + (count == 1 ? "1 record" : std::to_string(count) + " records"),
-            0, layout, out);
+        writeHeading(answer, layout, out);
         if (subject == Subject::PROCESSORS)
             writeLine(
                 "getCurrentUsage and toString are not called: each measures for 1 to 101 seconds.",

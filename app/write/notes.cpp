@@ -1,8 +1,10 @@
 #include "app/write/notes.h"
 
 #include "app/write/display.h"
+#include "app/write/names.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace app {
 
@@ -16,6 +18,9 @@ bool endsWith(std::string const& text, std::string const& end)
 
 constexpr char const* BYTES = "_bytes";
 constexpr char const* HERTZ = "_hertz";
+
+/** The fact of an item of which the library has more records than the machine has items. */
+constexpr char const* RECORDS = "records";
 
 std::string valueText(LibraryValue const& value)
 {
@@ -42,19 +47,36 @@ std::string libraryText(std::optional<LibraryValue> const& value, std::string co
         return "none";
     constexpr uint64_t MEGA = 1'000'000;
     auto const* number = std::get_if<uint64_t>(&*value);
-    if (number && endsWith(fact, BYTES) && *number > 0)
-        return sizeText(*number) + " (" + std::to_string(*number) + ")";
+    if (number && endsWith(fact, BYTES))
+        return *number == 0 ? sizeText(0) : sizeText(*number) + " (" + std::to_string(*number) + ")";
     if (number && endsWith(fact, HERTZ))
         return std::to_string(*number / MEGA);
-    return printable(valueText(*value));
+    auto const* time = std::get_if<int64_t>(&*value);
+    if (time && (endsWith(fact, "_start") || endsWith(fact, "_end")))
+        return timeText(*time);
+    std::string const text = printable(valueText(*value));
+    return text.empty() && !fact.empty() ? "none" : text;
 }
 
 std::string factText(std::string const& key)
 {
+    if (key == "mac")
+        return "MAC address";
     size_t const unit = key.rfind('_');
     std::string text = endsWith(key, BYTES) || endsWith(key, HERTZ) ? key.substr(0, unit) : key;
     std::replace(text.begin(), text.end(), '_', ' ');
     return endsWith(key, HERTZ) ? text + " MHz" : text;
+}
+
+std::string recordsText(Difference const& difference)
+{
+    std::string const count = libraryText(difference.library, difference.fact);
+    return (count == "1" ? "a record of " : count + " records of ") + printable(difference.item);
+}
+
+std::string reasonText(std::string const& reason)
+{
+    return reason.empty() ? "." : ": " + printable(reason) + ".";
 }
 
 Notes::Notes(Machine const& machine) : m_machine(machine)
@@ -87,17 +109,33 @@ std::string Notes::marks(Subject subject, std::string const& item) const
     return marks;
 }
 
+std::string Notes::valuesText(Note const& note)
+{
+    constexpr size_t MOST = 4; // Items whose values are shown.
+    auto const& all = note.differences;
+    bool const isExtra = note.fact == RECORDS;
+    bool const isOneValue = std::all_of(all.begin(), all.end(),
+        [&](Difference const* difference) { return difference->library == all.front()->library; });
+    // The marks in the table show which items have it.
+    if (isOneValue && !isExtra)
+        return factText(note.fact) + " " + libraryText(all.front()->library, note.fact);
+    size_t const shown = all.size() <= MOST ? all.size() : MOST - 1;
+    std::vector<std::string> values;
+    for (size_t i = 0; i < shown; ++i)
+        values.push_back(isExtra
+                ? recordsText(*all[i])
+                : "of " + printable(all[i]->item) + " " + libraryText(all[i]->library, note.fact));
+    if (shown < all.size())
+        values.push_back("of " + std::to_string(all.size() - shown) + " others");
+    return (isExtra ? "" : factText(note.fact) + " ") + joined(values);
+}
+
 std::string Notes::text(Note const& note)
 {
-    Difference const& first = *note.differences.front();
-    std::string const reason = ": " + printable(note.reason) + ".";
-    if (note.fact.empty())
-        return (first.item.empty() ? "nothing, as the query failed" : "nothing") + reason;
-    // Several values are in the output of the command "library".
-    return (note.differences.size() == 1
-                   ? factText(note.fact) + " " + libraryText(first.library, note.fact)
-                   : "another " + factText(note.fact))
-        + reason;
+    if (!note.fact.empty())
+        return valuesText(note) + reasonText(note.reason);
+    bool const isWholeQuery = note.differences.front()->item.empty();
+    return (isWholeQuery ? "nothing, as the query failed" : "nothing") + reasonText(note.reason);
 }
 
 void Notes::write(Subject subject, Layout const& layout, std::ostream& out) const

@@ -33,14 +33,24 @@ private:
 
     static std::string text(Note const& note);
 
+    /** The values of a note's items, of the first ones where there are many. */
+    static std::string valuesText(Note const& note);
+
     Machine const& m_machine;
     std::vector<Note> m_notes; ///< A note's number is its place among those of its subject.
 };
 
-/** @return a library's value for people; bytes as a size and as a number, hertz as MHz. */
+/** @return a library's value for people; bytes as a size and as a number, hertz as MHz, a time as
+ * local time. */
 std::string libraryText(std::optional<LibraryValue> const& value, std::string const& fact);
 
 /** @return a fact's key as words, "size" for "size_bytes", "highest MHz" for "highest_hertz". */
 std::string factText(std::string const& key);
+
+/** @return "a record of sdz", "2 records of eth0"; of a difference in the number of records. */
+std::string recordsText(Difference const& difference);
+
+/** @return a colon, the reason and a full stop; the full stop alone where there is no reason. */
+std::string reasonText(std::string const& reason);
 
 }

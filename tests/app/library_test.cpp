@@ -63,10 +63,10 @@ TEST(Library, isItsAnswersWithTheirDifferences)
 
     EXPECT_THAT(linesOf(out.str()),
         ElementsAre("getMemoryInfo did not return: a tool did not end, 0 records",
-            "  Different from the machine:", "  * a tool did not end.", "",
+            "  Different from the machine:", "  * the query failed: a tool did not end.", "",
             "getPhysicalDisksInternal returned true, 1 record", "  \"sd?[2Ja\"",
             "    getDiskID: sda", "    getDiskTotalSizeInBytes: 512",
-            "  Different from the machine:", "  * sda: size is 2.0 KiB (2048): wrong unit.",
+            "  Different from the machine:", "  * sda: size 2.0 KiB (2048): wrong unit.",
             "  * sdb is not reported: left out."));
 }
 
@@ -77,6 +77,46 @@ TEST(Library, fitsTheTerminal)
 
     for (std::string const& line : linesOf(out.str()))
         EXPECT_LE(line.size(), 40U) << line;
+}
+
+TEST(Library, doesNotBreakALineOfARecord)
+{
+    Machine machine = answeringMachine();
+    std::string const text = "sda (Acme_Disk)  500107862016 bytes in  2 partitions ";
+    machine.library[Subject::DISKS].records[0].text = text;
+    std::ostringstream out;
+    app::writeLibrary(machine, app_test::terminal(40), out);
+
+    EXPECT_THAT(linesOf(out.str()), testing::Contains("  \"" + text + "\""));
+}
+
+TEST(Library, breaksTheSameLinesWithColors)
+{
+    app::Layout layout = app_test::terminal(40);
+    std::ostringstream plain;
+    app::writeLibrary(answeringMachine(), layout, plain);
+    layout.colors = true;
+    std::ostringstream colors;
+    app::writeLibrary(answeringMachine(), layout, colors);
+
+    std::string text = colors.str();
+    EXPECT_NE(text, plain.str());
+    for (std::string const sequence : {"\x1B[1m", "\x1B[0m"})
+        for (size_t place = 0; (place = text.find(sequence)) != std::string::npos;)
+            text.erase(place, sequence.size());
+    EXPECT_EQ(text, plain.str());
+}
+
+TEST(Library, namesRecordsOfItemsThatTheMachineDoesNotHave)
+{
+    Machine machine = answeringMachine();
+    machine.differences = {{Subject::DISKS, "sdy", "records", uint64_t{1}, "no such disk"},
+        {Subject::DISKS, "sdz", "records", uint64_t{1}, ""}};
+    std::ostringstream out;
+    app::writeLibrary(machine, {}, out);
+
+    EXPECT_THAT(linesOf(out.str()), testing::Contains("  * a record of sdy: no such disk."));
+    EXPECT_THAT(linesOf(out.str()), testing::Contains("  * a record of sdz."));
 }
 
 TEST(Library, hasWordsForEveryOutcome)

@@ -58,10 +58,46 @@ TEST(Notes, numberTheDifferencesOfEachSubject)
 TEST(Notes, shareANumberWhereFactAndReasonAreTheSame)
 {
     EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS),
-        ElementsAre("The library reports to its host:", "1 another size: wrong unit.",
+        ElementsAre("The library reports to its host:",
+            "1 size of sda 2.0 GiB (2147483648), of sdb 4.0 GiB (4294967296): wrong unit.",
             "2 partitions 3: miscounted.", "3 nothing: left?out."));
     EXPECT_THAT(notesOf(differingMachine(), Subject::MOUNTS),
         ElementsAre("The library reports to its host:", "1 disks none: not found."));
+}
+
+TEST(Notes, showOneValueOnceAndOfManyOnlyTheFirst)
+{
+    Machine machine = knownMachine({Subject::DISKS});
+    for (int i = 0; i < 5; ++i)
+        machine.differences.push_back({Subject::DISKS, "sd" + std::string(1, char('a' + i)),
+            "size_bytes", uint64_t{0}, "no sector size"});
+    EXPECT_THAT(notesOf(machine, Subject::DISKS),
+        ElementsAre("The library reports to its host:", "1 size 0 B: no sector size."));
+    machine.differences.back().library = uint64_t{1};
+    EXPECT_THAT(notesOf(machine, Subject::DISKS),
+        ElementsAre("The library reports to its host:",
+            "1 size of sda 0 B, of sdb 0 B, of sdc 0 B, of 2 others: no sector size."));
+    machine.differences.resize(4);
+    EXPECT_THAT(notesOf(machine, Subject::DISKS).back(), "1 size 0 B: no sector size.");
+}
+
+TEST(Notes, endBehindTheValueWhereNoReasonIsKnown)
+{
+    Machine machine = knownMachine({Subject::DISKS});
+    machine.differences = {{Subject::DISKS, "sda", "size_bytes", uint64_t{0}, ""},
+        {Subject::DISKS, "sdb", "", std::nullopt, ""}};
+    EXPECT_THAT(notesOf(machine, Subject::DISKS),
+        ElementsAre("The library reports to its host:", "1 size 0 B.", "2 nothing."));
+}
+
+TEST(Notes, nameItemsThatTheMachineDoesNotHave)
+{
+    Machine machine = knownMachine({Subject::DISKS});
+    machine.differences = {{Subject::DISKS, "sdy", "records", uint64_t{1}, "no such disk"},
+        {Subject::DISKS, "sdz", "records", uint64_t{2}, "no such disk"}};
+    EXPECT_THAT(notesOf(machine, Subject::DISKS),
+        ElementsAre("The library reports to its host:",
+            "1 a record of sdy, 2 records of sdz: no such disk."));
 }
 
 TEST(Notes, sayThatTheQueryFailed)
@@ -87,9 +123,9 @@ TEST(Notes, nameTheFactsThatAreUnavailable)
 TEST(Notes, fitTheTerminal)
 {
     EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(1),
-        "1 another size:");
-    EXPECT_THAT(
-        notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(2), "  wrong unit.");
+        "1 size of sda 2.0");
+    EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(2),
+        "  GiB (2147483648),");
 }
 
 TEST(Notes, standBelowTheirTableAndMarkItsRows)
@@ -102,7 +138,8 @@ TEST(Notes, standBelowTheirTableAndMarkItsRows)
 
     EXPECT_THAT(app_test::tablesOf(machine, options),
         ElementsAre("NAME     NOTE", "sda      1 2", "sd?[2Jb", "",
-            "The library reports to its host:", "1 another size: wrong unit.",
+            "The library reports to its host:",
+            "1 size of sda 2.0 GiB (2147483648), of sdb 4.0 GiB (4294967296): wrong unit.",
             "2 partitions 3: miscounted.", "3 nothing: left?out."));
     options.layout.headings = false;
     EXPECT_THAT(app_test::tablesOf(machine, options), ElementsAre("sda      1 2", "sd?[2Jb"));
@@ -120,10 +157,18 @@ TEST(LibraryText, isTheValueAsPeopleReadIt)
     EXPECT_EQ(libraryText(LibraryValue(Texts{"sda", "sdb"}), "disks"), "sda, sdb");
 }
 
+TEST(LibraryText, isALocalTimeForAFactThatIsATime)
+{
+    EXPECT_EQ(libraryText(LibraryValue(int64_t{0}), "restore_end").size(), 19U);
+    EXPECT_EQ(libraryText(LibraryValue(int64_t{0}), "restore"), "0");
+    EXPECT_EQ(libraryText(LibraryValue(std::string()), "host_name"), "none");
+    EXPECT_EQ(libraryText(LibraryValue(std::string()), ""), "");
+}
+
 TEST(LibraryText, hasASizeInBothForms)
 {
     EXPECT_EQ(libraryText(LibraryValue(uint64_t{2 * GIB}), "size_bytes"), "2.0 GiB (2147483648)");
-    EXPECT_EQ(libraryText(LibraryValue(uint64_t{0}), "size_bytes"), "0");
+    EXPECT_EQ(libraryText(LibraryValue(uint64_t{0}), "size_bytes"), "0 B");
     EXPECT_EQ(libraryText(LibraryValue(uint64_t{2 * GIB}), "partitions"), "2147483648");
 }
 
@@ -132,4 +177,5 @@ TEST(FactText, isTheKeyInWords)
     EXPECT_EQ(app::factText("size_bytes"), "size");
     EXPECT_EQ(app::factText("virtual_machine"), "virtual machine");
     EXPECT_EQ(app::factText("highest_hertz"), "highest MHz");
+    EXPECT_EQ(app::factText("mac"), "MAC address");
 }

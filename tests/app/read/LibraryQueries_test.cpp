@@ -147,6 +147,32 @@ TEST(LibraryQueries, reportTheCauseOfAFalseResult)
     EXPECT_THAT(answer.records, IsEmpty());
 }
 
+TEST(LibraryQueries, reportTheFileAndTheTraceBesideTheRecordsOfTheDisks)
+{
+    machine.file("/proc/partitions", PARTITIONS);
+    LibraryAnswer const answer = answerTo(Subject::DISKS);
+    EXPECT_EQ(answer.source, PARTITIONS);
+    EXPECT_THAT(answer.trace,
+        testing::ElementsAre("Partition: sda1", "Found disk: /dev/sda", "Returning: 1 disks"));
+}
+
+TEST(LibraryQueries, reportWhyTheMemoryWasNotFound)
+{
+    EXPECT_EQ(answerTo(Subject::MEMORY).reason, "/proc/meminfo cannot be read");
+    machine.file("/proc/meminfo", "MemTotal: 1 kB\n");
+    EXPECT_EQ(answerTo(Subject::MEMORY).reason, "/proc/meminfo has no MemFree");
+    machine.file("/proc/meminfo", "total: used:\nMemTotal: 1 kB\nMemFree: 1 kB\n");
+    EXPECT_EQ(answerTo(Subject::MEMORY).reason,
+        "/proc/meminfo has lines of another form before MemTotal or MemFree");
+}
+
+TEST(LibraryQueries, nameTheToolsThatAreMissing)
+{
+    machine.tool("/sbin/route", "exit 0");
+    EXPECT_EQ(answerTo(Subject::NETWORKS).reason,
+        "/bin, /sbin, /usr/sbin and /usr/bin have no ifconfig and cat");
+}
+
 TEST(LibraryQueries, reportTheReasonOfAnExceptionWithTheFactsFoundBeforeIt)
 {
     FakeCalls calls;

@@ -24,13 +24,13 @@ Memory readFrom(std::string const& meminfo)
 }
 
 /** Reads this /proc/meminfo, in which the total or the free memory is missing. */
-Memory readHalf(std::string const& meminfo)
+Memory readHalf(std::string const& meminfo, std::string const& reason)
 {
     machine.file("/proc/meminfo", meminfo);
     Machine found;
     app::readMemory(found);
     EXPECT_THAT(found.problems, SizeIs(1));
-    EXPECT_EQ(found.problems.at(0).reason, "it does not have both MemTotal and MemFree");
+    EXPECT_EQ(found.problems.at(0).reason, reason);
     return found.memory.value_or(Memory());
 }
 
@@ -104,16 +104,19 @@ TEST(Memory, isReadBelowTheTableOfKernel24)
 
 TEST(Memory, hasNoTotalOfZero)
 {
-    Memory const memory = readHalf("MemTotal: 0 kB\nMemFree: 5 kB\n");
+    Memory const memory = readHalf("MemTotal: 0 kB\nMemFree: 5 kB\n", "its MemTotal is 0");
     EXPECT_EQ(memory.total, std::nullopt);
     EXPECT_EQ(memory.free, 5120U);
 }
 
 TEST(Memory, isUnknownWhereTheFigureIsNone)
 {
-    EXPECT_EQ(readHalf("MemTotal: x kB\nMemFree: 1 kB\n").total, std::nullopt);
-    EXPECT_EQ(readHalf("MemTotal: 18446744073709551615 kB\nMemFree: 1 kB\n").total, std::nullopt);
-    EXPECT_EQ(readHalf("").free, std::nullopt);
+    char const* const noTotal = "it has no number of MemTotal";
+    EXPECT_EQ(readHalf("", noTotal).free, std::nullopt);
+    EXPECT_EQ(readHalf("MemTotal: x kB\nMemFree: 1 kB\n", noTotal).total, std::nullopt);
+    EXPECT_EQ(readHalf("MemTotal: 18446744073709551615 kB\nMemFree: 1 kB\n", noTotal).total,
+        std::nullopt);
+    EXPECT_EQ(readHalf("MemTotal: 1 kB\n", "it has no number of MemFree").free, std::nullopt);
 }
 
 TEST(Memory, isAProblemWithoutTheKernelsFile)
@@ -124,4 +127,20 @@ TEST(Memory, isAProblemWithoutTheKernelsFile)
     ASSERT_THAT(found.problems, SizeIs(1));
     EXPECT_EQ(found.problems[0].source, "/proc/meminfo");
     EXPECT_EQ(found.problems[0].reason, "No such file or directory");
+}
+
+TEST(Memory, hasOneReasonForAllFiguresThatTheKernelDoesNotHave)
+{
+    machine.file("/proc/meminfo", "MemTotal: 9 kB\nMemFree: 1 kB\nBuffers: 1 kB\nCached: 1 kB\n");
+    Machine old;
+    app::readMemory(old);
+    ASSERT_THAT(old.unavailable, SizeIs(1));
+    EXPECT_EQ(old.unavailable[0].fact, "available memory, swap");
+    EXPECT_EQ(old.unavailable[0].reason, "/proc/meminfo does not have them");
+    machine.file("/proc/meminfo",
+        "MemTotal: 9 kB\nMemFree: 1 kB\nBuffers: 1 kB\nCached: 1 kB\nSwapTotal: 0 kB\n"
+        "SwapFree: 0 kB\nMemAvailable: 1 kB\n");
+    Machine whole;
+    app::readMemory(whole);
+    EXPECT_THAT(whole.unavailable, IsEmpty());
 }

@@ -99,3 +99,13 @@ TEST(LibraryRecord, hasTheDefaultForAFieldThatItLacks)
     EXPECT_EQ(record.get<uint64_t>("b"), 0U);
     EXPECT_EQ(record.get<std::string>("a"), "") << "of another type";
 }
+
+TEST(AnswerBytes, carryTheSourceAndTheTraceOfTheQuery)
+{
+    LibraryAnswer answer;
+    answer.source = "cpu0 1\n\xFF";
+    answer.trace = {"Found disk: /dev/sda", "Returning: 1 disks"};
+    LibraryAnswer const received = sent(answer);
+    EXPECT_EQ(received.source, answer.source);
+    EXPECT_EQ(received.trace, answer.trace);
+}

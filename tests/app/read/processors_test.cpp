@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using app::Machine;
 using app::Processor;
 using app::Processors;
@@ -200,4 +202,51 @@ TEST(Processors, areAProblemWhereNoFileListsOne)
     EXPECT_FALSE(found.processors);
     ASSERT_THAT(found.problems, SizeIs(1));
     EXPECT_EQ(found.problems[0].reason, "it has no line of a processor");
+}
+
+TEST(Processors, haveOneReasonForAllSpeedsWithoutACpufreqDriver)
+{
+    online(16);
+    machine.file("/proc/cpuinfo", "processor: 0\nmodel name: Acme\nphysical id: 0\ncore id: 0\n");
+    Machine found;
+    app::readProcessors(found);
+    ASSERT_THAT(found.unavailable, SizeIs(3));
+    EXPECT_EQ(found.unavailable[0].fact, "the sockets and cores");
+    EXPECT_EQ(found.unavailable[1].fact, "speeds (lowest, current, highest)");
+    EXPECT_EQ(found.unavailable[1].reason, "the kernel has no cpufreq driver for the processors");
+    EXPECT_EQ(found.unavailable[2].reason, "there is no /sys/devices/system/node");
+    EXPECT_THAT(found.problems, IsEmpty());
+}
+
+TEST(Processors, haveADriverThatDoesNotReportASpeed)
+{
+    online(1);
+    writeFiles(
+        folderOf(0) + "/cpufreq", {{"cpuinfo_min_freq", "0"}, {"scaling_cur_freq", "1000000"}});
+    Machine found;
+    app::readProcessors(found);
+    ASSERT_THAT(found.unavailable, SizeIs(4));
+    EXPECT_EQ(found.unavailable[0].fact, "the model of the processors");
+    EXPECT_EQ(found.unavailable[0].reason, "there is no /proc/cpuinfo");
+    EXPECT_EQ(found.unavailable[2].fact, "speeds (lowest, highest)");
+    EXPECT_EQ(found.unavailable[2].reason, "the cpufreq driver does not report them");
+}
+
+TEST(Processors, haveOneProblemForAllSpeedsThatAreDenied)
+{
+    online(3);
+    for (unsigned number = 0; number < 3; ++number) {
+        writeFiles(folderOf(number) + "/cpufreq", {{"scaling_cur_freq", "1000000"}});
+        ASSERT_EQ(chmod((folderOf(number) + "/cpufreq/scaling_cur_freq").c_str(), 0), 0);
+    }
+    machine.file("/proc/cpuinfo", "processor: 0\n");
+    ASSERT_EQ(chmod("/proc/cpuinfo", 0), 0);
+    Machine found;
+    app::readProcessors(found);
+    ASSERT_THAT(found.problems, SizeIs(2));
+    EXPECT_EQ(found.problems[0].fact, "the model of the processors");
+    EXPECT_EQ(found.problems[1].fact, "the speeds of the processors");
+    EXPECT_EQ(
+        found.problems[1].source, folderOf(0) + "/cpufreq/scaling_cur_freq and 2 other files");
+    EXPECT_EQ(found.problems[1].reason, "Permission denied");
 }

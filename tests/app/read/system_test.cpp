@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using app::Machine;
 using app::System;
 using app_read_test::FakeCalls;
@@ -15,12 +17,27 @@ using testkit::machine;
 
 namespace {
 
-System readAll()
+/** Reads with the calls that the test has made. */
+System readWithCalls()
 {
     Machine found;
     app::readSystem(found);
     EXPECT_THAT(found.problems, testing::IsEmpty());
     return found.system.value_or(System());
+}
+
+System readAll()
+{
+    FakeCalls const calls;
+    return readWithCalls();
+}
+
+std::vector<std::string> factsOf(std::vector<app::Problem> const& problems)
+{
+    std::vector<std::string> facts;
+    for (app::Problem const& problem : problems)
+        facts.push_back(problem.fact);
+    return facts;
 }
 
 std::optional<std::string> osNameOf(std::string const& release)
@@ -64,7 +81,7 @@ TEST(System, hasTheKernelsNames)
 {
     FakeCalls calls;
     calls.hostName = "fileserver";
-    System const system = readAll();
+    System const system = readWithCalls();
     EXPECT_EQ(system.hostName, "fileserver");
     EXPECT_EQ(system.kernel, "6.1.0-18-amd64");
     EXPECT_EQ(system.architecture, "x86_64");
@@ -74,9 +91,22 @@ TEST(System, isUnknownWhereTheKernelReportsNothing)
 {
     FakeCalls calls;
     calls.unameFails = true;
+    calls.hostNameFails = true;
     testkit::ReadCalls reads("/usr/lib/os-release");
     reads.failBehind(0, EIO);
-    System const system = readAll();
+    Machine found;
+    app::readSystem(found);
+    System const system = found.system.value();
+    EXPECT_THAT(factsOf(found.problems),
+        testing::ElementsAre("the host name", "the operating system", "the kernel"));
+    EXPECT_EQ(found.problems[1].reason, "Input/output error");
+    EXPECT_EQ(found.problems[1].source, "/usr/lib/os-release");
+    EXPECT_THAT(factsOf(found.unavailable),
+        testing::ElementsAre(
+            "the vendor and the firmware", "the hypervisor", "the boot time", "the uptime"));
+    EXPECT_EQ(found.unavailable[0].reason, "there is no /sys/class/dmi/id");
+    EXPECT_EQ(found.unavailable[1].reason, "there is no /proc/cpuinfo");
+    EXPECT_EQ(found.unavailable[3].reason, "there is no /proc/uptime");
     EXPECT_EQ(system.kernel, std::nullopt);
     EXPECT_EQ(system.architecture, std::nullopt);
     EXPECT_EQ(system.osName, std::nullopt);
@@ -136,9 +166,60 @@ TEST(OsName, comesFromTheFolderOfTheDistributionWhereEtcHasNone)
     testkit::ReadCalls reads("/usr/lib/os-release");
     reads.failBehind(0, EIO);
     unsigned const once = app::exists("/usr/lib/os-release") ? 1 : 0;
-    readAll();
+    {
+        FakeCalls const calls;
+        Machine found;
+        app::readSystem(found);
+        EXPECT_EQ(found.problems.size(), once);
+    }
     EXPECT_EQ(reads.failures(), once) << "it is read";
     machine.file("/etc/os-release", "NAME=Acme\n");
     readAll();
     EXPECT_EQ(reads.failures(), once) << "it is not read";
+}
+
+TEST(System, hasAProblemForEachFactWhoseFilesAreDenied)
+{
+    writeFiles("/sys/class/dmi/id", {{"sys_vendor", "Acme"}, {"product_name", "Rocket"}});
+    machine.file("/proc/uptime", "5.00 1.00\n");
+    machine.file("/proc/stat", "btime 1700000000\n");
+    machine.file("/proc/cpuinfo", "flags : fpu\n");
+    machine.file("/etc/os-release", "NAME=Acme\n");
+    for (char const* const file : {"/sys/class/dmi/id/sys_vendor", "/sys/class/dmi/id/product_name",
+             "/proc/uptime", "/proc/stat", "/proc/cpuinfo"})
+        ASSERT_EQ(chmod(file, 0), 0);
+    FakeCalls const calls;
+    Machine found;
+    app::readSystem(found);
+    EXPECT_THAT(factsOf(found.problems),
+        testing::ElementsAre(
+            "the vendor and the firmware", "the hypervisor", "the boot time", "the uptime"));
+    EXPECT_EQ(found.problems[0].source, "/sys/class/dmi/id/sys_vendor and 1 other file");
+    EXPECT_EQ(found.problems[0].reason, "Permission denied");
+    EXPECT_THAT(found.unavailable, testing::IsEmpty());
+}
+
+TEST(System, hasNoReasonsWhereAllIsKnown)
+{
+    writeFiles("/sys/class/dmi/id", {{"sys_vendor", "Acme"}});
+    machine.file("/proc/uptime", "5.00 1.00\n");
+    machine.file("/proc/stat", "btime 1700000000\n");
+    machine.file("/proc/cpuinfo", "flags : fpu\n");
+    machine.file("/etc/os-release", "NAME=Acme\n");
+    FakeCalls const calls;
+    Machine found;
+    app::readSystem(found);
+    EXPECT_THAT(found.problems, testing::IsEmpty());
+    EXPECT_THAT(found.unavailable, testing::IsEmpty());
+}
+
+TEST(System, doesNotKnowTheContainerWhereTheFirstProcessIsHidden)
+{
+    machine.file("/proc/1/environ", "TERM=linux");
+    ASSERT_EQ(chmod("/proc/1/environ", 0), 0);
+    Machine found;
+    app::readSystem(found);
+    EXPECT_EQ(found.system->container, std::nullopt);
+    EXPECT_THAT(factsOf(found.unavailable), testing::Contains("the container manager"));
+    EXPECT_THAT(factsOf(found.problems), testing::Not(testing::Contains("the container manager")));
 }
