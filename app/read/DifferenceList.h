@@ -15,10 +15,14 @@ namespace app {
  */
 class DifferenceList {
 public:
-    /** @param answer and @param differences must outlive the object. */
-    DifferenceList(
-        Subject subject, LibraryAnswer const& answer, std::vector<Difference>& differences)
-        : m_subject(subject), m_answer(answer), m_differences(differences)
+    /**
+     * @param answer and @param differences must outlive the object.
+     * @param hasAllItems whether the machine's own list of items could be read as a whole.
+     */
+    DifferenceList(Subject subject, LibraryAnswer const& answer, bool hasAllItems,
+        std::vector<Difference>& differences)
+        : m_subject(subject), m_answer(answer), m_hasAllItems(hasAllItems),
+          m_differences(differences)
     {
     }
 
@@ -41,10 +45,11 @@ public:
         add(item, "", std::nullopt, reason.empty() ? m_answer.reason : reason);
     }
 
-    /** Adds an item of which the library has more records than the machine has items. */
-    void addRecords(std::string const& item, size_t records, std::string const& reason)
+    /** Adds an item that the library has and the machine's own list has not. Where items were left
+     * out of that list, @p reason is not proven. */
+    void addExtra(std::string const& item, std::string const& reason)
     {
-        add(item, "records", uint64_t{records}, reason);
+        add(item, "records", uint64_t{1}, m_hasAllItems ? reason : "");
     }
 
     /** Adds a number of the library that is not the machine's. A number that is unknown is one,
@@ -69,6 +74,7 @@ public:
 private:
     Subject const m_subject;
     LibraryAnswer const& m_answer;
+    bool const m_hasAllItems;
     std::vector<Difference>& m_differences;
 };
 

@@ -166,8 +166,8 @@ std::string missingTools()
     std::string missing;
     for (char const* const tool : {"ifconfig", "route", "cat"})
         if (isMissing(tool))
-            missing += (missing.empty() ? "" : " and ") + std::string(tool);
-    return missing.empty() ? "" : "/bin, /sbin, /usr/sbin and /usr/bin have no " + missing;
+            missing += (missing.empty() ? "no " : " and no ") + std::string(tool);
+    return missing.empty() ? "" : "/bin, /sbin, /usr/sbin and /usr/bin have " + missing;
 }
 
 /** @return why the library does not find both figures of the kernel; empty where it can. */

@@ -145,7 +145,7 @@ private:
         if (found == m_machine.library.end())
             return;
         LibraryAnswer const& answer = found->second;
-        DifferenceList list(subject, answer, m_differences);
+        DifferenceList list(subject, answer, !m_machine.hasProblem(subject), m_differences);
         if (!list.isComplete())
             list.add("", "", std::nullopt, answer.reason);
         // Without a record there is nothing to compare by item.

@@ -163,7 +163,7 @@ void compareDisks(std::vector<Disk> const& disks, DifferenceList& list)
     }
     for (LibraryRecord const& record : list.records())
         if (auto const name = record.get<std::string>("getDiskID"); !findDisk(disks, name))
-            list.addRecords(name, 1, "the kernel has no such disk");
+            list.addExtra(name, "the kernel has no such disk");
 }
 
 }

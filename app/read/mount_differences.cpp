@@ -136,7 +136,7 @@ void compareMounts(std::vector<Mount> const& mounts, DifferenceList& list)
         std::string const name = decodeOctal(record.get<std::string>("getDiskName"));
         if (std::none_of(mounts.begin(), mounts.end(),
                 [&name](Mount const& mount) { return mount.mountPoint == name; }))
-            list.addRecords(name, 1, "the kernel lists no filesystem on a block device there");
+            list.addExtra(name, "the kernel lists no filesystem on a block device there");
     }
 }
 

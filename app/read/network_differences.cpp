@@ -91,8 +91,8 @@ void compareAdapter(Adapter const& adapter, DifferenceList& list)
         return;
     }
     if (records.size() > 1)
-        list.addRecords(
-            adapter.name, records.size(), "the library reports an alias as an adapter of its own");
+        list.add(adapter.name, "records", uint64_t{records.size()},
+            "the library reports an alias as an adapter of its own");
     compareMac(adapter, records.front()->get<std::string>("getMACAddr"), list);
     auto const library = textsOf(records, "getIPAddrs");
     std::set<std::string> own;
@@ -155,7 +155,7 @@ void compareNetworks(Networks const& networks, DifferenceList& list)
         known.insert(adapter.name);
     for (LibraryRecord const& record : list.records())
         if (auto const name = record.get<std::string>("getName"); known.insert(name).second)
-            list.addRecords(name, 1, "the kernel has no adapter of this name");
+            list.addExtra(name, "the kernel has no adapter of this name");
 }
 
 }

@@ -124,9 +124,10 @@ std::string Notes::valuesText(Note const& note)
     for (size_t i = 0; i < shown; ++i)
         values.push_back(isExtra
                 ? recordsText(*all[i])
-                : "of " + printable(all[i]->item) + " " + libraryText(all[i]->library, note.fact));
+                : libraryText(all[i]->library, note.fact) + " for " + printable(all[i]->item));
     if (shown < all.size())
-        values.push_back("of " + std::to_string(all.size() - shown) + " others");
+        values.push_back(
+            (isExtra ? "" : "other values for ") + std::to_string(all.size() - shown) + " more");
     return (isExtra ? "" : factText(note.fact) + " ") + joined(values);
 }
 

@@ -59,7 +59,7 @@ TEST(Notes, shareANumberWhereFactAndReasonAreTheSame)
 {
     EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS),
         ElementsAre("The library reports to its host:",
-            "1 size of sda 2.0 GiB (2147483648), of sdb 4.0 GiB (4294967296): wrong unit.",
+            "1 size 2.0 GiB (2147483648) for sda, 4.0 GiB (4294967296) for sdb: wrong unit.",
             "2 partitions 3: miscounted.", "3 nothing: left?out."));
     EXPECT_THAT(notesOf(differingMachine(), Subject::MOUNTS),
         ElementsAre("The library reports to its host:", "1 disks none: not found."));
@@ -76,7 +76,8 @@ TEST(Notes, showOneValueOnceAndOfManyOnlyTheFirst)
     machine.differences.back().library = uint64_t{1};
     EXPECT_THAT(notesOf(machine, Subject::DISKS),
         ElementsAre("The library reports to its host:",
-            "1 size of sda 0 B, of sdb 0 B, of sdc 0 B, of 2 others: no sector size."));
+            "1 size 0 B for sda, 0 B for sdb, 0 B for sdc, other values for 2 more: no sector "
+            "size."));
     machine.differences.resize(4);
     EXPECT_THAT(notesOf(machine, Subject::DISKS).back(), "1 size 0 B: no sector size.");
 }
@@ -123,9 +124,9 @@ TEST(Notes, nameTheFactsThatAreUnavailable)
 TEST(Notes, fitTheTerminal)
 {
     EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(1),
-        "1 size of sda 2.0");
+        "1 size 2.0 GiB");
     EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(2),
-        "  GiB (2147483648),");
+        "  (2147483648) for");
 }
 
 TEST(Notes, standBelowTheirTableAndMarkItsRows)
@@ -139,7 +140,7 @@ TEST(Notes, standBelowTheirTableAndMarkItsRows)
     EXPECT_THAT(app_test::tablesOf(machine, options),
         ElementsAre("NAME     NOTE", "sda      1 2", "sd?[2Jb", "",
             "The library reports to its host:",
-            "1 size of sda 2.0 GiB (2147483648), of sdb 4.0 GiB (4294967296): wrong unit.",
+            "1 size 2.0 GiB (2147483648) for sda, 4.0 GiB (4294967296) for sdb: wrong unit.",
             "2 partitions 3: miscounted.", "3 nothing: left?out."));
     options.layout.headings = false;
     EXPECT_THAT(app_test::tablesOf(machine, options), ElementsAre("sda      1 2", "sd?[2Jb"));

@@ -187,7 +187,12 @@ TEST(Recovery, withoutCountersAndTimesIsAllUnknown)
     Outcome const table = machine.program({"recovery"}).run();
 
     EXPECT_EQ(table.status, app::EXIT_STATUS_OK);
-    EXPECT_THAT(linesOf(table.out),
+    auto lines = linesOf(table.out);
+    EXPECT_THAT(lines,
+        testing::Contains("6 files done 4294967295: the engine's file has no valid number for it."))
+        << "the library's value is in a note";
+    lines.resize(10);
+    EXPECT_THAT(lines,
         ElementsAre("RECOVERY", //
             "State             restoring", //
             "Progress          -", //
@@ -201,6 +206,24 @@ TEST(Recovery, withoutCountersAndTimesIsAllUnknown)
     json const recovery = recoveryOn(machine);
     for (auto const& [key, value] : recovery.items())
         EXPECT_EQ(value.is_null(), key != "state" && key != "operation") << key;
+}
+
+TEST(Recovery, isDifferentWhereTheLibraryReportsATotalOf0As1)
+{
+    RecoveryMachine machine;
+    machine.status("[Main]\nStatus=5000\n[RestoreStatus]\nTotalFiles=00\n");
+    auto const differences = [&machine](std::string const& fact) {
+        json const document = json::parse(machine.program({"recovery", "--json"}).run().out);
+        for (json const& difference : document.at("differences"))
+            if (difference.at("fact") == fact)
+                return difference;
+        return json();
+    };
+    EXPECT_EQ(differences("files_total"),
+        (json{{"subject", "recovery"}, {"item", nullptr}, {"fact", "files_total"}, {"library", 1},
+            {"reason", "the engine's file has 0, which the library reports as 1"}}));
+    machine.status("[Main]\nStatus=5000\n[RestoreStatus]\nTotalFiles=7\n");
+    EXPECT_EQ(differences("files_total"), json());
 }
 
 TEST(Recovery, withAnEmptyTimeIsUnknownWestAndEastOfGreenwich)

@@ -170,7 +170,7 @@ TEST(LibraryQueries, nameTheToolsThatAreMissing)
 {
     machine.tool("/sbin/route", "exit 0");
     EXPECT_EQ(answerTo(Subject::NETWORKS).reason,
-        "/bin, /sbin, /usr/sbin and /usr/bin have no ifconfig and cat");
+        "/bin, /sbin, /usr/sbin and /usr/bin have no ifconfig and no cat");
 }
 
 TEST(LibraryQueries, reportTheReasonOfAnExceptionWithTheFactsFoundBeforeIt)

@@ -132,6 +132,9 @@ TEST(DiskDifference, isARecordOfNoDisk)
     EXPECT_EQ(difference.fact, "records");
     EXPECT_EQ(difference.library, LibraryValue(uint64_t{1}));
     EXPECT_EQ(difference.reason, "the kernel has no such disk");
+    machine.problems.push_back({app::Subject::DISKS, "all disks", "1 entry was left out", "x"});
+    EXPECT_EQ(differenceOf(machine).reason, "") << "it may be the one that was left out";
+    machine.problems.clear();
     machine.disks->push_back(diskOf("sdz", 1));
     machine.disks->back().type = Disk::RAID;
     EXPECT_EQ(differenceOf(machine).fact, "type");
