@@ -111,24 +111,36 @@ std::string Notes::marks(Subject subject, std::string const& item) const
 
 std::string Notes::valuesText(Note const& note)
 {
-    constexpr size_t MOST = 4; // Items whose values are shown.
-    auto const& all = note.differences;
-    bool const isExtra = note.fact == RECORDS;
-    bool const isOneValue = std::all_of(all.begin(), all.end(),
-        [&](Difference const* difference) { return difference->library == all.front()->library; });
+    constexpr size_t MOST_VALUES = 4;
+    constexpr size_t MOST_ITEMS = 3;
+    using Items = std::vector<std::string>;
+    std::vector<std::pair<std::string, Items>> groups; // Values with their items.
+    for (Difference const* const difference : note.differences) {
+        bool const isExtra = note.fact == RECORDS;
+        std::string const value =
+            isExtra ? recordsText(*difference) : libraryText(difference->library, note.fact);
+        auto group = std::find_if(groups.begin(), groups.end(),
+            [&value](auto const& other) { return other.first == value; });
+        if (group == groups.end())
+            group = groups.insert(groups.end(), {value, {}});
+        group->second.push_back(printable(difference->item));
+    }
+    std::string text = note.fact == RECORDS ? "" : factText(note.fact) + " ";
     // The marks in the table show which items have it.
-    if (isOneValue && !isExtra)
-        return factText(note.fact) + " " + libraryText(all.front()->library, note.fact);
-    size_t const shown = all.size() <= MOST ? all.size() : MOST - 1;
-    std::vector<std::string> values;
-    for (size_t i = 0; i < shown; ++i)
-        values.push_back(isExtra
-                ? recordsText(*all[i])
-                : libraryText(all[i]->library, note.fact) + " for " + printable(all[i]->item));
-    if (shown < all.size())
-        values.push_back(
-            (isExtra ? "" : "other values for ") + std::to_string(all.size() - shown) + " more");
-    return (isExtra ? "" : factText(note.fact) + " ") + joined(values);
+    if (groups.size() == 1)
+        return text + groups.front().first;
+    size_t others = note.differences.size();
+    size_t const shown = groups.size() <= MOST_VALUES ? groups.size() : MOST_VALUES - 1;
+    for (size_t i = 0; i < shown; ++i) {
+        auto const& [value, items] = groups[i];
+        others -= items.size();
+        text += (i == 0 ? "" : "; ") + value;
+        if (note.fact != RECORDS)
+            text += " for "
+                + (items.size() <= MOST_ITEMS ? joined(items)
+                                              : std::to_string(items.size()) + " of them");
+    }
+    return others == 0 ? text : text + "; other values for " + std::to_string(others) + " more";
 }
 
 std::string Notes::text(Note const& note)

@@ -59,7 +59,7 @@ TEST(Notes, shareANumberWhereFactAndReasonAreTheSame)
 {
     EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS),
         ElementsAre("The library reports to its host:",
-            "1 size 2.0 GiB (2147483648) for sda, 4.0 GiB (4294967296) for sdb: wrong unit.",
+            "1 size 2.0 GiB (2147483648) for sda; 4.0 GiB (4294967296) for sdb: wrong unit.",
             "2 partitions 3: miscounted.", "3 nothing: left?out."));
     EXPECT_THAT(notesOf(differingMachine(), Subject::MOUNTS),
         ElementsAre("The library reports to its host:", "1 disks none: not found."));
@@ -74,12 +74,17 @@ TEST(Notes, showOneValueOnceAndOfManyOnlyTheFirst)
     EXPECT_THAT(notesOf(machine, Subject::DISKS),
         ElementsAre("The library reports to its host:", "1 size 0 B: no sector size."));
     machine.differences.back().library = uint64_t{1};
-    EXPECT_THAT(notesOf(machine, Subject::DISKS),
-        ElementsAre("The library reports to its host:",
-            "1 size 0 B for sda, 0 B for sdb, 0 B for sdc, other values for 2 more: no sector "
-            "size."));
-    machine.differences.resize(4);
-    EXPECT_THAT(notesOf(machine, Subject::DISKS).back(), "1 size 0 B: no sector size.");
+    EXPECT_THAT(notesOf(machine, Subject::DISKS).back(),
+        "1 size 0 B for 4 of them; 1 B (1) for sde: no sector size.");
+    for (size_t i = 0; i < 5; ++i)
+        machine.differences[i].library = uint64_t{i / 2};
+    EXPECT_THAT(notesOf(machine, Subject::DISKS).back(),
+        "1 size 0 B for sda, sdb; 1 B (1) for sdc, sdd; 2 B (2) for sde: no sector size.");
+    for (size_t i = 0; i < 5; ++i)
+        machine.differences[i].library = uint64_t{i};
+    EXPECT_THAT(notesOf(machine, Subject::DISKS).back(),
+        "1 size 0 B for sda; 1 B (1) for sdb; 2 B (2) for sdc; other values for 2 more: no sector "
+        "size.");
 }
 
 TEST(Notes, endBehindTheValueWhereNoReasonIsKnown)
@@ -98,7 +103,7 @@ TEST(Notes, nameItemsThatTheMachineDoesNotHave)
         {Subject::DISKS, "sdz", "records", uint64_t{2}, "no such disk"}};
     EXPECT_THAT(notesOf(machine, Subject::DISKS),
         ElementsAre("The library reports to its host:",
-            "1 a record of sdy, 2 records of sdz: no such disk."));
+            "1 a record of sdy; 2 records of sdz: no such disk."));
 }
 
 TEST(Notes, sayThatTheQueryFailed)
@@ -140,7 +145,7 @@ TEST(Notes, standBelowTheirTableAndMarkItsRows)
     EXPECT_THAT(app_test::tablesOf(machine, options),
         ElementsAre("NAME     NOTE", "sda      1 2", "sd?[2Jb", "",
             "The library reports to its host:",
-            "1 size 2.0 GiB (2147483648) for sda, 4.0 GiB (4294967296) for sdb: wrong unit.",
+            "1 size 2.0 GiB (2147483648) for sda; 4.0 GiB (4294967296) for sdb: wrong unit.",
             "2 partitions 3: miscounted.", "3 nothing: left?out."));
     options.layout.headings = false;
     EXPECT_THAT(app_test::tablesOf(machine, options), ElementsAre("sda      1 2", "sd?[2Jb"));
