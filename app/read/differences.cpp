@@ -73,6 +73,13 @@ size_t wordsOfProcessors(std::string const& stat)
     return count;
 }
 
+constexpr uint64_t MEGA = 1'000'000;
+
+std::optional<uint64_t> hertzOf(std::optional<unsigned> megahertz)
+{
+    return megahertz ? std::optional(*megahertz * MEGA) : std::nullopt;
+}
+
 /** Without `getCurrentUsage`, which measures for 1 to 101 seconds. A current speed moves, so it is
  * compared only where the library has none. */
 void compareProcessors(Processors const& processors, DifferenceList& list)
@@ -91,11 +98,11 @@ void compareProcessors(Processors const& processors, DifferenceList& list)
             list.add(
                 item, "number", uint64_t{i}, "the library numbers processors from 0 without gaps");
         auto const highest = records[i].get<uint64_t>("getMaxSpeedInMHZ");
-        list.compareNumber(item, "highest_mhz", processor.highestMHz, highest,
+        list.compareNumber(item, "highest_hertz", hertzOf(processor.highestMHz), highest * MEGA,
             highest == 0 ? "the library finds no speed in cpufreq's bios_limit"
                          : "the library reports the firmware's limit, cpufreq's bios_limit");
         if (records[i].get<uint64_t>("getCurrentSpeedInMHZ") == 0)
-            list.compareNumber(item, "current_mhz", processor.currentMHz, 0,
+            list.compareNumber(item, "current_hertz", hertzOf(processor.currentMHz), 0,
                 "the library finds no speed in cpufreq's scaling_cur_freq");
     }
 }

@@ -4,12 +4,19 @@ namespace app {
 
 namespace {
 
+constexpr uint64_t MIB = 1'048'576;
+
 /** Adds the library's value of a fact that the engine has not written. */
 void addUnlessKnown(std::string const& fact, bool isKnown, LibraryValue const& library,
     std::string const& reason, DifferenceList& list)
 {
     if (!isKnown)
         list.add("", fact, library, reason);
+}
+
+double ratioOf(LibraryRecord const& record)
+{
+    return static_cast<double>(record.get<uint64_t>("getOperationProgress")) / 100;
 }
 
 void compareTimes(Recovery const& recovery, LibraryRecord const& record, DifferenceList& list)
@@ -34,21 +41,21 @@ void compareCounters(Recovery const& recovery, LibraryRecord const& record, Diff
 {
     constexpr char const* NO_NUMBER = "the engine's file has no valid number for it";
     auto const number = [&record](char const* getter) { return record.get<uint64_t>(getter); };
-    addUnlessKnown("percent", recovery.percent.has_value(), number("getOperationProgress"),
+    addUnlessKnown("done_ratio", recovery.percent.has_value(), ratioOf(record),
         "the engine's file lacks a number to compute it from", list);
     addUnlessKnown(
         "files_done", recovery.filesDone.has_value(), number("getFilesDone"), NO_NUMBER, list);
     addUnlessKnown(
         "files_total", recovery.filesTotal.has_value(), number("getTotalFiles"), NO_NUMBER, list);
-    addUnlessKnown("megabytes_done", recovery.megabytesDone.has_value(), number("getMBytesDone"),
+    addUnlessKnown("bytes_done", recovery.megabytesDone.has_value(), number("getMBytesDone") * MIB,
         NO_NUMBER, list);
-    addUnlessKnown("megabytes_total", recovery.megabytesTotal.has_value(), number("getTotalMBytes"),
-        NO_NUMBER, list);
+    addUnlessKnown("bytes_total", recovery.megabytesTotal.has_value(),
+        number("getTotalMBytes") * MIB, NO_NUMBER, list);
     if (list.answer().source == "TotalFiles=0")
         list.add("", "files_total", number("getTotalFiles"),
             "the engine's file has 0, which the library reports as 1");
-    addUnlessKnown("megabytes_per_second", recovery.megabytesPerSecond.has_value(),
-        record.get<double>("getThroughput"),
+    addUnlessKnown("bytes_per_second", recovery.megabytesPerSecond.has_value(),
+        static_cast<uint64_t>(record.get<double>("getThroughput") * double{MIB}),
         recovery.restoreStart ? "" : "the engine's file has no valid time for the restore's start",
         list);
 }
@@ -70,7 +77,7 @@ void compareRecovery(Recovery const& recovery, DifferenceList& list)
     if (recovery.operation >= OPERATION_RESTORE)
         compareCounters(recovery, record, list);
     else
-        list.add("", "percent", record.get<uint64_t>("getOperationProgress"),
+        list.add("", "done_ratio", ratioOf(record),
             "before a restore the library reports all counters and rates as 0");
 }
 

@@ -18,6 +18,7 @@ bool endsWith(std::string const& text, std::string const& end)
 
 constexpr char const* BYTES = "_bytes";
 constexpr char const* HERTZ = "_hertz";
+constexpr char const* RATIO = "_ratio";
 
 /** The fact of an item of which the library has more records than the machine has items. */
 constexpr char const* RECORDS = "records";
@@ -47,10 +48,12 @@ std::string libraryText(std::optional<LibraryValue> const& value, std::string co
         return "none";
     constexpr uint64_t MEGA = 1'000'000;
     auto const* number = std::get_if<uint64_t>(&*value);
-    if (number && endsWith(fact, BYTES))
+    if (number && (endsWith(fact, BYTES) || fact.rfind("bytes_", 0) == 0))
         return *number == 0 ? sizeText(0) : sizeText(*number) + " (" + std::to_string(*number) + ")";
     if (number && endsWith(fact, HERTZ))
         return std::to_string(*number / MEGA);
+    if (auto const* ratio = std::get_if<double>(&*value); ratio && endsWith(fact, RATIO))
+        return percentText(*ratio * 100);
     auto const* time = std::get_if<int64_t>(&*value);
     if (time && (endsWith(fact, "_start") || endsWith(fact, "_end")))
         return timeText(*time);
@@ -63,7 +66,8 @@ std::string factText(std::string const& key)
     if (key == "mac")
         return "MAC address";
     size_t const unit = key.rfind('_');
-    std::string text = endsWith(key, BYTES) || endsWith(key, HERTZ) ? key.substr(0, unit) : key;
+    bool const hasUnit = endsWith(key, BYTES) || endsWith(key, HERTZ) || endsWith(key, RATIO);
+    std::string text = hasUnit ? key.substr(0, unit) : key;
     std::replace(text.begin(), text.end(), '_', ' ');
     return endsWith(key, HERTZ) ? text + " MHz" : text;
 }

@@ -156,8 +156,8 @@ void compareProcessors(Comparison& metrics, json const& processors)
                     {"numa_node", "numa_node"}}));
         metrics.compare("dovrel_cpu_load_ratio", cpu, processor.at("load_ratio"));
         metrics.compareAll(
-            {{"dovrel_cpu_lowest_hertz", "lowest_mhz"}, {"dovrel_cpu_current_hertz", "current_mhz"},
-                {"dovrel_cpu_highest_hertz", "highest_mhz"}},
+            {{"dovrel_cpu_lowest_hertz", "lowest_hertz"}, {"dovrel_cpu_current_hertz", "current_hertz"},
+                {"dovrel_cpu_highest_hertz", "highest_hertz"}},
             cpu, processor, MHZ);
     }
 }
@@ -259,11 +259,11 @@ void compareRecovery(Comparison& metrics, json const& recovery)
         {{"dovrel_recovery_operation", "operation"}, {"dovrel_recovery_files_done", "files_done"},
             {"dovrel_recovery_files_planned", "files_total"}},
         {}, recovery);
-    metrics.compareAll({{"dovrel_recovery_done_bytes", "megabytes_done"},
-                           {"dovrel_recovery_planned_bytes", "megabytes_total"},
-                           {"dovrel_recovery_rate_bytes_per_second", "megabytes_per_second"}},
+    metrics.compareAll({{"dovrel_recovery_done_bytes", "bytes_done"},
+                           {"dovrel_recovery_planned_bytes", "bytes_total"},
+                           {"dovrel_recovery_rate_bytes_per_second", "bytes_per_second"}},
         {}, recovery, MEGABYTE);
-    metrics.compare("dovrel_recovery_progress_ratio", {}, recovery.at("percent"), PERCENT);
+    metrics.compare("dovrel_recovery_progress_ratio", {}, recovery.at("done_ratio"));
     for (std::string const part : {"recover", "restore"})
         for (std::string const end : {"start", "end"})
             metrics.compare("dovrel_" + (part == "recover" ? "recovery" : part) + "_" + end

@@ -241,7 +241,7 @@ TEST(ProcessorDifference, isAHighestSpeedThatIsNotTheFirmwaresLimit)
     Machine machine = withProcessor(processorOf(1000, 3900));
     answer(machine, Subject::PROCESSORS, {processorRecord(1000, 0)});
     Difference const missing = differenceOf(machine);
-    EXPECT_EQ(missing.fact, "highest_mhz");
+    EXPECT_EQ(missing.fact, "highest_hertz");
     EXPECT_EQ(missing.reason, "the library finds no speed in cpufreq's bios_limit");
     answer(machine, Subject::PROCESSORS, {processorRecord(1000, 3000)});
     EXPECT_EQ(differenceOf(machine).reason,
@@ -254,9 +254,9 @@ TEST(ProcessorDifference, isA0ForASpeedThatNobodyKnows)
     answer(machine, Subject::PROCESSORS, {processorRecord(0, 0)});
     auto const differences = app::differencesOf(machine);
     ASSERT_THAT(differences, SizeIs(2));
-    EXPECT_EQ(differences[0].fact, "highest_mhz");
+    EXPECT_EQ(differences[0].fact, "highest_hertz");
     EXPECT_EQ(differences[0].library, LibraryValue(uint64_t{0}));
-    EXPECT_EQ(differences[1].fact, "current_mhz");
+    EXPECT_EQ(differences[1].fact, "current_hertz");
     answer(machine, Subject::PROCESSORS, {processorRecord(1000, 2000)});
     expectNoDifference(machine);
 }
@@ -266,7 +266,7 @@ TEST(ProcessorDifference, isAPresentSpeedOnlyWhereTheLibraryHasNone)
     Machine machine = withProcessor(processorOf(1200, 2000));
     answer(machine, Subject::PROCESSORS, {processorRecord(0, 2000)});
     Difference const difference = differenceOf(machine);
-    EXPECT_EQ(difference.fact, "current_mhz");
+    EXPECT_EQ(difference.fact, "current_hertz");
     EXPECT_EQ(difference.reason, "the library finds no speed in cpufreq's scaling_cur_freq");
     answer(machine, Subject::PROCESSORS, {processorRecord(1300, 2000)});
     expectNoDifference(machine);

@@ -60,15 +60,15 @@ TEST(RecoveryDifference, isAPercentageWithoutItsCounters)
 {
     Machine machine = withRestore();
     machine.recovery->percent.reset();
-    EXPECT_EQ(differenceOf(machine).fact, "percent");
-    EXPECT_EQ(differenceOf(machine).library, LibraryValue(uint64_t{37}));
+    EXPECT_EQ(differenceOf(machine).fact, "done_ratio");
+    EXPECT_EQ(differenceOf(machine).library, LibraryValue(0.37));
 }
 
 TEST(RecoveryDifference, isARateWithoutAStart)
 {
     Machine machine = withRestore();
     machine.recovery->megabytesPerSecond.reset();
-    EXPECT_EQ(differenceOf(machine).fact, "megabytes_per_second");
+    EXPECT_EQ(differenceOf(machine).fact, "bytes_per_second");
     EXPECT_EQ(differenceOf(machine).reason, "");
     machine.recovery->restoreStart.reset();
     auto const differences = app::differencesOf(machine);
@@ -110,7 +110,7 @@ TEST(RecoveryDifference, isOneForAllFiguresBeforeARestore)
     early.recoverEnd = 2000;
     machine.recovery = early;
     Difference const difference = differenceOf(machine);
-    EXPECT_EQ(difference.fact, "percent");
+    EXPECT_EQ(difference.fact, "done_ratio");
     EXPECT_EQ(
         difference.reason, "before a restore the library reports all counters and rates as 0");
 }
