@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-/** Facts in the units and the words of the JSON documents. */
+/** Facts in the units and the words of the JSON documents and the metrics. */
 namespace app {
 
 inline constexpr uint64_t MEGA = 1'000'000;

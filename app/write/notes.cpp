@@ -49,7 +49,8 @@ std::string libraryText(std::optional<LibraryValue> const& value, std::string co
     constexpr uint64_t MEGA = 1'000'000;
     auto const* number = std::get_if<uint64_t>(&*value);
     if (number && (endsWith(fact, BYTES) || fact.rfind("bytes_", 0) == 0))
-        return *number == 0 ? sizeText(0) : sizeText(*number) + " (" + std::to_string(*number) + ")";
+        return *number == 0 ? sizeText(0)
+                            : sizeText(*number) + " (" + std::to_string(*number) + ")";
     if (number && endsWith(fact, HERTZ))
         return std::to_string(*number / MEGA);
     if (auto const* ratio = std::get_if<double>(&*value); ratio && endsWith(fact, RATIO))

@@ -1,33 +1,17 @@
 #include "app/write/openmetrics.h"
 
 #include "app/write/Exposition.h"
-#include "app/write/names.h"
+#include "app/write/json_values.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <functional>
 
 namespace app {
 
 namespace {
 
-constexpr uint64_t HERTZ_OF_A_MHZ = 1000000;
 constexpr uint64_t BYTES_OF_A_MBIT = 125000;
-constexpr uint64_t BYTES_OF_A_MEGABYTE = 1048576;
-
-template <class Number>
-std::optional<uint64_t> scaled(std::optional<Number> number, uint64_t factor)
-{
-    return number ? std::optional(*number * factor) : std::nullopt;
-}
-
-/** A percentage as a number from 0 to 1, with as many digits as in JSON. */
-std::optional<double> ratio(std::optional<double> percent)
-{
-    constexpr double STEPS = 10000;
-    return percent ? std::optional(std::round(*percent * STEPS / 100) / STEPS) : std::nullopt;
-}
 
 std::optional<std::string> digits(std::optional<unsigned> number)
 {
@@ -117,7 +101,7 @@ void Metrics::writeReading()
     gauges(
         "dovrel_problems", "Number of facts that could not be read.", m_machine.subjects,
         [](Subject subject) {
-            return Labels{{"subject", subjectText(subject)}};
+            return Labels{{"subject", keyOf(subject)}};
         },
         [this](Subject subject) {
             return static_cast<uint64_t>(
@@ -170,20 +154,20 @@ void Metrics::writeProcessors()
     gauge("dovrel_numa_nodes", "Number of NUMA nodes.", processors.nodes);
     gauge("dovrel_all_cpus_load_ratio",
         "Share of busy time of all processors together in one second.",
-        ratio(processors.loadPercent));
+        ratioOf(processors.loadPercent));
     infos("dovrel_cpu_info", "The place of the processor.", list, [](Processor const& processor) {
         return Labels{{"cpu", std::to_string(processor.number)},
             {"socket", digits(processor.socket)}, {"core", digits(processor.core)},
             {"numa_node", digits(processor.node)}};
     });
     gauges("dovrel_cpu_load_ratio", "Share of the processor's busy time in one second.", list,
-        cpuOf, [](Processor const& processor) { return ratio(processor.loadPercent); });
+        cpuOf, [](Processor const& processor) { return ratioOf(processor.loadPercent); });
     gauges("dovrel_cpu_lowest_hertz", "Lowest speed of the processor.", list, cpuOf,
-        [](Processor const& processor) { return scaled(processor.lowestMHz, HERTZ_OF_A_MHZ); });
+        [](Processor const& processor) { return times(MEGA, processor.lowestMHz); });
     gauges("dovrel_cpu_current_hertz", "Current speed of the processor.", list, cpuOf,
-        [](Processor const& processor) { return scaled(processor.currentMHz, HERTZ_OF_A_MHZ); });
+        [](Processor const& processor) { return times(MEGA, processor.currentMHz); });
     gauges("dovrel_cpu_highest_hertz", "Highest speed of the processor.", list, cpuOf,
-        [](Processor const& processor) { return scaled(processor.highestMHz, HERTZ_OF_A_MHZ); });
+        [](Processor const& processor) { return times(MEGA, processor.highestMHz); });
 }
 
 void Metrics::writeMemory()
@@ -209,15 +193,13 @@ void Metrics::writeModules()
     auto const& modules = *m_machine.memory->modules;
     infos("dovrel_memory_module_info", "A memory module, or an empty slot for one.", modules,
         [](MemoryModule const& module) {
-            return Labels{{"slot", module.slot}, {"type", module.type}, {"speed", module.speed}};
+            return Labels{{"slot", module.slot}, {"type", module.type}};
         });
-    gauges(
-        "dovrel_memory_module_size_bytes", "Size of the memory module, 0 for an empty slot.",
-        modules,
-        [](MemoryModule const& module) {
-            return Labels{{"slot", module.slot}};
-        },
-        &MemoryModule::bytes);
+    auto const slotOf = [](MemoryModule const& module) { return Labels{{"slot", module.slot}}; };
+    gauges("dovrel_memory_module_size_bytes", "Size of the memory module, 0 for an empty slot.",
+        modules, slotOf, &MemoryModule::bytes);
+    gauges("dovrel_memory_module_transfers_per_second", "Speed of the memory module.", modules,
+        slotOf, [](MemoryModule const& module) { return transfersPerSecond(module.speed); });
 }
 
 void Metrics::writeDisks()
@@ -228,7 +210,7 @@ void Metrics::writeDisks()
     auto const deviceOf = [](Disk const& disk) { return Labels{{"device", disk.name}}; };
     infos("dovrel_disk_info", "A block device.", disks, [](Disk const& disk) {
         return Labels{{"device", disk.name}, {"label", disk.label}, {"type", typeText(disk)},
-            {"kind", disk.kind()}, {"transport", disk.transport}, {"model", disk.model},
+            {"kind", wordOf(disk.kind())}, {"transport", disk.transport}, {"model", disk.model},
             {"serial", disk.serial}, {"parent", disk.parent}, {"number", disk.device}};
     });
     gauges("dovrel_disk_size_bytes", "Size of the block device.", disks, deviceOf, &Disk::bytes);
@@ -280,7 +262,7 @@ void Metrics::writeMounts()
     gauges("dovrel_filesystem_available_bytes", "Space that ordinary users can still use.", mounts,
         labelsOf, &Mount::available);
     gauges("dovrel_filesystem_used_ratio", "Share of used space of used and available space.",
-        mounts, labelsOf, [](Mount const& mount) { return ratio(mount.usedPercent()); });
+        mounts, labelsOf, [](Mount const& mount) { return ratioOf(mount.usedPercent()); });
     gauges("dovrel_filesystem_inodes", "Number of inodes.", mounts, labelsOf, &Mount::inodes);
     gauges("dovrel_filesystem_free_inodes", "Number of free inodes.", mounts, labelsOf,
         &Mount::freeInodes);
@@ -305,16 +287,17 @@ void Metrics::writeAdapters()
     auto const& adapters = m_machine.networks->adapters;
     auto const adapterOf = [](Adapter const& adapter) { return Labels{{"adapter", adapter.name}}; };
     infos("dovrel_adapter_info", "A network adapter.", adapters, [](Adapter const& adapter) {
-        return Labels{{"adapter", adapter.name}, {"kind", adapter.kind}, {"mac", adapter.mac}};
+        return Labels{
+            {"adapter", adapter.name}, {"kind", wordOf(adapter.kind)}, {"mac", adapter.mac}};
     });
     m_out.family("dovrel_adapter_state", "1 for the state of the link, 0 for the others.");
     for (Adapter const& adapter : adapters)
-        for (char const* const state : {"up", "down", "no carrier"})
+        for (char const* const state : {"up", "down", "no_carrier"})
             if (adapter.state)
                 m_out.sample({{"adapter", adapter.name}, {"state", state}},
-                    std::optional(adapter.state == state));
+                    std::optional(wordOf(adapter.state) == state));
     gauges("dovrel_adapter_speed_bytes_per_second", "Speed of the link.", adapters, adapterOf,
-        [](Adapter const& adapter) { return scaled(adapter.speedMbit, BYTES_OF_A_MBIT); });
+        [](Adapter const& adapter) { return times(BYTES_OF_A_MBIT, adapter.speedMbit); });
     gauges("dovrel_adapter_mtu_bytes", "Largest packet.", adapters, adapterOf, &Adapter::mtu);
     infos("dovrel_adapter_address_info", "An address of the adapter.",
         parts(adapters, &Adapter::addresses), [](auto const& part) {
@@ -357,16 +340,16 @@ void Metrics::writeRestore()
 {
     Recovery const& recovery = *m_machine.recovery;
     gauge("dovrel_recovery_progress_ratio", "Progress of the restore; may pass 1.",
-        recovery.percent ? ratio(*recovery.percent) : std::nullopt);
+        recovery.percent ? ratioOf(*recovery.percent) : std::nullopt);
     gauge("dovrel_recovery_files_done", "Number of restored files.", recovery.filesDone);
     gauge("dovrel_recovery_files_planned", "Number of files to restore, at least 1.",
         recovery.filesTotal);
     gauge("dovrel_recovery_done_bytes", "Restored data, in whole units of 1,048,576 bytes.",
-        scaled(recovery.megabytesDone, BYTES_OF_A_MEGABYTE));
+        times(MIB, recovery.megabytesDone));
     gauge("dovrel_recovery_planned_bytes", "Data to restore, in whole units of 1,048,576 bytes.",
-        scaled(recovery.megabytesTotal, BYTES_OF_A_MEGABYTE));
+        times(MIB, recovery.megabytesTotal));
     gauge("dovrel_recovery_rate_bytes_per_second", "Average rate of the restore.",
-        scaled(recovery.megabytesPerSecond, BYTES_OF_A_MEGABYTE));
+        times(MIB, recovery.megabytesPerSecond));
     gauge("dovrel_restore_start_timestamp_seconds", "Start of the restore, since 1970.",
         recovery.restoreStart);
     gauge("dovrel_restore_end_timestamp_seconds", "End of the restore, since 1970.",
