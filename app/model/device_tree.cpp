@@ -35,16 +35,6 @@ private:
                 [this](std::string const& slave) { return findDisk(m_disks, slave); });
     }
 
-    Children childrenOf(Disk const& disk) const
-    {
-        Children children;
-        for (Disk const& other : m_disks)
-            if (other.parent == disk.name
-                || std::count(other.slaves.begin(), other.slaves.end(), disk.name) > 0)
-                children.push_back(&other);
-        return children;
-    }
-
     void addAll(Children const& disks, std::vector<bool> const& lastAbove)
     {
         for (Disk const* const disk : disks) {
@@ -58,7 +48,7 @@ private:
             if (m_depth > 0)
                 above.push_back(last);
             ++m_depth;
-            addAll(childrenOf(*disk), above);
+            addAll(devicesOn(m_disks, *disk), above);
             --m_depth;
             m_open.erase(disk);
         }
@@ -71,6 +61,16 @@ private:
     unsigned m_depth = 0;
 };
 
+}
+
+std::vector<Disk const*> devicesOn(std::vector<Disk> const& disks, Disk const& disk)
+{
+    Children children;
+    for (Disk const& other : disks)
+        if (other.parent == disk.name
+            || std::count(other.slaves.begin(), other.slaves.end(), disk.name) > 0)
+            children.push_back(&other);
+    return children;
 }
 
 std::vector<DeviceNode> deviceTree(std::vector<Disk> const& disks)

@@ -14,6 +14,9 @@ struct DeviceNode {
     std::vector<bool> lastAbove; ///< The same of the devices above it, from depth 1 on.
 };
 
+/** @return the devices that lie on a device or are made of it, in the order of @p disks. */
+std::vector<Disk const*> devicesOn(std::vector<Disk> const& disks, Disk const& disk);
+
 /**
  * The devices in the order of a drawing: each below those that it lies on or is made of.
  *

@@ -156,24 +156,37 @@ std::string Notes::text(Note const& note)
     return (isWholeQuery ? "nothing, as the query failed" : "nothing") + reasonText(note.reason);
 }
 
+std::vector<std::string> Notes::texts(Subject subject) const
+{
+    std::vector<std::string> texts;
+    for (Note const& note : m_notes)
+        if (note.subject == subject)
+            texts.push_back(text(note));
+    return texts;
+}
+
+std::vector<std::string> Notes::unknownFacts(Subject subject) const
+{
+    std::vector<std::string> sentences;
+    for (Problem const& fact : m_machine.unavailable)
+        if (fact.subject == subject)
+            sentences.push_back("Unknown: " + fact.fact + ", as " + printable(fact.reason) + ".");
+    return sentences;
+}
+
 void Notes::write(Subject subject, Layout const& layout, std::ostream& out) const
 {
     size_t number = 0;
-    for (Note const& note : m_notes) {
-        if (note.subject != subject)
-            continue;
+    for (std::string const& note : texts(subject)) {
         if (number == 0)
             out << "The library reports to its host:\n";
         std::string const mark = std::to_string(++number);
-        for (std::string const& line : wrapped(mark + " " + text(note), layout, 0, mark.size() + 1))
+        for (std::string const& line : wrapped(mark + " " + note, layout, 0, mark.size() + 1))
             out << line << '\n';
     }
-    for (Problem const& fact : m_machine.unavailable)
-        if (fact.subject == subject)
-            for (std::string const& line :
-                wrapped(
-                    "Unknown: " + fact.fact + ", as " + printable(fact.reason) + ".", layout, 0, 2))
-                out << line << '\n';
+    for (std::string const& sentence : unknownFacts(subject))
+        for (std::string const& line : wrapped(sentence, layout, 0, 2))
+            out << line << '\n';
 }
 
 }

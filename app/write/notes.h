@@ -20,6 +20,12 @@ public:
     /** @return the numbers for an item's facts, "1 3"; empty where it has none. */
     std::string marks(Subject subject, std::string const& item) const;
 
+    /** @return the notes of one subject without their numbers, which are their places from 1 on. */
+    std::vector<std::string> texts(Subject subject) const;
+
+    /** @return a sentence for each fact of the subject that this machine or user does not have. */
+    std::vector<std::string> unknownFacts(Subject subject) const;
+
     /** Writes the notes of one subject, each on lines of its own. */
     void write(Subject subject, Layout const& layout, std::ostream& out) const;
 
