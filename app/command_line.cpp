@@ -150,9 +150,12 @@ void checkCombinations(CommandLine const& line)
     if (hasColumns && line.outputOption)
         throw UsageError(
             line.outputOption + std::string(" has all facts: leave out -o and --list-columns"));
-    bool const isForPeople = line.output != CommandLine::OPENMETRICS;
-    if (!isForPeople && (line.library || line.watchInterval))
-        throw UsageError(line.outputOption + std::string(" has no use with library or --watch"));
+    if (line.output == CommandLine::OPENMETRICS && line.library)
+        throw UsageError("--openmetrics has no use with library");
+    bool const showsOneMoment =
+        line.output == CommandLine::OPENMETRICS || line.output == CommandLine::HTML;
+    if (showsOneMoment && line.watchInterval)
+        throw UsageError(line.outputOption + std::string(" has no use with --watch"));
 }
 
 }

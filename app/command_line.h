@@ -12,7 +12,7 @@ namespace app {
 
 /** The arguments of one run. */
 struct CommandLine {
-    enum Output { SUMMARY, TABLES, JSON, OPENMETRICS };
+    enum Output { SUMMARY, TABLES, JSON, OPENMETRICS, HTML };
     enum Color { AUTO, ALWAYS, NEVER };
 
     Subjects subjects;

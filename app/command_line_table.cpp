@@ -137,6 +137,10 @@ constexpr OptionRow OPTIONS[] = {
         [](CommandLine& line, std::string const&) {
             chooseOutput(line, CommandLine::JSON, "--json");
         }},
+    {"--html", "", EVERY, "Write a page for a browser, in one file.", OTHER, "",
+        [](CommandLine& line, std::string const&) {
+            chooseOutput(line, CommandLine::HTML, "--html");
+        }},
     {"--openmetrics", "", EVERY, "Write metrics for monitoring. An unknown fact has none.", OTHER,
         "",
         [](CommandLine& line, std::string const&) {

@@ -6,6 +6,7 @@
 #include "app/read/read_machine.h"
 #include "app/watch/recovery_watch.h"
 #include "app/write/display.h"
+#include "app/write/html.h"
 #include "app/write/json.h"
 #include "app/write/library.h"
 #include "app/write/names.h"
@@ -104,6 +105,8 @@ void writeOutput(Machine const& machine, CommandLine const& line, std::ostream& 
         line.library ? writeLibraryJson(machine, out) : writeJson(machine, out);
     else if (line.output == CommandLine::OPENMETRICS)
         writeOpenMetrics(machine, out);
+    else if (line.output == CommandLine::HTML)
+        writeHtml(machine, out);
     else if (line.library)
         writeLibrary(machine, table.layout, out);
     else if (line.output == CommandLine::TABLES)

@@ -4,6 +4,7 @@
 #include "tests/machines/ProgramRun.h"
 #include "tests/machines/build_entry.h"
 #include "tests/machines/screen.h"
+#include "tests/page/Page.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemFailure.h"
 #include "tests/support/capabilities.h"
@@ -249,6 +250,35 @@ TEST_P(Machines, showTheRecordedScreens)
         << screenFile(file) << " is missing; DOVREL_UPDATE_SCREENS=1 makes it";
     compareLines(testkit::contentsOf(screenFile(file)), shown, file);
 }
+
+/** The page for a browser. DOVREL_PAGES=FOLDER keeps it, with its JSON, for those who look at it.
+ */
+class Pages : public Machines { };
+
+TEST_P(Pages, areWellFormedAndHaveTheFactsOfJson)
+{
+    m_file->build();
+    Running const running;
+    ProgramRun page({"--html"}, std::nullopt);
+    ProgramRun json({"--json"}, std::nullopt);
+    ASSERT_TRUE(ProgramRun::finish({&page, &json}, HANG_GUARD));
+
+    EXPECT_EQ(page.status(), json.status());
+    EXPECT_EQ(page.errors(), json.errors());
+    EXPECT_EQ(
+        page::differencesFromJson(page::Page(page.output()), nlohmann::json::parse(json.output())),
+        std::vector<std::string>());
+    if (char const* const folder = std::getenv("DOVREL_PAGES")) {
+        RealRoot const root;
+        std::string const file = folder + ("/" + name());
+        std::ofstream(file + ".html", std::ios::binary) << page.output();
+        std::ofstream(file + ".json", std::ios::binary) << json.output();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Pages,
+    testing::Combine(testing::ValuesIn(MACHINES), testing::Values("html")),
+    [](auto const& test) { return std::string(std::get<0>(test.param)); });
 
 INSTANTIATE_TEST_SUITE_P(All, Machines,
     testing::Combine(testing::ValuesIn(MACHINES), testing::ValuesIn(OUTPUTS)),

@@ -1,0 +1,143 @@
+#include "app/write/display.h"
+#include "app/write/html_sections.h"
+#include "app/write/html_tree.h"
+#include "app/write/names.h"
+
+namespace app {
+
+namespace {
+
+std::string keyOf(char const* list, size_t index)
+{
+    return list + std::string(".") + std::to_string(index) + ".";
+}
+
+std::vector<Cell::Item> listOf(std::string const& key, std::vector<std::string> const& names)
+{
+    std::vector<Cell::Item> items;
+    for (size_t i = 0; i < names.size(); ++i)
+        items.push_back({textFact(key + "." + std::to_string(i), names[i])});
+    return items;
+}
+
+void addDisk(PageContext const& page, size_t index, HtmlTable& table)
+{
+    Disk const& disk = (*page.machine.disks)[index];
+    std::string const key = keyOf("disks", index);
+    auto const physical = [&](char const* name, std::optional<std::string> const& text) {
+        return disk.isPhysical() ? Cell(textFact(key + name, text)) : Cell();
+    };
+    table.addRow({textFact(key + "label", disk.label), textFact(key + "type", typeText(disk)),
+        sizeFact(key + "size_bytes", disk.bytes), physical("kind", disk.kind()),
+        physical("transport", disk.transport),
+        numberFact(key + "partitions", std::optional(partitionsOf(*page.machine.disks, disk))),
+        Cell(listOf(key + "slaves", disk.slaves)), physical("model", disk.model),
+        physical("serial", disk.serial), noteLinks(page, Subject::DISKS, disk.name)});
+}
+
+Cell::Item addressItem(std::string const& key, Address const& address)
+{
+    Cell::Item item = {textFact(key + "address", address.text)};
+    if (address.prefixLength) {
+        item.push_back(words("/"));
+        item.push_back(numberFact(key + "prefix_length", address.prefixLength));
+    }
+    item.push_back(words(" "));
+    item.push_back(textFact(key + "scope", address.scope));
+    return item;
+}
+
+Cell addressCell(std::string const& key, Adapter const& adapter)
+{
+    if (adapter.addresses.empty())
+        return words("none");
+    Cell cell;
+    cell.isLines = true;
+    for (size_t i = 0; i < adapter.addresses.size(); ++i)
+        cell.items.push_back(
+            addressItem(keyOf((key + "addresses").c_str(), i), adapter.addresses[i]));
+    return cell;
+}
+
+}
+
+void writeSection(PageContext const& page, std::vector<Disk> const& disks)
+{
+    if (disks.empty())
+        return writeSentence(page, "none");
+    {
+        HtmlTable table(page.html, "Disks and the devices that are made of others",
+            {{"NAME"}, {"TYPE", HtmlTable::WORD}, {"SIZE", HtmlTable::NUMBER},
+                {"KIND", HtmlTable::WORD}, {"TRAN", HtmlTable::WORD}, {"PARTS", HtmlTable::NUMBER},
+                {"ON", HtmlTable::LIST}, {"MODEL"}, {"SERIAL"}, {"NOTE", HtmlTable::WORD}},
+            "wide");
+        for (bool const physical : {true, false})
+            for (size_t i = 0; i < disks.size(); ++i)
+                if (disks[i].isPhysical() == physical && disks[i].parent.empty()
+                    && disks[i].type != Disk::LOOP)
+                    addDisk(page, i, table);
+    }
+    writeDeviceTrees(page.html, page.machine);
+}
+
+void writeSection(PageContext const& page, std::vector<Mount> const& mounts)
+{
+    if (mounts.empty())
+        return writeSentence(page, "none");
+    HtmlTable table(page.html, "Mounted filesystems on disks and on the network",
+        {{"MOUNTPOINT"}, {"SOURCE"}, {"TYPE", HtmlTable::WORD}, {"MODE", HtmlTable::WORD},
+            {"SIZE", HtmlTable::NUMBER}, {"USED", HtmlTable::NUMBER}, {"AVAIL", HtmlTable::NUMBER},
+            {"USE", HtmlTable::NUMBER}, {"DISKS", HtmlTable::LIST}, {"NOTE", HtmlTable::WORD}},
+        "wide");
+    for (size_t i = 0; i < mounts.size(); ++i) {
+        Mount const& mount = mounts[i];
+        std::string const key = keyOf("mounts", i);
+        Cell use = percentFact(key + "used_ratio", mount.usedPercent());
+        use.bar = mount.usedPercent();
+        use.warns = !mount.readOnly; // An image that is mounted read-only is always full.
+        Fact const mode = {
+            key + "read_only", mount.readOnly ? "true" : "false", mount.readOnly ? "ro" : "rw"};
+        table.addRow({textFact(key + "mount_point", mount.mountPoint),
+            textFact(key + "source", mount.source), textFact(key + "filesystem", mount.filesystem),
+            mode, sizeFact(key + "size_bytes", mount.size),
+            sizeFact(key + "used_bytes", mount.used),
+            sizeFact(key + "available_bytes", mount.available), use,
+            mount.disks.empty() ? Cell(words(mount.network ? "none" : UNKNOWN))
+                                : Cell(listOf(key + "disks", mount.disks)),
+            noteLinks(page, Subject::MOUNTS, mount.mountPoint)});
+    }
+}
+
+void writeSection(PageContext const& page, Networks const& networks)
+{
+    {
+        HtmlTable table(page.html, "Network adapters",
+            {{"NAME"}, {"KIND", HtmlTable::WORD}, {"STATE", HtmlTable::WORD}, {"ADDRESS"},
+                {"MAC", HtmlTable::WORD}, {"MBIT", HtmlTable::NUMBER}, {"MTU", HtmlTable::NUMBER},
+                {"GATEWAY"}, {"NOTE", HtmlTable::WORD}},
+            "wide");
+        for (size_t i = 0; i < networks.adapters.size(); ++i) {
+            Adapter const& adapter = networks.adapters[i];
+            std::string const key = keyOf("networks.adapters", i);
+            Fact mac = textFact(key + "mac", adapter.mac);
+            if (!adapter.mac)
+                mac.text = "none";
+            table.addRow({textFact(key + "name", adapter.name),
+                textFact(key + "kind", adapter.kind), textFact(key + "state", adapter.state),
+                addressCell(key, adapter), mac, numberFact(key + "speed_mbit", adapter.speedMbit),
+                numberFact(key + "mtu", adapter.mtu),
+                Cell(listOf(key + "gateways", adapter.gateways)),
+                noteLinks(page, Subject::NETWORKS, adapter.name)});
+        }
+    }
+    HtmlFactList list(page.html);
+    list.add("Host name", textFact("networks.host_name", networks.hostName));
+    if (!networks.nameServers)
+        list.add("Name servers", textFact("networks.name_servers", std::nullopt));
+    else if (networks.nameServers->empty())
+        list.add("Name servers", words("none"));
+    else
+        list.add("Name servers", Cell(listOf("networks.name_servers", *networks.nameServers)));
+}
+
+}
