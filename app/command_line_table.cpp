@@ -177,6 +177,8 @@ constexpr ExitStatusRow EXIT_STATUSES[] = {
         "something could not be read; standard error has a line for each problem"},
     {EXIT_STATUS_NO_RECOVERY,
         "no recovery has been started on this machine; only of recovery without --watch"},
+    {EXIT_STATUS_RECOVERY_FAILED,
+        "the recovery that --watch followed has failed; 0 where its result is unknown"},
     {EXIT_STATUS_USAGE, "the arguments are wrong"},
     {EXIT_STATUS_INTERNAL, "out of memory, or another failure inside the program"},
     {EXIT_STATUS_OUTPUT, "standard output or the file of --output could not be written"},

@@ -188,6 +188,8 @@ ExitStatus watch(CommandLine const& line, TraceOutput& trace)
         complain(problemText(*end.problem));
         return EXIT_STATUS_QUERY_FAILED;
     }
+    if (end.failed)
+        return EXIT_STATUS_RECOVERY_FAILED;
     return end.interrupted ? EXIT_STATUS_INTERRUPTED : EXIT_STATUS_OK;
 }
 

@@ -2,6 +2,16 @@
 
 namespace app {
 
+namespace {
+
+/** An end before the start belongs to an earlier recovery. */
+bool isEndOf(std::optional<int64_t> end, std::optional<int64_t> start)
+{
+    return end && (!start || *end >= *start);
+}
+
+}
+
 RecoveryPhase Recovery::phase() const
 {
     if (operation == OPERATION_IDLE)
@@ -17,17 +27,29 @@ bool Recovery::isOver(int64_t now) const
 {
     if (phase() == RecoveryPhase::IDLE)
         return true;
-    // An end before the start belongs to an earlier recovery.
-    if (recoverEnd && (!recoverStart || *recoverEnd >= *recoverStart))
+    if (isEndOf(recoverEnd, recoverStart))
         return true;
-    bool const restored = restoreEnd && (!restoreStart || *restoreEnd >= *restoreStart)
-        && percent.value_or(100) >= 100;
+    bool const restored = isEndOf(restoreEnd, restoreStart) && percent.value_or(100) >= 100;
     if (!restored || phase() == RecoveryPhase::LATER)
         return false;
     // A later operation follows within seconds, or not at all. An end in the future was written by
     // another clock.
     constexpr int64_t SETTLED_SECONDS = 3;
     return now < *restoreEnd || now - *restoreEnd >= SETTLED_SECONDS;
+}
+
+std::optional<int64_t> Recovery::end() const
+{
+    if (isEndOf(recoverEnd, recoverStart))
+        return recoverEnd;
+    return isEndOf(restoreEnd, restoreStart) ? restoreEnd : std::nullopt;
+}
+
+RecoveryOutcome Recovery::outcome() const
+{
+    if (!percent || !end())
+        return RecoveryOutcome::UNWRITTEN;
+    return *percent < 100 ? RecoveryOutcome::FAILED : RecoveryOutcome::FINISHED;
 }
 
 std::optional<std::chrono::seconds> Recovery::timeLeft(int64_t now) const

@@ -9,6 +9,13 @@ namespace app {
 /** The stages of the recovery engine's work. */
 enum class RecoveryPhase { IDLE, EARLY, RESTORING, FINAL_SYNC, LATER };
 
+/** The result of a recovery that is over. */
+enum class RecoveryOutcome {
+    FINISHED,
+    FAILED, ///< Its end is written, and less than all is restored.
+    UNWRITTEN ///< No end or no percentage is written: the status file may be gone.
+};
+
 /** The engine's numbers of the operations that stand for a phase. */
 enum RecoveryOperation : int32_t {
     OPERATION_IDLE = 1000,
@@ -45,6 +52,13 @@ struct Recovery {
 
     /** @return whether the recovery is over and has figures, which an idle engine has not. */
     bool hasEnded(int64_t now) const { return phase() != RecoveryPhase::IDLE && isOver(now); }
+
+    /** @return the written end of the recovery, else that of its restore; nothing where none is
+     * written. */
+    std::optional<int64_t> end() const;
+
+    /** @return the result; of a recovery that is over. */
+    RecoveryOutcome outcome() const;
 
     /** @return the time that the restore still takes at its average rate; nothing where unknown. */
     std::optional<std::chrono::seconds> timeLeft(int64_t now) const;

@@ -17,48 +17,58 @@ namespace {
 
 constexpr char const* WAITING = "waiting for a recovery to start";
 
-class LineView : public RecoveryView {
+bool isWaiting(std::optional<Recovery> const& recovery)
+{
+    return !recovery || recovery->phase() == RecoveryPhase::IDLE;
+}
+
+class ChangeView : public RecoveryView {
 public:
     int show(std::optional<Recovery> const& recovery) override
     {
-        std::string line = recovery ? recoveryLine(*recovery) : WAITING;
-        if (line == m_last)
+        // The average falls with the clock where nothing is restored: that is no change.
+        std::optional<Recovery> withoutRate = recovery;
+        if (withoutRate)
+            withoutRate->megabytesPerSecond.reset();
+        std::string change = text(withoutRate, 0);
+        if (change == m_last)
             return 0;
-        m_last = std::move(line);
-        return writeWhole(STDOUT_FILENO, m_last + "\n");
+        m_last = std::move(change);
+        return writeWhole(STDOUT_FILENO, text(recovery, std::time(nullptr)) + "\n");
     }
 
+    int close() override { return 0; }
+
+private:
+    virtual std::string text(std::optional<Recovery> const& recovery, int64_t now) const = 0;
+
+    std::string m_last;
+};
+
+class LineView : public ChangeView {
+    std::string text(std::optional<Recovery> const& recovery, int64_t /*now*/) const override
+    {
+        return isWaiting(recovery) ? WAITING : recoveryLine(*recovery);
+    }
+
+public:
     int end(std::optional<Recovery> const& recovery, int64_t now) override
     {
         return recovery ? writeWhole(STDOUT_FILENO, recoveryOutcome(*recovery, now) + "\n") : 0;
     }
-
-    int close() override { return 0; }
-
-private:
-    std::string m_last;
 };
 
-class JsonView : public RecoveryView {
-public:
-    int show(std::optional<Recovery> const& recovery) override
+class JsonView : public ChangeView {
+    std::string text(std::optional<Recovery> const& recovery, int64_t now) const override
     {
-        // Lines differ in their times alone too.
-        if (m_last && *m_last == recovery)
-            return 0;
-        m_last = recovery;
-        return writeWhole(STDOUT_FILENO, recoveryJsonLine(recovery, std::time(nullptr)) + "\n");
+        return recoveryJsonLine(recovery, now);
     }
 
-    int showGone() override { return show(std::nullopt); }
+public:
+    int showRest(std::optional<Recovery> const& recovery) override { return show(recovery); }
 
     /** The last object has the end. */
     int end(std::optional<Recovery> const& /*recovery*/, int64_t /*now*/) override { return 0; }
-
-    int close() override { return 0; }
-
-private:
-    std::optional<std::optional<Recovery>> m_last;
 };
 
 /** Nothing of the terminal is changed: no escape sequence is needed, and none left behind by a
@@ -69,9 +79,9 @@ public:
     {
         bool const blocks = localeIsUtf8();
         size_t const columns = usableColumns();
-        std::string const line = recovery
-            ? recoveryBar(*recovery, columns, std::time(nullptr), blocks)
-            : std::string(WAITING).substr(0, columns);
+        std::string const line = isWaiting(recovery)
+            ? std::string(WAITING).substr(0, columns)
+            : recoveryBar(*recovery, columns, std::time(nullptr), blocks);
         size_t const width = displayWidth(line);
         // Blanks over what stands there, but not into the next line of a narrower terminal.
         size_t const over = std::min(m_drawn, columns);

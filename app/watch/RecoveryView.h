@@ -18,8 +18,9 @@ public:
     /** @param recovery null where none has been started. */
     [[nodiscard]] virtual int show(std::optional<Recovery> const& recovery) = 0;
 
-    /** Shows that the status file is gone, for scripts. */
-    [[nodiscard]] virtual int showGone() { return 0; }
+    /** Shows, for scripts, what is left after a recovery. @param recovery that of an idle engine,
+     * or nothing where the status file is gone. */
+    [[nodiscard]] virtual int showRest(std::optional<Recovery> const& /*recovery*/) { return 0; }
 
     /** Shows how the recovery ended, for people. @param recovery its last state; nothing where none
      * was seen. */

@@ -14,11 +14,17 @@ using Clock = std::chrono::steady_clock;
 constexpr auto GONE_AFTER = std::chrono::seconds(1);
 constexpr auto UNREADABLE_AFTER = std::chrono::seconds(4);
 
+/** What a look has found. */
+enum class Look {
+    STATE, ///< A recovery, or none yet.
+    END, ///< An engine that is idle again or whose file is gone.
+    FAILURE ///< Nothing, which may be so for a moment.
+};
+
 /** The state of a watch after the looks so far. */
 class Watch {
 public:
-    /** @return whether there is something to show. */
-    bool observe(Machine const& machine, Clock::time_point now)
+    Look observe(Machine const& machine, Clock::time_point now)
     {
         bool const missing = !machine.recovery && machine.problems.empty();
         if (machine.recovery || (missing && !m_seen)) {
@@ -26,7 +32,8 @@ public:
             m_problem.reset();
             if (machine.recovery)
                 observe(*machine.recovery);
-            return true;
+            return m_ended && machine.recovery->phase() == RecoveryPhase::IDLE ? Look::END
+                                                                               : Look::STATE;
         }
         if (!m_failingSince)
             m_failingSince = now;
@@ -34,22 +41,23 @@ public:
         if (!m_problem && !missing)
             m_problem = machine.problems.front();
         if (now - *m_failingSince < (missing ? GONE_AFTER : UNREADABLE_AFTER))
-            return false;
+            return Look::FAILURE;
         m_ended = true;
-        m_gone = missing;
-        if (missing)
-            m_problem.reset();
-        return false;
+        if (!missing)
+            return Look::FAILURE;
+        m_problem.reset();
+        return Look::END;
     }
 
     bool hasEnded() const { return m_ended; }
 
-    /** @return whether it has ended because the status file is gone. */
-    bool isGone() const { return m_gone; }
-
     /** @return the recovery at its end; nothing where none was seen. */
     std::optional<Recovery> const& last() const { return m_last; }
     std::optional<Problem> const& problem() const { return m_problem; }
+    bool hasFailed() const
+    {
+        return !m_problem && m_last && m_last->outcome() == RecoveryOutcome::FAILED;
+    }
 
 private:
     void observe(Recovery const& recovery)
@@ -65,7 +73,6 @@ private:
     }
 
     bool m_ended = false;
-    bool m_gone = false;
     bool m_seen = false;
     std::optional<Recovery> m_last;
     std::optional<Clock::time_point> m_failingSince;
@@ -79,15 +86,19 @@ WatchEnd watchWith(
     Watch watch;
     do {
         Machine const machine = read();
-        int error = watch.observe(machine, Clock::now()) ? view.show(machine.recovery) : 0;
-        if (error == 0 && watch.isGone())
-            error = view.showGone();
+        Look const look = watch.observe(machine, Clock::now());
+        int error = 0;
+        if (look == Look::STATE)
+            error = view.show(machine.recovery);
+        else if (look == Look::END)
+            error = view.showRest(machine.recovery);
         if (error != 0)
-            return {false, std::nullopt, error};
+            return {false, false, std::nullopt, error};
         if (watch.hasEnded())
-            return {false, watch.problem(), view.end(watch.last(), std::time(nullptr))};
+            return {false, watch.hasFailed(), watch.problem(),
+                view.end(watch.last(), std::time(nullptr))};
     } while (!signals.arriveWithin(interval));
-    return {true, std::nullopt, 0};
+    return {true, false, std::nullopt, 0};
 }
 
 }

@@ -12,6 +12,7 @@ namespace app {
 /** The end of a watch. */
 struct WatchEnd {
     bool interrupted = false; ///< By Ctrl-C, SIGTERM or SIGHUP.
+    bool failed = false; ///< The recovery has ended and not all is restored.
     std::optional<Problem> problem; ///< The recovery could not be read for some seconds.
     int outputError = 0; ///< The errno of a failed write to standard output.
 };

@@ -29,21 +29,34 @@ std::string subjectText(Subject subject)
     return "recovery";
 }
 
-std::string phaseText(Recovery const& recovery)
+std::string phaseText(RecoveryPhase phase)
 {
-    switch (recovery.phase()) {
+    switch (phase) {
     case RecoveryPhase::IDLE:
         return "idle";
+    case RecoveryPhase::EARLY:
+        return "before the restore";
     case RecoveryPhase::RESTORING:
         return "restoring";
     case RecoveryPhase::FINAL_SYNC:
         return "final sync";
-    case RecoveryPhase::EARLY:
-        return "early operation " + std::to_string(recovery.operation);
     case RecoveryPhase::LATER:
         break;
     }
-    return "later operation " + std::to_string(recovery.operation);
+    return "after the restore";
+}
+
+std::string stateText(Recovery const& recovery)
+{
+    RecoveryPhase const phase = recovery.phase();
+    std::string const text = phaseText(phase);
+    if (phase == RecoveryPhase::IDLE && recovery.recoverEnd)
+        return text + ", the last recovery ended at " + timeText(recovery.recoverEnd);
+    bool const unnamed = phase == RecoveryPhase::EARLY || phase == RecoveryPhase::LATER;
+    // The library reports 0 where the engine writes no operation.
+    return unnamed && recovery.operation != 0
+        ? text + " (operation " + std::to_string(recovery.operation) + ")"
+        : text;
 }
 
 std::optional<std::string> percentOfMegabytes(Recovery const& recovery)

@@ -11,8 +11,12 @@ namespace app {
 /** @return "processors", as in "cannot read the processors". */
 std::string subjectText(Subject subject);
 
-/** @return "restoring", or "early operation 4000". */
-std::string phaseText(Recovery const& recovery);
+/** @return "restoring", "before the restore" ... */
+std::string phaseText(RecoveryPhase phase);
+
+/** @return the phase, with the engine's number of an operation that has no name: "before the
+ * restore (operation 4000)"; of an idle engine with the time at which the last recovery ended. */
+std::string stateText(Recovery const& recovery);
 
 /** @return the share of the MB that are done where it is another than the engine's percentage,
  * which counts files as much as MB: "10 %". */

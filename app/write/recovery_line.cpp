@@ -43,6 +43,19 @@ std::string barOf(std::optional<unsigned> percent, unsigned cells, bool blocks)
     return bar(percent.value_or(0), cells, blocks);
 }
 
+std::string outcomeText(RecoveryOutcome outcome)
+{
+    switch (outcome) {
+    case RecoveryOutcome::FINISHED:
+        return "finished";
+    case RecoveryOutcome::FAILED:
+        return "failed";
+    case RecoveryOutcome::UNWRITTEN:
+        break;
+    }
+    return "ended, result unknown; last seen";
+}
+
 bool isRestorePhase(Recovery const& recovery)
 {
     return recovery.phase() != RecoveryPhase::IDLE && recovery.phase() != RecoveryPhase::EARLY;
@@ -52,7 +65,7 @@ bool isRestorePhase(Recovery const& recovery)
 
 std::string recoveryLine(Recovery const& recovery)
 {
-    std::string line = phaseText(recovery);
+    std::string line = stateText(recovery);
     if (!isRestorePhase(recovery))
         return line;
     return line + "  " + wholePercent(recovery.percent) + "  " + countText(recovery.filesDone)
@@ -63,16 +76,11 @@ std::string recoveryLine(Recovery const& recovery)
 
 std::string recoveryOutcome(Recovery const& recovery, int64_t now)
 {
-    bool const ended = recovery.recoverEnd || recovery.restoreEnd;
-    int64_t const end =
-        recovery.recoverEnd ? *recovery.recoverEnd : recovery.restoreEnd.value_or(now);
+    int64_t const end = recovery.end().value_or(now);
     auto const start = recovery.recoverStart ? recovery.recoverStart : recovery.restoreStart;
-    std::string text = "ended, result unknown; last seen";
-    if (ended && recovery.percent)
-        text = *recovery.percent < 100 ? "failed" : "finished";
-    text += ": " + countText(recovery.filesDone) + " of " + countText(recovery.filesTotal)
-        + " files and " + countText(recovery.megabytesDone) + " of "
-        + countText(recovery.megabytesTotal) + " MB";
+    std::string text = outcomeText(recovery.outcome()) + ": " + countText(recovery.filesDone)
+        + " of " + countText(recovery.filesTotal) + " files and "
+        + countText(recovery.megabytesDone) + " of " + countText(recovery.megabytesTotal) + " MB";
     if (start && end >= *start)
         text += " in " + durationText(end - *start);
     return text + ", at " + timeText(end);
@@ -81,7 +89,7 @@ std::string recoveryOutcome(Recovery const& recovery, int64_t now)
 std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, bool blocks)
 {
     if (!isRestorePhase(recovery))
-        return phaseText(recovery).substr(0, columns);
+        return stateText(recovery).substr(0, columns);
 
     enum Field { PHASE, BAR, PERCENT, MEGABYTES, RATE, LEFT, FILES, FIELDS };
     constexpr size_t SMALLEST_BAR = 10;
@@ -90,7 +98,7 @@ std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, b
     std::string percent = wholePercent(recovery.percent);
     percent.insert(0, percent.size() < 5 ? 5 - percent.size() : 0, ' '); // As wide as "100 %".
     std::array<std::string, FIELDS> fields;
-    fields[PHASE] = phaseText(recovery);
+    fields[PHASE] = phaseText(recovery.phase());
     fields[PERCENT] = percent;
     fields[MEGABYTES] = countText(recovery.megabytesDone) + "/" + countText(recovery.megabytesTotal)
         + " MB" + megabytesPercent(recovery);

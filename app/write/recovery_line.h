@@ -8,15 +8,12 @@
 
 namespace app {
 
-/** @return one line that changes only when the recovery does: no clock is in it. */
+/** @return one line with the state and, from the restore on, the figures. */
 std::string recoveryLine(Recovery const& recovery);
 
 /**
  * @return one line that says how a recovery ended: "finished: 200 of 200 files and 1000 of 1000 MB
  * in 0:10:00, at 2026-03-24 14:15:00".
- *
- * Failed is a restore whose end is written and that is below 100 percent. Where no end or no
- * percentage is written, the result is unknown: the status file may be gone.
  *
  * @param recovery its last state. @param now the time of the end where none is written.
  */

@@ -345,12 +345,12 @@ private:
         Recovery const& recovery = *m_machine.recovery;
         if (recovery.hasEnded(m_machine.time))
             return wrapped(recoveryOutcome(recovery, m_machine.time), m_layout, 0, 0);
-        std::string text = phaseText(recovery);
+        std::string text = stateText(recovery);
         if (recovery.percent)
             text += ", " + std::to_string(*recovery.percent) + " %";
         if (auto const ofMegabytes = percentOfMegabytes(recovery))
             text += " (" + *ofMegabytes + " of the MB)";
-        return {text};
+        return wrapped(text, m_layout, 0, 0);
     }
 
     Machine const& m_machine;

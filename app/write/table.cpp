@@ -142,14 +142,14 @@ private:
             progress = std::to_string(*recovery.percent) + " %";
             if (m_options.layout.isTerminal())
                 progress += "  " + barText(double(*recovery.percent));
-            if (auto const ofBytes = percentOfMegabytes(recovery))
-                progress += "  (" + *ofBytes + " of the MB)";
         }
+        if (auto const ofBytes = percentOfMegabytes(recovery))
+            progress += "  (" + *ofBytes + " of the MB)";
         auto const doneOfTotal = [](auto done, auto total) {
             return numberText(done) + " of " + numberText(total);
         };
         FactList table("RECOVERY");
-        table.add("State", phaseText(recovery));
+        table.add("State", stateText(recovery));
         table.add("Progress", progress);
         table.add("Files", doneOfTotal(recovery.filesDone, recovery.filesTotal));
         table.add("MB", doneOfTotal(recovery.megabytesDone, recovery.megabytesTotal));

@@ -8,9 +8,11 @@
 using app::displayWidth;
 using app::Recovery;
 using app::recoveryBar;
+using app::RecoveryOutcome;
 using std::chrono::seconds;
 using testing::MatchesRegex;
 using testing::Optional;
+using testing::StartsWith;
 
 namespace {
 
@@ -82,6 +84,67 @@ TEST(RecoveryBar, showsWhatIsUnknownAsSuch)
     recovery.operation = 5000;
 
     EXPECT_EQ(barOf(recovery, 54), "restoring  [..........]      -  -/- MB  - MB/s  - left");
+}
+
+TEST(RecoveryBar, keepsThePhaseBehindTheRestoreInWordsAlone)
+{
+    Recovery recovery = halfRestored();
+    recovery.operation = 6000;
+    recovery.percent = 100;
+    recovery.megabytesDone = 1000;
+
+    EXPECT_THAT(barOf(recovery, 77),
+        MatchesRegex("after the restore  \\[#+\\]  100 %  1000/1000 MB  5 MB/s  .* left"));
+}
+
+TEST(RecoveryLine, hasBothSharesWhereTheyDiffer)
+{
+    Recovery recovery = halfRestored();
+    recovery.percent = 5;
+    recovery.megabytesDone = 4096;
+    recovery.megabytesTotal = 40960;
+
+    EXPECT_EQ(app::recoveryLine(recovery),
+        "restoring  5 %  50 of 200 files  4096 of 40960 MB (10 %)  5 MB/s");
+    EXPECT_THAT(barOf(recovery, 77), MatchesRegex(".*    5 %  4096/40960 MB \\(10 %\\)  .*"));
+}
+
+TEST(RecoveryLine, namesTheOperationsWithoutANameByTheirNumber)
+{
+    Recovery recovery;
+    recovery.operation = 2000;
+    EXPECT_EQ(app::recoveryLine(recovery), "before the restore (operation 2000)");
+    EXPECT_EQ(barOf(recovery, 20), "before the restore (");
+    recovery.operation = 0;
+    EXPECT_EQ(app::recoveryLine(recovery), "before the restore") << "none is written";
+    recovery.operation = 6000;
+    EXPECT_THAT(app::recoveryLine(recovery), StartsWith("after the restore (operation 6000)  "));
+}
+
+TEST(RecoveryOutcome, needsAnEndAndAPercentage)
+{
+    Recovery recovery = halfRestored();
+    EXPECT_EQ(recovery.outcome(), RecoveryOutcome::UNWRITTEN);
+    recovery.restoreEnd = START + 50;
+    EXPECT_EQ(recovery.outcome(), RecoveryOutcome::FAILED);
+    recovery.percent = 100;
+    EXPECT_EQ(recovery.outcome(), RecoveryOutcome::FINISHED);
+    recovery.percent = std::nullopt;
+    EXPECT_EQ(recovery.outcome(), RecoveryOutcome::UNWRITTEN);
+}
+
+TEST(RecoveryOutcome, isNotThatOfAnEarlierRecovery)
+{
+    Recovery recovery = halfRestored();
+    recovery.recoverStart = START;
+    recovery.recoverEnd = START - 50;
+    recovery.restoreEnd = START - 60;
+
+    EXPECT_EQ(recovery.outcome(), RecoveryOutcome::UNWRITTEN);
+    EXPECT_EQ(recovery.end(), std::nullopt);
+    EXPECT_THAT(app::recoveryOutcome(recovery, START + 100),
+        StartsWith(
+            "ended, result unknown; last seen: 50 of 200 files and 500 of 1000 MB in 0:01:40"));
 }
 
 TEST(RecoveryTimeLeft, isThatOfTheMegabytes)

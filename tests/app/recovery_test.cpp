@@ -67,6 +67,20 @@ TEST(Recovery, isShownInFullWithItsOutcome)
             "failed: 50 of 200 files and 500 of 1000 MB in 0:12:00, at 2026-03-24 14:12:00"));
 }
 
+TEST(Recovery, showsTheShareOfTheMegabytesWhereThePercentageIsAnother)
+{
+    RecoveryMachine machine;
+    std::string const text = "[Main]\nStatus=5000\n[RestoreStatus]\nTotalFiles=1000\nFilesDone=0\n"
+                             "TotalBytes=42949672960\nBytesDone=4294967296\n";
+    machine.status(text);
+    EXPECT_EQ(linesOf(machine.program({"recovery"}).run().out).at(2),
+        "Progress          5 %  (10 % of the MB)");
+    machine.status(
+        std::string(text).erase(text.find("TotalFiles"), std::string("TotalFiles=1000\n").size()));
+    EXPECT_EQ(linesOf(machine.program({"recovery"}).run().out).at(2),
+        "Progress          -  (10 % of the MB)");
+}
+
 TEST(Recovery, isWrittenForScriptsInFull)
 {
     RecoveryMachine machine;
@@ -139,16 +153,17 @@ TEST_P(RecoveryState, isNamedWithItsOperation)
 }
 
 INSTANTIATE_TEST_SUITE_P(Recovery, RecoveryState,
-    testing::Values(std::array{"1000", "idle", "idle"}, //
-        std::array{"0", "early", "early operation 0"}, //
-        std::array{"-5", "early", "early operation -5"}, //
-        std::array{"999", "early", "early operation 999"}, //
-        std::array{"1001", "early", "early operation 1001"}, //
-        std::array{"4999", "early", "early operation 4999"}, //
+    testing::Values(
+        std::array{"1000", "idle", "idle, the last recovery ended at 2026-03-24 14:12:00"}, //
+        std::array{"0", "early", "before the restore"}, //
+        std::array{"-5", "early", "before the restore (operation -5)"}, //
+        std::array{"999", "early", "before the restore (operation 999)"}, //
+        std::array{"1001", "early", "before the restore (operation 1001)"}, //
+        std::array{"4999", "early", "before the restore (operation 4999)"}, //
         std::array{"5000", "restoring", "restoring"}, //
-        std::array{"5001", "later", "later operation 5001"}, //
+        std::array{"5001", "later", "after the restore (operation 5001)"}, //
         std::array{"5500", "final_sync", "final sync"}, //
-        std::array{"7000", "later", "later operation 7000"}));
+        std::array{"7000", "later", "after the restore (operation 7000)"}));
 
 TEST(Recovery, isAFinalSyncWhereTheOperatorHasAskedForOne)
 {
@@ -361,6 +376,8 @@ TEST(Recovery, hasALineInTheSummary)
     EXPECT_EQ(line(), "Recovery    none");
     machine.status("[Main]\nStatus=1000\n");
     EXPECT_EQ(line(), "Recovery    idle");
+    machine.status("[Main]\nStatus=1000\nRecoverEnd=24-03-2026 14:12:00\n");
+    EXPECT_EQ(line(), "Recovery    idle, the last recovery ended at 2026-03-24 14:12:00");
     machine.status(
         RecoveryMachine::restore("5000", "RestoreStart=" + engineTime(-100) + "\n", 50, 500));
     EXPECT_EQ(line(), "Recovery    restoring, 37 % (50 % of the MB)");

@@ -181,9 +181,10 @@ TEST(RecoveryWatch, goesThroughARecoveryFromBeforeItsStartToItsEnd)
     WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 80);
     program.waitFor(WAITING);
     machine.status(IDLE);
-    program.waitFor("\ridle ");
+    program.waitFor("\rwaiting");
+    program.waitFor("\rwaiting"); // The first may have come before.
     machine.status(EARLY);
-    program.waitFor("\rearly operation 4000");
+    program.waitFor("\rbefore the restore (operation 4000)");
     machine.status(restore(0, 0));
     program.waitFor("    0 %  0/1000 MB  0 MB/s  - left");
     machine.status(restore(100, 500));
@@ -191,14 +192,15 @@ TEST(RecoveryWatch, goesThroughARecoveryFromBeforeItsStartToItsEnd)
     machine.status(restore(200, 1000));
     program.waitFor("  100 %  1000/1000 MB");
     machine.status(RecoveryMachine::restore("5001", "", 200, 1000));
-    program.waitFor("later operation 5001");
+    program.waitFor("after the restore  [#");
     machine.status(IDLE);
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
     EXPECT_THAT(
         screenAfter(
             barsOf(program, "ended, result unknown; last seen: 200 of 200 files and 1000 of"), 80),
-        ElementsAre("idle", ""));
+        ElementsAre(HasSubstr("after the restore  [#"), ""));
+    EXPECT_THAT(program.output(), Not(HasSubstr("idle")));
     EXPECT_THAT(program.output(), Not(HasSubstr("\x1B"))) << "escape sequences";
 }
 
@@ -208,7 +210,7 @@ TEST(RecoveryWatch, writesALineAChangeIntoAPipe)
     WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}));
     program.waitFor(std::string(WAITING) + "\n");
     machine.status(EARLY);
-    program.waitFor("early operation 4000\n");
+    program.waitFor("before the restore (operation 4000)\n");
     machine.status(RecoveryMachine::restore("5000", "", 50, 500));
     program.waitFor("- MB/s\n");
     machine.status(RecoveryMachine::restore("5500", "", 100, 600));
@@ -217,7 +219,7 @@ TEST(RecoveryWatch, writesALineAChangeIntoAPipe)
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
     EXPECT_THAT(linesOf(program.output()),
-        ElementsAre(WAITING, "early operation 4000",
+        ElementsAre(WAITING, "before the restore (operation 4000)",
             "restoring  37 %  50 of 200 files  500 of 1000 MB (50 %)  - MB/s",
             "final sync  55 %  100 of 200 files  600 of 1000 MB (60 %)  - MB/s",
             "restoring  100 %  200 of 200 files  1000 of 1000 MB  20 MB/s", FINISHED));
@@ -264,7 +266,7 @@ TEST(RecoveryWatch, looksEverySecondWhereNotToldOtherwise)
     machine.status(EARLY);
     auto const start = std::chrono::steady_clock::now();
     WatchedProgram program(machine.program({"recovery", "--watch"}));
-    program.waitFor("early");
+    program.waitFor("before");
     machine.status(IDLE);
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
@@ -291,10 +293,46 @@ TEST(RecoveryWatch, endsWhenTheEndOfTheRecoveryIsWritten)
     program.waitFor("37 %");
     machine.status(restore(60, 500, "RecoverEnd=" + engineTime(-1) + "\n"));
 
-    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_RECOVERY_FAILED);
     EXPECT_THAT(linesOf(program.output()),
         ElementsAre(HasSubstr("  50 of 200 files  "), HasSubstr("  60 of 200 files  "),
             MatchesRegex("failed: 60 of 200 files and 500 of 1000 MB in 0:01:.., at .*")));
+}
+
+TEST(RecoveryWatch, ofAFailedRecoveryHasAStatusOfItsOwn)
+{
+    RecoveryMachine const machine;
+    std::string const end = "RecoverEnd=" + engineTime(-1) + "\n";
+    machine.status(restore(60, 500, end));
+    for (std::vector<std::string> const& arguments :
+        {std::vector<std::string>{"recovery", "--watch"}, {"recovery", "--watch", "--json"}})
+        EXPECT_EQ(machine.program(arguments).run().status, app::EXIT_STATUS_RECOVERY_FAILED);
+    EXPECT_EQ(machine.program({"recovery"}).run().status, app::EXIT_STATUS_OK)
+        << "everything could be read";
+    machine.status(restore(200, 1000, end));
+    EXPECT_EQ(machine.program({"recovery", "--watch"}).run().status, app::EXIT_STATUS_OK);
+}
+
+TEST(RecoveryWatch, doesNotTakeAFallingRateForAChange)
+{
+    // 1000, 500, 333 ... MB/s.
+    std::string const text =
+        RecoveryMachine::restore("5000", "RestoreStart=" + engineTime(-1) + "\n", 50, 1000);
+    RecoveryMachine const machine;
+    machine.status(text);
+    WatchedProgram people(machine.program({"recovery", "--watch", "0.1"}));
+    WatchedProgram scripts(machine.program({"recovery", "--json", "--watch", "0.1"}));
+    people.waitFor("62 %");
+    scripts.waitFor("}\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    machine.status(IDLE);
+
+    EXPECT_EQ(people.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_EQ(scripts.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_THAT(linesOf(people.output()),
+        ElementsAre(HasSubstr("restoring  62 %"), HasSubstr("ended, result unknown")));
+    EXPECT_THAT(
+        linesOf(scripts.output()), ElementsAre(HasSubstr("\"restoring\""), HasSubstr("\"idle\"")));
 }
 
 TEST(RecoveryWatch, endsWhenTheStatusIsGone)
@@ -325,7 +363,7 @@ TEST(RecoveryWatch, goesOnAfterTheEndOfAnEarlierOne)
     WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}));
     program.waitFor("100 %");
     machine.status(RecoveryMachine::restore("5001", times, 200, 1000));
-    program.waitFor("later");
+    program.waitFor("after");
     machine.status(IDLE);
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
@@ -342,7 +380,7 @@ TEST(RecoveryWatch, followsTheOperationsBehindTheRestore)
     machine.status(RecoveryMachine::restore("5000", times, 200, 1000));
     program.waitFor("100 %");
     machine.status(RecoveryMachine::restore("6000", times, 200, 1000));
-    program.waitFor("later operation 6000");
+    program.waitFor("after the restore (operation 6000)");
     machine.status(IDLE);
 
     EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
