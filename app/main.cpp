@@ -84,7 +84,8 @@ Layout layoutOf(CommandLine const& line)
 }
 
 /** Appends a line with what else there is, on a terminal where the screen has room for it. */
-void writeFurther(std::string const& summary, Layout const& layout, std::ostream& out)
+void writeFurther(
+    std::string const& summary, size_t linesAbove, Layout const& layout, std::ostream& out)
 {
     constexpr size_t SCREEN_LINES = 24;
     if (!layout.isTerminal() || !layout.headings)
@@ -92,12 +93,28 @@ void writeFurther(std::string const& summary, Layout const& layout, std::ostream
     auto const further =
         wrapped("More: dovrel-sysinfo all, disks --tree, library, --help", layout, 0, 6);
     auto const lines = static_cast<size_t>(std::count(summary.begin(), summary.end(), '\n'));
-    if (lines + further.size() <= SCREEN_LINES)
+    if (linesAbove + lines + further.size() <= SCREEN_LINES)
         for (std::string const& line : further)
             out << colored(line, Color::FAINT, layout.colors) << '\n';
 }
 
-void writeOutput(Machine const& machine, CommandLine const& line, std::ostream& out)
+/** Writes the machine's problems. @return the lines that they take on the summary's terminal. */
+size_t complainOf(Machine const& machine, CommandLine const& line)
+{
+    bool const isSummary = line.output == CommandLine::SUMMARY && !line.library;
+    Layout shared;
+    if (isSummary && isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1)
+        shared.columns = terminalColumns(STDERR_FILENO);
+    size_t lines = 0;
+    for (std::string const& text : problemTexts(machine.problems, shared)) {
+        complain(text);
+        lines += shared.isTerminal() ? messageLines(text, shared).size() : 0;
+    }
+    return lines;
+}
+
+void writeOutput(
+    Machine const& machine, CommandLine const& line, size_t linesAbove, std::ostream& out)
 {
     TableOptions table = line.table;
     table.layout = layoutOf(line);
@@ -113,9 +130,9 @@ void writeOutput(Machine const& machine, CommandLine const& line, std::ostream& 
         writeTables(machine, table, out);
     else {
         std::ostringstream summary;
-        writeSummary(machine, table.layout, summary);
+        writeSummary(machine, table.layout, summary, linesAbove);
         out << summary.str();
-        writeFurther(summary.str(), table.layout, out);
+        writeFurther(summary.str(), linesAbove, table.layout, out);
     }
 }
 
@@ -162,12 +179,11 @@ ExitStatus show(CommandLine const& line, TraceOutput& trace)
                                   [&progress](Subject subject) { progress.show(subject); }},
             trace);
     }
-    for (Problem const& problem : machine.problems)
-        complain(problemText(problem));
+    size_t const linesAbove = complainOf(machine, line);
     if (line.timing)
         (void)writeWhole(STDERR_FILENO, timingText(machine));
     std::ostringstream out;
-    writeOutput(machine, line, out);
+    writeOutput(machine, line, linesAbove, out);
     return destination.write(out.str(), statusOf(machine));
 }
 

@@ -93,7 +93,6 @@ std::string shortened(std::string const& text, size_t columns)
 {
     if (displayWidth(text) <= columns)
         return text;
-    std::string const sign = localeIsUtf8() ? "\xE2\x80\xA6" : "~"; // U+2026
     std::string shown;
     size_t width = 1; // The sign's.
     for (size_t position = 0; position < text.size();) {
@@ -104,7 +103,12 @@ std::string shortened(std::string const& text, size_t columns)
         width += next.columns;
         position += next.bytes;
     }
-    return columns == 0 ? "" : shown + sign;
+    return columns == 0 ? "" : shown + cutSign();
+}
+
+std::string cutSign()
+{
+    return localeIsUtf8() ? "\xE2\x80\xA6" : "~"; // U+2026
 }
 
 std::string colored(std::string const& text, Color color, bool wanted)

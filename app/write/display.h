@@ -24,6 +24,9 @@ size_t displayWidth(std::string const& text);
 /** @return the string, cut to @p columns with a sign at its end where it is wider. */
 std::string shortened(std::string const& text, size_t columns);
 
+/** @return the sign at the end of a cut string, one column wide. */
+std::string cutSign();
+
 enum Color { BOLD, FAINT, YELLOW, RED };
 
 /** @return the text between the escape sequences of a color; as it is where none is wanted. */

@@ -1,10 +1,12 @@
 #include "app/write/names.h"
 
 #include "app/write/display.h"
+#include "app/write/standard_streams.h"
 
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <set>
 
 namespace app {
 
@@ -27,6 +29,27 @@ std::string subjectText(Subject subject)
         break;
     }
     return "recovery";
+}
+
+std::string commandText(Subject subject)
+{
+    switch (subject) {
+    case Subject::SYSTEM:
+        return "dovrel-sysinfo system";
+    case Subject::PROCESSORS:
+        return "dovrel-sysinfo cpus";
+    case Subject::MEMORY:
+        return "dovrel-sysinfo memory";
+    case Subject::DISKS:
+        return "dovrel-sysinfo disks";
+    case Subject::MOUNTS:
+        return "dovrel-sysinfo mounts";
+    case Subject::NETWORKS:
+        return "dovrel-sysinfo networks";
+    case Subject::RECOVERY:
+        break;
+    }
+    return "dovrel-sysinfo recovery";
 }
 
 std::string phaseText(RecoveryPhase phase)
@@ -71,6 +94,41 @@ std::string problemText(Problem const& problem)
 {
     return "cannot read " + problem.fact + " from " + printable(problem.source) + ": "
         + printable(problem.reason);
+}
+
+namespace {
+
+/** The first problems; where there are more, a last message counts them. */
+std::vector<std::string> firstProblemTexts(std::vector<Problem> const& problems, size_t count)
+{
+    std::vector<std::string> texts;
+    std::set<std::string> commands;
+    for (Problem const& problem : problems)
+        if (texts.size() < count)
+            texts.push_back(problemText(problem));
+        else
+            commands.insert(commandText(problem.subject));
+    if (count < problems.size())
+        texts.push_back("and " + std::to_string(problems.size() - count)
+            + " more: " + joined({commands.begin(), commands.end()}));
+    return texts;
+}
+
+}
+
+std::vector<std::string> problemTexts(std::vector<Problem> const& problems, Layout const& layout)
+{
+    constexpr size_t MOST_LINES = 7;
+    std::vector<std::string> texts = firstProblemTexts(problems, problems.size());
+    auto const lines = [&] {
+        size_t sum = 0;
+        for (std::string const& text : texts)
+            sum += messageLines(text, layout).size();
+        return sum;
+    };
+    for (size_t count = problems.size(); layout.isTerminal() && count > 1 && lines() > MOST_LINES;)
+        texts = firstProblemTexts(problems, --count);
+    return texts;
 }
 
 std::string outcomeText(LibraryAnswer const& answer)

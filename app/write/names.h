@@ -1,15 +1,20 @@
 #pragma once
 
 #include "app/model/Machine.h"
+#include "app/write/TextTable.h"
 
 #include <optional>
 #include <string>
+#include <vector>
 
 /** Facts in words that more than one output uses. */
 namespace app {
 
 /** @return "processors", as in "cannot read the processors". */
 std::string subjectText(Subject subject);
+
+/** @return the command that shows a subject, "dovrel-sysinfo cpus". */
+std::string commandText(Subject subject);
 
 /** @return "restoring", "before the restore" ... */
 std::string phaseText(RecoveryPhase phase);
@@ -24,6 +29,15 @@ std::optional<std::string> percentOfMegabytes(Recovery const& recovery);
 
 /** @return "cannot read the processors from /proc/stat: " and the reason, in one line. */
 std::string problemText(Problem const& problem);
+
+/**
+ * @return the messages for a machine's problems.
+ *
+ * @param layout the form of the terminal on which they stand above the summary: where they would
+ * take too many of its lines, the last message counts the others and names the commands that show
+ * them. In a pipe all are there.
+ */
+std::vector<std::string> problemTexts(std::vector<Problem> const& problems, Layout const& layout);
 
 /** @return "returned true", "did not end in time: " and the reason. */
 std::string outcomeText(LibraryAnswer const& answer);

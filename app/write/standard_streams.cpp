@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <sstream>
+#include <utility>
 
 namespace app {
 
@@ -43,16 +44,24 @@ size_t terminalColumns(int descriptor) noexcept
     return reported ? size.ws_col : USUAL;
 }
 
+std::vector<std::string> messageLines(std::string const& message, Layout const& layout)
+{
+    std::vector<std::string> all;
+    std::istringstream lines("dovrel-sysinfo: " + message);
+    for (std::string line; std::getline(lines, line);)
+        for (std::string& part : wrapped(printable(line), layout, 0, 2))
+            all.push_back(std::move(part));
+    return all;
+}
+
 void complain(std::string const& message)
 {
     Layout layout;
     if (isatty(STDERR_FILENO) == 1)
         layout.columns = terminalColumns(STDERR_FILENO);
     std::string text;
-    std::istringstream lines("dovrel-sysinfo: " + message);
-    for (std::string line; std::getline(lines, line);)
-        for (std::string const& part : wrapped(printable(line), layout, 0, 2))
-            text += part + "\n";
+    for (std::string const& line : messageLines(message, layout))
+        text += line + "\n";
     // Where standard error cannot be written either there is nobody left to tell.
     (void)writeWhole(STDERR_FILENO, text);
 }

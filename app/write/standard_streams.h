@@ -1,7 +1,10 @@
 #pragma once
 
+#include "app/write/TextTable.h"
+
 #include <cstddef>
 #include <string>
+#include <vector>
 
 /**
  * The three descriptors that every program is started with.
@@ -26,6 +29,9 @@ int writeWhole(int descriptor, std::string const& text) noexcept;
 /** @return the columns of the terminal at @p descriptor; 80 where it does not report them, as a
  * serial line. ioctl_tty(2). */
 size_t terminalColumns(int descriptor) noexcept;
+
+/** @return the lines of a message with the program's name before it. */
+std::vector<std::string> messageLines(std::string const& message, Layout const& layout);
 
 /** Writes a message with the program's name before it to standard error, in one piece; broken at
  * blanks where that is a terminal. */

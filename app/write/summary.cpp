@@ -3,6 +3,7 @@
 #include "app/write/display.h"
 #include "app/write/names.h"
 #include "app/write/recovery_line.h"
+#include "app/write/summary_networks.h"
 
 #include <algorithm>
 #include <map>
@@ -18,9 +19,26 @@ using Lines = std::vector<std::string>;
 
 constexpr char const* UNREADABLE = "could not be read";
 constexpr size_t LABEL_COLUMNS = 12;
-constexpr size_t MOST_DISKS = 4;
-constexpr size_t MOST_MOUNTS = 5;
-constexpr size_t MOST_ADAPTERS = 4;
+
+/** The most lines of the parts that can be counted together. */
+struct Limits {
+    size_t disks = 4;
+    size_t mounts = 5;
+    size_t adapters = 4;
+
+    /** Takes a line from the largest. @return false where none can do with fewer. */
+    bool lower()
+    {
+        constexpr size_t FEWEST = 2;
+        size_t& largest = disks >= std::max(mounts, adapters) ? disks
+            : mounts >= adapters                              ? mounts
+                                                              : adapters;
+        if (largest <= FEWEST)
+            return false;
+        --largest;
+        return true;
+    }
+};
 
 constexpr auto LEFT = TextTable::LEFT;
 constexpr auto RIGHT = TextTable::RIGHT;
@@ -45,6 +63,26 @@ std::string times(size_t count)
     return std::to_string(count) + (localeIsUtf8() ? " \xC3\x97 " : " x "); // U+00D7
 }
 
+/** @return the line, cut behind one of its parts where it is too wide: half an address is
+ * misleading. */
+std::string fitted(std::string const& line, size_t columns)
+{
+    if (displayWidth(line) <= columns)
+        return line;
+    std::string part;
+    for (char const* const gap : {", ", ": ", " (", "  "})
+        for (size_t end = line.find(gap); end != std::string::npos; end = line.find(gap, end + 1))
+            if (end > part.size() && displayWidth(line.substr(0, end)) < columns)
+                part = line.substr(0, end);
+    part.erase(part.find_last_not_of(' ') + 1);
+    size_t const width = displayWidth(part);
+    // A single long part is cut itself.
+    constexpr size_t FEWEST = 4;
+    if (width * FEWEST < columns)
+        return shortened(line, columns);
+    return part + (width + 2 <= columns ? " " : "") + cutSign();
+}
+
 template <class Number> std::string countedOr(
     std::optional<Number> count, std::string const& one, std::string const& several)
 {
@@ -62,37 +100,49 @@ public:
         m_layout.headings = false;
     }
 
-    void write(std::ostream& out) const
+    /** @param mostLines of a terminal. */
+    void write(size_t mostLines, std::ostream& out)
     {
-        writePart(Subject::SYSTEM, "System", m_machine.system, out);
-        writePart(Subject::PROCESSORS, "Processors", m_machine.processors, out);
-        writePart(Subject::MEMORY, "Memory", m_machine.memory, out);
-        writePart(Subject::DISKS, "Disks", m_machine.disks, out);
-        writePart(Subject::MOUNTS, "Mounts", m_machine.mounts, out);
-        writePart(Subject::NETWORKS, "Networks", m_machine.networks, out);
-        if (m_machine.wasAskedFor(Subject::RECOVERY))
-            writeLines("Recovery", recoveryLines(), out);
-        if (!m_machine.differences.empty())
-            writeLines("Library",
-                {counted(m_machine.differences.size(), "fact differs", "facts differ")
-                    + " for the host: dovrel-sysinfo library"},
-                out);
+        Lines lines = allLines();
+        while (m_layout.isTerminal() && lines.size() > mostLines && m_limits.lower())
+            lines = allLines();
+        for (std::string const& line : lines)
+            out << line << '\n';
     }
 
 private:
-    template <class Part> void writePart(Subject subject, char const* label,
-        std::optional<Part> const& part, std::ostream& out) const
+    Lines allLines() const
     {
-        if (m_machine.wasAskedFor(subject))
-            writeLines(label, part ? linesOf(*part) : Lines{UNREADABLE}, out);
+        Lines lines;
+        addPart(Subject::SYSTEM, "System", m_machine.system, lines);
+        addPart(Subject::PROCESSORS, "Processors", m_machine.processors, lines);
+        addPart(Subject::MEMORY, "Memory", m_machine.memory, lines);
+        addPart(Subject::DISKS, "Disks", m_machine.disks, lines);
+        addPart(Subject::MOUNTS, "Mounts", m_machine.mounts, lines);
+        addPart(Subject::NETWORKS, "Networks", m_machine.networks, lines);
+        if (m_machine.wasAskedFor(Subject::RECOVERY))
+            addLines("Recovery", recoveryLines(), lines);
+        if (!m_machine.differences.empty())
+            addLines("Library",
+                {counted(m_machine.differences.size(), "fact differs", "facts differ")
+                    + " for the host: dovrel-sysinfo library"},
+                lines);
+        return lines;
     }
 
-    void writeLines(std::string label, Lines const& lines, std::ostream& out) const
+    template <class Part> void addPart(
+        Subject subject, char const* label, std::optional<Part> const& part, Lines& lines) const
     {
-        for (std::string const& line : lines) {
+        if (m_machine.wasAskedFor(subject))
+            addLines(label, part ? linesOf(*part) : Lines{UNREADABLE}, lines);
+    }
+
+    void addLines(std::string label, Lines const& values, Lines& lines) const
+    {
+        for (std::string const& value : values) {
             label.resize(LABEL_COLUMNS, ' ');
-            out << colored(label, Color::BOLD, m_layout.colors && label.front() != ' ')
-                << (m_layout.isTerminal() ? shortened(line, m_layout.columns) : line) << '\n';
+            lines.push_back(colored(label, Color::BOLD, m_layout.colors && label.front() != ' ')
+                + (m_layout.isTerminal() ? fitted(value, m_layout.columns) : value));
             label.clear();
         }
     }
@@ -172,7 +222,7 @@ private:
             else if (!disk.isPhysical() && disk.parent.empty() && disk.type != Disk::LOOP)
                 ++stacked[typeText(disk)];
         }
-        Lines lines = physical.size() <= MOST_DISKS ? each(physical) : alike(physical);
+        Lines lines = physical.size() <= m_limits.disks ? each(physical) : alike(physical);
         if (lines.empty())
             lines.emplace_back("none");
         Lines kinds;
@@ -202,13 +252,14 @@ private:
         TextTable table({{"", LEFT}, {"", RIGHT}, {"", LEFT, 20}, {"", LEFT, 10}});
         for (Disk const* const disk : disks)
             table.addRow({disk->label, sizeText(disk->bytes),
-                disk->type == Disk::MULTIPATH ? "multipath" : disk->kind().value_or(""),
+                disk->type == Disk::MULTIPATH ? "multipath"
+                                              : disk->kind().value_or(disk->model ? UNKNOWN : ""),
                 disk->model.value_or("")});
         return table.rows(m_layout);
     }
 
     /** "12 × 4.0 TiB HDD", the groups with the most bytes first. */
-    static Lines alike(std::vector<Disk const*> const& disks)
+    Lines alike(std::vector<Disk const*> const& disks) const
     {
         struct Group {
             size_t count = 0;
@@ -216,7 +267,8 @@ private:
         };
         std::map<std::string, Group> groups;
         for (Disk const* const disk : disks) {
-            Group& group = groups[sizeText(disk->bytes) + " " + kindOf(*disk)];
+            Group& group = groups[disk->bytes ? sizeText(disk->bytes) + " " + kindOf(*disk)
+                                              : kindOf(*disk) + " of unknown size"];
             ++group.count;
             group.bytes += static_cast<double>(disk->bytes.value_or(0));
         }
@@ -227,7 +279,7 @@ private:
         Lines lines;
         size_t rest = 0;
         for (auto const& [text, group] : sorted)
-            if (lines.size() + 1 < MOST_DISKS || sorted.size() <= MOST_DISKS)
+            if (lines.size() + 1 < m_limits.disks || sorted.size() <= m_limits.disks)
                 lines.push_back(times(group.count) + text);
             else
                 rest += group.count;
@@ -242,8 +294,9 @@ private:
         std::copy_if(list.begin(), list.end(), std::back_inserter(mounts),
             [](Mount const& mount) { return mount.sameAs.empty(); });
         TextTable table({{"", LEFT}, {"", RIGHT, 20}, {"", LEFT}, {"", LEFT, 10}});
-        size_t const shown = mounts.size() <= MOST_MOUNTS ? mounts.size() : MOST_MOUNTS - 1;
-        for (Mount const* const mount : fullest(mounts, shown)) {
+        size_t const count = mounts.size() <= m_limits.mounts ? mounts.size() : m_limits.mounts - 1;
+        auto const shown = fullest(mounts, count);
+        for (Mount const* const mount : shown) {
             auto const percent = mount->usedPercent();
             table.addRow({mount->mountPoint, sizeText(mount->size), "used " + percentText(percent),
                 m_layout.isTerminal() ? barText(percent) : ""});
@@ -251,9 +304,12 @@ private:
         Lines lines = table.rows(m_layout);
         if (lines.empty())
             lines.emplace_back("none");
-        if (shown < mounts.size())
-            lines.push_back("and " + std::to_string(mounts.size() - shown)
-                + " more, less full: dovrel-sysinfo mounts");
+        bool const imageLeft = std::any_of(mounts.begin(), mounts.end(), [&](Mount const& mount) {
+            return mount.readOnly && std::count(shown.begin(), shown.end(), &mount) == 0;
+        });
+        if (count < mounts.size())
+            lines.push_back("and " + std::to_string(mounts.size() - count) + " more, less full"
+                + (imageLeft ? " or read-only" : "") + ": dovrel-sysinfo mounts");
         return lines;
     }
 
@@ -280,62 +336,7 @@ private:
 
     Lines linesOf(Networks const& networks) const
     {
-        std::vector<Adapter const*> shown;
-        std::map<std::string, size_t> others;
-        // Those with an address first, as people know machines by them.
-        for (bool const withAddress : {true, false})
-            for (Adapter const& adapter : networks.adapters) {
-                if (adapter.addresses.empty() == withAddress)
-                    continue;
-                bool const room = networks.adapters.size() <= MOST_ADAPTERS
-                    || (withAddress && shown.size() + 1 < MOST_ADAPTERS);
-                if (room)
-                    shown.push_back(&adapter);
-                else
-                    ++others[adapter.name.substr(0, adapter.name.find_first_of("0123456789.@"))];
-            }
-        // The last cell may be cut by the screen's edge, which the first one may not.
-        TextTable table({{""}, {""}, {""}});
-        for (Adapter const* const adapter : shown)
-            table.addRow({adapter->name, adapter->state.value_or(UNKNOWN), addressesOf(*adapter)});
-        Lines lines = table.rows({});
-        if (networks.adapters.empty())
-            lines.emplace_back("none");
-        if (!others.empty())
-            lines.push_back(
-                (lines.empty() ? "" : "and ") + stems(others) + ": dovrel-sysinfo networks");
-        if (networks.nameServers && !networks.nameServers->empty())
-            lines.push_back("name servers " + printable(joined(*networks.nameServers)));
-        return lines;
-    }
-
-    static std::string addressesOf(Adapter const& adapter)
-    {
-        Lines texts;
-        for (Address const& address : adapter.addresses)
-            texts.push_back(address.text
-                + (address.prefixLength ? "/" + std::to_string(*address.prefixLength) : ""));
-        return texts.empty() ? "no address" : joined(texts);
-    }
-
-    /** "26 veth…, 3 eth…", the most frequent three. */
-    static std::string stems(std::map<std::string, size_t> const& others)
-    {
-        constexpr size_t MOST_STEMS = 3;
-        std::vector<std::pair<std::string, size_t>> sorted(others.begin(), others.end());
-        std::stable_sort(sorted.begin(), sorted.end(),
-            [](auto const& first, auto const& second) { return first.second > second.second; });
-        Lines texts;
-        size_t rest = 0;
-        for (auto const& [stem, count] : sorted)
-            if (texts.size() < MOST_STEMS)
-                texts.push_back(std::to_string(count) + " " + printable(stem)
-                    + (localeIsUtf8() ? "\xE2\x80\xA6" : "..."));
-            else
-                rest += count;
-        if (rest > 0)
-            texts.push_back(std::to_string(rest) + " others");
-        return joined(texts);
+        return networkLines(networks, m_limits.adapters);
     }
 
     Lines recoveryLines() const
@@ -355,13 +356,16 @@ private:
 
     Machine const& m_machine;
     Layout m_layout;
+    Limits m_limits;
 };
 
 }
 
-void writeSummary(Machine const& machine, Layout const& layout, std::ostream& out)
+void writeSummary(
+    Machine const& machine, Layout const& layout, std::ostream& out, size_t linesAbove)
 {
-    Summary(machine, layout).write(out);
+    size_t const most = SUMMARY_LINES - std::min(SUMMARY_LINES, linesAbove);
+    Summary(machine, layout).write(most, out);
 }
 
 }

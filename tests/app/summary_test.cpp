@@ -1,9 +1,14 @@
 #include "app/write/display.h"
+#include "app/write/names.h"
+#include "app/write/summary.h"
 #include "tests/app/LocaleFor.h"
+#include "tests/app/Program.h"
 #include "tests/app/known_machine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 using app::Adapter;
 using app::Disk;
@@ -13,6 +18,7 @@ using app_test::adapterOf;
 using app_test::diskOf;
 using app_test::knownMachine;
 using app_test::linesBehind;
+using app_test::linesOf;
 using app_test::LocaleFor;
 using app_test::mountOf;
 using app_test::summaryOf;
@@ -96,7 +102,51 @@ TEST(Summary, isNotCutInAPipe)
     Machine machine = machineWithAdapters({adapterOf("eth0", std::vector<std::string>(20, "x"))});
 
     EXPECT_THAT(summaryOf(machine).front().size(), Gt(100U));
-    EXPECT_EQ(summaryOf(machine, terminal(80)).front().size(), 80U);
+    EXPECT_LE(summaryOf(machine, terminal(80)).front().size(), 80U);
+}
+
+TEST(Summary, isCutBehindWholeParts)
+{
+    Machine machine = machineWithAdapters({adapterOf("eth0", {"192.0.2.1", "198.51.100.1"})});
+    EXPECT_THAT(linesBehind("Networks", summaryOf(machine, terminal(45))),
+        ElementsAre("eth0  up  192.0.2.1/24 ~"))
+        << "half an address is another one";
+    EXPECT_THAT(linesBehind("Networks", summaryOf(machine, terminal(36))),
+        ElementsAre("eth0  up  192.0.2.1/24 ~"));
+    EXPECT_THAT(linesBehind("Networks", summaryOf(machine, terminal(35))),
+        ElementsAre("eth0  up  192.0.2.1/24~"));
+    EXPECT_THAT(
+        linesBehind("Networks", summaryOf(machine, terminal(34))), ElementsAre("eth0  up ~"));
+    machine = machineWithAdapters({adapterOf(std::string(50, 'x'), {})});
+    EXPECT_EQ(summaryOf(machine, terminal(40)).front().size(), 40U) << "a part that is too long";
+}
+
+TEST(Summary, leavesLinesOfTheTerminalToTheProblemsAboveIt)
+{
+    for (size_t above = 0; above <= 7; ++above) {
+        std::ostringstream out;
+        app::writeSummary(largeMachine(), terminal(80), out, above);
+        EXPECT_LE(linesOf(out.str()).size() + above, 24U);
+    }
+    std::ostringstream pipe;
+    app::writeSummary(largeMachine(), {}, pipe, 7);
+    EXPECT_EQ(linesOf(pipe.str()), summaryOf(largeMachine())) << "in a pipe nothing is left out";
+}
+
+TEST(ProblemTexts, areFewAboveTheSummaryAndAllInAPipe)
+{
+    std::vector<app::Problem> problems(2, app_test::failureOf(Subject::MEMORY));
+    problems.resize(5, app_test::failureOf(Subject::DISKS));
+    problems.resize(9, app_test::failureOf(Subject::RECOVERY));
+    std::string const text = "cannot read a part of the machine from the test: the test says so";
+
+    EXPECT_THAT(app::problemTexts(problems, {}), testing::AllOf(SizeIs(9), testing::Each(text)));
+    EXPECT_THAT(app::problemTexts(problems, terminal(200)),
+        ElementsAre(text, text, text, text, text, text, "and 3 more: dovrel-sysinfo recovery"));
+    EXPECT_THAT(app::problemTexts(problems, terminal(70)),
+        ElementsAre(text, text, "and 7 more: dovrel-sysinfo disks, dovrel-sysinfo recovery"));
+    problems.resize(3);
+    EXPECT_THAT(app::problemTexts(problems, terminal(70)), SizeIs(3)) << "six lines";
 }
 
 TEST(Summary, namesFewDisksAndCountsTheDevicesOnThem)
@@ -127,6 +177,18 @@ TEST(Summary, countsManyDisksByWhatIsAlike)
         linesBehind("Disks", summaryOf(machineWithDisks(disks))).front(), "3 × 1.0 TiB HDD");
 }
 
+TEST(Summary, hasASignForTheUnknownFactsOfADisk)
+{
+    Disk disk = diskOf("sda");
+    disk.rotational.reset();
+    disk.model = "Disk 80";
+    EXPECT_THAT(linesBehind("Disks", summaryOf(machineWithDisks({disk}))),
+        ElementsAre("sda  1.0 TiB  -  Disk 80"));
+    disk.bytes.reset();
+    EXPECT_THAT(linesBehind("Disks", summaryOf(machineWithDisks(std::vector<Disk>(5, disk)))),
+        ElementsAre("5 x disk of unknown size"));
+}
+
 TEST(Summary, countsTheRestOfDisksOfManySizes)
 {
     std::vector<Disk> disks;
@@ -148,10 +210,13 @@ TEST(Summary, showsTheFullestOfManyMountsInTheirOrder)
     EXPECT_THAT(linesBehind("Mounts", summaryOf(machine)),
         ElementsAre("/a  100.0 GiB  used 50.0 %", "/c  100.0 GiB  used 90.0 %",
             "/d  100.0 GiB  used 20.0 %", "/e  100.0 GiB  used 70.0 %",
-            "and 2 more, less full: dovrel-sysinfo mounts"))
+            "and 2 more, less full or read-only: dovrel-sysinfo mounts"))
         << "a read-only image is always full";
     machine.mounts->pop_back();
     EXPECT_THAT(linesBehind("Mounts", summaryOf(machine)), SizeIs(5)) << "all";
+    machine.mounts->push_back(mountOf("/f", 5));
+    EXPECT_EQ(linesBehind("Mounts", summaryOf(machine)).back(),
+        "and 2 more, less full: dovrel-sysinfo mounts");
 }
 
 TEST(Summary, showsAdaptersWithAddressesAndCountsTheOthersByTheirStems)
@@ -165,7 +230,7 @@ TEST(Summary, showsAdaptersWithAddressesAndCountsTheOthersByTheirStems)
 
     EXPECT_THAT(linesBehind("Networks", summaryOf(machineWithAdapters(adapters))),
         ElementsAre("eth0  up  10.0.0.1/24", "eth1  up  10.0.0.1/24", "eth2  up  10.0.0.1/24",
-            "and 3 veth..., 1 eth...: dovrel-sysinfo networks"));
+            "and 3 veth..., eth3.7: dovrel-sysinfo networks"));
 }
 
 TEST(Summary, namesTheThreeMostFrequentStems)
@@ -175,7 +240,22 @@ TEST(Summary, namesTheThreeMostFrequentStems)
         adapters.push_back(adapterOf(stem + std::to_string(adapters.size()), {}));
 
     EXPECT_THAT(linesBehind("Networks", summaryOf(machineWithAdapters(adapters))),
-        ElementsAre("2 b..., 2 c..., 1 a..., 2 others: dovrel-sysinfo networks"));
+        ElementsAre("2 b..., 2 c..., a0, 2 others: dovrel-sysinfo networks"));
+}
+
+TEST(Summary, showsTheAdapterOfTheDefaultRouteFirst)
+{
+    std::vector<Adapter> adapters;
+    for (char const* const name : {"cali0", "cali1", "cali2", "docker0", "eth0", "lo"})
+        adapters.push_back(adapterOf(name, {"192.0.2.1"}));
+    for (size_t i = 0; i < 3; ++i)
+        adapters[i].addresses[0].scope = "link";
+    adapters[4].gateways = {"192.0.2.254"};
+    adapters[5].addresses[0].scope = "host";
+
+    EXPECT_THAT(linesBehind("Networks", summaryOf(machineWithAdapters(adapters))),
+        ElementsAre("eth0     up  192.0.2.1/24", "docker0  up  192.0.2.1/24",
+            "cali0    up  192.0.2.1/24", "and 2 cali..., lo: dovrel-sysinfo networks"));
 }
 
 TEST(Summary, saysNoneWhereThereIsNothing)
