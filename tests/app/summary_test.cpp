@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 using app::Adapter;
@@ -119,6 +120,14 @@ TEST(Summary, isCutBehindWholeParts)
         linesBehind("Networks", summaryOf(machine, terminal(34))), ElementsAre("eth0  up ~"));
     machine = machineWithAdapters({adapterOf(std::string(50, 'x'), {})});
     EXPECT_EQ(summaryOf(machine, terminal(40)).front().size(), 40U) << "a part that is too long";
+}
+
+TEST(Summary, isNeverWiderThanItsTerminal)
+{
+    constexpr size_t NARROWEST = 24; // The labels, and as much again.
+    for (size_t columns = 1; columns <= 200; ++columns)
+        for (std::string const& line : summaryOf(largeMachine(), terminal(columns)))
+            EXPECT_LE(app::displayWidth(line), std::max(columns, NARROWEST)) << line;
 }
 
 TEST(Summary, leavesLinesOfTheTerminalToTheProblemsAboveIt)
