@@ -103,7 +103,7 @@ size_t complainOf(Machine const& machine, CommandLine const& line)
 {
     bool const isSummary = line.output == CommandLine::SUMMARY && !line.library;
     Layout shared;
-    if (isSummary && isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1)
+    if (isSummary && layoutOf(line).isTerminal() && isatty(STDERR_FILENO) == 1)
         shared.columns = terminalColumns(STDERR_FILENO);
     size_t lines = 0;
     for (std::string const& text : problemTexts(machine.problems, shared)) {

@@ -4,6 +4,7 @@
 #include "app/write/html_glance.h"
 #include "app/write/html_sections.h"
 #include "app/write/html_style.h"
+#include "app/write/json_values.h"
 #include "app/write/names.h"
 
 #include <algorithm>
@@ -87,7 +88,7 @@ private:
             auto const line = m_html.open("p");
             m_html.text("read ");
             m_html.element("time", timeText(m_machine.time),
-                {{"datetime", isoTime(m_machine.time).value_or("")}});
+                {{"datetime", timestamp(m_machine.time).value_or("")}});
         }
         m_html.element("p", PROGRAM);
     }

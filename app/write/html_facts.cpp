@@ -1,6 +1,7 @@
 #include "app/write/html_facts.h"
 
 #include "app/write/display.h"
+#include "app/write/json_values.h"
 #include "app/write/names.h"
 
 #include <algorithm>
@@ -57,7 +58,7 @@ Fact percentFact(std::string const& key, std::optional<double> percent)
 
 Fact timeFact(std::string const& key, std::optional<int64_t> seconds)
 {
-    return {key, isoTime(seconds), timeText(seconds)};
+    return {key, timestamp(seconds), timeText(seconds)};
 }
 
 void writeFact(Html& html, Fact const& fact)

@@ -160,19 +160,6 @@ std::string timeText(std::optional<int64_t> seconds)
     return text.data();
 }
 
-std::optional<std::string> isoTime(std::optional<int64_t> seconds)
-{
-    auto const time = static_cast<std::time_t>(seconds.value_or(0));
-    std::tm local{};
-    std::array<char, 64> text;
-    if (!seconds || !localtime_r(&time, &local)
-        || std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &local) == 0)
-        return std::nullopt;
-    std::string const iso = text.data();
-    size_t const minutes = iso.size() - 2; // strftime(3) writes +0100.
-    return iso.substr(0, minutes) + ":" + iso.substr(minutes);
-}
-
 std::string durationText(std::optional<int64_t> seconds)
 {
     if (!seconds)

@@ -45,9 +45,6 @@ std::string outcomeText(LibraryAnswer const& answer);
 /** @return a local time, "2026-03-24 14:05:09"; `UNKNOWN` for none. */
 std::string timeText(std::optional<int64_t> seconds);
 
-/** @return a local time in ISO 8601, "2026-03-24T14:05:09+01:00"; nothing for none. */
-std::optional<std::string> isoTime(std::optional<int64_t> seconds);
-
 /** @return "1:02:03"; `UNKNOWN` for none. */
 std::string durationText(std::optional<int64_t> seconds);
 
