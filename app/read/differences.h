@@ -9,8 +9,9 @@ namespace app {
 /**
  * Compares the machine's facts with the library's answers.
  *
- * Figures that change while the two are read, such as free memory and the present clock speed, are
- * compared only where the library has none.
+ * Figures that move while the two are read differ where they are far apart: free space and memory
+ * by more than an eighth of the whole, the current clock speed where the library has none. A reason
+ * is empty where the facts prove none.
  *
  * @return in the order of the subjects and of the machine's lists.
  */
