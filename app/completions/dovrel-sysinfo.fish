@@ -32,6 +32,8 @@ complete -c dovrel-sysinfo -n '__fish_seen_subcommand_from recovery' -l watch -d
 complete -c dovrel-sysinfo -s h -l help -d 'Show this help'
 complete -c dovrel-sysinfo -l version -d 'Show the version'
 complete -c dovrel-sysinfo -l json -d 'Write JSON'
+complete -c dovrel-sysinfo -l html -d 'Write a page for a browser, in one file'
+complete -c dovrel-sysinfo -l openmetrics -d 'Write metrics for monitoring'
 complete -c dovrel-sysinfo -l output -r -F -d 'Write to FILE, as to a pipe'
 complete -c dovrel-sysinfo -l no-headings -d 'Show rows alone, without headings, notes and details'
 complete -c dovrel-sysinfo -l color -x -a 'auto always never' -d 'Color the screen: auto (default: on a terminal), always or never'

@@ -28,6 +28,8 @@ struct Adapter {
     std::optional<unsigned> mtu;
     std::vector<Address> addresses;
     std::optional<std::vector<std::string>> gateways; ///< Of the default routes through it.
+
+    bool hasGateway() const { return gateways && !gateways->empty(); }
 };
 
 /** The adapters, the machine's name and its name servers. */

@@ -100,7 +100,8 @@ private:
         if (!m_machine.problems.empty())
             m_html.element("a", "Problems", {{"href", "#problems"}});
         for (Subject const subject : m_machine.subjects)
-            m_html.element("a", sectionTitle(subject), {{"href", "#" + sectionId(subject)}});
+            m_html.element(
+                "a", sectionTitle(subject), {{"href", std::string("#") + keyOf(subject)}});
         if (!m_machine.differences.empty())
             m_html.element("a", "Library", {{"href", "#library"}});
     }

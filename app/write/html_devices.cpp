@@ -1,16 +1,13 @@
 #include "app/write/display.h"
 #include "app/write/html_sections.h"
 #include "app/write/html_tree.h"
+#include "app/write/json_values.h"
 #include "app/write/names.h"
+#include "app/write/table.h"
 
 namespace app {
 
 namespace {
-
-std::string keyOf(char const* list, size_t index)
-{
-    return list + std::string(".") + std::to_string(index) + ".";
-}
 
 std::vector<Cell::Item> listOf(std::string const& key, std::vector<std::string> const& names)
 {
@@ -23,16 +20,17 @@ std::vector<Cell::Item> listOf(std::string const& key, std::vector<std::string> 
 void addDisk(PageContext const& page, size_t index, HtmlTable& table)
 {
     Disk const& disk = (*page.machine.disks)[index];
-    std::string const key = keyOf("disks", index);
-    auto const physical = [&](char const* name, std::optional<std::string> const& text) {
-        return disk.isPhysical() ? Cell(textFact(key + name, text)) : Cell();
+    std::string const key = elementKey("disks", index);
+    auto const ofPhysical = [&](Fact const& fact) {
+        return disk.isPhysical() ? Cell(fact) : Cell();
     };
     table.addRow({textFact(key + "label", disk.label), textFact(key + "type", typeText(disk)),
-        sizeFact(key + "size_bytes", disk.bytes), physical("kind", disk.kind()),
-        physical("transport", disk.transport),
+        sizeFact(key + "size_bytes", disk.bytes), ofPhysical(wordFact(key + "kind", disk.kind())),
+        ofPhysical(textFact(key + "transport", disk.transport)),
         numberFact(key + "partitions", std::optional(partitionsOf(*page.machine.disks, disk))),
-        Cell(listOf(key + "slaves", disk.slaves)), physical("model", disk.model),
-        physical("serial", disk.serial), noteLinks(page, Subject::DISKS, disk.name)});
+        Cell(listOf(key + "slaves", disk.slaves)), ofPhysical(textFact(key + "model", disk.model)),
+        ofPhysical(textFact(key + "serial", disk.serial)),
+        noteLinks(page, Subject::DISKS, disk.name)});
 }
 
 Cell::Item addressItem(std::string const& key, Address const& address)
@@ -54,9 +52,17 @@ Cell addressCell(std::string const& key, Adapter const& adapter)
     Cell cell;
     cell.isLines = true;
     for (size_t i = 0; i < adapter.addresses.size(); ++i)
-        cell.items.push_back(
-            addressItem(keyOf((key + "addresses").c_str(), i), adapter.addresses[i]));
+        cell.items.push_back(addressItem(elementKey(key + "addresses", i), adapter.addresses[i]));
     return cell;
+}
+
+Cell gatewaysCell(std::string const& key, Adapter const& adapter)
+{
+    if (!adapter.gateways)
+        return textFact(key + "gateways", std::nullopt);
+    if (adapter.gateways->empty())
+        return words("none");
+    return Cell(listOf(key + "gateways", *adapter.gateways));
 }
 
 }
@@ -84,28 +90,35 @@ void writeSection(PageContext const& page, std::vector<Mount> const& mounts)
 {
     if (mounts.empty())
         return writeSentence(page, "none");
-    HtmlTable table(page.html, "Mounted filesystems on disks and on the network",
-        {{"MOUNTPOINT"}, {"SOURCE"}, {"TYPE", HtmlTable::WORD}, {"MODE", HtmlTable::WORD},
-            {"SIZE", HtmlTable::NUMBER}, {"USED", HtmlTable::NUMBER}, {"AVAIL", HtmlTable::NUMBER},
-            {"USE", HtmlTable::NUMBER}, {"DISKS", HtmlTable::LIST}, {"NOTE", HtmlTable::WORD}},
-        "wide");
-    for (size_t i = 0; i < mounts.size(); ++i) {
-        Mount const& mount = mounts[i];
-        std::string const key = keyOf("mounts", i);
-        Cell use = percentFact(key + "used_ratio", mount.usedPercent());
-        use.bar = mount.usedPercent();
-        use.warns = !mount.readOnly; // An image that is mounted read-only is always full.
-        Fact const mode = {
-            key + "read_only", mount.readOnly ? "true" : "false", mount.readOnly ? "ro" : "rw"};
-        table.addRow({textFact(key + "mount_point", mount.mountPoint),
-            textFact(key + "source", mount.source), textFact(key + "filesystem", mount.filesystem),
-            mode, sizeFact(key + "size_bytes", mount.size),
-            sizeFact(key + "used_bytes", mount.used),
-            sizeFact(key + "available_bytes", mount.available), use,
-            mount.disks.empty() ? Cell(words(mount.network ? "none" : UNKNOWN))
-                                : Cell(listOf(key + "disks", mount.disks)),
-            noteLinks(page, Subject::MOUNTS, mount.mountPoint)});
+    {
+        HtmlTable table(page.html, "Mounted filesystems on disks and on the network",
+            {{"MOUNTPOINT"}, {"SOURCE"}, {"TYPE", HtmlTable::WORD}, {"MODE", HtmlTable::WORD},
+                {"SIZE", HtmlTable::NUMBER}, {"USED", HtmlTable::NUMBER},
+                {"AVAIL", HtmlTable::NUMBER}, {"USE", HtmlTable::NUMBER},
+                {"DISKS", HtmlTable::LIST}, {"NOTE", HtmlTable::WORD}},
+            "wide");
+        for (size_t i = 0; i < mounts.size(); ++i) {
+            Mount const& mount = mounts[i];
+            if (!mount.sameAs.empty())
+                continue; // The page names its place below the table.
+            std::string const key = elementKey("mounts", i);
+            Cell use = percentFact(key + "used_ratio", mount.usedPercent());
+            use.bar = mount.usedPercent();
+            use.warns = !mount.readOnly; // An image that is mounted read-only is always full.
+            Fact const mode = {
+                key + "read_only", mount.readOnly ? "true" : "false", mount.readOnly ? "ro" : "rw"};
+            table.addRow({textFact(key + "mount_point", mount.mountPoint),
+                textFact(key + "source", mount.source),
+                textFact(key + "filesystem", mount.filesystem), mode,
+                sizeFact(key + "size_bytes", mount.size), sizeFact(key + "used_bytes", mount.used),
+                sizeFact(key + "available_bytes", mount.available), use,
+                mount.disks.empty() ? Cell(words(mount.network ? "none" : UNKNOWN))
+                                    : Cell(listOf(key + "disks", mount.disks)),
+                noteLinks(page, Subject::MOUNTS, mount.mountPoint)});
+        }
     }
+    for (std::string const& line : furtherPlaces(mounts, Layout()))
+        writeSentence(page, line);
 }
 
 void writeSection(PageContext const& page, Networks const& networks)
@@ -118,16 +131,16 @@ void writeSection(PageContext const& page, Networks const& networks)
             "wide");
         for (size_t i = 0; i < networks.adapters.size(); ++i) {
             Adapter const& adapter = networks.adapters[i];
-            std::string const key = keyOf("networks.adapters", i);
+            std::string const key = elementKey("networks.adapters", i);
             Fact mac = textFact(key + "mac", adapter.mac);
-            if (!adapter.mac)
+            if (!adapter.mac && !adapter.macIsUnknown)
                 mac.text = "none";
-            table.addRow({textFact(key + "name", adapter.name),
-                textFact(key + "kind", adapter.kind), textFact(key + "state", adapter.state),
-                addressCell(key, adapter), mac, numberFact(key + "speed_mbit", adapter.speedMbit),
-                numberFact(key + "mtu", adapter.mtu),
-                Cell(listOf(key + "gateways", adapter.gateways)),
-                noteLinks(page, Subject::NETWORKS, adapter.name)});
+            table.addRow(
+                {textFact(key + "name", adapter.name), wordFact(key + "kind", adapter.kind),
+                    wordFact(key + "state", adapter.state), addressCell(key, adapter), mac,
+                    scaledFact(key + "speed_bits_per_second", MEGA, adapter.speedMbit),
+                    numberFact(key + "mtu_bytes", adapter.mtu), gatewaysCell(key, adapter),
+                    noteLinks(page, Subject::NETWORKS, adapter.name)});
         }
     }
     HtmlFactList list(page.html);

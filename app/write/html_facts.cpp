@@ -7,20 +7,18 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <utility>
 
 namespace app {
 
 namespace {
 
-/** A percentage as JSON has it: from 0 to 1, with up to four digits. */
+/** A percentage as JSON has it. */
 std::string ratioText(double percent)
 {
-    constexpr double STEPS = 10000;
     std::array<char, 64> digits;
-    auto const result = std::to_chars(
-        digits.data(), digits.data() + digits.size(), std::round(percent * STEPS / 100) / STEPS);
+    auto const result =
+        std::to_chars(digits.data(), digits.data() + digits.size(), *ratioOf(percent));
     return std::string(digits.data(), result.ptr);
 }
 
@@ -32,6 +30,11 @@ Html::Attributes attributesOf(HtmlTable::Column const& column, Html::Attributes 
     return attributes;
 }
 
+}
+
+std::string elementKey(std::string const& list, size_t index)
+{
+    return list + "." + std::to_string(index) + ".";
 }
 
 Fact words(std::string const& text)
@@ -59,6 +62,27 @@ Fact percentFact(std::string const& key, std::optional<double> percent)
 Fact timeFact(std::string const& key, std::optional<int64_t> seconds)
 {
     return {key, timestamp(seconds), timeText(seconds)};
+}
+
+Fact wordFact(std::string const& key, std::optional<std::string> const& text)
+{
+    return {key, wordOf(text), text.value_or(UNKNOWN)};
+}
+
+Fact scaledFact(std::string const& key, uint64_t factor, std::optional<uint64_t> number)
+{
+    Fact fact = numberFact(key, number);
+    if (number)
+        fact.value = std::to_string(*number * factor);
+    return fact;
+}
+
+Fact progressFact(Recovery const& recovery)
+{
+    if (!recovery.percent)
+        return textFact("recovery.done_ratio", std::nullopt);
+    return {"recovery.done_ratio", ratioText(*recovery.percent),
+        std::to_string(*recovery.percent) + " %"};
 }
 
 void writeFact(Html& html, Fact const& fact)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/model/Recovery.h"
 #include "app/write/html_text.h"
 
 #include <cstdint>
@@ -17,6 +18,9 @@ struct Fact {
     std::string text;
 };
 
+/** @return the beginning of the keys of an element's facts, "disks.0.". */
+std::string elementKey(std::string const& list, size_t index);
+
 /** Words that are no fact of their own. */
 Fact words(std::string const& text);
 
@@ -32,6 +36,15 @@ template <class Number> Fact numberFact(std::string const& key, std::optional<Nu
     static_assert(std::is_integral_v<Number>);
     return textFact(key, number ? std::optional(std::to_string(*number)) : std::nullopt);
 }
+
+/** A word of a fixed list, which JSON spells in its own way. */
+Fact wordFact(std::string const& key, std::optional<std::string> const& text);
+
+/** A number of units of @p factor, of which JSON has a number of units. */
+Fact scaledFact(std::string const& key, uint64_t factor, std::optional<uint64_t> number);
+
+/** The engine's percentage of a recovery. */
+Fact progressFact(Recovery const& recovery);
 
 /** Writes a fact: its text in an element with its key and its value. */
 void writeFact(Html& html, Fact const& fact);

@@ -144,7 +144,10 @@ private:
             figure.more(Cell({{textFact(key + "mount_point", mount.mountPoint), words(", "),
                 sizeFact(key + "available_bytes", mount.available), words(" available")}}));
         }
-        figure.more(words(counted(mounts.size(), "filesystem", "filesystems") + " mounted"));
+        auto const filesystems = std::count_if(
+            mounts.begin(), mounts.end(), [](Mount const& mount) { return mount.sameAs.empty(); });
+        figure.more(words(
+            counted(static_cast<size_t>(filesystems), "filesystem", "filesystems") + " mounted"));
     }
 
     void showUptime(System const& system)
@@ -180,7 +183,7 @@ private:
         figure.more(words(std::to_string(up) + " up"));
         for (size_t i = 0; i < adapters.size(); ++i)
             for (size_t j = 0; j < adapters[i].addresses.size(); ++j)
-                if (!adapters[i].gateways.empty() && adapters[i].addresses[j].scope == "global") {
+                if (adapters[i].hasGateway() && adapters[i].addresses[j].scope == "global") {
                     std::string const key = "networks.adapters." + std::to_string(i) + ".";
                     figure.more(Cell({{textFact(key + "name", adapters[i].name), words(" "),
                         textFact(key + "addresses." + std::to_string(j) + ".address",
@@ -196,14 +199,11 @@ private:
             return figure.show(
                 words(m_machine.hasProblem(Subject::RECOVERY) ? "could not be read" : "none"));
         Recovery const& recovery = *m_machine.recovery;
-        Fact percent = numberFact("recovery.percent", recovery.percent);
-        if (recovery.percent)
-            percent.text += " %";
-        figure.show(percent);
+        figure.show(progressFact(recovery));
         figure.bar(recovery.percent, false);
         std::string const share = percentOfMegabytes(recovery).value_or("");
         figure.more(
-            words(phaseText(recovery) + (share.empty() ? "" : ", " + share + " of the MB")));
+            words(stateText(recovery) + (share.empty() ? "" : ", " + share + " of the MB")));
     }
 
     Machine const& m_machine;

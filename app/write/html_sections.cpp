@@ -1,6 +1,7 @@
 #include "app/write/html_sections.h"
 
 #include "app/write/display.h"
+#include "app/write/json_values.h"
 #include "app/write/names.h"
 #include "app/write/recovery_line.h"
 
@@ -11,9 +12,13 @@ namespace app {
 
 namespace {
 
-std::string elementKey(char const* list, size_t index)
+/** A speed, of which JSON has a number where the firmware gives one. */
+Fact speedFact(std::string const& key, MemoryModule const& module)
 {
-    return list + std::string(".") + std::to_string(index) + ".";
+    Fact fact = textFact(key, module.speed);
+    auto const transfers = transfersPerSecond(module.speed);
+    fact.value = transfers ? std::optional(std::to_string(*transfers)) : std::nullopt;
+    return fact;
 }
 
 void writeModules(PageContext const& page, std::vector<MemoryModule> const& modules)
@@ -33,7 +38,7 @@ void writeModules(PageContext const& page, std::vector<MemoryModule> const& modu
         std::vector<Cell> row = {textFact(key + "slot", module.slot), size};
         if (module.bytes != 0U) {
             row.emplace_back(textFact(key + "type", module.type));
-            row.emplace_back(textFact(key + "speed", module.speed));
+            row.emplace_back(speedFact(key + "transfers_per_second", module));
         }
         table.addRow(row);
     }
@@ -55,9 +60,9 @@ void writeProcessors(PageContext const& page, size_t first, size_t end)
         Cell load = percentFact(key + "load_ratio", processor.loadPercent);
         load.bar = processor.loadPercent;
         table.addRow({numberFact(key + "number", std::optional(processor.number)),
-            numberFact(key + "lowest_mhz", processor.lowestMHz),
-            numberFact(key + "current_mhz", processor.currentMHz),
-            numberFact(key + "highest_mhz", processor.highestMHz), load,
+            scaledFact(key + "lowest_hertz", MEGA, processor.lowestMHz),
+            scaledFact(key + "current_hertz", MEGA, processor.currentMHz),
+            scaledFact(key + "highest_hertz", MEGA, processor.highestMHz), load,
             noteLinks(page, Subject::PROCESSORS, std::to_string(processor.number))});
     }
 }
@@ -70,29 +75,16 @@ Cell doneOfTotal(Fact const& done, Fact const& total)
 
 }
 
-std::string sectionId(Subject subject)
-{
-    switch (subject) {
-    case Subject::MOUNTS:
-        return "mounts";
-    case Subject::NETWORKS:
-        return "networks";
-    default:
-        return subjectText(subject);
-    }
-}
-
 std::string sectionTitle(Subject subject)
 {
-    std::string title = sectionId(subject);
+    std::string title = keyOf(subject);
     title.front() = static_cast<char>(title.front() - 'a' + 'A');
     return title;
 }
 
 PageSection::PageSection(PageContext const& page, Subject subject)
     : m_page(page), m_subject(subject),
-      m_section(page.html.open("section", {{"id", sectionId(subject)}})),
-      m_content([&page, subject] {
+      m_section(page.html.open("section", {{"id", keyOf(subject)}})), m_content([&page, subject] {
           page.html.element("h2", sectionTitle(subject));
           return page.html.open("div", {{"class", "content"}});
       }())
@@ -108,8 +100,8 @@ PageSection::~PageSection()
         html.element("p", "The library reports to its host:");
         auto const list = html.open("ol");
         for (size_t i = 0; i < notes.size(); ++i)
-            html.element(
-                "li", notes[i], {{"id", sectionId(m_subject) + "-note-" + std::to_string(i + 1)}});
+            html.element("li", notes[i],
+                {{"id", std::string(keyOf(m_subject)) + "-note-" + std::to_string(i + 1)}});
     }
     for (std::string const& sentence : m_page.notes.unknownFacts(m_subject))
         html.element("p", sentence, {{"class", "note"}});
@@ -118,7 +110,7 @@ PageSection::~PageSection()
 Cell noteLinks(PageContext const& page, Subject subject, std::string const& item)
 {
     Cell cell;
-    cell.notesOf = sectionId(subject);
+    cell.notesOf = keyOf(subject);
     std::istringstream numbers(page.notes.marks(subject, item));
     for (std::string number; numbers >> number;)
         cell.notes.push_back(number);
@@ -226,24 +218,21 @@ void writeSection(PageContext const& page, Recovery const& recovery)
 {
     HtmlFactList list(page.html);
     Fact state = numberFact("recovery.operation", std::optional(recovery.operation));
-    state.text = phaseText(recovery);
+    state.text = stateText(recovery);
     list.add("State", state);
-    Fact percent = numberFact("recovery.percent", recovery.percent);
-    if (recovery.percent)
-        percent.text += " %";
-    Cell progress(percent);
+    Cell progress(progressFact(recovery));
     progress.bar = recovery.percent;
     list.add("Progress", progress);
     list.add("Files",
         doneOfTotal(numberFact("recovery.files_done", recovery.filesDone),
             numberFact("recovery.files_total", recovery.filesTotal)));
-    Cell megabytes = doneOfTotal(numberFact("recovery.megabytes_done", recovery.megabytesDone),
-        numberFact("recovery.megabytes_total", recovery.megabytesTotal));
+    Cell megabytes = doneOfTotal(scaledFact("recovery.bytes_done", MIB, recovery.megabytesDone),
+        scaledFact("recovery.bytes_total", MIB, recovery.megabytesTotal));
     megabytes.bar = percentOf(recovery.megabytesDone, recovery.megabytesTotal);
     if (auto const share = percentOfMegabytes(recovery))
         megabytes.items.front().push_back(words(" (" + *share + " of the MB)"));
     list.add("MB", megabytes);
-    Fact rate = numberFact("recovery.megabytes_per_second", recovery.megabytesPerSecond);
+    Fact rate = scaledFact("recovery.bytes_per_second", MIB, recovery.megabytesPerSecond);
     if (recovery.megabytesPerSecond)
         rate.text += " MB/s";
     list.add("Rate", rate);

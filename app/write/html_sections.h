@@ -31,9 +31,6 @@ private:
     Html::Element m_content;
 };
 
-/** @return the section's anchor, "disks". */
-std::string sectionId(Subject subject);
-
 /** @return the section's heading, "Disks". */
 std::string sectionTitle(Subject subject);
 

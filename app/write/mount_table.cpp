@@ -51,32 +51,6 @@ constexpr ColumnOf<MountRow> MOUNT_COLUMNS[] = {
     {"NOTE", "the numbers of notes", LEFT, 92, [](MountRow const& row) { return row.marks; }},
 };
 
-/** A line for each filesystem that is mounted several times. */
-std::string furtherPlaces(std::vector<Mount> const& mounts, Layout const& layout)
-{
-    constexpr size_t MOST_PLACES = 10;
-    std::string text;
-    for (Mount const& mount : mounts) {
-        std::vector<std::string> places;
-        for (Mount const& other : mounts)
-            if (other.sameAs == mount.mountPoint && other.mountPoint != mount.mountPoint
-                && mount.sameAs.empty() && mount.hiddenBy.empty())
-                places.push_back(other.mountPoint);
-        if (places.empty())
-            continue;
-        std::string more;
-        if (layout.isTerminal() && places.size() > MOST_PLACES) {
-            more = " and on " + std::to_string(places.size() - MOST_PLACES) + " more";
-            places.resize(MOST_PLACES);
-        }
-        std::string const line =
-            printable(mount.mountPoint + " is also mounted on " + joined(places)) + more + ".";
-        for (std::string const& part : wrapped(line, layout, 0, 2))
-            text += part + "\n";
-    }
-    return text;
-}
-
 class MountTable : public SubjectTable {
 public:
     void check(std::string const& columns) const override
@@ -97,10 +71,38 @@ public:
 
     std::string details(TableRequest const& request) const override
     {
-        return furtherPlaces(*request.machine.mounts, request.options.layout);
+        Layout const& layout = request.options.layout;
+        std::string text;
+        for (std::string const& sentence : furtherPlaces(*request.machine.mounts, layout))
+            for (std::string const& line : wrapped(sentence, layout, 0, 2))
+                text += line + "\n";
+        return text;
     }
 };
 
+}
+
+std::vector<std::string> furtherPlaces(std::vector<Mount> const& mounts, Layout const& layout)
+{
+    constexpr size_t MOST_PLACES = 10;
+    std::vector<std::string> sentences;
+    for (Mount const& mount : mounts) {
+        std::vector<std::string> places;
+        for (Mount const& other : mounts)
+            if (other.sameAs == mount.mountPoint && other.mountPoint != mount.mountPoint
+                && mount.sameAs.empty() && mount.hiddenBy.empty())
+                places.push_back(other.mountPoint);
+        if (places.empty())
+            continue;
+        std::string more;
+        if (layout.isTerminal() && places.size() > MOST_PLACES) {
+            more = " and on " + std::to_string(places.size() - MOST_PLACES) + " more";
+            places.resize(MOST_PLACES);
+        }
+        sentences.push_back(
+            printable(mount.mountPoint + " is also mounted on " + joined(places)) + more + ".");
+    }
+    return sentences;
 }
 
 SubjectTable const& mountTable()

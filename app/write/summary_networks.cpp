@@ -26,7 +26,7 @@ int rankOf(Adapter const& adapter)
     };
     if (adapter.addresses.empty())
         return WITHOUT_ADDRESS;
-    if (!adapter.gateways.empty())
+    if (adapter.hasGateway())
         return TO_THE_WORLD;
     if (hasScope({"global", "site"}))
         return ADDRESSED;

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -22,6 +23,9 @@ class ColumnError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+/** @return a sentence for each filesystem that is mounted at several places. */
+std::vector<std::string> furtherPlaces(std::vector<Mount> const& mounts, Layout const& layout);
 
 /**
  * Writes a table for each part of the machine that could be read, a blank line between two, each
