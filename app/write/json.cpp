@@ -110,6 +110,18 @@ private:
         std::visit([this](auto const& content) { write(content); }, value);
     }
 
+    /** Writes the library's value of a fact, of the fact's type. */
+    void writeLibraryValue(Difference const& difference)
+    {
+        auto const* const time = difference.library
+            ? std::get_if<int64_t>(&*difference.library) // No other fact has a sign.
+            : nullptr;
+        if (time)
+            write(timestamp(*time));
+        else
+            write(difference.library);
+    }
+
     /** The library's other values of an item's facts, by their keys; null where the library does
      * not report the item at all. */
     void addLibrary(Subject subject, std::string const& item)
@@ -129,8 +141,10 @@ private:
             return;
         }
         m_json.beginObject();
-        for (Difference const* const difference : differences)
-            add(difference->fact, difference->library);
+        for (Difference const* const difference : differences) {
+            m_json.key(difference->fact);
+            writeLibraryValue(*difference);
+        }
         m_json.endObject();
     }
 
@@ -337,7 +351,8 @@ private:
         add("subject", difference.subject);
         add("item", knownText(difference.item));
         add("fact", knownText(difference.fact));
-        add("library", difference.library);
+        m_json.key("library");
+        writeLibraryValue(difference);
         add("reason", knownText(difference.reason));
         m_json.endObject();
     }

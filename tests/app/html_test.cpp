@@ -115,7 +115,7 @@ TEST(HtmlPage, hasTheFactsOfJson)
     EXPECT_EQ(factOn(page, "disks.0.size_bytes").text, "1.0 TiB");
     EXPECT_EQ(factOn(page, "mounts.0.used_ratio").attribute("value"), "0.75");
     EXPECT_EQ(factOn(page, "mounts.0.used_ratio").text, "75.0 %");
-    EXPECT_EQ(factOn(page, "processors.list.1.highest_mhz").text, "10400");
+    EXPECT_EQ(factOn(page, "processors.list.1.highest_hertz").text, "10400");
     EXPECT_EQ(factOn(page, "system.uptime_seconds").text, "1 day 1:01");
 }
 
@@ -308,7 +308,7 @@ TEST(HtmlPage, showsBothSharesOfARecovery)
     machine.recovery->megabytesTotal = 30;
     Page const page = pageOf(machine);
 
-    EXPECT_EQ(factOn(page, "recovery.percent").text, "37 %");
+    EXPECT_EQ(factOn(page, "recovery.done_ratio").text, "37 %");
     EXPECT_THAT(page.withId("recovery").text, HasSubstr("3 of 30 (10 % of the MB)"));
     std::vector<std::string> widths;
     for (Element const* const bar : page.all("i"))

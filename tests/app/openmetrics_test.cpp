@@ -142,9 +142,9 @@ dovrel_memory_total_bytes 17179869184
 dovrel_memory_used_bytes 12884901888
 dovrel_memory_available_bytes 4294967296
 dovrel_swap_total_bytes 0
-dovrel_disk_info{device="sda",label="sda",type="disk",kind="HDD",model="MODEL_1"} 1
-dovrel_disk_info{device="sda1",label="sda1",type="part",parent="sda"} 1
-dovrel_disk_info{device="sd�[2Jb",label="sd�[2Jb",type="disk",kind="HDD",model="EVIL���"} 1
+dovrel_disk_info{device="sda",label="sda",type="disk",kind="hdd",model="MODEL_1",number="8:0"} 1
+dovrel_disk_info{device="sda1",label="sda1",type="part",parent="sda",number="8:0"} 1
+dovrel_disk_info{device="sd�[2Jb",label="sd�[2Jb",type="disk",kind="hdd",model="EVIL���",number="8:0"} 1
 dovrel_disk_size_bytes{device="sda"} 1099511627776
 dovrel_disk_size_bytes{device="sda1"} 1099511627776
 dovrel_disk_partitions{device="sda"} 1
@@ -169,13 +169,13 @@ dovrel_adapter_info{adapter="ib�[2J"} 1
 dovrel_adapter_info{adapter="tun0"} 1
 dovrel_adapter_state{adapter="eth0",state="up"} 1
 dovrel_adapter_state{adapter="eth0",state="down"} 0
-dovrel_adapter_state{adapter="eth0",state="no carrier"} 0
+dovrel_adapter_state{adapter="eth0",state="no_carrier"} 0
 dovrel_adapter_state{adapter="ib�[2J",state="up"} 1
 dovrel_adapter_state{adapter="ib�[2J",state="down"} 0
-dovrel_adapter_state{adapter="ib�[2J",state="no carrier"} 0
+dovrel_adapter_state{adapter="ib�[2J",state="no_carrier"} 0
 dovrel_adapter_state{adapter="tun0",state="up"} 1
 dovrel_adapter_state{adapter="tun0",state="down"} 0
-dovrel_adapter_state{adapter="tun0",state="no carrier"} 0
+dovrel_adapter_state{adapter="tun0",state="no_carrier"} 0
 dovrel_adapter_address_info{adapter="eth0",address="10.0.0.5",prefix_length="24",scope="global"} 1
 dovrel_adapter_address_info{adapter="eth0",address="10.0.0.6",prefix_length="24",scope="global"} 1
 dovrel_adapter_address_info{adapter="tun0",address="10.1.0.1",prefix_length="24",scope="global"} 1
@@ -417,12 +417,13 @@ TEST(OpenMetrics, isWrittenForTheWholeMachineAndForOneSubject)
 
 TEST(OpenMetrics, isNoOutputOfTheLibraryCommandAndOfAWatch)
 {
-    for (std::vector<std::string> const& arguments :
-        {std::vector<std::string>{"library", "--openmetrics"},
-            {"recovery", "--watch", "--openmetrics"}}) {
+    std::pair<std::vector<std::string>, std::string> const refused[] = {
+        {{"library", "--openmetrics"}, "library"},
+        {{"recovery", "--watch", "--openmetrics"}, "--watch"}};
+    for (auto const& [arguments, reason] : refused) {
         app_test::Outcome const outcome = app_test::Program(arguments).run();
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_THAT(outcome.err, HasSubstr("--openmetrics has no use with library or --watch"));
+        EXPECT_THAT(outcome.err, HasSubstr("--openmetrics has no use with " + reason));
     }
 }

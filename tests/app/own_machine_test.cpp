@@ -418,7 +418,7 @@ TEST_F(OwnAdapters, haveNoFactsOfAnotherNetworkNamespace)
     std::set<std::string> names;
     for (json const& adapter : document.at("networks").at("adapters")) {
         names.insert(adapter.at("name").get<std::string>());
-        EXPECT_TRUE(adapter.at("mtu").is_null()) << adapter;
+        EXPECT_TRUE(adapter.at("mtu_bytes").is_null()) << adapter;
     }
     EXPECT_EQ(names, (std::set<std::string>{"lo", "other", "va"}));
     EXPECT_FALSE(document.at("unavailable").empty());
