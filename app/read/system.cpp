@@ -129,7 +129,7 @@ template <class Fact, class Read> std::optional<Fact> readFact(
     Machine& machine, std::string const& fact, std::string const& source, Read const& read)
 {
     UnreadableFiles const unreadable;
-    auto const value = read();
+    auto value = read();
     if (!value)
         addUnknown(machine, Subject::SYSTEM, fact, unreadable, absenceIn(source), source);
     return value;

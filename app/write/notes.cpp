@@ -180,8 +180,8 @@ void Notes::write(Subject subject, Layout const& layout, std::ostream& out) cons
     for (std::string const& note : texts(subject)) {
         if (number == 0)
             out << "The library reports to its host:\n";
-        std::string const mark = std::to_string(++number);
-        for (std::string const& line : wrapped(mark + " " + note, layout, 0, mark.size() + 1))
+        std::string const mark = std::to_string(++number) + " ";
+        for (std::string const& line : wrapped(mark + note, layout, 0, mark.size()))
             out << line << '\n';
     }
     for (std::string const& sentence : unknownFacts(subject))
