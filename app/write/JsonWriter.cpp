@@ -1,120 +1,128 @@
 #include "app/write/JsonWriter.h"
 
-#include <array>
-#include <charconv>
-#include <cmath>
-#include <utf8proc.h>
+#include <nlohmann/json.hpp>
+
+#include <vector>
 
 namespace app {
 
 namespace {
 
-constexpr unsigned INDENT = 2;
-constexpr char REPLACEMENT[] = "\xEF\xBF\xBD"; // U+FFFD
+using Json = nlohmann::ordered_json;
 
-/** @return whether a terminal may obey the character. U+009B begins a sequence as ESC [ does. */
-bool isControl(utf8proc_int32_t code)
+/**
+ * @return the text with DEL and the controls U+0080 to U+009F escaped, which the library writes as
+ *         they are. They occur in strings only, and 0xC2 is a first byte only.
+ */
+std::string withoutControls(std::string const& text)
 {
-    return code < 0x20 || (code >= 0x7F && code < 0xA0);
+    constexpr unsigned char DELETE = 0x7F;
+    constexpr unsigned char FIRST_BYTE = 0xC2; // Of U+0080 to U+00BF.
+    constexpr unsigned char FIRST_PRINTABLE = 0xA0;
+    std::string escaped;
+    escaped.reserve(text.size());
+    unsigned char former = 0;
+    for (char const byte : text) {
+        auto const code = static_cast<unsigned char>(byte);
+        bool const isC1 = former == FIRST_BYTE && code < FIRST_PRINTABLE;
+        if (isC1)
+            escaped.pop_back();
+        if (isC1 || code == DELETE) {
+            constexpr char DIGITS[] = "0123456789abcdef";
+            escaped += {'\\', 'u', '0', '0', DIGITS[code >> 4], DIGITS[code & 0xF]};
+        } else {
+            escaped += byte;
+        }
+        former = code;
+    }
+    return escaped;
 }
 
-std::string escaped(utf8proc_int32_t code)
-{
-    constexpr char DIGITS[] = "0123456789abcdef";
-    return std::string("\\u00") + DIGITS[code >> 4] + DIGITS[code & 0xF];
 }
 
+struct JsonWriter::Tree {
+    Json root;
+    /** The objects and arrays that have not ended. Only the innermost grows, so none moves. */
+    std::vector<Json*> open;
+    std::string key; ///< Of the next value in an object.
+
+    Json& add(Json value)
+    {
+        if (open.empty())
+            return root = std::move(value);
+        if (open.back()->is_object())
+            return (*open.back())[key] = std::move(value);
+        return open.back()->emplace_back(std::move(value));
+    }
+};
+
+JsonWriter::JsonWriter(Form form) : m_form(form), m_tree(std::make_unique<Tree>())
+{
+}
+
+JsonWriter::~JsonWriter() = default;
+
+void JsonWriter::beginObject()
+{
+    m_tree->open.push_back(&m_tree->add(Json::object()));
+}
+
+void JsonWriter::endObject()
+{
+    m_tree->open.pop_back();
+}
+
+void JsonWriter::beginArray()
+{
+    m_tree->open.push_back(&m_tree->add(Json::array()));
+}
+
+void JsonWriter::endArray()
+{
+    m_tree->open.pop_back();
 }
 
 void JsonWriter::key(std::string const& name)
 {
-    separate();
-    addString(name);
-    m_text += m_form == INDENTED ? ": " : ":";
-    m_hasKey = true;
+    m_tree->key = name;
+}
+
+void JsonWriter::null()
+{
+    m_tree->add(nullptr);
+}
+
+void JsonWriter::value(bool value)
+{
+    m_tree->add(value);
 }
 
 void JsonWriter::value(double value)
 {
-    if (!std::isfinite(value)) {
-        null();
-        return;
-    }
-    std::array<char, 32> digits; // The shortest form of a double has at most 24.
-    auto const result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-    std::string text(digits.data(), result.ptr);
-    // Readers with types take a number without a point for an integer.
-    if (text.find_first_of(".e") == std::string::npos)
-        text += ".0";
-    literal(text);
+    m_tree->add(value);
 }
 
 void JsonWriter::value(std::string const& text)
 {
-    separate();
-    addString(text);
+    m_tree->add(text);
 }
 
-void JsonWriter::begin(char bracket)
+void JsonWriter::value(uint64_t number)
 {
-    separate();
-    m_text += bracket;
-    ++m_depth;
-    m_isEmpty = true;
+    m_tree->add(number);
 }
 
-void JsonWriter::end(char bracket)
+void JsonWriter::value(int64_t number)
 {
-    --m_depth;
-    if (!m_isEmpty)
-        addLine();
-    m_text += bracket;
-    m_isEmpty = false;
+    m_tree->add(number);
 }
 
-void JsonWriter::literal(std::string const& text)
+std::string JsonWriter::text() const
 {
-    separate();
-    m_text += text;
-}
-
-/** Writes what stands between an element and the one before. */
-void JsonWriter::separate()
-{
-    if (!m_hasKey && m_depth > 0) {
-        m_text += m_isEmpty ? "" : ",";
-        addLine();
-    }
-    m_hasKey = false;
-    m_isEmpty = false;
-}
-
-void JsonWriter::addLine()
-{
-    if (m_form == INDENTED)
-        m_text += "\n" + std::string(size_t{INDENT} * m_depth, ' ');
-}
-
-void JsonWriter::addString(std::string const& text)
-{
-    m_text += '"';
-    for (size_t position = 0; position < text.size();) {
-        auto const* const bytes = reinterpret_cast<utf8proc_uint8_t const*>(&text[position]);
-        utf8proc_int32_t code = 0;
-        utf8proc_ssize_t const count =
-            utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(text.size() - position), &code);
-        size_t const length = count > 0 ? static_cast<size_t>(count) : 1;
-        if (count <= 0)
-            m_text += REPLACEMENT;
-        else if (code == '"' || code == '\\')
-            m_text += {'\\', text[position]};
-        else if (isControl(code))
-            m_text += escaped(code);
-        else
-            m_text.append(text, position, length);
-        position += length;
-    }
-    m_text += '"';
+    constexpr int INDENT = 2;
+    constexpr int ONE_LINE_INDENT = -1;
+    return withoutControls(m_tree->root.dump(
+        m_form == INDENTED ? INDENT : ONE_LINE_INDENT, ' ', false, Json::error_handler_t::replace));
 }
 
 }

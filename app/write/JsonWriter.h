@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace app {
@@ -9,47 +10,40 @@ namespace app {
  * Writes one JSON value, RFC 8259, in UTF-8 and independent of the locale.
  *
  * A byte of a string that is no UTF-8 becomes U+FFFD. All control characters are escaped, also
- * those that JSON allows, as a terminal would obey them. Numbers have a decimal point; a double
- * that is infinite or no number is null.
+ * those that JSON allows, as a terminal would obey them. A double has a decimal point or an
+ * exponent; one that is infinite or no number is null.
  */
 class JsonWriter {
 public:
     enum Form { INDENTED, ONE_LINE };
 
-    explicit JsonWriter(Form form) : m_form(form) { }
+    explicit JsonWriter(Form form);
+    ~JsonWriter();
 
-    void beginObject() { begin('{'); }
-    void endObject() { end('}'); }
-    void beginArray() { begin('['); }
-    void endArray() { end(']'); }
+    void beginObject();
+    void endObject();
+    void beginArray();
+    void endArray();
 
-    /** Begins a member of an object; its value must follow. */
+    /** Names the next value, in an object. */
     void key(std::string const& name);
 
-    void null() { literal("null"); }
-    void value(bool value) { literal(value ? "true" : "false"); }
+    void null();
+    void value(bool value);
     void value(double value);
     void value(std::string const& text);
     void value(char const* text) { value(std::string(text)); }
-    void value(uint64_t number) { literal(std::to_string(number)); }
-    void value(int64_t number) { literal(std::to_string(number)); }
+    void value(uint64_t number);
+    void value(int64_t number);
 
-    /** @return what has been written, without a newline at its end. */
-    std::string const& text() const { return m_text; }
+    /** @return the complete value, without a newline at its end. */
+    std::string text() const;
 
 private:
-    void begin(char bracket);
-    void end(char bracket);
-    void literal(std::string const& text);
-    void separate();
-    void addLine();
-    void addString(std::string const& text);
+    struct Tree;
 
     Form m_form;
-    std::string m_text;
-    unsigned m_depth = 0;
-    bool m_isEmpty = true; ///< Of the innermost object or array.
-    bool m_hasKey = false; ///< A key waits for its value.
+    std::unique_ptr<Tree> m_tree;
 };
 
 }

@@ -93,7 +93,7 @@ TEST(JsonWriter, escapesQuotesBackslashesAndControlCharacters)
 {
     using namespace std::string_literals;
     EXPECT_EQ(writtenOf("a\"b\\c/"s), R"("a\"b\\c/")");
-    EXPECT_EQ(writtenOf("\0\x1F \x7E\x7F\n"s), R"("\u0000\u001f ~\u007f\u000a")");
+    EXPECT_EQ(writtenOf("\0\x1F \x7E\x7F\n"s), R"("\u0000\u001f ~\u007f\n")");
     EXPECT_EQ(writtenOf("\xC2\x80\xC2\x9F\xC2\xA0"s), "\"\\u0080\\u009f\xC2\xA0\"");
 }
 
