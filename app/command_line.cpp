@@ -74,6 +74,8 @@ void addOption(CLI::App& app, OptionRow const& row, CommandLine& line)
         option = app.add_option_function<std::string>(
             row.names, [&row, &line](std::string const& text) { row.store(line, text); },
             description);
+    if (value.empty())
+        option->disable_flag_override(); // Of --json=false.
     if (value.starts_with('['))
         option->expected(0, 1);
     if (!value.empty())
@@ -140,6 +142,18 @@ std::string unexpected(CLI::App const& options)
         + suggestion(app, word);
 }
 
+/** @return the message for an option that lacks its value or has too many. */
+std::string mismatch(CLI::ArgumentMismatch const& error)
+{
+    std::string const message = error.what();
+    std::string const name = message.substr(0, message.find_first_of(": "));
+    bool const isTooMany = message.find("At Most") != std::string::npos;
+    bool const isMissing = message.find("missing") != std::string::npos;
+    return isTooMany ? name + " is given more than once"
+        : isMissing  ? name + " needs a value"
+                     : "--" + name + " takes no value"; // The parser gives a flag's bare name.
+}
+
 void checkCombinations(CommandLine const& line)
 {
     if (line.watchInterval && line.outputFile)
@@ -187,9 +201,14 @@ CommandLine readCommandLine(int argc, char const* const* argv)
         return line;
     } catch (CLI::ExtrasError const&) {
         throw UsageError(unexpected(options));
+    } catch (CLI::ArgumentMismatch const& error) {
+        throw UsageError(mismatch(error));
     } catch (CLI::ParseError const& error) {
         throw UsageError(error.what());
     }
+    // Behind "--" the parser drops the name of a command.
+    if (!options.remaining(true).empty())
+        throw UsageError(unexpected(options));
     if (line.describe)
         line.text = describeCommandLine(VERSION);
     if (line.subjects.empty())

@@ -50,6 +50,13 @@ void storeFile(CommandLine& line, std::string const& value)
         line.outputFile = value;
 }
 
+void storeColumns(CommandLine& line, std::string const& value)
+{
+    if (value.empty())
+        throw UsageError("--columns: the list of columns is empty");
+    line.table.columns = value;
+}
+
 /** For the options that choose what is written: one of them at most. */
 void chooseOutput(CommandLine& line, CommandLine::Output output, char const* option)
 {
@@ -118,15 +125,14 @@ constexpr OptionRow OPTIONS[] = {
         [](CommandLine& line, std::string const&) { line.table.diskTree = true; }},
     {"-o,--columns", "COLUMN,...", CPUS | DISKS | MOUNTS | NETWORKS,
         "Show these columns. +COLUMN,... adds them to the usual ones.", Values::COLUMNS, "",
-        [](CommandLine& line, std::string const& value) { line.table.columns = value; }},
+        storeColumns},
     {"--list-columns", "", CPUS | DISKS | MOUNTS | NETWORKS, "List the columns and their meanings.",
         OTHER, "", [](CommandLine& line, std::string const&) { line.listColumns = true; }},
     {"--watch", "[SECONDS]", RECOVERY,
         "Follow the recovery, looking every SECONDS (1). Shows a bar on a terminal, else a line "
-        "for "
-        "each change. Waits for a recovery to start. Ends when the state is idle again, when the "
-        "end of the recovery is written, when nothing follows a restore that ended with 100 "
-        "percent, or when the status file is gone. Ctrl-C: status 130.",
+        "for each change. Waits for a recovery to start. Ends when the state is idle again, when "
+        "the end of the recovery is written, when nothing follows a restore that ended with "
+        "100 percent, or when the status file is gone. Ctrl-C: status 130.",
         OTHER, "",
         [](CommandLine& line, std::string const& value) {
             line.watchInterval = secondsOf("--watch", value.empty() ? "1" : value);

@@ -105,6 +105,31 @@ TEST(CommandLine, suggestsNothingWhereNoNameIsSimilar)
         << "nobody is shown this option";
 }
 
+TEST(CommandLine, saysThatAnOptionNeedsAValue)
+{
+    EXPECT_EQ(complaintAbout({"--color"}), "dovrel-sysinfo: --color needs a value");
+    EXPECT_EQ(complaintAbout({"--output="}), "dovrel-sysinfo: --output needs a value");
+    EXPECT_EQ(complaintAbout({"disks", "-o", ""}),
+        "dovrel-sysinfo: --columns: the list of columns is empty");
+}
+
+TEST(CommandLine, refusesAValueOfAnOptionThatHasNone)
+{
+    EXPECT_EQ(complaintAbout({"--json=false"}), "dovrel-sysinfo: --json takes no value");
+    EXPECT_EQ(complaintAbout({"disks", "--tree=1"}), "dovrel-sysinfo: --tree takes no value");
+}
+
+TEST(CommandLine, refusesTwoValuesOfOneOption)
+{
+    EXPECT_EQ(complaintAbout({"--color=never", "--color", "always"}),
+        "dovrel-sysinfo: --color is given more than once");
+}
+
+TEST(CommandLine, refusesTwoDashesBeforeACommand)
+{
+    EXPECT_EQ(complaintAbout({"--", "disks"}), "dovrel-sysinfo: unexpected argument '--'");
+}
+
 TEST(CommandLine, refusesOptionsThatHaveNoUseTogether)
 {
     for (char const* const option : {"--output=facts", "--timing"})
