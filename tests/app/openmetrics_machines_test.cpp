@@ -1,7 +1,7 @@
 // The metrics of the fake machines, compared with their JSON and with the table in app/README.md.
 
 #include "tests/app/MetricsText.h"
-#include "tests/support/text.h"
+#include "tests/app/recorded_machines.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,16 +15,9 @@
 namespace {
 
 using app_test::MetricsText;
+using app_test::recorded;
 using nlohmann::json;
 using LabelTexts = std::map<std::string, std::string>;
-
-constexpr char const* MACHINES_WITH_METRICS[] = {
-    "laptop", "server", "router", "guest", "old24", "old26", "broken"};
-
-std::string recorded(std::string const& name)
-{
-    return testkit::contentsOf(DOVREL_SOURCE_FOLDER "/tests/machines/" + name);
-}
 
 /** A string of JSON as a label has it: the format cannot escape control characters. */
 std::string labelText(std::string const& text)
@@ -278,7 +271,7 @@ class MachineMetrics : public testing::TestWithParam<char const*> { };
 TEST_P(MachineMetrics, haveTheFiguresOfTheJsonAndNoOthers)
 {
     std::string const name = GetParam();
-    json const document = json::parse(recorded(name + ".json")).at("dovrel-sysinfo").at("document");
+    json const document = app_test::recordedDocument(name);
     MetricsText const text(recorded(name + ".prom"));
     Comparison metrics(text);
 
@@ -317,7 +310,7 @@ TEST_P(MachineMetrics, haveTheFiguresOfTheJsonAndNoOthers)
     EXPECT_EQ(text.families().at("dovrel_query_success").samples.size(), 7U);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, MachineMetrics, testing::ValuesIn(MACHINES_WITH_METRICS),
+INSTANTIATE_TEST_SUITE_P(All, MachineMetrics, testing::ValuesIn(app_test::RECORDED_MACHINES),
     [](auto const& test) { return std::string(test.param); });
 
 TEST(OpenMetricsTable, hasEveryMetricOfTheMachinesWithItsLabelsAndItsHelp)
@@ -332,7 +325,7 @@ TEST(OpenMetricsTable, hasEveryMetricOfTheMachinesWithItsLabelsAndItsHelp)
 
     std::map<std::string, std::string> written;
     std::map<std::string, std::set<std::string>> labels;
-    for (std::string const machine : MACHINES_WITH_METRICS) {
+    for (std::string const machine : app_test::RECORDED_MACHINES) {
         MetricsText const text(recorded(machine + ".prom"));
         for (auto const& [name, family] : text.families()) {
             written[name] = family.help;

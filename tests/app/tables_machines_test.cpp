@@ -1,0 +1,403 @@
+// The tables of the fake machines in a pipe, compared with their JSON.
+// openmetrics_machines_test.cpp and `Pages` in tests/machines compare the metrics and the page with
+// the same documents. Not compared: the summary, whose words summary_test.cpp has, and `library`,
+// which shows the library's own records.
+
+#include "tests/app/LocaleFor.h"
+#include "tests/app/ScreenCells.h"
+#include "tests/app/recorded_machines.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <regex>
+#include <set>
+
+namespace {
+
+using app_test::CommandText;
+using app_test::ScreenCells;
+using app_test::ScreenNotes;
+using app_test::ScreenRow;
+using app_test::shown;
+using nlohmann::json;
+using Texts = std::vector<std::string>;
+
+constexpr uint64_t UNITS_OF_A_MEGA = 1'000'000;
+
+/** The share of a part; null where one of the two is unknown. */
+json shareOf(json const& part, json const& whole)
+{
+    if (part.is_null() || whole.is_null())
+        return {};
+    return part.get<double>() / whole.get<double>();
+}
+
+class MachineTables : public testing::TestWithParam<char const*> {
+protected:
+    std::string const m_name = GetParam();
+    app_test::LocaleFor const m_utf8{"C.UTF-8"};
+    json const m_document = app_test::recordedDocument(m_name);
+    std::map<std::string, CommandText> const m_commands =
+        app_test::commandsOn(app_test::recorded(m_name + ".pipe.txt"));
+
+    CommandText const& command(std::string const& name) const { return m_commands.at(name); }
+
+    /** The labels of the disks with these names. */
+    json labelsOf(json const& names) const
+    {
+        json labels = json::array();
+        for (json const& name : names)
+            for (json const& disk : m_document.at("disks"))
+                if (disk.at("name") == name)
+                    labels.push_back(disk.at("label"));
+        return labels;
+    }
+
+    /** The devices that a device lies on. */
+    json beneath(json const& disk) const
+    {
+        json names = disk.at("slaves");
+        if (!disk.at("parent").is_null())
+            names.push_back(disk.at("parent"));
+        return labelsOf(names);
+    }
+};
+
+void compareAdapterRow(ScreenCells& row, json const& adapter, json const& address)
+{
+    row.text("NAME", adapter.at("name"));
+    row.text("KIND", adapter.at("kind"));
+    json const& state = adapter.at("state");
+    row.equals("STATE", state == "no_carrier" ? "no carrier" : state.is_null() ? "-" : state);
+    json const length = address.is_null() ? json() : address.at("prefix_length");
+    row.equals("ADDRESS",
+        address.is_null() ? "none"
+                          : address.at("address").get<std::string>()
+                + (length.is_null() ? "" : "/" + length.dump()));
+    row.equals("SCOPE", address.is_null() ? "" : shown(address.at("scope")));
+    // JSON has null for an adapter without a hardware address too.
+    std::string const mac = row.take("MAC");
+    if (adapter.at("mac").is_null())
+        EXPECT_THAT(mac, testing::AnyOf("-", "none"));
+    else
+        EXPECT_EQ(json(mac), adapter.at("mac"));
+    row.number("MBIT", adapter.at("speed_bits_per_second"), UNITS_OF_A_MEGA);
+    row.number("MTU", adapter.at("mtu_bytes"));
+    row.list("GATEWAY", adapter.at("gateways"), "none");
+}
+
+}
+
+TEST_P(MachineTables, ofTheSystemHaveTheFactsOfTheJson)
+{
+    json const& system = m_document.at("system");
+    ScreenCells facts(app_test::labelsIn(command("system").blocks.at(0)));
+    facts.equals("SYSTEM", "");
+    for (auto const& [label, key] : std::map<std::string, std::string>{{"Host name", "host_name"},
+             {"Vendor", "vendor"}, {"Product", "product"}, {"Version", "version"},
+             {"Virtual machine", "virtual_machine"}, {"Container", "container"},
+             {"Operating system", "os"}, {"Kernel", "kernel"}, {"Architecture", "architecture"}})
+        facts.text(label, system.at(key));
+    std::string firmware;
+    for (char const* const key : {"vendor", "version", "date"})
+        if (json const& part = system.at("firmware").at(key); !part.is_null())
+            firmware += (firmware.empty() ? "" : " ") + shown(part);
+    facts.equals("Firmware", firmware.empty() ? "-" : firmware);
+    facts.time("Booted", system.at("boot_time"));
+    std::string const uptime = facts.take("Uptime");
+    std::smatch parts;
+    if (json const& seconds = system.at("uptime_seconds"); seconds.is_null()) {
+        EXPECT_EQ(uptime, "-");
+    } else {
+        ASSERT_TRUE(
+            std::regex_match(uptime, parts, std::regex("(?:([0-9]+) days? )?([0-9]+):([0-9]{2})")));
+        auto const days = parts[1].matched ? std::stoull(parts[1]) : 0;
+        EXPECT_EQ((days * 24 + std::stoull(parts[2])) * 60 + std::stoull(parts[3]),
+            seconds.get<uint64_t>() / 60);
+    }
+    ScreenNotes(m_document, "system").compare(command("system"));
+}
+
+TEST_P(MachineTables, ofTheProcessorsHaveTheFactsOfTheJson)
+{
+    json const& processors = m_document.at("processors");
+    ScreenNotes const notes(m_document, "processors");
+    auto const rows = app_test::rowsOf(command("cpus").blocks.at(0));
+    ASSERT_EQ(rows.size(), processors.at("list").size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+        json const& processor = processors.at("list").at(i);
+        SCOPED_TRACE(processor);
+        ScreenCells row(rows[i]);
+        row.number("CPU", processor.at("number"));
+        row.number("MIN-MHZ", processor.at("lowest_hertz"), UNITS_OF_A_MEGA);
+        row.number("MHZ", processor.at("current_hertz"), UNITS_OF_A_MEGA);
+        row.number("MAX-MHZ", processor.at("highest_hertz"), UNITS_OF_A_MEGA);
+        row.percent("LOAD", processor.at("load_ratio"));
+        row.equals("NOTE", notes.marks(processor.at("number").dump()));
+    }
+    ScreenCells facts(app_test::labelsIn(command("cpus").blocks.at(1)));
+    facts.number("PROCESSORS", processors.at("count"));
+    facts.text("Model", processors.at("model"));
+    facts.number("Sockets", processors.at("sockets"));
+    facts.number("Cores", processors.at("cores"));
+    facts.number("NUMA nodes", processors.at("numa_nodes"));
+    facts.percent("Load of all", processors.at("load_ratio"));
+    notes.compare(command("cpus"));
+}
+
+TEST_P(MachineTables, ofTheMemoryHaveTheFactsOfTheJson)
+{
+    json const& memory = m_document.at("memory");
+    if (memory.is_null()) {
+        EXPECT_THAT(command("memory").blocks, testing::IsEmpty());
+        return;
+    }
+    auto const rows = app_test::rowsOf(command("memory").blocks.at(0));
+    bool const noSwap = memory.at("swap_total_bytes") == 0;
+    static Texts const names = {
+        "Total", "Used", "Available", "Free", "Buffers", "Caches", "Swap", "Swap used"};
+    static Texts const keys = {
+        "total", "used", "available", "free", "buffers", "caches", "swap_total", "swap_used"};
+    ASSERT_EQ(rows.size(), names.size() - (noSwap ? 1 : 0));
+    for (size_t i = 0; i < rows.size(); ++i) {
+        SCOPED_TRACE(names[i]);
+        bool const isWhole = names[i] == "Total" || names[i] == "Swap";
+        char const* const whole = i < 6 ? "total_bytes" : "swap_total_bytes";
+        json const& bytes = memory.at(keys.at(i) + "_bytes");
+        ScreenCells row(rows[i]);
+        row.equals("MEMORY", names[i]);
+        if (noSwap && names[i] == "Swap")
+            row.equals("SIZE", "none");
+        else
+            row.size("SIZE", bytes);
+        if (isWhole)
+            row.equals("SHARE", "");
+        else
+            row.percent("SHARE", shareOf(bytes, memory.at(whole)));
+    }
+    json const& modules = memory.at("modules");
+    if (modules.is_array() && !modules.empty()) {
+        auto const moduleRows = app_test::rowsOf(command("memory").blocks.at(1));
+        ASSERT_EQ(moduleRows.size(), modules.size());
+        for (size_t i = 0; i < modules.size(); ++i) {
+            json const& module = modules.at(i);
+            SCOPED_TRACE(module);
+            ScreenCells row(moduleRows[i]);
+            row.text("MODULE", module.at("slot"));
+            bool const empty = module.at("size_bytes") == 0;
+            json const& speed = module.at("transfers_per_second");
+            if (empty)
+                row.equals("SIZE", "empty");
+            else
+                row.size("SIZE", module.at("size_bytes"));
+            row.equals("TYPE", empty ? "" : module.at("type").is_null() ? "-" : module.at("type"));
+            if (empty || speed.is_null())
+                row.equals("SPEED", empty ? "" : "-");
+            else
+                row.equals(
+                    "SPEED", std::to_string(speed.get<uint64_t>() / UNITS_OF_A_MEGA) + " MT/s");
+        }
+    }
+    ScreenNotes(m_document, "memory").compare(command("memory"));
+}
+
+TEST_P(MachineTables, ofTheDisksHaveTheFactsOfTheJson)
+{
+    ScreenNotes const notes(m_document, "disks");
+    std::vector<json> disks;
+    for (bool const physical : {true, false})
+        for (json const& disk : m_document.at("disks"))
+            if ((disk.at("type") == "disk" || disk.at("type") == "rom") == physical
+                && disk.at("parent").is_null() && disk.at("type") != "loop")
+                disks.push_back(disk);
+    auto const rows = app_test::rowsOf(command("disks").blocks.at(0));
+    ASSERT_EQ(rows.size(), disks.size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+        json const& disk = disks[i];
+        SCOPED_TRACE(disk);
+        ScreenCells row(rows[i]);
+        row.text("NAME", disk.at("label"));
+        row.text("TYPE", disk.at("type"));
+        row.size("SIZE", disk.at("size_bytes"));
+        row.number("PARTS", disk.at("partitions"));
+        row.list("ON", beneath(disk), "");
+        row.equals("NOTE", notes.marks(disk.at("name")));
+        if (disk.at("type") == "disk" || disk.at("type") == "rom") {
+            json const& kind = disk.at("kind");
+            row.text("KIND", kind == "hdd" ? "HDD" : kind == "ssd" ? "SSD" : kind);
+            row.text("TRAN", disk.at("transport"));
+            row.text("MODEL", disk.at("model"));
+        } else {
+            for (auto const& [heading, key] : std::map<std::string, std::string>{
+                     {"KIND", "kind"}, {"TRAN", "transport"}, {"MODEL", "model"}}) {
+                row.equals(heading, "");
+                EXPECT_TRUE(disk.at(key).is_null()) << "a device made of others has none";
+            }
+        }
+    }
+    notes.compare(command("disks"));
+}
+
+TEST_P(MachineTables, ofTheDeviceTreeHaveTheFactsOfTheJson)
+{
+    ScreenNotes const notes(m_document, "disks");
+    using Edges = std::set<std::pair<std::string, std::string>>;
+    Edges expected;
+    std::map<std::string, json> disks;
+    for (json const& disk : m_document.at("disks")) {
+        std::string const label = shown(disk.at("label"));
+        disks[label] = disk;
+        json lower = beneath(disk);
+        if (lower.empty() || lower.front() == disk.at("label")) // A damaged /sys has circles.
+            lower = {""};
+        for (json const& one : lower)
+            expected.insert({shown(one), label});
+    }
+    Edges edges;
+    Texts above;
+    std::regex const form(
+        "((?:\xE2\x94\x82 |\xE2\x94\x9C\xE2\x94\x80|\xE2\x94\x94\xE2\x94\x80|  )*)(.*)");
+    for (ScreenRow screenRow : app_test::rowsOf(command("disks --tree").blocks.at(0))) {
+        SCOPED_TRACE(screenRow["NAME"]);
+        std::smatch parts;
+        std::string const name = screenRow["NAME"];
+        ASSERT_TRUE(std::regex_match(name, parts, form));
+        std::string const label = parts[2];
+        std::string const prefix = parts[1];
+        size_t depth = 0;
+        for (char const c : prefix)
+            depth += (c & 0xC0) != 0x80; // Characters, not bytes.
+        above.resize(depth / 2);
+        edges.insert({above.empty() ? "" : above.back(), label});
+        above.push_back(label);
+
+        ASSERT_EQ(disks.count(label), 1U) << label;
+        json const& disk = disks.at(label);
+        json places = json::array();
+        for (json const& mount : m_document.at("mounts"))
+            if (mount.at("device") == disk.at("name"))
+                places.push_back(mount.at("mount_point"));
+        ScreenCells row(screenRow);
+        (void)row.take("NAME");
+        row.text("TYPE", disk.at("type"));
+        row.size("SIZE", disk.at("size_bytes"));
+        row.list("MOUNTPOINTS", places, "");
+        row.equals("NOTE", notes.marks(disk.at("name")));
+    }
+    EXPECT_EQ(edges, expected);
+    notes.compare(command("disks --tree"));
+}
+
+TEST_P(MachineTables, ofTheMountsHaveTheFactsOfTheJson)
+{
+    ScreenNotes const notes(m_document, "mounts");
+    auto const rows = app_test::rowsOf(command("mounts").blocks.at(0));
+    std::map<std::string, std::string> further;
+    size_t next = 0;
+    for (json const& mount : m_document.at("mounts")) {
+        SCOPED_TRACE(mount);
+        std::string const place = shown(mount.at("mount_point"));
+        if (!mount.at("same_as").is_null()) {
+            std::string& list = further[shown(mount.at("same_as"))];
+            list += (list.empty() ? "" : ", ") + place;
+            continue;
+        }
+        ASSERT_LT(next, rows.size());
+        ScreenCells row(rows[next++]);
+        row.equals("MOUNTPOINT", place);
+        row.text("SOURCE", mount.at("source"));
+        row.text("TYPE", mount.at("filesystem"));
+        row.equals("MODE", mount.at("read_only") ? "ro" : "rw");
+        row.size("SIZE", mount.at("size_bytes"));
+        row.size("USED", mount.at("used_bytes"));
+        row.size("AVAIL", mount.at("available_bytes"));
+        row.percent("USE", mount.at("used_ratio"));
+        row.list("DISKS", mount.at("disks"), mount.at("network") ? "none" : "-");
+        row.equals("NOTE", notes.marks(mount.at("mount_point")));
+    }
+    EXPECT_EQ(next, rows.size());
+    std::multiset<std::string> expected;
+    for (auto const& [place, list] : further)
+        expected.insert(place + " is also mounted on " + list + ".");
+    std::multiset<std::string> sentences;
+    for (auto const& block : command("mounts").blocks)
+        for (std::string const& line : block)
+            if (line.find(" is also mounted on ") != std::string::npos)
+                sentences.insert(line);
+    EXPECT_EQ(sentences, expected);
+    notes.compare(command("mounts"));
+}
+
+TEST_P(MachineTables, ofTheNetworksHaveTheFactsOfTheJson)
+{
+    json const& networks = m_document.at("networks");
+    ScreenNotes const notes(m_document, "networks");
+    auto const rows = app_test::rowsOf(command("networks").blocks.at(0));
+    size_t next = 0;
+    for (json const& adapter : networks.at("adapters")) {
+        json addresses = adapter.at("addresses");
+        if (addresses.empty())
+            addresses.push_back(nullptr);
+        for (json const& address : addresses) {
+            SCOPED_TRACE(adapter.at("name"));
+            ASSERT_LT(next, rows.size());
+            ScreenCells row(rows[next++]);
+            compareAdapterRow(row, adapter, address);
+            row.equals("NOTE", notes.marks(adapter.at("name")));
+        }
+    }
+    EXPECT_EQ(next, rows.size());
+    ScreenCells facts(app_test::labelsIn(command("networks").blocks.at(1)));
+    facts.text("HOST NAME", networks.at("host_name"));
+    facts.list("Name servers", networks.at("name_servers"), "none");
+    notes.compare(command("networks"));
+}
+
+TEST_P(MachineTables, ofTheRecoveryHaveTheFactsOfTheJson)
+{
+    json const& recovery = m_document.at("recovery");
+    CommandText const& text = command("recovery");
+    if (recovery.is_null()) {
+        EXPECT_THAT(text.blocks, testing::IsEmpty());
+        return;
+    }
+    if (recovery.at("state") == "none") {
+        EXPECT_THAT(text.blocks,
+            testing::ElementsAre(
+                testing::ElementsAre("no recovery has been started on this machine")));
+        return;
+    }
+    ScreenCells facts(app_test::labelsIn(text.blocks.at(0)));
+    facts.equals("RECOVERY", "");
+    facts.text("State", recovery.at("state")); // The only state of these machines is "restoring".
+    facts.equals("Progress",
+        std::to_string(std::lround(recovery.at("done_ratio").get<double>() * 100)) + " %");
+    facts.equals(
+        "Files", recovery.at("files_done").dump() + " of " + recovery.at("files_total").dump());
+    auto const megabytes = [&recovery](char const* key) {
+        constexpr uint64_t BYTES_OF_ONE = 1 << 20;
+        return std::to_string(recovery.at(key).get<uint64_t>() / BYTES_OF_ONE);
+    };
+    facts.equals("MB", megabytes("bytes_done") + " of " + megabytes("bytes_total"));
+    facts.equals("Rate", megabytes("bytes_per_second") + " MB/s");
+    facts.time("Recovery started", recovery.at("recover_start"));
+    facts.time("Recovery ended", recovery.at("recover_end"));
+    facts.time("Restore started", recovery.at("restore_start"));
+    facts.time("Restore ended", recovery.at("restore_end"));
+}
+
+TEST_P(MachineTables, haveTheErrorsAndTheStatusOfTheJson)
+{
+    json const documents = json::parse(app_test::recorded(m_name + ".json"));
+    for (auto const& [name, text] : m_commands) {
+        SCOPED_TRACE(name);
+        json const& document = documents.at("dovrel-sysinfo" + (name.empty() ? "" : " " + name));
+        EXPECT_EQ(json(text.errors), document.at("errors"));
+        EXPECT_EQ(json(text.status), document.at("status"));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, MachineTables, testing::ValuesIn(app_test::RECORDED_MACHINES),
+    [](auto const& test) { return std::string(test.param); });
