@@ -17,6 +17,16 @@ std::vector<Cell::Item> listOf(std::string const& key, std::vector<std::string> 
     return items;
 }
 
+/** The devices beneath, by the names that the first column has for them; JSON has the kernel's. */
+Cell slavesCell(std::string const& key, std::vector<Disk> const& disks, Disk const& disk)
+{
+    std::vector<Cell::Item> items = listOf(key, disk.slaves);
+    for (Cell::Item& item : items)
+        if (Disk const* const slave = findDisk(disks, item.front().text))
+            item.front().text = slave->label;
+    return items;
+}
+
 void addDisk(PageContext const& page, size_t index, HtmlTable& table)
 {
     Disk const& disk = (*page.machine.disks)[index];
@@ -28,7 +38,8 @@ void addDisk(PageContext const& page, size_t index, HtmlTable& table)
         sizeFact(key + "size_bytes", disk.bytes), ofPhysical(wordFact(key + "kind", disk.kind())),
         ofPhysical(textFact(key + "transport", disk.transport)),
         numberFact(key + "partitions", std::optional(partitionsOf(*page.machine.disks, disk))),
-        Cell(listOf(key + "slaves", disk.slaves)), ofPhysical(textFact(key + "model", disk.model)),
+        slavesCell(key + "slaves", *page.machine.disks, disk),
+        ofPhysical(textFact(key + "model", disk.model)),
         ofPhysical(textFact(key + "serial", disk.serial)),
         noteLinks(page, Subject::DISKS, disk.name)});
 }

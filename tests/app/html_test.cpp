@@ -119,6 +119,17 @@ TEST(HtmlPage, hasTheFactsOfJson)
     EXPECT_EQ(factOn(page, "system.uptime_seconds").text, "1 day 1:01");
 }
 
+TEST(HtmlPage, namesTheDevicesBeneathLikeTheTable)
+{
+    Machine machine = mirroredMachine();
+    machine.disks->at(1).label = "backup-a";
+
+    Page const page = pageOf(machine);
+
+    EXPECT_EQ(factOn(page, "disks.4.slaves.0").text, "backup-a");
+    EXPECT_EQ(factOn(page, "disks.4.slaves.0").attribute("value"), "sda1");
+}
+
 TEST(HtmlPage, isWellFormedForEachSubjectAlone)
 {
     for (Subject const subject : app_test::allSubjects()) {
