@@ -19,7 +19,7 @@ struct Sign {
  * A cloud's name stands before that of the hypervisor that it uses. */
 constexpr Sign FIRMWARE_SIGNS[] = {
     {"Amazon EC2", "Amazon"},
-    {"Google", "Google"},
+    {"Google Compute Engine", "Google"}, // The vendor makes laptops too.
     {"KVM", "KVM"},
     {"OpenStack", "KVM"},
     {"Red Hat KVM", "KVM"},
@@ -52,13 +52,22 @@ std::optional<std::string> nameOf(std::string const& text, Sign const (&signs)[C
     return std::nullopt;
 }
 
+/** @return whether the machine is a real one of the cloud, "m5.metal" or "m7i.metal-24xl". Its
+ * vendor is the same as that of the virtual ones. */
+bool isRentedWhole(std::string const& name)
+{
+    return name == "Amazon"
+        && readLine("/sys/class/dmi/id/product_name").value_or("").find(".metal")
+        != std::string::npos;
+}
+
 std::optional<std::string> firmwareName()
 {
     std::string const folder = "/sys/class/dmi/id/";
     for (char const* const file :
         {"product_name", "sys_vendor", "board_vendor", "bios_vendor", "product_version"})
         if (auto name = nameOf(readLine(folder + file).value_or(""), FIRMWARE_SIGNS))
-            return name;
+            return isRentedWhole(*name) ? std::nullopt : name;
     // Its vendor makes real machines too.
     bool const microsoft = readLine(folder + "sys_vendor") == "Microsoft Corporation";
     if (microsoft && readLine(folder + "product_name") == "Virtual Machine")

@@ -60,6 +60,14 @@ TEST(VirtualMachine, isHyperVOnlyOnTheVirtualProductOfItsVendor)
         "none");
 }
 
+TEST(VirtualMachine, isNoneOnARealMachineOfAVendorOfVirtualOnes)
+{
+    EXPECT_EQ(withFirmware({{"sys_vendor", "Google"}, {"product_name", "Eve"}}), "none");
+    for (char const* const product : {"m5.metal", "m7i.metal-24xl"})
+        EXPECT_EQ(withFirmware({{"sys_vendor", "Amazon EC2"}, {"product_name", product}}), "none");
+    EXPECT_EQ(withFirmware({{"sys_vendor", "Amazon EC2"}, {"product_name", "m5.large"}}), "Amazon");
+}
+
 TEST(VirtualMachine, isNotNamedByAWordInTheMiddle)
 {
     EXPECT_EQ(withFirmware({{"product_name", "Rocket for VMware"}}), "none");
