@@ -130,6 +130,9 @@ void ModuleQuery::finish(Machine& machine)
         if (!modules.empty()) {
             if (machine.memory)
                 machine.memory->modules = std::move(modules);
+            if (status != uint64_t{0})
+                machine.unavailable.push_back({Subject::MEMORY,
+                    "whether these are all memory modules", "dmidecode failed", "dmidecode"});
             return;
         }
         if (result.end == TimedChild::NOT_STARTED)
@@ -146,6 +149,8 @@ void ModuleQuery::finish(Machine& machine)
             reason = "the firmware has no table of them";
         else if (status != uint64_t{0})
             reason = "dmidecode failed";
+        else if (result.bytes.find("# dmidecode") == std::string::npos)
+            reason = "dmidecode printed none";
         else
             reason = "the firmware lists none";
     }

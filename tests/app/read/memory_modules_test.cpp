@@ -172,6 +172,23 @@ TEST(ModuleQuery, reportsAToolThatFails)
     EXPECT_EQ(reasonOfTool("kill -9 $$"), "dmidecode failed");
 }
 
+TEST(ModuleQuery, reportsAToolThatFailsBehindItsFirstModules)
+{
+    FakeCalls const calls;
+    machine.tool("/usr/sbin/dmidecode", "printf 'Memory Device\\n\\tSize: 1 GB\\n'; kill -9 $$");
+    Machine const found = query();
+    ASSERT_TRUE(found.memory->modules);
+    EXPECT_THAT(*found.memory->modules, SizeIs(1));
+    ASSERT_THAT(found.unavailable, SizeIs(1));
+    EXPECT_EQ(found.unavailable.front().fact, "whether these are all memory modules");
+    EXPECT_EQ(found.unavailable.front().reason, "dmidecode failed");
+}
+
+TEST(ModuleQuery, blamesNoFirmwareForTheOutputOfAnotherTool)
+{
+    EXPECT_EQ(reasonOfTool("echo hello"), "dmidecode printed none");
+}
+
 TEST(ModuleQuery, reportsFirmwareWithoutATable)
 {
     EXPECT_EQ(reasonOfTool("echo '# No SMBIOS nor DMI entry point found, sorry.'"),
