@@ -113,15 +113,44 @@ void compareSizes(Mount const& mount, LibraryRecord const& record, DifferenceLis
             "the library counts the superuser's reserve as free");
 }
 
+/** @return whether the library's record of a hidden mount's place is that of another mount. */
+bool isRecordOfOther(Mount const& hidden, std::vector<Mount> const& mounts)
+{
+    // The last mount at a place counts; a visible one is the last.
+    auto const at = [&hidden](Mount const& mount) { return mount.mountPoint == hidden.mountPoint; };
+    auto const last = std::find_if(mounts.rbegin(), mounts.rend(), at);
+    return &*last != &hidden || std::any_of(mounts.begin(), mounts.end(), [&](Mount const& mount) {
+        return at(mount) && mount.hiddenBy.empty();
+    });
+}
+
+/** The library has the sizes of the filesystem to which the path leads. */
+void compareHidden(Mount const& mount, LibraryRecord const& record, DifferenceList& list)
+{
+    bool const escaped = record.get<std::string>("getDiskName") != mount.mountPoint;
+    auto const size = record.get<uint64_t>("getDiskSizeInBytes");
+    if (mount.size == size)
+        return;
+    std::string const reason = escaped
+        ? whySize(0, size, escaped)
+        : "the library queries the path, where another mount hides this one";
+    list.add(mount.mountPoint, "size_bytes", size, reason);
+    list.add(
+        mount.mountPoint, "available_bytes", record.get<uint64_t>("getDiskFreeInBytes"), reason);
+}
+
 }
 
 void compareMounts(std::vector<Mount> const& mounts, DifferenceList& list)
 {
     for (Mount const& mount : mounts) {
-        // The library has one record for each place, with the sizes of the last mount there.
-        if (!mount.hiddenBy.empty())
-            continue;
         LibraryRecord const* const record = findRecord(list, mount.mountPoint);
+        // The library has one record for each place.
+        if (!mount.hiddenBy.empty()) {
+            if (record && !isRecordOfOther(mount, mounts))
+                compareHidden(mount, *record, list);
+            continue;
+        }
         if (!record) {
             list.addMissing(mount.mountPoint, whyNotListed(mount, list.answer().source));
             continue;

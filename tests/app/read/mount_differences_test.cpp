@@ -85,6 +85,42 @@ TEST(MountDifference, isARecordOfNoMount)
     EXPECT_EQ(difference.reason, "the kernel lists no filesystem on a block device there");
 }
 
+TEST(MountDifference, isTheSizeOfTheMountThatHidesOne)
+{
+    constexpr char const* HIDDEN =
+        "the library queries the path, where another mount hides this one";
+    Mount mount = mountAt("/mnt");
+    mount.hiddenBy = "/mnt";
+    for (std::optional<uint64_t> const size : {std::optional<uint64_t>(1000), {}}) {
+        mount.size = size;
+        auto const differences =
+            app::differencesOf(withMount(mount, {mountRecord("/mnt", 50, 40)}));
+        ASSERT_THAT(differences, SizeIs(2));
+        EXPECT_EQ(differences[0].fact, "size_bytes");
+        EXPECT_EQ(differences[0].library, LibraryValue(uint64_t{50}));
+        EXPECT_EQ(differences[0].reason, HIDDEN);
+        EXPECT_EQ(differences[1].fact, "available_bytes");
+        EXPECT_EQ(differences[1].library, LibraryValue(uint64_t{40}));
+        EXPECT_EQ(differences[1].reason, HIDDEN);
+    }
+    mount.mountPoint = "/a b";
+    EXPECT_EQ(
+        app::differencesOf(withMount(mount, {mountRecord("/a\040b", 0, 0)})).at(0).reason, ESCAPED);
+}
+
+TEST(MountDifference, isOneOfTheLastMountAtAPlace)
+{
+    Machine machine = withMount(mountAt("/mnt"), {mountRecord("/mnt", 50, 40)});
+    machine.mounts->front().hiddenBy = "/mnt";
+    machine.mounts->push_back(machine.mounts->front());
+    EXPECT_THAT(app::differencesOf(machine), SizeIs(2)) << "once for two";
+    machine.mounts->push_back(mountAt("/mnt"));
+    machine.mounts->back().size = 50;
+    machine.mounts->back().used = 10;
+    machine.mounts->back().available = 40;
+    expectNoDifference(machine);
+}
+
 TEST(MountDifference, isASizeOf32Bits)
 {
     constexpr uint64_t BLOCK = 4096;
