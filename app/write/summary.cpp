@@ -198,10 +198,11 @@ private:
         Lines lines = {sentence({sizeText(memory.total),
             "used " + sizeText(memory.used()) + " (" + percentText(usedPercent) + ")"
                 + bar(usedPercent)})};
-        bool const hasSwap = memory.swapTotal.value_or(0) > 0;
-        lines.push_back(sentence({"available " + sizeText(memory.available),
-            hasSwap ? "swap " + sizeText(memory.swapTotal) + ", used " + sizeText(memory.swapUsed())
-                    : std::string("no swap")}));
+        std::string const swap = !memory.swapTotal ? "swap unknown"
+            : *memory.swapTotal == 0
+            ? "no swap"
+            : "swap " + sizeText(memory.swapTotal) + ", used " + sizeText(memory.swapUsed());
+        lines.push_back(sentence({"available " + sizeText(memory.available), swap}));
         return lines;
     }
 

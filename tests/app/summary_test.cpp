@@ -25,6 +25,7 @@ using app_test::mountOf;
 using app_test::summaryOf;
 using app_test::terminal;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::Gt;
 using testing::SizeIs;
 
@@ -282,7 +283,8 @@ TEST(Summary, saysNoneWhereThereIsNothing)
 
 TEST(Summary, showsTheFactsThatAreKnown)
 {
-    Machine const machine = knownMachine();
+    Machine machine = knownMachine();
+    machine.memory->swapTotal = 0;
     auto const lines = summaryOf(machine);
 
     EXPECT_THAT(linesBehind("System", lines),
@@ -297,6 +299,14 @@ TEST(Summary, showsTheFactsThatAreKnown)
         ElementsAre("eth0    up  10.0.0.5/24, 10.0.0.6/24", "tun0    up  10.1.0.1/24",
             "ib?[2J  up  no address", "name servers 10.0.0.1"));
     EXPECT_THAT(linesBehind("Recovery", lines), ElementsAre("restoring, 37 %"));
+}
+
+TEST(Summary, saysThatSwapIsUnknownWhereTheKernelDoesNotReportIt)
+{
+    Machine machine = knownMachine();
+    machine.memory->swapTotal.reset();
+    EXPECT_THAT(
+        linesBehind("Memory", summaryOf(machine)).back(), EndsWith(" 4.0 GiB, swap unknown"));
 }
 
 TEST(Summary, saysThatALoadIsUnknownOnlyWhereItWasMeasured)
