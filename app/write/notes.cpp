@@ -40,6 +40,13 @@ std::string valueText(LibraryValue const& value)
         value);
 }
 
+/** "a, b", or the number of them where there are many. */
+std::string itemsText(std::vector<std::string> const& items)
+{
+    constexpr size_t MOST_ITEMS = 3;
+    return items.size() <= MOST_ITEMS ? joined(items) : std::to_string(items.size()) + " of them";
+}
+
 }
 
 std::string libraryText(std::optional<LibraryValue> const& value, std::string const& fact)
@@ -114,10 +121,26 @@ std::string Notes::marks(Subject subject, std::string const& item) const
     return marks;
 }
 
-std::string Notes::valuesText(Note const& note)
+std::string Notes::unmarkedItems(Note const& note) const
+{
+    std::vector<std::string> items;
+    for (Difference const* const difference : note.differences) {
+        // The table has one row for a filesystem that is mounted at several places.
+        bool const isFurtherPlace = note.subject == Subject::MOUNTS && m_machine.mounts
+            && std::any_of(
+                m_machine.mounts->begin(), m_machine.mounts->end(), [&](Mount const& mount) {
+                    return mount.mountPoint == difference->item && !mount.sameAs.empty();
+                });
+        if (!isFurtherPlace)
+            return "";
+        items.push_back(printable(difference->item));
+    }
+    return " for " + itemsText(items);
+}
+
+std::string Notes::valuesText(Note const& note) const
 {
     constexpr size_t MOST_VALUES = 4;
-    constexpr size_t MOST_ITEMS = 3;
     using Items = std::vector<std::string>;
     std::vector<std::pair<std::string, Items>> groups; // Values with their items.
     for (Difference const* const difference : note.differences) {
@@ -133,7 +156,7 @@ std::string Notes::valuesText(Note const& note)
     std::string text = note.fact == RECORDS ? "" : factText(note.fact) + " ";
     // The marks in the table show which items have it.
     if (groups.size() == 1)
-        return text + groups.front().first;
+        return text + groups.front().first + (note.fact == RECORDS ? "" : unmarkedItems(note));
     size_t others = note.differences.size();
     size_t const shown = groups.size() <= MOST_VALUES ? groups.size() : MOST_VALUES - 1;
     for (size_t i = 0; i < shown; ++i) {
@@ -141,19 +164,18 @@ std::string Notes::valuesText(Note const& note)
         others -= items.size();
         text += (i == 0 ? "" : "; ") + value;
         if (note.fact != RECORDS)
-            text += " for "
-                + (items.size() <= MOST_ITEMS ? joined(items)
-                                              : std::to_string(items.size()) + " of them");
+            text += " for " + itemsText(items);
     }
     return others == 0 ? text : text + "; other values for " + std::to_string(others) + " more";
 }
 
-std::string Notes::text(Note const& note)
+std::string Notes::text(Note const& note) const
 {
     if (!note.fact.empty())
         return valuesText(note) + reasonText(note.reason);
     bool const isWholeQuery = note.differences.front()->item.empty();
-    return (isWholeQuery ? "nothing, as the query failed" : "nothing") + reasonText(note.reason);
+    return (isWholeQuery ? "nothing, as the query failed" : "nothing" + unmarkedItems(note))
+        + reasonText(note.reason);
 }
 
 std::vector<std::string> Notes::texts(Subject subject) const

@@ -37,10 +37,13 @@ private:
         std::vector<Difference const*> differences;
     };
 
-    static std::string text(Note const& note);
+    std::string text(Note const& note) const;
 
     /** The values of a note's items, of the first ones where there are many. */
-    static std::string valuesText(Note const& note);
+    std::string valuesText(Note const& note) const;
+
+    /** @return " for " and the items where no row of the table has the note's mark. */
+    std::string unmarkedItems(Note const& note) const;
 
     Machine const& m_machine;
     std::vector<Note> m_notes; ///< A note's number is its place among those of its subject.

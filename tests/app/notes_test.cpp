@@ -14,6 +14,7 @@ using app::Notes;
 using app::Subject;
 using app_test::knownMachine;
 using app_test::linesOf;
+using app_test::mountOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -104,6 +105,23 @@ TEST(Notes, nameItemsThatTheMachineDoesNotHave)
     EXPECT_THAT(notesOf(machine, Subject::DISKS),
         ElementsAre("The library reports to its host:",
             "1 a record of sdy; 2 records of sdz: no such disk."));
+}
+
+TEST(Notes, nameTheFurtherPlacesOfAFilesystemWhichHaveNoRow)
+{
+    Machine machine = knownMachine({Subject::MOUNTS});
+    machine.mounts = {mountOf("/", 75), mountOf("/a b", 75), mountOf("/c d", 75)};
+    machine.mounts->at(1).sameAs = "/";
+    machine.mounts->at(2).sameAs = "/";
+    machine.differences = {{Subject::MOUNTS, "/a b", "size_bytes", uint64_t{0}, "escaped"},
+        {Subject::MOUNTS, "/c d", "size_bytes", uint64_t{0}, "escaped"},
+        {Subject::MOUNTS, "/c d", "", std::nullopt, "left out"},
+        {Subject::MOUNTS, "/", "available_bytes", uint64_t{0}, "reserve"},
+        {Subject::MOUNTS, "/a b", "available_bytes", uint64_t{0}, "reserve"}};
+
+    EXPECT_THAT(Notes(machine).texts(Subject::MOUNTS),
+        ElementsAre("size 0 B for /a b, /c d: escaped.", "nothing for /c d: left out.",
+            "available 0 B: reserve."));
 }
 
 TEST(Notes, sayThatTheQueryFailed)
