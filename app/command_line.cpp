@@ -179,6 +179,7 @@ CommandLine readCommandLine(int argc, char const* const* argv)
     CommandLine line;
     CLI::App options(PROGRAM_DESCRIPTION, PROGRAM_NAME);
     options.require_subcommand(0, 1);
+    options.get_formatter()->label("SUBCOMMAND", "COMMAND");
     for (CommandRow const& row : commandRows()) {
         if (row.bit == SUMMARY) {
             addOptions(options, row.bit, line);

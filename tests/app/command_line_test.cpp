@@ -105,6 +105,12 @@ TEST(CommandLine, suggestsNothingWhereNoNameIsSimilar)
         << "nobody is shown this option";
 }
 
+TEST(CommandLine, helpCallsACommandACommand)
+{
+    EXPECT_THAT(
+        Program({"--help"}).run().out, HasSubstr("Usage: dovrel-sysinfo [OPTIONS] [COMMAND]\n"));
+}
+
 TEST(CommandLine, saysThatAnOptionNeedsAValue)
 {
     EXPECT_EQ(complaintAbout({"--color"}), "dovrel-sysinfo: --color needs a value");
