@@ -63,7 +63,6 @@ border-radius:3px;background:var(--track);overflow:hidden}
 .notes li::before{content:counter(note);display:inline-block;width:1.5rem;text-indent:0}
 .notes li:target{color:var(--ink);background:var(--hover)}
 .sentence{color:var(--muted)}
-footer{border-top:1px solid var(--line);padding-top:1rem;font-size:.8125rem;color:var(--muted)}
 )";
 
 constexpr char const* TABLES = R"(
@@ -119,6 +118,7 @@ border-top:1px solid var(--line);padding:.625rem 0}
 .wide th,.wide td{border:0;padding:0;text-align:left;white-space:normal}
 .wide th[scope=row]{grid-column:1/-1;font-size:.875rem}
 .wide td:empty{display:none}
+.wide td.word{overflow-wrap:break-word}
 .wide td:not(.word,.number){grid-column:span 2}
 .wide td::before{content:attr(data-label);display:block;font-size:.6875rem;letter-spacing:.04em;
 color:var(--muted)}

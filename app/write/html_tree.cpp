@@ -14,6 +14,7 @@ constexpr unsigned ROW = 26; ///< The height of a row, in CSS pixels.
 constexpr unsigned INDENT = 20;
 constexpr unsigned MIDDLE = ROW / 2;
 constexpr unsigned GLYPH = 5; ///< Half of a symbol's width.
+
 /** A row of a picture. */
 struct TreeRow {
     enum Kind { DISK, PART, MADE, MOUNT };
@@ -23,10 +24,11 @@ struct TreeRow {
     size_t parentRow; ///< Only of a depth above 0.
     std::string name;
     std::string type;
-    std::string details; ///< Left out on a narrow screen.
+    std::string details; ///< Left out on a narrow screen, unless it says where the row is drawn.
     std::string size;
     std::string all; ///< All names, for a pointer that rests and for screen readers.
     std::optional<double> percent;
+    bool isDrawnAbove = false; ///< With what lies on it.
 };
 
 std::string number(size_t value)
@@ -34,7 +36,7 @@ std::string number(size_t value)
     return std::to_string(value);
 }
 
-/** "sda", "sda, sdb", "12 × sda … sdl". */
+/** "sda", "sda, sdb", "sda … sdl". */
 std::string namesOf(std::vector<Disk const*> const& disks)
 {
     if (disks.size() == 1)
@@ -76,6 +78,7 @@ private:
         TreeRow row = {kindOf(disk), depth, parentRow, namesOf(group.disks), typeText(disk), "",
             times + sizeText(disk.bytes), allNamesOf(group.disks), std::nullopt};
         bool const isNew = m_drawn.insert(index).second;
+        row.isDrawnAbove = !isNew;
         row.details = isNew ? detailsOf(disk) : "see above";
         size_t const place = m_rows.size();
         m_rows.push_back(std::move(row));
@@ -161,34 +164,45 @@ void writeSymbol(Html& html, TreeRow const& row, unsigned y)
             {{"class", "mount"}, {"cx", number(x)}, {"cy", number(y)}, {"r", number(GLYPH - 1)}});
 }
 
-/** @return the letters of a name that a telephone has room for, beside the row's other words. */
-size_t lettersBeside(TreeRow const& row)
+/** A place for the picture, in pixels. */
+struct Room {
+    unsigned width;
+    unsigned figures; ///< At the right edge: the size, and a bar where it is shown.
+};
+
+constexpr Room TELEPHONE = {328, 90}; // 360 without the margins.
+constexpr Room DESK = {704, 200};
+
+/** @return the letters that a row has room for beside @p others, a few at least. */
+size_t lettersIn(Room room, TreeRow const& row, size_t others)
 {
-    constexpr unsigned TELEPHONE = 328; // 360 without the margins.
-    constexpr unsigned SIZE_PIXELS = 90;
     constexpr unsigned LETTER = 7;
-    constexpr unsigned FEWEST = 8;
-    unsigned const taken = leftOf(row.depth) + SIZE_PIXELS;
-    unsigned const letters = taken < TELEPHONE ? (TELEPHONE - taken) / LETTER : 0;
-    size_t const type = row.kind == TreeRow::MOUNT ? 0 : row.type.size() + 1;
-    return letters < FEWEST + type ? FEWEST : letters - type;
+    constexpr size_t FEWEST = 8;
+    unsigned const taken = leftOf(row.depth) + room.figures;
+    size_t const letters = taken < room.width ? (room.width - taken) / LETTER : 0;
+    return letters < FEWEST + others ? FEWEST : letters - others;
 }
 
 void writeName(Html& html, TreeRow const& row, unsigned y)
 {
     auto const text = html.open(
         "text", {{"x", number(leftOf(row.depth) + GLYPH + 7)}, {"y", number(y)}, {"dy", "0.35em"}});
-    std::string const cut = shortName(row.name, lettersBeside(row));
-    if (cut == row.name) {
-        html.element("tspan", row.name, {{"class", "name"}});
+    constexpr size_t ENOUGH_DETAILS = 24;
+    bool const isMount = row.kind == TreeRow::MOUNT;
+    size_t const type = row.type.size() + 1;
+    size_t const details = std::min(row.details.size() + 1, ENOUGH_DETAILS);
+    std::string const name = shortName(row.name, lettersIn(DESK, row, type + details));
+    std::string const cut = shortName(row.name, lettersIn(TELEPHONE, row, isMount ? 0 : type));
+    if (cut == name) {
+        html.element("tspan", name, {{"class", "name"}});
     } else {
-        html.element("tspan", row.name, {{"class", "name long"}});
+        html.element("tspan", name, {{"class", "name long"}});
         html.element("tspan", cut, {{"class", "name short"}});
     }
-    html.element("tspan", row.type,
-        {{"class", row.kind == TreeRow::MOUNT ? "details" : "type"}, {"dx", "8"}});
+    html.element("tspan", row.type, {{"class", isMount ? "details" : "type"}, {"dx", "8"}});
     if (!row.details.empty())
-        html.element("tspan", row.details, {{"class", "details"}, {"dx", "8"}});
+        html.element("tspan", shortName(row.details, lettersIn(DESK, row, type + name.size() + 1)),
+            {{"class", row.isDrawnAbove ? "type" : "details"}, {"dx", "8"}});
 }
 
 void writePercentBar(Html& html, double percent, unsigned y)

@@ -373,6 +373,21 @@ TEST(HtmlTree, drawsASharedDeviceInFullOnceOnly)
     EXPECT_THAT(htmlTextOf(machine), HasSubstr(">see above<"));
 }
 
+TEST(HtmlTree, cutsWordsThatWouldRunOverTheSizes)
+{
+    Machine machine = mirroredMachine();
+    machine.disks->front().label = std::string(64, 'l');
+    machine.disks->front().model = std::string(200, 'm');
+    machine.mounts->front().mountPoint = "/" + std::string(254, 'p');
+    Page const page = pageOf(machine);
+
+    constexpr size_t LETTERS_OF_THE_PICTURE = 704 / 7;
+    for (Element const* const picture : page.all("svg"))
+        for (std::string const& words : textsIn(*picture, "text"))
+            EXPECT_LT(words.size(), LETTERS_OF_THE_PICTURE + LETTERS_OF_THE_PICTURE / 2) << words;
+    EXPECT_THAT(htmlTextOf(machine), HasSubstr(std::string(254, 'p'))) << "in the row's title";
+}
+
 TEST(HtmlTree, endsForDevicesInACircle)
 {
     Machine machine = knownMachine({Subject::DISKS});

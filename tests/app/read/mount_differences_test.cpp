@@ -104,8 +104,8 @@ TEST(MountDifference, isTheSizeOfTheMountThatHidesOne)
         EXPECT_EQ(differences[1].reason, HIDDEN);
     }
     mount.mountPoint = "/a b";
-    EXPECT_EQ(
-        app::differencesOf(withMount(mount, {mountRecord("/a\040b", 0, 0)})).at(0).reason, ESCAPED);
+    EXPECT_EQ(app::differencesOf(withMount(mount, {mountRecord("/a\\040b", 0, 0)})).at(0).reason,
+        ESCAPED);
 }
 
 TEST(MountDifference, isOneOfTheLastMountAtAPlace)
