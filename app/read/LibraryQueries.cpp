@@ -278,7 +278,7 @@ void LibraryQueries::finish(Machine& machine, std::function<void(Subject)> const
             answer.reason = "the process that ran the query ended without a result";
         } else {
             answer.outcome = LibraryAnswer::NOT_ENDED;
-            answer.reason = "a tool that the query runs did not end in time";
+            answer.reason = "the query, or a tool that it runs, did not end in time";
         }
     }
 }

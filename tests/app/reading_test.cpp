@@ -263,8 +263,8 @@ TEST(ToolLimit, costsTheLibrarysQueriesThatRunTheToolAndNothingElse)
         if (difference.at("item").is_null() && difference.at("fact").is_null())
             queries.push_back({difference.at("subject"), difference.at("reason")});
     EXPECT_EQ(queries, json::parse(R"([
-            ["system", "a tool that the query runs did not end in time"],
-            ["networks", "a tool that the query runs did not end in time"]])"));
+            ["system", "the query, or a tool that it runs, did not end in time"],
+            ["networks", "the query, or a tool that it runs, did not end in time"]])"));
     std::vector<std::string> names;
     for (json const& adapter : document.at("networks").at("adapters"))
         names.push_back(adapter.at("name"));

@@ -203,7 +203,7 @@ TEST(LibraryQueries, loseOnlyTheAnswerOfAToolThatHangs)
     LibraryAnswer const& networks = found.library.at(Subject::NETWORKS);
     EXPECT_EQ(networks.outcome, LibraryAnswer::NOT_ENDED);
     EXPECT_EQ(networks.query, "getNetworksInternal");
-    EXPECT_EQ(networks.reason, "a tool that the query runs did not end in time");
+    EXPECT_EQ(networks.reason, "the query, or a tool that it runs, did not end in time");
     EXPECT_GE(networks.seconds, 4);
     EXPECT_THAT(found.library.at(Subject::MEMORY).records, SizeIs(1));
     EXPECT_THAT(found.library.at(Subject::DISKS).records, SizeIs(1));
