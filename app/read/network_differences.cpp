@@ -22,7 +22,7 @@ std::string maskOf(unsigned prefixLength)
     return mask;
 }
 
-/** @return the results of a getter in all records of an adapter; an alias has a record of its own
+/** @return the results of a getter in all records of an adapter; an alias has a separate record
  * with its adapter's name. */
 Texts textsOf(std::vector<LibraryRecord const*> const& records, char const* getter)
 {
@@ -61,7 +61,7 @@ void compareMasks(
             if (address.text == listed && address.prefixLength)
                 own.push_back(maskOf(*address.prefixLength));
     }
-    // An address that only one of the two has is a difference of its own.
+    // An address that only one of the two has is a separate difference.
     if (own.size() == count && own != masks)
         list.add(adapter.name, "netmasks", masks);
 }
@@ -92,7 +92,7 @@ void compareAdapter(Adapter const& adapter, DifferenceList& list)
     }
     if (records.size() > 1)
         list.add(adapter.name, "records", uint64_t{records.size()},
-            "the library reports an alias as an adapter of its own");
+            "the library reports an alias as a separate adapter");
     compareMac(adapter, records.front()->get<std::string>("getMACAddr"), list);
     auto const library = textsOf(records, "getIPAddrs");
     std::set<std::string> own;

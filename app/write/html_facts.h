@@ -21,7 +21,7 @@ struct Fact {
 /** @return the beginning of the keys of an element's facts, "disks.0.". */
 std::string elementKey(std::string const& list, size_t index);
 
-/** Words that are no fact of their own. */
+/** Words that are no separate fact. */
 Fact words(std::string const& text);
 
 Fact textFact(std::string const& key, std::optional<std::string> const& text);
@@ -61,7 +61,7 @@ struct Cell {
     Cell(std::vector<Item> list) : items(std::move(list)) { }
 
     std::vector<Item> items;
-    bool isLines = false; ///< Each item on a line of its own, not with commas between them.
+    bool isLines = false; ///< Each item on a separate line, not with commas between them.
     std::optional<double> bar;
     bool warns = false;
     std::vector<std::string> notes; ///< The numbers of notes, which are links.

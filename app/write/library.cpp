@@ -96,7 +96,7 @@ void writeLibrary(Machine const& machine, Layout const& layout, std::ostream& ou
                 "getCurrentUsage and toString are not called: each measures for 1 to 101 seconds.",
                 2, layout, out);
         for (size_t i = 0; i < count; ++i) {
-            // Processors have no line of their own.
+            // Processors have no separate line.
             if (answer.records[i].text.empty() && count > 1)
                 writeLine("record " + std::to_string(i), 2, layout, out);
             writeRecord(answer.records[i], layout, out);

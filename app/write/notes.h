@@ -26,7 +26,7 @@ public:
     /** @return a sentence for each fact of the subject that this machine or user does not have. */
     std::vector<std::string> unknownFacts(Subject subject) const;
 
-    /** Writes the notes of one subject, each on lines of its own. */
+    /** Writes the notes of one subject, each on separate lines. */
     void write(Subject subject, Layout const& layout, std::ostream& out) const;
 
 private:

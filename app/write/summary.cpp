@@ -217,7 +217,7 @@ private:
         std::vector<Disk const*> physical;
         std::map<std::string, size_t> stacked;
         for (Disk const& disk : disks) {
-            // The paths to a disk are disks of their own to the kernel.
+            // The paths to a disk are separate disks to the kernel.
             if (disk.type == Disk::MULTIPATH || (disk.isPhysical() && !isPath(disks, disk)))
                 physical.push_back(&disk);
             else if (!disk.isPhysical() && disk.parent.empty() && disk.type != Disk::LOOP)

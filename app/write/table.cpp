@@ -165,7 +165,7 @@ private:
             writeLines(recoveryOutcome(recovery, m_machine.time));
     }
 
-    /** Writes a sentence of its own. */
+    /** Writes a sentence as a separate block. */
     void writeLines(std::string const& text)
     {
         if (!m_first)

@@ -119,7 +119,7 @@ TEST(NetworkDifference, isAnAliasWithARecordOfItsOwn)
         {adapterRecord("eth0", {"10.0.0.5"}), adapterRecord("eth0", {"10.0.0.6"})}));
     EXPECT_EQ(difference.fact, "records");
     EXPECT_EQ(difference.library, LibraryValue(uint64_t{2}));
-    EXPECT_EQ(difference.reason, "the library reports an alias as an adapter of its own");
+    EXPECT_EQ(difference.reason, "the library reports an alias as a separate adapter");
 }
 
 TEST(NetworkDifference, isAnAddressThatIfconfigDoesNotShow)
