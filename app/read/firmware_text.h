@@ -9,7 +9,7 @@ namespace app {
  * placeholder. The kernel's Documentation/ABI/testing/sysfs-class-dmi. */
 std::optional<std::string> firmwareText(std::string const& name);
 
-/** @return whether a text is one that makers leave where they have not filled the firmware in. */
+/** @return whether a text is a placeholder, such as "To Be Filled By O.E.M.". */
 bool isPlaceholder(std::string const& text);
 
 }

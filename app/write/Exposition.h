@@ -10,8 +10,8 @@
 
 namespace app {
 
-/** The labels of a sample, each with its name and its text. One without a text is left out, as
- * monitoring systems take an empty label and a missing one for the same. */
+/** The labels of a sample: names and texts. A label without a text is left out, as monitoring
+ * systems do not distinguish an empty label from a missing one. */
 using Labels = std::vector<std::pair<char const*, std::optional<std::string>>>;
 
 /**
