@@ -45,8 +45,8 @@ json secondsOf(json const& time)
     if (time.is_null())
         return time;
     std::tm parts{};
-    char const* const rest =
-        strptime(time.get<std::string>().c_str(), "%Y-%m-%dT%H:%M:%S+00:00", &parts);
+    auto const text = time.get<std::string>();
+    char const* const rest = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S+00:00", &parts);
     EXPECT_TRUE(rest && *rest == '\0') << time;
     return timegm(&parts);
 }
