@@ -41,6 +41,10 @@ std::string withoutControls(std::string const& text)
 }
 
 struct JsonWriter::Tree {
+    Tree() : root(nullptr) { }
+    Tree(Tree const&) = delete; // `open` points into `root`.
+    Tree& operator=(Tree const&) = delete;
+
     Json root;
     /** The objects and arrays that have not ended. Only the innermost grows, so none moves. */
     std::vector<Json*> open;
