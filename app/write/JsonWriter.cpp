@@ -52,11 +52,11 @@ struct JsonWriter::Tree {
 
     Json& add(Json value)
     {
-        if (open.empty())
-            return root = std::move(value);
-        if (open.back()->is_object())
-            return (*open.back())[key] = std::move(value);
-        return open.back()->emplace_back(std::move(value));
+        Json& place = open.empty()     ? root
+            : open.back()->is_object() ? (*open.back())[key]
+                                       : open.back()->emplace_back(nullptr);
+        place = std::move(value);
+        return place;
     }
 };
 
