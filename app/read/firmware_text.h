@@ -5,7 +5,7 @@
 
 namespace app {
 
-/** @return a text of the firmware, /sys/class/dmi/id/NAME; nothing where it is missing, empty or a
+/** @return a text of the firmware, /sys/class/dmi/id/NAME; nothing if it is missing, empty or a
  * placeholder. The kernel's Documentation/ABI/testing/sysfs-class-dmi. */
 std::optional<std::string> firmwareText(std::string const& name);
 
