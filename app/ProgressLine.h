@@ -2,18 +2,23 @@
 
 #include "app/model/Problem.h"
 
-#include <condition_variable>
-#include <mutex>
 #include <string>
-#include <thread>
+#include <sys/types.h>
 
 namespace app {
 
-/** A line on standard error that names the subject being read, where reading takes longer than a
- * measurement of loads; nothing where standard error is no terminal. */
+/**
+ * A line on standard error that names the subject being read, where reading takes longer than a
+ * measurement of loads; nothing where standard error is no terminal.
+ *
+ * A child process draws it, because the program itself waits in a query. A thread would not do: the
+ * program starts children that go on without exec(2), and a lock that another thread holds at that
+ * moment is never released in them. fork(2).
+ */
 class ProgressLine {
 public:
-    /** @param wanted false shows nothing on a terminal either. */
+    /** @param wanted false shows nothing on a terminal either. Nothing is shown either where the
+     * child cannot be started. */
     explicit ProgressLine(bool wanted);
     ProgressLine(ProgressLine const&) = delete;
     ProgressLine& operator=(ProgressLine const&) = delete;
@@ -24,13 +29,10 @@ public:
     void show(Subject subject);
 
 private:
-    void run();
+    [[noreturn]] static void draw(int texts);
 
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::string m_text;
-    bool m_ended = false;
-    std::thread m_thread; // Draws, as the program itself waits in a query.
+    int m_texts = -1; // A socket to the child, one packet a text.
+    pid_t m_child = -1;
 };
 
 }

@@ -4,11 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using app_test::linesOf;
 using app_test::Outcome;
 using app_test::Program;
 using app_test::WholeMachine;
 using testing::HasSubstr;
 using testing::Not;
+using testkit::contentsOf;
 
 namespace {
 
@@ -34,6 +36,26 @@ TEST(ProgressLine, namesTheSubjectOnATerminalAndIsCleared)
 
     EXPECT_EQ(runWithCatTaking("2", {"networks"}).err,
         line + "\r" + std::string(line.size() - 1, ' ') + "\r");
+}
+
+// A lock that another thread holds would stay locked in the children, which go on without exec.
+TEST(ProgressLine, isDrawnWithoutAThreadInTheProgram)
+{
+    WholeMachine const machine;
+    std::string const threads = machine.folder().path() / "threads";
+    machine.tool("cat",
+        R"(sleep 2
+        name= program=$PPID # Becomes the parent of the child that runs the query.
+        until [ "$name" = '(dovrel-sysinfo)' ]; do
+            read -r _ name _ program _ </proc/$program/stat
+        done
+        for thread in /proc/$program/task/*; do echo "$thread"; done >)"
+            + threads + "\n");
+    Program program = machine.program({"networks"});
+    program.errorIsTerminal = true;
+
+    EXPECT_THAT(program.run().err, HasSubstr("\rreading"));
+    EXPECT_EQ(linesOf(contentsOf(threads)).size(), 1U);
 }
 
 TEST(ProgressLine, isDrawnBesideJsonToo)
