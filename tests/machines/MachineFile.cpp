@@ -1,3 +1,4 @@
+#include "app/recording/answer_line.h"
 #include "tests/machines/MachineFile.h"
 
 #include "tests/machines/build_entry.h"
@@ -84,7 +85,7 @@ void MachineFile::expand(Lines const& lines, std::filesystem::path const& file, 
 
 void MachineFile::expandEntry(Entry const& entry)
 {
-    Lines const words = wordsOf(entry.text);
+    Lines const words = app::wordsOfLine(entry.text);
     std::string const& keyword = words.front();
     if (keyword == "template") {
         define(entry, words);

@@ -23,7 +23,7 @@ constexpr int CHILD_FAILED = 127;
 
 char const* const ENVIRONMENT[] = {"NO_COLOR=1",
     "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C.UTF-8",
-    "TERM=xterm", "TZ=UTC0", "LD_PRELOAD=" DOVREL_FAKE_CALLS,
+    "TERM=xterm", "TZ=UTC0", "LD_PRELOAD=" DOVREL_PRELOAD, "DOVREL_ANSWER=/testkit",
     "LD_LIBRARY_PATH=" DOVREL_LIBRARY_FOLDER, // The program's own search path needs the real /proc.
     nullptr};
 

@@ -1,5 +1,6 @@
 #include "tests/machines/build_entry.h"
 
+#include "app/recording/answer_line.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemFailure.h"
 
@@ -19,7 +20,7 @@ namespace {
 
 using testkit::machine;
 
-/** The lines of a machine file that answer calls; fake_calls.cpp reads them. */
+/** The lines of a machine file that answer calls; the preloaded object reads them. */
 constexpr char const* CALLS[] = {"adapter", "address", "hostname", "hypervisor", "processors",
     "sector", "statvfs", "time", "uname"};
 
@@ -88,7 +89,7 @@ void buildBytes(Entry const& entry)
 {
     std::string bytes;
     for (std::string const& line : entry.body)
-        for (std::string const& word : wordsOf(line))
+        for (std::string const& word : app::wordsOfLine(line))
             bytes += static_cast<char>(std::stoul(word, nullptr, 16));
     machine.file(entry.path(), bytes);
 }
@@ -156,25 +157,9 @@ std::map<std::string, void (*)(Entry const&)> const& builders()
 
 }
 
-std::vector<std::string> wordsOf(std::string const& line)
-{
-    std::vector<std::string> words;
-    for (size_t i = line.find_first_not_of(' '); i < line.size();
-         i = line.find_first_not_of(' ', i)) {
-        bool const quoted = line[i] == '"';
-        size_t const start = quoted ? i + 1 : i;
-        size_t const end = line.find(quoted ? '"' : ' ', start);
-        if (quoted && end == std::string::npos)
-            throw std::runtime_error("a quotation mark is not closed");
-        words.push_back(line.substr(start, end - start));
-        i = end == std::string::npos || !quoted ? end : end + 1;
-    }
-    return words;
-}
-
 void buildEntry(std::string const& text, std::vector<std::string> const& body)
 {
-    Entry const entry{text, wordsOf(text), body};
+    Entry const entry{text, app::wordsOfLine(text), body};
     std::string const& keyword = entry.words.front();
     if (auto const builder = builders().find(keyword); builder != builders().end()) {
         builder->second(entry);
@@ -182,7 +167,7 @@ void buildEntry(std::string const& text, std::vector<std::string> const& body)
     }
     for (char const* const call : CALLS)
         if (keyword == call) {
-            appendLine(CALLS_FILE, text);
+            appendLine(ANSWERS_FILE, text);
             return;
         }
     throw std::runtime_error("nothing is called '" + keyword + "'");

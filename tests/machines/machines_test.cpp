@@ -1,5 +1,6 @@
 // The program on fake machines: what it shows, compared with the screens beside the machines.
 
+#include "app/recording/answer_line.h"
 #include "tests/machines/MachineFile.h"
 #include "tests/machines/ProgramRun.h"
 #include "tests/machines/build_entry.h"
@@ -153,7 +154,7 @@ protected:
         std::vector<std::unique_ptr<ProgramRun>> runs;
         std::vector<ProgramRun*> all;
         for (char const* const command : COMMANDS) {
-            std::vector<std::string> arguments = machines::wordsOf(command);
+            std::vector<std::string> arguments = app::wordsOfLine(command);
             arguments.insert(arguments.end(), further.begin(), further.end());
             runs.push_back(std::make_unique<ProgramRun>(patient(arguments), columns()));
             all.push_back(runs.back().get());

@@ -4,16 +4,14 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-/** Marks a function that the object has in place of the C library's. */
-#define ANSWERED extern "C" __attribute__((visibility("default")))
+namespace preload {
 
-namespace machines {
-
-/** The answers of calls that files cannot stand in for, as a machine file has them. */
-struct Calls {
-    /** The answer of a call: an errno number, or values. */
+/** The answers of calls that files cannot stand in for. */
+struct Answers {
+    /** The answer of statvfs(3): an errno number, or values. */
     struct Filesystem {
         bool hangs = false;
         int error = 0;
@@ -39,6 +37,21 @@ struct Calls {
         std::string other; // The broadcast or the peer's address, empty where there is neither.
     };
 
+    /** The errors of calls on one path; 0 for those that succeed. */
+    struct Refusal {
+        int open = 0;
+        int read = 0;
+        int list = 0;
+    };
+
+    /** The answer of a request to rtnetlink(7). */
+    struct Routes {
+        int error = 0;
+        std::vector<std::string> messages; // With their headers.
+    };
+
+    using DeviceNumber = std::pair<unsigned, unsigned>; // Major and minor.
+
     std::string release;
     std::string architecture;
     std::string hostName;
@@ -46,13 +59,21 @@ struct Calls {
     std::optional<int64_t> time;
     long processorsOnline = 1;
     long processorsConfigured = 1;
+    int adaptersError = 0; // Of getifaddrs(3).
     std::map<std::string, Filesystem> filesystems;
     std::map<std::string, Sector> sectors;
+    std::map<std::string, DeviceNumber> blockDevices; // By the resolved path of the node.
+    std::map<std::string, DeviceNumber> fileDevices; // The devices that files lie on.
+    std::map<std::string, Refusal> refusals;
     std::vector<std::pair<std::string, Adapter>> adapters;
     std::vector<Address> addresses;
+    std::map<std::pair<unsigned, unsigned>, Routes> routes; // By the request's type and family.
 };
 
 /** @return the answers of this machine, read once. A wrong line ends the program with a message. */
-Calls const& calls();
+Answers const& answers();
+
+/** @return the number of an error that errno(3) names; 0 where there is none of that name. */
+int errorNumber(std::string const& name);
 
 }

@@ -1,10 +1,10 @@
-// The answers of getifaddrs(3) and of sockets on a fake machine; a part of the object of
-// fake_calls.cpp.
+// The answer of getifaddrs(3).
 
-#include "tests/machines/Calls.h"
+#include "app/recording/answer_line.h"
+#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/stage.h"
 
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <ifaddrs.h>
 #include <linux/if_packet.h>
 #include <net/if.h>
@@ -20,8 +20,14 @@
 
 namespace {
 
-using machines::Calls;
-using machines::calls;
+using app::quotedWord;
+using preload::Answers;
+using preload::answers;
+using preload::answersCalls;
+using preload::logAnswer;
+using preload::real;
+using preload::Stage;
+using preload::stage;
 
 /** One element of the list of getifaddrs(3), with all that it refers to. */
 struct Element {
@@ -63,7 +69,7 @@ void setMask(sockaddr_storage& storage, sa_family_t family, unsigned prefix)
 
 class ListOfAddresses {
 public:
-    void add(std::string const& name, Calls::Adapter const& adapter)
+    void add(std::string const& name, Answers::Adapter const& adapter)
     {
         Element& element = append(name, adapter.flags);
         auto& link = reinterpret_cast<sockaddr_ll&>(element.address);
@@ -78,7 +84,7 @@ public:
         element.entry.ifa_addr = asAddress(element.address);
     }
 
-    void add(Calls::Address const& address, Calls::Adapter const& adapter)
+    void add(Answers::Address const& address, Answers::Adapter const& adapter)
     {
         Element& element = append(address.name, adapter.flags);
         setAddress(element.address, address.address, static_cast<unsigned>(adapter.index));
@@ -111,24 +117,95 @@ private:
     ifaddrs* m_last = nullptr;
 };
 
-Calls::Adapter const& adapterOf(std::string const& label)
+Answers::Adapter const& adapterOf(std::string const& label)
 {
     std::string const name = label.substr(0, label.find(':'));
-    for (auto const& [known, adapter] : calls().adapters)
+    for (auto const& [known, adapter] : answers().adapters)
         if (known == name)
             return adapter;
-    std::fprintf(stderr, "fake_calls: no adapter %s\n", name.c_str());
+    std::fprintf(stderr, "dovrel-sysinfo: no adapter %s\n", name.c_str());
     std::_Exit(EXIT_FAILURE);
+}
+
+std::string textOf(sockaddr const* address)
+{
+    char text[INET6_ADDRSTRLEN] = "";
+    if (address && address->sa_family == AF_INET)
+        inet_ntop(
+            AF_INET, &reinterpret_cast<sockaddr_in const*>(address)->sin_addr, text, sizeof text);
+    else if (address && address->sa_family == AF_INET6)
+        inet_ntop(AF_INET6, &reinterpret_cast<sockaddr_in6 const*>(address)->sin6_addr, text,
+            sizeof text);
+    return text;
+}
+
+/** @return the leading ones of a mask. */
+unsigned prefixOf(sockaddr const* mask)
+{
+    if (!mask)
+        return 0;
+    bool const isIpv4 = mask->sa_family == AF_INET;
+    auto const* const bytes = isIpv4
+        ? reinterpret_cast<uint8_t const*>(&reinterpret_cast<sockaddr_in const*>(mask)->sin_addr)
+        : reinterpret_cast<uint8_t const*>(&reinterpret_cast<sockaddr_in6 const*>(mask)->sin6_addr);
+    unsigned const bits = isIpv4 ? 32 : 128;
+    unsigned prefix = 0;
+    while (prefix < bits && (bytes[prefix / 8] & 0x80U >> prefix % 8) != 0)
+        ++prefix;
+    return prefix;
+}
+
+void logAdapter(ifaddrs const& entry)
+{
+    auto const& link = *reinterpret_cast<sockaddr_ll const*>(entry.ifa_addr);
+    char flags[16];
+    std::snprintf(flags, sizeof flags, "0x%x", entry.ifa_flags);
+    std::string mac;
+    for (size_t i = 0; i < std::min<size_t>(link.sll_halen, sizeof link.sll_addr); ++i) {
+        char byte[4];
+        std::snprintf(byte, sizeof byte, "%s%02x", i == 0 ? "" : ":", link.sll_addr[i]);
+        mac += byte;
+    }
+    logAnswer("adapter " + quotedWord(entry.ifa_name) + " " + std::to_string(link.sll_ifindex) + " "
+        + flags + (mac.empty() ? "" : " ") + mac);
+}
+
+void logAddress(ifaddrs const& entry)
+{
+    std::string line = "address " + quotedWord(entry.ifa_name) + " " + textOf(entry.ifa_addr) + "/"
+        + std::to_string(prefixOf(entry.ifa_netmask));
+    if (std::string const other = textOf(entry.ifa_broadaddr); !other.empty())
+        line += (entry.ifa_flags & IFF_POINTOPOINT ? " peer " : " broadcast ") + other;
+    logAnswer(line);
 }
 
 }
 
 ANSWERED int getifaddrs(ifaddrs** out) noexcept
 {
+    static auto* const next = real<int(ifaddrs**)>("getifaddrs");
+    if (!answersCalls()) {
+        int const result = next(out);
+        if (stage().mode == Stage::RECORD && result != 0)
+            logAnswer("adapters " + preload::errorName(errno));
+        for (ifaddrs const* entry = result == 0 && stage().mode == Stage::RECORD ? *out : nullptr;
+             entry; entry = entry->ifa_next) {
+            int const family = entry->ifa_addr ? entry->ifa_addr->sa_family : AF_UNSPEC;
+            if (family == AF_PACKET)
+                logAdapter(*entry);
+            else if (family == AF_INET || family == AF_INET6)
+                logAddress(*entry);
+        }
+        return result;
+    }
+    if (answers().adaptersError != 0) {
+        errno = answers().adaptersError;
+        return -1;
+    }
     ListOfAddresses list;
-    for (auto const& [name, adapter] : calls().adapters)
+    for (auto const& [name, adapter] : answers().adapters)
         list.add(name, adapter);
-    for (Calls::Address const& address : calls().addresses)
+    for (Answers::Address const& address : answers().addresses)
         list.add(address, adapterOf(address.name));
     *out = list.release();
     return 0;
@@ -136,20 +213,14 @@ ANSWERED int getifaddrs(ifaddrs** out) noexcept
 
 ANSWERED void freeifaddrs(ifaddrs* list) noexcept
 {
-    while (list) {
-        ifaddrs* const next = list->ifa_next;
-        std::free(reinterpret_cast<Element*>(list));
-        list = next;
+    static auto* const next = real<void(ifaddrs*)>("freeifaddrs");
+    if (!answersCalls()) {
+        next(list);
+        return;
     }
-}
-
-/** A machine has its routes in /proc; rtnetlink(7) has those of the machine that the test runs on.
- */
-ANSWERED int socket(int family, int type, int protocol) noexcept
-{
-    static auto* const next = reinterpret_cast<int (*)(int, int, int)>(dlsym(RTLD_NEXT, "socket"));
-    if (family != AF_NETLINK)
-        return next(family, type, protocol);
-    errno = EAFNOSUPPORT;
-    return -1;
+    while (list) {
+        ifaddrs* const following = list->ifa_next;
+        std::free(reinterpret_cast<Element*>(list));
+        list = following;
+    }
 }

@@ -1,0 +1,238 @@
+// The answers of calls that read no file. On 32 bits it must define both functions of a pair such
+// as statvfs and statvfs64, and the macro makes one of them the other.
+#undef _FILE_OFFSET_BITS
+
+#include "app/recording/answer_line.h"
+#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/stage.h"
+
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstring>
+#include <limits>
+#include <string>
+
+using app::quotedWord;
+using preload::Answers;
+using preload::answers;
+using preload::answersCalls;
+using preload::errorName;
+using preload::logAnswer;
+using preload::real;
+using preload::Stage;
+using preload::stage;
+
+namespace {
+
+/** Of the kernel's <scsi/scsi_ioctl.h>, which the C library's header of that name leaves out. */
+constexpr unsigned long SCSI_IOCTL_GET_BUS_NUMBER = 0x5386;
+
+bool isRecording()
+{
+    return stage().mode == Stage::RECORD;
+}
+
+template <typename Status> int answerStatvfs(char const* path, Status& status)
+{
+    auto const found = answers().filesystems.find(path);
+    if (found == answers().filesystems.end()) {
+        errno = ENOENT;
+        return -1;
+    }
+    Answers::Filesystem const& filesystem = found->second;
+    if (filesystem.hangs)
+        preload::waitForEver();
+    errno = filesystem.error;
+    if (filesystem.error != 0)
+        return -1;
+    std::memset(&status, 0, sizeof status);
+    auto const& figures = filesystem.figures;
+    status.f_bsize = static_cast<unsigned long>(figures[0]);
+    status.f_frsize = static_cast<unsigned long>(figures[1]);
+    decltype(status.f_blocks)* const fields[] = {
+        &status.f_blocks, &status.f_bfree, &status.f_bavail, &status.f_files, &status.f_ffree};
+    for (size_t i = 0; i < std::size(fields); ++i) {
+        uint64_t const figure = figures[i + 2];
+        if (figure > std::numeric_limits<decltype(status.f_blocks)>::max()) {
+            errno = EOVERFLOW;
+            return -1;
+        }
+        *fields[i] = static_cast<decltype(status.f_blocks)>(figure);
+    }
+    status.f_favail = status.f_ffree;
+    status.f_namemax = NAME_MAX;
+    return 0;
+}
+
+/** @param next the C library's function. */
+template <typename Status>
+int statvfsOf(char const* path, Status& status, int (*next)(char const*, Status*))
+{
+    if (answersCalls())
+        return answerStatvfs(path, status);
+    if (!isRecording())
+        return next(path, &status);
+    std::string const call = "statvfs " + quotedWord(path) + " ";
+    logAnswer(call + "hang"); // Until there is an answer.
+    int const result = next(path, &status);
+    std::string words = errorName(errno);
+    if (result == 0) {
+        words.clear();
+        for (uint64_t const figure : {uint64_t{status.f_bsize}, uint64_t{status.f_frsize},
+                 uint64_t{status.f_blocks}, uint64_t{status.f_bfree}, uint64_t{status.f_bavail},
+                 uint64_t{status.f_files}, uint64_t{status.f_ffree}})
+            words += std::to_string(figure) + " ";
+    }
+    logAnswer(call + words);
+    return result;
+}
+
+/** @return null for a file that is no disk of the machine. */
+Answers::Sector const* diskOf(int file)
+{
+    static auto* const realStat = real<int(char const*, struct stat64*)>("stat64");
+    static auto* const realFstat = real<int(int, struct stat64*)>("fstat64");
+    struct stat64 opened { };
+    if (realFstat(file, &opened) != 0 || S_ISCHR(opened.st_mode) || S_ISFIFO(opened.st_mode))
+        return nullptr;
+    for (auto const& [path, sector] : answers().sectors) {
+        struct stat64 device { };
+        if (realStat(path.c_str(), &device) == 0 && device.st_dev == opened.st_dev
+            && device.st_ino == opened.st_ino)
+            return &sector;
+    }
+    return nullptr;
+}
+
+int answerDisk(Answers::Sector const& disk, unsigned long request, void* out)
+{
+    if (request == SCSI_IOCTL_GET_BUS_NUMBER && disk.bus) {
+        *static_cast<int*>(out) = *disk.bus;
+        return 0;
+    }
+    if (request == BLKSSZGET && disk.error == 0) {
+        *static_cast<int*>(out) = disk.size;
+        return 0;
+    }
+    errno = request == BLKSSZGET ? disk.error : ENOTTY;
+    return -1;
+}
+
+/** Logs "sector PATH BYTES", or "bus PATH NUMBER", which a recording has in one line. */
+void logDisk(int file, unsigned long request, int result, int value)
+{
+    int const error = errno;
+    std::string const link = "/proc/self/fd/" + std::to_string(file);
+    char path[PATH_MAX];
+    static auto* const realReadlink = real<ssize_t(char const*, char*, size_t)>("readlink");
+    ssize_t const size = realReadlink(link.c_str(), path, sizeof path);
+    if (size > 0)
+        logAnswer((request == BLKSSZGET ? "sector " : "bus ")
+            + quotedWord(std::string_view(path, static_cast<size_t>(size))) + " "
+            + (result == 0 ? std::to_string(value) : errorName(error)));
+    errno = error;
+}
+
+}
+
+ANSWERED int statvfs(char const* path, struct statvfs* status) noexcept
+{
+    return statvfsOf(path, *status, real<int(char const*, struct statvfs*)>("statvfs"));
+}
+
+ANSWERED int statvfs64(char const* path, struct statvfs64* status) noexcept
+{
+    return statvfsOf(path, *status, real<int(char const*, struct statvfs64*)>("statvfs64"));
+}
+
+ANSWERED int uname(utsname* out) noexcept
+{
+    static auto* const next = real<int(utsname*)>("uname");
+    if (!answersCalls()) {
+        int const result = next(out);
+        if (isRecording() && result == 0)
+            logAnswer("uname " + quotedWord(out->release) + " " + quotedWord(out->machine));
+        return result;
+    }
+    std::memset(out, 0, sizeof *out);
+    std::string("Linux").copy(out->sysname, sizeof out->sysname - 1);
+    answers().hostName.copy(out->nodename, sizeof out->nodename - 1);
+    answers().release.copy(out->release, sizeof out->release - 1);
+    std::string("#1 SMP").copy(out->version, sizeof out->version - 1);
+    answers().architecture.copy(out->machine, sizeof out->machine - 1);
+    return 0;
+}
+
+ANSWERED int gethostname(char* out, size_t size) noexcept
+{
+    static auto* const next = real<int(char*, size_t)>("gethostname");
+    if (!answersCalls()) {
+        int const result = next(out, size);
+        if (isRecording() && result == 0)
+            logAnswer("hostname " + quotedWord(std::string_view(out, strnlen(out, size))));
+        return result;
+    }
+    std::string const& name = answers().hostName;
+    if (name.size() >= size) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    std::memcpy(out, name.c_str(), name.size() + 1);
+    return 0;
+}
+
+ANSWERED int ioctl(int file, unsigned long request, ...) noexcept
+{
+    static auto* const next = real<int(int, unsigned long, ...)>("ioctl");
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (request != BLKSSZGET && request != SCSI_IOCTL_GET_BUS_NUMBER)
+        return next(file, request, argument);
+    if (answersCalls())
+        if (Answers::Sector const* const disk = diskOf(file))
+            return answerDisk(*disk, request, argument);
+    int const result = next(file, request, argument);
+    if (isRecording())
+        logDisk(file, request, result, *static_cast<int*>(argument));
+    return result;
+}
+
+ANSWERED long sysconf(int name) noexcept
+{
+    static auto* const next = real<long(int)>("sysconf");
+    if (name != _SC_NPROCESSORS_ONLN && name != _SC_NPROCESSORS_CONF)
+        return next(name);
+    if (answersCalls())
+        return name == _SC_NPROCESSORS_ONLN ? answers().processorsOnline
+                                            : answers().processorsConfigured;
+    if (isRecording())
+        logAnswer("processors " + std::to_string(next(_SC_NPROCESSORS_ONLN)) + " "
+            + std::to_string(next(_SC_NPROCESSORS_CONF)));
+    return next(name);
+}
+
+/** The library's own routine reads the firmware's texts; the code comes from the recording, as the
+ * processor's own report cannot be changed. */
+ANSWERED int getsysinfo(char* vendor, char* product, char* version, int* code)
+{
+    static auto* const next = real<int(char*, char*, char*, int*)>("getsysinfo");
+    int const result = next(vendor, product, version, code);
+    if (isRecording())
+        logAnswer("hypervisor " + std::to_string(result == -1 ? -1 : *code));
+    if (!answersCalls())
+        return result;
+    *code = std::max(answers().hypervisor.value_or(0), 0);
+    bool const allEmpty = *vendor == '\0' && *product == '\0' && *version == '\0';
+    return allEmpty && answers().hypervisor.value_or(0) < 0 ? -1 : result;
+}

@@ -1,0 +1,397 @@
+// Files and folders. On 32 bits it must define both functions of a pair such as open and open64,
+// and the macro makes one of them the other.
+#undef _FILE_OFFSET_BITS
+
+#include "app/recording/answer_line.h"
+#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/clock.h"
+#include "app/recording/preload/stage.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+using app::quotedWord;
+using preload::Answers;
+using preload::answers;
+using preload::answersCalls;
+using preload::errorName;
+using preload::real;
+using preload::Stage;
+using preload::stage;
+
+namespace {
+
+constexpr size_t MOST_CONTENT = 1024 * 1024; // The rest is counted.
+constexpr uint64_t MOST_READ = 16 * 1024 * 1024; // A file that never ends ends here.
+
+bool isRecording()
+{
+    return stage().mode == Stage::RECORD;
+}
+
+bool startsWith(std::string const& text, char const* prefix)
+{
+    return text.rfind(prefix, 0) == 0;
+}
+
+/** @return whether the path is none of the machine's facts: the recording itself, the descriptors
+ * of this process, terminals. */
+bool isOwn(std::string const& path)
+{
+    static std::array<char const*, 6> const OWN = {
+        "/proc/self/fd/", "/dev/pts", "/dev/ptmx", "/dev/tty", "/dev/null", "/dev/urandom"};
+    return path.empty() || path[0] != '/' || startsWith(path, (stage().folder + "/").c_str())
+        || std::any_of(
+            OWN.begin(), OWN.end(), [&path](char const* own) { return startsWith(path, own); });
+}
+
+bool isThere(std::string const& path)
+{
+    static auto* const next = real<int(char const*, struct stat64*)>("stat64");
+    struct stat64 status { };
+    return next(path.c_str(), &status) == 0;
+}
+
+void makeFoldersOf(std::string const& path)
+{
+    for (size_t slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1))
+        mkdir(path.substr(0, slash).c_str(), 0700);
+}
+
+/** Reads a file to its end. @return 0 or errno. */
+int readWhole(int file, std::string& content, uint64_t& size)
+{
+    static auto* const next = real<ssize_t(int, void*, size_t)>("read");
+    std::array<char, 65536> piece;
+    while (size < MOST_READ) {
+        ssize_t const count = next(file, piece.data(), piece.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return count < 0 ? errno : 0;
+        content.append(
+            piece.data(), std::min(static_cast<size_t>(count), MOST_CONTENT - content.size()));
+        size += static_cast<uint64_t>(count);
+    }
+    return 0;
+}
+
+/** Makes the recording's copy of a regular file. */
+void keep(std::string const& path, std::string const& place)
+{
+    static auto* const next = real<int(char const*, int, ...)>("open64");
+    static auto* const realFstat = real<int(int, struct stat64*)>("fstat64");
+    int const file = next(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (file < 0) {
+        preload::log("open", quotedWord(path) + " " + errorName(errno));
+        return;
+    }
+    struct stat64 status { };
+    if (realFstat(file, &status) == 0 && S_ISREG(status.st_mode)) {
+        std::string content;
+        uint64_t size = 0;
+        int const error = readWhole(file, content, size);
+        preload::log("open", quotedWord(path) + " 0");
+        if (error != 0) {
+            preload::log("read", quotedWord(path) + " " + errorName(error));
+        } else {
+            makeFoldersOf(place);
+            int const copy =
+                next(place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode_t{0600});
+            (void)!write(copy, content.data(), content.size());
+            close(copy);
+            preload::log("size", quotedWord(path) + " " + std::to_string(size));
+        }
+    } else {
+        preload::log("look", quotedWord(path));
+    }
+    close(file);
+}
+
+/** @return the file to open in place of @p path. */
+std::string placeOf(char const* path)
+{
+    if (stage().mode == Stage::OFF || isOwn(path))
+        return path;
+    int const error = errno;
+    bool const isSample = std::strcmp(path, "/proc/stat") == 0;
+    if (isSample)
+        preload::noteSample();
+    std::string place = stage().folder + "/later" + path;
+    bool const isSecond = preload::isLater() && (isRecording() ? isSample : isThere(place));
+    if (!isSecond)
+        place = stage().folder + "/root" + path;
+    if (isRecording() && isThere(place))
+        preload::log("open", quotedWord(path) + " 0");
+    else if (isRecording())
+        keep(path, place);
+    if (!isThere(place))
+        place = path;
+    errno = error;
+    return place;
+}
+
+/** @return the recorded errors of a path; null where there is none. */
+Answers::Refusal const* refusalOf(std::string const& path)
+{
+    if (!answersCalls() || isOwn(path))
+        return nullptr;
+    auto const found = answers().refusals.find(path);
+    return found == answers().refusals.end() ? nullptr : &found->second;
+}
+
+/** @return 0, or the recorded errno of open(2). */
+int openError(char const* path, int flags)
+{
+    Answers::Refusal const* const refusal = refusalOf(path);
+    return refusal && (flags & O_PATH) == 0 ? refusal->open : 0;
+}
+
+/** What open(2) does with its third argument, which is there only where a file may be created. */
+mode_t modeIn(int flags, va_list arguments)
+{
+    bool const creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    return creates ? va_arg(arguments, mode_t) : 0;
+}
+
+bool isReading(int flags)
+{
+    return (flags & O_ACCMODE) == O_RDONLY && (flags & (O_CREAT | O_DIRECTORY)) == 0;
+}
+
+int openFor(char const* path, int flags, mode_t mode, char const* function)
+{
+    auto* const next = real<int(char const*, int, ...)>(function);
+    if (!isReading(flags))
+        return next(path, flags, mode);
+    if (int const error = openError(path, flags); error != 0) {
+        errno = error;
+        return -1;
+    }
+    return next(placeOf(path).c_str(), flags, mode);
+}
+
+void logLook(char const* path)
+{
+    if (isRecording() && path && !isOwn(path))
+        preload::log("look", quotedWord(path));
+}
+
+/** Logs the numbers of a node or, outside the kernel's own filesystems, of the device that a file
+ * lies on. */
+template <typename Status> void logNumbers(char const* path, Status const& status)
+{
+    if (!isRecording() || isOwn(path))
+        return;
+    bool const isNode = S_ISBLK(status.st_mode);
+    if (!isNode
+        && (startsWith(path, "/sys/") || startsWith(path, "/proc/") || startsWith(path, "/dev/")))
+        return;
+    dev_t const number = isNode ? status.st_rdev : status.st_dev;
+    preload::logAnswer((isNode ? "device " : "lies-on ") + quotedWord(path) + " "
+        + std::to_string(major(number)) + " " + std::to_string(minor(number)));
+}
+
+/** Makes the status that of the recorded node, whose place a regular file takes. */
+template <typename Status> void answerNumbers(char const* path, Status& status)
+{
+    if (!answersCalls() || isOwn(path))
+        return;
+    if (auto const found = answers().fileDevices.find(path); found != answers().fileDevices.end())
+        status.st_dev = makedev(found->second.first, found->second.second);
+    static auto* const next = real<int(char const*, struct stat64*)>("stat64");
+    for (auto const& [node, number] : answers().blockDevices) {
+        struct stat64 place { };
+        if (!S_ISREG(status.st_mode) || next(node.c_str(), &place) != 0
+            || place.st_ino != status.st_ino || place.st_dev != status.st_dev)
+            continue;
+        status.st_mode = (status.st_mode & ~mode_t{S_IFMT}) | S_IFBLK;
+        status.st_rdev = makedev(number.first, number.second);
+        return;
+    }
+}
+
+template <typename Status> int statOf(char const* path, Status& status, char const* function)
+{
+    logLook(path);
+    auto* const next = real<int(char const*, Status*)>(function);
+    int const result = next(path, &status);
+    int const error = errno;
+    if (result == 0) {
+        logNumbers(path, status);
+        answerNumbers(path, status);
+    }
+    errno = error;
+    return result;
+}
+
+FILE* openStream(char const* path, char const* mode, char const* function)
+{
+    auto* const next = real<FILE*(char const*, char const*)>(function);
+    if (mode[0] != 'r' || std::strchr(mode, '+'))
+        return next(path, mode);
+    if (int const error = openError(path, 0); error != 0) {
+        errno = error;
+        return nullptr;
+    }
+    return next(placeOf(path).c_str(), mode);
+}
+
+/** @return 0, or the recorded errno of read(2). */
+int readError(int file)
+{
+    static auto* const realFstat = real<int(int, struct stat64*)>("fstat64");
+    static auto* const realStat = real<int(char const*, struct stat64*)>("stat64");
+    struct stat64 opened { };
+    if (!answersCalls() || answers().refusals.empty() || realFstat(file, &opened) != 0
+        || !S_ISREG(opened.st_mode))
+        return 0;
+    for (auto const& [path, refusal] : answers().refusals) {
+        struct stat64 status { };
+        if (refusal.read != 0 && realStat(path.c_str(), &status) == 0
+            && status.st_ino == opened.st_ino && status.st_dev == opened.st_dev)
+            return refusal.read;
+    }
+    return 0;
+}
+
+/**
+ * Fills the buffer where it reads from a tool's pseudo-terminal: the library ignores a line of the
+ * modules that lies in two pieces, and the pieces would depend on who is faster.
+ */
+ssize_t fillFromTerminal(int file, char* text, size_t size, size_t filled)
+{
+    static auto* const next = real<ssize_t(int, void*, size_t)>("read");
+    while (filled < size) {
+        constexpr int PAUSE_MS = 1000; // The tool waits for something: what has come is all.
+        pollfd wait = {file, POLLIN, 0};
+        if (poll(&wait, 1, PAUSE_MS) <= 0)
+            break;
+        ssize_t const count = next(file, text + filled, size - filled);
+        if (count <= 0)
+            break;
+        filled += static_cast<size_t>(count);
+    }
+    return static_cast<ssize_t>(filled);
+}
+
+}
+
+ANSWERED int open(char const* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = modeIn(flags, arguments);
+    va_end(arguments);
+    return openFor(path, flags, mode, "open");
+}
+
+ANSWERED int open64(char const* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = modeIn(flags, arguments);
+    va_end(arguments);
+    return openFor(path, flags, mode, "open64");
+}
+
+ANSWERED FILE* fopen(char const* path, char const* mode)
+{
+    return openStream(path, mode, "fopen");
+}
+
+ANSWERED FILE* fopen64(char const* path, char const* mode)
+{
+    return openStream(path, mode, "fopen64");
+}
+
+ANSWERED DIR* opendir(char const* path)
+{
+    static auto* const next = real<DIR*(char const*)>("opendir");
+    if (Answers::Refusal const* const refusal = refusalOf(path); refusal && refusal->list != 0) {
+        errno = refusal->list;
+        return nullptr;
+    }
+    DIR* const folder = next(path);
+    if (isRecording() && !isOwn(path))
+        preload::log("list", quotedWord(path) + " " + (folder ? "0" : errorName(errno)));
+    return folder;
+}
+
+ANSWERED int stat(char const* path, struct stat* status) noexcept
+{
+    return statOf(path, *status, "stat");
+}
+
+ANSWERED int stat64(char const* path, struct stat64* status) noexcept
+{
+    return statOf(path, *status, "stat64");
+}
+
+ANSWERED int lstat(char const* path, struct stat* status) noexcept
+{
+    return statOf(path, *status, "lstat");
+}
+
+ANSWERED int lstat64(char const* path, struct stat64* status) noexcept
+{
+    return statOf(path, *status, "lstat64");
+}
+
+ANSWERED int access(char const* path, int mode) noexcept
+{
+    static auto* const next = real<int(char const*, int)>("access");
+    logLook(path);
+    return next(path, mode);
+}
+
+ANSWERED int faccessat(int folder, char const* path, int mode, int flags) noexcept
+{
+    static auto* const next = real<int(int, char const*, int, int)>("faccessat");
+    logLook(path);
+    return next(folder, path, mode, flags);
+}
+
+ANSWERED ssize_t readlink(char const* path, char* out, size_t size) noexcept
+{
+    static auto* const next = real<ssize_t(char const*, char*, size_t)>("readlink");
+    logLook(path);
+    return next(path, out, size);
+}
+
+ANSWERED char* realpath(char const* path, char* out) noexcept
+{
+    static auto* const next = real<char*(char const*, char*)>("realpath");
+    logLook(path);
+    return next(path, out);
+}
+
+ANSWERED ssize_t read(int file, void* out, size_t size)
+{
+    static auto* const next = real<ssize_t(int, void*, size_t)>("read");
+    if (int const error = readError(file); error != 0) {
+        errno = error;
+        return -1;
+    }
+    ssize_t const count = next(file, out, size);
+    int number = 0;
+    if (count <= 0 || !answersCalls() || ioctl(file, TIOCGPTN, &number) != 0)
+        return count;
+    return fillFromTerminal(file, static_cast<char*>(out), size, static_cast<size_t>(count));
+}

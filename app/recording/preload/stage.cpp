@@ -1,0 +1,116 @@
+#include "app/recording/preload/stage.h"
+
+#include "app/recording/answer_line.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace preload {
+
+namespace {
+
+std::string variable(char const* name)
+{
+    char const* const value = std::getenv(name);
+    return value ? value : "";
+}
+
+Stage stageOfVariables()
+{
+    Stage stage;
+    stage.query = variable("DOVREL_QUERY");
+    if (stage.folder = variable("DOVREL_RECORD"); !stage.folder.empty())
+        stage.mode = Stage::RECORD;
+    else if (stage.folder = variable("DOVREL_ANSWER"); !stage.folder.empty())
+        stage.mode = Stage::ANSWER;
+    return stage;
+}
+
+Stage& changeableStage()
+{
+    static Stage stage = stageOfVariables();
+    return stage;
+}
+
+bool answersAreRead = false;
+
+/** The program's tools, which may be of another width, must not get this object. */
+__attribute__((constructor)) void hideFromChildren()
+{
+    stage();
+    for (char const* const name :
+        {"LD_PRELOAD", "LD_LIBRARY_PATH", "DOVREL_RECORD", "DOVREL_ANSWER", "DOVREL_QUERY"})
+        unsetenv(name);
+}
+
+}
+
+Stage const& stage()
+{
+    return changeableStage();
+}
+
+bool answersCalls()
+{
+    return stage().mode == Stage::ANSWER && !answersAreRead;
+}
+
+AnswersAreRead::AnswersAreRead()
+{
+    answersAreRead = true;
+}
+
+AnswersAreRead::~AnswersAreRead()
+{
+    answersAreRead = false;
+}
+
+void log(std::string const& operation, std::string const& words)
+{
+    int const error = errno;
+    static auto* const realOpen = real<int(char const*, int, ...)>("open");
+    std::string const line = stage().query + " " + operation + " " + words + "\n";
+    int const file = realOpen(
+        (stage().folder + "/log").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (file >= 0) {
+        // In one piece, as several processes write.
+        (void)!write(file, line.data(), line.size());
+        close(file);
+    }
+    errno = error;
+}
+
+void logAnswer(std::string const& line)
+{
+    log("answer", line);
+}
+
+void waitForEver()
+{
+    static auto* const realOpen = real<int(char const*, int, ...)>("open");
+    int const fifo = realOpen((stage().folder + "/running").c_str(), O_RDONLY | O_CLOEXEC);
+    if (fifo < 0)
+        for (;;)
+            pause();
+    char byte = 0;
+    while (read(fifo, &byte, 1) < 0 && errno == EINTR) { }
+    // The test is over.
+    _exit(EXIT_FAILURE);
+}
+
+std::string errorName(int error)
+{
+    char const* const name = strerrorname_np(error);
+    return name ? name : "EIO";
+}
+
+}
+
+ANSWERED void dovrel_answer_from(char const* folder)
+{
+    preload::changeableStage() = {preload::Stage::ANSWER, folder, ""};
+}

@@ -1,0 +1,275 @@
+// The tools that the queries run.
+
+#include "app/recording/preload/tools.h"
+
+#include "app/recording/preload/stage.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <utility>
+
+namespace preload {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Command = std::vector<std::string>;
+
+constexpr size_t MOST_OUTPUT = 1024 * 1024; // Of each descriptor; the rest is counted.
+constexpr int NOT_FOUND = 127;
+
+std::string toolsFolder()
+{
+    return stage().folder + "/tools";
+}
+
+/** FNV-1a of the arguments. */
+std::string fileOf(Command const& command)
+{
+    uint64_t hash = 0xCBF29CE484222325U;
+    for (std::string const& argument : command)
+        for (size_t i = 0; i <= argument.size(); ++i)
+            hash = (hash ^ static_cast<unsigned char>(argument.c_str()[i])) * 0x100000001B3U;
+    std::array<char, 20> name;
+    std::snprintf(name.data(), name.size(), "%016llx", static_cast<unsigned long long>(hash));
+    return toolsFolder() + "/" + name.data();
+}
+
+bool isThere(std::string const& path)
+{
+    struct stat status { };
+    return ::stat(path.c_str(), &status) == 0;
+}
+
+std::string contentsOf(std::string const& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeAll(int file, std::string const& text)
+{
+    for (size_t done = 0; done < text.size();) {
+        ssize_t const count = ::write(file, text.data() + done, text.size() - done);
+        if (count < 0 && errno != EINTR)
+            return;
+        done += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+}
+
+void writeFile(std::string const& path, std::string const& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+/** One output of a tool that runs. */
+struct Output {
+    int end = -1;
+    std::string kept;
+    uint64_t size = 0;
+    int file = -1; // Has what came before the tool was killed.
+
+    /** @return false at the end. */
+    bool readSome()
+    {
+        std::array<char, 65536> piece;
+        ssize_t const count = ::read(end, piece.data(), piece.size());
+        if (count <= 0)
+            return count < 0 && errno == EINTR;
+        size += static_cast<uint64_t>(count);
+        size_t const taken = std::min(static_cast<size_t>(count), MOST_OUTPUT - kept.size());
+        kept.append(piece.data(), taken);
+        writeAll(file, std::string(piece.data(), taken));
+        return true;
+    }
+};
+
+[[noreturn]] void execute(Command const& command, char* const* environment, int output, int errors)
+{
+    dup2(output, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
+    std::vector<char*> arguments;
+    for (std::string const& argument : command)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    execve("/bin/sh", arguments.data(), environment);
+    _exit(NOT_FOUND);
+}
+
+/** Runs the tool and keeps what it writes, and how it ends. */
+void record(Command const& command, char* const* environment, std::string const& name)
+{
+    std::string arguments;
+    for (std::string const& argument : command)
+        arguments += argument + '\0';
+    writeFile(name + ".command", arguments);
+    auto const begin = Clock::now();
+    int ends[2][2];
+    std::array<Output, 2> outputs;
+    for (size_t i = 0; i < outputs.size(); ++i) {
+        if (pipe2(ends[i], O_CLOEXEC) != 0)
+            _exit(NOT_FOUND);
+        outputs[i].end = ends[i][0];
+        outputs[i].file = ::open((name + (i == 0 ? ".out" : ".err")).c_str(),
+            O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    }
+    pid_t const child = fork();
+    if (child == 0)
+        execute(command, environment, ends[0][1], ends[1][1]);
+    for (auto const& pair : ends)
+        ::close(pair[1]);
+    while (outputs[0].end >= 0 || outputs[1].end >= 0) {
+        pollfd waits[] = {{outputs[0].end, POLLIN, 0}, {outputs[1].end, POLLIN, 0}};
+        (void)poll(waits, std::size(waits), -1);
+        for (size_t i = 0; i < outputs.size(); ++i)
+            if (waits[i].revents != 0 && !outputs[i].readSome())
+                ::close(std::exchange(outputs[i].end, -1));
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) { }
+    std::chrono::duration<double> const seconds = Clock::now() - begin;
+    std::ostringstream line;
+    line << status << ' ' << seconds.count() << ' ' << outputs[0].size << ' ' << outputs[1].size
+         << '\n';
+    writeFile(name + ".status", line.str());
+}
+
+/** Closes what exec(2) closes. */
+void closeOnExec()
+{
+    constexpr rlim_t MOST = 4096;
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    auto const end = static_cast<int>(std::min(limit.rlim_cur, MOST));
+    for (int file = STDERR_FILENO + 1; file < end; ++file)
+        if (int const flags = fcntl(file, F_GETFD); flags >= 0 && (flags & FD_CLOEXEC) != 0)
+            ::close(file);
+}
+
+[[noreturn]] void endAs(int status)
+{
+    if (WIFSIGNALED(status)) {
+        rlimit const none = {0, 0};
+        setrlimit(RLIMIT_CORE, &none);
+        std::signal(WTERMSIG(status), SIG_DFL);
+        ::raise(WTERMSIG(status));
+    }
+    _exit(WEXITSTATUS(status));
+}
+
+std::map<FILE*, pid_t>& runningTools()
+{
+    static std::map<FILE*, pid_t> tools;
+    return tools;
+}
+
+}
+
+bool standsForTools()
+{
+    return stage().mode == Stage::RECORD || (answersCalls() && isThere(toolsFolder()));
+}
+
+void becomeTool(Command const& command, char* const* environment)
+{
+    closeOnExec();
+    std::string const name = fileOf(command);
+    if (stage().mode == Stage::RECORD) {
+        log("tool", name.substr(name.rfind('/') + 1));
+        if (!isThere(name + ".command"))
+            record(command, environment, name);
+    }
+    if (!isThere(name + ".command")) {
+        writeAll(STDERR_FILENO, "this run of a tool is not in the recording\n");
+        _exit(NOT_FOUND);
+    }
+    std::string const status = contentsOf(name + ".status");
+    writeAll(STDERR_FILENO, contentsOf(name + ".err"));
+    writeAll(STDOUT_FILENO, contentsOf(name + ".out"));
+    if (status.empty())
+        for (;;)
+            pause();
+    endAs(std::atoi(status.c_str()));
+}
+
+}
+
+using preload::becomeTool;
+using preload::real;
+using preload::runningTools;
+using preload::standsForTools;
+
+ANSWERED FILE* popen(char const* line, char const* mode)
+{
+    static auto* const next = real<FILE*(char const*, char const*)>("popen");
+    if (!standsForTools() || mode[0] != 'r')
+        return next(line, mode);
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return nullptr;
+    pid_t const child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        becomeTool({"sh", "-c", line}, environ);
+    }
+    ::close(ends[1]);
+    FILE* const stream = child > 0 ? fdopen(ends[0], "r") : nullptr;
+    if (stream)
+        runningTools()[stream] = child;
+    else
+        ::close(ends[0]);
+    return stream;
+}
+
+ANSWERED int pclose(FILE* stream)
+{
+    static auto* const next = real<int(FILE*)>("pclose");
+    auto const found = runningTools().find(stream);
+    if (found == runningTools().end())
+        return next(stream);
+    pid_t const child = found->second;
+    runningTools().erase(found);
+    std::fclose(stream);
+    int status = -1;
+    while (waitpid(child, &status, 0) < 0)
+        if (errno != EINTR)
+            return -1;
+    return status;
+}
+
+/** The library starts a shell with it. */
+ANSWERED int execle(char const* path, char const* first, ...) noexcept
+{
+    std::vector<std::string> command;
+    std::vector<char*> arguments;
+    va_list rest;
+    va_start(rest, first);
+    for (char const* argument = first; argument; argument = va_arg(rest, char const*)) {
+        command.emplace_back(argument);
+        arguments.push_back(const_cast<char*>(argument));
+    }
+    arguments.push_back(nullptr);
+    char* const* const environment = va_arg(rest, char* const*);
+    va_end(rest);
+    if (standsForTools())
+        becomeTool(command, environment);
+    return execve(path, arguments.data(), environment);
+}
