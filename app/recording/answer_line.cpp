@@ -1,5 +1,7 @@
 #include "app/recording/answer_line.h"
 
+#include <algorithm>
+#include <cstring>
 #include <stdexcept>
 
 namespace app {
@@ -81,6 +83,21 @@ std::vector<std::string> wordsOfLine(std::string_view line)
         words.push_back(std::move(word));
     }
     return words;
+}
+
+std::string errorName(int error)
+{
+    char const* const name = strerrorname_np(error);
+    return name ? name : "EIO";
+}
+
+int errorNumber(std::string const& name)
+{
+    constexpr int LAST = 133; // EHWPOISON
+    for (int error = 1; error <= LAST; ++error)
+        if (char const* const known = strerrorname_np(error); known && name == known)
+            return error;
+    return 0;
 }
 
 }

@@ -15,4 +15,10 @@ std::string quotedWord(std::string_view text);
  * std::runtime_error where a quotation does not end, or an escape is none of the above. */
 std::vector<std::string> wordsOfLine(std::string_view line);
 
+/** @return "EACCES"; EIO for an error that has no name. errno(3). */
+std::string errorName(int error);
+
+/** @return 0 where no error has the name. */
+int errorNumber(std::string const& name);
+
 }

@@ -75,7 +75,7 @@ public:
     /** @return the number of an error, and goes on behind it; 0 where the next word is none. */
     int error()
     {
-        int const number = errorNumber(m_words.at(m_next));
+        int const number = app::errorNumber(m_words.at(m_next));
         m_next += number != 0 ? 1 : 0;
         return number;
     }
@@ -220,15 +220,6 @@ Answers readAnswers()
     return out;
 }
 
-}
-
-int errorNumber(std::string const& name)
-{
-    constexpr int LAST = 133; // EHWPOISON
-    for (int error = 1; error <= LAST; ++error)
-        if (char const* const known = strerrorname_np(error); known && name == known)
-            return error;
-    return 0;
 }
 
 Answers const& answers()

@@ -73,7 +73,4 @@ struct Answers {
 /** @return the answers of this machine, read once. A wrong line ends the program with a message. */
 Answers const& answers();
 
-/** @return the number of an error that errno(3) names; 0 where there is none of that name. */
-int errorNumber(std::string const& name);
-
 }

@@ -20,6 +20,7 @@
 
 namespace {
 
+using app::errorName;
 using app::quotedWord;
 using preload::Answers;
 using preload::answers;
@@ -187,7 +188,7 @@ ANSWERED int getifaddrs(ifaddrs** out) noexcept
     if (!answersCalls()) {
         int const result = next(out);
         if (stage().mode == Stage::RECORD && result != 0)
-            logAnswer("adapters " + preload::errorName(errno));
+            logAnswer("adapters " + errorName(errno));
         for (ifaddrs const* entry = result == 0 && stage().mode == Stage::RECORD ? *out : nullptr;
              entry; entry = entry->ifa_next) {
             int const family = entry->ifa_addr ? entry->ifa_addr->sa_family : AF_UNSPEC;

@@ -21,11 +21,11 @@
 #include <limits>
 #include <string>
 
+using app::errorName;
 using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
-using preload::errorName;
 using preload::logAnswer;
 using preload::real;
 using preload::Stage;

@@ -25,11 +25,11 @@
 #include <cstring>
 #include <string>
 
+using app::errorName;
 using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
-using preload::errorName;
 using preload::real;
 using preload::Stage;
 using preload::stage;

@@ -102,12 +102,6 @@ void waitForEver()
     _exit(EXIT_FAILURE);
 }
 
-std::string errorName(int error)
-{
-    char const* const name = strerrorname_np(error);
-    return name ? name : "EIO";
-}
-
 }
 
 ANSWERED void dovrel_answer_from(char const* folder)

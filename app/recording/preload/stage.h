@@ -62,9 +62,6 @@ template <typename Function> Function* real(char const* name)
 /** Waits until the program is killed, or a file `running` of the folder, a FIFO, has no writer. */
 [[noreturn]] void waitForEver();
 
-/** @return "EACCES"; EIO for an error that has no name. */
-std::string errorName(int error);
-
 }
 
 /** Answers all calls from now on from a folder. The program calls it in the root of a replay. */

@@ -3,6 +3,7 @@
 #include "app/recording/preload/tools.h"
 
 #include "app/recording/preload/stage.h"
+#include "app/recording/stored_file.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -11,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -20,7 +22,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <sstream>
@@ -41,28 +42,15 @@ std::string toolsFolder()
     return stage().folder + "/tools";
 }
 
-/** FNV-1a of the arguments. */
 std::string fileOf(Command const& command)
 {
-    uint64_t hash = 0xCBF29CE484222325U;
-    for (std::string const& argument : command)
-        for (size_t i = 0; i <= argument.size(); ++i)
-            hash = (hash ^ static_cast<unsigned char>(argument.c_str()[i])) * 0x100000001B3U;
-    std::array<char, 20> name;
-    std::snprintf(name.data(), name.size(), "%016llx", static_cast<unsigned long long>(hash));
-    return toolsFolder() + "/" + name.data();
+    return toolsFolder() + "/" + app::toolFileName(command);
 }
 
 bool isThere(std::string const& path)
 {
     struct stat status { };
     return ::stat(path.c_str(), &status) == 0;
-}
-
-std::string contentsOf(std::string const& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void writeAll(int file, std::string const& text)
@@ -73,11 +61,6 @@ void writeAll(int file, std::string const& text)
             return;
         done += count > 0 ? static_cast<size_t>(count) : 0;
     }
-}
-
-void writeFile(std::string const& path, std::string const& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
 }
 
 /** One output of a tool that runs. */
@@ -120,7 +103,7 @@ void record(Command const& command, char* const* environment, std::string const&
     std::string arguments;
     for (std::string const& argument : command)
         arguments += argument + '\0';
-    writeFile(name + ".command", arguments);
+    app::store(name + ".command", arguments);
     auto const begin = Clock::now();
     int ends[2][2];
     std::array<Output, 2> outputs;
@@ -149,7 +132,7 @@ void record(Command const& command, char* const* environment, std::string const&
     std::ostringstream line;
     line << status << ' ' << seconds.count() << ' ' << outputs[0].size << ' ' << outputs[1].size
          << '\n';
-    writeFile(name + ".status", line.str());
+    app::store(name + ".status", line.str());
 }
 
 /** Closes what exec(2) closes. */
@@ -201,9 +184,10 @@ void becomeTool(Command const& command, char* const* environment)
         writeAll(STDERR_FILENO, "this run of a tool is not in the recording\n");
         _exit(NOT_FOUND);
     }
-    std::string const status = contentsOf(name + ".status");
-    writeAll(STDERR_FILENO, contentsOf(name + ".err"));
-    writeAll(STDOUT_FILENO, contentsOf(name + ".out"));
+    std::string const status =
+        isThere(name + ".status") ? app::storedText(name + ".status") : std::string();
+    writeAll(STDERR_FILENO, app::storedText(name + ".err"));
+    writeAll(STDOUT_FILENO, app::storedText(name + ".out"));
     if (status.empty())
         for (;;)
             pause();

@@ -1,0 +1,86 @@
+#include "app/recording/program_run.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace app {
+
+namespace {
+
+constexpr char const* OWN_PROGRAM = "/proc/self/exe";
+
+[[noreturn]] void fail(char const* call)
+{
+    throw std::system_error(errno, std::generic_category(), call);
+}
+
+[[noreturn]] void becomeProgram(std::vector<std::string> const& arguments,
+    std::vector<std::pair<std::string, std::string>> const& variables, int output)
+{
+    int const nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    dup2(nothing, STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(nothing, STDERR_FILENO);
+    setenv("LD_PRELOAD", preloadedObject().c_str(), 1);
+    for (auto const& [name, value] : variables)
+        setenv(name.c_str(), value.c_str(), 1);
+    std::string name = "dovrel-sysinfo";
+    std::vector<char*> argv = {name.data()};
+    for (std::string const& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    execv(OWN_PROGRAM, argv.data());
+    constexpr int NOT_FOUND = 127;
+    _exit(NOT_FOUND);
+}
+
+std::string readToEnd(int file)
+{
+    std::string text;
+    std::array<char, 65536> piece;
+    for (;;) {
+        ssize_t const count = read(file, piece.data(), piece.size());
+        if (count > 0)
+            text.append(piece.data(), static_cast<size_t>(count));
+        else if (count == 0 || errno != EINTR)
+            return text;
+    }
+}
+
+}
+
+std::string preloadedObject()
+{
+    std::error_code error;
+    auto const program = std::filesystem::read_symlink(OWN_PROGRAM, error);
+    return (program.parent_path() / DOVREL_PRELOADED_OBJECT).lexically_normal();
+}
+
+ProgramRunResult runPreloaded(std::vector<std::string> const& arguments,
+    std::vector<std::pair<std::string, std::string>> const& variables)
+{
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0)
+        fail("pipe2");
+    pid_t const child = fork();
+    if (child == 0)
+        becomeProgram(arguments, variables, ends[1]);
+    close(ends[1]);
+    if (child < 0) {
+        close(ends[0]);
+        fail("fork");
+    }
+    ProgramRunResult result;
+    result.output = readToEnd(ends[0]);
+    close(ends[0]);
+    while (waitpid(child, &result.status, 0) < 0 && errno == EINTR) { }
+    return result;
+}
+
+}

@@ -1,0 +1,126 @@
+#include "app/recording/recorder.h"
+
+#include "app/recording/program_run.h"
+#include "app/recording/recorded_log.h"
+#include "app/recording/stored_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace app {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char const* QUERIES[] = {
+    "system", "cpus", "memory", "disks", "mounts", "networks", "recovery"};
+
+#ifdef __i386__
+constexpr char const* ARCHITECTURE = "i386";
+#else
+constexpr char const* ARCHITECTURE = "amd64";
+#endif
+
+/** A folder that only its owner can read; removed with all in it. */
+class PrivateFolder {
+public:
+    PrivateFolder() : m_path(fs::temp_directory_path() / "dovrel-sysinfo-XXXXXX")
+    {
+        if (!mkdtemp(m_path.data()))
+            throw std::system_error(errno, std::generic_category(), m_path);
+    }
+    PrivateFolder(PrivateFolder const&) = delete;
+    PrivateFolder& operator=(PrivateFolder const&) = delete;
+    ~PrivateFolder()
+    {
+        std::error_code ignored;
+        fs::remove_all(m_path, ignored);
+    }
+
+    std::string const& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+/** The C library reads the time zone by itself: in place of the file of TZ, /etc/localtime. */
+void addTimeZone(Recording& recording)
+{
+    constexpr char const* PLACE = "/etc/localtime";
+    char const* const zone = std::getenv("TZ");
+    std::string name = zone ? zone : "";
+    name.erase(0, name.rfind(':', 0) == 0 ? 1 : 0);
+    std::string const source = !zone || name.empty() ? PLACE
+        : name.front() == '/'                        ? name
+                                                     : "/usr/share/zoneinfo/" + name;
+    std::error_code error;
+    if (!fs::is_regular_file(source, error)
+        || fs::file_size(source, error) > Recording::MOST_CONTENT)
+        return; // Times are in UTC, as without the file.
+    RecordedFile file;
+    file.path = PLACE;
+    file.kind = RecordedFile::REGULAR;
+    file.mode = 0644;
+    file.opened = true;
+    file.content = storedText(source);
+    file.size = file.content.size();
+    file.queries = {"system"};
+    recording.files.push_back(std::move(file));
+}
+
+void checkObject()
+{
+    std::string const object = preloadedObject();
+    if (access(object.c_str(), R_OK) != 0)
+        throw RecordingError(object + ": " + std::generic_category().message(errno)
+            + "; the program is not installed completely");
+    if (object.find_first_of(" :") != std::string::npos)
+        throw RecordingError(object + ": a path with blanks or colons cannot be preloaded");
+}
+
+}
+
+Recording recordMachine(RecorderOptions const& options)
+try {
+    checkObject();
+    Recording recording;
+    recording.version = options.version;
+    recording.architecture = ARCHITECTURE;
+    recording.time = std::time(nullptr);
+    recording.user = geteuid();
+    PrivateFolder const folder;
+    fs::create_directory(folder.path() + "/tools");
+    std::string const limit =
+        std::to_string(std::chrono::duration<double>(options.toolLimit).count());
+    for (char const* const query : QUERIES) {
+        options.onQuery(query);
+        int const status = runPreloaded({query, "--json", "--tool-limit", limit},
+            {{"DOVREL_RECORD", folder.path()},
+                {"DOVREL_QUERY",
+                    query}}).status;
+        if (!WIFEXITED(status) || !fs::exists(folder.path() + "/log"))
+            throw RecordingError("the query of the " + std::string(query) + " did not run");
+    }
+    readRecorded(folder.path(), recording);
+    addTimeZone(recording);
+    std::sort(recording.files.begin(), recording.files.end(),
+        [](RecordedFile const& one, RecordedFile const& other) { return one.path < other.path; });
+    recording.answers.push_back("time " + std::to_string(recording.time));
+    writeAnswers(recording, folder.path());
+    options.onQuery("document");
+    recording.document = runPreloaded({"all", "--json", "--tool-limit", limit},
+        {{"DOVREL_ANSWER",
+            folder.path()}}).output;
+    return recording;
+} catch (std::system_error const& error) {
+    throw RecordingError(error.what());
+}
+
+}
