@@ -215,7 +215,7 @@ CommandLine readCommandLine(int argc, char const* const* argv)
     if (line.subjects.empty())
         commandRows().front().choose(line);
     bool const disksAlone = line.subjects == Subjects{Subject::DISKS};
-    if (disksAlone && showsMountPoints(line.table))
+    if (disksAlone && (showsMountPoints(line.table) || line.output == CommandLine::HTML))
         line.subjects.insert(Subject::MOUNTS);
     checkCombinations(line);
     return line;

@@ -14,7 +14,6 @@ namespace app {
 namespace {
 
 constexpr char const* PROGRAM = "dovrel-sysinfo " DOVREL_SYSINFO_VERSION;
-constexpr char const* UNREADABLE = "could not be read";
 
 /** Writes the page of one machine. */
 class HtmlPage {

@@ -81,7 +81,7 @@ Cell gatewaysCell(std::string const& key, Adapter const& adapter)
 void writeSection(PageContext const& page, std::vector<Disk> const& disks)
 {
     if (disks.empty())
-        return writeSentence(page, "none");
+        return writeSentence(page, noItemsText(page.machine, Subject::DISKS));
     {
         HtmlTable table(page.html, "Disks and the devices that are made of others",
             {{"NAME"}, {"TYPE", HtmlTable::WORD}, {"SIZE", HtmlTable::NUMBER},
@@ -100,7 +100,7 @@ void writeSection(PageContext const& page, std::vector<Disk> const& disks)
 void writeSection(PageContext const& page, std::vector<Mount> const& mounts)
 {
     if (mounts.empty())
-        return writeSentence(page, "none");
+        return writeSentence(page, noItemsText(page.machine, Subject::MOUNTS));
     {
         HtmlTable table(page.html, "Mounted filesystems on disks and on the network",
             {{"MOUNTPOINT"}, {"SOURCE"}, {"TYPE", HtmlTable::WORD}, {"MODE", HtmlTable::WORD},
@@ -134,11 +134,11 @@ void writeSection(PageContext const& page, std::vector<Mount> const& mounts)
 
 void writeSection(PageContext const& page, Networks const& networks)
 {
-    {
+    if (!networks.adapters.empty()) {
         HtmlTable table(page.html, "Network adapters",
             {{"NAME"}, {"KIND", HtmlTable::WORD}, {"STATE", HtmlTable::WORD}, {"ADDRESS"},
-                {"MAC", HtmlTable::WORD}, {"MBIT", HtmlTable::NUMBER}, {"MTU", HtmlTable::NUMBER},
-                {"GATEWAY"}, {"NOTE", HtmlTable::WORD}},
+                {"MAC", HtmlTable::LONG_WORD}, {"MBIT", HtmlTable::NUMBER},
+                {"MTU", HtmlTable::NUMBER}, {"GATEWAY"}, {"NOTE", HtmlTable::WORD}},
             "wide");
         for (size_t i = 0; i < networks.adapters.size(); ++i) {
             Adapter const& adapter = networks.adapters[i];
@@ -155,6 +155,8 @@ void writeSection(PageContext const& page, Networks const& networks)
         }
     }
     HtmlFactList list(page.html);
+    if (networks.adapters.empty())
+        list.add("Network adapters", words(noItemsText(page.machine, Subject::NETWORKS)));
     list.add("Host name", textFact("networks.host_name", networks.hostName));
     if (!networks.nameServers)
         list.add("Name servers", textFact("networks.name_servers", std::nullopt));

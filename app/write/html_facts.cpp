@@ -24,7 +24,7 @@ std::string ratioText(double percent)
 
 Html::Attributes attributesOf(HtmlTable::Column const& column, Html::Attributes attributes)
 {
-    constexpr std::array CLASSES = {"", "list", "word", "number"};
+    constexpr std::array CLASSES = {"", "list", "word", "word long", "number"};
     if (column.content != HtmlTable::NAME)
         attributes.push_back({"class", CLASSES.at(column.content)});
     return attributes;
@@ -96,12 +96,17 @@ void writeFact(Html& html, Fact const& fact)
             {{"data-key", fact.key}, {"class", "unknown"}, {"title", "unknown"}});
 }
 
+bool isNearlyFull(double percent)
+{
+    constexpr double NEARLY_FULL = 90;
+    return percent >= NEARLY_FULL;
+}
+
 void writeBar(Html& html, std::optional<double> percent, bool warns)
 {
     if (!percent)
         return;
-    constexpr double NEARLY_FULL = 90;
-    bool const full = warns && *percent >= NEARLY_FULL;
+    bool const full = warns && isNearlyFull(*percent);
     // The figure stands beside it, so a screen reader has no use for it.
     auto const bar =
         html.open("span", {{"class", full ? "bar full" : "bar"}, {"aria-hidden", "true"}});

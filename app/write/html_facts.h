@@ -49,6 +49,9 @@ Fact progressFact(Recovery const& recovery);
 /** Writes a fact: its text in an element with its key and its value. */
 void writeFact(Html& html, Fact const& fact);
 
+/** @return whether a bar that warns is marked by more than its length. */
+bool isNearlyFull(double percent);
+
 /** Writes a bar for a share; nothing where it is unknown. @param warns marks a nearly full one. */
 void writeBar(Html& html, std::optional<double> percent, bool warns = false);
 
@@ -91,6 +94,7 @@ public:
         NAME, ///< Broken anywhere, as names may be long and have no blanks.
         LIST, ///< Of names; does not take the place of the other columns.
         WORD, ///< Broken at blanks only.
+        LONG_WORD, ///< The same; takes the place of two words on a narrow screen.
         NUMBER ///< Never broken; at the right.
     };
 

@@ -2,6 +2,7 @@
 
 #include "app/write/display.h"
 #include "app/write/names.h"
+#include "app/write/recovery_line.h"
 
 #include <algorithm>
 #include <utility>
@@ -57,28 +58,32 @@ public:
         auto const section = m_html.open("section", {{"id", "glance"}});
         m_html.element("h2", "At a glance");
         auto const list = m_html.open("dl", {{"class", "glance"}});
-        if (m_machine.system)
-            showMachine(*m_machine.system);
-        if (m_machine.processors)
-            show(*m_machine.processors);
-        if (m_machine.memory)
-            show(*m_machine.memory);
-        if (m_machine.mounts)
-            show(*m_machine.mounts);
+        showPart(Subject::SYSTEM, "Machine", m_machine.system);
+        showPart(Subject::PROCESSORS, "Processors", m_machine.processors);
+        showPart(Subject::MEMORY, "Memory", m_machine.memory);
+        showPart(Subject::MOUNTS, "Fullest filesystem", m_machine.mounts);
         if (m_machine.system)
             showUptime(*m_machine.system);
-        if (m_machine.disks)
-            show(*m_machine.disks);
-        if (m_machine.networks)
-            show(*m_machine.networks);
-        if (m_machine.wasAskedFor(Subject::RECOVERY))
-            showRecovery();
+        showPart(Subject::DISKS, "Disks", m_machine.disks);
+        showPart(Subject::NETWORKS, "Network adapters", m_machine.networks);
+        showPart(Subject::RECOVERY, "Recovery", m_machine.recovery);
     }
 
 private:
-    void showMachine(System const& system)
+    template <class Part>
+    void showPart(Subject subject, char const* label, std::optional<Part> const& part)
     {
-        Figure figure(m_html, "Machine");
+        if (!m_machine.wasAskedFor(subject))
+            return;
+        Figure figure(m_html, label);
+        if (part)
+            show(figure, *part);
+        else
+            figure.show(words(noItemsText(m_machine, subject)));
+    }
+
+    static void show(Figure& figure, System const& system)
+    {
         std::vector<std::string> make;
         for (auto const& part : {system.vendor, system.product})
             if (part)
@@ -96,9 +101,8 @@ private:
         figure.more(Cell({{words("Linux "), textFact("system.kernel", system.kernel)}}));
     }
 
-    void show(Processors const& processors)
+    static void show(Figure& figure, Processors const& processors)
     {
-        Figure figure(m_html, "Processors");
         figure.show(numberFact("processors.count", std::optional(processors.list.size())));
         if (processors.loadsMeasured) {
             figure.bar(processors.loadPercent, false);
@@ -108,10 +112,9 @@ private:
         figure.more(textFact("processors.model", processors.model));
     }
 
-    void show(Memory const& memory)
+    static void show(Figure& figure, Memory const& memory)
     {
         auto const percent = percentOf(memory.used(), memory.total);
-        Figure figure(m_html, "Memory");
         figure.show(sizeFact("memory.total_bytes", memory.total));
         figure.bar(percent, true);
         figure.more(Cell({{words("used "), sizeFact("memory.used_bytes", memory.used()),
@@ -125,9 +128,8 @@ private:
     }
 
     /** The fullest filesystem that can become fuller. */
-    void show(std::vector<Mount> const& mounts)
+    void show(Figure& figure, std::vector<Mount> const& mounts) const
     {
-        Figure figure(m_html, "Fullest filesystem");
         size_t fullest = mounts.size();
         for (size_t i = 0; i < mounts.size(); ++i)
             if (!mounts[i].readOnly && mounts[i].usedPercent()
@@ -135,7 +137,7 @@ private:
                     || *mounts[i].usedPercent() > *mounts[fullest].usedPercent()))
                 fullest = i;
         if (fullest == mounts.size()) {
-            figure.show(words(mounts.empty() ? "none" : UNKNOWN));
+            figure.show(words(mounts.empty() ? noItemsText(m_machine, Subject::MOUNTS) : UNKNOWN));
         } else {
             std::string const key = "mounts." + std::to_string(fullest) + ".";
             Mount const& mount = mounts[fullest];
@@ -150,7 +152,7 @@ private:
             counted(static_cast<size_t>(filesystems), "filesystem", "filesystems") + " mounted"));
     }
 
-    void showUptime(System const& system)
+    void showUptime(System const& system) const
     {
         Figure figure(m_html, "Uptime");
         Fact uptime = numberFact("system.uptime_seconds", system.uptimeSeconds);
@@ -159,9 +161,8 @@ private:
         figure.more(Cell({{words("booted "), timeFact("system.boot_time", system.bootTime)}}));
     }
 
-    void show(std::vector<Disk> const& disks)
+    static void show(Figure& figure, std::vector<Disk> const& disks)
     {
-        Figure figure(m_html, "Disks");
         auto const count = [&disks](auto const& isOne) {
             return static_cast<size_t>(std::count_if(disks.begin(), disks.end(), isOne));
         };
@@ -173,9 +174,8 @@ private:
             + counted(disks.size() - physical - partitions, "further device", "further devices")));
     }
 
-    void show(Networks const& networks)
+    static void show(Figure& figure, Networks const& networks)
     {
-        Figure figure(m_html, "Network adapters");
         auto const& adapters = networks.adapters;
         figure.show(words(std::to_string(adapters.size())));
         auto const up = std::count_if(adapters.begin(), adapters.end(),
@@ -192,15 +192,12 @@ private:
                 }
     }
 
-    void showRecovery()
+    void show(Figure& figure, Recovery const& recovery) const
     {
-        Figure figure(m_html, "Recovery");
-        if (!m_machine.recovery)
-            return figure.show(
-                words(m_machine.hasProblem(Subject::RECOVERY) ? "could not be read" : "none"));
-        Recovery const& recovery = *m_machine.recovery;
         figure.show(progressFact(recovery));
         figure.bar(recovery.percent, false);
+        if (recovery.hasEnded(m_machine.time))
+            return figure.more(words(recoveryOutcome(recovery, m_machine.time)));
         std::string const share = percentOfMegabytes(recovery).value_or("");
         figure.more(
             words(stateText(recovery) + (share.empty() ? "" : ", " + share + " of the MB")));

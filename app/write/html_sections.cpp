@@ -48,9 +48,12 @@ void writeModules(PageContext const& page, std::vector<MemoryModule> const& modu
 void writeProcessors(PageContext const& page, size_t first, size_t end)
 {
     auto const& list = page.machine.processors->list;
+    std::string const firstNumber = std::to_string(list[first].number);
     HtmlTable table(page.html,
-        "Processors " + std::to_string(list[first].number) + " to "
-            + std::to_string(list[end - 1].number) + ": speeds in MHz, the load of one second",
+        (end - first == 1
+                ? "Processor " + firstNumber
+                : "Processors " + firstNumber + " to " + std::to_string(list[end - 1].number))
+            + ": speeds in MHz, the load of one second",
         {{"CPU", HtmlTable::NUMBER}, {"MIN-MHZ", HtmlTable::NUMBER}, {"MHZ", HtmlTable::NUMBER},
             {"MAX-MHZ", HtmlTable::NUMBER}, {"LOAD", HtmlTable::NUMBER}, {"NOTE", HtmlTable::WORD}},
         "narrow");
@@ -103,8 +106,12 @@ PageSection::~PageSection()
             html.element("li", notes[i],
                 {{"id", std::string(keyOf(m_subject)) + "-note-" + std::to_string(i + 1)}});
     }
-    for (std::string const& sentence : m_page.notes.unknownFacts(m_subject))
-        html.element("p", sentence, {{"class", "note"}});
+    auto const unknown = m_page.notes.unknownFacts(m_subject);
+    if (unknown.empty())
+        return;
+    auto const part = html.open("div", {{"class", "notes"}});
+    for (std::string const& sentence : unknown)
+        html.element("p", sentence);
 }
 
 Cell noteLinks(PageContext const& page, Subject subject, std::string const& item)

@@ -46,7 +46,7 @@ void writeSection(PageContext const& page, std::vector<Mount> const& mounts);
 void writeSection(PageContext const& page, Networks const& networks);
 void writeSection(PageContext const& page, Recovery const& recovery);
 
-/** Writes a sentence in place of a section's content. */
+/** Writes a sentence, in place of a table or below it. */
 void writeSentence(PageContext const& page, std::string const& text);
 
 }

@@ -57,7 +57,7 @@ border-radius:3px;background:var(--track);overflow:hidden}
 .bar.full i{background:repeating-linear-gradient(-45deg,var(--full) 0 4px,var(--track) 4px 5px)}
 .facts{display:grid;grid-template-columns:repeat(auto-fill,minmax(16rem,1fr));gap:.875rem 2rem}
 .facts dt{font-size:.75rem;color:var(--muted)}
-.notes,.note{font-size:.8125rem;line-height:1.5;color:var(--muted);max-width:48rem}
+.notes{font-size:.8125rem;line-height:1.5;color:var(--muted);max-width:48rem}
 .notes ol{counter-reset:note}
 .notes li{counter-increment:note;padding-left:1.5rem;text-indent:-1.5rem}
 .notes li::before{content:counter(note);display:inline-block;width:1.5rem;text-indent:0}
@@ -101,6 +101,7 @@ constexpr char const* TREE = R"(
 .tree .part,.tree .made{fill:var(--paper);stroke:var(--fill);stroke-width:1.5}
 .tree .track{fill:var(--track)}
 .tree .use .fill{fill:var(--fill)}
+.tree .use .full{fill:none;stroke:var(--full);stroke-width:6;stroke-dasharray:4 1}
 )";
 
 constexpr char const* NARROW = R"(
@@ -119,7 +120,7 @@ border-top:1px solid var(--line);padding:.625rem 0}
 .wide th[scope=row]{grid-column:1/-1;font-size:.875rem}
 .wide td:empty{display:none}
 .wide td.word{overflow-wrap:break-word}
-.wide td:not(.word,.number){grid-column:span 2}
+.wide td:not(.word,.number),.wide td.long{grid-column:span 2}
 .wide td::before{content:attr(data-label);display:block;font-size:.6875rem;letter-spacing:.04em;
 color:var(--muted)}
 .wide .bar{width:1.75rem;margin-right:.375rem}
@@ -154,12 +155,14 @@ h2{padding-bottom:2mm;break-after:avoid}
 .content>*+*{margin-top:4mm}
 #problems{margin:0;padding:3mm 4mm}
 table{font-size:8pt}
-caption{break-after:avoid}
+caption,thead{break-after:avoid}
+tbody{break-before:avoid}
 thead{display:table-header-group}
 thead th{letter-spacing:0}
 tr,.tree svg,.glance>div,.facts>div,li,.notes{break-inside:avoid}
 .facts{grid-template-columns:repeat(3,minmax(0,1fr));gap:2mm 4mm}
 th,td{padding-right:2mm}
+.number{padding-right:3mm}
 .columns{display:block}
 .columns>*+*{margin-top:4mm}
 .list{width:14%}

@@ -2,6 +2,7 @@
 
 #include "app/write/device_groups.h"
 #include "app/write/display.h"
+#include "app/write/html_facts.h"
 
 #include <algorithm>
 #include <set>
@@ -27,8 +28,10 @@ struct TreeRow {
     std::string details; ///< Left out on a narrow screen, unless it says where the row is drawn.
     std::string size;
     std::string all; ///< All names, for a pointer that rests and for screen readers.
+    std::string sizeInWords;
     std::optional<double> percent;
     bool isDrawnAbove = false; ///< With what lies on it.
+    bool warns = false; ///< Its bar, where it is nearly full.
 };
 
 std::string number(size_t value)
@@ -75,24 +78,46 @@ private:
         Disk const& disk = *group.disks.front();
         size_t const count = group.disks.size();
         std::string const times = count > 1 ? number(count) + " \xC3\x97 " : ""; // U+00D7
-        TreeRow row = {kindOf(disk), depth, parentRow, namesOf(group.disks), typeText(disk), "",
-            times + sizeText(disk.bytes), allNamesOf(group.disks), std::nullopt};
+        std::string const size = times + sizeText(disk.bytes);
         bool const isNew = m_drawn.insert(index).second;
-        row.isDrawnAbove = !isNew;
-        row.details = isNew ? detailsOf(disk) : "see above";
         size_t const place = m_rows.size();
-        m_rows.push_back(std::move(row));
+        m_rows.push_back({.kind = kindOf(disk),
+            .depth = depth,
+            .parentRow = parentRow,
+            .name = namesOf(group.disks),
+            .type = typeText(disk),
+            .details = isNew ? detailsOf(disk) : "see above",
+            .size = size,
+            .all = allNamesOf(group.disks),
+            .sizeInWords = disk.bytes ? size : times + "unknown size",
+            .percent = std::nullopt,
+            .isDrawnAbove = !isNew});
         if (!isNew)
             return;
         for (Mount const* const mount : group.mounts)
-            m_rows.push_back(
-                {TreeRow::MOUNT, depth + 1, place, mount->mountPoint, mount->filesystem, "",
-                    percentText(mount->usedPercent()), mount->mountPoint, mount->usedPercent()});
+            addMount(*mount, depth + 1, place);
         m_open.insert(index);
         for (size_t const child : group.children)
             if (m_open.count(child) == 0) // A device is never drawn below itself.
                 add(child, depth + 1, place);
         m_open.erase(index);
+    }
+
+    void addMount(Mount const& mount, unsigned depth, size_t parentRow)
+    {
+        auto const percent = mount.usedPercent();
+        std::string const use = percentText(percent);
+        m_rows.push_back({.kind = TreeRow::MOUNT,
+            .depth = depth,
+            .parentRow = parentRow,
+            .name = mount.mountPoint,
+            .type = mount.filesystem,
+            .details = "",
+            .size = use,
+            .all = mount.mountPoint,
+            .sizeInWords = percent ? use + " used" : "use unknown",
+            .percent = percent,
+            .warns = !mount.readOnly});
     }
 
     static TreeRow::Kind kindOf(Disk const& disk)
@@ -205,19 +230,21 @@ void writeName(Html& html, TreeRow const& row, unsigned y)
             {{"class", row.isDrawnAbove ? "type" : "details"}, {"dx", "8"}});
 }
 
-void writePercentBar(Html& html, double percent, unsigned y)
+void writePercentBar(Html& html, double percent, bool warns, unsigned y)
 {
     constexpr unsigned WIDTH = 48;
+    std::string const length = oneDecimal(std::clamp(percent, 0.0, 100.0) * WIDTH / 100);
     // At the right edge, whose place only the browser knows.
     auto const place = html.open(
         "svg", {{"x", "100%"}, {"y", number(y - 3)}, {"class", "use"}, {"overflow", "visible"}});
     html.empty("rect",
         {{"class", "track"}, {"x", "-104"}, {"width", number(WIDTH)}, {"height", "6"},
             {"rx", "3"}});
-    html.empty("rect",
-        {{"class", "fill"}, {"x", "-104"},
-            {"width", oneDecimal(std::clamp(percent, 0.0, 100.0) * WIDTH / 100)}, {"height", "6"},
-            {"rx", "3"}});
+    if (warns && isNearlyFull(percent))
+        html.empty("path", {{"class", "full"}, {"d", "M-104 3h" + length}});
+    else
+        html.empty("rect",
+            {{"class", "fill"}, {"x", "-104"}, {"width", length}, {"height", "6"}, {"rx", "3"}});
 }
 
 void writeRow(Html& html, std::vector<TreeRow> const& rows, size_t index)
@@ -239,7 +266,7 @@ void writeRow(Html& html, std::vector<TreeRow> const& rows, size_t index)
     writeSymbol(html, row, y);
     writeName(html, row, y);
     if (row.percent)
-        writePercentBar(html, *row.percent, y);
+        writePercentBar(html, *row.percent, row.warns, y);
     html.element(
         "text", row.size, {{"class", "size"}, {"x", "100%"}, {"y", number(y)}, {"dy", "0.35em"}});
 }
@@ -251,10 +278,10 @@ std::string description(std::vector<TreeRow> const& rows)
     for (TreeRow const& row : rows) {
         text += text.empty() ? "" : "; ";
         if (row.kind == TreeRow::MOUNT)
-            text += "mounted at " + row.all + ", " + row.size + " used";
+            text += "mounted at " + row.all + ", " + row.sizeInWords;
         else
             text += (row.depth > 0 ? "on " + rows[row.parentRow].all + ": " : "") + row.all + ", "
-                + row.type + ", " + row.size;
+                + row.type + ", " + row.sizeInWords;
     }
     return text + ".";
 }
@@ -265,7 +292,7 @@ void writePicture(Html& html, std::vector<TreeRow> const& rows, size_t place)
     auto const picture = html.open("svg",
         {{"xmlns", "http://www.w3.org/2000/svg"}, {"width", "100%"},
             {"height", number(rows.size() * ROW)}, {"role", "img"},
-            {"aria-labelledby", id + "-title " + id + "-desc"}});
+            {"aria-labelledby", id + "-title"}, {"aria-describedby", id + "-desc"}});
     html.element("title", rows.front().all + " and the devices on it", {{"id", id + "-title"}});
     html.element("desc", description(rows), {{"id", id + "-desc"}});
     for (size_t i = 0; i < rows.size(); ++i)

@@ -131,6 +131,11 @@ std::vector<std::string> problemTexts(std::vector<Problem> const& problems, Layo
     return texts;
 }
 
+char const* noItemsText(Machine const& machine, Subject subject)
+{
+    return machine.hasProblem(subject) ? UNREADABLE : "none";
+}
+
 std::string outcomeText(LibraryAnswer const& answer)
 {
     std::string const reason = answer.reason.empty() ? "" : ": " + printable(answer.reason);

@@ -17,7 +17,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-constexpr char const* UNREADABLE = "could not be read";
 constexpr size_t LABEL_COLUMNS = 12;
 
 /** The most lines of the parts that can be counted together. */
@@ -225,7 +224,7 @@ private:
         }
         Lines lines = physical.size() <= m_limits.disks ? each(physical) : alike(physical);
         if (lines.empty())
-            lines.emplace_back("none");
+            lines.emplace_back(noItemsText(m_machine, Subject::DISKS));
         Lines kinds;
         for (auto const& [type, count] : stacked)
             kinds.push_back(std::to_string(count) + " " + type);
@@ -304,7 +303,7 @@ private:
         }
         Lines lines = table.rows(m_layout);
         if (lines.empty())
-            lines.emplace_back("none");
+            lines.emplace_back(noItemsText(m_machine, Subject::MOUNTS));
         bool const imageLeft = std::any_of(mounts.begin(), mounts.end(), [&](Mount const& mount) {
             return mount.readOnly && std::count(shown.begin(), shown.end(), &mount) == 0;
         });
@@ -343,7 +342,7 @@ private:
     Lines recoveryLines() const
     {
         if (!m_machine.recovery)
-            return {m_machine.hasProblem(Subject::RECOVERY) ? UNREADABLE : "none"};
+            return {noItemsText(m_machine, Subject::RECOVERY)};
         Recovery const& recovery = *m_machine.recovery;
         if (recovery.hasEnded(m_machine.time))
             return wrapped(recoveryOutcome(recovery, m_machine.time), m_layout, 0, 0);

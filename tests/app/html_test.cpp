@@ -342,6 +342,69 @@ TEST(HtmlPage, marksAFullFilesystemByMoreThanAColor)
     EXPECT_THAT(app::htmlStyle(), HasSubstr(".bar.full i{background:repeating-linear-gradient("));
 }
 
+TEST(HtmlPage, saysInPlaceOfItemsWhyThereAreNone)
+{
+    Machine machine = knownMachine({Subject::DISKS, Subject::MOUNTS, Subject::NETWORKS});
+    machine.disks->clear();
+    machine.mounts->clear();
+    machine.networks->adapters.clear();
+    {
+        Page const page = pageOf(machine);
+        EXPECT_THAT(textsIn(page.withId("disks"), "p"), ElementsAre("none"));
+        EXPECT_THAT(textsIn(page.withId("mounts"), "p"), ElementsAre("none"));
+        EXPECT_THAT(page.withId("networks").text, HasSubstr("Network adaptersnone"));
+        EXPECT_THAT(page.all("table"), IsEmpty()) << "headings without rows";
+    }
+    for (Subject const subject : machine.subjects)
+        machine.problems.push_back(failureOf(subject));
+    Page const page = pageOf(machine);
+
+    EXPECT_THAT(textsIn(page.withId("disks"), "p"), ElementsAre("could not be read"));
+    EXPECT_THAT(textsIn(page.withId("mounts"), "p"), ElementsAre("could not be read"));
+    EXPECT_THAT(page.withId("networks").text, HasSubstr("Network adapterscould not be read"));
+    EXPECT_THAT(app_test::linesBehind("Disks", app_test::summaryOf(machine)),
+        ElementsAre("could not be read"));
+    EXPECT_THAT(app_test::linesBehind("Mounts", app_test::summaryOf(machine)),
+        ElementsAre("could not be read"));
+}
+
+TEST(HtmlPage, hasAPlaceAtAGlanceForEachPartThatCouldNotBeRead)
+{
+    Machine machine;
+    machine.subjects = app_test::allSubjects();
+    for (Subject const subject : machine.subjects)
+        machine.problems.push_back(failureOf(subject));
+    Page const page = pageOf(machine);
+    Element const& glance = page.withId("glance");
+
+    EXPECT_THAT(textsIn(glance, "dt"),
+        ElementsAre("Machine", "Processors", "Memory", "Fullest filesystem", "Disks",
+            "Network adapters", "Recovery"));
+    EXPECT_THAT(textsIn(glance, "dd"), testing::Each("could not be read"));
+}
+
+TEST(HtmlPage, givesTheResultOfARecoveryAtAGlance)
+{
+    Machine machine = knownMachine();
+    EXPECT_THAT(textsIn(pageOf(machine).withId("glance"), "dd"), testing::Contains("restoring"));
+
+    machine.time = 1774346400;
+    machine.recovery->recoverEnd = machine.time;
+    EXPECT_THAT(textsIn(pageOf(machine).withId("glance"), "dd"),
+        testing::Contains(testing::StartsWith("failed: ")));
+}
+
+TEST(HtmlPage, namesTheProcessorsOfATable)
+{
+    Machine machine = knownMachine({Subject::PROCESSORS});
+    EXPECT_THAT(textsIn(pageOf(machine).root(), "caption"),
+        ElementsAre(testing::StartsWith("Processors 0 to 1: ")));
+
+    machine.processors->list.resize(1);
+    EXPECT_THAT(textsIn(pageOf(machine).root(), "caption"),
+        ElementsAre(testing::StartsWith("Processor 0: ")));
+}
+
 TEST(HtmlTree, drawsDevicesThatAreAlikeInOneRow)
 {
     Page const page = pageOf(mirroredMachine());
@@ -356,6 +419,42 @@ TEST(HtmlTree, drawsDevicesThatAreAlikeInOneRow)
         "sda, sdb, disk, 2 \xC3\x97 1.0 TiB; on sda, sdb: sda1, sdb1, part, 2 \xC3\x97 1.0 TiB; on "
         "sda1, sdb1: md0, raid1, 1.0 TiB; mounted at /, 75.0 % used.");
     EXPECT_EQ(pictures.front()->attribute("role"), "img");
+}
+
+TEST(HtmlTree, saysUnknownInWordsToAScreenReader)
+{
+    Machine machine = mirroredMachine();
+    machine.mounts->front().used.reset();
+    for (app::Disk& disk : *machine.disks)
+        disk.bytes.reset();
+    Page const page = pageOf(machine);
+    Element const& picture = *page.all("svg").front();
+
+    EXPECT_EQ(textsIn(picture, "desc").front(),
+        "sda, sdb, disk, 2 \xC3\x97 unknown size; on sda, sdb: sda1, sdb1, part, 2 \xC3\x97 "
+        "unknown size; on sda1, sdb1: md0, raid1, unknown size; mounted at /, use unknown.");
+    EXPECT_EQ(
+        page.withId(picture.attribute("aria-labelledby")).text, "sda, sdb and the devices on it");
+    EXPECT_EQ(page.withId(picture.attribute("aria-describedby")).tag, "desc");
+}
+
+TEST(HtmlTree, marksAFullFilesystemByMoreThanAColor)
+{
+    auto const barOf = [](unsigned percent, bool readOnly) {
+        Machine machine = mirroredMachine();
+        machine.mounts = {mountOf("/", percent)};
+        machine.mounts->front().readOnly = readOnly;
+        machine.mounts->front().device = "md0";
+        Page const page = pageOf(machine);
+        for (Element const* const place : page.all("svg"))
+            if (place->attribute("class") == "use")
+                return place->children.back()->attribute("class");
+        return std::string("none");
+    };
+    EXPECT_EQ(barOf(89, false), "fill");
+    EXPECT_EQ(barOf(90, false), "full");
+    EXPECT_EQ(barOf(90, true), "fill");
+    EXPECT_THAT(app::htmlStyle(), HasSubstr("stroke-dasharray"));
 }
 
 TEST(HtmlTree, drawsASharedDeviceInFullOnceOnly)
@@ -418,6 +517,8 @@ TEST(Program, writesAPageForEachCommand)
         EXPECT_THAT(outcome.status, testing::AnyOf(0, 1)) << outcome.err;
         EXPECT_NO_THROW(Page{outcome.out}) << command;
     }
+    app_test::Outcome const disks = app_test::Program({"disks", "--html"}).run();
+    EXPECT_NO_THROW((void)Page(disks.out).withId("mounts")) << "the picture ends at them";
     app_test::Outcome const watch = app_test::Program({"recovery", "--watch", "--html"}).run();
     EXPECT_EQ(watch.status, 64);
     EXPECT_THAT(watch.err, HasSubstr("--watch"));
