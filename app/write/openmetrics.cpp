@@ -246,6 +246,7 @@ void Metrics::writeMounts()
         labels.emplace_back("device", mount.device);
         labels.emplace_back("network", mount.network ? "true" : "false");
         labels.emplace_back("same_as", mount.sameAs);
+        labels.emplace_back("hidden_by", mount.hiddenBy);
         return labels;
     });
     infos("dovrel_filesystem_disk_info", "A physical disk beneath the filesystem.",

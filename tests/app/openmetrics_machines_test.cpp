@@ -201,8 +201,9 @@ void compareMount(Comparison& metrics, json const& mount)
     std::map<std::string, std::string> const keys = {
         {"mountpoint", "mount_point"}, {"fstype", "filesystem"}, {"source", "source"}};
     LabelTexts const place = labelsOf(mount, keys);
-    LabelTexts labels =
-        labelsOf(mount, {{"device", "device"}, {"network", "network"}, {"same_as", "same_as"}});
+    LabelTexts labels = labelsOf(mount,
+        {{"device", "device"}, {"network", "network"}, {"same_as", "same_as"},
+            {"hidden_by", "hidden_by"}});
     labels.insert(place.begin(), place.end());
     metrics.info("dovrel_filesystem_info", labels);
     for (json const& disk : mount.at("disks")) {

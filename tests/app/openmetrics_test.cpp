@@ -316,6 +316,22 @@ TEST(OpenMetrics, namesTheMountThatStandsForTheSameFilesystem)
             testing::EndsWith("network=\"false\",same_as=\"/srv\"} 1")));
 }
 
+TEST(OpenMetrics, namesTheMountThatHidesAnother)
+{
+    Machine machine;
+    machine.subjects = {Subject::MOUNTS};
+    machine.mounts = {app_test::mountOf("/mnt", 75), app_test::mountOf("/mnt/image", 75)};
+    app::Mount& hidden = machine.mounts->at(1);
+    hidden.hiddenBy = "/mnt";
+    hidden.size = hidden.used = hidden.available = std::nullopt;
+
+    EXPECT_THAT(samplesOf(machine, "dovrel_filesystem_info"),
+        ElementsAre(testing::EndsWith("network=\"false\"} 1"),
+            testing::EndsWith("network=\"false\",hidden_by=\"/mnt\"} 1")));
+    EXPECT_THAT(samplesOf(machine, "dovrel_filesystem_size_bytes"), testing::SizeIs(1))
+        << "the sizes of a hidden one are unknown";
+}
+
 TEST(OpenMetrics, hasNoGatewaysWhereTheyAreUnknown)
 {
     Machine machine;
