@@ -127,13 +127,13 @@ OutputFile::OutputFile(std::string path) : m_path(std::move(path))
     size_t const slash = m_path.rfind('/');
     std::string const folder = slash == std::string::npos ? "." : m_path.substr(0, slash + 1);
     m_name = m_path.substr(slash + 1);
-    if (m_name.empty() || m_name == "." || m_name == "..")
-        fail("it is a folder");
     struct stat state { };
     if (lstat(m_path.c_str(), &state) == 0) {
         if (!S_ISREG(state.st_mode))
             fail(std::string("it is a ") + nameOfType(state.st_mode));
         m_mode &= state.st_mode;
+    } else if (m_name.empty()) {
+        fail(std::strerror(errno)); // A slash ends the name of a folder only.
     }
     // Checked here so that nobody waits for a reading that cannot be kept.
     if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0)

@@ -236,7 +236,9 @@ TEST(OutputFile, thatIsNoRegularFileIsRefused)
 
     expectOutputError(writerOf(fifo).run(), "it is a FIFO");
     expectOutputError(writerOf(folder.path()).run(), "it is a folder");
-    expectOutputError(writerOf(folder.path() / "new/").run(), "it is a folder");
+    expectOutputError(writerOf(folder.path() / "").run(), "it is a folder");
+    expectOutputError(writerOf(folder.path() / "..").run(), "it is a folder");
+    expectOutputError(writerOf(folder.path() / "new/").run(), "No such file or directory");
     // Not /dev/null: a program that is wrong would replace it, as root.
     std::string const socketName = folder.path() / "socket";
     testkit::Descriptor const socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
