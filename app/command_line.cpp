@@ -2,6 +2,7 @@
 
 #include "app/command_line_table.h"
 #include "app/write/TextTable.h"
+#include "app/write/display.h"
 
 #include <CLI/CLI.hpp>
 
@@ -15,6 +16,22 @@ namespace app {
 namespace {
 
 constexpr char const* VERSION = DOVREL_SYSINFO_VERSION;
+
+/** @return the commands by their names, "disks, mounts"; "all commands but library" where that is
+ * shorter. */
+std::string commandsText(unsigned commands)
+{
+    auto const namesOf = [](unsigned bits) {
+        std::vector<std::string> names;
+        for (CommandRow const& row : commandRows())
+            if (bits & row.bit)
+                names.emplace_back(row.bit == SUMMARY ? "the summary" : row.name);
+        return names;
+    };
+    auto const others = namesOf(EVERY & ~commands);
+    auto const names = namesOf(commands);
+    return others.size() < names.size() ? "all commands but " + joined(others) : joined(names);
+}
 
 /** In lines that end at the 80th column, behind those of the names. */
 std::string helpText(char const* text)
@@ -53,6 +70,15 @@ std::string examples()
         name.resize(longest, ' ');
         text += "  " + name + "  " + row.text + "\n";
     }
+    return text;
+}
+
+/** @return the help with one blank line between two groups, where the parser writes two. */
+std::string withoutWideGaps(std::string text)
+{
+    constexpr char const* WIDE_GAP = "\n\n\n";
+    for (size_t gap = 0; (gap = text.find(WIDE_GAP, gap)) != std::string::npos;)
+        text.erase(gap, 1);
     return text;
 }
 
@@ -110,25 +136,45 @@ size_t distance(std::string const& one, std::string const& other)
     return row.back();
 }
 
-/** @return "; did you mean 'disks'?", or nothing where no name is similar. */
-std::string suggestion(CLI::App const& app, std::string const& word)
+/** The names of an option that people are shown: "-o", "--columns". */
+std::vector<std::string> namesOf(OptionRow const& row)
 {
     std::vector<std::string> names;
+    std::istringstream stream(*row.description ? row.names : "");
+    for (std::string name; std::getline(stream, name, ',');)
+        names.push_back(name);
+    return names;
+}
+
+/** @return "; did you mean 'disks'?", or nothing where no name is similar. */
+std::string suggestion(CLI::App const& app, std::string const& name)
+{
+    auto const lettersOf = [](std::string const& text) {
+        return text.substr(std::min(text.find_first_not_of('-'), text.size()));
+    };
+    std::string const letters = lettersOf(name);
+    constexpr size_t FEWEST_LETTERS = 3; // Of the beginning of a name.
+    constexpr size_t FEW_LETTERS = 5;
+    size_t least = letters.size() < FEW_LETTERS ? 2 : 3; // One more than typing errors.
+    std::string text;
+    auto const compare = [&](std::string const& candidate, std::string const& owners) {
+        std::string const other = lettersOf(candidate);
+        bool const isBeginning = letters.size() >= FEWEST_LETTERS && other.starts_with(letters);
+        size_t const errors = isBeginning ? 1 : distance(other, letters);
+        if (errors >= least || candidate.starts_with("-") != candidate.starts_with("--"))
+            return;
+        least = errors;
+        text = "; did you mean '" + candidate + "'" + owners + "?";
+    };
     for (CLI::App const* const command : app.get_subcommands({}))
-        names.push_back(command->get_name());
-    for (CLI::Option const* const option : app.get_options())
-        for (std::string const& name : option->get_lnames())
-            if (!option->get_group().empty())
-                names.push_back("--" + name);
-    std::string const given = word.substr(0, word.find('='));
-    auto const nearest = std::min_element(
-        names.begin(), names.end(), [&given](std::string const& one, std::string const& other) {
-            return distance(one, given) < distance(other, given);
-        });
-    constexpr size_t MOST_TYPING_ERRORS = 2;
-    if (nearest == names.end() || distance(*nearest, given) > MOST_TYPING_ERRORS)
-        return "";
-    return "; did you mean '" + *nearest + "'?";
+        compare(command->get_name(), "");
+    // Of names that are as similar, the command's own come first.
+    for (bool const own : {true, false})
+        for (OptionRow const& row : optionRows())
+            for (std::string const& candidate : namesOf(row))
+                if ((app.get_option_no_throw(candidate) != nullptr) == own)
+                    compare(candidate, own ? "" : ", an option of " + commandsText(row.commands));
+    return text;
 }
 
 /** @return the message for arguments that nothing accepts. */
@@ -137,9 +183,16 @@ std::string unexpected(CLI::App const& options)
     auto const chosen = options.get_subcommands();
     CLI::App const& app = chosen.empty() ? options : *chosen.front();
     std::string const word = options.remaining(true).front();
+    std::string const name = word.substr(0, word.find('='));
+    for (OptionRow const& row : optionRows())
+        for (std::string const& other : namesOf(row))
+            if (other == name)
+                return app.get_option_no_throw(name)
+                    ? name + " must stand behind '" + app.get_name() + "'"
+                    : name + " is an option of " + commandsText(row.commands);
     bool const command = chosen.empty() && !word.starts_with('-');
     return (command ? "unknown command '" : "unexpected argument '") + word + "'"
-        + suggestion(app, word);
+        + suggestion(app, name);
 }
 
 /** @return the message for an option that lacks its value or has too many. */
@@ -165,7 +218,7 @@ void checkCombinations(CommandLine const& line)
         throw UsageError(
             line.outputOption + std::string(" has all facts: leave out -o and --list-columns"));
     if (line.output == CommandLine::OPENMETRICS && line.library)
-        throw UsageError("--openmetrics has no use with library");
+        throw UsageError("--openmetrics is an option of " + commandsText(EVERY_BUT_LIBRARY));
     bool const showsOneMoment =
         line.output == CommandLine::OPENMETRICS || line.output == CommandLine::HTML;
     if (showsOneMoment && line.watchInterval)
@@ -196,7 +249,7 @@ CommandLine readCommandLine(int argc, char const* const* argv)
     } catch (CLI::Success const& answer) {
         std::ostringstream text;
         (void)options.exit(answer, text, text);
-        line.text = text.str();
+        line.text = withoutWideGaps(text.str());
         // The parser reports the version before it reads --output, so neither goes to the file.
         line.outputFile.reset();
         return line;

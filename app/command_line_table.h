@@ -29,7 +29,8 @@ enum CommandBit : unsigned {
     RECOVERY = 128,
     LIBRARY = 256,
     ALL = 512,
-    EVERY = 1023
+    EVERY = 1023,
+    EVERY_BUT_LIBRARY = EVERY & ~LIBRARY
 };
 
 struct CommandRow {

@@ -96,11 +96,36 @@ TEST(CommandLine, suggestsASimilarName)
         "dovrel-sysinfo: unexpected argument '--tre'; did you mean '--tree'?");
     EXPECT_EQ(complaintAbout({"--colour=never"}),
         "dovrel-sysinfo: unexpected argument '--colour=never'; did you mean '--color'?");
+    EXPECT_EQ(
+        complaintAbout({"mem"}), "dovrel-sysinfo: unknown command 'mem'; did you mean 'memory'?");
+    EXPECT_EQ(complaintAbout({"disks", "tree"}),
+        "dovrel-sysinfo: unexpected argument 'tree'; did you mean '--tree'?");
+}
+
+TEST(CommandLine, namesTheCommandsThatHaveAnOption)
+{
+    EXPECT_EQ(complaintAbout({"memory", "--tree"}), "dovrel-sysinfo: --tree is an option of disks");
+    EXPECT_EQ(complaintAbout({"--tree"}), "dovrel-sysinfo: --tree is an option of disks");
+    EXPECT_EQ(complaintAbout({"system", "--columns=NAME"}),
+        "dovrel-sysinfo: --columns is an option of cpus, disks, mounts, networks");
+    EXPECT_EQ(complaintAbout({"disks", "--no-usage"}),
+        "dovrel-sysinfo: --no-usage is an option of the summary, cpus, all");
+    EXPECT_EQ(complaintAbout({"memory", "--tre"}),
+        "dovrel-sysinfo: unexpected argument '--tre'; did you mean '--tree', an option of disks?");
+    EXPECT_EQ(complaintAbout({"--bytes", "memory"}),
+        "dovrel-sysinfo: --bytes must stand behind 'memory'");
+    for (std::vector<std::string> const& arguments :
+        {std::vector<std::string>{"library", "--openmetrics"}, {"--openmetrics", "library"}})
+        EXPECT_EQ(complaintAbout(arguments),
+            "dovrel-sysinfo: --openmetrics is an option of all commands but library");
 }
 
 TEST(CommandLine, suggestsNothingWhereNoNameIsSimilar)
 {
     EXPECT_EQ(complaintAbout({"firmware"}), "dovrel-sysinfo: unknown command 'firmware'");
+    EXPECT_EQ(complaintAbout({"memory", "-x"}), "dovrel-sysinfo: unexpected argument '-x'");
+    EXPECT_EQ(complaintAbout({"disks", "--describe"}),
+        "dovrel-sysinfo: unexpected argument '--describe'");
     EXPECT_EQ(complaintAbout({"--describ"}), "dovrel-sysinfo: unexpected argument '--describ'")
         << "nobody is shown this option";
 }
@@ -109,6 +134,16 @@ TEST(CommandLine, helpCallsACommandACommand)
 {
     EXPECT_THAT(
         Program({"--help"}).run().out, HasSubstr("Usage: dovrel-sysinfo [OPTIONS] [COMMAND]\n"));
+}
+
+TEST(CommandLine, helpHasOneBlankLineBetweenTwoGroups)
+{
+    for (char const* const command : {"disks", "all"}) {
+        std::string const help = Program({command, "--help"}).run().out;
+        EXPECT_THAT(help, HasSubstr(".\n\nGeneral:\n"));
+        EXPECT_THAT(help, Not(HasSubstr("\n\n\n")));
+    }
+    EXPECT_THAT(Program({"--help"}).run().out, Not(HasSubstr("\n\n\n")));
 }
 
 TEST(CommandLine, saysThatAnOptionNeedsAValue)

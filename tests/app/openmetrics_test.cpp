@@ -434,12 +434,13 @@ TEST(OpenMetrics, isWrittenForTheWholeMachineAndForOneSubject)
 TEST(OpenMetrics, isNoOutputOfTheLibraryCommandAndOfAWatch)
 {
     std::pair<std::vector<std::string>, std::string> const refused[] = {
-        {{"library", "--openmetrics"}, "library"},
-        {{"recovery", "--watch", "--openmetrics"}, "--watch"}};
+        {{"library", "--openmetrics"}, "is an option of all commands but library"},
+        {{"--openmetrics", "library"}, "is an option of all commands but library"},
+        {{"recovery", "--watch", "--openmetrics"}, "has no use with --watch"}};
     for (auto const& [arguments, reason] : refused) {
         app_test::Outcome const outcome = app_test::Program(arguments).run();
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_THAT(outcome.err, HasSubstr("--openmetrics has no use with " + reason));
+        EXPECT_THAT(outcome.err, HasSubstr("--openmetrics " + reason));
     }
 }
