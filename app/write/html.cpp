@@ -4,7 +4,7 @@
 #include "app/write/html_glance.h"
 #include "app/write/html_sections.h"
 #include "app/write/html_style.h"
-#include "app/write/json_values.h"
+#include "app/write/exact_values.h"
 #include "app/write/names.h"
 
 #include <algorithm>

@@ -1,7 +1,8 @@
 #include "app/write/json.h"
 
 #include "app/write/JsonWriter.h"
-#include "app/write/json_values.h"
+#include "app/write/exact_values.h"
+#include "app/write/names.h"
 
 #include <array>
 #include <type_traits>
@@ -220,7 +221,7 @@ private:
     void write(MemoryModule const& module)
     {
         m_json.beginObject();
-        add("slot", knownText(module.slot));
+        add("slot", nonEmpty(module.slot));
         add("size_bytes", module.bytes);
         add("type", module.type);
         add("transfers_per_second", transfersPerSecond(module.speed));
@@ -233,7 +234,7 @@ private:
         add("name", disk.name);
         add("label", disk.label);
         add("type", typeText(disk));
-        add("device", knownText(disk.device));
+        add("device", nonEmpty(disk.device));
         add("size_bytes", disk.bytes);
         add("kind", wordOf(disk.kind()));
         add("transport", disk.transport);
@@ -243,7 +244,7 @@ private:
         add("removable", disk.removable);
         add("logical_sector_bytes", disk.logicalSector);
         add("physical_sector_bytes", disk.physicalSector);
-        add("parent", knownText(disk.parent));
+        add("parent", nonEmpty(disk.parent));
         add("slaves", disk.slaves);
         add("partitions", partitionsOf(*m_machine.disks, disk));
         addLibrary(Subject::DISKS, disk.name);
@@ -258,7 +259,7 @@ private:
         add("filesystem", mount.filesystem);
         add("read_only", mount.readOnly);
         add("network", mount.network);
-        add("device", knownText(mount.device));
+        add("device", nonEmpty(mount.device));
         add("disks", mount.disks);
         add("size_bytes", mount.size);
         add("used_bytes", mount.used);
@@ -266,8 +267,8 @@ private:
         add("used_ratio", ratioOf(mount.usedPercent()));
         add("inodes", mount.inodes);
         add("free_inodes", mount.freeInodes);
-        add("hidden_by", knownText(mount.hiddenBy));
-        add("same_as", knownText(mount.sameAs));
+        add("hidden_by", nonEmpty(mount.hiddenBy));
+        add("same_as", nonEmpty(mount.sameAs));
         addLibrary(Subject::MOUNTS, mount.mountPoint);
         m_json.endObject();
     }
@@ -308,9 +309,8 @@ private:
 
     void write(Recovery const& recovery)
     {
-        constexpr std::array STATES = {"idle", "early", "restoring", "final_sync", "later"};
         writeRecovery(
-            STATES.at(static_cast<size_t>(recovery.phase())), recovery.operation, recovery);
+            PHASE_WORDS.at(static_cast<size_t>(recovery.phase())), recovery.operation, recovery);
     }
 
     void write(NoRecovery /*none*/) { writeRecovery("none", std::nullopt, {}); }
@@ -349,11 +349,11 @@ private:
     {
         m_json.beginObject();
         add("subject", difference.subject);
-        add("item", knownText(difference.item));
-        add("fact", knownText(difference.fact));
+        add("item", nonEmpty(difference.item));
+        add("fact", nonEmpty(difference.fact));
         m_json.key("library");
         writeLibraryValue(difference);
-        add("reason", knownText(difference.reason));
+        add("reason", nonEmpty(difference.reason));
         m_json.endObject();
     }
 
@@ -364,7 +364,7 @@ private:
         add("query", answer.query);
         add("subject", subject);
         add("outcome", OUTCOMES.at(answer.outcome));
-        add("reason", knownText(answer.reason));
+        add("reason", nonEmpty(answer.reason));
         add("duration_seconds", answer.seconds);
         add("records", answer.records);
         m_json.endObject();
@@ -373,7 +373,7 @@ private:
     void write(LibraryRecord const& record)
     {
         m_json.beginObject();
-        add("to_string", knownText(record.text));
+        add("to_string", nonEmpty(record.text));
         m_json.key("getters");
         m_json.beginObject();
         for (LibraryField const& field : record.fields)

@@ -10,46 +10,50 @@
 
 namespace app {
 
-std::string subjectText(Subject subject)
+namespace {
+
+struct SubjectNames {
+    char const* key;
+    char const* text;
+    char const* command;
+};
+
+SubjectNames namesOf(Subject subject)
 {
     switch (subject) {
     case Subject::SYSTEM:
-        return "system";
+        return {"system", "system", "system"};
     case Subject::PROCESSORS:
-        return "processors";
+        return {"processors", "processors", "cpus"};
     case Subject::MEMORY:
-        return "memory";
+        return {"memory", "memory", "memory"};
     case Subject::DISKS:
-        return "disks";
+        return {"disks", "disks", "disks"};
     case Subject::MOUNTS:
-        return "mounted filesystems";
+        return {"mounts", "mounted filesystems", "mounts"};
     case Subject::NETWORKS:
-        return "network adapters";
+        return {"networks", "network adapters", "networks"};
     case Subject::RECOVERY:
         break;
     }
-    return "recovery";
+    return {"recovery", "recovery", "recovery"};
+}
+
+}
+
+char const* keyOf(Subject subject)
+{
+    return namesOf(subject).key;
+}
+
+std::string subjectText(Subject subject)
+{
+    return namesOf(subject).text;
 }
 
 std::string commandText(Subject subject)
 {
-    switch (subject) {
-    case Subject::SYSTEM:
-        return "dovrel-sysinfo system";
-    case Subject::PROCESSORS:
-        return "dovrel-sysinfo cpus";
-    case Subject::MEMORY:
-        return "dovrel-sysinfo memory";
-    case Subject::DISKS:
-        return "dovrel-sysinfo disks";
-    case Subject::MOUNTS:
-        return "dovrel-sysinfo mounts";
-    case Subject::NETWORKS:
-        return "dovrel-sysinfo networks";
-    case Subject::RECOVERY:
-        break;
-    }
-    return "dovrel-sysinfo recovery";
+    return std::string("dovrel-sysinfo ") + namesOf(subject).command;
 }
 
 std::string phaseText(RecoveryPhase phase)

@@ -10,6 +10,9 @@
 /** Facts in words that more than one output uses. */
 namespace app {
 
+/** @return the key of a subject in JSON, which stands for it in other outputs, too: "mounts". */
+char const* keyOf(Subject subject);
+
 /** @return "processors", as in "cannot read the processors". */
 std::string subjectText(Subject subject);
 

@@ -1,10 +1,10 @@
 #include "app/write/openmetrics.h"
 
 #include "app/write/Exposition.h"
-#include "app/write/json_values.h"
+#include "app/write/exact_values.h"
+#include "app/write/names.h"
 
 #include <algorithm>
-#include <array>
 #include <functional>
 
 namespace app {
@@ -323,11 +323,10 @@ void Metrics::writeRecovery()
     if (!m_machine.recovery)
         return;
     Recovery const& recovery = *m_machine.recovery;
-    constexpr std::array PHASES = {"idle", "early", "restoring", "final_sync", "later"};
     m_out.family("dovrel_recovery_phase", "1 for the recovery's phase, 0 for the others.");
-    for (size_t i = 0; i < PHASES.size(); ++i)
-        m_out.sample(
-            {{"phase", PHASES.at(i)}}, std::optional(i == static_cast<size_t>(recovery.phase())));
+    for (size_t i = 0; i < PHASE_WORDS.size(); ++i)
+        m_out.sample({{"phase", PHASE_WORDS.at(i)}},
+            std::optional(i == static_cast<size_t>(recovery.phase())));
     gauge("dovrel_recovery_operation", "The engine's number of the operation, 0 where it has none.",
         recovery.operation);
     gauge("dovrel_recovery_start_timestamp_seconds", "Start of the recovery, since 1970.",

@@ -1,19 +1,16 @@
 #pragma once
 
-#include "app/model/Problem.h"
-
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 
-/** Facts in the units and the words of the JSON documents and the metrics. */
+/** Facts as programs read them, in the units and the words of JSON, the metrics and the page's
+ * attributes. */
 namespace app {
 
 inline constexpr uint64_t MEGA = 1'000'000;
 inline constexpr uint64_t MIB = 1'048'576;
-
-/** @return the key of a subject, which also stands for it in other places of a document. */
-char const* keyOf(Subject subject);
 
 /** @return a local time with its zone, "2026-03-24T14:05:09+01:00" as in RFC 3339; nothing for
  * years of more than four digits, which it does not have. */
@@ -30,7 +27,10 @@ std::optional<uint64_t> times(uint64_t factor, std::optional<uint64_t> number);
 std::optional<std::string> wordOf(std::optional<std::string> const& text);
 
 /** @return nothing for an empty string. */
-std::optional<std::string> knownText(std::string const& text);
+std::optional<std::string> nonEmpty(std::string const& text);
+
+/** The words for the phases of a recovery, in the order of `RecoveryPhase`. */
+inline constexpr std::array PHASE_WORDS = {"idle", "early", "restoring", "final_sync", "later"};
 
 /** @return a memory module's speed, "3200 MT/s". Earlier versions of dmidecode(8) wrote the same
  * figure as "3200 MHz (0.3 ns)". */

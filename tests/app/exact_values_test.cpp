@@ -1,4 +1,4 @@
-#include "app/write/json_values.h"
+#include "app/write/exact_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 
 using app::transfersPerSecond;
 
-TEST(JsonValues, haveTheSpeedOfAModuleAsANumber)
+TEST(ExactValues, haveTheSpeedOfAModuleAsANumber)
 {
     EXPECT_EQ(transfersPerSecond("3200 MT/s"), 3'200'000'000U);
     EXPECT_EQ(transfersPerSecond("667 MHz"), 667'000'000U) << "as dmidecode 3.1 writes it";
@@ -19,7 +19,7 @@ TEST(JsonValues, haveTheSpeedOfAModuleAsANumber)
     EXPECT_EQ(transfersPerSecond(std::nullopt), std::nullopt);
 }
 
-TEST(JsonValues, haveNoTimeAfterTheYear9999)
+TEST(ExactValues, haveNoTimeAfterTheYear9999)
 {
     constexpr int64_t LAST_YEAR = 253'402'214'400;
     constexpr int64_t NEXT_YEAR = LAST_YEAR + 259'200;
@@ -32,7 +32,7 @@ TEST(JsonValues, haveNoTimeAfterTheYear9999)
     EXPECT_EQ(app::timestamp(std::nullopt), std::nullopt);
 }
 
-TEST(JsonValues, haveWordsInLowerCaseWithoutBlanks)
+TEST(ExactValues, haveWordsInLowerCaseWithoutBlanks)
 {
     EXPECT_EQ(app::wordOf("no carrier"), "no_carrier");
     EXPECT_EQ(app::wordOf("HDD"), "hdd");
@@ -40,14 +40,14 @@ TEST(JsonValues, haveWordsInLowerCaseWithoutBlanks)
     EXPECT_EQ(app::wordOf(std::nullopt), std::nullopt);
 }
 
-TEST(JsonValues, haveRatiosInStepsOfAHundredthOfAPercent)
+TEST(ExactValues, haveRatiosInStepsOfAHundredthOfAPercent)
 {
     EXPECT_EQ(app::ratioOf(12.345678), 0.1235);
     EXPECT_EQ(app::ratioOf(150), 1.5);
     EXPECT_EQ(app::ratioOf(std::nullopt), std::nullopt);
 }
 
-TEST(JsonValues, keepUnitsOfMoreThan32Bits)
+TEST(ExactValues, keepUnitsOfMoreThan32Bits)
 {
     EXPECT_EQ(app::times(app::MEGA, 10'400), 10'400'000'000U);
     EXPECT_EQ(app::times(app::MIB, std::numeric_limits<uint32_t>::max()), 4'503'599'626'321'920U);

@@ -1,4 +1,4 @@
-#include "app/write/json_values.h"
+#include "app/write/exact_values.h"
 
 #include <algorithm>
 #include <array>
@@ -6,27 +6,6 @@
 #include <ctime>
 
 namespace app {
-
-char const* keyOf(Subject subject)
-{
-    switch (subject) {
-    case Subject::SYSTEM:
-        return "system";
-    case Subject::PROCESSORS:
-        return "processors";
-    case Subject::MEMORY:
-        return "memory";
-    case Subject::DISKS:
-        return "disks";
-    case Subject::MOUNTS:
-        return "mounts";
-    case Subject::NETWORKS:
-        return "networks";
-    case Subject::RECOVERY:
-        break;
-    }
-    return "recovery";
-}
 
 std::optional<std::string> timestamp(std::optional<int64_t> seconds)
 {
@@ -69,7 +48,7 @@ std::optional<std::string> wordOf(std::optional<std::string> const& text)
     return word;
 }
 
-std::optional<std::string> knownText(std::string const& text)
+std::optional<std::string> nonEmpty(std::string const& text)
 {
     return text.empty() ? std::nullopt : std::optional(text);
 }
