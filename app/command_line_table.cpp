@@ -147,8 +147,8 @@ constexpr OptionRow OPTIONS[] = {
         [](CommandLine& line, std::string const&) {
             chooseOutput(line, CommandLine::HTML, "--html");
         }},
-    {"--openmetrics", "", EVERY_BUT_LIBRARY, "Write metrics for monitoring. An unknown fact has none.", OTHER,
-        "",
+    {"--openmetrics", "", EVERY_BUT_LIBRARY,
+        "Write metrics for monitoring. An unknown fact has none.", OTHER, "",
         [](CommandLine& line, std::string const&) {
             chooseOutput(line, CommandLine::OPENMETRICS, "--openmetrics");
         }},

@@ -1,7 +1,7 @@
 #include "app/write/display.h"
+#include "app/write/exact_values.h"
 #include "app/write/html_sections.h"
 #include "app/write/html_tree.h"
-#include "app/write/exact_values.h"
 #include "app/write/names.h"
 #include "app/write/table.h"
 
