@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,13 +38,13 @@ bool isAddition(std::string const& list);
  * choice; empty for all that have an importance.
  * @throws ColumnError
  */
-template <class Row, size_t COUNT> std::vector<ColumnOf<Row>> chosenColumns(
-    ColumnOf<Row> const (&all)[COUNT], std::string const& choice, std::string const& usual = "")
+template <class Row> std::vector<ColumnOf<Row>> chosenColumns(
+    std::span<ColumnOf<Row> const> all, std::string const& choice, std::string const& usual)
 {
     auto const find = [&all](std::string const& name) {
-        auto const column = std::find_if(std::begin(all), std::end(all),
+        auto const column = std::find_if(all.begin(), all.end(),
             [&name](ColumnOf<Row> const& candidate) { return name == candidate.name; });
-        if (column == std::end(all) || name.empty())
+        if (column == all.end() || name.empty())
             throw ColumnError("unknown column '" + name + "'; --list-columns lists them");
         return *column;
     };
@@ -56,7 +57,7 @@ template <class Row, size_t COUNT> std::vector<ColumnOf<Row>> chosenColumns(
                 chosen.back().importance = USUAL_IMPORTANCE;
         }
         if (usual.empty())
-            std::copy_if(std::begin(all), std::end(all), std::back_inserter(chosen),
+            std::copy_if(all.begin(), all.end(), std::back_inserter(chosen),
                 [](ColumnOf<Row> const& column) { return column.importance > 0; });
     }
     for (std::string const& name : columnNames(choice)) {
@@ -88,14 +89,39 @@ TextTable tableOf(std::vector<Row> const& rows, std::vector<ColumnOf<Row>> const
     return table;
 }
 
-/** The columns as a table themselves. */
-template <class Row, size_t COUNT> TextTable columnList(ColumnOf<Row> const (&all)[COUNT])
-{
-    TextTable table({{"COLUMN"}, {"MEANING"}});
-    for (auto const& column : all)
-        if (*column.name) // Bars have none.
-            table.addRow({column.name, column.description});
-    return table;
-}
+/** A subject's table with columns for one type of row. */
+template <class Row> class ColumnTable : public SubjectTable {
+public:
+    /** @param columns must outlive the object. */
+    explicit ColumnTable(std::span<ColumnOf<Row> const> columns) : m_columns(columns) { }
+
+    void check(std::string const& columns) const final
+    {
+        (void)chosenColumns(m_columns, columns, "");
+    }
+
+    TextTable columns() const final
+    {
+        TextTable table({{"COLUMN"}, {"MEANING"}});
+        for (auto const& column : m_columns)
+            if (*column.name) // Bars have none.
+                table.addRow({column.name, column.description});
+        return table;
+    }
+
+    TextTable table(TableRequest const& request) const final
+    {
+        return tableOf(rows(request),
+            chosenColumns(m_columns, request.options.columns, usualColumns(request.options)));
+    }
+
+private:
+    virtual std::vector<Row> rows(TableRequest const& request) const = 0;
+
+    /** @return as in `chosenColumns`. */
+    virtual char const* usualColumns(TableOptions const& /*options*/) const { return ""; }
+
+    std::span<ColumnOf<Row> const> m_columns;
+};
 
 }

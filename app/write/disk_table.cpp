@@ -106,24 +106,21 @@ std::string branches(DeviceNode const& node)
     return text + (utf8 ? "\xE2\x94\x9C\xE2\x94\x80" : "|-");
 }
 
-class DiskTable : public SubjectTable {
+class DiskTable : public ColumnTable<DeviceRow> {
 public:
-    void check(std::string const& columns) const override
-    {
-        (void)chosenColumns(DEVICE_COLUMNS, columns);
-    }
-
-    TextTable columns() const override { return columnList(DEVICE_COLUMNS); }
-
-    TextTable table(TableRequest const& request) const override
-    {
-        bool const tree = request.options.diskTree;
-        return tableOf(tree ? treeRows(request) : diskRows(request),
-            chosenColumns(DEVICE_COLUMNS, request.options.columns,
-                tree ? "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE" : ""));
-    }
+    DiskTable() : ColumnTable(DEVICE_COLUMNS) { }
 
 private:
+    std::vector<DeviceRow> rows(TableRequest const& request) const override
+    {
+        return request.options.diskTree ? treeRows(request) : diskRows(request);
+    }
+
+    char const* usualColumns(TableOptions const& options) const override
+    {
+        return options.diskTree ? "NAME,TYPE,SIZE,MOUNTPOINTS,NOTE" : "";
+    }
+
     static std::vector<DeviceRow> treeRows(TableRequest const& request)
     {
         std::vector<DeviceRow> rows;

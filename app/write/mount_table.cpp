@@ -51,23 +51,9 @@ constexpr ColumnOf<MountRow> MOUNT_COLUMNS[] = {
     {"NOTE", "the numbers of notes", LEFT, 92, [](MountRow const& row) { return row.marks; }},
 };
 
-class MountTable : public SubjectTable {
+class MountTable : public ColumnTable<MountRow> {
 public:
-    void check(std::string const& columns) const override
-    {
-        (void)chosenColumns(MOUNT_COLUMNS, columns);
-    }
-
-    TextTable columns() const override { return columnList(MOUNT_COLUMNS); }
-
-    TextTable table(TableRequest const& request) const override
-    {
-        std::vector<MountRow> rows;
-        for (Mount const& mount : *request.machine.mounts)
-            if (mount.sameAs.empty())
-                rows.push_back({request.row(Subject::MOUNTS, mount.mountPoint), mount});
-        return tableOf(rows, chosenColumns(MOUNT_COLUMNS, request.options.columns));
-    }
+    MountTable() : ColumnTable(MOUNT_COLUMNS) { }
 
     std::string details(TableRequest const& request) const override
     {
@@ -77,6 +63,16 @@ public:
             for (std::string const& line : wrapped(sentence, layout, 0, 2))
                 text += line + "\n";
         return text;
+    }
+
+private:
+    std::vector<MountRow> rows(TableRequest const& request) const override
+    {
+        std::vector<MountRow> list;
+        for (Mount const& mount : *request.machine.mounts)
+            if (mount.sameAs.empty())
+                list.push_back({request.row(Subject::MOUNTS, mount.mountPoint), mount});
+        return list;
     }
 };
 

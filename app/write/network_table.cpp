@@ -59,27 +59,9 @@ constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
         [](AdapterRow const& row) { return onceOnly(row, row.marks); }},
 };
 
-class NetworkTable : public SubjectTable {
+class NetworkTable : public ColumnTable<AdapterRow> {
 public:
-    void check(std::string const& columns) const override
-    {
-        (void)chosenColumns(ADAPTER_COLUMNS, columns);
-    }
-
-    TextTable columns() const override { return columnList(ADAPTER_COLUMNS); }
-
-    TextTable table(TableRequest const& request) const override
-    {
-        std::vector<AdapterRow> rows;
-        for (Adapter const& adapter : request.machine.networks->adapters) {
-            RowContext const shared = request.row(Subject::NETWORKS, adapter.name);
-            if (adapter.addresses.empty())
-                rows.push_back({shared, adapter, nullptr, true});
-            for (Address const& address : adapter.addresses)
-                rows.push_back({shared, adapter, &address, &address == &adapter.addresses.front()});
-        }
-        return tableOf(rows, chosenColumns(ADAPTER_COLUMNS, request.options.columns));
-    }
+    NetworkTable() : ColumnTable(ADAPTER_COLUMNS) { }
 
     std::string details(TableRequest const& request) const override
     {
@@ -90,6 +72,20 @@ public:
                 ? networks.nameServers->empty() ? "none" : joined(*networks.nameServers)
                 : UNKNOWN);
         return details.text(request.options.layout);
+    }
+
+private:
+    std::vector<AdapterRow> rows(TableRequest const& request) const override
+    {
+        std::vector<AdapterRow> list;
+        for (Adapter const& adapter : request.machine.networks->adapters) {
+            RowContext const shared = request.row(Subject::NETWORKS, adapter.name);
+            if (adapter.addresses.empty())
+                list.push_back({shared, adapter, nullptr, true});
+            for (Address const& address : adapter.addresses)
+                list.push_back({shared, adapter, &address, &address == &adapter.addresses.front()});
+        }
+        return list;
     }
 };
 

@@ -36,23 +36,9 @@ constexpr ColumnOf<ProcessorRow> PROCESSOR_COLUMNS[] = {
     {"NOTE", "the numbers of notes", LEFT, 90, [](ProcessorRow const& row) { return row.marks; }},
 };
 
-class ProcessorTable : public SubjectTable {
+class ProcessorTable : public ColumnTable<ProcessorRow> {
 public:
-    void check(std::string const& columns) const override
-    {
-        (void)chosenColumns(PROCESSOR_COLUMNS, columns);
-    }
-
-    TextTable columns() const override { return columnList(PROCESSOR_COLUMNS); }
-
-    TextTable table(TableRequest const& request) const override
-    {
-        std::vector<ProcessorRow> rows;
-        for (Processor const& processor : request.machine.processors->list)
-            rows.push_back(
-                {request.row(Subject::PROCESSORS, std::to_string(processor.number)), processor});
-        return tableOf(rows, chosenColumns(PROCESSOR_COLUMNS, request.options.columns));
-    }
+    ProcessorTable() : ColumnTable(PROCESSOR_COLUMNS) { }
 
     std::string details(TableRequest const& request) const override
     {
@@ -65,6 +51,16 @@ public:
         if (processors.loadsMeasured)
             details.add("Load of all", percentText(processors.loadPercent));
         return details.text(request.options.layout);
+    }
+
+private:
+    std::vector<ProcessorRow> rows(TableRequest const& request) const override
+    {
+        std::vector<ProcessorRow> list;
+        for (Processor const& processor : request.machine.processors->list)
+            list.push_back(
+                {request.row(Subject::PROCESSORS, std::to_string(processor.number)), processor});
+        return list;
     }
 };
 
