@@ -106,6 +106,14 @@ private:
             m_json.value(std::conditional_t<std::is_signed_v<Number>, int64_t, uint64_t>{number});
     }
 
+    /** Writes a part of the machine, an item of a list or the like as an object. */
+    template <class Record> std::enable_if_t<std::is_class_v<Record>> write(Record const& record)
+    {
+        m_json.beginObject();
+        addMembers(record);
+        m_json.endObject();
+    }
+
     void write(LibraryValue const& value)
     {
         std::visit([this](auto const& content) { write(content); }, value);
@@ -149,9 +157,8 @@ private:
         m_json.endObject();
     }
 
-    void write(System const& system)
+    void addMembers(System const& system)
     {
-        m_json.beginObject();
         add("host_name", system.hostName);
         add("vendor", system.vendor);
         add("product", system.product);
@@ -170,12 +177,10 @@ private:
         add("boot_time", timestamp(system.bootTime));
         add("uptime_seconds", system.uptimeSeconds);
         addLibrary(Subject::SYSTEM, "");
-        m_json.endObject();
     }
 
-    void write(Processors const& processors)
+    void addMembers(Processors const& processors)
     {
-        m_json.beginObject();
         add("count", processors.list.size());
         add("model", processors.model);
         add("sockets", processors.sockets);
@@ -184,12 +189,10 @@ private:
         add("load_ratio", ratioOf(processors.loadPercent));
         add("list", processors.list);
         addLibrary(Subject::PROCESSORS, "");
-        m_json.endObject();
     }
 
-    void write(Processor const& processor)
+    void addMembers(Processor const& processor)
     {
-        m_json.beginObject();
         add("number", processor.number);
         add("socket", processor.socket);
         add("core", processor.core);
@@ -199,12 +202,10 @@ private:
         add("highest_hertz", times(MEGA, processor.highestMHz));
         add("load_ratio", ratioOf(processor.loadPercent));
         addLibrary(Subject::PROCESSORS, std::to_string(processor.number));
-        m_json.endObject();
     }
 
-    void write(Memory const& memory)
+    void addMembers(Memory const& memory)
     {
-        m_json.beginObject();
         add("total_bytes", memory.total);
         add("used_bytes", memory.used());
         add("available_bytes", memory.available);
@@ -215,22 +216,18 @@ private:
         add("swap_used_bytes", memory.swapUsed());
         add("modules", memory.modules);
         addLibrary(Subject::MEMORY, "");
-        m_json.endObject();
     }
 
-    void write(MemoryModule const& module)
+    void addMembers(MemoryModule const& module)
     {
-        m_json.beginObject();
         add("slot", nonEmpty(module.slot));
         add("size_bytes", module.bytes);
         add("type", module.type);
         add("transfers_per_second", transfersPerSecond(module.speed));
-        m_json.endObject();
     }
 
-    void write(Disk const& disk)
+    void addMembers(Disk const& disk)
     {
-        m_json.beginObject();
         add("name", disk.name);
         add("label", disk.label);
         add("type", typeText(disk));
@@ -248,12 +245,10 @@ private:
         add("slaves", disk.slaves);
         add("partitions", partitionsOf(*m_machine.disks, disk));
         addLibrary(Subject::DISKS, disk.name);
-        m_json.endObject();
     }
 
-    void write(Mount const& mount)
+    void addMembers(Mount const& mount)
     {
-        m_json.beginObject();
         add("mount_point", mount.mountPoint);
         add("source", mount.source);
         add("filesystem", mount.filesystem);
@@ -270,22 +265,18 @@ private:
         add("hidden_by", nonEmpty(mount.hiddenBy));
         add("same_as", nonEmpty(mount.sameAs));
         addLibrary(Subject::MOUNTS, mount.mountPoint);
-        m_json.endObject();
     }
 
-    void write(Networks const& networks)
+    void addMembers(Networks const& networks)
     {
-        m_json.beginObject();
         add("host_name", networks.hostName);
         add("adapters", networks.adapters);
         add("name_servers", networks.nameServers);
         addLibrary(Subject::NETWORKS, "");
-        m_json.endObject();
     }
 
-    void write(Adapter const& adapter)
+    void addMembers(Adapter const& adapter)
     {
-        m_json.beginObject();
         add("name", adapter.name);
         add("kind", wordOf(adapter.kind));
         add("state", wordOf(adapter.state));
@@ -295,31 +286,27 @@ private:
         add("addresses", adapter.addresses);
         add("gateways", adapter.gateways);
         addLibrary(Subject::NETWORKS, adapter.name);
-        m_json.endObject();
     }
 
-    void write(Address const& address)
+    void addMembers(Address const& address)
     {
-        m_json.beginObject();
         add("address", address.text);
         add("prefix_length", address.prefixLength);
         add("scope", address.scope);
-        m_json.endObject();
     }
 
-    void write(Recovery const& recovery)
+    void addMembers(Recovery const& recovery)
     {
-        writeRecovery(
+        addRecoveryMembers(
             PHASE_WORDS.at(static_cast<size_t>(recovery.phase())), recovery.operation, recovery);
     }
 
-    void write(NoRecovery /*none*/) { writeRecovery("none", std::nullopt, {}); }
+    void addMembers(NoRecovery /*none*/) { addRecoveryMembers("none", std::nullopt, {}); }
 
-    void writeRecovery(
+    void addRecoveryMembers(
         char const* state, std::optional<int32_t> operation, Recovery const& recovery)
     {
         auto const done = recovery.percent;
-        m_json.beginObject();
         add("state", state);
         add("operation", operation);
         add("done_ratio", ratioOf(done ? std::optional<double>(*done) : std::nullopt));
@@ -332,29 +319,24 @@ private:
         add("recover_end", timestamp(recovery.recoverEnd));
         add("restore_start", timestamp(recovery.restoreStart));
         add("restore_end", timestamp(recovery.restoreEnd));
-        m_json.endObject();
     }
 
-    void write(Problem const& problem)
+    void addMembers(Problem const& problem)
     {
-        m_json.beginObject();
         add("subject", problem.subject);
         add("fact", problem.fact);
         add("reason", problem.reason);
         add("source", problem.source);
-        m_json.endObject();
     }
 
-    void write(Difference const& difference)
+    void addMembers(Difference const& difference)
     {
-        m_json.beginObject();
         add("subject", difference.subject);
         add("item", nonEmpty(difference.item));
         add("fact", nonEmpty(difference.fact));
         m_json.key("library");
         writeLibraryValue(difference);
         add("reason", nonEmpty(difference.reason));
-        m_json.endObject();
     }
 
     void writeQuery(Subject subject, LibraryAnswer const& answer)
@@ -370,15 +352,13 @@ private:
         m_json.endObject();
     }
 
-    void write(LibraryRecord const& record)
+    void addMembers(LibraryRecord const& record)
     {
-        m_json.beginObject();
         add("to_string", nonEmpty(record.text));
         m_json.key("getters");
         m_json.beginObject();
         for (LibraryField const& field : record.fields)
             add(field.getter, field.value);
-        m_json.endObject();
         m_json.endObject();
     }
 
