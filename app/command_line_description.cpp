@@ -1,6 +1,5 @@
 #include "app/command_line_table.h"
-
-#include <nlohmann/json.hpp>
+#include "app/write/JsonWriter.h"
 
 #include <sstream>
 
@@ -8,15 +7,20 @@ namespace app {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-Json words(std::string const& text, char separator)
+void writeWords(JsonWriter& json, char const* name, std::string const& text, char separator)
 {
-    Json list = Json::array();
+    json.key(name);
+    json.beginArray();
     std::istringstream stream(text);
     for (std::string word; std::getline(stream, word, separator);)
-        list.push_back(word);
-    return list;
+        json.value(word);
+    json.endArray();
+}
+
+void writeText(JsonWriter& json, char const* name, char const* text)
+{
+    json.key(name);
+    json.value(text);
 }
 
 char const* kindOf(Values values)
@@ -34,45 +38,87 @@ char const* kindOf(Values values)
     return "other";
 }
 
-Json describe(OptionRow const& option)
+void write(JsonWriter& json, OptionRow const& option)
 {
-    Json commands = Json::array();
+    json.beginObject();
+    writeWords(json, "names", option.names, ',');
+    writeText(json, "value", option.value);
+    json.key("general");
+    json.value(option.isGeneral());
+    json.key("commands");
+    json.beginArray();
     for (CommandRow const& command : commandRows())
         if (option.commands & command.bit)
-            commands.push_back(command.name);
-    return {{"names", words(option.names, ',')}, {"value", option.value},
-        {"general", option.isGeneral()}, {"commands", commands},
-        {"description", option.description}, {"values", kindOf(option.values)},
-        {"words", words(option.words, ' ')}};
+            json.value(command.name);
+    json.endArray();
+    writeText(json, "description", option.description);
+    writeText(json, "values", kindOf(option.values));
+    writeWords(json, "words", option.words, ' ');
+    json.endObject();
 }
 
-Json describe(std::span<NamedText const> rows)
+void writeRows(JsonWriter& json, char const* name, std::span<NamedText const> rows)
 {
-    Json list = Json::array();
-    for (NamedText const& row : rows)
-        list.push_back({{"name", row.name}, {"text", row.text}});
-    return list;
+    json.key(name);
+    json.beginArray();
+    for (NamedText const& row : rows) {
+        json.beginObject();
+        writeText(json, "name", row.name);
+        writeText(json, "text", row.text);
+        json.endObject();
+    }
+    json.endArray();
+}
+
+void writeCommands(JsonWriter& json)
+{
+    json.key("commands");
+    json.beginArray();
+    for (CommandRow const& command : commandRows()) {
+        json.beginObject();
+        writeText(json, "name", command.name);
+        writeText(json, "alias", command.alias);
+        writeText(json, "description", command.description);
+        json.endObject();
+    }
+    json.endArray();
+}
+
+void writeExitStatuses(JsonWriter& json)
+{
+    json.key("exit_statuses");
+    json.beginArray();
+    for (ExitStatusRow const& row : exitStatusRows()) {
+        json.beginObject();
+        json.key("status");
+        json.value(int64_t{row.status});
+        writeText(json, "meaning", row.meaning);
+        json.endObject();
+    }
+    json.endArray();
 }
 
 }
 
 std::string describeCommandLine(char const* version)
 {
-    Json document = {{"program", PROGRAM_NAME}, {"version", version},
-        {"description", PROGRAM_DESCRIPTION}, {"commands", Json::array()},
-        {"options", Json::array()}, {"exit_statuses", Json::array()},
-        {"examples", describe(exampleRows())}, {"environment", describe(environmentRows())}};
-    for (CommandRow const& command : commandRows())
-        document["commands"].push_back({{"name", command.name}, {"alias", command.alias},
-            {"description", command.description}});
+    JsonWriter json(JsonWriter::INDENTED);
+    json.beginObject();
+    writeText(json, "program", PROGRAM_NAME);
+    writeText(json, "version", version);
+    writeText(json, "description", PROGRAM_DESCRIPTION);
+    writeCommands(json);
+    json.key("options");
+    json.beginArray();
     for (OptionRow const& option : optionRows())
         if (*option.description)
-            document["options"].push_back(describe(option));
-    for (ExitStatusRow const& row : exitStatusRows())
-        document["exit_statuses"].push_back(
-            {{"status", static_cast<int>(row.status)}, {"meaning", row.meaning}});
-    constexpr int INDENTATION = 2;
-    return document.dump(INDENTATION) + "\n";
+            write(json, option);
+    json.endArray();
+    writeExitStatuses(json);
+    writeRows(json, "examples", exampleRows());
+    writeRows(json, "environment", environmentRows());
+    json.endObject();
+    return json.text() + "\n";
 }
 
 }
