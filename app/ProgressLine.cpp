@@ -1,6 +1,5 @@
 #include "app/ProgressLine.h"
 
-#include "app/write/names.h"
 #include "app/write/standard_streams.h"
 
 #include <array>
@@ -78,9 +77,8 @@ ProgressLine::~ProgressLine()
     while (m_child > 0 && waitpid(m_child, nullptr, 0) < 0 && errno == EINTR) { }
 }
 
-void ProgressLine::show(Subject subject)
+void ProgressLine::show(std::string const& text)
 {
-    std::string const text = "reading the " + subjectText(subject) + " ...";
     if (m_texts >= 0)
         (void)send(m_texts, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }

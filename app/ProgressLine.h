@@ -1,14 +1,12 @@
 #pragma once
 
-#include "app/model/Problem.h"
-
 #include <string>
 #include <sys/types.h>
 
 namespace app {
 
 /**
- * A line on standard error that names the subject being read, where reading takes longer than a
+ * A line on standard error that names what is being read, where reading takes longer than a
  * measurement of loads; nothing where standard error is no terminal.
  *
  * A child process draws it, because the program itself waits in a query. A thread would not do: the
@@ -26,7 +24,8 @@ public:
     /** Leaves an empty line with the cursor at its beginning. */
     ~ProgressLine();
 
-    void show(Subject subject);
+    /** Names what is being read: "reading the disks ...". */
+    void show(std::string const& text);
 
 private:
     [[noreturn]] static void draw(int texts);

@@ -28,9 +28,13 @@ std::string commandsText(unsigned commands)
                 names.emplace_back(row.bit == SUMMARY ? "the summary" : row.name);
         return names;
     };
+    if ((commands & EVERY) != 0)
+        commands &= EVERY;
     auto const others = namesOf(EVERY & ~commands);
     auto const names = namesOf(commands);
-    return others.size() < names.size() ? "all commands but " + joined(others) : joined(names);
+    return (commands & EVERY) != 0 && others.size() < names.size()
+        ? "all commands but " + joined(others)
+        : joined(names);
 }
 
 /** In lines that end at the 80th column, behind those of the names. */
@@ -117,6 +121,32 @@ void addOptions(CLI::App& app, CommandBit command, CommandLine& line)
         if (row.commands & command)
             addOption(app, row, line);
     app.footer(command == SUMMARY ? examples() + "\n" + exitStatuses() : exitStatuses());
+}
+
+/** Adds the file of a command that takes one. What stands behind that of replay is left alone. */
+void addArgument(CLI::App& app, CommandRow const& row, CommandLine& line)
+{
+    if (!*row.argument)
+        return;
+    app.usage(
+        std::string("Usage: ") + PROGRAM_NAME + " " + row.name + " [OPTIONS] " + row.argument);
+    app.prefix_command(row.bit == REPLAY);
+    app.add_option_function<std::string>("FILE",
+           [&line](std::string const& file) {
+               if (!line.recording)
+                   line.recording.emplace();
+               line.recording->file = file;
+           })
+        ->required()
+        ->group("");
+}
+
+/** @throws UsageError where an option stands before record or replay, which it does not affect. */
+void checkNothingBefore(CLI::App const& options, CLI::App const& command)
+{
+    for (CLI::Option const* const option : options.get_options())
+        if (option->count() > 0)
+            throw UsageError(option->get_name() + " has no use before " + command.get_name());
 }
 
 /** @return the least number of letters to add, to remove or to replace: Levenshtein's distance. */
@@ -242,6 +272,7 @@ CommandLine readCommandLine(int argc, char const* const* argv)
         if (*row.alias)
             command->alias(row.alias);
         addOptions(*command, row.bit, line);
+        addArgument(*command, row, line);
         command->group("Commands")->callback([&line, &row] { row.choose(line); });
     }
     try {
@@ -259,6 +290,16 @@ CommandLine readCommandLine(int argc, char const* const* argv)
         throw UsageError(mismatch(error));
     } catch (CLI::ParseError const& error) {
         throw UsageError(error.what());
+    }
+    if (line.recording) {
+        CLI::App const& command = *options.get_subcommands().front();
+        checkNothingBefore(options, command);
+        line.recording->command = options.remaining(true);
+        if (line.recording->action == RecordingLine::REPLAY)
+            return line;
+        if (!line.recording->command.empty())
+            throw UsageError("unexpected argument '" + line.recording->command.front() + "'");
+        return line;
     }
     // Behind "--" the parser drops the name of a command.
     if (!options.remaining(true).empty())

@@ -7,8 +7,20 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace app {
+
+/** The arguments of `record` and `replay`. */
+struct RecordingLine {
+    enum Action { RECORD, REPLAY, CHECK };
+
+    Action action = RECORD;
+    std::string file;
+    bool redact = false;
+    bool force = false;
+    std::vector<std::string> command; ///< What is replayed: the arguments of another run.
+};
 
 /** The arguments of one run. */
 struct CommandLine {
@@ -29,6 +41,7 @@ struct CommandLine {
     std::chrono::steady_clock::duration toolLimit = std::chrono::seconds(5);
     unsigned traceLevel = 0;
     std::optional<std::chrono::steady_clock::duration> watchInterval;
+    std::optional<RecordingLine> recording; ///< In place of what the other members say.
     bool describe = false; ///< Write the description of the command line in place of anything else.
     std::optional<std::string> text; ///< Help or version: written in place of anything else.
 };

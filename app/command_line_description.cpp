@@ -78,6 +78,7 @@ void writeCommands(JsonWriter& json)
         json.beginObject();
         writeText(json, "name", command.name);
         writeText(json, "alias", command.alias);
+        writeText(json, "argument", command.argument);
         writeText(json, "description", command.description);
         json.endObject();
     }

@@ -87,6 +87,11 @@ template <Subject SUBJECT> void chooseTable(CommandLine& line)
     chooseTables(line, {SUBJECT});
 }
 
+RecordingLine& recordingOf(CommandLine& line)
+{
+    return line.recording ? *line.recording : line.recording.emplace();
+}
+
 constexpr CommandRow COMMANDS[] = {
     {SUMMARY, "", "", "A summary of at most 24 lines",
         [](CommandLine& line) { line.subjects = allSubjects(); }},
@@ -110,6 +115,14 @@ constexpr CommandRow COMMANDS[] = {
         }},
     {ALL, "all", "", "All tables, one below the other",
         [](CommandLine& line) { chooseTables(line, allSubjects()); }},
+    {RECORD, "record", "", "Save all that the queries read on this machine",
+        [](CommandLine& line) { recordingOf(line).action = RecordingLine::RECORD; }, "FILE.tar.gz"},
+    {REPLAY, "replay", "", "Run a command on a recorded machine",
+        [](CommandLine& line) {
+            if (recordingOf(line).action == RecordingLine::RECORD)
+                recordingOf(line).action = RecordingLine::REPLAY;
+        },
+        "FILE.tar.gz [COMMAND ...]"},
 };
 
 constexpr auto OTHER = Values::OTHER;
@@ -137,7 +150,18 @@ constexpr OptionRow OPTIONS[] = {
         [](CommandLine& line, std::string const& value) {
             line.watchInterval = secondsOf("--watch", value.empty() ? "1" : value);
         }},
-    {"-h,--help", "", EVERY, "Show this help.", OTHER, "", nullptr},
+    {"--redact", "", RECORD,
+        "Replace what must not leave the house: serial numbers, UUIDs, addresses, names of hosts, "
+        "users and volumes. Equal values stay equal. A report lists how many were replaced.",
+        OTHER, "", [](CommandLine& line, std::string const&) { recordingOf(line).redact = true; }},
+    {"--force", "", RECORD, "Overwrite an existing FILE.tar.gz.", OTHER, "",
+        [](CommandLine& line, std::string const&) { recordingOf(line).force = true; }},
+    {"--check", "", REPLAY,
+        "Compare with what the recorded machine itself reported, in place of a command.", OTHER, "",
+        [](CommandLine& line, std::string const&) {
+            recordingOf(line).action = RecordingLine::CHECK;
+        }},
+    {"-h,--help", "", EVERY | RECORD | REPLAY, "Show this help.", OTHER, "", nullptr},
     {"--version", "", EVERY, "Show the version.", OTHER, "", nullptr},
     {"--json", "", EVERY, "Write JSON. An unknown fact is null.", OTHER, "",
         [](CommandLine& line, std::string const&) {
@@ -160,7 +184,7 @@ constexpr OptionRow OPTIONS[] = {
         [](CommandLine& line, std::string const&) { line.headings = false; }},
     {"--color", "WHEN", EVERY, "Color the screen: auto (default: on a terminal), always or never.",
         Values::WORDS, "auto always never", storeColor},
-    {"--tool-limit", "SECONDS", EVERY,
+    {"--tool-limit", "SECONDS", EVERY | RECORD,
         "The longest time for each tool, each query of the library and the sizes of the "
         "filesystems (5).",
         OTHER, "",
@@ -185,9 +209,13 @@ constexpr ExitStatusRow EXIT_STATUSES[] = {
         "no recovery has been started on this machine; only of recovery without --watch"},
     {EXIT_STATUS_RECOVERY_FAILED,
         "the recovery that --watch followed has failed; 0 where its result is unknown"},
+    {EXIT_STATUS_DIFFERENT, "replay --check found differences"},
     {EXIT_STATUS_USAGE, "the arguments are wrong"},
+    {EXIT_STATUS_ARCHIVE, "the file of replay is no recording, or cannot be read"},
+    {EXIT_STATUS_NO_NAMESPACE, "this machine does not let replay make a user namespace"},
     {EXIT_STATUS_INTERNAL, "out of memory, or another failure inside the program"},
-    {EXIT_STATUS_OUTPUT, "standard output or the file of --output could not be written"},
+    {EXIT_STATUS_OUTPUT,
+        "standard output, the file of --output or that of record could not be written"},
     {EXIT_STATUS_INTERRUPTED, "Ctrl-C, SIGTERM or SIGHUP ended --watch"},
 };
 
@@ -197,6 +225,8 @@ constexpr NamedText EXAMPLES[] = {
     {"dovrel-sysinfo all --output FILE", "all tables for a support case"},
     {"dovrel-sysinfo --json | jq .memory", "facts for a script"},
     {"dovrel-sysinfo recovery --watch", "follow a recovery to its end"},
+    {"dovrel-sysinfo record --redact FILE.tar.gz", "this machine for a support case"},
+    {"dovrel-sysinfo replay FILE.tar.gz disks", "the disks of the recorded machine"},
 };
 
 constexpr NamedText ENVIRONMENT[] = {

@@ -29,7 +29,9 @@ enum CommandBit : unsigned {
     RECOVERY = 128,
     LIBRARY = 256,
     ALL = 512,
-    EVERY = 1023,
+    EVERY = 1023, ///< All commands that show the machine.
+    RECORD = 1024,
+    REPLAY = 2048,
     EVERY_BUT_LIBRARY = EVERY & ~LIBRARY
 };
 
@@ -39,6 +41,7 @@ struct CommandRow {
     char const* alias; ///< A shorter name, or empty.
     char const* description;
     void (*choose)(CommandLine&);
+    char const* argument = ""; ///< "FILE COMMAND..."; empty where the command takes none.
 };
 
 /** The values that a shell can offer for an option. */
@@ -53,7 +56,7 @@ struct OptionRow {
     char const* words; ///< "auto always never"
     void (*store)(CommandLine&, std::string const& value); ///< Null for help and version.
 
-    bool isGeneral() const { return commands == EVERY; }
+    bool isGeneral() const { return (commands & EVERY) == EVERY; }
 };
 
 struct ExitStatusRow {

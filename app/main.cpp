@@ -4,6 +4,9 @@
 #include "app/exit_status.h"
 #include "app/read/TraceOutput.h"
 #include "app/read/read_machine.h"
+#include "app/recording/ArchiveError.h"
+#include "app/recording/replay_root.h"
+#include "app/recording_commands.h"
 #include "app/watch/recovery_watch.h"
 #include "app/write/display.h"
 #include "app/write/html.h"
@@ -176,7 +179,9 @@ ExitStatus show(CommandLine const& line, TraceOutput& trace)
         // A trace on the same terminal is a sign of life too, and would tear the line.
         ProgressLine progress(line.traceLevel == 0);
         machine = readMachine({line.subjects, line.loads, line.toolLimit,
-                                  [&progress](Subject subject) { progress.show(subject); }},
+                                  [&progress](Subject subject) {
+                                      progress.show("reading the " + subjectText(subject) + " ...");
+                                  }},
             trace);
     }
     size_t const linesAbove = complainOf(machine, line);
@@ -209,15 +214,24 @@ ExitStatus watch(CommandLine const& line, TraceOutput& trace)
     return end.interrupted ? EXIT_STATUS_INTERRUPTED : EXIT_STATUS_OK;
 }
 
+ExitStatus showOnce(CommandLine const& line)
+{
+    if (line.listColumns)
+        return listColumns(line);
+    TraceOutput trace(line.traceLevel, showTrace);
+    return line.watchInterval ? watch(line, trace) : show(line, trace);
+}
+
 ExitStatus run(int argc, char const* const* argv)
 {
     CommandLine const line = readCommandLine(argc, argv);
     if (line.text)
         return Destination(line).write(*line.text, EXIT_STATUS_OK);
-    if (line.listColumns)
-        return listColumns(line);
-    TraceOutput trace(line.traceLevel, showTrace);
-    return line.watchInterval ? watch(line, trace) : show(line, trace);
+    if (line.recording && line.recording->action == RecordingLine::RECORD)
+        return recordMachine(*line.recording, line);
+    if (line.recording)
+        return replayRecording(*line.recording, argv, showOnce);
+    return showOnce(line);
 }
 
 }
@@ -241,6 +255,12 @@ int main(int argc, char** argv)
     } catch (app::OutputFileError const& error) {
         app::complain(error.what());
         return app::EXIT_STATUS_OUTPUT;
+    } catch (app::ArchiveError const& error) {
+        app::complain(error.what());
+        return app::EXIT_STATUS_ARCHIVE;
+    } catch (app::NamespaceError const& error) {
+        app::complain(error.what());
+        return app::EXIT_STATUS_NO_NAMESPACE;
     } catch (std::exception const& error) {
         app::complain(error.what());
         return app::EXIT_STATUS_INTERNAL;

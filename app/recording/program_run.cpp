@@ -40,19 +40,6 @@ constexpr char const* OWN_PROGRAM = "/proc/self/exe";
     _exit(NOT_FOUND);
 }
 
-std::string readToEnd(int file)
-{
-    std::string text;
-    std::array<char, 65536> piece;
-    for (;;) {
-        ssize_t const count = read(file, piece.data(), piece.size());
-        if (count > 0)
-            text.append(piece.data(), static_cast<size_t>(count));
-        else if (count == 0 || errno != EINTR)
-            return text;
-    }
-}
-
 }
 
 std::string preloadedObject()
@@ -81,6 +68,37 @@ ProgramRunResult runPreloaded(std::vector<std::string> const& arguments,
     close(ends[0]);
     while (waitpid(child, &result.status, 0) < 0 && errno == EINTR) { }
     return result;
+}
+
+void checkPreloadedObject()
+{
+    std::string const object = preloadedObject();
+    if (access(object.c_str(), R_OK) != 0)
+        throw RecordingError(object + ": " + std::generic_category().message(errno)
+            + "; the program is not installed completely");
+    if (object.find_first_of(" :") != std::string::npos)
+        throw RecordingError(object + ": a path with blanks or colons cannot be preloaded");
+}
+
+void startPreloaded(char const* const* arguments)
+{
+    checkPreloadedObject();
+    setenv("LD_PRELOAD", preloadedObject().c_str(), 1);
+    execv(OWN_PROGRAM, const_cast<char* const*>(arguments));
+    fail("execv");
+}
+
+std::string readToEnd(int file)
+{
+    std::string text;
+    std::array<char, 65536> piece;
+    for (;;) {
+        ssize_t const count = read(file, piece.data(), piece.size());
+        if (count > 0)
+            text.append(piece.data(), static_cast<size_t>(count));
+        else if (count == 0 || errno != EINTR)
+            return text;
+    }
 }
 
 }

@@ -1,10 +1,17 @@
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace app {
+
+/** Why a machine cannot be recorded or replayed. */
+class RecordingError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 /** @return the path of the object that is preloaded into the program, whether it exists or not. */
 std::string preloadedObject();
@@ -23,5 +30,15 @@ struct ProgramRunResult {
  */
 ProgramRunResult runPreloaded(std::vector<std::string> const& arguments,
     std::vector<std::pair<std::string, std::string>> const& variables);
+
+/** Starts this program again with the object preloaded, in place of this process.
+ * @throws std::system_error, RecordingError where the object is missing */
+[[noreturn]] void startPreloaded(char const* const* arguments);
+
+/** @throws RecordingError where the object cannot be preloaded */
+void checkPreloadedObject();
+
+/** @return what can be read until the end or an error. */
+std::string readToEnd(int file);
 
 }

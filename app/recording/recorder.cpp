@@ -75,21 +75,11 @@ void addTimeZone(Recording& recording)
     recording.files.push_back(std::move(file));
 }
 
-void checkObject()
-{
-    std::string const object = preloadedObject();
-    if (access(object.c_str(), R_OK) != 0)
-        throw RecordingError(object + ": " + std::generic_category().message(errno)
-            + "; the program is not installed completely");
-    if (object.find_first_of(" :") != std::string::npos)
-        throw RecordingError(object + ": a path with blanks or colons cannot be preloaded");
-}
-
 }
 
 Recording recordMachine(RecorderOptions const& options)
 try {
-    checkObject();
+    checkPreloadedObject();
     Recording recording;
     recording.version = options.version;
     recording.architecture = ARCHITECTURE;

@@ -1,19 +1,13 @@
 #pragma once
 
 #include "app/recording/Recording.h"
+#include "app/recording/program_run.h"
 
 #include <chrono>
 #include <functional>
-#include <stdexcept>
 #include <string>
 
 namespace app {
-
-/** Why a machine cannot be recorded. */
-class RecordingError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 struct RecorderOptions {
     std::string version; ///< of the program

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace app {
+
+/** @return a line for each value in which two JSON documents differ: its path, the recorded and the
+ * replayed value. A line of its own says that one of them is no document. */
+std::string documentDifferences(std::string const& recorded, std::string const& replayed);
+
+}

@@ -1,0 +1,169 @@
+#include "app/recording_commands.h"
+
+#include "app/OutputFile.h"
+#include "app/ProgressLine.h"
+#include "app/command_line_table.h"
+#include "app/recording/archive.h"
+#include "app/recording/document_differences.h"
+#include "app/recording/program_run.h"
+#include "app/recording/recorder.h"
+#include "app/recording/redaction.h"
+#include "app/recording/replay_root.h"
+#include "app/write/display.h"
+#include "app/write/standard_streams.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace app {
+
+namespace {
+
+std::string counted(size_t count, char const* name)
+{
+    return std::to_string(count) + " " + name + (count == 1 ? "" : "s");
+}
+
+/** @return the lines for the person who recorded. */
+std::string report(Recording const& recording, std::string const& file)
+{
+    auto const count = [&](auto const& matches) {
+        return static_cast<size_t>(
+            std::count_if(recording.files.begin(), recording.files.end(), matches));
+    };
+    size_t const files = count([](RecordedFile const& item) { return item.opened; });
+    size_t const unreadable =
+        count([](RecordedFile const& item) { return item.error == EACCES || item.error == EPERM; });
+    std::string text = printable(file) + ": " + counted(files, "file") + ", "
+        + counted(recording.tools.size(), "run") + " of tools, "
+        + counted(recording.answers.size(), "answer") + " of calls\n";
+    if (unreadable > 0)
+        text += counted(unreadable, "file") + " may be read by root alone\n";
+    for (Replacement const& replacement : recording.replacements)
+        text += "replaced: " + replacement.kind + ", " + counted(replacement.values, "value")
+            + " in " + counted(replacement.occurrences, "place") + "\n";
+    return text;
+}
+
+ExitStatus written(std::string const& text, ExitStatus status)
+{
+    if (int const error = writeWhole(STDOUT_FILENO, text); error != 0)
+        throw OutputFileError(
+            std::string("cannot write to standard output: ") + std::strerror(error));
+    return status;
+}
+
+/** What a command wrote, and its status. */
+struct Replayed {
+    std::string output;
+    ExitStatus status = EXIT_STATUS_OK;
+};
+
+/** Runs a command on the recorded machine in a child process. */
+Replayed replayed(Recording const& recording, CommandLine const& line,
+    std::function<ExitStatus(CommandLine)> const& show)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe2");
+    pid_t const child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        ExitStatus status = EXIT_STATUS_INTERNAL;
+        try {
+            enterRecording(recording);
+            status = show(line);
+        } catch (NamespaceError const& error) {
+            complain(error.what());
+            status = EXIT_STATUS_NO_NAMESPACE;
+        } catch (std::exception const& error) {
+            complain(error.what());
+        }
+        _exit(status);
+    }
+    close(ends[1]);
+    Replayed result;
+    result.output = readToEnd(ends[0]);
+    close(ends[0]);
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) { }
+    result.status =
+        WIFEXITED(status) ? static_cast<ExitStatus>(WEXITSTATUS(status)) : EXIT_STATUS_INTERNAL;
+    return result;
+}
+
+ExitStatus check(Recording const& recording, std::function<ExitStatus(CommandLine)> const& show)
+{
+    char const* const arguments[] = {PROGRAM_NAME, "all", "--json"};
+    Replayed const result =
+        replayed(recording, readCommandLine(std::size(arguments), arguments), show);
+    if (result.output.empty())
+        return result.status;
+    if (result.output == recording.document)
+        return written("The replay equals what the recorded machine reported.\n", EXIT_STATUS_OK);
+    return written(documentDifferences(recording.document, result.output), EXIT_STATUS_DIFFERENT);
+}
+
+CommandLine commandIn(RecordingLine const& line)
+{
+    std::vector<char const*> arguments = {PROGRAM_NAME};
+    for (std::string const& argument : line.command)
+        arguments.push_back(argument.c_str());
+    CommandLine command = readCommandLine(static_cast<int>(arguments.size()), arguments.data());
+    if (command.recording)
+        throw UsageError("replay takes a command that shows a machine");
+    if (command.watchInterval)
+        throw UsageError("--watch has no use with replay, where nothing changes");
+    return command;
+}
+
+}
+
+ExitStatus recordMachine(RecordingLine const& line, CommandLine const& all)
+{
+    constexpr unsigned OWNER_ONLY = 0600;
+    OutputFile const file(
+        line.file, OWNER_ONLY, line.force ? OutputFile::REPLACED : OutputFile::KEPT);
+    Recording recording;
+    {
+        ProgressLine progress(true);
+        recording = recordMachine(
+            {DOVREL_SYSINFO_VERSION, all.toolLimit, [&progress](std::string const& query) {
+                 progress.show("recording: " + query + " ...");
+             }});
+    }
+    if (line.redact)
+        redact(recording);
+    file.write(archiveOf(recording));
+    return written(report(recording, line.file), EXIT_STATUS_OK);
+}
+
+ExitStatus replayRecording(
+    RecordingLine const& line, Arguments arguments, std::function<ExitStatus(CommandLine)> show)
+{
+    CommandLine command = commandIn(line);
+    if (command.text)
+        return show(command);
+    if (!isPreloaded())
+        startPreloaded(arguments);
+    Recording const recording = readRecording(line.file);
+    if (line.action == RecordingLine::CHECK)
+        return check(recording, show);
+    if (!command.outputFile) {
+        enterRecording(recording);
+        return show(command);
+    }
+    OutputFile const file(*std::exchange(command.outputFile, std::nullopt));
+    Replayed const result = replayed(recording, command, show);
+    if (result.status != EXIT_STATUS_NO_NAMESPACE && result.status != EXIT_STATUS_INTERNAL)
+        file.write(result.output);
+    return result.status;
+}
+
+}
