@@ -128,17 +128,17 @@ void addArgument(CLI::App& app, CommandRow const& row, CommandLine& line)
 {
     if (!*row.argument)
         return;
-    app.usage(
-        std::string("Usage: ") + PROGRAM_NAME + " " + row.name + " [OPTIONS] " + row.argument);
     app.prefix_command(row.bit == REPLAY);
-    app.add_option_function<std::string>("FILE",
+    app.add_option_function<std::string>(
+           "FILE",
            [&line](std::string const& file) {
                if (!line.recording)
                    line.recording.emplace();
                line.recording->file = file;
-           })
+           },
+           helpText(row.argument))
         ->required()
-        ->group("");
+        ->type_name(" ");
 }
 
 /** @throws UsageError where an option stands before record or replay, which it does not affect. */

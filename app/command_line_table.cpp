@@ -116,13 +116,15 @@ constexpr CommandRow COMMANDS[] = {
     {ALL, "all", "", "All tables, one below the other",
         [](CommandLine& line) { chooseTables(line, allSubjects()); }},
     {RECORD, "record", "", "Save all that the queries read on this machine",
-        [](CommandLine& line) { recordingOf(line).action = RecordingLine::RECORD; }, "FILE.tar.gz"},
+        [](CommandLine& line) { recordingOf(line).action = RecordingLine::RECORD; },
+        "The archive that is written, NAME.tar.gz."},
     {REPLAY, "replay", "", "Run a command on a recorded machine",
         [](CommandLine& line) {
             if (recordingOf(line).action == RecordingLine::RECORD)
                 recordingOf(line).action = RecordingLine::REPLAY;
         },
-        "FILE.tar.gz [COMMAND ...]"},
+        "A recording. Behind it stands a command with its options, 'replay FILE disks --tree'; "
+        "without one: a summary."},
 };
 
 constexpr auto OTHER = Values::OTHER;

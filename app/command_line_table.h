@@ -41,7 +41,7 @@ struct CommandRow {
     char const* alias; ///< A shorter name, or empty.
     char const* description;
     void (*choose)(CommandLine&);
-    char const* argument = ""; ///< "FILE COMMAND..."; empty where the command takes none.
+    char const* argument = ""; ///< What its FILE is; empty where it takes none.
 };
 
 /** The values that a shell can offer for an option. */

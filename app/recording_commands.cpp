@@ -25,7 +25,7 @@ namespace app {
 
 namespace {
 
-std::string counted(size_t count, char const* name)
+std::string counted(uint64_t count, char const* name)
 {
     return std::to_string(count) + " " + name + (count == 1 ? "" : "s");
 }
@@ -34,11 +34,11 @@ std::string counted(size_t count, char const* name)
 std::string report(Recording const& recording, std::string const& file)
 {
     auto const count = [&](auto const& matches) {
-        return static_cast<size_t>(
+        return static_cast<uint64_t>(
             std::count_if(recording.files.begin(), recording.files.end(), matches));
     };
-    size_t const files = count([](RecordedFile const& item) { return item.opened; });
-    size_t const unreadable =
+    uint64_t const files = count([](RecordedFile const& item) { return item.opened; });
+    uint64_t const unreadable =
         count([](RecordedFile const& item) { return item.error == EACCES || item.error == EPERM; });
     std::string text = printable(file) + ": " + counted(files, "file") + ", "
         + counted(recording.tools.size(), "run") + " of tools, "

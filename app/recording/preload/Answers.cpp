@@ -214,7 +214,7 @@ Answers readAnswers()
 {
     AnswersAreRead const pass;
     Answers out;
-    std::ifstream file(stage().folder + "/answers");
+    std::ifstream file(stage().answers + "/answers");
     for (std::string line; std::getline(file, line);)
         readLine(line, out);
     return out;

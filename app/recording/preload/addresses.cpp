@@ -25,10 +25,9 @@ using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
+using preload::isRecording;
 using preload::logAnswer;
 using preload::real;
-using preload::Stage;
-using preload::stage;
 
 /** One element of the list of getifaddrs(3), with all that it refers to. */
 struct Element {
@@ -180,25 +179,8 @@ void logAddress(ifaddrs const& entry)
     logAnswer(line);
 }
 
-}
-
-ANSWERED int getifaddrs(ifaddrs** out) noexcept
+int answerAddresses(ifaddrs** out)
 {
-    static auto* const next = real<int(ifaddrs**)>("getifaddrs");
-    if (!answersCalls()) {
-        int const result = next(out);
-        if (stage().mode == Stage::RECORD && result != 0)
-            logAnswer("adapters " + errorName(errno));
-        for (ifaddrs const* entry = result == 0 && stage().mode == Stage::RECORD ? *out : nullptr;
-             entry; entry = entry->ifa_next) {
-            int const family = entry->ifa_addr ? entry->ifa_addr->sa_family : AF_UNSPEC;
-            if (family == AF_PACKET)
-                logAdapter(*entry);
-            else if (family == AF_INET || family == AF_INET6)
-                logAddress(*entry);
-        }
-        return result;
-    }
     if (answers().adaptersError != 0) {
         errno = answers().adaptersError;
         return -1;
@@ -210,6 +192,30 @@ ANSWERED int getifaddrs(ifaddrs** out) noexcept
         list.add(address, adapterOf(address.name));
     *out = list.release();
     return 0;
+}
+
+void logAddresses(ifaddrs const* list)
+{
+    for (ifaddrs const* entry = list; entry; entry = entry->ifa_next) {
+        int const family = entry->ifa_addr ? entry->ifa_addr->sa_family : AF_UNSPEC;
+        if (family == AF_PACKET)
+            logAdapter(*entry);
+        else if (family == AF_INET || family == AF_INET6)
+            logAddress(*entry);
+    }
+}
+
+}
+
+ANSWERED int getifaddrs(ifaddrs** out) noexcept
+{
+    static auto* const next = real<int(ifaddrs**)>("getifaddrs");
+    int const result = answersCalls() ? answerAddresses(out) : next(out);
+    if (isRecording() && result != 0)
+        logAnswer("adapters " + errorName(errno));
+    else if (isRecording())
+        logAddresses(*out);
+    return result;
 }
 
 ANSWERED void freeifaddrs(ifaddrs* list) noexcept

@@ -26,20 +26,14 @@ using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
+using preload::isRecording;
 using preload::logAnswer;
 using preload::real;
-using preload::Stage;
-using preload::stage;
 
 namespace {
 
 /** Of the kernel's <scsi/scsi_ioctl.h>, which the C library's header of that name leaves out. */
 constexpr unsigned long SCSI_IOCTL_GET_BUS_NUMBER = 0x5386;
-
-bool isRecording()
-{
-    return stage().mode == Stage::RECORD;
-}
 
 template <typename Status> int answerStatvfs(char const* path, Status& status)
 {
@@ -77,13 +71,12 @@ template <typename Status> int answerStatvfs(char const* path, Status& status)
 template <typename Status>
 int statvfsOf(char const* path, Status& status, int (*next)(char const*, Status*))
 {
-    if (answersCalls())
-        return answerStatvfs(path, status);
-    if (!isRecording())
-        return next(path, &status);
     std::string const call = "statvfs " + quotedWord(path) + " ";
-    logAnswer(call + "hang"); // Until there is an answer.
-    int const result = next(path, &status);
+    if (isRecording())
+        logAnswer(call + "hang"); // Until there is an answer.
+    int const result = answersCalls() ? answerStatvfs(path, status) : next(path, &status);
+    if (!isRecording())
+        return result;
     std::string words = errorName(errno);
     if (result == 0) {
         words.clear();
@@ -142,6 +135,17 @@ void logDisk(int file, unsigned long request, int result, int value)
     errno = error;
 }
 
+int answerHostName(char* out, size_t size)
+{
+    std::string const& name = answers().hostName;
+    if (name.size() >= size) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    std::memcpy(out, name.c_str(), name.size() + 1);
+    return 0;
+}
+
 }
 
 ANSWERED int statvfs(char const* path, struct statvfs* status) noexcept
@@ -157,37 +161,29 @@ ANSWERED int statvfs64(char const* path, struct statvfs64* status) noexcept
 ANSWERED int uname(utsname* out) noexcept
 {
     static auto* const next = real<int(utsname*)>("uname");
-    if (!answersCalls()) {
-        int const result = next(out);
-        if (isRecording() && result == 0)
-            logAnswer("uname " + quotedWord(out->release) + " " + quotedWord(out->machine));
-        return result;
+    int result = 0;
+    if (answersCalls()) {
+        std::memset(out, 0, sizeof *out);
+        std::string("Linux").copy(out->sysname, sizeof out->sysname - 1);
+        answers().hostName.copy(out->nodename, sizeof out->nodename - 1);
+        answers().release.copy(out->release, sizeof out->release - 1);
+        std::string("#1 SMP").copy(out->version, sizeof out->version - 1);
+        answers().architecture.copy(out->machine, sizeof out->machine - 1);
+    } else {
+        result = next(out);
     }
-    std::memset(out, 0, sizeof *out);
-    std::string("Linux").copy(out->sysname, sizeof out->sysname - 1);
-    answers().hostName.copy(out->nodename, sizeof out->nodename - 1);
-    answers().release.copy(out->release, sizeof out->release - 1);
-    std::string("#1 SMP").copy(out->version, sizeof out->version - 1);
-    answers().architecture.copy(out->machine, sizeof out->machine - 1);
-    return 0;
+    if (isRecording() && result == 0)
+        logAnswer("uname " + quotedWord(out->release) + " " + quotedWord(out->machine));
+    return result;
 }
 
 ANSWERED int gethostname(char* out, size_t size) noexcept
 {
     static auto* const next = real<int(char*, size_t)>("gethostname");
-    if (!answersCalls()) {
-        int const result = next(out, size);
-        if (isRecording() && result == 0)
-            logAnswer("hostname " + quotedWord(std::string_view(out, strnlen(out, size))));
-        return result;
-    }
-    std::string const& name = answers().hostName;
-    if (name.size() >= size) {
-        errno = ENAMETOOLONG;
-        return -1;
-    }
-    std::memcpy(out, name.c_str(), name.size() + 1);
-    return 0;
+    int const result = answersCalls() ? answerHostName(out, size) : next(out, size);
+    if (isRecording() && result == 0)
+        logAnswer("hostname " + quotedWord(std::string_view(out, strnlen(out, size))));
+    return result;
 }
 
 ANSWERED int ioctl(int file, unsigned long request, ...) noexcept
@@ -199,10 +195,8 @@ ANSWERED int ioctl(int file, unsigned long request, ...) noexcept
     va_end(arguments);
     if (request != BLKSSZGET && request != SCSI_IOCTL_GET_BUS_NUMBER)
         return next(file, request, argument);
-    if (answersCalls())
-        if (Answers::Sector const* const disk = diskOf(file))
-            return answerDisk(*disk, request, argument);
-    int const result = next(file, request, argument);
+    Answers::Sector const* const disk = answersCalls() ? diskOf(file) : nullptr;
+    int const result = disk ? answerDisk(*disk, request, argument) : next(file, request, argument);
     if (isRecording())
         logDisk(file, request, result, *static_cast<int*>(argument));
     return result;
@@ -213,13 +207,13 @@ ANSWERED long sysconf(int name) noexcept
     static auto* const next = real<long(int)>("sysconf");
     if (name != _SC_NPROCESSORS_ONLN && name != _SC_NPROCESSORS_CONF)
         return next(name);
-    if (answersCalls())
-        return name == _SC_NPROCESSORS_ONLN ? answers().processorsOnline
-                                            : answers().processorsConfigured;
+    bool const isAnswered = answersCalls();
+    long const online = isAnswered ? answers().processorsOnline : next(_SC_NPROCESSORS_ONLN);
+    long const configured =
+        isAnswered ? answers().processorsConfigured : next(_SC_NPROCESSORS_CONF);
     if (isRecording())
-        logAnswer("processors " + std::to_string(next(_SC_NPROCESSORS_ONLN)) + " "
-            + std::to_string(next(_SC_NPROCESSORS_CONF)));
-    return next(name);
+        logAnswer("processors " + std::to_string(online) + " " + std::to_string(configured));
+    return name == _SC_NPROCESSORS_ONLN ? online : configured;
 }
 
 /** The library's own routine reads the firmware's texts; the code comes from the recording, as the
@@ -227,12 +221,14 @@ ANSWERED long sysconf(int name) noexcept
 ANSWERED int getsysinfo(char* vendor, char* product, char* version, int* code)
 {
     static auto* const next = real<int(char*, char*, char*, int*)>("getsysinfo");
-    int const result = next(vendor, product, version, code);
+    int result = next(vendor, product, version, code);
+    if (answersCalls()) {
+        *code = std::max(answers().hypervisor.value_or(0), 0);
+        bool const allEmpty = *vendor == '\0' && *product == '\0' && *version == '\0';
+        if (allEmpty && answers().hypervisor.value_or(0) < 0)
+            result = -1;
+    }
     if (isRecording())
         logAnswer("hypervisor " + std::to_string(result == -1 ? -1 : *code));
-    if (!answersCalls())
-        return result;
-    *code = std::max(answers().hypervisor.value_or(0), 0);
-    bool const allEmpty = *vendor == '\0' && *product == '\0' && *version == '\0';
-    return allEmpty && answers().hypervisor.value_or(0) < 0 ? -1 : result;
+    return result;
 }

@@ -22,7 +22,8 @@ std::atomic<bool> later = false;
 /** @return false where the sleep is no wait between two samples. */
 bool isBetweenSamples(timespec const& length)
 {
-    if (stage().mode == Stage::OFF || (length.tv_sec == 0 && length.tv_nsec < LONG_SLEEP_NS))
+    if ((!isRecording() && !answersCalls())
+        || (length.tv_sec == 0 && length.tv_nsec < LONG_SLEEP_NS))
         return false;
     later = true;
     return true;

@@ -30,8 +30,8 @@ using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
+using preload::isRecording;
 using preload::real;
-using preload::Stage;
 using preload::stage;
 
 namespace {
@@ -39,23 +39,24 @@ namespace {
 constexpr size_t MOST_CONTENT = 1024 * 1024; // The rest is counted.
 constexpr uint64_t MOST_READ = 16 * 1024 * 1024; // A file that never ends ends here.
 
-bool isRecording()
-{
-    return stage().mode == Stage::RECORD;
-}
-
 bool startsWith(std::string const& text, char const* prefix)
 {
     return text.rfind(prefix, 0) == 0;
 }
 
-/** @return whether the path is none of the machine's facts: the recording itself, the descriptors
- * of this process, terminals. */
+bool isBelow(std::string const& path, std::string const& folder)
+{
+    return !folder.empty() && startsWith(path, (folder + "/").c_str());
+}
+
+/** @return whether the path is none of the machine's facts: a recording itself, the descriptors of
+ * this process, terminals. */
 bool isOwn(std::string const& path)
 {
     static std::array<char const*, 6> const OWN = {
         "/proc/self/fd/", "/dev/pts", "/dev/ptmx", "/dev/tty", "/dev/null", "/dev/urandom"};
-    return path.empty() || path[0] != '/' || startsWith(path, (stage().folder + "/").c_str())
+    return path.empty() || path[0] != '/' || isBelow(path, stage().answers)
+        || isBelow(path, stage().record)
         || std::any_of(
             OWN.begin(), OWN.end(), [&path](char const* own) { return startsWith(path, own); });
 }
@@ -92,61 +93,6 @@ int readWhole(int file, std::string& content, uint64_t& size)
     return 0;
 }
 
-/** Makes the recording's copy of a regular file. */
-void keep(std::string const& path, std::string const& place)
-{
-    static auto* const next = real<int(char const*, int, ...)>("open64");
-    static auto* const realFstat = real<int(int, struct stat64*)>("fstat64");
-    int const file = next(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (file < 0) {
-        preload::log("open", quotedWord(path) + " " + errorName(errno));
-        return;
-    }
-    struct stat64 status { };
-    if (realFstat(file, &status) == 0 && S_ISREG(status.st_mode)) {
-        std::string content;
-        uint64_t size = 0;
-        int const error = readWhole(file, content, size);
-        preload::log("open", quotedWord(path) + " 0");
-        if (error != 0) {
-            preload::log("read", quotedWord(path) + " " + errorName(error));
-        } else {
-            makeFoldersOf(place);
-            int const copy =
-                next(place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode_t{0600});
-            (void)!write(copy, content.data(), content.size());
-            close(copy);
-            preload::log("size", quotedWord(path) + " " + std::to_string(size));
-        }
-    } else {
-        preload::log("look", quotedWord(path));
-    }
-    close(file);
-}
-
-/** @return the file to open in place of @p path. */
-std::string placeOf(char const* path)
-{
-    if (stage().mode == Stage::OFF || isOwn(path))
-        return path;
-    int const error = errno;
-    bool const isSample = std::strcmp(path, "/proc/stat") == 0;
-    if (isSample)
-        preload::noteSample();
-    std::string place = stage().folder + "/later" + path;
-    bool const isSecond = preload::isLater() && (isRecording() ? isSample : isThere(place));
-    if (!isSecond)
-        place = stage().folder + "/root" + path;
-    if (isRecording() && isThere(place))
-        preload::log("open", quotedWord(path) + " 0");
-    else if (isRecording())
-        keep(path, place);
-    if (!isThere(place))
-        place = path;
-    errno = error;
-    return place;
-}
-
 /** @return the recorded errors of a path; null where there is none. */
 Answers::Refusal const* refusalOf(std::string const& path)
 {
@@ -156,11 +102,85 @@ Answers::Refusal const* refusalOf(std::string const& path)
     return found == answers().refusals.end() ? nullptr : &found->second;
 }
 
+/** Logs how a regular file opened and was read, and keeps its content at @p place. */
+void keepOpened(int file, std::string const& path, std::string const& place)
+{
+    static auto* const next = real<int(char const*, int, ...)>("open64");
+    std::string content;
+    uint64_t size = 0;
+    Answers::Refusal const* const refusal = refusalOf(path);
+    int const error =
+        refusal && refusal->read != 0 ? refusal->read : readWhole(file, content, size);
+    preload::log("open", quotedWord(path) + " 0");
+    if (error != 0) {
+        preload::log("read", quotedWord(path) + " " + errorName(error));
+        return;
+    }
+    makeFoldersOf(place);
+    int const copy = next(place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode_t{0600});
+    (void)!write(copy, content.data(), content.size());
+    close(copy);
+    preload::log("size", quotedWord(path) + " " + std::to_string(size));
+}
+
+/** Makes the recording's copy of a regular file, which is read at @p source. */
+void keep(std::string const& path, std::string const& source, std::string const& place)
+{
+    static auto* const next = real<int(char const*, int, ...)>("open64");
+    static auto* const realFstat = real<int(int, struct stat64*)>("fstat64");
+    int const file = next(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    struct stat64 status { };
+    if (file < 0)
+        preload::log("open", quotedWord(path) + " " + errorName(errno));
+    else if (realFstat(file, &status) == 0 && S_ISREG(status.st_mode))
+        keepOpened(file, path, place);
+    else
+        preload::log("look", quotedWord(path));
+    if (file >= 0)
+        close(file);
+}
+
+/** @return the file that has the recorded content of a path; the path where there is none. */
+std::string answeredPlace(std::string const& path)
+{
+    std::string place = stage().answers + "/later" + path;
+    if (!preload::isLater() || !isThere(place))
+        place = stage().answers + "/root" + path;
+    return answersCalls() && isThere(place) ? place : path;
+}
+
+/** @return the file to open in place of @p path. */
+std::string placeOf(char const* path)
+{
+    if (isOwn(path) || (!answersCalls() && !isRecording()))
+        return path;
+    int const error = errno;
+    bool const isSample = std::strcmp(path, "/proc/stat") == 0;
+    if (isSample)
+        preload::noteSample();
+    std::string place = answeredPlace(path);
+    if (isRecording()) {
+        bool const isSecond = isSample && preload::isLater();
+        std::string const copy = stage().record + (isSecond ? "/later" : "/root") + path;
+        if (isThere(copy))
+            preload::log("open", quotedWord(path) + " 0");
+        else
+            keep(path, place, copy);
+        if (isThere(copy))
+            place = copy;
+    }
+    errno = error;
+    return place;
+}
+
 /** @return 0, or the recorded errno of open(2). */
 int openError(char const* path, int flags)
 {
     Answers::Refusal const* const refusal = refusalOf(path);
-    return refusal && (flags & O_PATH) == 0 ? refusal->open : 0;
+    int const error = refusal && (flags & O_PATH) == 0 ? refusal->open : 0;
+    if (error != 0 && isRecording())
+        preload::log("open", quotedWord(path) + " " + errorName(error));
+    return error;
 }
 
 /** What open(2) does with its third argument, which is there only where a file may be created. */
@@ -234,8 +254,8 @@ template <typename Status> int statOf(char const* path, Status& status, char con
     int const result = next(path, &status);
     int const error = errno;
     if (result == 0) {
-        logNumbers(path, status);
         answerNumbers(path, status);
+        logNumbers(path, status);
     }
     errno = error;
     return result;
@@ -324,11 +344,11 @@ ANSWERED FILE* fopen64(char const* path, char const* mode)
 ANSWERED DIR* opendir(char const* path)
 {
     static auto* const next = real<DIR*(char const*)>("opendir");
-    if (Answers::Refusal const* const refusal = refusalOf(path); refusal && refusal->list != 0) {
+    Answers::Refusal const* const refusal = refusalOf(path);
+    bool const isRefused = refusal && refusal->list != 0;
+    DIR* const folder = isRefused ? nullptr : next(path);
+    if (isRefused)
         errno = refusal->list;
-        return nullptr;
-    }
-    DIR* const folder = next(path);
     if (isRecording() && !isOwn(path))
         preload::log("list", quotedWord(path) + " " + (folder ? "0" : errorName(errno)));
     return folder;

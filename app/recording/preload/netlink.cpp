@@ -19,10 +19,9 @@
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
+using preload::isRecording;
 using preload::logAnswer;
 using preload::real;
-using preload::Stage;
-using preload::stage;
 
 namespace {
 
@@ -43,7 +42,7 @@ std::map<int, RouteSocket>& sockets()
 RouteSocket* socketOf(int file)
 {
     auto const found = sockets().find(file);
-    return stage().mode != Stage::OFF && found != sockets().end() ? &found->second : nullptr;
+    return found != sockets().end() ? &found->second : nullptr;
 }
 
 Request requestIn(void const* bytes, size_t size)
@@ -112,7 +111,7 @@ ssize_t answer(RouteSocket& socket, void* out, size_t size, int flags)
 ANSWERED int socket(int family, int type, int protocol) noexcept
 {
     static auto* const next = real<int(int, int, int)>("socket");
-    bool const isRoutes = family == AF_NETLINK && stage().mode != Stage::OFF;
+    bool const isRoutes = family == AF_NETLINK && (answersCalls() || isRecording());
     if (isRoutes && answersCalls() && answers().routes.empty()) {
         errno = EAFNOSUPPORT; // As on a kernel without rtnetlink.
         return -1;
@@ -137,10 +136,9 @@ ANSWERED ssize_t recv(int file, void* out, size_t size, int flags)
 {
     static auto* const next = real<ssize_t(int, void*, size_t, int)>("recv");
     RouteSocket* const socket = socketOf(file);
-    if (socket && answersCalls())
-        return answer(*socket, out, size, flags);
-    ssize_t const count = next(file, out, size, flags);
-    if (socket && count >= 0)
+    ssize_t const count =
+        socket && answersCalls() ? answer(*socket, out, size, flags) : next(file, out, size, flags);
+    if (socket && isRecording() && count >= 0)
         logMessages(socket->request,
             {static_cast<char const*>(out), std::min(size, static_cast<size_t>(count))});
     return count;

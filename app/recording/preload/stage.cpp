@@ -21,13 +21,7 @@ std::string variable(char const* name)
 
 Stage stageOfVariables()
 {
-    Stage stage;
-    stage.query = variable("DOVREL_QUERY");
-    if (stage.folder = variable("DOVREL_RECORD"); !stage.folder.empty())
-        stage.mode = Stage::RECORD;
-    else if (stage.folder = variable("DOVREL_ANSWER"); !stage.folder.empty())
-        stage.mode = Stage::ANSWER;
-    return stage;
+    return {variable("DOVREL_ANSWER"), variable("DOVREL_RECORD"), variable("DOVREL_QUERY")};
 }
 
 Stage& changeableStage()
@@ -42,8 +36,9 @@ bool answersAreRead = false;
 __attribute__((constructor)) void hideFromChildren()
 {
     stage();
+    // DOVREL_ANSWER stays for the program's own runs by itself.
     for (char const* const name :
-        {"LD_PRELOAD", "LD_LIBRARY_PATH", "DOVREL_RECORD", "DOVREL_ANSWER", "DOVREL_QUERY"})
+        {"LD_PRELOAD", "LD_LIBRARY_PATH", "DOVREL_RECORD", "DOVREL_QUERY"})
         unsetenv(name);
 }
 
@@ -56,7 +51,7 @@ Stage const& stage()
 
 bool answersCalls()
 {
-    return stage().mode == Stage::ANSWER && !answersAreRead;
+    return !stage().answers.empty() && !answersAreRead;
 }
 
 AnswersAreRead::AnswersAreRead()
@@ -75,7 +70,7 @@ void log(std::string const& operation, std::string const& words)
     static auto* const realOpen = real<int(char const*, int, ...)>("open");
     std::string const line = stage().query + " " + operation + " " + words + "\n";
     int const file = realOpen(
-        (stage().folder + "/log").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+        (stage().record + "/log").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
     if (file >= 0) {
         // In one piece, as several processes write.
         (void)!write(file, line.data(), line.size());
@@ -92,7 +87,7 @@ void logAnswer(std::string const& line)
 void waitForEver()
 {
     static auto* const realOpen = real<int(char const*, int, ...)>("open");
-    int const fifo = realOpen((stage().folder + "/running").c_str(), O_RDONLY | O_CLOEXEC);
+    int const fifo = realOpen((stage().answers + "/running").c_str(), O_RDONLY | O_CLOEXEC);
     if (fifo < 0)
         for (;;)
             pause();
@@ -106,5 +101,5 @@ void waitForEver()
 
 ANSWERED void dovrel_answer_from(char const* folder)
 {
-    preload::changeableStage() = {preload::Stage::ANSWER, folder, ""};
+    preload::changeableStage() = {folder, "", ""};
 }

@@ -8,31 +8,30 @@
 #define ANSWERED extern "C" __attribute__((visibility("default")))
 
 /**
- * What is preloaded into the program, ld.so(8): it records what the queries read, or has them read
- * a recording.
+ * What is preloaded into the program, ld.so(8): it has the queries read a recording, or records
+ * what they read; or both, which records a recorded machine.
  *
- * The folder of the recording has `answers` (lines as answer_line.h has them), `root/PATH` and
- * `later/PATH` (files in place of others), and `tools/` (see tools.cpp).
+ * The folder of a recording has `answers` (lines as answer_line.h has them), `root/PATH` and
+ * `later/PATH` (files in place of others), and `tools/` (see tools.h).
  */
 namespace preload {
 
+/** From the variables DOVREL_ANSWER, DOVREL_RECORD (folders) and DOVREL_QUERY. */
 struct Stage {
-    enum Mode {
-        OFF, ///< Every call is the C library's.
-        RECORD, ///< What is read for the first time is kept in the folder, and read there from then
-                ///< on.
-        ANSWER ///< Calls are answered from the folder; files that it does not have are those of the
-               ///< machine.
-    };
-
-    Mode mode = OFF;
-    std::string folder;
+    /** Calls are answered from this folder; files that it does not have are those of the machine.
+     * Empty: they are the C library's. dovrel_answer_from sets it, too. */
+    std::string answers;
+    /** What is read for the first time is kept here, and read here from then on. Empty: no. */
+    std::string record;
     std::string query; ///< The one that is recorded.
 };
 
-/** From the variables DOVREL_RECORD or DOVREL_ANSWER (a folder) and DOVREL_QUERY, or as set by
- * dovrel_answer_from. */
 Stage const& stage();
+
+inline bool isRecording()
+{
+    return !stage().record.empty();
+}
 
 /** @return whether calls are answered; not those that read the answers themselves. */
 bool answersCalls();
@@ -46,8 +45,8 @@ public:
     ~AnswersAreRead();
 };
 
-/** Appends a line to the folder's `log`: the query, the operation, and its words as answer_line.h
- * has them. Keeps errno. */
+/** Appends a line to the `log` of what is recorded: the query, the operation, and its words as
+ * answer_line.h has them. Keeps errno. */
 void log(std::string const& operation, std::string const& words);
 
 /** Logs a line of `answers`. */
@@ -59,7 +58,9 @@ template <typename Function> Function* real(char const* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-/** Waits until the program is killed, or a file `running` of the folder, a FIFO, has no writer. */
+/** Waits until the program is killed, or a FIFO `running` in the folder of the answers has no
+ * writer.
+ */
 [[noreturn]] void waitForEver();
 
 }

@@ -37,14 +37,10 @@ using Command = std::vector<std::string>;
 constexpr size_t MOST_OUTPUT = 1024 * 1024; // Of each descriptor; the rest is counted.
 constexpr int NOT_FOUND = 127;
 
-std::string toolsFolder()
+/** The files of a tool in a recording, without their suffix. */
+std::string filesOf(std::string const& recording, Command const& command)
 {
-    return stage().folder + "/tools";
-}
-
-std::string fileOf(Command const& command)
-{
-    return toolsFolder() + "/" + app::toolFileName(command);
+    return recording + "/tools/" + app::toolFileName(command);
 }
 
 bool isThere(std::string const& path)
@@ -85,10 +81,41 @@ struct Output {
     }
 };
 
-[[noreturn]] void execute(Command const& command, char* const* environment, int output, int errors)
+bool answersTools()
 {
-    dup2(output, STDOUT_FILENO);
-    dup2(errors, STDERR_FILENO);
+    return answersCalls() && isThere(stage().answers + "/tools");
+}
+
+[[noreturn]] void endAs(int status)
+{
+    if (WIFSIGNALED(status)) {
+        rlimit const none = {0, 0};
+        setrlimit(RLIMIT_CORE, &none);
+        std::signal(WTERMSIG(status), SIG_DFL);
+        ::raise(WTERMSIG(status));
+    }
+    _exit(WEXITSTATUS(status));
+}
+
+/** Ends as the tool whose files have this name. */
+[[noreturn]] void play(std::string const& name)
+{
+    if (!isThere(name + ".command")) {
+        writeAll(STDERR_FILENO, "this run of a tool is not in the recording\n");
+        _exit(NOT_FOUND);
+    }
+    writeAll(STDERR_FILENO, app::storedText(name + ".err"));
+    writeAll(STDOUT_FILENO, app::storedText(name + ".out"));
+    if (!isThere(name + ".status"))
+        for (;;)
+            pause();
+    endAs(std::atoi(app::storedText(name + ".status").c_str()));
+}
+
+[[noreturn]] void run(Command const& command, char* const* environment)
+{
+    if (answersTools())
+        play(filesOf(stage().answers, command));
     std::vector<char*> arguments;
     for (std::string const& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -115,8 +142,11 @@ void record(Command const& command, char* const* environment, std::string const&
             O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     }
     pid_t const child = fork();
-    if (child == 0)
-        execute(command, environment, ends[0][1], ends[1][1]);
+    if (child == 0) {
+        dup2(ends[0][1], STDOUT_FILENO);
+        dup2(ends[1][1], STDERR_FILENO);
+        run(command, environment);
+    }
     for (auto const& pair : ends)
         ::close(pair[1]);
     while (outputs[0].end >= 0 || outputs[1].end >= 0) {
@@ -147,17 +177,6 @@ void closeOnExec()
             ::close(file);
 }
 
-[[noreturn]] void endAs(int status)
-{
-    if (WIFSIGNALED(status)) {
-        rlimit const none = {0, 0};
-        setrlimit(RLIMIT_CORE, &none);
-        std::signal(WTERMSIG(status), SIG_DFL);
-        ::raise(WTERMSIG(status));
-    }
-    _exit(WEXITSTATUS(status));
-}
-
 std::map<FILE*, pid_t>& runningTools()
 {
     static std::map<FILE*, pid_t> tools;
@@ -168,30 +187,19 @@ std::map<FILE*, pid_t>& runningTools()
 
 bool standsForTools()
 {
-    return stage().mode == Stage::RECORD || (answersCalls() && isThere(toolsFolder()));
+    return isRecording() || answersTools();
 }
 
 void becomeTool(Command const& command, char* const* environment)
 {
     closeOnExec();
-    std::string const name = fileOf(command);
-    if (stage().mode == Stage::RECORD) {
-        log("tool", name.substr(name.rfind('/') + 1));
-        if (!isThere(name + ".command"))
-            record(command, environment, name);
-    }
-    if (!isThere(name + ".command")) {
-        writeAll(STDERR_FILENO, "this run of a tool is not in the recording\n");
-        _exit(NOT_FOUND);
-    }
-    std::string const status =
-        isThere(name + ".status") ? app::storedText(name + ".status") : std::string();
-    writeAll(STDERR_FILENO, app::storedText(name + ".err"));
-    writeAll(STDOUT_FILENO, app::storedText(name + ".out"));
-    if (status.empty())
-        for (;;)
-            pause();
-    endAs(std::atoi(status.c_str()));
+    if (!isRecording())
+        play(filesOf(stage().answers, command));
+    std::string const name = filesOf(stage().record, command);
+    log("tool", app::toolFileName(command));
+    if (!isThere(name + ".command"))
+        record(command, environment, name);
+    play(name);
 }
 
 }
