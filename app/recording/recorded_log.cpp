@@ -130,9 +130,10 @@ public:
         return place.empty() ? nullptr : &entry(place, RecordedFile::FOLDER, 0755, query);
     }
 
-    /** Adds the names in a folder, as far as they are not known. */
-    void addNames(RecordedFile const& folder)
+    /** Adds what is in a folder, as far as it is not known. @return the names. */
+    std::vector<std::string> addNames(RecordedFile const& folder)
     {
+        std::vector<std::string> found;
         std::string const path = folder.path;
         std::vector<std::string> const queries = folder.queries;
         std::unique_ptr<DIR, int (*)(DIR*)> const names(opendir(path.c_str()), closedir);
@@ -141,15 +142,19 @@ public:
             struct stat status { };
             bool const isSelf =
                 std::strcmp(name->d_name, ".") == 0 || std::strcmp(name->d_name, "..") == 0;
-            if (isSelf || m_files.count(file) != 0 || lstat(file.c_str(), &status) != 0)
+            if (isSelf || lstat(file.c_str(), &status) != 0)
+                continue;
+            found.emplace_back(name->d_name);
+            if (m_files.count(file) != 0)
                 continue;
             for (std::string const& query : queries) {
-                RecordedFile& found =
+                RecordedFile& entered =
                     entry(file, kindOf(status.st_mode), status.st_mode & PERMISSIONS, query);
-                if (found.kind == RecordedFile::LINK)
-                    found.content = targetOf(file);
+                if (entered.kind == RecordedFile::LINK)
+                    entered.content = targetOf(file);
             }
         }
+        return found;
     }
 
     std::vector<RecordedFile> sorted() const
@@ -223,7 +228,7 @@ std::map<std::string, Access> accessesOf(std::vector<Entry> const& entries)
         } else if (entry.operation == "list") {
             access.listError = errorNumber(value);
             access.listed = access.listError == 0;
-        } else if (entry.operation == "size") {
+        } else if (entry.operation == "size" && !access.size) { // That of a second sample differs.
             access.size = std::stoull(value);
         }
     }
@@ -279,10 +284,15 @@ std::vector<std::string> answersOf(std::vector<Entry> const& entries)
     for (std::string const& key : keys) {
         std::string line = answers[key];
         auto const words = wordsOfLine(line);
-        if (words[0] == "sector" && buses.count(words[1]) != 0)
-            line += " bus " + buses[words[1]];
+        if (auto const bus = buses.find(words[0] == "sector" ? words[1] : ""); bus != buses.end()) {
+            line += " bus " + bus->second;
+            buses.erase(bus);
+        }
         lines.push_back(line.substr(0, line.find_last_not_of(' ') + 1));
     }
+    // Nobody asks for the sector size of a USB disk.
+    for (auto const& [disk, bus] : buses)
+        lines.push_back("sector " + quotedWord(disk) + " ENOTTY bus " + bus);
     return lines;
 }
 
@@ -362,8 +372,12 @@ void readRecorded(std::string const& folder, Recording& recording)
         }
     }
     for (std::string const& path : listed)
-        if (RecordedFile const* const file = files.add(path, accesses.at(path).queries.front()))
-            files.addNames(*file);
+        if (RecordedFile const* const file = files.add(path, accesses.at(path).queries.front())) {
+            std::string line = "lists " + quotedWord(path);
+            for (std::string const& name : files.addNames(*file))
+                line += " " + quotedWord(name);
+            recording.answers.push_back(line);
+        }
     recording.files = files.sorted();
 }
 

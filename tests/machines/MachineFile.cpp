@@ -1,5 +1,5 @@
-#include "app/recording/answer_line.h"
 #include "tests/machines/MachineFile.h"
+#include "app/recording/answer_line.h"
 
 #include "tests/machines/build_entry.h"
 

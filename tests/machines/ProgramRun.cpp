@@ -23,15 +23,11 @@ constexpr int CHILD_FAILED = 127;
 
 char const* const ENVIRONMENT[] = {"NO_COLOR=1",
     "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C.UTF-8",
-    "TERM=xterm", "TZ=UTC0", "LD_PRELOAD=" DOVREL_PRELOAD, "DOVREL_ANSWER=/testkit",
+    "TERM=xterm", "TZ=UTC0",
     "LD_LIBRARY_PATH=" DOVREL_LIBRARY_FOLDER, // The program's own search path needs the real /proc.
-    nullptr};
-
-[[noreturn]] void becomeProgram(std::vector<char*> const& command)
-{
-    execve(command.front(), command.data(), const_cast<char* const*>(ENVIRONMENT));
-    _exit(CHILD_FAILED);
-}
+    // Of the fake machine alone:
+    "LD_PRELOAD=" DOVREL_PRELOAD, "DOVREL_ANSWER=/testkit"};
+constexpr size_t REAL_VARIABLES = std::size(ENVIRONMENT) - 2;
 
 std::pair<int, int> openPipe()
 {
@@ -41,6 +37,17 @@ std::pair<int, int> openPipe()
     return {ends[0], ends[1]};
 }
 
+}
+
+void ProgramRun::becomeProgram(std::vector<char*> const& command) const
+{
+    size_t const count = m_machine == FAKE ? std::size(ENVIRONMENT) : REAL_VARIABLES;
+    std::vector<char*> environment;
+    for (size_t i = 0; i < count; ++i)
+        environment.push_back(const_cast<char*>(ENVIRONMENT[i]));
+    environment.push_back(nullptr);
+    execve(command.front(), command.data(), environment.data());
+    _exit(CHILD_FAILED);
 }
 
 void ProgramRun::Channel::readSome()
@@ -59,8 +66,9 @@ void ProgramRun::Channel::close()
         ::close(std::exchange(descriptor, -1));
 }
 
-ProgramRun::ProgramRun(
-    std::vector<std::string> const& arguments, std::optional<unsigned short> columns)
+ProgramRun::ProgramRun(std::vector<std::string> const& arguments,
+    std::optional<unsigned short> columns, Machine machine)
+    : m_machine(machine)
 {
     std::vector<char*> command = {const_cast<char*>(DOVREL_PROGRAM)};
     for (std::string const& argument : arguments)

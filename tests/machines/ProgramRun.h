@@ -9,16 +9,22 @@
 
 namespace machines {
 
-/** A run of the real program on the fake machine, with an environment of its own. It starts with
- * the object and ends, by force where it has to, with it. */
+/** A run of the real program with an environment of its own. It starts with the object and ends, by
+ * force where it has to, with it. */
 class ProgramRun {
 public:
+    enum Machine {
+        FAKE, ///< Calls are answered as the machine file has it.
+        REAL
+    };
+
     /**
      * @param columns the width of the terminal that standard input, output and error are; without
      * it output and error are pipes, and the input is empty.
      * @throws std::system_error
      */
-    ProgramRun(std::vector<std::string> const& arguments, std::optional<unsigned short> columns);
+    ProgramRun(std::vector<std::string> const& arguments, std::optional<unsigned short> columns,
+        Machine machine = FAKE);
     ProgramRun(ProgramRun const&) = delete;
     ProgramRun& operator=(ProgramRun const&) = delete;
     ~ProgramRun();
@@ -44,10 +50,12 @@ private:
         void close();
     };
 
+    [[noreturn]] void becomeProgram(std::vector<char*> const& command) const;
     void startOnTerminal(std::vector<char*> const& command, unsigned short columns);
     void startInPipe(std::vector<char*> const& command);
     void end(bool kill);
 
+    Machine const m_machine;
     pid_t m_child = -1;
     Channel m_output;
     Channel m_errors;

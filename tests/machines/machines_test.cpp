@@ -3,6 +3,7 @@
 #include "app/recording/answer_line.h"
 #include "tests/machines/MachineFile.h"
 #include "tests/machines/ProgramRun.h"
+#include "tests/machines/RunningMachine.h"
 #include "tests/machines/build_entry.h"
 #include "tests/machines/screen.h"
 #include "tests/page/Page.h"
@@ -28,6 +29,8 @@ namespace {
 
 using machines::MachineFile;
 using machines::ProgramRun;
+using machines::RealRoot;
+using machines::RunningMachine;
 using testkit::machine;
 
 /** Every screen shows these commands, one below the other. */
@@ -52,39 +55,6 @@ constexpr char const* OUTPUTS[] = {"40.txt", "80.txt", "200.txt", "pipe.txt", "j
 
 /** Ends programs that hang; no measure of their speed. */
 constexpr std::chrono::seconds HANG_GUARD(60);
-
-/** Lives in the real root while it exists: the machine does not have the source folder. */
-class RealRoot {
-public:
-    RealRoot() { machine.leave(); }
-    RealRoot(RealRoot const&) = delete;
-    RealRoot& operator=(RealRoot const&) = delete;
-    ~RealRoot()
-    {
-        machine.enter();
-        testkit::obeyFilePermissions(true);
-    }
-};
-
-/** The machine runs while the object exists; then everything that hangs in it ends. */
-class Running {
-public:
-    Running()
-    {
-        if (mkfifo(machines::RUNNING_FIFO, 0644) != 0)
-            testkit::fail("mkfifo", machines::RUNNING_FIFO);
-        // Linux opens a FIFO in both directions without waiting for the other end, fifo(7).
-        m_writer = open(machines::RUNNING_FIFO, O_RDWR | O_CLOEXEC);
-        if (m_writer < 0)
-            testkit::fail("open", machines::RUNNING_FIFO);
-    }
-    Running(Running const&) = delete;
-    Running& operator=(Running const&) = delete;
-    ~Running() { close(m_writer); }
-
-private:
-    int m_writer;
-};
 
 std::vector<std::string> linesOf(std::string const& text)
 {
@@ -150,7 +120,7 @@ protected:
     std::vector<std::unique_ptr<ProgramRun>> runAll(std::vector<std::string> const& further)
     {
         m_file->build();
-        Running const running;
+        RunningMachine const running;
         std::vector<std::unique_ptr<ProgramRun>> runs;
         std::vector<ProgramRun*> all;
         for (char const* const command : COMMANDS) {
@@ -208,7 +178,7 @@ protected:
     std::string metrics()
     {
         m_file->build();
-        Running const running;
+        RunningMachine const running;
         ProgramRun run(patient({"--openmetrics"}), std::nullopt);
         EXPECT_TRUE(ProgramRun::finish({&run}, HANG_GUARD)) << "hangs";
         return run.output();
@@ -268,7 +238,7 @@ class Pages : public Machines { };
 TEST_P(Pages, areWellFormedAndHaveTheFactsOfJson)
 {
     m_file->build();
-    Running const running;
+    RunningMachine const running;
     ProgramRun page(patient({"--html"}), std::nullopt);
     ProgramRun json(patient({"--json"}), std::nullopt);
     ASSERT_TRUE(ProgramRun::finish({&page, &json}, HANG_GUARD));

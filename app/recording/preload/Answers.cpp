@@ -167,6 +167,12 @@ std::map<std::string, std::function<void(Words&, Answers&)>> const& readers()
         {"statvfs", readFilesystem},
         {"refuses", readRefusal},
         {"netlink", readRoutes},
+        {"lists",
+            [](Words& words, Answers& out) {
+                auto& names = out.orders[words.text()];
+                while (!words.done())
+                    names.push_back(words.text());
+            }},
         {"device",
             [](Words& words, Answers& out) {
                 auto& device = out.blockDevices[words.text()];

@@ -65,6 +65,7 @@ struct Answers {
     std::map<std::string, DeviceNumber> blockDevices; // By the resolved path of the node.
     std::map<std::string, DeviceNumber> fileDevices; // The devices that files lie on.
     std::map<std::string, Refusal> refusals;
+    std::map<std::string, std::vector<std::string>> orders; // The names in folders.
     std::vector<std::pair<std::string, Adapter>> adapters;
     std::vector<Address> addresses;
     std::map<std::pair<unsigned, unsigned>, Routes> routes; // By the request's type and family.

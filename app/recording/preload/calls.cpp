@@ -4,6 +4,7 @@
 
 #include "app/recording/answer_line.h"
 #include "app/recording/preload/Answers.h"
+#include "app/recording/preload/files.h"
 #include "app/recording/preload/stage.h"
 
 #include <linux/fs.h>
@@ -124,13 +125,8 @@ int answerDisk(Answers::Sector const& disk, unsigned long request, void* out)
 void logDisk(int file, unsigned long request, int result, int value)
 {
     int const error = errno;
-    std::string const link = "/proc/self/fd/" + std::to_string(file);
-    char path[PATH_MAX];
-    static auto* const realReadlink = real<ssize_t(char const*, char*, size_t)>("readlink");
-    ssize_t const size = realReadlink(link.c_str(), path, sizeof path);
-    if (size > 0)
-        logAnswer((request == BLKSSZGET ? "sector " : "bus ")
-            + quotedWord(std::string_view(path, static_cast<size_t>(size))) + " "
+    if (std::string const path = preload::pathOf(file); !path.empty())
+        logAnswer((request == BLKSSZGET ? "sector " : "bus ") + quotedWord(path) + " "
             + (result == 0 ? std::to_string(value) : errorName(error)));
     errno = error;
 }

@@ -2,12 +2,12 @@
 // and the macro makes one of them the other.
 #undef _FILE_OFFSET_BITS
 
+#include "app/recording/preload/files.h"
 #include "app/recording/answer_line.h"
 #include "app/recording/preload/Answers.h"
 #include "app/recording/preload/clock.h"
 #include "app/recording/preload/stage.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -23,6 +23,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 
 using app::errorName;
@@ -30,8 +31,10 @@ using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
+using preload::isOwn;
 using preload::isRecording;
 using preload::real;
+using preload::refusalOf;
 using preload::stage;
 
 namespace {
@@ -49,9 +52,9 @@ bool isBelow(std::string const& path, std::string const& folder)
     return !folder.empty() && startsWith(path, (folder + "/").c_str());
 }
 
-/** @return whether the path is none of the machine's facts: a recording itself, the descriptors of
- * this process, terminals. */
-bool isOwn(std::string const& path)
+}
+
+bool preload::isOwn(std::string const& path)
 {
     static std::array<char const*, 6> const OWN = {
         "/proc/self/fd/", "/dev/pts", "/dev/ptmx", "/dev/tty", "/dev/null", "/dev/urandom"};
@@ -60,6 +63,8 @@ bool isOwn(std::string const& path)
         || std::any_of(
             OWN.begin(), OWN.end(), [&path](char const* own) { return startsWith(path, own); });
 }
+
+namespace {
 
 bool isThere(std::string const& path)
 {
@@ -93,14 +98,17 @@ int readWhole(int file, std::string& content, uint64_t& size)
     return 0;
 }
 
-/** @return the recorded errors of a path; null where there is none. */
-Answers::Refusal const* refusalOf(std::string const& path)
+}
+
+Answers::Refusal const* preload::refusalOf(std::string const& path)
 {
     if (!answersCalls() || isOwn(path))
         return nullptr;
     auto const found = answers().refusals.find(path);
     return found == answers().refusals.end() ? nullptr : &found->second;
 }
+
+namespace {
 
 /** Logs how a regular file opened and was read, and keeps its content at @p place. */
 void keepOpened(int file, std::string const& path, std::string const& place)
@@ -195,6 +203,12 @@ bool isReading(int flags)
     return (flags & O_ACCMODE) == O_RDONLY && (flags & (O_CREAT | O_DIRECTORY)) == 0;
 }
 
+std::map<int, std::string>& openedPaths()
+{
+    static std::map<int, std::string> paths;
+    return paths;
+}
+
 int openFor(char const* path, int flags, mode_t mode, char const* function)
 {
     auto* const next = real<int(char const*, int, ...)>(function);
@@ -204,7 +218,14 @@ int openFor(char const* path, int flags, mode_t mode, char const* function)
         errno = error;
         return -1;
     }
-    return next(placeOf(path).c_str(), flags, mode);
+    // A node has no content to keep, and its number tells which one is open.
+    bool const isNode = startsWith(path, "/dev/");
+    int const file = next(isNode ? path : placeOf(path).c_str(), flags, mode);
+    if (isNode && isRecording() && !isOwn(path))
+        preload::log("open", quotedWord(path) + " " + (file < 0 ? errorName(errno) : "0"));
+    if (file >= 0 && isRecording())
+        preload::noteOpened(file, path);
+    return file;
 }
 
 void logLook(char const* path)
@@ -247,11 +268,8 @@ template <typename Status> void answerNumbers(char const* path, Status& status)
     }
 }
 
-template <typename Status> int statOf(char const* path, Status& status, char const* function)
+template <typename Status> int withNumbers(int result, char const* path, Status& status)
 {
-    logLook(path);
-    auto* const next = real<int(char const*, Status*)>(function);
-    int const result = next(path, &status);
     int const error = errno;
     if (result == 0) {
         answerNumbers(path, status);
@@ -259,6 +277,23 @@ template <typename Status> int statOf(char const* path, Status& status, char con
     }
     errno = error;
     return result;
+}
+
+template <typename Status> int statOf(char const* path, Status& status, char const* function)
+{
+    logLook(path);
+    return withNumbers(real<int(char const*, Status*)>(function)(path, &status), path, status);
+}
+
+template <typename Status>
+int statIn(int folder, char const* name, Status& status, int flags, char const* function)
+{
+    std::string const path =
+        name[0] == '/' ? name : std::string(preload::pathOf(folder)) + "/" + name;
+    logLook(path.c_str());
+    return withNumbers(
+        real<int(int, char const*, Status*, int)>(function)(folder, name, &status, flags),
+        path.c_str(), status);
 }
 
 FILE* openStream(char const* path, char const* mode, char const* function)
@@ -313,6 +348,17 @@ ssize_t fillFromTerminal(int file, char* text, size_t size, size_t filled)
 
 }
 
+void preload::noteOpened(int file, std::string const& path)
+{
+    openedPaths()[file] = path;
+}
+
+std::string preload::pathOf(int file)
+{
+    auto const found = openedPaths().find(file);
+    return found == openedPaths().end() ? std::string() : found->second;
+}
+
 ANSWERED int open(char const* path, int flags, ...)
 {
     va_list arguments;
@@ -341,19 +387,6 @@ ANSWERED FILE* fopen64(char const* path, char const* mode)
     return openStream(path, mode, "fopen64");
 }
 
-ANSWERED DIR* opendir(char const* path)
-{
-    static auto* const next = real<DIR*(char const*)>("opendir");
-    Answers::Refusal const* const refusal = refusalOf(path);
-    bool const isRefused = refusal && refusal->list != 0;
-    DIR* const folder = isRefused ? nullptr : next(path);
-    if (isRefused)
-        errno = refusal->list;
-    if (isRecording() && !isOwn(path))
-        preload::log("list", quotedWord(path) + " " + (folder ? "0" : errorName(errno)));
-    return folder;
-}
-
 ANSWERED int stat(char const* path, struct stat* status) noexcept
 {
     return statOf(path, *status, "stat");
@@ -372,6 +405,16 @@ ANSWERED int lstat(char const* path, struct stat* status) noexcept
 ANSWERED int lstat64(char const* path, struct stat64* status) noexcept
 {
     return statOf(path, *status, "lstat64");
+}
+
+ANSWERED int fstatat(int folder, char const* name, struct stat* status, int flags) noexcept
+{
+    return statIn(folder, name, *status, flags, "fstatat");
+}
+
+ANSWERED int fstatat64(int folder, char const* name, struct stat64* status, int flags) noexcept
+{
+    return statIn(folder, name, *status, flags, "fstatat64");
 }
 
 ANSWERED int access(char const* path, int mode) noexcept
