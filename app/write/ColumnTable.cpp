@@ -20,7 +20,7 @@ std::string trimmed(std::string const& text)
 
 bool isAddition(std::string const& list)
 {
-    return trimmed(list).rfind('+', 0) == 0;
+    return trimmed(list).starts_with('+');
 }
 
 std::vector<std::string> columnNames(std::string const& list)

@@ -11,7 +11,7 @@
 
 namespace app {
 
-/** What the rows of all tables need to know. */
+/** The part of a row that all tables have. */
 struct RowContext {
     Machine const& machine;
     SizeUnit unit;

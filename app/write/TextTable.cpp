@@ -181,7 +181,7 @@ std::string TextTable::blocks(Layout const& layout, Fit& fit) const
                     std::find(fit.cut.begin(), fit.cut.end(), heading) == fit.cut.end();
                 if (shown != part && isNew)
                     fit.cut.push_back(heading);
-                bool const named = !label.empty() && shown.rfind(label, 0) == 0;
+                bool const named = !label.empty() && shown.starts_with(label);
                 size_t const end = named ? label.size() : 0;
                 lines += colored(shown.substr(0, end), Color::BOLD, layout.colors)
                     + shown.substr(end) + "\n";

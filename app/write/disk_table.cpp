@@ -113,7 +113,12 @@ public:
 private:
     std::vector<DeviceRow> rows(TableRequest const& request) const override
     {
-        return request.options.diskTree ? treeRows(request) : diskRows(request);
+        if (request.options.diskTree)
+            return treeRows(request);
+        std::vector<DeviceRow> list;
+        for (Disk const* const disk : diskRows(*request.machine.disks))
+            list.push_back({request.row(Subject::DISKS, disk->name), *disk, ""});
+        return list;
     }
 
     char const* usualColumns(TableOptions const& options) const override
@@ -129,19 +134,18 @@ private:
                 {request.row(Subject::DISKS, node.disk->name), *node.disk, branches(node)});
         return rows;
     }
-
-    /** The disks first. */
-    static std::vector<DeviceRow> diskRows(TableRequest const& request)
-    {
-        std::vector<DeviceRow> rows;
-        for (bool const physical : {true, false})
-            for (Disk const& disk : *request.machine.disks)
-                if (disk.isPhysical() == physical && disk.parent.empty() && disk.type != Disk::LOOP)
-                    rows.push_back({request.row(Subject::DISKS, disk.name), disk, ""});
-        return rows;
-    }
 };
 
+}
+
+std::vector<Disk const*> diskRows(std::vector<Disk> const& disks)
+{
+    std::vector<Disk const*> rows;
+    for (bool const physical : {true, false})
+        for (Disk const& disk : disks)
+            if (disk.isPhysical() == physical && disk.parent.empty() && disk.type != Disk::LOOP)
+                rows.push_back(&disk);
+    return rows;
 }
 
 SubjectTable const& diskTable()

@@ -135,6 +135,11 @@ std::string joined(std::vector<std::string> const& elements)
     return text;
 }
 
+std::string counted(size_t count, std::string const& one, std::string const& several)
+{
+    return std::to_string(count) + " " + (count == 1 ? one : several);
+}
+
 std::optional<double> percentOf(std::optional<uint64_t> part, std::optional<uint64_t> whole)
 {
     if (!part || !whole || *whole == 0 || *part > *whole)
@@ -145,6 +150,11 @@ std::optional<double> percentOf(std::optional<uint64_t> part, std::optional<uint
 std::string percentText(std::optional<double> percent)
 {
     return percent ? oneDecimal(*percent) + " %" : UNKNOWN;
+}
+
+std::string wholePercentText(std::optional<unsigned> percent)
+{
+    return percent ? std::to_string(*percent) + " %" : UNKNOWN;
 }
 
 std::string sizeText(std::optional<uint64_t> bytes, SizeUnit unit)

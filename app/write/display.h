@@ -38,11 +38,17 @@ std::string oneDecimal(double value);
 /** @return the elements with ", " between them. */
 std::string joined(std::vector<std::string> const& elements);
 
+/** @return "1 disk", "2 disks". */
+std::string counted(size_t count, std::string const& one, std::string const& several);
+
 /** @return the share of a part; nothing where it is unknown or larger than the whole. */
 std::optional<double> percentOf(std::optional<uint64_t> part, std::optional<uint64_t> whole);
 
 /** "12.5 %", or `UNKNOWN`. */
 std::string percentText(std::optional<double> percent);
+
+/** "12 %", or `UNKNOWN`. */
+std::string wholePercentText(std::optional<unsigned> percent);
 
 enum SizeUnit {
     UNIT_FITTING, ///< Units of 1,024, "15.6 GiB", with one decimal from KiB on.

@@ -60,7 +60,7 @@ std::optional<uint64_t> transfersPerSecond(std::optional<std::string> const& spe
     constexpr size_t MOST_DIGITS = 9;
     size_t const digits = std::min(speed->find_first_not_of("0123456789"), speed->size());
     std::string const unit = speed->substr(digits);
-    bool const clean = unit == " MT/s" || unit == " MHz" || unit.rfind(" MHz (", 0) == 0;
+    bool const clean = unit == " MT/s" || unit == " MHz" || unit.starts_with(" MHz (");
     if (!clean || digits == 0 || digits > MOST_DIGITS)
         return std::nullopt;
     return std::stoull(speed->substr(0, digits)) * MEGA;

@@ -1,13 +1,10 @@
 #include "app/write/html.h"
 
-#include "app/write/display.h"
 #include "app/write/exact_values.h"
 #include "app/write/html_glance.h"
 #include "app/write/html_sections.h"
 #include "app/write/html_style.h"
 #include "app/write/names.h"
-
-#include <algorithm>
 
 namespace app {
 

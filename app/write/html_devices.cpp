@@ -27,9 +27,9 @@ Cell slavesCell(std::string const& key, std::vector<Disk> const& disks, Disk con
     return items;
 }
 
-void addDisk(PageContext const& page, size_t index, HtmlTable& table)
+void addDisk(PageContext const& page, Disk const& disk, HtmlTable& table)
 {
-    Disk const& disk = (*page.machine.disks)[index];
+    auto const index = static_cast<size_t>(&disk - page.machine.disks->data());
     std::string const key = elementKey("disks", index);
     auto const ofPhysical = [&](Fact const& fact) {
         return disk.isPhysical() ? Cell(fact) : Cell();
@@ -88,11 +88,8 @@ void writeSection(PageContext const& page, std::vector<Disk> const& disks)
                 {"KIND", HtmlTable::WORD}, {"TRAN", HtmlTable::WORD}, {"PARTS", HtmlTable::NUMBER},
                 {"ON", HtmlTable::LIST}, {"MODEL"}, {"SERIAL"}, {"NOTE", HtmlTable::WORD}},
             "wide");
-        for (bool const physical : {true, false})
-            for (size_t i = 0; i < disks.size(); ++i)
-                if (disks[i].isPhysical() == physical && disks[i].parent.empty()
-                    && disks[i].type != Disk::LOOP)
-                    addDisk(page, i, table);
+        for (Disk const* const disk : diskRows(disks))
+            addDisk(page, *disk, table);
     }
     writeDeviceTrees(page.html, page.machine);
 }

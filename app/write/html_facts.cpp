@@ -79,10 +79,9 @@ Fact scaledFact(std::string const& key, uint64_t factor, std::optional<uint64_t>
 
 Fact progressFact(Recovery const& recovery)
 {
-    if (!recovery.percent)
-        return textFact("recovery.done_ratio", std::nullopt);
-    return {"recovery.done_ratio", ratioText(*recovery.percent),
-        std::to_string(*recovery.percent) + " %"};
+    return {"recovery.done_ratio",
+        recovery.percent ? std::optional(ratioText(*recovery.percent)) : std::nullopt,
+        wholePercentText(recovery.percent)};
 }
 
 void writeFact(Html& html, Fact const& fact)

@@ -5,16 +5,10 @@
 #include "app/write/recovery_line.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace app {
 
 namespace {
-
-std::string counted(size_t count, std::string const& one, std::string const& several)
-{
-    return std::to_string(count) + " " + (count == 1 ? one : several);
-}
 
 /** A figure with its label, a bar and further words; closed with the object. */
 class Figure {

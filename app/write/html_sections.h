@@ -9,7 +9,7 @@
 
 namespace app {
 
-/** What all sections of a page need. */
+/** The machine, its notes, and the page that they are written to. */
 struct PageContext {
     Machine const& machine;
     Notes const& notes;

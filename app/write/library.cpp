@@ -31,7 +31,7 @@ void writeDifference(
     Difference const& difference, std::string const& items, Layout const& layout, std::ostream& out)
 {
     std::string text = printable(items);
-    if (difference.fact == "records" && !difference.item.empty())
+    if (difference.fact == RECORDS && !difference.item.empty())
         text = recordsText(difference);
     else if (!difference.fact.empty())
         text += (text.empty() ? "" : ": ") + factText(difference.fact) + " "
@@ -46,9 +46,8 @@ void writeDifference(
 /** The query's name and result. */
 void writeHeading(LibraryAnswer const& answer, Layout const& layout, std::ostream& out)
 {
-    size_t const count = answer.records.size();
     auto lines = wrapped(answer.query + " " + outcomeText(answer) + ", "
-            + (count == 1 ? "1 record" : std::to_string(count) + " records"),
+            + counted(answer.records.size(), "record", "records"),
         layout, 0, 2);
     // Colored at last, as escape sequences have no width.
     lines.at(0).replace(0, answer.query.size(), colored(answer.query, Color::BOLD, layout.colors));
@@ -60,7 +59,7 @@ void writeDifferences(
     Machine const& machine, Subject subject, Layout const& layout, std::ostream& out)
 {
     auto const isSame = [](Difference const& one, Difference const& other) {
-        bool const isOfItem = one.fact == "records" && one.item != other.item;
+        bool const isOfItem = one.fact == RECORDS && one.item != other.item;
         return one.fact == other.fact && one.reason == other.reason && one.library == other.library
             && !isOfItem;
     };

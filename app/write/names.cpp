@@ -91,7 +91,7 @@ std::optional<std::string> percentOfMegabytes(Recovery const& recovery)
     auto const percent = percentOf(recovery.megabytesDone, recovery.megabytesTotal);
     if (!percent || static_cast<unsigned>(*percent) == recovery.percent)
         return std::nullopt;
-    return std::to_string(static_cast<unsigned>(*percent)) + " %";
+    return wholePercentText(static_cast<unsigned>(*percent));
 }
 
 std::string problemText(Problem const& problem)

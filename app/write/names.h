@@ -59,8 +59,8 @@ inline constexpr char const* NO_RECOVERY = "no recovery has been started on this
 /** In place of a part of the machine. */
 inline constexpr char const* UNREADABLE = "could not be read";
 
-/** @return what stands for a subject without items: "none", or `UNREADABLE` where a problem may be
- * the reason. */
+/** @return the text in place of a subject without items: "none", or `UNREADABLE` where a problem
+ * may be the reason. */
 char const* noItemsText(Machine const& machine, Subject subject);
 
 }

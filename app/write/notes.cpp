@@ -1,6 +1,7 @@
 #include "app/write/notes.h"
 
 #include "app/write/display.h"
+#include "app/write/exact_values.h"
 #include "app/write/names.h"
 
 #include <algorithm>
@@ -10,18 +11,9 @@ namespace app {
 
 namespace {
 
-bool endsWith(std::string const& text, std::string const& end)
-{
-    return text.size() >= end.size()
-        && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 constexpr char const* BYTES = "_bytes";
 constexpr char const* HERTZ = "_hertz";
 constexpr char const* RATIO = "_ratio";
-
-/** The fact of an item of which the library has more records than the machine has items. */
-constexpr char const* RECORDS = "records";
 
 std::string valueText(LibraryValue const& value)
 {
@@ -53,17 +45,16 @@ std::string libraryText(std::optional<LibraryValue> const& value, std::string co
 {
     if (!value)
         return "none";
-    constexpr uint64_t MEGA = 1'000'000;
     auto const* number = std::get_if<uint64_t>(&*value);
-    if (number && (endsWith(fact, BYTES) || fact.rfind("bytes_", 0) == 0))
+    if (number && (fact.ends_with(BYTES) || fact.starts_with("bytes_")))
         return *number == 0 ? sizeText(0)
                             : sizeText(*number) + " (" + std::to_string(*number) + ")";
-    if (number && endsWith(fact, HERTZ))
+    if (number && fact.ends_with(HERTZ))
         return std::to_string(*number / MEGA);
-    if (auto const* ratio = std::get_if<double>(&*value); ratio && endsWith(fact, RATIO))
+    if (auto const* ratio = std::get_if<double>(&*value); ratio && fact.ends_with(RATIO))
         return percentText(*ratio * 100);
     auto const* time = std::get_if<int64_t>(&*value);
-    if (time && (endsWith(fact, "_start") || endsWith(fact, "_end")))
+    if (time && (fact.ends_with("_start") || fact.ends_with("_end")))
         return timeText(*time);
     std::string const text = printable(valueText(*value));
     return text.empty() && !fact.empty() ? "none" : text;
@@ -74,10 +65,10 @@ std::string factText(std::string const& key)
     if (key == "mac")
         return "MAC address";
     size_t const unit = key.rfind('_');
-    bool const hasUnit = endsWith(key, BYTES) || endsWith(key, HERTZ) || endsWith(key, RATIO);
+    bool const hasUnit = key.ends_with(BYTES) || key.ends_with(HERTZ) || key.ends_with(RATIO);
     std::string text = hasUnit ? key.substr(0, unit) : key;
     std::replace(text.begin(), text.end(), '_', ' ');
-    return endsWith(key, HERTZ) ? text + " MHz" : text;
+    return key.ends_with(HERTZ) ? text + " MHz" : text;
 }
 
 std::string recordsText(Difference const& difference)

@@ -3,14 +3,16 @@
 #include "app/model/Machine.h"
 #include "app/write/TextTable.h"
 
-#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
 
 namespace app {
 
-/** The footnotes of a machine: where the library's answer differs, and why facts are unavailable.
+/** The fact of an item of which the library has more records than the machine has items. */
+inline constexpr char const* RECORDS = "records";
+
+/** The footnotes of a machine: the library's other values, and why facts are unavailable.
  * Differences of the same fact with the same reason share a number. */
 class Notes {
 public:

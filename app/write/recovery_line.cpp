@@ -14,11 +14,6 @@ std::string countText(std::optional<uint32_t> count)
     return count ? std::to_string(*count) : UNKNOWN;
 }
 
-std::string wholePercent(std::optional<unsigned> percent)
-{
-    return percent ? std::to_string(*percent) + " %" : UNKNOWN;
-}
-
 /** The share of the MB where the engine's percentage, which counts files as much, is another one.
  */
 std::string megabytesPercent(Recovery const& recovery)
@@ -68,7 +63,7 @@ std::string recoveryLine(Recovery const& recovery)
     std::string line = stateText(recovery);
     if (!isRestorePhase(recovery))
         return line;
-    return line + "  " + wholePercent(recovery.percent) + "  " + countText(recovery.filesDone)
+    return line + "  " + wholePercentText(recovery.percent) + "  " + countText(recovery.filesDone)
         + " of " + countText(recovery.filesTotal) + " files  " + countText(recovery.megabytesDone)
         + " of " + countText(recovery.megabytesTotal) + " MB" + megabytesPercent(recovery) + "  "
         + rateText(recovery.megabytesPerSecond);
@@ -95,7 +90,7 @@ std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, b
     constexpr size_t SMALLEST_BAR = 10;
     constexpr size_t BRACKETS = 2;
     constexpr size_t GAP = 2;
-    std::string percent = wholePercent(recovery.percent);
+    std::string percent = wholePercentText(recovery.percent);
     percent.insert(0, percent.size() < 5 ? 5 - percent.size() : 0, ' '); // As wide as "100 %".
     std::array<std::string, FIELDS> fields;
     fields[PHASE] = phaseText(recovery.phase());

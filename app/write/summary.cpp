@@ -51,11 +51,6 @@ std::string sentence(Lines const& parts)
     return joined(known);
 }
 
-std::string counted(size_t count, std::string const& one, std::string const& several)
-{
-    return std::to_string(count) + " " + (count == 1 ? one : several);
-}
-
 /** "12 × " */
 std::string times(size_t count)
 {
@@ -348,7 +343,7 @@ private:
             return wrapped(recoveryOutcome(recovery, m_machine.time), m_layout, 0, 0);
         std::string text = stateText(recovery);
         if (recovery.percent)
-            text += ", " + std::to_string(*recovery.percent) + " %";
+            text += ", " + wholePercentText(recovery.percent);
         if (auto const ofMegabytes = percentOfMegabytes(recovery))
             text += " (" + *ofMegabytes + " of the MB)";
         return wrapped(text, m_layout, 0, 0);

@@ -52,7 +52,7 @@ private:
         begin(subject, table.table(m_request).text(m_options.layout), table.details(m_request));
     }
 
-    /** Writes a table and its notes. @param details what stands between the two. */
+    /** Writes a table and its notes. @param details the lines between the two. */
     void begin(Subject subject, std::string const& table, std::string const& details = "")
     {
         if (!m_first)
@@ -137,12 +137,9 @@ private:
             return;
         }
         Recovery const& recovery = *m_machine.recovery;
-        std::string progress = UNKNOWN;
-        if (recovery.percent) {
-            progress = std::to_string(*recovery.percent) + " %";
-            if (m_options.layout.isTerminal())
-                progress += "  " + barText(double(*recovery.percent));
-        }
+        std::string progress = wholePercentText(recovery.percent);
+        if (recovery.percent && m_options.layout.isTerminal())
+            progress += "  " + barText(*recovery.percent);
         if (auto const ofBytes = percentOfMegabytes(recovery))
             progress += "  (" + *ofBytes + " of the MB)";
         auto const doneOfTotal = [](auto done, auto total) {

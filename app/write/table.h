@@ -24,6 +24,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** @return the rows of a table of disks: the disks, then the devices that are made of others. */
+std::vector<Disk const*> diskRows(std::vector<Disk> const& disks);
+
 /** @return a sentence for each filesystem that is mounted at several places. */
 std::vector<std::string> furtherPlaces(std::vector<Mount> const& mounts, Layout const& layout);
 
