@@ -21,7 +21,7 @@ constexpr char const* VERSION = DOVREL_SYSINFO_VERSION;
  * shorter. */
 std::string commandsText(unsigned commands)
 {
-    auto const namesOf = [](unsigned bits) {
+    auto const named = [](unsigned bits) {
         std::vector<std::string> names;
         for (CommandRow const& row : commandRows())
             if (bits & row.bit)
@@ -30,8 +30,8 @@ std::string commandsText(unsigned commands)
     };
     if ((commands & EVERY) != 0)
         commands &= EVERY;
-    auto const others = namesOf(EVERY & ~commands);
-    auto const names = namesOf(commands);
+    auto const others = named(EVERY & ~commands);
+    auto const names = named(commands);
     return (commands & EVERY) != 0 && others.size() < names.size()
         ? "all commands but " + joined(others)
         : joined(names);
@@ -166,7 +166,7 @@ size_t distance(std::string const& one, std::string const& other)
     return row.back();
 }
 
-/** The names of an option that people are shown: "-o", "--columns". */
+/** @return the names of an option, none of a hidden one: "-o", "--columns". */
 std::vector<std::string> namesOf(OptionRow const& row)
 {
     std::vector<std::string> names;
@@ -218,7 +218,7 @@ std::string unexpected(CLI::App const& options)
         for (std::string const& other : namesOf(row))
             if (other == name)
                 return app.get_option_no_throw(name)
-                    ? name + " must stand behind '" + app.get_name() + "'"
+                    ? name + " must stand after '" + app.get_name() + "'"
                     : name + " is an option of " + commandsText(row.commands);
     bool const command = chosen.empty() && !word.starts_with('-');
     return (command ? "unknown command '" : "unexpected argument '") + word + "'"

@@ -112,8 +112,8 @@ TEST(CommandLine, namesTheCommandsThatHaveAnOption)
         "dovrel-sysinfo: --no-usage is an option of the summary, cpus, all");
     EXPECT_EQ(complaintAbout({"memory", "--tre"}),
         "dovrel-sysinfo: unexpected argument '--tre'; did you mean '--tree', an option of disks?");
-    EXPECT_EQ(complaintAbout({"--bytes", "memory"}),
-        "dovrel-sysinfo: --bytes must stand behind 'memory'");
+    EXPECT_EQ(
+        complaintAbout({"--bytes", "memory"}), "dovrel-sysinfo: --bytes must stand after 'memory'");
     for (std::vector<std::string> const& arguments :
         {std::vector<std::string>{"library", "--openmetrics"}, {"--openmetrics", "library"}})
         EXPECT_EQ(complaintAbout(arguments),
