@@ -2,14 +2,16 @@
 
 #include "app/model/natural_order.h"
 #include "app/read/Reader.h"
+#include "app/read/device_types.h"
 #include "app/read/disk_identity.h"
 #include "app/read/kernel_file.h"
+#include "app/read/partitions_file.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <limits>
 #include <map>
+#include <set>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
@@ -20,7 +22,6 @@ namespace {
 using Names = std::vector<std::string>;
 
 constexpr char const* BLOCK = "/sys/block";
-constexpr char const* PARTITIONS = "/proc/partitions";
 
 /** The kernel's unit of sizes in /sys, whatever the disk's sectors are. */
 constexpr uint64_t UNIT = 512;
@@ -35,6 +36,15 @@ std::string kernelName(std::string name)
 {
     std::replace(name.begin(), name.end(), '!', '/');
     return name;
+}
+
+/** @return the folder of a disk or partition, there or not. */
+std::string folderOf(Disk const& device)
+{
+    std::string names = device.parent.empty() ? device.name : device.parent + '\n' + device.name;
+    std::replace(names.begin(), names.end(), '/', '!');
+    std::replace(names.begin(), names.end(), '\n', '/');
+    return std::string(BLOCK) + "/" + names;
 }
 
 std::optional<uint64_t> bytesOf(std::optional<uint64_t> number, uint64_t unit)
@@ -86,12 +96,6 @@ std::map<std::string, std::string> raidLabels()
     return labels;
 }
 
-/** Devices that lie on others, besides those of device-mapper and md. */
-bool isStacked(std::string const& name)
-{
-    return startsWith(name, "bcache") || startsWith(name, "drbd");
-}
-
 /** The type of a device-mapper node by the prefix that its maker gives its UUID. */
 Disk::Type mappedType(std::string const& uuid)
 {
@@ -104,36 +108,8 @@ Disk::Type mappedType(std::string const& uuid)
     return startsWith(uuid, "part") ? Disk::PARTITION : Disk::MAPPED;
 }
 
-/** A line "md0 : active raid1 sda1[0] sdb1[1]" of /proc/mdstat, for kernels that have no md folder
- * in /sys; md(4). */
-void addRaidFacts(Disk& disk, std::string const& mdstat)
-{
-    for (std::string const& line : linesOf(mdstat)) {
-        auto const words = wordsOf(line);
-        if (words.size() < 3 || words[0] != disk.name || words[1] != ":")
-            continue;
-        bool const addSlaves = disk.slaves.empty();
-        for (size_t i = 3; i < words.size(); ++i) {
-            size_t const bracket = words[i].find('[');
-            if (bracket != std::string::npos && addSlaves)
-                disk.slaves.push_back(words[i].substr(0, bracket));
-            else if (bracket == std::string::npos && words[i][0] != '(' && !disk.raidLevel)
-                disk.raidLevel = words[i];
-        }
-    }
-}
-
-/** RAM disks, and devices without a medium. */
-bool isLeftOut(Disk const& disk)
-{
-    constexpr char const* RAM_DISKS = "1:";
-    return startsWith(disk.device, RAM_DISKS) || disk.bytes == 0U;
-}
-
 class BlockFolder {
 public:
-    explicit BlockFolder(Machine& machine) : m_machine(machine) { }
-
     std::optional<std::vector<Disk>> read()
     {
         auto const names = namesIn(BLOCK);
@@ -141,10 +117,17 @@ public:
             return std::nullopt;
         for (std::string const& name : *names)
             addDevice(name);
-        if (m_leftOut > 0)
-            m_machine.problems.push_back({Subject::DISKS, "all disks", leftOut(m_leftOut), BLOCK});
         return std::move(m_disks);
     }
+
+    /** @return whether it has a device; those that are left out count, too. */
+    bool has(Disk const& device) const
+    {
+        return m_names.count(device.name) != 0 || m_leftOut.count(device.parent) != 0;
+    }
+
+    /** @return the entries that lead nowhere. */
+    Names const& deadEnds() const { return m_deadEnds; }
 
 private:
     void addDevice(std::string const& name)
@@ -152,12 +135,15 @@ private:
         std::string const folder = std::string(BLOCK) + "/" + name;
         auto const path = resolved(folder);
         if (!path) {
-            ++m_leftOut;
+            m_deadEnds.push_back(kernelName(name));
             return;
         }
         Disk disk = commonFacts(folder, name);
-        if (isLeftOut(disk) || readFlag(folder + "/hidden").value_or(false))
+        m_names.insert(disk.name);
+        if (isLeftOut(disk) || readFlag(folder + "/hidden").value_or(false)) {
+            m_leftOut.insert(disk.name);
             return;
+        }
         disk.readOnly = readFlag(folder + "/ro");
         disk.removable = readFlag(folder + "/removable");
         disk.rotational = readFlag(folder + "/queue/rotational");
@@ -191,6 +177,7 @@ private:
     void addPartition(Disk const& disk, std::string const& folder, std::string const& name)
     {
         Disk partition = commonFacts(folder, name);
+        m_names.insert(partition.name);
         partition.type = Disk::PARTITION;
         partition.parent = disk.name;
         partition.readOnly = readFlag(folder + "/ro");
@@ -227,78 +214,39 @@ private:
         }
     }
 
-    Machine& m_machine;
     std::vector<Disk> m_disks;
+    std::set<std::string> m_names;
+    std::set<std::string> m_leftOut;
+    Names m_deadEnds;
     std::map<std::string, std::string> m_mapper;
     std::optional<std::map<std::string, std::string>> m_raidLabels;
-    size_t m_leftOut = 0;
 };
 
-/** @return whether a name can be that of a partition of the disk: "sda1", "nvme0n1p1". */
-bool isPartitionOf(std::string const& name, std::string const& disk)
+/** Adds the devices that /proc/partitions alone has, and the problem that /sys/block lacks them. */
+void addUnlisted(Machine& machine, BlockFolder const& folder, std::vector<Disk> const& listed,
+    std::vector<Disk>& disks)
 {
-    if (!startsWith(name, disk) || name.size() == disk.size())
-        return false;
-    bool const digit = std::isdigit(static_cast<unsigned char>(disk.back())) != 0;
-    std::string const rest = name.substr(disk.size());
-    if (digit && rest[0] != 'p')
-        return false;
-    return numberOf(digit ? rest.substr(1) : rest).has_value();
-}
-
-void setTypeByName(Disk& disk, std::string const& mdstat)
-{
-    if (startsWith(disk.name, "md")) {
-        disk.type = Disk::RAID;
-        addRaidFacts(disk, mdstat);
-    } else if (startsWith(disk.name, "loop")) {
-        disk.type = Disk::LOOP;
-    } else if (startsWith(disk.name, "dm-") || isStacked(disk.name)) {
-        disk.type = Disk::MAPPED;
-    } else {
-        addIdeIdentity(disk);
+    constexpr size_t MOST_NAMES = 3;
+    std::string names;
+    size_t count = 0;
+    for (Disk const& device : listed) {
+        // Another one came after the folder was read.
+        if (folder.has(device) || exists(folderOf(device)))
+            continue;
+        disks.push_back(device);
+        if (count++ < MOST_NAMES)
+            names += (names.empty() ? "" : ", ") + device.name;
     }
-}
-
-/** The lines "MAJOR MINOR BLOCKS NAME" of /proc/partitions; proc(5). Kernel 2.4 has statistics
- * behind them. */
-std::optional<std::vector<Disk>> readPartitionsFile(Machine& machine)
-{
-    constexpr uint64_t KIB = 1024;
-    auto const text = readFile(PARTITIONS);
-    if (!text)
-        return std::nullopt;
-    std::string const mdstat = readFile("/proc/mdstat").value_or("");
-    std::vector<Disk> disks;
-    size_t unreadable = 0;
-    for (std::string const& line : linesOf(*text)) {
-        auto const words = wordsOf(line);
-        if (words.empty() || words[0] == "major")
-            continue;
-        auto const bytes = words.size() >= 4 ? bytesOf(numberOf(words[2]), KIB) : std::nullopt;
-        if (!bytes) {
-            ++unreadable;
-            continue;
-        }
-        Disk disk;
-        disk.name = words[3];
-        disk.label = disk.name;
-        disk.device = words[0] + ":" + words[1];
-        disk.bytes = bytes;
-        for (Disk const& other : disks)
-            if (other.parent.empty() && isPartitionOf(disk.name, other.name)) {
-                disk.type = Disk::PARTITION;
-                disk.parent = other.name;
-            }
-        if (isLeftOut(disk))
-            continue;
-        if (disk.type == Disk::DISK)
-            setTypeByName(disk, mdstat);
-        disks.push_back(disk);
-    }
-    if (unreadable > 0)
-        machine.problems.push_back({Subject::DISKS, "all disks", leftOut(unreadable), PARTITIONS});
-    return disks;
+    if (count > MOST_NAMES)
+        names += " and " + std::to_string(count - MOST_NAMES) + " more";
+    if (count > 0)
+        machine.problems.push_back(
+            {Subject::DISKS, "all facts of the disks", "it has no folder of " + names, BLOCK});
+    auto const lost = std::count_if(folder.deadEnds().begin(), folder.deadEnds().end(),
+        [&disks](std::string const& name) { return !findDisk(disks, name); });
+    if (lost > 0)
+        machine.problems.push_back(
+            {Subject::DISKS, "all disks", leftOut(static_cast<size_t>(lost)), BLOCK});
 }
 
 }
@@ -306,16 +254,25 @@ std::optional<std::vector<Disk>> readPartitionsFile(Machine& machine)
 std::optional<std::vector<Disk>> readBlockDevices(Machine& machine)
 {
     UnreadableFiles unreadable;
-    auto disks = BlockFolder(machine).read();
+    BlockFolder folder;
+    auto disks = folder.read();
     int const error = errno;
-    if (!disks)
-        disks = readPartitionsFile(machine);
-    if (!disks) {
+    bool const hasFolder = disks.has_value();
+    auto const listed = readPartitionsFile(machine);
+    if (!disks && !listed) {
         errno = error;
         addProblem(machine, Subject::DISKS, "the disks", BLOCK);
         return std::nullopt;
     }
-    addUnreadable(machine, Subject::DISKS, "all facts of the disks", unreadable);
+    if (hasFolder)
+        addUnlisted(machine, folder, listed.value_or(std::vector<Disk>()), *disks);
+    else
+        disks = listed;
+    if (hasFolder)
+        addUnreadable(machine, Subject::DISKS, "all facts of the disks", unreadable);
+    else
+        addUnknown(machine, Subject::DISKS, "further facts of the disks", unreadable,
+            absenceIn(BLOCK), BLOCK);
     std::stable_sort(disks->begin(), disks->end(),
         [](Disk const& first, Disk const& second) { return diskBefore(first.name, second.name); });
     return disks;

@@ -60,6 +60,13 @@ size_t lineOf(std::vector<Words> const& lines, std::string const& name)
     return static_cast<size_t>(std::find_if(lines.begin(), lines.end(), isOfDisk) - lines.begin());
 }
 
+/** @return whether /proc/partitions has a disk, which the machine's own list may leave out. */
+bool isListed(std::string const& name, LibraryAnswer const& answer)
+{
+    auto const lines = partitionLines(answer.source);
+    return lineOf(lines, name) < lines.size();
+}
+
 /** @return why the library does not list a disk. */
 std::string whyNotListed(std::string const& name, LibraryAnswer const& answer)
 {
@@ -163,7 +170,7 @@ void compareDisks(std::vector<Disk> const& disks, DifferenceList& list)
     }
     for (LibraryRecord const& record : list.records())
         if (auto const name = record.get<std::string>("getDiskID"); !findDisk(disks, name))
-            list.addExtra(name, "the kernel has no such disk");
+            list.addExtra(name, isListed(name, list.answer()) ? "" : "the kernel has no such disk");
 }
 
 }

@@ -135,6 +135,10 @@ TEST(DiskDifference, isARecordOfNoDisk)
     machine.problems.push_back({app::Subject::DISKS, "all disks", "1 entry was left out", "x"});
     EXPECT_EQ(differenceOf(machine).reason, "") << "it may be the one that was left out";
     machine.problems.clear();
+    machine.library[app::Subject::DISKS].source = "major\n8 0 1 sda\n8 16 1 sdz\n";
+    EXPECT_EQ(differenceOf(machine).reason, "") << "/proc/partitions has it";
+    machine.library[app::Subject::DISKS].source = "major\n8 0 1 sda\n";
+    EXPECT_EQ(differenceOf(machine).reason, "the kernel has no such disk");
     machine.disks->push_back(diskOf("sdz", 1));
     machine.disks->back().type = Disk::RAID;
     EXPECT_EQ(differenceOf(machine).fact, "type");

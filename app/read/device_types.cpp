@@ -1,0 +1,61 @@
+#include "app/read/device_types.h"
+
+#include "app/read/disk_identity.h"
+#include "app/read/kernel_file.h"
+
+namespace app {
+
+namespace {
+
+bool startsWith(std::string const& text, std::string const& beginning)
+{
+    return text.rfind(beginning, 0) == 0;
+}
+
+}
+
+void setTypeByName(Disk& disk, std::string const& mdstat)
+{
+    if (startsWith(disk.name, "md")) {
+        disk.type = Disk::RAID;
+        addRaidFacts(disk, mdstat);
+    } else if (startsWith(disk.name, "loop")) {
+        disk.type = Disk::LOOP;
+    } else if (startsWith(disk.name, "dm-") || isStacked(disk.name)) {
+        disk.type = Disk::MAPPED;
+    } else {
+        addIdeIdentity(disk);
+    }
+}
+
+bool isStacked(std::string const& name)
+{
+    return startsWith(name, "bcache") || startsWith(name, "drbd");
+}
+
+/** A line "md0 : active raid1 sda1[0] sdb1[1]" of /proc/mdstat, for kernels that have no md folder
+ * in /sys; md(4). */
+void addRaidFacts(Disk& disk, std::string const& mdstat)
+{
+    for (std::string const& line : linesOf(mdstat)) {
+        auto const words = wordsOf(line);
+        if (words.size() < 3 || words[0] != disk.name || words[1] != ":")
+            continue;
+        bool const addSlaves = disk.slaves.empty();
+        for (size_t i = 3; i < words.size(); ++i) {
+            size_t const bracket = words[i].find('[');
+            if (bracket != std::string::npos && addSlaves)
+                disk.slaves.push_back(words[i].substr(0, bracket));
+            else if (bracket == std::string::npos && words[i][0] != '(' && !disk.raidLevel)
+                disk.raidLevel = words[i];
+        }
+    }
+}
+
+bool isLeftOut(Disk const& disk)
+{
+    constexpr char const* RAM_DISKS = "1:";
+    return startsWith(disk.device, RAM_DISKS) || disk.bytes == 0U;
+}
+
+}
