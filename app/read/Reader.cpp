@@ -1,14 +1,13 @@
 #include "app/read/Reader.h"
 
 #include <cerrno>
-#include <cstring>
 
 namespace app {
 
 void addProblem(
     Machine& machine, Subject subject, std::string const& fact, std::string const& source)
 {
-    machine.problems.push_back({subject, fact, std::strerror(errno), source});
+    machine.problems.push_back({subject, fact, errorText(errno), source});
 }
 
 void addUnreadable(
@@ -21,7 +20,7 @@ void addUnreadable(
     std::string source = path;
     if (others > 0)
         source += " and " + std::to_string(others) + (others == 1 ? " other file" : " other files");
-    machine.problems.push_back({subject, fact, std::strerror(error), source});
+    machine.problems.push_back({subject, fact, errorText(error), source});
 }
 
 void addUnknown(Machine& machine, Subject subject, std::string const& fact,

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <limits>
 #include <map>
 #include <set>
 #include <sys/stat.h>
@@ -47,17 +46,35 @@ std::string folderOf(Disk const& device)
     return std::string(BLOCK) + "/" + names;
 }
 
-std::optional<uint64_t> bytesOf(std::optional<uint64_t> number, uint64_t unit)
+/** Every device has a size; a file that is missing is one that cannot be read. */
+std::optional<uint64_t> bytesOf(std::string const& folder)
 {
-    if (!number || *number > std::numeric_limits<uint64_t>::max() / unit)
-        return std::nullopt;
-    return *number * unit;
+    std::string const path = folder + "/size";
+    auto const units = readNumber(path, UINT64_MAX / UNIT);
+    if (!units && errno == ENOENT)
+        noteUnusable(path, ENOENT);
+    return units ? std::optional(*units * UNIT) : std::nullopt;
 }
 
 std::optional<unsigned> sectorSize(std::string const& folder, char const* file)
 {
-    auto const size = readNumber(folder + "/queue/" + file);
-    return size && *size <= UINT32_MAX ? std::optional(static_cast<unsigned>(*size)) : std::nullopt;
+    auto const size = readNumber(folder + "/queue/" + file, UINT32_MAX);
+    return size ? std::optional(static_cast<unsigned>(*size)) : std::nullopt;
+}
+
+/** @return the number "MAJOR:MINOR" of a device; empty where it is unknown. */
+std::string deviceNumber(std::string const& folder)
+{
+    std::string const path = folder + "/dev";
+    auto const line = readLine(path);
+    if (!line)
+        return {};
+    size_t const colon = line->find(':');
+    if (colon != std::string::npos && numberOf(line->substr(0, colon))
+        && numberOf(line->substr(colon + 1)))
+        return *line;
+    noteUnusable(path, NO_VALUE);
+    return {};
 }
 
 Names slavesIn(std::string const& folder)
@@ -169,8 +186,8 @@ private:
         Disk disk;
         disk.name = kernelName(name);
         disk.label = disk.name;
-        disk.device = readLine(folder + "/dev").value_or("");
-        disk.bytes = bytesOf(readNumber(folder + "/size"), UNIT);
+        disk.device = deviceNumber(folder);
+        disk.bytes = bytesOf(folder);
         return disk;
     }
 
@@ -188,7 +205,7 @@ private:
 
     void setType(Disk& disk, std::string const& folder)
     {
-        constexpr unsigned SCSI_CD_ROM = 5;
+        constexpr char const* SCSI_CD_ROM = "5"; // Other buses have words there.
         if (startsWith(disk.name, "dm-")) {
             disk.type = mappedType(readLine(folder + "/dm/uuid").value_or(""));
             if (m_mapper.empty())
@@ -209,7 +226,7 @@ private:
         } else if (startsWith(disk.name, "zram") || isStacked(disk.name)) {
             disk.type = Disk::MAPPED;
         } else if (startsWith(disk.name, "sr")
-            || readNumber(folder + "/device/type") == SCSI_CD_ROM) {
+            || readLine(folder + "/device/type") == SCSI_CD_ROM) {
             disk.type = Disk::OPTICAL;
         }
     }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -32,13 +33,8 @@ void noteUnreadable(std::string const& path, bool wasOpen)
     // The results of a driver that has no value for its file.
     bool const isRefused =
         wasOpen && (error == EINVAL || error == ENODATA || error == EOPNOTSUPP || error == EBUSY);
-    if (!unreadableFiles || isMissing || isRefused)
-        return;
-    auto& files = unreadableFiles->files;
-    if (std::none_of(files.begin(), files.end(),
-            [&path](UnreadableFiles::File const& file) { return file.path == path; }))
-        files.push_back({path, error});
-    errno = error;
+    if (!isMissing && !isRefused)
+        noteUnusable(path, error);
 }
 
 /** An open file, read-only. */
@@ -123,10 +119,36 @@ std::optional<std::string> readLine(std::string const& path)
     return text ? known(trimmed(text->substr(0, text->find('\n')))) : std::nullopt;
 }
 
-std::optional<uint64_t> readNumber(std::string const& path)
+std::string errorText(int error)
 {
-    auto const line = readLine(path);
-    return line ? numberOf(*line) : std::nullopt;
+    switch (error) {
+    case EMPTY_FILE:
+        return "it is empty";
+    case NO_NUMBER:
+        return "it has no number";
+    case NUMBER_TOO_LARGE:
+        return "its number is too large";
+    case NO_VALUE:
+        return "it has no valid value";
+    default:
+        return std::strerror(error);
+    }
+}
+
+std::optional<uint64_t> readNumber(std::string const& path, uint64_t largest, char const* unknown)
+{
+    auto const text = readFile(path);
+    if (!text)
+        return std::nullopt;
+    std::string const line = trimmed(text->substr(0, text->find('\n')));
+    auto const number = numberOf(line);
+    if (number && *number <= largest)
+        return number;
+    if (unknown && line == unknown)
+        return std::nullopt;
+    bool const isNumber = line.find_first_not_of("0123456789") == std::string::npos;
+    noteUnusable(path, line.empty() ? EMPTY_FILE : isNumber ? NUMBER_TOO_LARGE : NO_NUMBER);
+    return std::nullopt;
 }
 
 std::optional<bool> readFlag(std::string const& path)
@@ -162,6 +184,17 @@ std::optional<std::string> resolved(std::string const& path)
 {
     std::unique_ptr<char, void (*)(void*)> const real(realpath(path.c_str(), nullptr), std::free);
     return real ? std::optional<std::string>(real.get()) : std::nullopt;
+}
+
+void noteUnusable(std::string const& path, int error)
+{
+    if (unreadableFiles) {
+        auto& files = unreadableFiles->files;
+        if (std::none_of(files.begin(), files.end(),
+                [&path](UnreadableFiles::File const& file) { return file.path == path; }))
+            files.push_back({path, error});
+    }
+    errno = error;
 }
 
 UnreadableFiles::UnreadableFiles() : m_outer(std::exchange(unreadableFiles, this))

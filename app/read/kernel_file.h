@@ -16,8 +16,20 @@ std::optional<std::string> readFile(std::string const& path);
 /** @return the first line without blanks around it; nothing where it is empty or unreadable. */
 std::optional<std::string> readLine(std::string const& path);
 
-/** @return the decimal number in the first line; nothing where there is no such number. */
-std::optional<uint64_t> readNumber(std::string const& path);
+/** Failures that errno(3) has no number for; this file's functions store them in errno, too. */
+enum FileError { EMPTY_FILE = 10000, NO_NUMBER, NUMBER_TOO_LARGE, NO_VALUE };
+
+/** @return the description of a value of errno. */
+std::string errorText(int error);
+
+/**
+ * @return the decimal number in the first line. Nothing where there is no such number, or none up
+ * to @p largest; the file then counts as unreadable.
+ *
+ * @param unknown the word that the kernel writes for a number that it does not know.
+ */
+std::optional<uint64_t> readNumber(
+    std::string const& path, uint64_t largest = UINT64_MAX, char const* unknown = nullptr);
 
 /** @return whether the number is not 0; nothing where there is none. */
 std::optional<bool> readFlag(std::string const& path);
@@ -31,12 +43,16 @@ std::optional<std::vector<std::string>> namesIn(std::string const& folder);
 /** @return the absolute path without links; nothing where the path leads nowhere. realpath(3). */
 std::optional<std::string> resolved(std::string const& path);
 
+/** Notes that a file has no value that a program can use. @param error an errno or a FileError. */
+void noteUnusable(std::string const& path, int error);
+
 /**
  * Notes the files and folders that exist and cannot be read, while it lives.
  *
  * The functions above return nothing for a file that this machine does not have, for one that has
- * no value (a driver refuses to read it), and for one that cannot be read (EACCES, EIO ...). Only
- * the last is a problem. Of several objects the latest one notes. In one thread.
+ * no value (a driver refuses to read it), and for one that cannot be read (EACCES, EIO ...) or has
+ * something else than its value. Only the last two are a problem. Of several objects the latest one
+ * notes. In one thread.
  */
 class UnreadableFiles {
 public:
@@ -47,7 +63,7 @@ public:
 
     struct File {
         std::string path;
-        int error; ///< errno
+        int error; ///< An errno or a FileError.
     };
     std::vector<File> files; ///< Each path once.
 

@@ -137,7 +137,7 @@ std::optional<std::string> kindOf(Found const& found)
 {
     std::string const& folder = found.folder;
     bool const hasFolder = !folder.empty();
-    auto const type = hasFolder ? readNumber(folder + "type") : std::nullopt;
+    auto const type = hasFolder ? readNumber(folder + "type", UINT16_MAX) : std::nullopt;
     unsigned const hardware = type ? static_cast<unsigned>(*type) : found.hardware;
     if (hardware == ARPHRD_LOOPBACK || (found.flags & IFF_LOOPBACK) != 0)
         return "loopback";
@@ -160,27 +160,57 @@ std::optional<std::string> kindOf(Found const& found)
     return hasFolder ? std::optional<std::string>("virtual") : std::nullopt;
 }
 
+/** @return the kernel's word for the state of the link, RFC 2863. */
+std::optional<std::string> operationalState(std::string const& path)
+{
+    auto const state = readLine(path);
+    if (!state || state == "unknown")
+        return std::nullopt;
+    for (char const* const word :
+        {"up", "down", "dormant", "lowerlayerdown", "notpresent", "testing"})
+        if (state == word)
+            return state;
+    noteUnusable(path, NO_VALUE);
+    return std::nullopt;
+}
+
 std::optional<std::string> stateOf(Found const& found)
 {
     if (!found.hasFlags)
-        return readLine(found.folder + "operstate");
+        return operationalState(found.folder + "operstate");
     if ((found.flags & IFF_UP) == 0)
         return "down";
     return (found.flags & IFF_RUNNING) != 0 ? "up" : "no carrier";
 }
 
-std::optional<unsigned> smallNumber(std::string const& path)
+std::optional<unsigned> smallNumber(std::string const& path, char const* unknown = nullptr)
 {
-    auto const number = readNumber(path);
-    return number && *number <= UINT32_MAX ? std::optional(static_cast<unsigned>(*number))
-                                           : std::nullopt;
+    auto const number = readNumber(path, UINT32_MAX, unknown);
+    return number ? std::optional(static_cast<unsigned>(*number)) : std::nullopt;
 }
 
 /** An unknown speed is -1, which old kernels write without a sign, of 16 or of 32 bits. */
 std::optional<unsigned> speedOf(Found const& found)
 {
-    auto const speed = smallNumber(found.folder + "speed");
+    auto const speed = smallNumber(found.folder + "speed", "-1");
     return speed == 0U || speed == UINT16_MAX || speed == UINT32_MAX ? std::nullopt : speed;
+}
+
+/** @return the hardware address in a file; nothing where it is none. */
+std::optional<std::string> readMac(std::string const& path)
+{
+    auto mac = readLine(path);
+    if (!mac)
+        return std::nullopt;
+    bool isMac = mac->size() % 3 == 2;
+    for (size_t i = 0; i < mac->size(); ++i)
+        isMac = isMac
+            && (i % 3 == 2 ? (*mac)[i] == ':'
+                           : std::strchr("0123456789abcdef", (*mac)[i]) != nullptr);
+    if (isMac)
+        return mac;
+    noteUnusable(path, NO_VALUE);
+    return std::nullopt;
 }
 
 void addFacts(Found& found)
@@ -189,7 +219,7 @@ void addFacts(Found& found)
     adapter.kind = kindOf(found);
     adapter.state = stateOf(found);
     auto const mac =
-        found.folder.empty() || found.hasMac ? std::nullopt : readLine(found.folder + "address");
+        found.folder.empty() || found.hasMac ? std::nullopt : readMac(found.folder + "address");
     if (mac && mac->find_first_not_of("0:") != std::string::npos)
         adapter.mac = mac;
     adapter.macIsUnknown = !found.hasMac && !mac;

@@ -51,7 +51,8 @@ std::optional<std::vector<Disk>> readPartitionsFile(Machine& machine)
         auto const words = wordsOf(line);
         if (words.empty() || words[0] == "major")
             continue;
-        auto const bytes = words.size() >= 4 ? bytesOf(numberOf(words[2]), KIB) : std::nullopt;
+        bool const isDevice = words.size() >= 4 && numberOf(words[0]) && numberOf(words[1]);
+        auto const bytes = isDevice ? bytesOf(numberOf(words[2]), KIB) : std::nullopt;
         if (!bytes) {
             ++unreadable;
             continue;

@@ -58,11 +58,11 @@ std::set<unsigned> onlineProcessors(std::string const& stat)
 }
 
 /** "0-3,8" as its numbers; the kernel's list format, cpuset(7). */
-std::set<unsigned> numbersOf(std::string const& list)
+std::set<unsigned> numbersIn(std::string const& path)
 {
     constexpr unsigned MOST = 65536;
     std::set<unsigned> numbers;
-    std::string parts = list;
+    std::string parts = readLine(path).value_or("");
     for (char& c : parts)
         c = c == ',' ? ' ' : c;
     for (std::string const& part : wordsOf(parts)) {
@@ -70,7 +70,9 @@ std::set<unsigned> numbersOf(std::string const& list)
         auto const first = narrowed(numberOf(part.substr(0, dash)));
         auto const last =
             dash == std::string::npos ? first : narrowed(numberOf(part.substr(dash + 1)));
-        if (first && last && *last < MOST)
+        if (!first || !last || *first > *last || *last >= MOST)
+            noteUnusable(path, NO_VALUE);
+        else
             for (unsigned number = *first; number <= *last; ++number)
                 numbers.insert(number);
     }
@@ -89,8 +91,7 @@ std::map<unsigned, unsigned> nodesOfProcessors(std::set<unsigned>& nodes)
             continue;
         nodes.insert(*node);
         for (unsigned const processor :
-            numbersOf(readLine(std::string(folder).append("/").append(name).append("/cpulist"))
-                          .value_or("")))
+            numbersIn(std::string(folder).append("/").append(name).append("/cpulist")))
             nodeOf[processor] = *node;
     }
     return nodeOf;
@@ -105,7 +106,8 @@ std::optional<unsigned> notZero(std::optional<unsigned> speed)
 /** A speed in kHz; the kernel's admin-guide/pm/cpufreq. */
 std::optional<unsigned> speed(std::string const& folder, char const* file)
 {
-    auto const khz = readNumber(folder + "/cpufreq/" + file);
+    auto const khz =
+        readNumber(folder + "/cpufreq/" + file, uint64_t{UINT32_MAX} * KHZ_PER_MHZ, "<unknown>");
     return khz ? notZero(narrowed(*khz / KHZ_PER_MHZ)) : std::nullopt;
 }
 
@@ -118,8 +120,12 @@ std::string folderOf(Processor const& processor)
 void readTopology(Processor& processor, Fields const& fields)
 {
     std::string const folder = folderOf(processor) + "/topology";
-    processor.socket = narrowed(readNumber(folder + "/physical_package_id"));
-    processor.core = narrowed(readNumber(folder + "/core_id"));
+    // Machines without such a table in their firmware have -1.
+    auto const number = [&folder](char const* file) {
+        return narrowed(readNumber(folder + file, UINT32_MAX, "-1"));
+    };
+    processor.socket = number("/physical_package_id");
+    processor.core = number("/core_id");
     if (!processor.socket)
         processor.socket = numberIn(fields, "physical id");
     if (!processor.core)

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <fstream>
 #include <limits>
 #include <sys/stat.h>
@@ -152,7 +151,7 @@ void readRecovery(Machine& machine, TraceOutput& trace)
     answer.reason = cause.empty() ? "the engine's status cannot be read" : cause;
     // The library's message does not say why a file cannot be opened.
     if (!readFile(STATUS_FILE))
-        answer.reason = std::strerror(errno);
+        answer.reason = errorText(errno);
     machine.problems.push_back({Subject::RECOVERY, "the recovery", answer.reason, STATUS_FILE});
 }
 

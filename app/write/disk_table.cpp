@@ -53,7 +53,7 @@ constexpr ColumnOf<DeviceRow> DEVICE_COLUMNS[] = {
         [](DeviceRow const& row) { return row.prefix + row.disk.label; }, ENOUGH_OF_A_NAME},
     {"KNAME", "the kernel's name", LEFT, 0, [](DeviceRow const& row) { return row.disk.name; }},
     {"DEV", "major and minor number", LEFT, 0,
-        [](DeviceRow const& row) { return row.disk.device; }},
+        [](DeviceRow const& row) { return row.disk.device.empty() ? UNKNOWN : row.disk.device; }},
     {"TYPE", "disk, part, rom, loop, lvm, crypt, mpath, dm, zram, bcache, drbd or the RAID level",
         LEFT, 70, [](DeviceRow const& row) { return typeText(row.disk); }},
     {"SIZE", "the size", RIGHT, ALWAYS,

@@ -11,6 +11,7 @@
 using app::Disk;
 using app::Machine;
 using app_read_test::blockDevice;
+using app_read_test::Files;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -285,12 +286,44 @@ TEST(BlockDevices, leaveOutWhatLsblkLeavesOut)
 
 TEST(BlockDevices, haveAnUnknownSizeWhereTheKernelHasNone)
 {
-    blockDevice("x/sda", {{"size", "18446744073709551615"}});
-    blockDevice("x/sdb", {});
-    auto const disks = foundDisks();
-    ASSERT_THAT(disks, SizeIs(2));
-    EXPECT_EQ(disks[0].bytes, std::nullopt) << "more bytes than 64 bits count";
-    EXPECT_EQ(disks[1].bytes, std::nullopt);
+    std::pair<Files, char const*> const cases[] = {
+        {{{"size", "18446744073709551615"}}, "its number is too large"},
+        {{{"size", "many"}}, "it has no number"},
+        {{{"size", ""}}, "it is empty"},
+        {{}, "No such file or directory"},
+    };
+    for (auto const& [files, reason] : cases) {
+        blockDevice("x/sda", files);
+        Machine found;
+        auto const disks = app::readBlockDevices(found);
+        ASSERT_THAT(disks.value(), SizeIs(1));
+        EXPECT_EQ(disks->at(0).bytes, std::nullopt) << reason;
+        ASSERT_THAT(found.problems, SizeIs(1)) << reason;
+        EXPECT_EQ(found.problems[0].source, "/sys/block/sda/size");
+        EXPECT_EQ(found.problems[0].reason, reason);
+        machine.empty();
+    }
+}
+
+TEST(BlockDevices, haveAProblemForEachFileWithoutItsValue)
+{
+    for (char const* const file : {"dev", "ro", "removable", "queue/rotational",
+             "queue/logical_block_size", "queue/physical_block_size"}) {
+        blockDevice("x/sda", {{"size", "8"}, {file, "512 or so"}});
+        Machine found;
+        auto const disks = app::readBlockDevices(found);
+        ASSERT_THAT(found.problems, SizeIs(1)) << file;
+        EXPECT_EQ(found.problems[0].source, std::string("/sys/block/sda/") + file);
+        EXPECT_EQ(disks->at(0).device, "");
+        EXPECT_EQ(disks->at(0).logicalSector, std::nullopt);
+        machine.empty();
+    }
+}
+
+TEST(BlockDevices, mayHaveAWordAsTheTypeOfTheirDevice)
+{
+    blockDevice("x/mmcblk0", {{"size", "8"}, {"device/type", "MMC"}});
+    EXPECT_EQ(foundDisk().type, Disk::DISK);
 }
 
 TEST(BlockDevices, haveTheHardwareSectorSizeOfOldKernels)

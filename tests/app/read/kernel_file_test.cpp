@@ -171,6 +171,24 @@ TEST(UnreadableFiles, areThoseThatExistAndCannotBeRead)
     EXPECT_EQ(unreadable.files[1].error, EIO);
 }
 
+TEST(UnreadableFiles, includeThoseWithoutANumber)
+{
+    std::pair<char const*, char const*> const reasons[] = {{"", "it is empty"},
+        {"12 kB", "it has no number"}, {"-1", "it has no number"}, {"8", "its number is too large"},
+        {"18446744073709551616", "its number is too large"}};
+    for (auto const& [text, reason] : reasons) {
+        machine.file("/sys/x", text);
+        app::UnreadableFiles const unreadable;
+        EXPECT_EQ(app::readNumber("/sys/x", 7), std::nullopt);
+        ASSERT_EQ(unreadable.files.size(), 1U) << text;
+        EXPECT_EQ(app::errorText(unreadable.files[0].error), reason);
+    }
+    machine.file("/sys/x", "-1");
+    app::UnreadableFiles const unreadable;
+    EXPECT_EQ(app::readNumber("/sys/x", 7, "-1"), std::nullopt);
+    EXPECT_TRUE(unreadable.files.empty()) << "the kernel's word for an unknown number";
+}
+
 TEST(UnreadableFiles, areNoFilesWithoutAValue)
 {
     machine.file("/sys/speed", "1");

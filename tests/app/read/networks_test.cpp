@@ -169,6 +169,42 @@ TEST(Adapters, haveNoSpeedWhereTheKernelKnowsNone)
         EXPECT_EQ(readWithFiles({{"speed", speed}}).speedMbit, std::nullopt) << speed;
 }
 
+TEST(Adapters, haveAProblemForEachFileWithoutItsValue)
+{
+    std::pair<char const*, char const*> const files[] = {{"mtu", "-1"}, {"mtu", "4294967296"},
+        {"speed", "fast"}, {"speed", ""}, {"ifindex", "two"}, {"type", "ether"},
+        {"address", "not:a:mac"}, {"address", "00:0c:2"}};
+    for (auto const& [file, text] : files) {
+        FakeCalls calls;
+        calls.addresses = {{"eth0", UP, ""}};
+        machine.folder("/sys/class/net/lo");
+        writeFiles("/sys/class/net/eth0", {{"ifindex", "2"}, {file, text}});
+        Machine found;
+        app::readNetworks(found);
+        Adapter const& adapter = found.networks->adapters.at(0);
+        EXPECT_EQ(adapter.mtu, std::nullopt);
+        EXPECT_EQ(adapter.mac, std::nullopt);
+        ASSERT_THAT(found.problems, SizeIs(1)) << file << " " << text;
+        EXPECT_EQ(found.problems[0].source, std::string("/sys/class/net/eth0/") + file);
+        machine.empty();
+    }
+}
+
+TEST(Adapters, haveAStateOfSysfsThatTheKernelDefines)
+{
+    FakeCalls const calls;
+    std::pair<char const*, bool> const states[] = {
+        {"dormant", true}, {"unknown", true}, {"asleep", false}};
+    for (auto const& [state, isDefined] : states) {
+        writeFiles("/sys/class/net/eth1", {{"ifindex", "3"}, {"operstate", state}});
+        Machine found;
+        app::readNetworks(found);
+        EXPECT_EQ(found.networks->adapters.at(0).state.value_or("none"),
+            std::string(state) == "dormant" ? state : "none");
+        EXPECT_EQ(found.problems.empty(), isDefined) << state;
+    }
+}
+
 TEST(Adapters, haveNoMacOfZerosOnly)
 {
     FakeCalls calls;

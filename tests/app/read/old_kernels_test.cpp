@@ -100,12 +100,13 @@ TEST(OldKernels, reportTheModelOfAnIdeDisk)
 
 TEST(OldKernels, leaveOutALineThatIsNoDevice)
 {
-    machine.file("/proc/partitions", "8 0 1 sda\n8 1\n8 2 x sda2\n8 3 18446744073709551615 sda3\n");
+    machine.file("/proc/partitions",
+        "8 0 1 sda\n8 1\n8 2 x sda2\n8 3 18446744073709551615 sda3\nx 4 1 sda4\n8 x 1 sda5\n");
     Machine found;
     app::readDisks(found);
     EXPECT_THAT(*found.disks, SizeIs(1));
     ASSERT_THAT(found.problems, SizeIs(1));
-    EXPECT_EQ(found.problems[0].reason, "3 entries were left out");
+    EXPECT_EQ(found.problems[0].reason, "5 entries were left out");
     EXPECT_EQ(found.problems[0].source, "/proc/partitions");
 }
 

@@ -162,6 +162,22 @@ TEST(Processors, countNeitherSocketsNorCoresWhereOneIsUnknown)
     EXPECT_EQ(processors.list.at(1).socket, std::nullopt);
 }
 
+TEST(Processors, haveOneProblemForFilesWithoutTheirNumber)
+{
+    online(2);
+    topology(0, "-1", "-1");
+    topology(1, "socket", "");
+    writeFiles(folderOf(0) + "/cpufreq", {{"scaling_cur_freq", "<unknown>"}});
+    writeFiles(folderOf(1) + "/cpufreq", {{"cpuinfo_max_freq", "fast"}});
+    Machine found;
+    app::readProcessors(found);
+    ASSERT_THAT(found.problems, SizeIs(2));
+    EXPECT_EQ(
+        found.problems[0].source, folderOf(1) + "/topology/physical_package_id and 1 other file");
+    EXPECT_EQ(found.problems[0].reason, "it has no number");
+    EXPECT_EQ(found.problems[1].source, folderOf(1) + "/cpufreq/cpuinfo_max_freq");
+}
+
 TEST(Processors, haveTheNodeThatListsThem)
 {
     online(6);
@@ -169,7 +185,12 @@ TEST(Processors, haveTheNodeThatListsThem)
     writeFiles(folder,
         {{"node0/cpulist", "0-1,4"}, {"node1/cpulist", "2-3,99-98,x,5-70000"},
             {"node2/cpulist", ""}, {"possible", "0-1"}, {"nodex/cpulist", "5"}});
-    Processors const processors = foundProcessors();
+    Machine found;
+    app::readProcessors(found);
+    Processors const& processors = *found.processors;
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].source, folder + "node1/cpulist");
+    EXPECT_EQ(found.problems[0].reason, "it has no valid value");
     EXPECT_EQ(processors.nodes, 3U) << "a node of memory only counts";
     std::vector<std::optional<unsigned>> nodes;
     for (Processor const& processor : processors.list)
