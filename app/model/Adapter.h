@@ -26,8 +26,15 @@ struct Adapter {
     bool macIsUnknown = false;
     std::optional<unsigned> speedMbit; ///< Mbit/s; unknown where the link is down or has no speed.
     std::optional<unsigned> mtu;
-    std::vector<Address> addresses;
+    std::optional<std::vector<Address>> addresses;
     std::optional<std::vector<std::string>> gateways; ///< Of the default routes through it.
+
+    /** @return the addresses; none where they are unknown. */
+    std::vector<Address> const& knownAddresses() const
+    {
+        static std::vector<Address> const none;
+        return addresses ? *addresses : none;
+    }
 
     bool hasGateway() const { return gateways && !gateways->empty(); }
 };

@@ -57,7 +57,7 @@ void compareMasks(
         if (listed.find('.') == std::string::npos || listed.find(':') != std::string::npos)
             continue;
         ++count;
-        for (Address const& address : adapter.addresses)
+        for (Address const& address : adapter.knownAddresses())
             if (address.text == listed && address.prefixLength)
                 own.push_back(maskOf(*address.prefixLength));
     }
@@ -96,7 +96,7 @@ void compareAdapter(Adapter const& adapter, DifferenceList& list)
     compareMac(adapter, records.front()->get<std::string>("getMACAddr"), list);
     auto const library = textsOf(records, "getIPAddrs");
     std::set<std::string> own;
-    for (Address const& address : adapter.addresses)
+    for (Address const& address : adapter.knownAddresses())
         own.insert(address.text);
     if (own != std::set(library.begin(), library.end()))
         list.add(adapter.name, "addresses", library, whyOtherAddresses(own, library));

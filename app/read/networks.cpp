@@ -32,6 +32,7 @@ struct Found {
     unsigned index = 0; ///< The kernel's number of it; 0 where unknown.
     bool hasFlags = false;
     bool hasMac = false; ///< Whether the address list has its MAC address, or reports none.
+    std::vector<Address> addresses;
     std::string folder; ///< In /sys, with a slash behind it; empty where there is none.
 };
 
@@ -111,10 +112,10 @@ void addEntry(FoundAdapters& found, ifaddrs const& entry)
         return;
     switch (entry.ifa_addr->sa_family) {
     case AF_INET:
-        one.adapter.addresses.push_back(toAddress(entry, AF_INET, &sockaddr_in::sin_addr));
+        one.addresses.push_back(toAddress(entry, AF_INET, &sockaddr_in::sin_addr));
         break;
     case AF_INET6:
-        one.adapter.addresses.push_back(toAddress(entry, AF_INET6, &sockaddr_in6::sin6_addr));
+        one.addresses.push_back(toAddress(entry, AF_INET6, &sockaddr_in6::sin6_addr));
         break;
     case AF_PACKET: {
         sockaddr_ll link{};
@@ -225,6 +226,8 @@ void addFacts(Found& found)
     adapter.macIsUnknown = !found.hasMac && !mac;
     if (found.folder.empty())
         return;
+    if (found.index == 0)
+        found.index = smallNumber(found.folder + "ifindex").value_or(0);
     adapter.mtu = smallNumber(found.folder + "mtu");
     adapter.speedMbit = speedOf(found);
 }
@@ -262,16 +265,19 @@ bool isOfOtherNamespace(std::vector<std::string> const& names, FoundAdapters con
     });
 }
 
-/** Fills in the scopes that the kernel has; the others follow from the addresses. */
-void setScopes(FoundAdapters& found, std::vector<ScopedAddress> const& addresses)
+/** Stores the addresses with the scopes that the kernel has; the others follow from the addresses.
+ */
+void setAddresses(FoundAdapters& found, std::vector<ScopedAddress> const& addresses)
 {
     std::map<std::pair<unsigned, std::string>, std::string> scopes;
     for (ScopedAddress const& one : addresses)
         scopes[{one.adapter, one.address}] = one.scope;
-    for (auto& [name, one] : found)
-        for (Address& address : one.adapter.addresses)
+    for (auto& [name, one] : found) {
+        for (Address& address : one.addresses)
             if (auto const scope = scopes.find({one.index, address.text}); scope != scopes.end())
                 address.scope = scope->second;
+        one.adapter.addresses = std::move(one.addresses);
+    }
 }
 
 /** The addresses behind "nameserver" in column 1; resolv.conf(5). */
@@ -310,13 +316,14 @@ bool readAddresses(FoundAdapters& found)
     return true;
 }
 
-/** Reads the adapters with their addresses and finds their folders in /sys. */
-FoundAdapters readAdapters(Machine& machine)
+/** Reads the adapters with their addresses and finds their folders in /sys. @param isListed whether
+ * the addresses could be read. */
+FoundAdapters readAdapters(Machine& machine, bool& isListed)
 {
     constexpr int ATTEMPTS = 3;
     for (int attempt = 1;; ++attempt) {
         FoundAdapters found;
-        bool const isListed = readAddresses(found);
+        isListed = readAddresses(found);
         int const error = errno;
         auto const names = adaptersInSys();
         bool const isForeign = isOfOtherNamespace(names, found);
@@ -341,13 +348,15 @@ FoundAdapters readAdapters(Machine& machine)
 void readNetworks(Machine& machine)
 {
     UnreadableFiles unreadable;
-    FoundAdapters found = readAdapters(machine);
+    bool isListed = false;
+    FoundAdapters found = readAdapters(machine, isListed);
     for (auto& [name, one] : found) {
         one.adapter.name = name;
         addFacts(one);
     }
     addUnreadable(machine, Subject::NETWORKS, "all facts of the adapters", unreadable);
-    setScopes(found, readScopedAddresses().value_or(std::vector<ScopedAddress>()));
+    if (isListed)
+        setAddresses(found, readScopedAddresses().value_or(std::vector<ScopedAddress>()));
 
     std::map<unsigned, std::string> names;
     for (auto const& [name, one] : found)

@@ -58,12 +58,15 @@ Cell::Item addressItem(std::string const& key, Address const& address)
 
 Cell addressCell(std::string const& key, Adapter const& adapter)
 {
-    if (adapter.addresses.empty())
+    if (!adapter.addresses)
+        return textFact(key + "addresses", std::nullopt);
+    if (adapter.addresses->empty())
         return words("none");
     Cell cell;
     cell.isLines = true;
-    for (size_t i = 0; i < adapter.addresses.size(); ++i)
-        cell.items.push_back(addressItem(elementKey(key + "addresses", i), adapter.addresses[i]));
+    for (size_t i = 0; i < adapter.addresses->size(); ++i)
+        cell.items.push_back(
+            addressItem(elementKey(key + "addresses", i), (*adapter.addresses)[i]));
     return cell;
 }
 

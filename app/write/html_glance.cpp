@@ -175,15 +175,17 @@ private:
         auto const up = std::count_if(adapters.begin(), adapters.end(),
             [](Adapter const& adapter) { return adapter.state == "up"; });
         figure.more(words(std::to_string(up) + " up"));
-        for (size_t i = 0; i < adapters.size(); ++i)
-            for (size_t j = 0; j < adapters[i].addresses.size(); ++j)
-                if (adapters[i].hasGateway() && adapters[i].addresses[j].scope == "global") {
+        for (size_t i = 0; i < adapters.size(); ++i) {
+            auto const& addresses = adapters[i].knownAddresses();
+            for (size_t j = 0; j < addresses.size(); ++j)
+                if (adapters[i].hasGateway() && addresses[j].scope == "global") {
                     std::string const key = "networks.adapters." + std::to_string(i) + ".";
                     figure.more(Cell({{textFact(key + "name", adapters[i].name), words(" "),
                         textFact(key + "addresses." + std::to_string(j) + ".address",
-                            adapters[i].addresses[j].text)}}));
+                            addresses[j].text)}}));
                     return;
                 }
+        }
     }
 
     void show(Figure& figure, Recovery const& recovery) const

@@ -11,7 +11,7 @@ constexpr auto ALWAYS = TextTable::ALWAYS;
 
 struct AdapterRow : RowContext {
     Adapter const& adapter;
-    Address const* address; ///< Null for an adapter without one.
+    Address const* address; ///< Null for an adapter without one, or with unknown ones.
     bool first; ///< Of the adapter's rows.
 };
 
@@ -38,12 +38,14 @@ constexpr ColumnOf<AdapterRow> ADAPTER_COLUMNS[] = {
     {"ADDRESS", "an address with its prefix length", WHOLE, ALWAYS,
         [](AdapterRow const& row) {
             if (!row.address)
-                return std::string("none");
+                return std::string(row.adapter.addresses ? "none" : UNKNOWN);
             auto const length = row.address->prefixLength;
             return row.address->text + (length ? "/" + std::to_string(*length) : "");
         }},
     {"SCOPE", "the address's scope: host, link, site or global", LEFT, 30,
-        [](AdapterRow const& row) { return row.address ? row.address->scope : ""; }},
+        [](AdapterRow const& row) {
+            return row.address ? row.address->scope : row.adapter.addresses ? "" : UNKNOWN;
+        }},
     {"MAC", "the hardware address", WHOLE, 50,
         [](AdapterRow const& row) {
             return onceOnly(
@@ -80,10 +82,11 @@ private:
         std::vector<AdapterRow> list;
         for (Adapter const& adapter : request.machine.networks->adapters) {
             RowContext const shared = request.row(Subject::NETWORKS, adapter.name);
-            if (adapter.addresses.empty())
+            auto const& addresses = adapter.knownAddresses();
+            if (addresses.empty())
                 list.push_back({shared, adapter, nullptr, true});
-            for (Address const& address : adapter.addresses)
-                list.push_back({shared, adapter, &address, &address == &adapter.addresses.front()});
+            for (Address const& address : addresses)
+                list.push_back({shared, adapter, &address, &address == &addresses.front()});
         }
         return list;
     }

@@ -300,12 +300,13 @@ void Metrics::writeAdapters()
     gauges("dovrel_adapter_speed_bytes_per_second", "Speed of the link.", adapters, adapterOf,
         [](Adapter const& adapter) { return times(BYTES_OF_A_MBIT, adapter.speedMbit); });
     gauges("dovrel_adapter_mtu_bytes", "Largest packet.", adapters, adapterOf, &Adapter::mtu);
-    infos("dovrel_adapter_address_info", "An address of the adapter.",
-        parts(adapters, &Adapter::addresses), [](auto const& part) {
-            return Labels{{"adapter", part.first->name}, {"address", part.second->text},
-                {"prefix_length", digits(part.second->prefixLength)},
-                {"scope", part.second->scope}};
-        });
+    m_out.family("dovrel_adapter_address_info", "An address of the adapter.");
+    for (Adapter const& adapter : adapters)
+        for (Address const& address : adapter.knownAddresses())
+            m_out.sample(
+                {{"adapter", adapter.name}, {"address", address.text},
+                    {"prefix_length", digits(address.prefixLength)}, {"scope", address.scope}},
+                std::optional(1U));
     m_out.family(
         "dovrel_adapter_gateway_info", "A gateway of a default route through the adapter.");
     for (Adapter const& adapter : adapters)

@@ -15,19 +15,22 @@ namespace {
 using Lines = std::vector<std::string>;
 
 /** The adapters that people look for first have the lowest rank. */
-int rankOf(Adapter const& adapter)
+enum Rank { TO_THE_WORLD, ADDRESSED, LINK_LOCAL, LOOPBACK, WITHOUT_ADDRESS };
+
+Rank rankOf(Adapter const& adapter)
 {
-    enum Rank { TO_THE_WORLD, ADDRESSED, LINK_LOCAL, LOOPBACK, WITHOUT_ADDRESS };
-    auto const hasScope = [&adapter](std::initializer_list<char const*> scopes) {
-        return std::any_of(
-            adapter.addresses.begin(), adapter.addresses.end(), [&](Address const& address) {
-                return std::count(scopes.begin(), scopes.end(), address.scope) > 0;
-            });
+    auto const& addresses = adapter.knownAddresses();
+    auto const hasScope = [&addresses](std::initializer_list<char const*> scopes) {
+        return std::any_of(addresses.begin(), addresses.end(), [&](Address const& address) {
+            return std::count(scopes.begin(), scopes.end(), address.scope) > 0;
+        });
     };
-    if (adapter.addresses.empty())
+    if (adapter.addresses && addresses.empty())
         return WITHOUT_ADDRESS;
     if (adapter.hasGateway())
         return TO_THE_WORLD;
+    if (!adapter.addresses)
+        return adapter.kind == "loopback" ? LOOPBACK : ADDRESSED;
     if (hasScope({"global", "site"}))
         return ADDRESSED;
     return hasScope({"link"}) ? LINK_LOCAL : LOOPBACK;
@@ -35,8 +38,10 @@ int rankOf(Adapter const& adapter)
 
 std::string addressesOf(Adapter const& adapter)
 {
+    if (!adapter.addresses)
+        return UNKNOWN;
     Lines texts;
-    for (Address const& address : adapter.addresses)
+    for (Address const& address : adapter.knownAddresses())
         texts.push_back(address.text
             + (address.prefixLength ? "/" + std::to_string(*address.prefixLength) : ""));
     return texts.empty() ? "no address" : joined(texts);
@@ -80,7 +85,7 @@ std::vector<std::string> networkLines(Networks const& networks, size_t most)
         [](Adapter const* one, Adapter const* two) { return rankOf(*one) < rankOf(*two); });
     std::vector<Adapter const*> others;
     while (networks.adapters.size() > most && !shown.empty()
-        && (shown.size() >= most || shown.back()->addresses.empty())) {
+        && (shown.size() >= most || rankOf(*shown.back()) == WITHOUT_ADDRESS)) {
         others.push_back(shown.back());
         shown.pop_back();
     }

@@ -54,6 +54,28 @@ TEST(Columns, areAddedToTheUsualOnes)
         << "once";
 }
 
+TEST(Columns, haveADashForUnknownAddressesAndNumbers)
+{
+    app::Machine machine = knownMachine({Subject::NETWORKS, Subject::DISKS});
+    machine.networks->adapters = {app_test::adapterOf("eth0", {}), app_test::adapterOf("eth1", {})};
+    machine.networks->adapters.back().addresses.reset();
+    machine.disks->resize(1);
+    machine.disks->front().device.clear();
+    app::TableOptions options;
+    options.columns = "NAME,ADDRESS,SCOPE";
+    EXPECT_THAT(tablesOf(
+                    [&] {
+                        app::Machine networks = machine;
+                        networks.disks.reset();
+                        return networks;
+                    }(),
+                    options),
+        testing::IsSupersetOf({"eth0  none", "eth1  -        -"}));
+    machine.networks.reset();
+    options.columns = "DEV";
+    EXPECT_THAT(tablesOf(machine, options), testing::IsSupersetOf({"DEV", "-"}));
+}
+
 TEST(Columns, areNeverLeftOutWhereTheyWereChosen)
 {
     app::TableOptions options;

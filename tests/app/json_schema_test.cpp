@@ -50,6 +50,7 @@ Machine oddMachine()
     machine.disks->front().bytes = MOST;
     machine.networks->adapters.front().speedMbit = MOST_OF_32;
     machine.networks->adapters.front().state = "unknown";
+    machine.networks->adapters.back().addresses.reset();
     machine.recovery->percent = MOST_OF_32;
     machine.recovery->megabytesTotal = MOST_OF_32;
     machine.recovery->restoreStart = 1;

@@ -174,8 +174,12 @@ TEST(Json, hasNullForWhatIsUnknown)
     machine.disks->front().device.clear();
     machine.subjects.insert(Subject::MEMORY);
     machine.memory.emplace().free = 0;
+    machine.subjects.insert(Subject::NETWORKS);
+    machine.networks.emplace().adapters.emplace_back();
 
     json const document = jsonOf(machine);
+
+    EXPECT_TRUE(document.at("networks").at("adapters").at(0).at("addresses").is_null());
 
     EXPECT_TRUE(document.at("disks").at(0).at("size_bytes").is_null());
     EXPECT_TRUE(document.at("disks").at(0).at("model").is_null());

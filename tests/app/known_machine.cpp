@@ -155,8 +155,9 @@ app::Adapter adapterOf(std::string const& name, std::vector<std::string> const& 
     app::Adapter adapter;
     adapter.name = name;
     adapter.state = "up";
+    adapter.addresses.emplace();
     for (std::string const& address : addresses)
-        adapter.addresses.push_back({address, PREFIX, "global"});
+        adapter.addresses->push_back({address, PREFIX, "global"});
     return adapter;
 }
 

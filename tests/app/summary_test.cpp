@@ -253,15 +253,26 @@ TEST(Summary, namesTheThreeMostFrequentStems)
         ElementsAre("2 b..., 2 c..., a0, 2 others: dovrel-sysinfo networks"));
 }
 
+TEST(Summary, showsADashForUnknownAddresses)
+{
+    std::vector<Adapter> adapters = {adapterOf("eth0", {}), adapterOf("eth1", {})};
+    adapters[1].addresses.reset();
+    for (unsigned i = 0; i < 3; ++i)
+        adapters.push_back(adapterOf("veth" + std::to_string(i), {}));
+
+    EXPECT_THAT(linesBehind("Networks", summaryOf(machineWithAdapters(adapters))),
+        ElementsAre("eth1  up  -", "and 3 veth..., eth0: dovrel-sysinfo networks"));
+}
+
 TEST(Summary, showsTheAdapterOfTheDefaultRouteFirst)
 {
     std::vector<Adapter> adapters;
     for (char const* const name : {"cali0", "cali1", "cali2", "docker0", "eth0", "lo"})
         adapters.push_back(adapterOf(name, {"192.0.2.1"}));
     for (size_t i = 0; i < 3; ++i)
-        adapters[i].addresses[0].scope = "link";
+        adapters[i].addresses->at(0).scope = "link";
     adapters[4].gateways = {"192.0.2.254"};
-    adapters[5].addresses[0].scope = "host";
+    adapters[5].addresses->at(0).scope = "host";
 
     EXPECT_THAT(linesBehind("Networks", summaryOf(machineWithAdapters(adapters))),
         ElementsAre("eth0     up  192.0.2.1/24", "docker0  up  192.0.2.1/24",

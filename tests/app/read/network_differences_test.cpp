@@ -19,8 +19,9 @@ Machine withAdapter(Texts const& addresses, std::vector<LibraryRecord> const& re
     Machine machine;
     Adapter& adapter = machine.networks.emplace().adapters.emplace_back();
     adapter.name = "eth0";
+    adapter.addresses.emplace();
     for (std::string const& address : addresses)
-        adapter.addresses.push_back({address, 24U, "global"});
+        adapter.addresses->push_back({address, 24U, "global"});
     answer(machine, Subject::NETWORKS, records);
     return machine;
 }
@@ -101,14 +102,14 @@ TEST(NetworkDifference, isAnotherNetmask)
     Machine machine =
         withAdapter({"10.0.0.5", "fe80::1"}, {adapterRecord("eth0", {"10.0.0.5", "fe80::1"})});
     expectNoDifference(machine);
-    machine.networks->adapters[0].addresses[0].prefixLength = 20;
+    machine.networks->adapters[0].addresses->at(0).prefixLength = 20;
     Difference const difference = differenceOf(machine);
     EXPECT_EQ(difference.fact, "netmasks");
     EXPECT_EQ(difference.library, LibraryValue(Texts{"255.255.255.0"}));
     auto& masks = machine.library[Subject::NETWORKS].records[0].fields[3];
     masks.value = Texts{"255.255.240.0"};
     expectNoDifference(machine);
-    machine.networks->adapters[0].addresses[0].prefixLength = 0;
+    machine.networks->adapters[0].addresses->at(0).prefixLength = 0;
     masks.value = Texts{"0.0.0.0"};
     expectNoDifference(machine);
 }

@@ -289,7 +289,20 @@ TEST(Adapters, haveTheGatewaysAndScopesOfTheKernel)
     ASSERT_THAT(adapters, SizeIs(2));
     EXPECT_THAT(adapters[0].gateways, Optional(ElementsAre("10.0.0.254")));
     EXPECT_THAT(adapters[1].gateways, Optional(IsEmpty()));
-    EXPECT_EQ(adapters[0].addresses.at(0).scope, "link");
-    EXPECT_EQ(adapters[0].addresses.at(1).scope, "global") << "the usual one";
+    EXPECT_EQ(adapters[0].addresses->at(0).scope, "link");
+    EXPECT_EQ(adapters[0].addresses->at(1).scope, "global") << "the usual one";
     EXPECT_THAT(found.problems, IsEmpty()) << "the files are not read";
+}
+
+TEST(Adapters, haveTheirGatewaysThoughTheirAddressesAreUnknown)
+{
+    FakeCalls calls;
+    calls.addressesFail = true;
+    calls.netlink[RTM_GETROUTE] = {usual(), done()};
+    machine.file("/sys/class/net/eth0/ifindex", "2\n");
+    app::Machine found;
+    app::readNetworks(found);
+    ASSERT_THAT(found.networks->adapters, SizeIs(1));
+    EXPECT_EQ(found.networks->adapters[0].addresses, std::nullopt);
+    EXPECT_THAT(found.networks->adapters[0].gateways, Optional(ElementsAre("192.0.2.1")));
 }
