@@ -63,7 +63,7 @@ public:
             return false;
         if (S_ISREG(status.st_mode))
             return true;
-        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        errno = S_ISDIR(status.st_mode) ? EISDIR : NO_REGULAR_FILE;
         return false;
     }
 
@@ -122,6 +122,8 @@ std::optional<std::string> readLine(std::string const& path)
 std::string errorText(int error)
 {
     switch (error) {
+    case NO_REGULAR_FILE:
+        return "it is no regular file";
     case EMPTY_FILE:
         return "it is empty";
     case NO_NUMBER:

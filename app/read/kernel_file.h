@@ -17,7 +17,7 @@ std::optional<std::string> readFile(std::string const& path);
 std::optional<std::string> readLine(std::string const& path);
 
 /** Failures that errno(3) has no number for; this file's functions store them in errno, too. */
-enum FileError { EMPTY_FILE = 10000, NO_NUMBER, NUMBER_TOO_LARGE, NO_VALUE };
+enum FileError { NO_REGULAR_FILE = 10000, EMPTY_FILE, NO_NUMBER, NUMBER_TOO_LARGE, NO_VALUE };
 
 /** @return the description of a value of errno. */
 std::string errorText(int error);

@@ -2,9 +2,11 @@
 
 #include "app/read/kernel_file.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <limits>
 #include <map>
 #include <sys/wait.h>
@@ -66,12 +68,54 @@ void setField(Device& device, std::string const& name, std::string const& value)
         module.speed = meaningful(value);
 }
 
-/** @return the exit status of the tool in the first line, its output behind it. */
+/** A pipe in place of this process's standard error. Neither end blocks: what it has no room for is
+ * lost. */
+class ErrorPipe {
+public:
+    ErrorPipe()
+    {
+        int ends[2];
+        if (pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0)
+            return;
+        m_reader = ends[0];
+        dup2(ends[1], STDERR_FILENO);
+        close(ends[1]);
+    }
+    ErrorPipe(ErrorPipe const&) = delete;
+    ErrorPipe& operator=(ErrorPipe const&) = delete;
+    ~ErrorPipe()
+    {
+        if (m_reader >= 0)
+            close(m_reader);
+    }
+
+    /** @return the first line that was written, in printable characters; empty where none was. */
+    std::string firstLine() const
+    {
+        constexpr size_t LONGEST = 120;
+        std::array<char, 4096> bytes;
+        ssize_t const count = m_reader >= 0 ? read(m_reader, bytes.data(), bytes.size()) : -1;
+        std::string const text =
+            trimmed(std::string(bytes.data(), count > 0 ? static_cast<size_t>(count) : 0));
+        std::string line = trimmed(text.substr(0, text.find('\n')));
+        for (char& c : line)
+            if (c < ' ' || c > '~')
+                c = '?';
+        return line.size() <= LONGEST ? line : line.substr(0, LONGEST) + "...";
+    }
+
+private:
+    int m_reader = -1;
+};
+
+/** @return the exit status of the tool in the first line, the first line of its errors in the
+ * second, its output behind them. */
 std::string runTool()
 {
+    ErrorPipe const errors;
     // The path of a user who became root with su(1) may lack the system's folders.
-    std::FILE* const tool =
-        popen("PATH=$PATH:/usr/sbin:/sbin; export PATH; LC_ALL=C dmidecode -t 17", "re");
+    std::FILE* const tool = popen(
+        "PATH=$PATH:/usr/sbin:/sbin LC_ALL=C; export PATH LC_ALL; exec dmidecode -t 17", "re");
     if (!tool)
         return {};
     std::string output;
@@ -79,7 +123,8 @@ std::string runTool()
     for (size_t count = 0; (count = std::fread(piece.data(), 1, piece.size(), tool)) > 0;)
         output.append(piece.data(), count);
     int const status = pclose(tool);
-    return std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + "\n" + output;
+    return std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + "\n" + errors.firstLine()
+        + "\n" + output;
 }
 
 }
@@ -124,15 +169,17 @@ void ModuleQuery::finish(Machine& machine)
     std::string reason = "dmidecode needs root";
     if (m_child) {
         TimedChild::Result const result = m_child->wait(m_deadline);
-        size_t const line = result.bytes.find('\n');
-        auto const status = numberOf(result.bytes.substr(0, line));
+        auto lines = linesOf(result.bytes);
+        lines.resize(std::max(lines.size(), size_t{2}));
+        auto const status = numberOf(lines[0]);
+        std::string const failure = "dmidecode failed" + (lines[1].empty() ? "" : ": " + lines[1]);
         auto modules = parseModules(result.bytes);
         if (!modules.empty()) {
             if (machine.memory)
                 machine.memory->modules = std::move(modules);
             if (status != uint64_t{0})
                 machine.unavailable.push_back({Subject::MEMORY,
-                    "whether these are all memory modules", "dmidecode failed", "dmidecode"});
+                    "whether these are all memory modules", failure, "dmidecode"});
             return;
         }
         if (result.end == TimedChild::NOT_STARTED)
@@ -148,7 +195,7 @@ void ModuleQuery::finish(Machine& machine)
         else if (result.bytes.find("No SMBIOS nor DMI entry point") != std::string::npos)
             reason = "the firmware has no table of them";
         else if (status != uint64_t{0})
-            reason = "dmidecode failed";
+            reason = failure;
         else if (result.bytes.find("# dmidecode") == std::string::npos)
             reason = "dmidecode printed none";
         else

@@ -62,8 +62,11 @@ TEST(KernelFile, isNothingWhereItIsAFolder)
 TEST(KernelFile, doesNotBlockOnAFifo)
 {
     ASSERT_EQ(mkfifo("/proc/x", 0600), 0);
+    app::UnreadableFiles const unreadable;
     EXPECT_EQ(app::readFile("/proc/x"), std::nullopt);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(errno, app::NO_REGULAR_FILE);
+    ASSERT_EQ(unreadable.files.size(), 1U);
+    EXPECT_EQ(app::errorText(unreadable.files[0].error), "it is no regular file");
 }
 
 TEST(KernelFile, isReadUpTo16MiB)

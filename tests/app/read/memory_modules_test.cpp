@@ -168,20 +168,26 @@ TEST(ModuleQuery, reportsAToolThatHangs)
 
 TEST(ModuleQuery, reportsAToolThatFails)
 {
-    EXPECT_EQ(reasonOfTool("echo /dev/mem: Permission denied >&2; exit 1"), "dmidecode failed");
+    EXPECT_EQ(reasonOfTool("echo /dev/mem: Permission denied >&2; echo more >&2; exit 1"),
+        "dmidecode failed: /dev/mem: Permission denied");
+    EXPECT_EQ(
+        reasonOfTool("printf '\\n a\\033[31m\\377b\\n' >&2; exit 1"), "dmidecode failed: a?[31m?b");
+    EXPECT_EQ(reasonOfTool("printf %0200000d 0 >&2; exit 1"),
+        "dmidecode failed: " + std::string(120, '0') + "...");
     EXPECT_EQ(reasonOfTool("kill -9 $$"), "dmidecode failed");
 }
 
 TEST(ModuleQuery, reportsAToolThatFailsBehindItsFirstModules)
 {
     FakeCalls const calls;
-    machine.tool("/usr/sbin/dmidecode", "printf 'Memory Device\\n\\tSize: 1 GB\\n'; kill -9 $$");
+    machine.tool("/usr/sbin/dmidecode",
+        "printf 'Memory Device\\n\\tSize: 1 GB\\n'; echo broken >&2; kill -9 $$");
     Machine const found = query();
     ASSERT_TRUE(found.memory->modules);
     EXPECT_THAT(*found.memory->modules, SizeIs(1));
     ASSERT_THAT(found.unavailable, SizeIs(1));
     EXPECT_EQ(found.unavailable.front().fact, "whether these are all memory modules");
-    EXPECT_EQ(found.unavailable.front().reason, "dmidecode failed");
+    EXPECT_EQ(found.unavailable.front().reason, "dmidecode failed: broken");
 }
 
 TEST(ModuleQuery, blamesNoFirmwareForTheOutputOfAnotherTool)
