@@ -173,11 +173,17 @@ std::optional<std::vector<std::string>> namesIn(std::string const& folder)
         return std::nullopt;
     }
     std::vector<std::string> names;
-    while (dirent const* const entry = readdir(directory.get())) {
+    for (;;) {
+        errno = 0;
+        dirent const* const entry = readdir(directory.get());
+        if (!entry)
+            break;
         std::string const name = entry->d_name;
         if (name != "." && name != "..")
             names.push_back(name);
     }
+    if (errno != 0)
+        noteUnreadable(folder, false);
     std::sort(names.begin(), names.end(), naturallyBefore);
     return names;
 }

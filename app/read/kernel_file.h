@@ -37,7 +37,7 @@ std::optional<bool> readFlag(std::string const& path);
 bool exists(std::string const& path);
 
 /** @return the names in a folder but "." and "..", in natural order. Nothing, with errno set, where
- * it cannot be read. */
+ * it cannot be read. A folder that can be read in part gives that part and counts as unreadable. */
 std::optional<std::vector<std::string>> namesIn(std::string const& folder);
 
 /** @return the absolute path without links; nothing where the path leads nowhere. realpath(3). */

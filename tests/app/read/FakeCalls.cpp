@@ -3,6 +3,7 @@
 #include "common/platform/getsysinfo.h"
 
 #include <arpa/inet.h>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <ifaddrs.h>
 #include <linux/netlink.h>
@@ -190,6 +191,20 @@ int statvfs(char const* path, struct statvfs* out) noexcept
         return failWith(EIO);
     *out = found->second;
     return 0;
+}
+
+dirent* readdir(DIR* folder)
+{
+    static auto const real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir64"));
+    static std::map<DIR*, unsigned> entries;
+    if (!current || !current->entriesBeforeFailure) {
+        entries.clear();
+    } else if (entries[folder]++ >= *current->entriesBeforeFailure) {
+        entries.erase(folder);
+        errno = EIO;
+        return nullptr;
+    }
+    return real(folder);
 }
 
 int stat(char const* path, struct stat* out) noexcept

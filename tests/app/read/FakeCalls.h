@@ -25,8 +25,8 @@ struct FakeAddress {
 /**
  * Answers calls of the C library while it lives, one object at a time.
  *
- * The program defines getifaddrs, statvfs, stat, gethostname, uname, geteuid, socket and send of
- * rtnetlink(7), and the library's getsysinfo. Without an object there are no adapters, no
+ * The program defines getifaddrs, readdir, statvfs, stat, gethostname, uname, geteuid, socket and
+ * send of rtnetlink(7), and the library's getsysinfo. Without an object there are no adapters, no
  * filesystems and no host name.
  */
 class FakeCalls {
@@ -43,6 +43,10 @@ public:
      * other types there are no objects. */
     std::map<unsigned, std::vector<std::string>> netlink;
     bool netlinkFails = false; ///< With EAFNOSUPPORT.
+
+    /** The entries that readdir(3) returns of each folder, "." and ".." included; then it fails
+     * with EIO. */
+    std::optional<unsigned> entriesBeforeFailure;
 
     std::map<std::string, struct statvfs> filesystems; ///< By mount point; others fail with EIO.
     std::set<std::string> hangingFilesystems; ///< A statvfs(3) of these never returns.

@@ -404,6 +404,19 @@ TEST(BlockDevices, haveAReasonForTheFactsThatAKernelWithoutSysfsLacks)
     EXPECT_EQ(found.unavailable[0].reason, "there is no /sys/block");
 }
 
+TEST(BlockDevices, areAProblemWhereTheFolderCannotBeReadToItsEnd)
+{
+    blockDevice("x/sda", {{"size", "8"}});
+    app_read_test::FakeCalls calls;
+    calls.entriesBeforeFailure = 0;
+    Machine found;
+    app::readDisks(found);
+    EXPECT_THAT(*found.disks, IsEmpty());
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].reason, "Input/output error");
+    EXPECT_EQ(found.problems[0].source, "/sys/block");
+}
+
 TEST(BlockDevices, areAProblemWhereTheKernelPublishesNone)
 {
     Machine found;

@@ -1,5 +1,6 @@
 #include "app/read/Reader.h"
 #include "app/read/kernel_file.h"
+#include "tests/app/read/FakeCalls.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/ReadCalls.h"
 
@@ -120,6 +121,21 @@ TEST(Folder, isNothingWhereItCannotBeRead)
 {
     EXPECT_EQ(app::namesIn("/sys/x"), std::nullopt);
     EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(Folder, isUnreadableWhereItsListEndsEarly)
+{
+    for (char const* const name : {"/sys/x/a", "/sys/x/b", "/sys/x/c"})
+        machine.file(name, "");
+    app_read_test::FakeCalls calls;
+    app::UnreadableFiles const unreadable;
+    EXPECT_THAT(app::namesIn("/sys/x"), Optional(testing::SizeIs(3)));
+    EXPECT_THAT(unreadable.files, IsEmpty());
+    calls.entriesBeforeFailure = 4;
+    EXPECT_THAT(app::namesIn("/sys/x"), Optional(testing::SizeIs(2)));
+    ASSERT_EQ(unreadable.files.size(), 1U);
+    EXPECT_EQ(unreadable.files[0].path, "/sys/x");
+    EXPECT_EQ(unreadable.files[0].error, EIO);
 }
 
 TEST(Path, isResolvedWithoutLinks)
