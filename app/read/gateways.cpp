@@ -9,6 +9,8 @@
 #include <array>
 #include <cerrno>
 #include <netinet/in.h>
+#include <optional>
+#include <set>
 
 namespace app {
 
@@ -16,6 +18,7 @@ namespace {
 
 constexpr char const* ROUTES = "/proc/net/route";
 constexpr char const* ROUTES6 = "/proc/net/ipv6_route";
+constexpr char const* NETLINK = "rtnetlink";
 constexpr int HEXADECIMAL = 16;
 
 /** Several routes may lead through one gateway. */
@@ -64,6 +67,26 @@ void addRoutes6(Gateways& gateways, std::string const& routes)
     }
 }
 
+/** @return the next hops of nexthop objects and of the members of groups among them; nothing where
+ * one is missing. */
+std::optional<std::vector<NextHop>> hopsOf(
+    std::set<unsigned> const& numbers, std::vector<NextHopObject> const& objects)
+{
+    std::vector<NextHop> hops;
+    for (unsigned const number : numbers) {
+        auto const object = std::find_if(objects.begin(), objects.end(),
+            [number](NextHopObject const& one) { return one.number == number; });
+        if (object == objects.end())
+            return std::nullopt;
+        hops.push_back(object->hop);
+        // No group has another as its member.
+        for (NextHopObject const& one : objects)
+            if (std::count(object->members.begin(), object->members.end(), one.number) > 0)
+                hops.push_back(one.hop);
+    }
+    return hops;
+}
+
 Gateways readFiles(Machine& machine)
 {
     Gateways gateways;
@@ -93,10 +116,33 @@ Gateways readGateways(Machine& machine, std::map<unsigned, std::string> const& n
     if (!hops)
         return readFiles(machine);
     Gateways gateways;
-    for (NextHop const& hop : *hops)
+    auto const addHop = [&](NextHop const& hop) {
         // The adapter may be gone.
-        if (auto const name = names.find(hop.adapter); name != names.end())
+        auto const name = names.find(hop.adapter);
+        if (name != names.end() && !hop.gateway.empty())
             add(gateways, name->second, hop.gateway);
+    };
+    std::set<unsigned> numbers;
+    for (NextHop const& hop : *hops)
+        if (hop.object != 0)
+            numbers.insert(hop.object);
+        else
+            addHop(hop);
+    if (numbers.empty())
+        return gateways;
+    auto const objects = readNextHopObjects();
+    if (!objects) {
+        addProblem(machine, Subject::NETWORKS, "the gateways", NETLINK);
+        gateways.isComplete = false;
+        return gateways;
+    }
+    auto const found = hopsOf(numbers, *objects);
+    for (NextHop const& hop : found.value_or(std::vector<NextHop>()))
+        addHop(hop);
+    gateways.isComplete = found.has_value();
+    if (!found)
+        machine.problems.push_back({Subject::NETWORKS, "the gateways",
+            "a default route has a next hop that the kernel does not list", NETLINK});
     return gateways;
 }
 

@@ -17,9 +17,9 @@ struct Gateways {
 /**
  * Reads the gateways of the default routes.
  *
- * From rtnetlink(7), and from /proc/net/route and /proc/net/ipv6_route (proc(5)) where a program
- * may not use that: those files have one next hop of an IPv4 route and no IPv6 gateway of one. What
- * cannot be read is a problem of @p machine.
+ * From rtnetlink(7), nexthop objects included, and from /proc/net/route and /proc/net/ipv6_route
+ * (proc(5)) where a program may not use that: those files have one next hop of an IPv4 route and no
+ * IPv6 gateway of one. What cannot be read is a problem of @p machine.
  *
  * @param names of the adapters by their indices.
  */

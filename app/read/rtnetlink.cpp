@@ -17,8 +17,22 @@ namespace {
 
 using Bytes = std::string_view;
 
-/** Of the kernel's <linux/rtnetlink.h>, which older headers do not have. */
+/** Of the kernel's <linux/rtnetlink.h> and <linux/nexthop.h>, which older headers do not have. */
 constexpr unsigned short ATTRIBUTE_VIA = 18;
+constexpr unsigned short ATTRIBUTE_OBJECT = 30;
+constexpr unsigned short NEW_OBJECT = 104;
+constexpr unsigned short GET_OBJECT = 106;
+
+struct ObjectHeader {
+    unsigned char family;
+    unsigned char rest[3];
+    unsigned flags;
+};
+
+struct GroupMember {
+    unsigned number;
+    unsigned char rest[4];
+};
 
 /** @return the object at the beginning; the bytes need not be aligned. Zeros where they end. */
 template <class Object> Object objectAt(Bytes bytes)
@@ -75,6 +89,7 @@ struct RouteAttributes {
     unsigned table;
     unsigned adapter;
     std::string gateway;
+    unsigned object = 0;
     Bytes hops;
 
     RouteAttributes(int family, unsigned ownTable, unsigned ownAdapter, Bytes attributes)
@@ -98,6 +113,9 @@ struct RouteAttributes {
             }
             case RTA_MULTIPATH:
                 hops = value;
+                break;
+            case ATTRIBUTE_OBJECT:
+                object = objectAt<unsigned>(value);
                 break;
             default:
                 break;
@@ -188,14 +206,15 @@ private:
         // The kernel answers at once; a loss must not block all the same.
         timeval const limit = {2, 0};
         setsockopt(m_file, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
+        // The content is zeros: all families, no filter.
         struct {
             nlmsghdr header;
-            rtgenmsg content;
+            ObjectHeader content;
         } request{};
-        request.header.nlmsg_len = NLMSG_LENGTH(sizeof(request.content));
+        request.header.nlmsg_len =
+            NLMSG_LENGTH(type == GET_OBJECT ? sizeof(request.content) : sizeof(rtgenmsg));
         request.header.nlmsg_type = type;
         request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-        request.content.rtgen_family = AF_UNSPEC;
         return send(m_file, &request, request.header.nlmsg_len, 0) >= 0;
     }
 
@@ -238,12 +257,49 @@ std::vector<NextHop> nextHopsIn(std::string_view messages)
         if (whole.table != RT_TABLE_MAIN)
             return;
         add(whole);
+        // Most kernels give the gateways of the object, too.
+        if (whole.object != 0 && whole.gateway.empty() && whole.hops.empty())
+            hops.push_back({0, "", whole.object});
         forEach<rtnexthop>(whole.hops, [&](rtnexthop const& hop, Bytes attributes) {
             add(RouteAttributes(route.rtm_family, RT_TABLE_MAIN,
                 static_cast<unsigned>(hop.rtnh_ifindex), attributes));
         });
     });
     return hops;
+}
+
+std::vector<NextHopObject> nextHopObjectsIn(std::string_view messages)
+{
+    enum { NUMBER = 1, GROUP = 2, ADAPTER = 5, GATEWAY = 6 };
+    std::vector<NextHopObject> objects;
+    forEach<nlmsghdr>(messages, [&](nlmsghdr const& header, Bytes content) {
+        auto const entry = objectAt<ObjectHeader>(content);
+        if (header.nlmsg_type != NEW_OBJECT || content.size() < sizeof(entry))
+            return;
+        NextHopObject object{};
+        forEach<rtattr>(content.substr(sizeof(entry)), [&](rtattr const& attribute, Bytes value) {
+            switch (attribute.rta_type) {
+            case NUMBER:
+                object.number = objectAt<unsigned>(value);
+                break;
+            case GROUP:
+                for (; value.size() >= sizeof(GroupMember);
+                     value.remove_prefix(sizeof(GroupMember)))
+                    object.members.push_back(objectAt<GroupMember>(value).number);
+                break;
+            case ADAPTER:
+                object.hop.adapter = objectAt<unsigned>(value);
+                break;
+            case GATEWAY:
+                object.hop.gateway = addressText(entry.family, value);
+                break;
+            default:
+                break;
+            }
+        });
+        objects.push_back(std::move(object));
+    });
+    return objects;
 }
 
 std::vector<ScopedAddress> scopedAddressesIn(std::string_view messages)
@@ -271,6 +327,11 @@ std::vector<ScopedAddress> scopedAddressesIn(std::string_view messages)
 std::optional<std::vector<NextHop>> readNextHops()
 {
     return read(RTM_GETROUTE, nextHopsIn);
+}
+
+std::optional<std::vector<NextHopObject>> readNextHopObjects()
+{
+    return read(GET_OBJECT, nextHopObjectsIn);
 }
 
 std::optional<std::vector<ScopedAddress>> readScopedAddresses()

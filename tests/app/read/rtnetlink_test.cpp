@@ -24,6 +24,9 @@ using testkit::machine;
 namespace {
 
 constexpr unsigned short VIA = 18; // RTA_VIA
+constexpr unsigned short NH_ID = 30; // RTA_NH_ID
+constexpr unsigned short NEW_NEXT_HOP = 104; // RTM_NEWNEXTHOP
+constexpr unsigned short GET_NEXT_HOP = 106; // RTM_GETNEXTHOP
 
 template <class Object> std::string rawBytes(Object const& object)
 {
@@ -112,6 +115,45 @@ std::string address(unsigned char family, unsigned char scope, std::string const
     header.ifa_scope = scope;
     header.ifa_index = 2;
     return message(RTM_NEWADDR, rawBytes(header) + attributes);
+}
+
+/** @param attributes besides its number. */
+std::string nexthopObject(unsigned char family, unsigned id, std::string const& attributes)
+{
+    std::string const header = std::string(1, static_cast<char>(family)) + std::string(7, '\0');
+    return message(NEW_NEXT_HOP, header + number(1, id) + attributes);
+}
+
+std::string group(std::vector<unsigned> const& members)
+{
+    std::string bytes;
+    for (unsigned const member : members)
+        bytes += rawBytes(member) + std::string(4, '\0');
+    return attribute(2, bytes);
+}
+
+/** The gateways of the adapters 2 and 3, "10.0.0.1, fe80::1"; "unknown". */
+std::vector<std::string> gatewaysOfObjects(
+    std::string const& route, std::vector<std::string> const& objects, size_t problems = 0)
+{
+    FakeCalls calls;
+    calls.addresses = {{"eth0", IFF_UP, "00:0c:29:aa:bb:cc", 0, 1, 2},
+        {"eth1", IFF_UP, "00:0c:29:aa:bb:cd", 0, 1, 3}};
+    calls.netlink[RTM_GETROUTE] = {route, message(NLMSG_DONE, rawBytes(0))};
+    calls.netlink[GET_NEXT_HOP] = objects;
+    app::Machine found;
+    app::readNetworks(found);
+    EXPECT_THAT(found.problems, SizeIs(problems));
+    for (app::Problem const& problem : found.problems)
+        EXPECT_EQ(problem.fact + " " + problem.source, "the gateways rtnetlink");
+    std::vector<std::string> texts;
+    for (app::Adapter const& adapter : found.networks->adapters) {
+        std::string text = adapter.gateways ? "" : "unknown";
+        for (std::string const& one : adapter.gateways.value_or(std::vector<std::string>()))
+            text += (text.empty() ? "" : ", ") + one;
+        texts.push_back(text);
+    }
+    return texts;
 }
 
 std::string done(int error = 0)
@@ -210,6 +252,30 @@ TEST(NextHops, areFoundInNoBytesWithWrongLengths)
         IsEmpty());
 }
 
+TEST(NextHops, mayBeANexthopObject)
+{
+    EXPECT_THAT(hopsIn(route(defaultRoute(), number(NH_ID, 7))), ElementsAre("0 "));
+    EXPECT_EQ(app::nextHopsIn(route(defaultRoute(), number(NH_ID, 7))).at(0).object, 7U);
+    EXPECT_THAT(hopsIn(usual(defaultRoute(), number(NH_ID, 7))), ElementsAre("2 192.0.2.1"));
+    EXPECT_THAT(hopsIn(route(defaultRoute(),
+                    number(NH_ID, 7) + attribute(RTA_MULTIPATH, hop(2, gateway("192.0.2.1"))))),
+        ElementsAre("2 192.0.2.1"));
+}
+
+TEST(NexthopObjects, areFoundInNoBytesWithWrongLengths)
+{
+    std::string const whole = nexthopObject(AF_INET, 9, group({7, 8}))
+        + nexthopObject(AF_INET, 7, number(5, 2) + attribute(6, addressBytes("192.0.2.1")));
+    ASSERT_THAT(app::nextHopObjectsIn(whole), SizeIs(2));
+    EXPECT_THAT(app::nextHopObjectsIn(whole)[0].members, ElementsAre(7U, 8U));
+    for (size_t place = 0; place < whole.size(); ++place)
+        for (char const value : {'\0', '\1', '\3', '\x7F', '\xFF'}) {
+            std::string odd = whole;
+            odd[place] = value;
+            EXPECT_LE(app::nextHopObjectsIn(odd).size(), 2U);
+        }
+}
+
 TEST(ScopedAddresses, haveTheScopeOfTheKernel)
 {
     auto const of = [](unsigned char scope) {
@@ -305,4 +371,26 @@ TEST(Adapters, haveTheirGatewaysThoughTheirAddressesAreUnknown)
     ASSERT_THAT(found.networks->adapters, SizeIs(1));
     EXPECT_EQ(found.networks->adapters[0].addresses, std::nullopt);
     EXPECT_THAT(found.networks->adapters[0].gateways, Optional(ElementsAre("192.0.2.1")));
+}
+
+TEST(Adapters, haveTheGatewaysOfNexthopObjects)
+{
+    std::string const objects =
+        nexthopObject(AF_INET, 7, number(5, 2) + attribute(6, addressBytes("192.0.2.1")))
+        + nexthopObject(AF_INET6, 8, number(5, 3) + attribute(6, addressBytes("fe80::1")))
+        + nexthopObject(AF_INET, 6, number(5, 3)) + nexthopObject(AF_INET, 9, group({7, 8, 6}));
+    EXPECT_THAT(gatewaysOfObjects(route(defaultRoute(), number(NH_ID, 7)), {objects, done()}),
+        ElementsAre("192.0.2.1", ""));
+    EXPECT_THAT(gatewaysOfObjects(route(defaultRoute(), number(NH_ID, 9)), {objects, done()}),
+        ElementsAre("192.0.2.1", "fe80::1"));
+    EXPECT_THAT(gatewaysOfObjects(route(defaultRoute(), number(NH_ID, 6)), {objects, done()}),
+        ElementsAre("", ""));
+}
+
+TEST(Adapters, haveUnknownGatewaysWhereTheirNexthopObjectIsUnknown)
+{
+    std::string const both = usual() + route(defaultRoute(), number(NH_ID, 7));
+    EXPECT_THAT(gatewaysOfObjects(both, {done()}, 1), ElementsAre("192.0.2.1", "unknown"));
+    EXPECT_THAT(gatewaysOfObjects(both, {message(NLMSG_ERROR, rawBytes(-EOPNOTSUPP))}, 1),
+        ElementsAre("192.0.2.1", "unknown"));
 }
