@@ -13,6 +13,8 @@ std::optional<std::string> Disk::kind() const
         return std::nullopt;
     if (removable.value_or(false) || transport == "usb")
         return "removable";
+    if (isVirtual)
+        return "virtual";
     for (char const* const bus : {"virtio", "xen", "vmbus", "rbd", "nbd"})
         if (transport == bus)
             return "virtual";

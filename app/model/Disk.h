@@ -28,6 +28,7 @@ struct Disk {
     std::optional<std::string> model;
     std::optional<std::string> serial;
     std::optional<std::string> transport; ///< "nvme", "sata", "sas", "usb", "virtio", "mmc" ...
+    bool isVirtual = false; ///< Made by the kernel alone, such as a volume of ZFS; of a DISK.
     std::optional<bool> rotational;
     std::optional<bool> removable;
     std::optional<bool> readOnly;

@@ -206,6 +206,7 @@ private:
     void setType(Disk& disk, std::string const& folder)
     {
         constexpr char const* SCSI_CD_ROM = "5"; // Other buses have words there.
+        setTypeByName(disk);
         if (startsWith(disk.name, "dm-")) {
             disk.type = mappedType(readLine(folder + "/dm/uuid").value_or(""));
             if (m_mapper.empty())
@@ -213,20 +214,14 @@ private:
             disk.label = readLine(folder + "/dm/name").value_or(m_mapper[disk.device]);
             if (disk.label.empty())
                 disk.label = disk.name;
-        } else if (startsWith(disk.name, "md")) {
-            disk.type = Disk::RAID;
+        } else if (disk.type == Disk::RAID) {
             disk.raidLevel = readLine(folder + "/md/level");
             addRaidFacts(disk, readFile("/proc/mdstat").value_or(""));
             if (!m_raidLabels)
                 m_raidLabels = raidLabels();
             if (auto const label = m_raidLabels->find(disk.name); label != m_raidLabels->end())
                 disk.label = label->second;
-        } else if (startsWith(disk.name, "loop")) {
-            disk.type = Disk::LOOP;
-        } else if (startsWith(disk.name, "zram") || isStacked(disk.name)) {
-            disk.type = Disk::MAPPED;
-        } else if (startsWith(disk.name, "sr")
-            || readLine(folder + "/device/type") == SCSI_CD_ROM) {
+        } else if (disk.type == Disk::DISK && readLine(folder + "/device/type") == SCSI_CD_ROM) {
             disk.type = Disk::OPTICAL;
         }
     }

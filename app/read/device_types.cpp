@@ -1,7 +1,9 @@
 #include "app/read/device_types.h"
 
-#include "app/read/disk_identity.h"
 #include "app/read/kernel_file.h"
+
+#include <cctype>
+#include <utility>
 
 namespace app {
 
@@ -14,23 +16,27 @@ bool startsWith(std::string const& text, std::string const& beginning)
 
 }
 
-void setTypeByName(Disk& disk, std::string const& mdstat)
+void setTypeByName(Disk& disk)
 {
-    if (startsWith(disk.name, "md")) {
-        disk.type = Disk::RAID;
-        addRaidFacts(disk, mdstat);
-    } else if (startsWith(disk.name, "loop")) {
-        disk.type = Disk::LOOP;
-    } else if (startsWith(disk.name, "dm-") || isStacked(disk.name)) {
-        disk.type = Disk::MAPPED;
-    } else {
-        addIdeIdentity(disk);
-    }
+    constexpr std::pair<char const*, Disk::Type> TYPES[] = {{"dm-", Disk::MAPPED},
+        {"md", Disk::RAID}, {"loop", Disk::LOOP}, {"sr", Disk::OPTICAL}, {"zram", Disk::MAPPED},
+        {"bcache", Disk::MAPPED}, {"drbd", Disk::MAPPED}};
+    for (auto const& [beginning, type] : TYPES)
+        if (startsWith(disk.name, beginning))
+            disk.type = type;
 }
 
-bool isStacked(std::string const& name)
+void setVirtualByName(Disk& disk)
 {
-    return startsWith(name, "bcache") || startsWith(name, "drbd");
+    for (char const* const network : {"rbd", "nbd"})
+        if (startsWith(disk.name, network)) {
+            disk.transport = network;
+            disk.isVirtual = true;
+        }
+    // A volume of ZFS, "zd16".
+    if (startsWith(disk.name, "zd") && disk.name.size() > 2
+        && std::isdigit(static_cast<unsigned char>(disk.name[2])) != 0)
+        disk.isVirtual = true;
 }
 
 /** A line "md0 : active raid1 sda1[0] sdb1[1]" of /proc/mdstat, for kernels that have no md folder

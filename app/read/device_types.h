@@ -6,13 +6,12 @@
 
 namespace app {
 
-/** Fills in the type that a device's name shows, and the facts that files of /proc have of it: of
- * RAID those of @p mdstat, of an IDE disk its identity. */
-void setTypeByName(Disk& disk, std::string const& mdstat);
+/** Fills in the type that the name of a device shows; a DISK stays one. */
+void setTypeByName(Disk& disk);
 
-/** @return whether a device lies on others, by the name that its driver gives it; besides those of
- * device-mapper and md. */
-bool isStacked(std::string const& name);
+/** Fills in whether a disk is virtual by its name, and the transport of one of the network, as
+ * their devices are on no bus. */
+void setVirtualByName(Disk& disk);
 
 /** Fills in level and parts of a RAID device that it does not have yet. @param mdstat
  * /proc/mdstat, md(4). */

@@ -1,5 +1,6 @@
 #include "app/read/disk_identity.h"
 
+#include "app/read/device_types.h"
 #include "app/read/kernel_file.h"
 
 #include <map>
@@ -95,10 +96,10 @@ void addIdentity(Disk& disk, std::string const& folder, std::string const& path)
     disk.serial = property(properties, {"ID_SCSI_SERIAL", "ID_SERIAL_SHORT"});
     if (!disk.serial)
         disk.serial = firstLine(folder, {"device/serial", "serial"});
-    // Their devices are on no bus.
-    for (char const* const network : {"rbd", "nbd"})
-        if (disk.name.rfind(network, 0) == 0)
-            disk.transport = network;
+    setVirtualByName(disk);
+    // Multipath NVMe disks are in another folder of /sys/devices/virtual.
+    if (path.find("/devices/virtual/block/") != std::string::npos)
+        disk.isVirtual = true;
     if (!disk.transport)
         disk.transport = transportOf(path);
     if (!disk.transport) // Before Linux 2.6.26 the disk's folder is no link.

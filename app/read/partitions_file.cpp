@@ -2,6 +2,7 @@
 
 #include "app/read/Reader.h"
 #include "app/read/device_types.h"
+#include "app/read/disk_identity.h"
 #include "app/read/kernel_file.h"
 
 #include <algorithm>
@@ -32,6 +33,18 @@ bool isPartitionOf(std::string const& name, std::string const& disk)
     if (digit && rest[0] != 'p')
         return false;
     return numberOf(digit ? rest.substr(1) : rest).has_value();
+}
+
+/** Fills in what the name of a device and files of /proc show of it. */
+void setFacts(Disk& disk, std::string const& mdstat)
+{
+    setTypeByName(disk);
+    if (disk.type == Disk::RAID)
+        addRaidFacts(disk, mdstat);
+    if (!disk.isPhysical())
+        return;
+    setVirtualByName(disk);
+    addIdeIdentity(disk);
 }
 
 }
@@ -68,7 +81,7 @@ std::optional<std::vector<Disk>> readPartitionsFile(Machine& machine)
                 disk.parent = other.name;
             }
         if (disk.type == Disk::DISK)
-            setTypeByName(disk, mdstat);
+            setFacts(disk, mdstat);
         disks.push_back(disk);
     }
     std::set<std::string> ignored;

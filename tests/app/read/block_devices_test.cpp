@@ -151,6 +151,19 @@ TEST(BlockDevices, haveVirtualDisksOfTheNetwork)
     }
 }
 
+TEST(BlockDevices, haveVirtualDisksThatTheKernelMakes)
+{
+    for (char const* const path : {"virtual/block/zd16", "virtual/block/ublkb0",
+             "virtual/nvme-subsystem/nvme-subsys0/nvme0n1"})
+        blockDevice(path, {{"size", "8"}, {"queue/rotational", "0"}, {"removable", "0"}});
+    auto const disks = foundDisks();
+    ASSERT_THAT(namesOf(disks), ElementsAre("nvme0n1", "ublkb0", "zd16"));
+    EXPECT_EQ(disks[0].kind(), "SSD");
+    EXPECT_EQ(disks[1].kind(), "virtual");
+    EXPECT_EQ(disks[2].kind(), "virtual");
+    EXPECT_EQ(app::typeText(disks[2]), "disk");
+}
+
 TEST(BlockDevices, haveTheLabelOfARaidInDevMd)
 {
     for (char const* const name : {"md0", "md126", "md127"}) {

@@ -80,6 +80,21 @@ TEST(OldKernels, haveLoopAndMappedDevices)
     EXPECT_EQ(disks[1].type, Disk::LOOP);
 }
 
+TEST(OldKernels, haveTheTypesThatNamesShow)
+{
+    auto const disks = readAll("43 0 9 nbd0\n252 0 9 rbd0\n230 0 9 zd0\n230 1 9 zd0p1\n"
+                               "252 1 9 zram0\n147 0 9 drbd0\n11 0 9 sr0\n8 0 9 zda\n");
+    ASSERT_THAT(parentsOf(disks),
+        ElementsAre("drbd0", "nbd0", "rbd0", "sr0", "zd0", "zd0p1 on zd0", "zda", "zram0"));
+    std::vector<std::string> types;
+    for (Disk const& disk : disks)
+        types.push_back(app::typeText(disk) + " " + disk.kind().value_or("-"));
+    EXPECT_THAT(types,
+        ElementsAre("drbd -", "disk virtual", "disk virtual", "rom -", "disk virtual", "part -",
+            "disk -", "zram -"));
+    EXPECT_EQ(disks[1].transport, "nbd");
+}
+
 TEST(OldKernels, haveNeitherRamDisksNorDevicesWithoutAMedium)
 {
     EXPECT_THAT(parentsOf(readAll("1 0 4096 ram0\n22 0 0 hdc\n3 0 9 hda\n")), ElementsAre("hda"));
