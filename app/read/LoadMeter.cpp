@@ -1,7 +1,11 @@
 #include "app/read/LoadMeter.h"
 
+#include "app/read/kernel_file.h"
+
 #include <sysinfo/UNIXSystemInformation.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <limits>
 #include <thread>
@@ -12,6 +16,26 @@ namespace {
 
 /** Outputs that `readCounters` leaves as they are: the kernel lists no such processor. */
 constexpr unsigned UNTOUCHED = std::numeric_limits<unsigned>::max();
+
+constexpr char const* STAT = "/proc/stat";
+
+/** Adds a problem, but one for the file: the list of processors is read from it, too. */
+void addFailure(Machine& machine, std::string const& reason)
+{
+    if (std::none_of(machine.problems.begin(), machine.problems.end(), [](Problem const& problem) {
+            return problem.subject == Subject::PROCESSORS && problem.source == STAT;
+        }))
+        machine.problems.push_back({Subject::PROCESSORS, "the processors' loads", reason, STAT});
+}
+
+/** The library reads the counters and does not report why it cannot. Adds the reason. */
+bool canRead(Machine& machine)
+{
+    if (readFile(STAT))
+        return true;
+    addFailure(machine, errorText(errno));
+    return false;
+}
 
 }
 
@@ -60,19 +84,22 @@ void LoadMeter::end(Machine& machine)
 
 LoadMeter::Samples LoadMeter::sample(Machine& machine)
 {
+    if (!canRead(machine))
+        return {};
     Samples samples;
     for (Processor const& processor : machine.processors->list) {
         unsigned idle = UNTOUCHED;
         unsigned busy = UNTOUCHED;
         sysinfo::UNIXSystemInformation::UNIXCPUInfo const record(processor.number);
         if (!record.readCounters(idle, busy)) {
-            machine.problems.push_back({Subject::PROCESSORS, "the processors' loads",
-                "the counters cannot be read", "/proc/stat"});
+            addFailure(machine, "the counters cannot be read");
             return {};
         }
         if (idle != UNTOUCHED || busy != UNTOUCHED)
             samples[processor.number] = {idle, busy};
     }
+    if (samples.empty())
+        addFailure(machine, "it has no counters of a processor");
     return samples;
 }
 

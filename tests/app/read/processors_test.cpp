@@ -1,3 +1,4 @@
+#include "app/read/LoadMeter.h"
 #include "app/read/Reader.h"
 #include "tests/app/read/FakeSys.h"
 
@@ -213,6 +214,44 @@ TEST(Processors, comeFromCpuinfoWhereStatCannotBeRead)
     EXPECT_THAT(found.processors->list, SizeIs(2));
     ASSERT_THAT(found.problems, SizeIs(1));
     EXPECT_EQ(found.problems[0].source, "/proc/stat");
+}
+
+TEST(LoadMeter, hasOneProblemWhereStatCannotBeRead)
+{
+    online(1);
+    Machine found;
+    app::readProcessors(found);
+    machine.remove("/proc/stat");
+    machine.folder("/proc/stat");
+    app::LoadMeter().begin(found);
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].fact, "the processors' loads");
+    EXPECT_EQ(found.problems[0].source, "/proc/stat");
+    EXPECT_EQ(found.problems[0].reason, "Is a directory");
+    app::LoadMeter().begin(found);
+    EXPECT_THAT(found.problems, SizeIs(1));
+}
+
+TEST(LoadMeter, hasAProblemWhereStatHasNoCounters)
+{
+    online(1);
+    Machine found;
+    app::readProcessors(found);
+    machine.file("/proc/stat", "");
+    app::LoadMeter().begin(found);
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].reason, "it has no counters of a processor");
+}
+
+TEST(LoadMeter, addsNoProblemToThatOfTheProcessors)
+{
+    machine.file("/proc/cpuinfo", "processor: 0\n");
+    machine.folder("/proc/stat");
+    Machine found;
+    app::readProcessors(found);
+    app::LoadMeter().begin(found);
+    ASSERT_THAT(found.problems, SizeIs(1));
+    EXPECT_EQ(found.problems[0].fact, "the processors");
 }
 
 TEST(Processors, areAProblemWhereNoFileListsOne)
