@@ -195,8 +195,8 @@ private:
         if (recovery.hasEnded(m_machine.time))
             return figure.more(words(recoveryOutcome(recovery, m_machine.time)));
         std::string const share = percentOfMegabytes(recovery).value_or("");
-        figure.more(
-            words(stateText(recovery) + (share.empty() ? "" : ", " + share + " of the MB")));
+        figure.more(words(stateText(recovery, m_machine.time)
+            + (share.empty() ? "" : ", " + share + " of the MB")));
     }
 
     Machine const& m_machine;

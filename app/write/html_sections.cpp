@@ -225,7 +225,7 @@ void writeSection(PageContext const& page, Recovery const& recovery)
 {
     HtmlFactList list(page.html);
     Fact state = numberFact("recovery.operation", std::optional(recovery.operation));
-    state.text = stateText(recovery);
+    state.text = stateText(recovery, page.machine.time);
     list.add("State", state);
     Cell progress(progressFact(recovery));
     progress.bar = recovery.percent;

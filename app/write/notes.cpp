@@ -82,12 +82,34 @@ std::string reasonText(std::string const& reason)
     return reason.empty() ? "." : ": " + printable(reason) + ".";
 }
 
+namespace {
+
+/** A note of several facts that have one reason. */
+std::string textOfFacts(
+    std::vector<Difference const*> const& differences, std::string const& reason)
+{
+    constexpr char const* OF_ONE = " for it";
+    std::vector<std::string> facts;
+    for (Difference const* const difference : differences)
+        facts.push_back(
+            factText(difference->fact) + " " + libraryText(difference->library, difference->fact));
+    return joined(facts)
+        + reasonText(endsWith(reason, OF_ONE)
+                ? reason.substr(0, reason.size() - std::string(OF_ONE).size()) + " for them"
+                : reason);
+}
+
+}
+
 Notes::Notes(Machine const& machine) : m_machine(machine)
 {
     for (Difference const& difference : machine.differences) {
         auto const same = std::find_if(m_notes.begin(), m_notes.end(), [&](Note const& note) {
-            return note.subject == difference.subject && note.fact == difference.fact
-                && note.reason == difference.reason;
+            // The facts of a recovery have no items.
+            bool const isOfRecovery =
+                note.subject == Subject::RECOVERY && !note.fact.empty() && !difference.fact.empty();
+            return note.subject == difference.subject && note.reason == difference.reason
+                && (note.fact == difference.fact || (isOfRecovery && !note.reason.empty()));
         });
         if (same != m_notes.end())
             same->differences.push_back(&difference);
@@ -162,6 +184,8 @@ std::string Notes::valuesText(Note const& note) const
 
 std::string Notes::text(Note const& note) const
 {
+    if (note.subject == Subject::RECOVERY && note.differences.size() > 1)
+        return textOfFacts(note.differences, note.reason);
     if (!note.fact.empty())
         return valuesText(note) + reasonText(note.reason);
     bool const isWholeQuery = note.differences.front()->item.empty();

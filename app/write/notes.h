@@ -34,7 +34,7 @@ public:
 private:
     struct Note {
         Subject subject;
-        std::string fact;
+        std::string fact; ///< The first one's; a note of the recovery may have several.
         std::string reason;
         std::vector<Difference const*> differences;
     };

@@ -48,7 +48,7 @@ std::string outcomeText(RecoveryOutcome outcome)
     case RecoveryOutcome::UNWRITTEN:
         break;
     }
-    return "ended, result unknown; last seen";
+    return "ended, result unknown";
 }
 
 bool isRestorePhase(Recovery const& recovery)
@@ -69,12 +69,24 @@ std::string recoveryLine(Recovery const& recovery)
         + rateText(recovery.megabytesPerSecond);
 }
 
+std::string stateText(Recovery const& recovery, int64_t now)
+{
+    std::string const state = stateText(recovery);
+    if (!recovery.hasEnded(now))
+        return state;
+    RecoveryOutcome const outcome = recovery.outcome();
+    std::string const text = outcomeText(outcome);
+    return outcome == RecoveryOutcome::FINISHED ? text : text + ", last state: " + state;
+}
+
 std::string recoveryOutcome(Recovery const& recovery, int64_t now)
 {
     int64_t const end = recovery.end().value_or(now);
     auto const start = recovery.recoverStart ? recovery.recoverStart : recovery.restoreStart;
-    std::string text = outcomeText(recovery.outcome()) + ": " + countText(recovery.filesDone)
-        + " of " + countText(recovery.filesTotal) + " files and "
+    RecoveryOutcome const outcome = recovery.outcome();
+    std::string text = outcomeText(outcome)
+        + (outcome == RecoveryOutcome::UNWRITTEN ? "; last seen: " : ": ")
+        + countText(recovery.filesDone) + " of " + countText(recovery.filesTotal) + " files and "
         + countText(recovery.megabytesDone) + " of " + countText(recovery.megabytesTotal) + " MB";
     if (start && end >= *start)
         text += " in " + durationText(end - *start);

@@ -11,6 +11,10 @@ namespace app {
 /** @return one line with the state and, from the restore on, the figures. */
 std::string recoveryLine(Recovery const& recovery);
 
+/** @return the state of a recovery that runs; of one that has ended at @p now its result and,
+ * unless it finished, its last state: "failed, last state: restoring". */
+std::string stateText(Recovery const& recovery, int64_t now);
+
 /**
  * @return one line that says how a recovery ended: "finished: 200 of 200 files and 1000 of 1000 MB
  * in 0:10:00, at 2026-03-24 14:15:00".

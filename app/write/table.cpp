@@ -146,7 +146,7 @@ private:
             return numberText(done) + " of " + numberText(total);
         };
         FactList table("RECOVERY");
-        table.add("State", stateText(recovery));
+        table.add("State", stateText(recovery, m_machine.time));
         table.add("Progress", progress);
         table.add("Files", doneOfTotal(recovery.filesDone, recovery.filesTotal));
         table.add("MB", doneOfTotal(recovery.megabytesDone, recovery.megabytesTotal));

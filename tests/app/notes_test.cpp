@@ -124,6 +124,20 @@ TEST(Notes, nameTheFurtherPlacesOfAFilesystemWhichHaveNoRow)
             "available 0 B: reserve."));
 }
 
+TEST(Notes, nameAllFactsOfARecoveryThatHaveOneReason)
+{
+    Machine machine = knownMachine({Subject::RECOVERY});
+    machine.differences = {{Subject::RECOVERY, "", "files_done", uint64_t{7}, "no value for it"},
+        {Subject::RECOVERY, "", "bytes_done", uint64_t{0}, "no value for it"},
+        {Subject::RECOVERY, "", "files_total", uint64_t{1}, "it has 0"},
+        {Subject::RECOVERY, "", "restore_end", uint64_t{1}, ""},
+        {Subject::RECOVERY, "", "restore_start", uint64_t{1}, ""}};
+
+    EXPECT_THAT(Notes(machine).texts(Subject::RECOVERY),
+        ElementsAre("files done 7, bytes done 0 B: no value for them.", "files total 1: it has 0.",
+            "restore end 1.", "restore start 1."));
+}
+
 TEST(Notes, sayThatTheQueryFailed)
 {
     Machine machine = knownMachine({Subject::DISKS});

@@ -133,6 +133,19 @@ TEST(RecoveryOutcome, needsAnEndAndAPercentage)
     EXPECT_EQ(recovery.outcome(), RecoveryOutcome::UNWRITTEN);
 }
 
+TEST(RecoveryStateText, agreesWithTheOutcome)
+{
+    Recovery recovery = halfRestored();
+    EXPECT_EQ(app::stateText(recovery, START + 100), "restoring");
+    recovery.recoverEnd = START + 50;
+    EXPECT_EQ(app::stateText(recovery, START + 100), "failed, last state: restoring");
+    recovery.percent = 100;
+    EXPECT_EQ(app::stateText(recovery, START + 100), "finished");
+    recovery.percent = std::nullopt;
+    EXPECT_EQ(
+        app::stateText(recovery, START + 100), "ended, result unknown, last state: restoring");
+}
+
 TEST(RecoveryOutcome, isNotThatOfAnEarlierRecovery)
 {
     Recovery recovery = halfRestored();

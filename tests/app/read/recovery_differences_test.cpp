@@ -56,6 +56,19 @@ TEST(RecoveryDifference, isACounterThatTheEngineHasNotWritten)
     EXPECT_EQ(difference.reason, "the engine's file has no valid number for it");
 }
 
+TEST(RecoveryDifference, hasOneReasonForAllFactsWithoutCounters)
+{
+    Machine machine = withRestore();
+    Recovery without;
+    without.operation = app::OPERATION_RESTORE;
+    without.recoverStart = 1000;
+    machine.recovery = without;
+    auto const differences = app::differencesOf(machine);
+    ASSERT_EQ(differences.size(), 9U) << "all but the time that is written";
+    for (Difference const& difference : differences)
+        EXPECT_EQ(difference.reason, "the engine's file has no valid value for it");
+}
+
 TEST(RecoveryDifference, isAPercentageWithoutItsCounters)
 {
     Machine machine = withRestore();
