@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <sys/sysmacros.h>
 
 namespace app {
@@ -17,59 +15,24 @@ namespace {
 
 constexpr char const* TABLE = "/proc/self/mountinfo";
 constexpr char const* OLD_TABLE = "/proc/mounts";
-constexpr char const* UNKNOWN = "-";
 
-/** The sizes of one filesystem as the child hands them over: numbers, of which the first is errno.
- */
-std::string sizesOf(std::string const& mountPoint)
+/** The sizes as df(1) counts them. */
+void setSizes(Mount& mount, struct statvfs const& status)
 {
-    struct statvfs status { };
-    int result = -1;
-    do
-        result = statvfs(mountPoint.c_str(), &status);
-    while (result != 0 && errno == EINTR);
-    if (result != 0)
-        return std::to_string(errno) + "\n";
     uint64_t const unit = status.f_frsize != 0 ? status.f_frsize : status.f_bsize;
     // Some filesystems, those of foreign programs among them, count no blocks or count them wrong.
     auto const bytes = [&](bool known, uint64_t blocks) {
-        known = known && status.f_blocks != 0 && blocks <= UINT64_MAX / unit;
-        return known ? std::to_string(blocks * unit) : UNKNOWN;
+        known = known && unit != 0 && status.f_blocks != 0 && blocks <= UINT64_MAX / unit;
+        return known ? std::optional(blocks * unit) : std::nullopt;
     };
-    std::string line = "0";
-    line += " " + bytes(unit != 0, status.f_blocks);
-    line += " "
-        + bytes(unit != 0 && status.f_bfree <= status.f_blocks, status.f_blocks - status.f_bfree);
-    line += " " + bytes(unit != 0 && status.f_bavail <= status.f_blocks, status.f_bavail);
-    line += " " + std::to_string(status.f_files) + " " + std::to_string(status.f_ffree);
-    return line + "\n";
-}
-
-/** @return why a child has no sizes. */
-std::string reasonOf(TimedChild::Result const& result)
-{
-    if (result.end == TimedChild::NOT_STARTED)
-        return std::string("no process can be started for it: ") + std::strerror(result.error);
-    return result.end == TimedChild::NOT_ENDED
-        ? "the filesystem did not respond in time"
-        : "the process that queried the filesystem was killed";
-}
-
-/** @return 0, or the errno of statvfs(3). */
-int setSizes(Mount& mount, std::string const& line)
-{
-    auto const words = wordsOf(line);
-    if (words.size() != 6)
-        return words.empty() ? EIO : std::stoi(words[0]);
-    mount.size = numberOf(words[1]);
-    mount.used = numberOf(words[2]);
-    mount.available = numberOf(words[3]);
+    mount.size = bytes(true, status.f_blocks);
+    mount.used = bytes(status.f_bfree <= status.f_blocks, status.f_blocks - status.f_bfree);
+    mount.available = bytes(status.f_bavail <= status.f_blocks, status.f_bavail);
     // A filesystem without a table of inodes, as vfat and btrfs, reports none.
-    if (words[4] != "0") {
-        mount.inodes = numberOf(words[4]);
-        mount.freeInodes = numberOf(words[5]);
+    if (status.f_files != 0) {
+        mount.inodes = status.f_files;
+        mount.freeInodes = status.f_ffree;
     }
-    return 0;
 }
 
 /** The number of the device that a file lies on, or of the device itself. */
@@ -135,7 +98,6 @@ void setHiddenSizes(Machine& machine, std::vector<Mount>& mounts)
 
 MountReader::MountReader(
     Machine& machine, std::vector<Disk> const& disks, std::chrono::steady_clock::duration limit)
-    : m_deadline(std::chrono::steady_clock::now() + limit)
 {
     auto text = readFile(TABLE);
     MountTable table;
@@ -151,66 +113,42 @@ MountReader::MountReader(
         }
         table = parseMounts(*text);
     }
-    m_readable = true;
     if (table.leftOut > 0)
         machine.problems.push_back(
             {Subject::MOUNTS, "all mounted filesystems", leftOut(table.leftOut), TABLE});
     markHidden(table.entries);
     keepShown(table.entries);
-    std::vector<size_t> local;
+    std::vector<size_t> network;
     for (MountEntry& entry : table.entries) {
+        // The path of a hidden mount leads into the filesystem that hides it.
+        if (entry.mount.hiddenBy.empty())
+            (entry.mount.network ? network : m_queried).push_back(m_mounts.size());
         if (!entry.mount.network) {
             entry.mount.device = deviceName(disks, entry.mount, entry.device);
             entry.mount.disks = disksBeneath(disks, entry.mount.device);
-            // The path of a hidden mount leads into the filesystem that hides it.
-            if (entry.mount.hiddenBy.empty())
-                local.push_back(m_mounts.size());
         }
         m_mounts.push_back(std::move(entry.mount));
     }
-    // A few at a time, so that one that hangs costs no others where there are not many.
-    constexpr size_t MOST_CHILDREN = 32;
-    size_t const together = (local.size() + MOST_CHILDREN - 1) / MOST_CHILDREN;
-    for (size_t begin = 0; begin < local.size(); begin += together)
-        start({local.begin() + static_cast<ptrdiff_t>(begin),
-            local.begin() + static_cast<ptrdiff_t>(std::min(begin + together, local.size()))});
-    for (size_t i = 0; i < m_mounts.size(); ++i)
-        if (m_mounts[i].network && m_mounts[i].hiddenBy.empty())
-            start({i});
-}
-
-void MountReader::start(std::vector<size_t> const& mounts)
-{
-    if (mounts.empty())
-        return;
-    auto const work = [&] {
-        std::string lines;
-        for (size_t const mount : mounts)
-            lines += sizesOf(m_mounts[mount].mountPoint);
-        return lines;
-    };
-    m_groups.emplace_back(mounts, work);
+    // Those that are most likely to hang come last.
+    m_queried.insert(m_queried.end(), network.begin(), network.end());
+    std::vector<std::string> paths;
+    for (size_t const mount : m_queried)
+        paths.push_back(m_mounts[mount].mountPoint);
+    m_queries.emplace(paths, limit);
 }
 
 void MountReader::finish(Machine& machine)
 {
-    if (!m_readable)
+    if (!m_queries)
         return;
-    for (Group& group : m_groups) {
-        TimedChild::Result const result = group.child.wait(m_deadline);
-        auto lines = linesOf(result.bytes);
-        lines.resize(group.mounts.size());
-        for (size_t i = 0; i < group.mounts.size(); ++i) {
-            Mount& mount = m_mounts[group.mounts[i]];
-            if (result.end != TimedChild::ENDED)
-                machine.problems.push_back({Subject::MOUNTS, "the size of the filesystem",
-                    reasonOf(result), mount.mountPoint});
-            else if (int const error = setSizes(mount, lines[i]); error != 0) {
-                errno = error;
-                addProblem(
-                    machine, Subject::MOUNTS, "the size of the filesystem", mount.mountPoint);
-            }
-        }
+    auto const results = m_queries->finish();
+    for (size_t i = 0; i < results.size(); ++i) {
+        Mount& mount = m_mounts[m_queried[i]];
+        if (results[i].problem.empty())
+            setSizes(mount, results[i].status);
+        else
+            machine.problems.push_back({Subject::MOUNTS, "the size of the filesystem",
+                results[i].problem, mount.mountPoint});
     }
     setHiddenSizes(machine, m_mounts);
     machine.mounts = std::move(m_mounts);

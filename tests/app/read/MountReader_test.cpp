@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sys/sysmacros.h>
 
 using app::Disk;
@@ -68,6 +69,36 @@ Mount readRoot(struct statvfs const& status)
     FakeCalls calls;
     calls.filesystems["/"] = status;
     return foundMount();
+}
+
+/** Mounts filesystems at "/m0", "/m1" and so on. @return these paths. */
+std::vector<std::string> mountMany(int count, FakeCalls& calls)
+{
+    std::string table;
+    std::vector<std::string> paths;
+    for (int i = 0; i < count; ++i) {
+        std::string const number = std::to_string(i);
+        paths.push_back("/m" + number);
+        table += "1" + number + " 1 9:" + number + " / " + paths.back() + " rw - ext4 /dev/x"
+            + number + " rw\n";
+        calls.filesystems[paths.back()] = filesystem(4096);
+    }
+    machine.file("/proc/self/mountinfo", table);
+    return paths;
+}
+
+std::vector<std::string> sourcesOf(std::vector<app::Problem> const& problems)
+{
+    std::vector<std::string> sources;
+    for (app::Problem const& problem : problems)
+        sources.push_back(problem.source);
+    return sources;
+}
+
+auto countSizes(Machine const& found)
+{
+    return std::count_if(found.mounts->begin(), found.mounts->end(),
+        [](Mount const& mount) { return mount.size.has_value(); });
 }
 
 }
@@ -257,6 +288,56 @@ TEST(MountReader, losesOnlyTheSizesOfALocalFilesystemThatHangs)
     EXPECT_EQ(found.mounts->at(0).size, 4096000U);
     ASSERT_THAT(found.problems, SizeIs(1));
     EXPECT_EQ(found.problems[0].source, "/dead");
+}
+
+TEST(MountReader, losesOnlyTheSizesOfThoseThatHangAmongMany)
+{
+    FakeCalls calls;
+    mountMany(10'000, calls);
+    calls.hangingFilesystems = {"/m0", "/m5000", "/m5001", "/m9999"};
+    Machine const found = readMounts(std::chrono::seconds(4));
+    EXPECT_THAT(sourcesOf(found.problems), ElementsAre("/m0", "/m5000", "/m5001", "/m9999"));
+    EXPECT_EQ(found.problems.at(0).reason, "the filesystem did not respond in time");
+    EXPECT_EQ(countSizes(found), 9'996);
+}
+
+TEST(MountReader, readsTheSizesBehindMoreFilesystemsThatHangThanItHasChildren)
+{
+    FakeCalls calls;
+    auto const paths = mountMany(200, calls);
+    calls.hangingFilesystems = {paths.begin(), paths.begin() + 150};
+    Machine const found = readMounts(std::chrono::seconds(4));
+    EXPECT_THAT(
+        sourcesOf(found.problems), testing::ElementsAreArray(paths.begin(), paths.begin() + 150));
+    for (auto const& problem : found.problems)
+        EXPECT_EQ(problem.reason, "the filesystem did not respond in time") << problem.source;
+    EXPECT_EQ(countSizes(found), 50);
+}
+
+TEST(MountReader, doesNotBlameFilesystemsThatItCouldNotQuery)
+{
+    FakeCalls calls;
+    auto const paths = mountMany(1000, calls);
+    calls.hangingFilesystems = {paths.begin(), paths.end()};
+    auto const begun = std::chrono::steady_clock::now();
+    Machine const found = readMounts(std::chrono::seconds(1));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(3));
+    ASSERT_THAT(found.problems, SizeIs(1000));
+    EXPECT_EQ(found.problems.front().reason, "the filesystem did not respond in time");
+    EXPECT_EQ(found.problems.back().reason, "too many other filesystems did not respond in time");
+}
+
+TEST(MountReader, losesOnlyTheSizeOfTheFilesystemWhoseChildDies)
+{
+    FakeCalls calls;
+    mountMany(100, calls);
+    calls.crashingFilesystems = {"/m0", "/m50"};
+    calls.hangingFilesystems = {"/m70"};
+    Machine const found = readMounts(std::chrono::seconds(2));
+    ASSERT_THAT(sourcesOf(found.problems), ElementsAre("/m0", "/m50", "/m70"));
+    EXPECT_EQ(found.problems[1].reason, "the process that queried the filesystem was killed");
+    EXPECT_EQ(found.problems[2].reason, "the filesystem did not respond in time");
+    EXPECT_EQ(countSizes(found), 97);
 }
 
 TEST(MountReader, reportsAChildThatDiesAsNoFilesystemThatHangs)
