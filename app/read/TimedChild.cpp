@@ -14,6 +14,8 @@
 
 namespace app {
 
+using Clock = std::chrono::steady_clock;
+
 namespace {
 
 void closeOnce(int& descriptor)
@@ -56,16 +58,45 @@ TimedChild::TimedChild(std::function<std::string()> const& work, bool silent) : 
         return;
     // Both sides set the group, so that it exists whichever runs first.
     setpgid(m_child, m_child);
+    writers().push_back(this);
 }
 
 TimedChild::~TimedChild()
 {
-    stop();
+    closeReader();
+    if (m_child < 0)
+        return;
+    if (!m_killed)
+        killGroup();
+    // A child in an uninterruptible call of the kernel, as on a dead server, ends later. Several
+    // that were killed together are waited for together.
+    auto const enough = *m_killed + std::chrono::milliseconds(100);
+    while (waitpid(m_child, nullptr, WNOHANG) == 0 && Clock::now() < enough)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+std::vector<TimedChild*>& TimedChild::writers()
+{
+    static std::vector<TimedChild*> children;
+    return children;
+}
+
+void TimedChild::closeReader()
+{
+    auto& children = writers();
+    children.erase(std::remove(children.begin(), children.end(), this), children.end());
     closeOnce(m_ends[0]);
+}
+
+void TimedChild::killGroup()
+{
+    kill(-m_child, SIGKILL);
+    m_killed = Clock::now();
 }
 
 void TimedChild::runChild(std::function<std::string()> const& work, bool silent) const
 {
+    writers().clear();
     setpgid(0, 0);
     struct sigaction action { };
     action.sa_handler = killOwnGroup;
@@ -90,57 +121,64 @@ void TimedChild::runChild(std::function<std::string()> const& work, bool silent)
     _exit(written ? 0 : 1);
 }
 
-TimedChild::Result TimedChild::wait(std::chrono::steady_clock::time_point deadline)
+void TimedChild::readPiece()
 {
-    using std::chrono::milliseconds;
-    if (m_child < 0)
-        return {NOT_STARTED, {}, m_error};
-    std::string bytes;
-    for (;;) {
-        auto const left =
-            std::chrono::ceil<milliseconds>(deadline - std::chrono::steady_clock::now());
-        pollfd readable = {m_ends[0], POLLIN, 0};
-        int const ready =
-            poll(&readable, 1, static_cast<int>(std::max(left, milliseconds(0)).count()));
-        if (ready < 0 && errno == EINTR)
-            continue;
-        if (ready <= 0)
-            break;
-        std::array<char, 65536> piece;
-        ssize_t const count = read(m_ends[0], piece.data(), piece.size());
-        if (count > 0) {
-            bytes.append(piece.data(), static_cast<size_t>(count));
-            continue;
-        }
-        // The end of the pipe: the child is ending.
-        // Until it is reaped, its number is that of no other group.
-        siginfo_t ended{};
-        while (waitid(P_PID, static_cast<id_t>(m_child), &ended, WEXITED | WNOWAIT) != 0
-            && errno == EINTR)
-            continue;
-        kill(-m_child, SIGKILL);
-        int status = -1;
-        while (waitpid(m_child, &status, 0) < 0 && errno == EINTR)
-            continue;
-        m_child = -1;
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-            return {CRASHED, {}, 0};
-        return {ENDED, std::move(bytes), 0};
-    }
-    stop();
-    return {NOT_ENDED, {}, 0};
+    std::array<char, 65536> piece;
+    ssize_t const count = read(m_ends[0], piece.data(), piece.size());
+    if (count > 0)
+        m_bytes.append(piece.data(), static_cast<size_t>(count));
+    else
+        closeReader();
 }
 
-void TimedChild::stop()
+bool TimedChild::readAny(Clock::time_point deadline)
+{
+    using std::chrono::milliseconds;
+    auto const children = writers();
+    std::vector<pollfd> readers;
+    for (TimedChild const* const child : children)
+        readers.push_back({child->m_ends[0], POLLIN, 0});
+    auto const left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+    bool const isLate = left <= milliseconds(0);
+    int const ready = poll(readers.data(), static_cast<nfds_t>(readers.size()),
+        static_cast<int>(std::max(left, milliseconds(0)).count()));
+    if (ready < 0)
+        return errno == EINTR;
+    bool isOwn = false;
+    for (size_t i = 0; i < readers.size(); ++i) {
+        if (readers[i].revents == 0)
+            continue;
+        isOwn = isOwn || children[i] == this;
+        children[i]->readPiece();
+    }
+    return isLate ? isOwn : ready > 0;
+}
+
+TimedChild::Result TimedChild::wait(Clock::time_point deadline)
 {
     if (m_child < 0)
-        return;
+        return {NOT_STARTED, {}, m_error};
+    while (m_ends[0] >= 0 && readAny(deadline))
+        continue;
+    if (m_ends[0] >= 0) {
+        killGroup();
+        closeReader();
+        return {NOT_ENDED, {}, 0};
+    }
+    // The end of the pipe: the child is ending.
+    // Until it is reaped, its number is that of no other group.
+    siginfo_t ended{};
+    while (
+        waitid(P_PID, static_cast<id_t>(m_child), &ended, WEXITED | WNOWAIT) != 0 && errno == EINTR)
+        continue;
     kill(-m_child, SIGKILL);
-    // A child in an uninterruptible call of the kernel, as on a dead server, ends later.
-    constexpr int ATTEMPTS = 20;
-    for (int i = 0; i < ATTEMPTS && waitpid(m_child, nullptr, WNOHANG) == 0; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    int status = -1;
+    while (waitpid(m_child, &status, 0) < 0 && errno == EINTR)
+        continue;
     m_child = -1;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return {CRASHED, {}, 0};
+    return {ENDED, std::move(m_bytes), 0};
 }
 
 }

@@ -2,8 +2,10 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace app {
 
@@ -17,7 +19,7 @@ class TimedChild {
 public:
     enum End {
         ENDED, ///< The function returned.
-        NOT_ENDED, ///< It had not returned in time; nothing of it runs any more.
+        NOT_ENDED, ///< It had not returned in time, and was killed.
         CRASHED, ///< The child ended without a result.
         NOT_STARTED ///< The kernel gave no process or pipe.
     };
@@ -40,17 +42,33 @@ public:
     TimedChild& operator=(TimedChild const&) = delete;
     ~TimedChild();
 
-    /** Waits for the child, @p deadline at the latest. Call once. */
+    /**
+     * Waits for the child, @p deadline at the latest. Call once.
+     *
+     * Reads the results of all other children meanwhile, so that none of them has to wait for room
+     * in its pipe.
+     */
     Result wait(std::chrono::steady_clock::time_point deadline);
 
 private:
+    /** Children whose results are not complete yet. */
+    static std::vector<TimedChild*>& writers();
+
     [[noreturn]] void runChild(std::function<std::string()> const& work, bool silent) const;
-    void stop();
+
+    /** Waits for a result, and reads of each child what has arrived. @return false when the
+     * deadline has passed and nothing of this child has arrived. */
+    bool readAny(std::chrono::steady_clock::time_point deadline);
+    void readPiece();
+    void closeReader();
+    void killGroup();
 
     int m_error = 0;
     int m_ends[2] = {-1, -1}; // Of the pipe: the reader's, and the child's.
+    std::string m_bytes;
     pid_t m_parent;
     pid_t m_child = -1;
+    std::optional<std::chrono::steady_clock::time_point> m_killed;
 };
 
 }

@@ -186,6 +186,33 @@ TEST(TimedChild, leavesNoProcessBehindThatItStarted)
     EXPECT_TRUE(lifeline.hasEnded());
 }
 
+TEST(TimedChild, readsTheResultsOfTheOthersWhileOneIsWaitedFor)
+{
+    Lifeline writer;
+    TimedChild slow(
+        [&writer] {
+            writer.letGo();
+            return std::string(writer.hasEnded() ? "ended" : "hangs");
+        },
+        true);
+    std::string const large(size_t{5} * 1024 * 1024, 'x');
+    TimedChild other([&large] { return large; }, true);
+    writer.letGo();
+    EXPECT_EQ(slow.wait(steady_clock::now() + LONG).bytes, "ended");
+    auto const result = other.wait(steady_clock::now());
+    EXPECT_EQ(result.end, TimedChild::ENDED) << "it had ended in time";
+    EXPECT_TRUE(result.bytes == large);
+}
+
+TEST(TimedChild, isReapedAfterAllThatAreLateWereKilled)
+{
+    TimedChild child(hang, true);
+    EXPECT_EQ(child.wait(steady_clock::now()).end, TimedChild::NOT_ENDED);
+    siginfo_t ended{};
+    EXPECT_EQ(waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT), 0) << "its end costs the next no time";
+    EXPECT_EQ(ended.si_status, SIGKILL);
+}
+
 TEST(TimedChild, isKilledWhereNobodyWaitsForIt)
 {
     Lifeline lifeline;
