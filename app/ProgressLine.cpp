@@ -2,6 +2,7 @@
 
 #include "app/write/standard_streams.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -96,6 +97,8 @@ void ProgressLine::draw(int texts)
         text = nextText(texts);
     size_t drawn = 0;
     for (; !text.empty(); text = nextText(texts)) {
+        // Its letters are ASCII. Some terminals go on to the next line behind the last column.
+        text.resize(std::min(text.size(), terminalColumns(STDERR_FILENO) - 1));
         drawLine(text, drawn);
         drawn = text.size();
     }

@@ -56,8 +56,12 @@ ExitStatus outputFailed(int error)
 
 void showTrace(unsigned level, std::string const& message)
 {
-    (void)writeWhole(
-        STDERR_FILENO, "trace " + std::to_string(level) + ": " + printable(message) + "\n");
+    std::string text;
+    for (std::string const& part :
+        broken("trace " + std::to_string(level) + ": " + printable(message),
+            terminalLayout(STDERR_FILENO)))
+        text += part + "\n";
+    (void)writeWhole(STDERR_FILENO, text);
 }
 
 ExitStatus statusOf(Machine const& machine)
@@ -73,10 +77,10 @@ ExitStatus statusOf(Machine const& machine)
 Layout layoutOf(CommandLine const& line)
 {
     Layout layout;
+    if (!line.outputFile)
+        layout = terminalLayout(STDOUT_FILENO);
+    bool const terminal = layout.isTerminal();
     layout.headings = line.headings;
-    bool const terminal = !line.outputFile && isatty(STDOUT_FILENO) == 1;
-    if (terminal)
-        layout.columns = terminalColumns(STDOUT_FILENO);
     char const* const noColor = std::getenv("NO_COLOR");
     char const* const type = std::getenv("TERM");
     bool const wanted =
@@ -106,8 +110,8 @@ size_t complainOf(Machine const& machine, CommandLine const& line)
 {
     bool const isSummary = line.output == CommandLine::SUMMARY && !line.library;
     Layout shared;
-    if (isSummary && layoutOf(line).isTerminal() && isatty(STDERR_FILENO) == 1)
-        shared.columns = terminalColumns(STDERR_FILENO);
+    if (isSummary && layoutOf(line).isTerminal())
+        shared = terminalLayout(STDERR_FILENO);
     size_t lines = 0;
     for (std::string const& text : problemTexts(machine.problems, shared)) {
         complain(text);
@@ -186,7 +190,7 @@ ExitStatus show(CommandLine const& line, TraceOutput& trace)
     }
     size_t const linesAbove = complainOf(machine, line);
     if (line.timing)
-        (void)writeWhole(STDERR_FILENO, timingText(machine));
+        (void)writeWhole(STDERR_FILENO, timingText(machine, terminalLayout(STDERR_FILENO)));
     std::ostringstream out;
     writeOutput(machine, line, linesAbove, out);
     return destination.write(out.str(), statusOf(machine));

@@ -34,16 +34,26 @@ public:
         if (change == m_last)
             return 0;
         m_last = std::move(change);
-        return writeWhole(STDOUT_FILENO, text(recovery, std::time(nullptr)) + "\n");
+        return write(text(recovery, std::time(nullptr)));
     }
 
     int close() override { return 0; }
 
 private:
     virtual std::string text(std::optional<Recovery> const& recovery, int64_t now) const = 0;
+    virtual int write(std::string const& line) const = 0;
 
     std::string m_last;
 };
+
+/** Writes a sentence to standard output. */
+int writeSentence(std::string const& text)
+{
+    std::string lines;
+    for (std::string const& line : wrapped(text, terminalLayout(STDOUT_FILENO), 0, 0))
+        lines += line + "\n";
+    return writeWhole(STDOUT_FILENO, lines);
+}
 
 class LineView : public ChangeView {
     std::string text(std::optional<Recovery> const& recovery, int64_t /*now*/) const override
@@ -51,10 +61,12 @@ class LineView : public ChangeView {
         return isWaiting(recovery) ? WAITING : recoveryLine(*recovery);
     }
 
+    int write(std::string const& line) const override { return writeSentence(line); }
+
 public:
     int end(std::optional<Recovery> const& recovery, int64_t now) override
     {
-        return recovery ? writeWhole(STDOUT_FILENO, recoveryOutcome(*recovery, now) + "\n") : 0;
+        return recovery ? writeSentence(recoveryOutcome(*recovery, now)) : 0;
     }
 };
 
@@ -62,6 +74,11 @@ class JsonView : public ChangeView {
     std::string text(std::optional<Recovery> const& recovery, int64_t now) const override
     {
         return recoveryJsonLine(recovery, now);
+    }
+
+    int write(std::string const& line) const override
+    {
+        return writeWhole(STDOUT_FILENO, line + "\n");
     }
 
 public:
@@ -96,7 +113,7 @@ public:
         int const error = close();
         if (error != 0 || !recovery)
             return error;
-        return writeWhole(STDOUT_FILENO, recoveryOutcome(*recovery, now) + "\n");
+        return writeSentence(recoveryOutcome(*recovery, now));
     }
 
     int close() override

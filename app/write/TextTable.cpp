@@ -16,21 +16,47 @@ constexpr size_t GAP = 2;
 /** No cell is cut below this. */
 constexpr size_t SMALLEST_CELL = 8;
 
+/** As `wrapped`, but a word that is longer than a line stays whole. */
+std::vector<std::string> wrappedAtBlanks(
+    std::string const& text, Layout const& layout, size_t first, size_t others)
+{
+    std::vector<std::string> lines;
+    std::string line(first, ' ');
+    bool empty = true; // The line has no word yet.
+    for (size_t begin = 0; begin < text.size();) {
+        size_t const end = std::min(text.find(' ', begin), text.size());
+        std::string const word = text.substr(begin, end - begin);
+        begin = end + 1;
+        bool const fits = displayWidth(line) + 1 + displayWidth(word) <= layout.columns;
+        if (!empty && layout.isTerminal() && !fits) {
+            lines.push_back(std::exchange(line, std::string(others, ' ')));
+            empty = true;
+        }
+        line += (empty ? "" : " ") + word;
+        empty = false;
+    }
+    if (!empty)
+        lines.push_back(line);
+    return lines;
+}
+
 /** @return the value in lines behind its label; below it where one of the words has no room there.
  * @param first, others the columns before the value, in the label's line and in further ones. */
 std::vector<std::string> labelled(std::string const& label, std::string const& value,
     Layout const& layout, size_t first, size_t others)
 {
-    std::vector<std::string> lines = wrapped(value, layout, first, others);
+    std::vector<std::string> lines = wrappedAtBlanks(value, layout, first, others);
     bool const isTooWide = layout.isTerminal()
         && std::any_of(lines.begin(), lines.end(),
             [&layout](std::string const& line) { return displayWidth(line) > layout.columns; });
     if (isTooWide && !label.empty())
-        lines = wrapped(value, layout, GAP, GAP);
-    if (lines.empty() || (isTooWide && !label.empty()))
-        lines.insert(lines.begin(), label);
-    else
+        lines = wrappedAtBlanks(value, layout, GAP, GAP);
+    if (lines.empty() || (isTooWide && !label.empty())) {
+        auto const above = wrappedAtBlanks(label, layout, 0, 0);
+        lines.insert(lines.begin(), above.begin(), above.end());
+    } else {
         lines.front().replace(0, label.size(), label);
+    }
     return lines;
 }
 
@@ -133,8 +159,7 @@ void TextTable::shrink(
 std::string TextTable::text(Layout const& layout) const
 {
     Fit fit = this->fit(layout);
-    std::string lines =
-        fit.fits || fit.columns.size() == 1 ? table(layout, fit) : blocks(layout, fit);
+    std::string lines = fit.fits ? table(layout, fit) : blocks(layout, fit);
     if (!layout.headings)
         return lines;
     std::string note;
@@ -237,7 +262,8 @@ std::string FactList::text(Layout const& layout) const
         if (heading && !layout.headings)
             continue;
         for (std::string const& line : labelled(label, value, layout, width, width))
-            lines += colored(line, Color::BOLD, heading && layout.colors) + "\n";
+            for (std::string const& part : broken(line, layout))
+                lines += colored(part, Color::BOLD, heading && layout.colors) + "\n";
     }
     return lines;
 }
@@ -246,23 +272,27 @@ std::vector<std::string> wrapped(
     std::string const& text, Layout const& layout, size_t first, size_t others)
 {
     std::vector<std::string> lines;
-    std::string line(first, ' ');
-    bool empty = true; // The line has no word yet.
-    for (size_t begin = 0; begin < text.size();) {
-        size_t const end = std::min(text.find(' ', begin), text.size());
-        std::string const word = text.substr(begin, end - begin);
-        begin = end + 1;
-        bool const fits = displayWidth(line) + 1 + displayWidth(word) <= layout.columns;
-        if (!empty && layout.isTerminal() && !fits) {
-            lines.push_back(std::exchange(line, std::string(others, ' ')));
-            empty = true;
-        }
-        line += (empty ? "" : " ") + word;
-        empty = false;
-    }
-    if (!empty)
-        lines.push_back(line);
+    for (std::string const& line : wrappedAtBlanks(text, layout, first, others))
+        for (std::string& part : broken(line, layout))
+            lines.push_back(std::move(part));
     return lines;
+}
+
+std::vector<std::string> broken(std::string const& line, Layout const& layout)
+{
+    std::vector<std::string> parts;
+    size_t const blanks = std::min(line.find_first_not_of(' '), line.size());
+    std::string const indentation(std::min(blanks, layout.columns / 2), ' ');
+    std::string rest = line;
+    while (layout.isTerminal() && displayWidth(rest) > layout.columns) {
+        size_t const bytes = bytesWithin(rest, layout.columns);
+        if (bytes <= indentation.size())
+            break; // Not even one character fits.
+        parts.push_back(rest.substr(0, bytes));
+        rest = indentation + rest.substr(bytes);
+    }
+    parts.push_back(rest);
+    return parts;
 }
 
 }

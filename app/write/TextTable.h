@@ -101,9 +101,14 @@ private:
     std::vector<std::pair<std::string, std::string>> m_facts; // The heading comes first.
 };
 
-/** @return the text in lines that are broken at blanks where the terminal ends; the first one is
- * indented by @p first columns, the others by @p others. */
+/** @return the text in lines that are broken at blanks where the terminal ends, and within a word
+ * that is longer than a line; the first one is indented by @p first columns, the others by @p
+ * others. */
 std::vector<std::string> wrapped(
     std::string const& text, Layout const& layout, size_t first, size_t others);
+
+/** @return the line in pieces that fit the terminal, each indented as the line is. No blank is
+ * lost. */
+std::vector<std::string> broken(std::string const& line, Layout const& layout);
 
 }

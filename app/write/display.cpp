@@ -89,21 +89,24 @@ size_t displayWidth(std::string const& text)
     return width;
 }
 
+size_t bytesWithin(std::string const& text, size_t columns)
+{
+    size_t position = 0;
+    for (size_t width = 0; position < text.size();) {
+        Cluster const next = clusterAt(text, position);
+        width += next.columns;
+        if (width > columns)
+            break;
+        position += next.bytes;
+    }
+    return position;
+}
+
 std::string shortened(std::string const& text, size_t columns)
 {
     if (displayWidth(text) <= columns)
         return text;
-    std::string shown;
-    size_t width = 1; // The sign's.
-    for (size_t position = 0; position < text.size();) {
-        Cluster const next = clusterAt(text, position);
-        if (width + next.columns > columns)
-            break;
-        shown.append(text, position, next.bytes);
-        width += next.columns;
-        position += next.bytes;
-    }
-    return columns == 0 ? "" : shown + cutSign();
+    return columns == 0 ? "" : text.substr(0, bytesWithin(text, columns - 1)) + cutSign();
 }
 
 std::string cutSign()

@@ -21,6 +21,9 @@ std::string printable(std::string const& text);
  * and its combining marks count once. */
 size_t displayWidth(std::string const& text);
 
+/** @return the bytes of the longest beginning of a string that takes at most @p columns. */
+size_t bytesWithin(std::string const& text, size_t columns);
+
 /** @return the string, cut to @p columns with a sign at its end where it is wider. */
 std::string shortened(std::string const& text, size_t columns);
 

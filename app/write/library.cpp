@@ -21,7 +21,8 @@ void writeRecord(LibraryRecord const& record, Layout const& layout, std::ostream
 {
     // A quoted line is not wrapped: its blanks are the library's.
     if (!record.text.empty())
-        out << "  \"" << printable(record.text) << "\"\n";
+        for (std::string const& part : broken("  \"" + printable(record.text) + "\"", layout))
+            out << part << '\n';
     for (LibraryField const& field : record.fields)
         writeLine(field.getter + ": " + libraryText(field.value, ""), 4, layout, out);
 }
@@ -50,7 +51,9 @@ void writeHeading(LibraryAnswer const& answer, Layout const& layout, std::ostrea
             + counted(answer.records.size(), "record", "records"),
         layout, 0, 2);
     // Colored at last, as escape sequences have no width.
-    lines.at(0).replace(0, answer.query.size(), colored(answer.query, Color::BOLD, layout.colors));
+    std::string& name = lines.at(0);
+    size_t const size = std::min(answer.query.size(), name.size());
+    name.replace(0, size, colored(name.substr(0, size), Color::BOLD, layout.colors));
     for (std::string const& line : lines)
         out << line << '\n';
 }

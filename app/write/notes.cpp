@@ -216,7 +216,9 @@ void Notes::write(Subject subject, Layout const& layout, std::ostream& out) cons
     size_t number = 0;
     for (std::string const& note : texts(subject)) {
         if (number == 0)
-            out << "The library reports to its host:\n";
+            for (std::string const& line :
+                wrapped("The library reports to its host:", layout, 0, 0))
+                out << line << '\n';
         std::string const mark = std::to_string(++number) + " ";
         for (std::string const& line : wrapped(mark + note, layout, 0, mark.size()))
             out << line << '\n';

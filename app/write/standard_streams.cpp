@@ -44,6 +44,14 @@ size_t terminalColumns(int descriptor) noexcept
     return reported ? size.ws_col : USUAL;
 }
 
+Layout terminalLayout(int descriptor) noexcept
+{
+    Layout layout;
+    if (isatty(descriptor) == 1)
+        layout.columns = terminalColumns(descriptor);
+    return layout;
+}
+
 std::vector<std::string> messageLines(std::string const& message, Layout const& layout)
 {
     std::vector<std::string> all;
@@ -56,11 +64,8 @@ std::vector<std::string> messageLines(std::string const& message, Layout const& 
 
 void complain(std::string const& message)
 {
-    Layout layout;
-    if (isatty(STDERR_FILENO) == 1)
-        layout.columns = terminalColumns(STDERR_FILENO);
     std::string text;
-    for (std::string const& line : messageLines(message, layout))
+    for (std::string const& line : messageLines(message, terminalLayout(STDERR_FILENO)))
         text += line + "\n";
     // Where standard error cannot be written either there is nobody left to tell.
     (void)writeWhole(STDERR_FILENO, text);

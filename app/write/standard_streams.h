@@ -30,6 +30,9 @@ int writeWhole(int descriptor, std::string const& text) noexcept;
  * serial line. ioctl_tty(2). */
 size_t terminalColumns(int descriptor) noexcept;
 
+/** @return the form of lines for @p descriptor, which may be a terminal. */
+Layout terminalLayout(int descriptor) noexcept;
+
 /** @return the lines of a message with the program's name before it. */
 std::vector<std::string> messageLines(std::string const& message, Layout const& layout);
 

@@ -18,6 +18,7 @@ namespace {
 using Lines = std::vector<std::string>;
 
 constexpr size_t LABEL_COLUMNS = 12;
+constexpr size_t INDENTATION = 2; // Below labels in lines of their own.
 
 /** The most lines of the parts that can be counted together. */
 struct Limits {
@@ -88,9 +89,11 @@ class Summary {
 public:
     Summary(Machine const& machine, Layout const& layout) : m_machine(machine), m_layout(layout)
     {
-        // The labels take their part of every line.
+        // The labels take their part of every line, or lines of their own.
+        m_isNarrow = m_layout.isTerminal() && m_layout.columns < LABEL_COLUMNS * 2;
+        size_t const taken = m_isNarrow ? INDENTATION : LABEL_COLUMNS;
         if (m_layout.isTerminal())
-            m_layout.columns = std::max(m_layout.columns, LABEL_COLUMNS * 2) - LABEL_COLUMNS;
+            m_layout.columns = std::max(m_layout.columns, taken + 1) - taken;
         m_layout.headings = false;
     }
 
@@ -133,8 +136,10 @@ private:
 
     void addLines(std::string label, Lines const& values, Lines& lines) const
     {
+        if (m_isNarrow)
+            lines.push_back(colored(std::exchange(label, ""), Color::BOLD, m_layout.colors));
         for (std::string const& value : values) {
-            label.resize(LABEL_COLUMNS, ' ');
+            label.resize(m_isNarrow ? INDENTATION : LABEL_COLUMNS, ' ');
             lines.push_back(colored(label, Color::BOLD, m_layout.colors && label.front() != ' ')
                 + (m_layout.isTerminal() ? fitted(value, m_layout.columns) : value));
             label.clear();
@@ -350,7 +355,8 @@ private:
     }
 
     Machine const& m_machine;
-    Layout m_layout;
+    Layout m_layout; // Of what stands behind or below the labels.
+    bool m_isNarrow = false;
     Limits m_limits;
 };
 

@@ -16,7 +16,7 @@ std::string milliseconds(double seconds)
 
 }
 
-std::string timingText(Machine const& machine)
+std::string timingText(Machine const& machine, Layout const& layout)
 {
     constexpr auto RIGHT = TextTable::RIGHT;
     TextTable table({{"SUBJECT"}, {"READ-MS", RIGHT}, {"QUERY"}, {"QUERY-MS", RIGHT}});
@@ -30,7 +30,7 @@ std::string timingText(Machine const& machine)
             queried ? milliseconds(answer->second.seconds) : UNKNOWN});
     }
     table.addRow({"all", milliseconds(machine.seconds)});
-    return table.text({});
+    return table.text(layout);
 }
 
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/model/Machine.h"
+#include "app/write/TextTable.h"
 
 #include <string>
 
@@ -10,6 +11,6 @@ namespace app {
  * @return a table with the milliseconds that each subject took: the program's own reading, and the
  * library's query, which runs beside it.
  */
-std::string timingText(Machine const& machine);
+std::string timingText(Machine const& machine, Layout const& layout);
 
 }

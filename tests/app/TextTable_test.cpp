@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using app::broken;
 using app::FactList;
 using app::Layout;
 using app::TextTable;
@@ -186,6 +187,15 @@ TEST(TextTable, isABlockARowWhereTheColumnsThatStayAreTooMany)
     EXPECT_EQ(table.text(terminal(26)).substr(0, 13), "NAME  ADDRESS") << "where it fits";
 }
 
+TEST(TextTable, isABlockARowWhereItsOnlyColumnIsTooWideAndNotCut)
+{
+    TextTable table({{"SIZE", TextTable::RIGHT}});
+    table.addRow({"16000900661248"});
+
+    EXPECT_EQ(table.text(terminal(12)), "SIZE:\n  160009006~\nCut: SIZE.\n");
+    EXPECT_EQ(table.text(terminal(14)), "          SIZE\n16000900661248\n");
+}
+
 TEST(TextTable, colorsTheLabelsOfItsBlocks)
 {
     Layout layout = terminal(16);
@@ -232,6 +242,22 @@ TEST(FactList, putsAValueBelowItsLabelWhereAWordHasNoRoomBehindIt)
         "Kernel     5.14.0-427.el9\n");
 }
 
+TEST(FactList, breaksLabelsAndValuesThatAreWiderThanTheTerminal)
+{
+    FactList facts("SYSTEM");
+    facts.add("Operating system", "Debian");
+    facts.add("Kernel", "5.14.0-427.el9");
+
+    EXPECT_EQ(facts.text(terminal(10)),
+        "SYSTEM\n"
+        "Operating\n"
+        "system\n"
+        "  Debian\n"
+        "Kernel\n"
+        "  5.14.0-4\n"
+        "  27.el9\n");
+}
+
 TEST(Wrapped, breaksAtBlanksAndIndentsTheOtherLines)
 {
     EXPECT_THAT(wrapped("one two three four", terminal(10), 0, 2),
@@ -240,11 +266,29 @@ TEST(Wrapped, breaksAtBlanksAndIndentsTheOtherLines)
     EXPECT_THAT(wrapped("one two", terminal(8), 2, 4), ElementsAre("  one", "    two"));
 }
 
-TEST(Wrapped, keepsAWordThatIsTooLong)
+TEST(Wrapped, breaksAWordThatIsLongerThanALine)
 {
     EXPECT_THAT(wrapped("a /a/very/long/path b", terminal(8), 0, 2),
-        ElementsAre("a", "  /a/very/long/path", "  b"));
-    EXPECT_THAT(wrapped("/a/very/long/path", terminal(8), 0, 2), ElementsAre("/a/very/long/path"));
+        ElementsAre("a", "  /a/ver", "  y/long", "  /path", "  b"));
+    EXPECT_THAT(
+        wrapped("/a/very/long/path", terminal(8), 0, 2), ElementsAre("/a/very/", "long/pat", "h"));
+}
+
+TEST(Broken, losesNoBlankAndKeepsTheIndentation)
+{
+    EXPECT_THAT(broken("  \"a   b\"", terminal(6)), ElementsAre("  \"a  ", "   b\""));
+    EXPECT_THAT(
+        broken("          deep", terminal(8)), ElementsAre("        ", "      de", "    ep"));
+    EXPECT_THAT(broken("short", terminal(5)), ElementsAre("short"));
+    EXPECT_THAT(broken("", terminal(5)), ElementsAre(""));
+    EXPECT_THAT(broken(std::string(300, 'x'), Layout()), ElementsAre(std::string(300, 'x')));
+}
+
+TEST(Broken, doesNotCutThroughACharacter)
+{
+    LocaleFor const utf8("C.UTF-8");
+    EXPECT_THAT(broken("日本語e\xCC\x81", terminal(5)), ElementsAre("日本", "語e\xCC\x81"));
+    EXPECT_THAT(broken("日本", terminal(1)), ElementsAre("日本")) << "which has no room at all";
 }
 
 TEST(Wrapped, isOneLineInAPipeAndNoneWithoutWords)

@@ -160,10 +160,9 @@ TEST(Notes, nameTheFactsThatAreUnavailable)
 
 TEST(Notes, fitTheTerminal)
 {
-    EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(1),
-        "1 size 2.0 GiB");
-    EXPECT_THAT(notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20)).at(2),
-        "  (2147483648) for");
+    auto const notes = notesOf(differingMachine(), Subject::DISKS, app_test::terminal(20));
+    EXPECT_THAT(std::vector(notes.begin(), notes.begin() + 4),
+        ElementsAre("The library reports", "to its host:", "1 size 2.0 GiB", "  (2147483648) for"));
 }
 
 TEST(Notes, standBelowTheirTableAndMarkItsRows)

@@ -24,7 +24,7 @@ TEST(Timing, showsMillisecondsForEachSubjectThatWasAskedFor)
     machine.library[Subject::DISKS].seconds = 0.25;
     machine.seconds = 2.5;
 
-    EXPECT_THAT(linesOf(app::timingText(machine)),
+    EXPECT_THAT(linesOf(app::timingText(machine, {})),
         ElementsAre("SUBJECT           READ-MS  QUERY                     QUERY-MS",
             "disks                12.3  getPhysicalDisksInternal     250.0",
             "network adapters   2000.0  -                                -",

@@ -1,6 +1,7 @@
 // The program on fake machines: what it shows, compared with the screens beside the machines.
 
 #include "app/recording/answer_line.h"
+#include "tests/app/ScreenText.h"
 #include "tests/machines/MachineFile.h"
 #include "tests/machines/ProgramRun.h"
 #include "tests/machines/RunningMachine.h"
@@ -18,11 +19,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cstdlib>
+#include <cwchar>
 #include <fstream>
 #include <memory>
 #include <regex>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -230,6 +234,91 @@ TEST_P(Machines, showTheRecordedScreens)
         << screenFile(file) << " is missing; DOVREL_UPDATE_SCREENS=1 makes it";
     compareLines(testkit::contentsOf(screenFile(file)), shown, file);
 }
+
+/** Screens of few columns, compared with the recorded output in a pipe. */
+class NarrowScreens : public Machines {
+protected:
+    /** @return the text without blanks and newlines, which may stand anywhere. */
+    static std::string squeezed(std::string text)
+    {
+        std::erase_if(text, [](char c) { return c == ' ' || c == '\r' || c == '\n'; });
+        return text;
+    }
+
+    static size_t widthOf(std::string const& line)
+    {
+        size_t width = 0;
+        std::mbstate_t state{};
+        for (size_t i = 0; i < line.size();) {
+            wchar_t code = 0;
+            size_t const bytes = std::mbrtowc(&code, line.data() + i, line.size() - i, &state);
+            if (bytes == 0 || bytes > line.size() - i)
+                throw std::runtime_error("no UTF-8: " + line);
+            width += static_cast<size_t>(std::max(wcwidth(code), 0));
+            i += bytes;
+        }
+        return width;
+    }
+
+    /** @return the columns that the lines below a table name as left out or cut. */
+    static std::set<std::string> namedColumns(std::string const& screen)
+    {
+        std::set<std::string> names;
+        static std::regex const lists("(?:Leftout|Cut):([A-Z,-]+)\\.");
+        for (std::sregex_iterator list(screen.begin(), screen.end(), lists), end; list != end;
+             ++list) {
+            std::istringstream words((*list)[1]);
+            for (std::string name; std::getline(words, name, ',');)
+                names.insert(name);
+        }
+        return names;
+    }
+};
+
+TEST_P(NarrowScreens, haveNoLineThatIsWiderThanTheTerminal)
+{
+    auto const runs = runAll({});
+    for (size_t i = 0; i < runs.size(); ++i) {
+        std::istringstream lines(std::regex_replace(runs[i]->output(), std::regex("\r"), "\n"));
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_LE(widthOf(line), *columns()) << commandLine(COMMANDS[i]) << ": " << line;
+    }
+}
+
+TEST_P(NarrowScreens, nameTheColumnsThatAreNotWhole)
+{
+    auto const runs = runAll({});
+    RealRoot const root;
+    auto const commands =
+        app_test::commandsOn(testkit::contentsOf(screenFile(name() + ".pipe.txt")));
+    for (size_t i = 0; i < runs.size(); ++i) {
+        std::string const command = COMMANDS[i];
+        SCOPED_TRACE(commandLine(command));
+        std::string const screen = squeezed(runs[i]->output());
+        auto const named = namedColumns(screen);
+        bool const isTable = command != "system" && command != "recovery" && command != "library";
+        auto const& blocks = commands.at(command).blocks;
+        for (size_t block = 0; block < blocks.size() && !command.empty(); ++block) {
+            bool const isFurther = block > 0 && !blocks[block].front().starts_with("MODULE ");
+            if (isFurther || !isTable) {
+                for (std::string const& line : blocks[block])
+                    EXPECT_NE(screen.find(squeezed(line)), std::string::npos) << line;
+                continue;
+            }
+            for (app_test::ScreenRow const& row : app_test::rowsOf(blocks[block]))
+                for (auto const& [heading, cell] : row)
+                    EXPECT_TRUE(
+                        named.contains(heading) || screen.find(squeezed(cell)) != std::string::npos)
+                        << heading << " lacks " << cell;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, NarrowScreens,
+    testing::Combine(testing::Values("server", "broken"), testing::Values("10", "16", "20", "24")),
+    [](auto const& test) {
+        return std::string(std::get<0>(test.param)) + "_" + std::get<1>(test.param);
+    });
 
 /** The page for a browser. DOVREL_PAGES=FOLDER keeps it, with its JSON, for those who look at it.
  */
