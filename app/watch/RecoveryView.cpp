@@ -24,23 +24,27 @@ bool isWaiting(std::optional<Recovery> const& recovery)
 
 class ChangeView : public RecoveryView {
 public:
-    int show(std::optional<Recovery> const& recovery) override
+    int show(Machine const& machine) override
     {
-        // The average falls with the clock where nothing is restored: that is no change.
-        std::optional<Recovery> withoutRate = recovery;
-        if (withoutRate)
-            withoutRate->megabytesPerSecond.reset();
-        std::string change = text(withoutRate, 0);
+        // The average falls with the clock where nothing is restored: that is no change. The
+        // library reports the present time where a restore has no end.
+        Machine withoutClock = machine;
+        withoutClock.time = 0;
+        if (withoutClock.recovery)
+            withoutClock.recovery->megabytesPerSecond.reset();
+        for (Difference& difference : withoutClock.differences)
+            difference.library.reset();
+        std::string change = text(withoutClock);
         if (change == m_last)
             return 0;
         m_last = std::move(change);
-        return write(text(recovery, std::time(nullptr)));
+        return write(text(machine));
     }
 
     int close() override { return 0; }
 
 private:
-    virtual std::string text(std::optional<Recovery> const& recovery, int64_t now) const = 0;
+    virtual std::string text(Machine const& machine) const = 0;
     virtual int write(std::string const& line) const = 0;
 
     std::string m_last;
@@ -56,9 +60,9 @@ int writeSentence(std::string const& text)
 }
 
 class LineView : public ChangeView {
-    std::string text(std::optional<Recovery> const& recovery, int64_t /*now*/) const override
+    std::string text(Machine const& machine) const override
     {
-        return isWaiting(recovery) ? WAITING : recoveryLine(*recovery);
+        return isWaiting(machine.recovery) ? WAITING : recoveryLine(*machine.recovery);
     }
 
     int write(std::string const& line) const override { return writeSentence(line); }
@@ -71,10 +75,7 @@ public:
 };
 
 class JsonView : public ChangeView {
-    std::string text(std::optional<Recovery> const& recovery, int64_t now) const override
-    {
-        return recoveryJsonLine(recovery, now);
-    }
+    std::string text(Machine const& machine) const override { return jsonLine(machine); }
 
     int write(std::string const& line) const override
     {
@@ -82,7 +83,7 @@ class JsonView : public ChangeView {
     }
 
 public:
-    int showRest(std::optional<Recovery> const& recovery) override { return show(recovery); }
+    int showRest(Machine const& machine) override { return show(machine); }
 
     /** The last object has the end. */
     int end(std::optional<Recovery> const& /*recovery*/, int64_t /*now*/) override { return 0; }
@@ -92,8 +93,9 @@ public:
  * program that is killed. */
 class BarView : public RecoveryView {
 public:
-    int show(std::optional<Recovery> const& recovery) override
+    int show(Machine const& machine) override
     {
+        auto const& recovery = machine.recovery;
         bool const blocks = localeIsUtf8();
         size_t const columns = usableColumns();
         std::string const line = isWaiting(recovery)

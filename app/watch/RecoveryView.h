@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/model/Recovery.h"
+#include "app/model/Machine.h"
 
 #include <cstdint>
 #include <memory>
@@ -15,12 +15,12 @@ class RecoveryView {
 public:
     virtual ~RecoveryView() = default;
 
-    /** @param recovery null where none has been started. */
-    [[nodiscard]] virtual int show(std::optional<Recovery> const& recovery) = 0;
+    /** @param machine has no recovery where none has been started. */
+    [[nodiscard]] virtual int show(Machine const& machine) = 0;
 
-    /** Shows, for scripts, what is left after a recovery. @param recovery that of an idle engine,
-     * or nothing where the status file is gone. */
-    [[nodiscard]] virtual int showRest(std::optional<Recovery> const& /*recovery*/) { return 0; }
+    /** Shows, for scripts, what is left after a recovery. @param machine has that of an idle
+     * engine, or none where the status file is gone. */
+    [[nodiscard]] virtual int showRest(Machine const& /*machine*/) { return 0; }
 
     /** Shows how the recovery ended, for people. @param recovery its last state; nothing where none
      * was seen. */

@@ -89,9 +89,9 @@ WatchEnd watchWith(
         Look const look = watch.observe(machine, Clock::now());
         int error = 0;
         if (look == Look::STATE)
-            error = view.show(machine.recovery);
+            error = view.show(machine);
         else if (look == Look::END)
-            error = view.showRest(machine.recovery);
+            error = view.showRest(machine);
         if (error != 0)
             return {false, false, std::nullopt, error};
         if (watch.hasEnded())

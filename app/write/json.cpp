@@ -378,12 +378,8 @@ void writeLibraryJson(Machine const& machine, std::ostream& out)
     out << Document(machine, JsonWriter::INDENTED).libraryText() << '\n';
 }
 
-std::string recoveryJsonLine(std::optional<Recovery> const& recovery, int64_t time)
+std::string jsonLine(Machine const& machine)
 {
-    Machine machine;
-    machine.subjects = {Subject::RECOVERY};
-    machine.time = time;
-    machine.recovery = recovery;
     return Document(machine, JsonWriter::ONE_LINE).machineText();
 }
 

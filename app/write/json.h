@@ -19,8 +19,7 @@ void writeJson(Machine const& machine, std::ostream& out);
 /** Writes the schema's second document: the library's results with each record and getter. */
 void writeLibraryJson(Machine const& machine, std::ostream& out);
 
-/** @return what `writeJson` writes of a machine with this recovery alone, on one line and without a
- * newline. @param time of the reading, in seconds since 1970. */
-std::string recoveryJsonLine(std::optional<Recovery> const& recovery, int64_t time);
+/** @return the document of `writeJson` on one line and without a newline. */
+std::string jsonLine(Machine const& machine);
 
 }

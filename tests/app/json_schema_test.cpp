@@ -118,11 +118,13 @@ TEST(JsonSchema, isFollowedWithOddFigures)
 
 TEST(JsonSchema, isFollowedByEachStateOfARecovery)
 {
-    std::string lines = app::recoveryJsonLine(std::nullopt, 0) + "\n";
+    Machine machine;
+    machine.subjects = {Subject::RECOVERY};
+    std::string lines = app::jsonLine(machine) + "\n";
     for (int32_t const operation : {1000, 0, -5, 4000, 5000, 5500, 7000}) {
-        Recovery recovery;
-        recovery.operation = operation;
-        lines += app::recoveryJsonLine(recovery, 1'774'360'800) + "\n";
+        machine.recovery.emplace();
+        machine.recovery->operation = operation;
+        lines += app::jsonLine(machine) + "\n";
     }
     EXPECT_EQ(schemaErrors(lines), "");
 }
@@ -154,8 +156,7 @@ TEST(Json, isTheSameTextInEachLocale)
     machine.processors->loadPercent = 12.345;
     machine.library[Subject::DISKS] = answerWithEachType();
     auto const texts = [&machine] {
-        return jsonTextOf(machine) + libraryJsonOf(machine)
-            + app::recoveryJsonLine(machine.recovery, 1'774'360'800);
+        return jsonTextOf(machine) + libraryJsonOf(machine) + app::jsonLine(machine);
     };
     std::string const expected = texts();
     for (char const* const name : {"de_DE.UTF-8", "tr_TR.UTF-8"}) {
