@@ -59,18 +59,3 @@ TEST(Timing, goesToStandardErrorBesideEveryOutput)
                 MatchesRegex("all +[0-9.]+")));
     }
 }
-
-TEST(Timing, countsTheWaitForTheLoadsAsReading)
-{
-    WholeMachine const machine;
-    auto const lines = linesOf(machine.program({"--timing"}).run().err);
-
-    ASSERT_THAT(lines, testing::SizeIs(9));
-    double milliseconds = 0;
-    for (auto line = lines.begin() + 1; line + 1 != lines.end(); ++line) {
-        std::smatch figure;
-        if (std::regex_search(*line, figure, std::regex("  ([0-9]+[.][0-9])")))
-            milliseconds += std::stod(figure[1]);
-    }
-    EXPECT_GE(milliseconds, 900) << "the loads need a second";
-}

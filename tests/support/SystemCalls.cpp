@@ -111,7 +111,8 @@ extern "C" __attribute__((visibility("default"), weak)) int clock_nanosleep(
     return real(clock, flags, time, left);
 }
 
-extern "C" __attribute__((visibility("default"))) int clock_gettime(
+// Weak for the same reason.
+extern "C" __attribute__((visibility("default"), weak)) int clock_gettime(
     clockid_t clock, timespec* out) noexcept
 {
     static auto const real = testkit::next<int (*)(clockid_t, timespec*)>("clock_gettime");

@@ -1,6 +1,7 @@
 #include "tests/app/read/FakeCalls.h"
 
 #include "common/platform/getsysinfo.h"
+#include "tests/support/SystemCalls.h"
 
 #include <arpa/inet.h>
 #include <dirent.h>
@@ -19,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 namespace app_read_test {
 
@@ -250,6 +252,33 @@ int uname(utsname* out) noexcept
 uid_t geteuid() noexcept
 {
     return current ? current->user : 0;
+}
+
+int clock_gettime(clockid_t clock, timespec* out) noexcept
+{
+    static auto const real =
+        reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
+    if (clock != CLOCK_MONOTONIC || !current || !current->steadyTime) {
+        int const result = real(clock, out);
+        if (result == 0 && clock == CLOCK_MONOTONIC)
+            testkit::SystemCalls::recordReading(*out);
+        return result;
+    }
+    auto const seconds = std::chrono::floor<std::chrono::seconds>(*current->steadyTime);
+    out->tv_sec = static_cast<std::time_t>(seconds.count());
+    out->tv_nsec = static_cast<long>((*current->steadyTime - seconds).count());
+    return 0;
+}
+
+int nanosleep(timespec const* length, timespec* left)
+{
+    static auto const real =
+        reinterpret_cast<int (*)(timespec const*, timespec*)>(dlsym(RTLD_NEXT, "nanosleep"));
+    if (!current || !current->steadyTime)
+        return real(length, left);
+    *current->steadyTime +=
+        std::chrono::seconds(length->tv_sec) + std::chrono::nanoseconds(length->tv_nsec);
+    return 0;
 }
 
 int getsysinfo(char* vendor, char* product, char* version, int* code)

@@ -3,6 +3,7 @@
 #include <sys/statvfs.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
@@ -25,9 +26,9 @@ struct FakeAddress {
 /**
  * Answers calls of the C library while it lives, one object at a time.
  *
- * The program defines getifaddrs, readdir, statvfs, stat, gethostname, uname, geteuid, socket and
- * send of rtnetlink(7), and the library's getsysinfo. Without an object there are no adapters, no
- * filesystems and no host name.
+ * The program defines getifaddrs, readdir, statvfs, stat, gethostname, uname, geteuid,
+ * clock_gettime, nanosleep, socket and send of rtnetlink(7), and the library's getsysinfo. Without
+ * an object there are no adapters, no filesystems and no host name.
  */
 class FakeCalls {
 public:
@@ -60,6 +61,9 @@ public:
     std::string kernelRelease = "6.1.0-18-amd64";
     bool unameFails = false;
     uid_t user = 0;
+
+    /** The time of the steady clock, which only sleeps move; the real clock if empty. */
+    std::optional<std::chrono::nanoseconds> steadyTime;
 
     /** The library's identification of the machine; fails if empty. */
     std::function<int(char* vendor, char* product, char* version, int* code)> identify;

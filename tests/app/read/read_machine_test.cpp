@@ -73,6 +73,20 @@ TEST(ReadMachine, measuresLoadsWhereItShall)
     EXPECT_EQ(found.processors->loadPercent, 0) << "no counter moves";
 }
 
+TEST(ReadMachine, countsTheWaitForTheLoadsToTheProcessors)
+{
+    machine.file("/proc/stat", "cpu 1 2 3 4\ncpu0 1 2 3 4\n");
+    machine.file("/proc/meminfo", "MemTotal: 2048 kB\nMemFree: 1024 kB\n");
+    app_read_test::FakeCalls calls;
+    calls.steadyTime.emplace();
+    app::ReadRequest request;
+    request.subjects = {Subject::PROCESSORS, Subject::MEMORY};
+    Machine const found = readAll(request);
+    EXPECT_EQ(found.readSeconds.at(Subject::PROCESSORS), 1);
+    EXPECT_EQ(found.readSeconds.at(Subject::MEMORY), 0);
+    EXPECT_EQ(found.seconds, 1);
+}
+
 TEST(ReadMachine, comparesWithTheLibrary)
 {
     machine.file("/proc/meminfo", "MemTotal: 2048 kB\n");
