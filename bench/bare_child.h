@@ -11,8 +11,8 @@ namespace bench {
  * A shell command on a raw pseudo-terminal with its standard error on a pipe, started and read with
  * bare system calls.
  *
- * Takes the library's steps in the library's order, the status socket included. Does not avoid
- * descriptors below 3 and does not clean up when a step fails. @throws std::system_error
+ * Makes the same system calls in the same order as the library, the status socket included. Does
+ * not avoid descriptors below 3 and does not clean up when a step fails. @throws std::system_error
  */
 class BareChild {
 public:

@@ -26,8 +26,8 @@ enum class Resolve {
     once ///< Once for all disks.
 };
 
-// One pass over each file, and the system calls without which the facts cannot be read. Errors in
-// the files are not looked for.
+// These read each file in one pass and make no system call that is not needed. They do not check
+// the files for errors.
 
 /** @throws std::system_error */
 std::vector<BareDisk> bareDisks(Resolve resolve);

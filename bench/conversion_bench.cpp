@@ -10,7 +10,7 @@
 #include <memory>
 #include <stdexcept>
 
-// Every rival gives what the library gives: a terminated text in a heap block of its own.
+// As the library does, each rival allocates a block for the result and terminates it.
 
 namespace {
 
@@ -28,7 +28,8 @@ template <Sample SAMPLE> std::wstring wideSample(benchmark::State const& state)
     return SAMPLE == Sample::ascii ? bench::asciiWide(length) : bench::mixedWide(length);
 }
 
-/** Stays open between conversions, as in a program that uses iconv for speed. */
+/** An iconv descriptor. It stays open between conversions, as in a program that uses iconv for
+ * speed. */
 class Converter {
 public:
     Converter(char const* to, char const* from) : m_handle(iconv_open(to, from))

@@ -30,10 +30,10 @@ unsigned sizeOf(benchmark::State const& state)
     return static_cast<unsigned>(state.range(0));
 }
 
-void expect(bool condition, char const* complaint)
+void expect(bool condition, char const* message)
 {
     if (!condition)
-        throw std::runtime_error(complaint);
+        throw std::runtime_error(message);
 }
 
 // Disks ------------------------------------------------------------------------------------------
@@ -124,8 +124,8 @@ void mountsByGetmntent(benchmark::State& state)
 
 #ifdef BENCH_WITH_STATGRAB
 
-// libstatgrab counts what was read from and written to disks and partitions alike, without their
-// captions and sizes, and tells the sizes of mounts without the disks beneath.
+// libstatgrab reports the bytes read from and written to disks and partitions, without captions and
+// sizes. It reports the sizes of mounts without their disks.
 
 struct Statgrab {
     Statgrab() { expect(sg_init(0) == SG_ERROR_NONE, "libstatgrab cannot be used"); }

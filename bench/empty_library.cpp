@@ -1,5 +1,5 @@
-// A library with the plug-in's two entries and nothing behind them: what loading any C++ library
-// costs. Built twice, linked to the C++ library alone and to Boost.Filesystem too.
+// A library with the plug-in's two entry points, which do nothing: the cost of loading any C++
+// library. Built twice: linked to the C++ library alone, and to Boost.Filesystem too.
 
 #include <string>
 

@@ -1,5 +1,5 @@
-// The shortest plug-in host: loads the library that it is given, opens a service object, closes it
-// and unloads.
+// The shortest plug-in host: loads a library, opens and closes a service object, and unloads the
+// library. The argument is its path.
 
 #include <dlfcn.h>
 

@@ -15,7 +15,7 @@
 
 namespace bench {
 
-// INI readers behind one interface. A Query has the reader's own types, so that no conversion is
+// INI readers behind one interface. A Query has the types of its reader, so that no conversion is
 // measured.
 
 class DovrelReader {

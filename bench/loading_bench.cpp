@@ -11,8 +11,8 @@
 #include <string>
 #include <system_error>
 
-// unistd.h declares it only where GNU extensions are on.
-extern char** environ; // NOLINT(readability-redundant-declaration): they are on for clang
+// unistd.h declares it only with GNU extensions.
+extern char** environ; // NOLINT(readability-redundant-declaration): clang enables these
 
 namespace {
 
@@ -26,7 +26,7 @@ void load(benchmark::State& state, char const* path)
         auto const open = reinterpret_cast<void* (*)()>(dlsym(library, "libopen"));
         auto const close = reinterpret_cast<void (*)(void*)>(dlsym(library, "libclose"));
         if (!open || !close)
-            throw std::runtime_error(std::string(path) + " lacks its entries");
+            throw std::runtime_error(std::string(path) + " lacks an entry point");
         close(open());
         dlclose(library);
     }
@@ -56,8 +56,8 @@ void start(benchmark::State& state, char const* path, char const* argument)
 /**
  * Keeps Boost.Filesystem loaded.
  *
- * Its STB_GNU_UNIQUE symbols keep it in memory once it is loaded, so in most hosts only the first
- * load of this library loads it, too. `first_load` measures that one.
+ * Its STB_GNU_UNIQUE symbols keep it in memory once it is loaded. So in most hosts only the first
+ * load of this library loads it too. `first_load` measures the first load.
  */
 void holdFilesystemLibrary()
 {
@@ -67,7 +67,7 @@ void holdFilesystemLibrary()
 
 }
 
-// The defined paths are those of the built files.
+// The build defines the paths.
 BENCHMARK_CAPTURE(load, dovrel, DOVREL_LIBRARY)->Name("load/dovrel");
 BENCHMARK_CAPTURE(load, empty, EMPTY_LIBRARY)->Name("load/empty");
 BENCHMARK_CAPTURE(load, empty_filesystem, EMPTY_FILESYSTEM_LIBRARY)->Name("load/empty_filesystem");

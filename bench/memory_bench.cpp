@@ -29,7 +29,7 @@ struct Figures {
     uint64_t free = 0;
 };
 
-/** The free memory changes, but is never 0. */
+/** @throws std::runtime_error when a figure is 0, or more is free than there is. */
 void expectKnown(Figures const& figures)
 {
     if (figures.total == 0 || figures.free == 0 || figures.free > figures.total)
@@ -41,7 +41,7 @@ void memoryDovrel(benchmark::State& state)
     sysinfo::LinuxSystemInformation const system;
     for (auto round : state) {
         Figures figures;
-        // The Linux class also runs dmidecode: `queryDovrel`.
+        // The override of the Linux class also runs dmidecode; `queryDovrel` measures it.
         if (!system.UNIXSystemInformation::getMemoryInfo(figures.total, figures.free))
             throw std::runtime_error("the memory cannot be read");
         expectKnown(figures);
@@ -100,8 +100,8 @@ void memoryByStream(benchmark::State& state)
 // The whole query -------------------------------------------------------------------------------
 
 /**
- * Repeats a recorded dump up to about the benchmark's argument in KiB. Modules of an unusual size
- * at the end show that all of it was read.
+ * @return a recorded dump, repeated up to the benchmark's argument in KiB, and some modules of an
+ * unusual size. The library reports their size only when it reads the dump to its end.
  */
 std::string firmwareDump(benchmark::State const& state)
 {
@@ -112,7 +112,7 @@ std::string firmwareDump(benchmark::State const& state)
     std::string dump;
     while (dump.size() + recorded.size() <= static_cast<size_t>(state.range(0)) << 10)
         dump += recorded;
-    constexpr int MODULES = 4; // One may be lost between two reads.
+    constexpr int MODULES = 4; // The library ignores a size line that two reads divide.
     for (int i = 0; i < MODULES; ++i)
         dump += "Handle 0x0040, DMI type 17, 40 bytes\nMemory Device\n\tSize: 1024 TB\n\n";
     return dump;
@@ -131,7 +131,7 @@ void queryDovrel(benchmark::State& state)
     }
 }
 
-/** Runs the tool to its end and reads all its output. */
+/** Runs the tool and reads all of its output. */
 void queryByBareTool(benchmark::State& state)
 {
     std::string const dump = firmwareDump(state);

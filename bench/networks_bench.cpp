@@ -24,10 +24,10 @@ unsigned adaptersOf(benchmark::State const& state)
     return static_cast<unsigned>(state.range(0));
 }
 
-void expect(bool condition, char const* complaint)
+void expect(bool condition, char const* message)
 {
     if (!condition)
-        throw std::runtime_error(complaint);
+        throw std::runtime_error(message);
 }
 
 void writeMachine(benchmark::State const& state)
@@ -78,7 +78,7 @@ void listByBareCommands(benchmark::State& state)
     expect(printed > bench::adapterText(adaptersOf(state)).size(), "the tools printed nothing");
 }
 
-// Their text -------------------------------------------------------------------------------------
+// Their output -----------------------------------------------------------------------------------
 
 void parseDovrel(benchmark::State& state)
 {
@@ -95,7 +95,7 @@ void parseDovrel(benchmark::State& state)
             [&](sysinfo::AdapterText const& adapter) { addresses += adapter.addresses.size(); });
         addresses += last.addresses.size();
     }
-    expect(adapters == adaptersOf(state) && addresses == 2 * adapters, "the text was not read");
+    expect(adapters == adaptersOf(state) && addresses == 2 * adapters, "the output was not parsed");
 }
 
 void parseByBareScan(benchmark::State& state)
@@ -105,7 +105,7 @@ void parseByBareScan(benchmark::State& state)
     for (auto round : state)
         adapters = bench::scanAdapters(text);
     expect(adapters.size() == adaptersOf(state) && adapters.back().addresses.size() == 2,
-        "the text was not read");
+        "the output was not parsed");
 }
 
 }

@@ -67,7 +67,7 @@ int64_t readAll(std::istream& stream)
     return total;
 }
 
-/** @param wait is called when no data waits; returns false at the end of the data. */
+/** Calls @p wait when no data is available, and stops reading when it returns false. */
 template <class Wait> int64_t readAll(BareChild& child, Wait wait)
 {
     int64_t total = 0;
@@ -113,7 +113,7 @@ void readBare(benchmark::State& state)
     bench::expectPrinted(state, total);
 }
 
-/** Blocks in poll(2) or read(2), to show the cost of the library's waits. */
+/** Blocks in read(2). The difference to `readBare` is the cost of the library's waits. */
 void readBareBlocking(benchmark::State& state)
 {
     int64_t total = 0;
@@ -159,7 +159,7 @@ void readPopen(benchmark::State& state)
     bench::expectPrinted(state, total);
 }
 
-// The library waits 20 ms some forty times for it.
+// The library waits about forty times for 20 ms.
 constexpr int64_t MEBIBYTES = 8;
 constexpr int64_t FLOOD_MEBIBYTES = 64;
 
@@ -173,7 +173,7 @@ BENCHMARK(readDovrel)->Name("read_child/dovrel")->Arg(MEBIBYTES)->UseRealTime();
 BENCHMARK(readBare)->Name("read_child/bare")->Arg(MEBIBYTES)->UseRealTime();
 BENCHMARK(readBareBlocking)->Name("read_child/bare_blocking")->Arg(MEBIBYTES)->UseRealTime();
 BENCHMARK(readPopen)->Name("read_child/popen")->Arg(MEBIBYTES)->UseRealTime();
-// By the reader's own time on the processor: the elapsed one goes up and down with other load.
+// Measured in processor time of the reader, because the elapsed time depends on other load.
 BENCHMARK(readDovrelBlocking)->Name("read_flood/dovrel")->Arg(FLOOD_MEBIBYTES);
 BENCHMARK(readBareBlocking)->Name("read_flood/bare")->Arg(FLOOD_MEBIBYTES);
 

@@ -19,7 +19,7 @@ namespace {
 
 constexpr char PATH[] = "/proc/stat";
 
-/** Writes the machine. The benchmark stops when @p listed is not its number of processors. */
+/** Fails the benchmark unless @p listed is its number of processors. */
 void expectProcessors(benchmark::State& state, size_t listed)
 {
     if (listed != static_cast<size_t>(state.range(0)))

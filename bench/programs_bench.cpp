@@ -12,22 +12,22 @@
 #include <string>
 #include <system_error>
 
-// unistd.h declares it only where GNU extensions are on.
-extern char** environ; // NOLINT(readability-redundant-declaration): they are on for clang
+// unistd.h declares it only with GNU extensions.
+extern char** environ; // NOLINT(readability-redundant-declaration): clang enables these
 
 namespace {
 
 /** Sends a program's output to /dev/null. */
-class OutputToNowhere {
+class DiscardedOutput {
 public:
-    OutputToNowhere()
+    DiscardedOutput()
     {
         posix_spawn_file_actions_init(&m_actions);
         posix_spawn_file_actions_addopen(&m_actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     }
-    OutputToNowhere(OutputToNowhere const&) = delete;
-    OutputToNowhere& operator=(OutputToNowhere const&) = delete;
-    ~OutputToNowhere() { posix_spawn_file_actions_destroy(&m_actions); }
+    DiscardedOutput(DiscardedOutput const&) = delete;
+    DiscardedOutput& operator=(DiscardedOutput const&) = delete;
+    ~DiscardedOutput() { posix_spawn_file_actions_destroy(&m_actions); }
 
     posix_spawn_file_actions_t const* get() const { return &m_actions; }
 
@@ -38,7 +38,7 @@ private:
 /** Runs a program on the real machine. */
 void run(benchmark::State& state, char const* const (&command)[4])
 {
-    OutputToNowhere const output;
+    DiscardedOutput const output;
     char* const* const arguments = const_cast<char* const*>(command);
     for (auto round : state) {
         pid_t child = 0;

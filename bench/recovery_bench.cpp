@@ -19,8 +19,8 @@ constexpr char STATUS[] = "/etc/dovrel/status.ini";
 constexpr char ANSWERS[] = "/etc/dovrel/DRAnswer.ini";
 constexpr char PERCENT[] = "/tmp/percent";
 
-/** @return a file of tzfile(5) for Coordinated Universal Time. Without it mktime(3) would look for
- * the file in each call, unlike on a real machine. */
+/** @return a file of tzfile(5) for Coordinated Universal Time. Without it each call of mktime(3)
+ * searches for the file, unlike on a real machine. */
 std::string timeZone()
 {
     std::string file("TZif");

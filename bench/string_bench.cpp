@@ -3,7 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
-// Short texts are what the library hands out most: device names, numbers, units.
+// Most strings of the library are short: device names, numbers, units.
 
 namespace {
 

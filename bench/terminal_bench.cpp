@@ -14,8 +14,8 @@
 #include <cstdlib>
 #include <system_error>
 
-// What a terminal has at hand is read, without a child that would have to be waited for: how often
-// a reader finds nothing is a race with the child, different from run to run.
+// Reads from a full terminal, without a child. With a child, the number of reads without data is
+// the result of a race and differs between runs.
 
 namespace {
 
@@ -52,13 +52,13 @@ public:
 
     int reader() const { return m_master; }
 
-    /** Returns when the reader can read all of it. */
+    /** Fills the terminal. Returns when the reader can read all bytes. */
     void fill() const
     {
         static char const zeros[CONTENTS] = {};
         expect(write(m_slave, zeros, sizeof zeros) == CONTENTS, "write to the terminal");
-        for (int there = 0; there < CONTENTS; sched_yield())
-            expect(ioctl(m_master, FIONREAD, &there) == 0, "FIONREAD");
+        for (int available = 0; available < CONTENTS; sched_yield())
+            expect(ioctl(m_master, FIONREAD, &available) == 0, "FIONREAD");
     }
 
 private:
@@ -77,7 +77,7 @@ void timeReading(benchmark::State& state, FilledTerminal const& terminal, Read r
         int const size = readAll();
         state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
         if (size != CONTENTS) {
-            state.SkipWithError("not all that is in the terminal was read");
+            state.SkipWithError("the terminal was not read to its end");
             break;
         }
     }
