@@ -57,11 +57,9 @@ public:
     int replace(std::string const& name)
     {
         // linkat(2) replaces no file.
-        std::string const file = "/proc/self/fd/" + std::to_string(m_file);
-        if (int const error = m_name.empty() ? underNewName([&](char const* newName) {
-                return linkat(AT_FDCWD, file.c_str(), m_folder, newName, AT_SYMLINK_FOLLOW) == 0;
-            })
-                                             : 0;
+        if (int const error = m_name.empty()
+                ? underNewName([this](char const* newName) { return link(newName); })
+                : 0;
             error != 0)
             return error;
         if (renameat(m_folder, m_name.c_str(), m_folder, name.c_str()) != 0)
@@ -70,7 +68,28 @@ public:
         return 0;
     }
 
+    /** @return EEXIST where a file of that name exists. */
+    int becomeNew(std::string const& name)
+    {
+        if (m_name.empty())
+            return link(name.c_str()) ? 0 : errno;
+        if (renameat2(m_folder, m_name.c_str(), m_folder, name.c_str(), RENAME_NOREPLACE) == 0) {
+            m_name.clear();
+            return 0;
+        }
+        // Filesystems of the network have no such flag. The first name goes with this object.
+        return errno == EINVAL && linkat(m_folder, m_name.c_str(), m_folder, name.c_str(), 0) == 0
+            ? 0
+            : errno;
+    }
+
 private:
+    bool link(char const* name) const
+    {
+        std::string const file = "/proc/self/fd/" + std::to_string(m_file);
+        return linkat(AT_FDCWD, file.c_str(), m_folder, name, AT_SYMLINK_FOLLOW) == 0;
+    }
+
     /** Calls @p create with new names until it finds one that is free. */
     template <class Create> int underNewName(Create const& create)
     {
@@ -99,8 +118,8 @@ private:
 enum class Kind { UNNAMED, NAMED };
 
 /** @return 0 or the errno. */
-int replaceFile(
-    int folder, std::string const& name, std::string const& text, unsigned mode, Kind kind)
+int writeFile(int folder, std::string const& name, std::string const& text, unsigned mode,
+    OutputFile::Existing existing, Kind kind)
 {
     TemporaryFile file(folder);
     if (int const error = kind == Kind::NAMED ? file.createNamed() : file.createUnnamed();
@@ -108,7 +127,7 @@ int replaceFile(
         return error;
     if (int const error = file.fill(text, mode); error != 0)
         return error;
-    return file.replace(name);
+    return existing == OutputFile::KEPT ? file.becomeNew(name) : file.replace(name);
 }
 
 char const* nameOfType(mode_t mode)
@@ -122,7 +141,8 @@ char const* nameOfType(mode_t mode)
 
 }
 
-OutputFile::OutputFile(std::string path) : m_path(std::move(path))
+OutputFile::OutputFile(std::string path, unsigned mode, Existing existing)
+    : m_path(std::move(path)), m_mode(mode), m_existing(existing)
 {
     size_t const slash = m_path.rfind('/');
     std::string const folder = slash == std::string::npos ? "." : m_path.substr(0, slash + 1);
@@ -131,6 +151,8 @@ OutputFile::OutputFile(std::string path) : m_path(std::move(path))
     if (lstat(m_path.c_str(), &state) == 0) {
         if (!S_ISREG(state.st_mode))
             fail(std::string("it is a ") + nameOfType(state.st_mode));
+        if (existing == KEPT)
+            fail("it exists; --force replaces it");
         m_mode &= state.st_mode;
     } else if (m_name.empty()) {
         fail(std::strerror(errno)); // A slash ends the name of a folder only.
@@ -154,9 +176,9 @@ void OutputFile::write(std::string const& text) const
     // A limit of the file's size is an error like any other, setrlimit(2).
     std::signal(SIGXFSZ, SIG_IGN);
     // Not every filesystem has files without names, and without /proc they cannot get one.
-    int error = replaceFile(m_folder, m_name, text, m_mode, Kind::UNNAMED);
-    if (error != 0)
-        error = replaceFile(m_folder, m_name, text, m_mode, Kind::NAMED);
+    int error = writeFile(m_folder, m_name, text, m_mode, m_existing, Kind::UNNAMED);
+    if (error != 0 && error != EEXIST)
+        error = writeFile(m_folder, m_name, text, m_mode, m_existing, Kind::NAMED);
     if (error != 0)
         fail(std::strerror(error));
 }
