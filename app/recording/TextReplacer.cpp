@@ -1,0 +1,151 @@
+#include "app/recording/TextReplacer.h"
+
+#include "app/recording/characters.h"
+
+#include <algorithm>
+
+namespace app {
+
+namespace {
+
+bool isFreeBefore(std::string_view before, TextPattern const& pattern)
+{
+    auto const border = pattern.border;
+    bool const isWord = border != TextPattern::WORD || isAlphanumeric(pattern.from.front());
+    if (before.empty() || border == TextPattern::NONE || !isWord)
+        return true;
+    char const c = before.back();
+    if (border == TextPattern::NUMBER4 && c == '.')
+        return before.size() < 2 || !isDigit(before[before.size() - 2]);
+    if (border == TextPattern::NUMBER6 && c == ':')
+        return before.size() < 2
+            || (!isHexDigit(before[before.size() - 2]) && before[before.size() - 2] != ':');
+    return !isAlphanumeric(c) || endsInEscape(before);
+}
+
+bool isFreeBehind(std::string_view behind, TextPattern const& pattern)
+{
+    auto const border = pattern.border;
+    bool const isWord = border != TextPattern::WORD || isAlphanumeric(pattern.from.back());
+    if (behind.empty() || border == TextPattern::NONE || !isWord)
+        return true;
+    char const c = behind[0];
+    char const next = behind.size() > 1 ? behind[1] : ' ';
+    if (border == TextPattern::NUMBER4 && c == '.')
+        return !isDigit(next);
+    if (border == TextPattern::NUMBER6 && c == ':')
+        return !isHexDigit(next) && next != ':';
+    return !isAlphanumeric(c);
+}
+
+/** The replacement with the case of the letters that it stands for. */
+std::string withCase(TextPattern const& pattern, std::string_view occurrence)
+{
+    std::string result = pattern.to;
+    if (!pattern.anyCase)
+        return result;
+    bool const isUpperAll = std::any_of(occurrence.begin(), occurrence.end(), isUpper)
+        && std::none_of(occurrence.begin(), occurrence.end(), isLower);
+    for (size_t i = 0; i < result.size(); ++i) {
+        char const old =
+            i < occurrence.size() && result.size() == occurrence.size() ? occurrence[i] : ' ';
+        bool const upper = isUpper(old) || (!isLower(old) && isUpperAll);
+        bool const lower = isLower(old) || !isUpperAll;
+        result[i] = upper ? toUpper(result[i]) : lower ? toLower(result[i]) : result[i];
+    }
+    return result;
+}
+
+/** The blanks behind a replaced text. One or two separate words, and stay; more make a column. */
+size_t columnBlanks(size_t blanks, size_t oldLength, size_t newLength)
+{
+    constexpr size_t FEWEST = 3;
+    if (blanks < FEWEST)
+        return blanks;
+    return blanks + oldLength > newLength ? std::max<size_t>(blanks + oldLength - newLength, 1) : 1;
+}
+
+}
+
+uint32_t TextReplacer::child(uint32_t node, char byte) const
+{
+    if (node == 0)
+        return m_first[static_cast<unsigned char>(byte)];
+    uint32_t next = m_nodes[node].firstChild;
+    while (next != 0 && m_nodes[next].byte != byte)
+        next = m_nodes[next].nextSibling;
+    return next;
+}
+
+uint32_t TextReplacer::addChild(uint32_t node, char byte)
+{
+    if (uint32_t const known = child(node, byte); known != 0)
+        return known;
+    auto const added = static_cast<uint32_t>(m_nodes.size());
+    Node made;
+    made.byte = byte;
+    made.nextSibling = node == 0 ? 0 : m_nodes[node].firstChild;
+    m_nodes.push_back(made);
+    (node == 0 ? m_first[static_cast<unsigned char>(byte)] : m_nodes[node].firstChild) = added;
+    return added;
+}
+
+void TextReplacer::add(TextPattern const& pattern)
+{
+    if (pattern.from.empty())
+        return;
+    uint32_t node = 0;
+    for (char const c : pattern.from)
+        node = addChild(node, toLower(c));
+    if (m_nodes[node].pattern != 0)
+        return;
+    m_patterns.push_back(pattern);
+    m_nodes[node].pattern = static_cast<uint32_t>(m_patterns.size());
+}
+
+TextPattern const* TextReplacer::longestAt(std::string_view text, size_t place) const
+{
+    TextPattern const* longest = nullptr;
+    uint32_t node = 0;
+    for (size_t end = place; end < text.size();) {
+        node = child(node, toLower(text[end]));
+        if (node == 0)
+            break;
+        ++end;
+        if (m_nodes[node].pattern == 0)
+            continue;
+        TextPattern const& pattern = m_patterns[m_nodes[node].pattern - 1];
+        if ((pattern.anyCase || pattern.from == text.substr(place, end - place))
+            && isFreeBefore(text.substr(0, place), pattern)
+            && isFreeBehind(text.substr(end), pattern))
+            longest = &pattern;
+    }
+    return longest;
+}
+
+std::string TextReplacer::replaced(std::string_view text, std::vector<uint64_t>& counts) const
+{
+    std::string result;
+    result.reserve(text.size());
+    for (size_t place = 0; place < text.size();) {
+        TextPattern const* const pattern = longestAt(text, place);
+        if (!pattern) {
+            result += text[place++];
+            continue;
+        }
+        ++counts[pattern->counter];
+        size_t const length = pattern->from.size();
+        result += withCase(*pattern, text.substr(place, length));
+        place += length;
+        if (pattern->to.size() == length)
+            continue;
+        size_t blanks = 0;
+        while (place + blanks < text.size() && text[place + blanks] == ' ')
+            ++blanks;
+        result.append(columnBlanks(blanks, length, pattern->to.size()), ' ');
+        place += blanks;
+    }
+    return result;
+}
+
+}
