@@ -43,8 +43,6 @@ constexpr Key KEYS[] = {
     {"ID_FS_LABEL_ENC=", "", Kind::VOLUME_LABEL},
     {"ID_PART_ENTRY_NAME=", "", Kind::VOLUME_LABEL},
     {"ID_FS_VOLUME_ID=", "", Kind::VOLUME_LABEL},
-    {"DM_VG_NAME=", "", Kind::VOLUME_LABEL},
-    {"DM_LV_NAME=", "", Kind::VOLUME_LABEL},
     // kernel command line, fstab(5)
     {"UUID=", WORD_ENDS, Kind::UUID},
     {"PARTUUID=", WORD_ENDS, Kind::UUID},
@@ -143,7 +141,7 @@ void findMedia(std::string_view line, RedactedValues& values)
             continue;
         rest.remove_prefix(1);
         std::string_view const label = rest.substr(0, rest.find_first_of(PATH_ENDS));
-        values.add(Kind::VOLUME_LABEL, decoded(label), "/media/" + decoded(first) + "/");
+        values.add(Kind::VOLUME_LABEL, decoded(label));
     }
 }
 
@@ -156,15 +154,18 @@ void findMappedNames(std::string_view line, RedactedValues& values)
             std::string_view const rest = line.substr(place + key.size());
             findInMappedName(rest.substr(0, rest.find_first_of(PATH_ENDS)), values);
         }
+    // A common name stays in all places, or the tables do not fit together any more.
+    for (std::string_view const key : {"DM_VG_NAME=", "DM_LV_NAME="})
+        if (size_t const place = line.find(key); place != std::string_view::npos)
+            values.add(Kind::VOLUME_LABEL, line.substr(place + key.size()));
     constexpr std::string_view VOLUME = "rd.lvm.lv=";
     if (size_t const place = line.find(VOLUME); place != std::string_view::npos) {
         std::string_view const rest = line.substr(place + VOLUME.size());
         std::string_view const both = rest.substr(0, rest.find_first_of(WORD_ENDS));
         size_t const slash = both.find('/');
-        values.add(Kind::VOLUME_LABEL, both.substr(0, slash), VOLUME);
+        values.add(Kind::VOLUME_LABEL, both.substr(0, slash));
         if (slash != std::string_view::npos)
-            values.add(Kind::VOLUME_LABEL, both.substr(slash + 1),
-                std::string(VOLUME) + std::string(both.substr(0, slash + 1)));
+            values.add(Kind::VOLUME_LABEL, both.substr(slash + 1));
     }
 }
 

@@ -169,9 +169,10 @@ void findInDiskId(std::string_view name, RedactedValues& values)
         values.add(Kind::WWN, name.substr(1));
         return;
     }
-    std::string_view const serial = before == "virtio-" ? name : serialIn(name);
-    std::string_view const model = name.substr(0, name.size() - serial.size());
-    values.add(Kind::SERIAL_NUMBER, serial, before + std::string(model));
+    if (before == "virtio-")
+        values.add(Kind::SERIAL_NUMBER, name, before);
+    else
+        values.add(Kind::SERIAL_NUMBER, serialIn(name));
 }
 
 }

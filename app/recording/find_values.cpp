@@ -181,7 +181,7 @@ void findInPhysicalVolumes(std::string_view text, RedactedValues& values)
             || std::count(line.begin(), line.end(), ':') < FEWEST)
             continue;
         std::string_view const rest = line.substr(first + 1);
-        values.add(Kind::VOLUME_LABEL, rest.substr(0, rest.find(':')), ":", ":");
+        values.add(Kind::VOLUME_LABEL, rest.substr(0, rest.find(':')));
     }
 }
 
