@@ -143,7 +143,18 @@ void RedactedValues::add(
     text = trimmed(text);
     if (isPlaceholder(kind, text))
         return;
+    constexpr size_t UUID_LENGTH = 32;
+    // The guests of one maker have their UUID in the serial number.
+    constexpr std::string_view GUEST = "VMware-";
+    if (kind == RedactedKind::SERIAL_NUMBER && text.substr(0, GUEST.size()) == GUEST
+        && isHex(core(text.substr(GUEST.size())))) {
+        add(RedactedKind::UUID, text.substr(GUEST.size()));
+        return;
+    }
     std::string const value = isName(kind) ? std::string(text) : core(text);
+    bool const isUuid = value.size() == UUID_LENGTH && isHex(value);
+    if (isUuid && m_values.count(lowered(value)) == 0 && m_values.count(swappedUuid(value)) != 0)
+        return; // Replaced as a spelling of the other one.
     RedactedValue& entry = m_values[lowered(value)];
     if (entry.text.empty()) {
         entry.kind = kind;
@@ -177,15 +188,16 @@ bool RedactedValues::isEverywhere(RedactedValue const& value) const
 {
     constexpr size_t SHORTEST_NAME = 3;
     constexpr size_t SHORTEST = 4;
-    constexpr size_t SHORTEST_NUMBER = 8;
+    constexpr size_t LONG = 8;
     std::string const text = lowered(value.text);
+    if (!isName(value.kind) && text.size() >= LONG)
+        return true;
     bool const hasDigit = std::any_of(text.begin(), text.end(), isDigit);
     bool const hasOther = !std::all_of(text.begin(), text.end(), isDigit);
-    if (isCommon(text) || m_protected.count(text) != 0)
+    if (isCommon(text) || m_protected.count(text) != 0 || !hasOther)
         return false;
-    if (isName(value.kind))
-        return core(text).size() >= SHORTEST_NAME && hasOther;
-    return text.size() >= (hasDigit && hasOther ? SHORTEST : SHORTEST_NUMBER);
+    return isName(value.kind) ? core(text).size() >= SHORTEST_NAME
+                              : text.size() >= SHORTEST && hasDigit;
 }
 
 void RedactedValues::choose()

@@ -133,4 +133,15 @@ inline bool isWordBegin(std::string_view text, size_t place)
     return place == 0 || !isAlphanumeric(text[place - 1]) || endsInEscape(text.substr(0, place));
 }
 
+/** The 32 hexadecimal digits of a UUID with reversed bytes in its first three numbers, as some
+ * firmware's tools show it. */
+inline std::string swappedUuid(std::string_view digits)
+{
+    std::string bytes = bytesOf(digits);
+    std::reverse(bytes.begin(), bytes.begin() + 4);
+    std::reverse(bytes.begin() + 4, bytes.begin() + 6);
+    std::reverse(bytes.begin() + 6, bytes.begin() + 8);
+    return hexOf(bytes);
+}
+
 }

@@ -141,19 +141,23 @@ AddressBytes hexMaskIn(std::string_view line)
     return {};
 }
 
-bool isAboutVersions(std::string_view line)
+/** @return whether a version stands behind this text: "Version: ", "kernel=", `"firmware": "`. */
+bool isBeforeVersion(std::string_view before)
 {
-    std::string const text = lowered(line);
-    for (char const* const word :
-        {"version", "revision", "kernel", "firmware", "uname ", "release", "bios"})
-        if (text.find(word) != std::string::npos && text.find("kernel ip") == std::string::npos)
+    constexpr size_t LONGEST_KEY = 24;
+    before.remove_prefix(before.size() - std::min(before.size(), LONGEST_KEY));
+    // Of "crashkernel=auto nfsroot=192.0.2.1" the last word counts.
+    if (!before.empty() && before.back() == '=')
+        before.remove_prefix(before.find_last_of(' ') + 1);
+    std::string const text = lowered(before);
+    for (char const* const word : {"version", "revision", "kernel", "firmware", "release", "bios"})
+        if (text.find(word) != std::string::npos)
             return true;
     return false;
 }
 
-void findAddresses(std::string_view line, RedactedValues& values)
+void findAddresses(std::string_view line, bool mayBeIpv4, RedactedValues& values)
 {
-    bool const hasVersions = isAboutVersions(line);
     std::vector<AddressBytes> addresses;
     AddressBytes mask = hexMaskIn(line);
     for (size_t i = 0; i < line.size(); ++i) {
@@ -164,7 +168,9 @@ void findAddresses(std::string_view line, RedactedValues& values)
         AddressBytes const address = parsed(text);
         size_t const end = i + text.size();
         bool const isCut = end < line.size() && isAlphanumeric(line[end]);
-        if (!address.empty() && !isCut && (address.size() != sizeof(in_addr) || !hasVersions)) {
+        bool const isVersion =
+            address.size() == sizeof(in_addr) && (!mayBeIpv4 || isBeforeVersion(line.substr(0, i)));
+        if (!address.empty() && !isCut && !isVersion) {
             values.addresses.addIp(address);
             values.addresses.addNetwork(address, prefixBehind(line.substr(end)));
             if (address.size() != sizeof(in_addr))
@@ -184,10 +190,10 @@ void findAddresses(std::string_view line, RedactedValues& values)
 
 }
 
-void findByForm(std::string_view text, RedactedValues& values)
+void findByForm(std::string_view text, RedactedValues& values, bool mayHaveIpv4)
 {
     for (std::string_view const line : linesIn(text)) {
-        findAddresses(line, values);
+        findAddresses(line, mayHaveIpv4, values);
         for (size_t i = 0; i < line.size(); ++i) {
             std::string_view const rest = line.substr(i);
             if (!isAlphanumeric(line[i]) || !isWordBegin(line, i))

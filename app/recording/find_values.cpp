@@ -229,6 +229,16 @@ void findInFile(RecordedFile const& file, RedactedValues& values)
         findInAdapterFile(path, line, values);
 }
 
+/** @return whether a file has versions and models, which may look like IPv4 addresses. */
+bool hasVersions(std::string const& path)
+{
+    for (char const* const part : {"version", "release", "firmware", "/dmi/id/", "/model", "/rev",
+             "cpuinfo", "/modules/", "/issue"})
+        if (path.find(part) != std::string::npos)
+            return true;
+    return false;
+}
+
 void findInText(std::string_view text, RedactedValues& values)
 {
     findByKeys(text, values);
@@ -259,6 +269,8 @@ void findInAnswer(std::string const& line, RedactedValues& values)
         findInNetlink(bytesOf(words.back()), values.addresses);
         return;
     }
+    if (!words.empty() && words[0] == "uname")
+        return;
     if (words.size() > 1 && words[0] == "hostname") {
         std::string_view name = std::string_view(line).substr(line.find(words[1]));
         while (!name.empty() && name.front() == '"')
@@ -286,7 +298,7 @@ void findInDocument(Json const& node, RedactedValues& values)
         }
         values.protect(key);
         std::string const text = value.is_string() ? value.get<std::string>() : "";
-        std::string const before = "\"" + key + "\": \"";
+        std::string const before = '"' + key + "\": \"";
         if (key == "serial" || key == "serial_number")
             values.add(Kind::SERIAL_NUMBER, text, before, "\"");
         else if (key == "host_name")
@@ -315,7 +327,8 @@ void findValues(Recording const& recording, RedactedValues& values)
             protectPath(file.path, values);
             findInFile(file, values);
             findInText(file.path, values);
-            findInText(file.content, values);
+            findByKeys(file.content, values);
+            findByForm(file.content, values, !hasVersions(file.path));
         }
     for (RecordedTool const& tool : recording.tools) {
         for (std::string const& word : tool.command)

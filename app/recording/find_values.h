@@ -23,8 +23,9 @@ void findInDiskId(std::string_view name, RedactedValues& values);
 /** Collects the parts of a device-mapper name, "volumegroup-volume". */
 void findInMappedName(std::string_view name, RedactedValues& values);
 
-/** Collects hardware addresses, UUIDs and IP addresses with their networks from any text. IPv4
- * addresses in lines about versions are none. */
-void findByForm(std::string_view text, RedactedValues& values);
+/** Collects hardware addresses, UUIDs and IP addresses with their networks from any text. A version
+ * of four numbers is no IPv4 address.
+ * @param mayHaveIpv4 false for a text that has versions and models alone. */
+void findByForm(std::string_view text, RedactedValues& values, bool mayHaveIpv4 = true);
 
 }

@@ -140,16 +140,6 @@ std::vector<std::function<std::string(std::string_view)>> encodings()
     };
 }
 
-/** A UUID's first three numbers with reversed bytes, as some firmware's tools show it. */
-std::string swapped(std::string_view core)
-{
-    std::string bytes = bytesOf(core);
-    std::reverse(bytes.begin(), bytes.begin() + 4);
-    std::reverse(bytes.begin() + 4, bytes.begin() + 6);
-    std::reverse(bytes.begin() + 6, bytes.begin() + 8);
-    return hexOf(bytes);
-}
-
 /** Digits in groups. */
 std::string grouped(std::string_view digits, std::vector<size_t> const& lengths, char separator)
 {
@@ -206,7 +196,7 @@ public:
         auto const addBoth = [&](auto const& form) {
             add(form(from), form(to), TextPattern::NONE);
             if (isHex(from))
-                add(form(swapped(from)), form(swapped(to)), TextPattern::NONE);
+                add(form(swappedUuid(from)), form(swappedUuid(to)), TextPattern::NONE);
         };
         addBoth([&](std::string const& core) { return grouped(core, usual, '-'); });
         addBoth([&](std::string const& core) { return core; });
@@ -222,7 +212,7 @@ public:
         if (!isHex(from))
             return;
         add(bytesOf(from), bytesOf(to), TextPattern::NONE, false);
-        add(bytesOf(swapped(from)), bytesOf(swapped(to)), TextPattern::NONE, false);
+        add(bytesOf(swappedUuid(from)), bytesOf(swappedUuid(to)), TextPattern::NONE, false);
     }
 
     void addHardware(AddressBytes const& from, AddressBytes const& to)
