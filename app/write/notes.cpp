@@ -94,7 +94,7 @@ std::string textOfFacts(
         facts.push_back(
             factText(difference->fact) + " " + libraryText(difference->library, difference->fact));
     return joined(facts)
-        + reasonText(endsWith(reason, OF_ONE)
+        + reasonText(reason.ends_with(OF_ONE)
                 ? reason.substr(0, reason.size() - std::string(OF_ONE).size()) + " for them"
                 : reason);
 }
