@@ -44,7 +44,7 @@ std::string report(Recording const& recording, std::string const& file)
         + counted(recording.tools.size(), "run") + " of tools, "
         + counted(recording.answers.size(), "answer") + " of calls\n";
     if (unreadable > 0)
-        text += counted(unreadable, "file") + " may be read by root alone\n";
+        text += counted(unreadable, "file") + " could not be opened: permission denied\n";
     for (Replacement const& replacement : recording.replacements)
         text += "replaced: " + replacement.kind + ", " + counted(replacement.values, "value")
             + " in " + counted(replacement.occurrences, "place") + "\n";

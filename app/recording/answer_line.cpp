@@ -49,22 +49,24 @@ size_t readQuoted(std::string_view rest, std::string& word)
 
 }
 
-std::string quotedWord(std::string_view text)
+std::string asWord(std::string_view text)
 {
-    std::string word = "\"";
+    bool isPlain = !text.empty();
+    std::string word;
     for (char const c : text) {
         auto const byte = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\')
+        bool const isControl = byte < ' ' || byte == 0x7F;
+        bool const isEscaped = c == '"' || c == '\\' || isControl;
+        isPlain = isPlain && !isEscaped && c != ' ';
+        if (isEscaped)
             word += '\\';
-        if (byte >= ' ' && byte != 0x7F) {
+        if (!isControl)
             word += c;
-            continue;
-        }
-        word += '\\';
-        for (int shift = 6; shift >= 0; shift -= 3)
-            word += static_cast<char>('0' + ((byte >> shift) & 7U));
+        else
+            for (int shift = 6; shift >= 0; shift -= 3)
+                word += static_cast<char>('0' + ((byte >> shift) & 7U));
     }
-    return word + '"';
+    return isPlain ? word : '"' + word + '"';
 }
 
 std::vector<std::string> wordsOfLine(std::string_view line)

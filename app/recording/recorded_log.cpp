@@ -246,7 +246,7 @@ void addRefusals(std::string const& path, Access const& access, std::vector<std:
     auto const add = [&](char const* call, int error) {
         if (!isAbsence(error))
             answers.push_back(
-                std::string("refuses ") + call + " " + quotedWord(path) + " " + errorName(error));
+                std::string("refuses ") + call + " " + asWord(path) + " " + errorName(error));
     };
     add("open", access.openError);
     add("read", access.readError);
@@ -292,7 +292,7 @@ std::vector<std::string> answersOf(std::vector<Entry> const& entries)
     }
     // Nobody asks for the sector size of a USB disk.
     for (auto const& [disk, bus] : buses)
-        lines.push_back("sector " + quotedWord(disk) + " ENOTTY bus " + bus);
+        lines.push_back("sector " + asWord(disk) + " ENOTTY bus " + bus);
     return lines;
 }
 
@@ -373,9 +373,9 @@ void readRecorded(std::string const& folder, Recording& recording)
     }
     for (std::string const& path : listed)
         if (RecordedFile const* const file = files.add(path, accesses.at(path).queries.front())) {
-            std::string line = "lists " + quotedWord(path);
+            std::string line = "lists " + asWord(path);
             for (std::string const& name : files.addNames(*file))
-                line += " " + quotedWord(name);
+                line += " " + asWord(name);
             recording.answers.push_back(line);
         }
     recording.files = files.sorted();

@@ -1,5 +1,6 @@
 // Fake machines, recorded and replayed.
 
+#include "app/recording/archive.h"
 #include "tests/machines/MachineFile.h"
 #include "tests/machines/ProgramRun.h"
 #include "tests/machines/RunningMachine.h"
@@ -7,9 +8,13 @@
 #include "tests/support/text.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <set>
+#include <sstream>
 
 namespace {
 
@@ -59,27 +64,87 @@ protected:
         return arguments;
     }
 
-    std::unique_ptr<machines::MachineFile> m_file;
-};
-
-}
-
-TEST_P(Recordings, replayTheMachinesOwnDocument)
-{
-    m_file->build();
-    machine.link("/proc/self/exe", DOVREL_PROGRAM); // Which record runs.
-    std::string document;
-    std::string archive;
+    /** Records the machine, and runs `all --json` on it. */
+    void record(std::vector<std::string> const& options)
     {
+        m_file->build();
+        machine.link("/proc/self/exe", DOVREL_PROGRAM); // Which record runs.
         RunningMachine const running;
+        std::vector<std::string> arguments = {"record", RECORDING};
+        arguments.insert(arguments.end(), options.begin(), options.end());
         ProgramRun own(limited({"all", "--json"}), std::nullopt);
-        ProgramRun record(limited({"record", RECORDING}), std::nullopt);
+        ProgramRun record(limited(arguments), std::nullopt);
         ASSERT_TRUE(ProgramRun::finish({&own, &record}, LIMIT));
         ASSERT_EQ(record.status(), 0) << record.errors();
         document = own.output();
         archive = testkit::contentsOf(RECORDING);
     }
 
+    std::string document;
+    std::string archive;
+
+private:
+    std::unique_ptr<machines::MachineFile> m_file;
+};
+
+/** Adds the texts at a key of a document, wherever it is. */
+void addTexts(nlohmann::json const& value, std::string const& key, std::set<std::string>& texts)
+{
+    for (auto const& [name, member] : value.items()) {
+        if (value.is_object() && name == key && member.is_string())
+            texts.insert(member.get<std::string>());
+        if (member.is_structured())
+            addTexts(member, key, texts);
+    }
+}
+
+/** The texts of a machine that identify it. */
+std::set<std::string> identifyingTexts(std::string const& document)
+{
+    std::set<std::string> texts;
+    auto const facts = nlohmann::json::parse(document);
+    for (char const* const key : {"host_name", "serial", "mac", "wwn"})
+        addTexts(facts, key, texts);
+    texts.erase("00:00:00:00:00:00");
+    return texts;
+}
+
+/** Everything that an archive has, in one text. */
+std::string everythingIn(std::string const& archive)
+{
+    std::istringstream stream(archive);
+    app::Recording const recording = app::readRecording(stream);
+    std::string text = recording.document;
+    for (app::RecordedFile const& file : recording.files)
+        text += file.path + "\n" + file.content + "\n";
+    for (app::RecordedTool const& tool : recording.tools) {
+        for (std::string const& argument : tool.command)
+            text += argument + "\n";
+        text += tool.output + "\n" + tool.errors + "\n";
+    }
+    for (std::string const& line : recording.answers)
+        text += line + "\n";
+    return text;
+}
+
+/** @return whether the word is there between other characters than letters and digits: a host may
+ * be called "gateway", and a key of the document "gateways". */
+bool hasWord(std::string const& text, std::string const& word)
+{
+    auto const isPart = [&text](size_t position) {
+        return position < text.size() && std::isalnum(static_cast<unsigned char>(text[position]));
+    };
+    for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1))
+        if (!isPart(at - 1) && !isPart(at + word.size()))
+            return true;
+    return false;
+}
+
+}
+
+TEST_P(Recordings, replayTheMachinesOwnDocument)
+{
+    record({});
     RealRoot const root;
     RealFolder const folder;
     std::string const file = folder.path() / "machine.tar.gz";
@@ -89,6 +154,22 @@ TEST_P(Recordings, replayTheMachinesOwnDocument)
     ASSERT_TRUE(ProgramRun::finish({&replay, &check}, LIMIT));
 
     EXPECT_EQ(replay.output(), document) << replay.errors();
+    EXPECT_EQ(check.status(), 0) << check.output() << check.errors();
+}
+
+TEST_P(Recordings, areConsistentWhereRedacted)
+{
+    record({"--redact"});
+    std::string const everything = everythingIn(archive);
+    for (std::string const& text : identifyingTexts(document))
+        EXPECT_FALSE(hasWord(everything, text)) << text;
+
+    RealRoot const root;
+    RealFolder const folder;
+    std::string const file = folder.path() / "machine.tar.gz";
+    std::ofstream(file, std::ios::binary) << archive;
+    ProgramRun check({"replay", "--check", file}, std::nullopt, ProgramRun::REAL);
+    ASSERT_TRUE(ProgramRun::finish({&check}, LIMIT));
     EXPECT_EQ(check.status(), 0) << check.output() << check.errors();
 }
 

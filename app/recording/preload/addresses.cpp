@@ -20,8 +20,8 @@
 
 namespace {
 
+using app::asWord;
 using app::errorName;
-using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
@@ -166,13 +166,13 @@ void logAdapter(ifaddrs const& entry)
         std::snprintf(byte, sizeof byte, "%s%02x", i == 0 ? "" : ":", link.sll_addr[i]);
         mac += byte;
     }
-    logAnswer("adapter " + quotedWord(entry.ifa_name) + " " + std::to_string(link.sll_ifindex) + " "
+    logAnswer("adapter " + asWord(entry.ifa_name) + " " + std::to_string(link.sll_ifindex) + " "
         + flags + (mac.empty() ? "" : " ") + mac);
 }
 
 void logAddress(ifaddrs const& entry)
 {
-    std::string line = "address " + quotedWord(entry.ifa_name) + " " + textOf(entry.ifa_addr) + "/"
+    std::string line = "address " + asWord(entry.ifa_name) + " " + textOf(entry.ifa_addr) + "/"
         + std::to_string(prefixOf(entry.ifa_netmask));
     if (std::string const other = textOf(entry.ifa_broadaddr); !other.empty())
         line += (entry.ifa_flags & IFF_POINTOPOINT ? " peer " : " broadcast ") + other;

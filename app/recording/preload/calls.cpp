@@ -22,8 +22,8 @@
 #include <limits>
 #include <string>
 
+using app::asWord;
 using app::errorName;
-using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
@@ -72,7 +72,7 @@ template <typename Status> int answerStatvfs(char const* path, Status& status)
 template <typename Status>
 int statvfsOf(char const* path, Status& status, int (*next)(char const*, Status*))
 {
-    std::string const call = "statvfs " + quotedWord(path) + " ";
+    std::string const call = "statvfs " + asWord(path) + " ";
     if (isRecording())
         logAnswer(call + "hang"); // Until there is an answer.
     int const result = answersCalls() ? answerStatvfs(path, status) : next(path, &status);
@@ -126,7 +126,7 @@ void logDisk(int file, unsigned long request, int result, int value)
 {
     int const error = errno;
     if (std::string const path = preload::pathOf(file); !path.empty())
-        logAnswer((request == BLKSSZGET ? "sector " : "bus ") + quotedWord(path) + " "
+        logAnswer((request == BLKSSZGET ? "sector " : "bus ") + asWord(path) + " "
             + (result == 0 ? std::to_string(value) : errorName(error)));
     errno = error;
 }
@@ -169,7 +169,7 @@ ANSWERED int uname(utsname* out) noexcept
         result = next(out);
     }
     if (isRecording() && result == 0)
-        logAnswer("uname " + quotedWord(out->release) + " " + quotedWord(out->machine));
+        logAnswer("uname " + asWord(out->release) + " " + asWord(out->machine));
     return result;
 }
 
@@ -178,7 +178,7 @@ ANSWERED int gethostname(char* out, size_t size) noexcept
     static auto* const next = real<int(char*, size_t)>("gethostname");
     int const result = answersCalls() ? answerHostName(out, size) : next(out, size);
     if (isRecording() && result == 0)
-        logAnswer("hostname " + quotedWord(std::string_view(out, strnlen(out, size))));
+        logAnswer("hostname " + asWord(std::string_view(out, strnlen(out, size))));
     return result;
 }
 

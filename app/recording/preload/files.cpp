@@ -26,8 +26,8 @@
 #include <map>
 #include <string>
 
+using app::asWord;
 using app::errorName;
-using app::quotedWord;
 using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
@@ -119,16 +119,16 @@ void keepOpened(int file, std::string const& path, std::string const& place)
     Answers::Refusal const* const refusal = refusalOf(path);
     int const error =
         refusal && refusal->read != 0 ? refusal->read : readWhole(file, content, size);
-    preload::log("open", quotedWord(path) + " 0");
+    preload::log("open", asWord(path) + " 0");
     if (error != 0) {
-        preload::log("read", quotedWord(path) + " " + errorName(error));
+        preload::log("read", asWord(path) + " " + errorName(error));
         return;
     }
     makeFoldersOf(place);
     int const copy = next(place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode_t{0600});
     (void)!write(copy, content.data(), content.size());
     close(copy);
-    preload::log("size", quotedWord(path) + " " + std::to_string(size));
+    preload::log("size", asWord(path) + " " + std::to_string(size));
 }
 
 /** Makes the recording's copy of a regular file, which is read at @p source. */
@@ -139,11 +139,11 @@ void keep(std::string const& path, std::string const& source, std::string const&
     int const file = next(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     struct stat64 status { };
     if (file < 0)
-        preload::log("open", quotedWord(path) + " " + errorName(errno));
+        preload::log("open", asWord(path) + " " + errorName(errno));
     else if (realFstat(file, &status) == 0 && S_ISREG(status.st_mode))
         keepOpened(file, path, place);
     else
-        preload::log("look", quotedWord(path));
+        preload::log("look", asWord(path));
     if (file >= 0)
         close(file);
 }
@@ -171,7 +171,7 @@ std::string placeOf(char const* path)
         bool const isSecond = isSample && preload::isLater();
         std::string const copy = stage().record + (isSecond ? "/later" : "/root") + path;
         if (isThere(copy))
-            preload::log("open", quotedWord(path) + " 0");
+            preload::log("open", asWord(path) + " 0");
         else
             keep(path, place, copy);
         if (isThere(copy))
@@ -187,7 +187,7 @@ int openError(char const* path, int flags)
     Answers::Refusal const* const refusal = refusalOf(path);
     int const error = refusal && (flags & O_PATH) == 0 ? refusal->open : 0;
     if (error != 0 && isRecording())
-        preload::log("open", quotedWord(path) + " " + errorName(error));
+        preload::log("open", asWord(path) + " " + errorName(error));
     return error;
 }
 
@@ -222,7 +222,7 @@ int openFor(char const* path, int flags, mode_t mode, char const* function)
     bool const isNode = startsWith(path, "/dev/");
     int const file = next(isNode ? path : placeOf(path).c_str(), flags, mode);
     if (isNode && isRecording() && !isOwn(path))
-        preload::log("open", quotedWord(path) + " " + (file < 0 ? errorName(errno) : "0"));
+        preload::log("open", asWord(path) + " " + (file < 0 ? errorName(errno) : "0"));
     if (file >= 0 && isRecording())
         preload::noteOpened(file, path);
     return file;
@@ -231,7 +231,7 @@ int openFor(char const* path, int flags, mode_t mode, char const* function)
 void logLook(char const* path)
 {
     if (isRecording() && path && !isOwn(path))
-        preload::log("look", quotedWord(path));
+        preload::log("look", asWord(path));
 }
 
 /** Logs the numbers of a node or, outside the kernel's own filesystems, of the device that a file
@@ -245,7 +245,7 @@ template <typename Status> void logNumbers(char const* path, Status const& statu
         && (startsWith(path, "/sys/") || startsWith(path, "/proc/") || startsWith(path, "/dev/")))
         return;
     dev_t const number = isNode ? status.st_rdev : status.st_dev;
-    preload::logAnswer((isNode ? "device " : "lies-on ") + quotedWord(path) + " "
+    preload::logAnswer((isNode ? "device " : "lies-on ") + asWord(path) + " "
         + std::to_string(major(number)) + " " + std::to_string(minor(number)));
 }
 

@@ -69,7 +69,7 @@ ANSWERED DIR* opendir(char const* path)
     if (isRefused)
         errno = refusal->list;
     if (isRecording() && !isOwn(path))
-        preload::log("list", app::quotedWord(path) + " " + (folder ? "0" : app::errorName(errno)));
+        preload::log("list", app::asWord(path) + " " + (folder ? "0" : app::errorName(errno)));
     if (folder)
         preload::noteOpened(dirfd(folder), path);
     if (folder && answersCalls() && !isOwn(path))
