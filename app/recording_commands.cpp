@@ -105,9 +105,13 @@ ExitStatus check(Recording const& recording, std::function<ExitStatus(CommandLin
         replayed(recording, readCommandLine(std::size(arguments), arguments), show);
     if (result.output.empty())
         return result.status;
-    if (result.output == recording.document)
-        return written("The replay equals what the recorded machine reported.\n", EXIT_STATUS_OK);
-    return written(documentDifferences(recording.document, result.output), EXIT_STATUS_DIFFERENT);
+    std::string const differences = result.output == recording.document
+        ? std::string()
+        : documentDifferences(recording.document, result.output,
+            recording.redacted ? ListOrder::DOES_NOT_COUNT : ListOrder::COUNTS);
+    return differences.empty()
+        ? written("The replay equals what the recorded machine reported.\n", EXIT_STATUS_OK)
+        : written(differences, EXIT_STATUS_DIFFERENT);
 }
 
 CommandLine commandIn(RecordingLine const& line)

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+
 namespace app {
 
 namespace {
@@ -20,17 +22,34 @@ std::string valueAt(Json const& document, std::string const& path)
     return document.contains(pointer) ? textOf(document.at(pointer)) : "nothing";
 }
 
+/** Sorts each list by the text of its items. */
+void sortLists(Json& value)
+{
+    if (!value.is_structured())
+        return;
+    for (Json& item : value)
+        sortLists(item);
+    if (value.is_array())
+        std::sort(value.begin(), value.end(),
+            [](Json const& one, Json const& other) { return textOf(one) < textOf(other); });
 }
 
-std::string documentDifferences(std::string const& recorded, std::string const& replayed)
+}
+
+std::string documentDifferences(
+    std::string const& recorded, std::string const& replayed, ListOrder order)
 {
     if (recorded.empty())
         return "The recording has no document of the recorded machine.\n";
-    Json const one = Json::parse(recorded, nullptr, false);
-    Json const other = Json::parse(replayed, nullptr, false);
+    Json one = Json::parse(recorded, nullptr, false);
+    Json other = Json::parse(replayed, nullptr, false);
     if (one.is_discarded() || other.is_discarded())
         return std::string(one.is_discarded() ? "The recorded" : "The replayed")
             + " document is no JSON.\n";
+    if (order == ListOrder::DOES_NOT_COUNT) {
+        sortLists(one);
+        sortLists(other);
+    }
     std::string text;
     for (Json const& operation : Json::diff(one, other)) {
         std::string const path = operation.at("path");
