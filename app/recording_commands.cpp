@@ -148,8 +148,8 @@ ExitStatus recordMachine(RecordingLine const& line, CommandLine const& all)
     return written(report(recording, line.file), EXIT_STATUS_OK);
 }
 
-ExitStatus replayRecording(
-    RecordingLine const& line, Arguments arguments, std::function<ExitStatus(CommandLine)> show)
+ExitStatus replayRecording(RecordingLine const& line, Arguments arguments,
+    std::function<ExitStatus(CommandLine)> const& show)
 {
     CommandLine command = commandIn(line);
     if (command.text)

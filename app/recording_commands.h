@@ -23,7 +23,7 @@ ExitStatus recordMachine(RecordingLine const& line, CommandLine const& all);
  * @param show runs a command on the machine that the process sees, and writes to standard output
  * @throws UsageError, ArchiveError, NamespaceError, OutputFileError
  */
-ExitStatus replayRecording(
-    RecordingLine const& line, Arguments arguments, std::function<ExitStatus(CommandLine)> show);
+ExitStatus replayRecording(RecordingLine const& line, Arguments arguments,
+    std::function<ExitStatus(CommandLine)> const& show);
 
 }

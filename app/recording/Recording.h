@@ -43,7 +43,7 @@ struct Replacement {
 };
 
 struct Recording {
-    static constexpr uint64_t MOST_CONTENT = 1024 * 1024; ///< bytes of an item
+    static constexpr uint64_t MOST_CONTENT = uint64_t{1024} * 1024; ///< bytes of an item
 
     std::string version; ///< of the program that recorded
     std::string architecture; ///< of that program: "i386", "amd64"

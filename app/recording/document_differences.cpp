@@ -54,8 +54,9 @@ std::string documentDifferences(
     for (Json const& operation : Json::diff(one, other)) {
         std::string const path = operation.at("path");
         std::string const added = operation.at("op") == "add" ? "nothing" : valueAt(one, path);
-        text += path + ": recorded " + added + ", replayed "
-            + (operation.contains("value") ? textOf(operation.at("value")) : "nothing") + "\n";
+        text.append(path).append(": recorded ").append(added).append(", replayed ");
+        text += operation.contains("value") ? textOf(operation.at("value")) : "nothing";
+        text += '\n';
     }
     return text;
 }

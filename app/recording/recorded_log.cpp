@@ -100,7 +100,7 @@ public:
                 place.erase(std::min(place.rfind('/'), place.size()));
                 continue;
             }
-            std::string const next = place + "/" + component;
+            std::string const next = std::string(place).append("/").append(component);
             struct stat status { };
             if (lstat(next.c_str(), &status) != 0)
                 return &absent(next, rest, query);
@@ -316,7 +316,7 @@ std::vector<RecordedTool> toolsIn(std::string const& folder, std::vector<Entry> 
         }
     std::vector<RecordedTool> tools;
     for (std::string const& name : names) {
-        std::string const file = folder + "/tools/" + name;
+        std::string const file = std::string(folder).append("/tools/").append(name);
         RecordedTool tool;
         tool.command = argumentsIn(storedText(file + ".command"));
         tool.output = storedText(file + ".out");
@@ -356,7 +356,8 @@ void readRecorded(std::string const& folder, Recording& recording)
             file->error = access.openError != 0 ? access.openError
                 : access.readError != 0         ? access.readError
                                                 : access.listError;
-        std::string const kept = folder + "/root" + path;
+        std::string const kept = std::string(folder).append("/root").append(path);
+        std::string const keptLater = std::string(folder).append("/later").append(path);
         if (!access.opened || file->opened || file->kind != RecordedFile::REGULAR)
             continue;
         file->opened = true;
@@ -364,9 +365,9 @@ void readRecorded(std::string const& folder, Recording& recording)
             continue;
         file->content = storedText(kept);
         file->size = access.size.value_or(file->content.size());
-        if (fs::exists(folder + "/later" + path)) {
+        if (fs::exists(keptLater)) {
             RecordedFile later = *file;
-            later.content = storedText(folder + "/later" + path);
+            later.content = storedText(keptLater);
             later.size = later.content.size();
             recording.later.push_back(std::move(later));
         }

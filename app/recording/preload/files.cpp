@@ -40,7 +40,7 @@ using preload::stage;
 namespace {
 
 constexpr size_t MOST_CONTENT = 1024 * 1024; // The rest is counted.
-constexpr uint64_t MOST_READ = 16 * 1024 * 1024; // A file that never ends ends here.
+constexpr uint64_t MOST_READ = uint64_t{16} * 1024 * 1024; // A file that never ends ends here.
 
 bool startsWith(std::string const& text, char const* prefix)
 {

@@ -16,7 +16,6 @@
 #include <string>
 #include <string_view>
 
-using preload::Answers;
 using preload::answers;
 using preload::answersCalls;
 using preload::isRecording;

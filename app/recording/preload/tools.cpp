@@ -109,7 +109,7 @@ bool answersTools()
     if (!isThere(name + ".status"))
         for (;;)
             pause();
-    endAs(std::atoi(app::storedText(name + ".status").c_str()));
+    endAs(static_cast<int>(std::strtol(app::storedText(name + ".status").c_str(), nullptr, 10)));
 }
 
 [[noreturn]] void run(Command const& command, char* const* environment)
@@ -254,12 +254,14 @@ ANSWERED int execle(char const* path, char const* first, ...) noexcept
     std::vector<char*> arguments;
     va_list rest;
     va_start(rest, first);
+    // NOLINTBEGIN(clang-analyzer-valist.Uninitialized): va_start has initialized it.
     for (char const* argument = first; argument; argument = va_arg(rest, char const*)) {
         command.emplace_back(argument);
         arguments.push_back(const_cast<char*>(argument));
     }
     arguments.push_back(nullptr);
     char* const* const environment = va_arg(rest, char* const*);
+    // NOLINTEND(clang-analyzer-valist.Uninitialized)
     va_end(rest);
     if (standsForTools())
         becomeTool(command, environment);
