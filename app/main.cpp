@@ -2,10 +2,9 @@
 #include "app/ProgressLine.h"
 #include "app/command_line.h"
 #include "app/exit_status.h"
+#include "app/failures.h"
 #include "app/read/TraceOutput.h"
 #include "app/read/read_machine.h"
-#include "app/recording/ArchiveError.h"
-#include "app/recording/replay_root.h"
 #include "app/recording_commands.h"
 #include "app/watch/recovery_watch.h"
 #include "app/write/display.h"
@@ -24,7 +23,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <optional>
 #include <sstream>
 #include <unistd.h>
@@ -250,23 +248,7 @@ int main(int argc, char** argv)
     app::setLocale();
     try {
         return app::run(argc, argv);
-    } catch (app::UsageError const& error) {
-        app::complain(error.what() + std::string("\nTry 'dovrel-sysinfo --help'."));
-        return app::EXIT_STATUS_USAGE;
-    } catch (app::ColumnError const& error) {
-        app::complain(error.what());
-        return app::EXIT_STATUS_USAGE;
-    } catch (app::OutputFileError const& error) {
-        app::complain(error.what());
-        return app::EXIT_STATUS_OUTPUT;
-    } catch (app::ArchiveError const& error) {
-        app::complain(error.what());
-        return app::EXIT_STATUS_ARCHIVE;
-    } catch (app::NamespaceError const& error) {
-        app::complain(error.what());
-        return app::EXIT_STATUS_NO_NAMESPACE;
-    } catch (std::exception const& error) {
-        app::complain(error.what());
-        return app::EXIT_STATUS_INTERNAL;
+    } catch (...) {
+        return app::reportFailure();
     }
 }

@@ -3,6 +3,7 @@
 #include "app/OutputFile.h"
 #include "app/ProgressLine.h"
 #include "app/command_line_table.h"
+#include "app/failures.h"
 #include "app/recording/archive.h"
 #include "app/recording/document_differences.h"
 #include "app/recording/program_run.h"
@@ -79,11 +80,8 @@ Replayed replayed(Recording const& recording, CommandLine const& line,
         try {
             enterRecording(recording);
             status = show(line);
-        } catch (NamespaceError const& error) {
-            complain(error.what());
-            status = EXIT_STATUS_NO_NAMESPACE;
-        } catch (std::exception const& error) {
-            complain(error.what());
+        } catch (...) {
+            status = reportFailure();
         }
         _exit(status);
     }
@@ -165,7 +163,7 @@ ExitStatus replayRecording(RecordingLine const& line, Arguments arguments,
     }
     OutputFile const file(*std::exchange(command.outputFile, std::nullopt));
     Replayed const result = replayed(recording, command, show);
-    if (result.status != EXIT_STATUS_NO_NAMESPACE && result.status != EXIT_STATUS_INTERNAL)
+    if (result.status < EXIT_STATUS_USAGE) // Those from there on are failures to replay.
         file.write(result.output);
     return result.status;
 }

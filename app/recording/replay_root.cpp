@@ -1,5 +1,7 @@
 #include "app/recording/replay_root.h"
 
+#include "app/recording/Answers.h"
+#include "app/recording/ArchiveError.h"
 #include "app/recording/recorded_log.h"
 #include "app/recording/stored_file.h"
 
@@ -122,10 +124,19 @@ void dropCapabilities()
         failForbidden();
 }
 
+/** @return whether the private root has a file of its own there. */
+bool isOfRoot(std::string const& path)
+{
+    for (char const* const own : {"/dev/null", "/dev/ptmx", "/dev/pts", ANSWERS_FOLDER})
+        if (path == own || path.rfind(own + std::string("/"), 0) == 0)
+            return true;
+    return false;
+}
+
 void makeFile(RecordedFile const& file)
 {
     std::filesystem::path const path = file.path;
-    if (file.kind == RecordedFile::ABSENT)
+    if (file.kind == RecordedFile::ABSENT || isOfRoot(file.path))
         return;
     std::filesystem::create_directories(path.parent_path());
     if (file.kind == RecordedFile::FOLDER)
@@ -140,6 +151,18 @@ void makeFile(RecordedFile const& file)
         if (chmod(file.path.c_str(), file.mode | S_IRUSR) != 0)
             fail(file.path);
     }
+}
+
+/** @throws ArchiveError where a line of the answers is wrong */
+void checkAnswers(Recording const& recording)
+{
+    Answers ignored;
+    for (std::string const& line : recording.answers)
+        try {
+            addAnswer(line, ignored);
+        } catch (std::runtime_error const& error) {
+            refuse("the answer " + line, error.what());
+        }
 }
 
 using AnswerFrom = void (*)(char const*);
@@ -158,15 +181,20 @@ bool isPreloaded()
 
 void enterRecording(Recording const& recording)
 {
+    checkAnswers(recording);
     umask(022);
     enterNamespaces(recording.user);
     enterPrivateRoot();
-    for (RecordedFile const& file : recording.files)
-        makeFile(file);
-    for (RecordedFile const& file : recording.later)
-        store(std::string(ANSWERS_FOLDER) + "/later" + file.path, file.content);
-    std::filesystem::create_directories(std::string(ANSWERS_FOLDER) + "/tools");
-    writeAnswers(recording, ANSWERS_FOLDER);
+    try {
+        for (RecordedFile const& file : recording.files)
+            makeFile(file);
+        for (RecordedFile const& file : recording.later)
+            store(std::string(ANSWERS_FOLDER) + "/later" + file.path, file.content);
+        std::filesystem::create_directories(std::string(ANSWERS_FOLDER) + "/tools");
+        writeAnswers(recording, ANSWERS_FOLDER);
+    } catch (std::system_error const& error) {
+        refuse("the recorded files", error.what());
+    }
     dropCapabilities();
     answerFunction()(ANSWERS_FOLDER);
 }

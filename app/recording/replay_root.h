@@ -20,7 +20,7 @@ public:
  * capability. All of it is gone when the process ends. The object must have been preloaded.
  *
  * @throws NamespaceError
- * @throws std::system_error where a file cannot be made
+ * @throws ArchiveError where an answer is wrong or a file cannot be made
  */
 void enterRecording(Recording const& recording);
 

@@ -1,7 +1,7 @@
 // The answer of getifaddrs(3).
 
 #include "app/recording/answer_line.h"
-#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/answers.h"
 #include "app/recording/preload/stage.h"
 
 #include <arpa/inet.h>

@@ -3,7 +3,7 @@
 #undef _FILE_OFFSET_BITS
 
 #include "app/recording/answer_line.h"
-#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/answers.h"
 #include "app/recording/preload/files.h"
 #include "app/recording/preload/stage.h"
 

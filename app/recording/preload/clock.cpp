@@ -1,7 +1,7 @@
 // The time of a recording, and the sleep between two samples of the kernel's counters.
 
 #include "app/recording/preload/clock.h"
-#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/answers.h"
 #include "app/recording/preload/stage.h"
 
 #include <atomic>

@@ -4,7 +4,7 @@
 
 #include "app/recording/preload/files.h"
 #include "app/recording/answer_line.h"
-#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/answers.h"
 #include "app/recording/preload/clock.h"
 #include "app/recording/preload/stage.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/answers.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // The answers of rtnetlink(7).
 
-#include "app/recording/preload/Answers.h"
+#include "app/recording/preload/answers.h"
 #include "app/recording/preload/stage.h"
 
 #include <linux/netlink.h>

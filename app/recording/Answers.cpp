@@ -1,26 +1,16 @@
-#include "app/recording/preload/Answers.h"
+#include "app/recording/Answers.h"
 
 #include "app/recording/answer_line.h"
-#include "app/recording/preload/stage.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <functional>
 #include <sstream>
+#include <stdexcept>
 
 #include <net/if.h>
 
-namespace preload {
+namespace app {
 
 namespace {
-
-[[noreturn]] void refuse(std::string const& line)
-{
-    std::fprintf(stderr, "dovrel-sysinfo: cannot read the line: %s\n", line.c_str());
-    std::_Exit(EXIT_FAILURE);
-}
 
 /** @param names a list, or the number as 0x... */
 unsigned flagsOf(std::string const& names)
@@ -36,7 +26,7 @@ unsigned flagsOf(std::string const& names)
     for (std::string name; std::getline(list, name, ',');) {
         auto const flag = FLAGS.find(name);
         if (flag == FLAGS.end())
-            refuse("flag " + name);
+            throw std::runtime_error("no flag is called " + name);
         flags |= flag->second;
     }
     return flags;
@@ -52,11 +42,14 @@ std::vector<uint8_t> bytesOf(std::string const& mac)
     return bytes;
 }
 
+/** @throws std::logic_error where it is no text of pairs of hexadecimal digits */
 std::string bytesOfHexadecimal(std::string const& text)
 {
     constexpr int HEXADECIMAL = 16;
+    if (text.size() % 2 != 0 || text.find_first_not_of("0123456789abcdefABCDEF") != text.npos)
+        throw std::invalid_argument(text);
     std::string bytes;
-    for (size_t i = 0; i + 1 < text.size(); i += 2)
+    for (size_t i = 0; i < text.size(); i += 2)
         bytes += static_cast<char>(std::stoul(text.substr(i, 2), nullptr, HEXADECIMAL));
     return bytes;
 }
@@ -66,6 +59,7 @@ class Words {
 public:
     explicit Words(std::vector<std::string> words) : m_words(std::move(words)) { }
 
+    std::string const& keyword() const { return m_words.at(0); }
     bool done() const { return m_next == m_words.size(); }
     std::string const& text() { return m_words.at(m_next++); }
     long number() { return std::stol(text()); }
@@ -75,7 +69,7 @@ public:
     /** @return the number of an error, and goes on behind it; 0 where the next word is none. */
     int error()
     {
-        int const number = app::errorNumber(m_words.at(m_next));
+        int const number = errorNumber(m_words.at(m_next));
         m_next += number != 0 ? 1 : 0;
         return number;
     }
@@ -203,35 +197,19 @@ std::map<std::string, std::function<void(Words&, Answers&)>> const& readers()
     return readers;
 }
 
-void readLine(std::string const& line, Answers& out)
+}
+
+void addAnswer(std::string const& line, Answers& answers)
 {
     try {
-        std::vector<std::string> const words = app::wordsOfLine(line);
-        Words rest(words);
-        readers().at(words.at(0))(rest, out);
-        if (!rest.done())
-            refuse(line);
-    } catch (std::exception const&) {
-        refuse(line);
+        Words words(wordsOfLine(line));
+        readers().at(words.keyword())(words, answers);
+        if (words.done())
+            return;
+    } catch (std::logic_error const&) {
+        // A word is missing, or is no number.
     }
-}
-
-Answers readAnswers()
-{
-    AnswersAreRead const pass;
-    Answers out;
-    std::ifstream file(stage().answers + "/answers");
-    for (std::string line; std::getline(file, line);)
-        readLine(line, out);
-    return out;
-}
-
-}
-
-Answers const& answers()
-{
-    static Answers const answers = readAnswers();
-    return answers;
+    throw std::runtime_error("no call has this answer");
 }
 
 }

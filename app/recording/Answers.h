@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace preload {
+namespace app {
 
 /** The answers of calls that files cannot stand in for. */
 struct Answers {
@@ -71,7 +71,7 @@ struct Answers {
     std::map<std::pair<unsigned, unsigned>, Routes> routes; // By the request's type and family.
 };
 
-/** @return the answers of this machine, read once. A wrong line ends the program with a message. */
-Answers const& answers();
+/** Adds the answer of a line. @throws std::runtime_error where the line is wrong */
+void addAnswer(std::string const& line, Answers& answers);
 
 }
