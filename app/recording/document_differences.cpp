@@ -53,11 +53,10 @@ std::string documentDifferences(
     std::string text;
     for (Json const& operation : Json::diff(one, other)) {
         std::string const path = operation.at("path");
-        std::string const added = operation.at("op") == "add" ? "nothing" : valueAt(one, path);
         std::string const shown = textOf(path); // Without control characters, in quotes.
         text.append(shown, 1, shown.size() - 2)
             .append(": recorded ")
-            .append(added)
+            .append(valueAt(one, path))
             .append(", replayed ");
         text += operation.contains("value") ? textOf(operation.at("value")) : "nothing";
         text += '\n';

@@ -19,6 +19,12 @@ TEST(DocumentDifferences, haveThePathAndBothValues)
         "/d: recorded nothing, replayed 3\n");
 }
 
+TEST(DocumentDifferences, haveFurtherItemsOfAList)
+{
+    EXPECT_EQ(documentDifferences("[1]", "[1, [2]]", ListOrder::COUNTS),
+        "/-: recorded nothing, replayed [2]\n");
+}
+
 TEST(DocumentDifferences, mayLeaveTheOrderOfListsOut)
 {
     char const* const one = R"([{"name": "a", "list": [1, 2]}, {"name": "b"}])";
