@@ -111,7 +111,7 @@ unsigned onesIn(AddressBytes const& mask)
 {
     unsigned count = 0;
     for (char const c : mask)
-        for (auto bits = static_cast<unsigned char>(c); (bits & 0x80U) != 0; bits <<= 1U)
+        for (unsigned bits = static_cast<unsigned char>(c); (bits & 0x80U) != 0; bits <<= 1U)
             ++count;
     return count;
 }
