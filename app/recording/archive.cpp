@@ -40,7 +40,8 @@ constexpr char const* README =
     "A file whose \"stored_size\" is less than its \"size\" is cut. \"%XX\" in manifest.json is a "
     "byte:\n"
     "a '%', a part of a control character or of text that is no UTF-8.\n"
-    "To change a recording: unpack it, edit it, and pack it in its folder with\n"
+    "To change a recording: unpack it, edit a file and its sizes in manifest.json, and pack it in\n"
+    "its folder with\n"
     "\n"
     "    tar --format=ustar -czf FILE.tar.gz *\n";
 

@@ -10,7 +10,7 @@
  */
 namespace app {
 
-constexpr uint64_t MEBIBYTE = 1024 * 1024;
+constexpr uint64_t MEBIBYTE = uint64_t{1024} * 1024;
 
 constexpr uint64_t MOST_ITEMS = 20'000; ///< files, later files, tools and answers together
 constexpr uint64_t MOST_BYTES = 64 * MEBIBYTE; ///< of all contents together

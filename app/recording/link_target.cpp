@@ -9,11 +9,12 @@ namespace {
 /** Calls @p take for each part between slashes, also for an empty one. */
 template <class Take> void forEachPart(std::string_view path, Take const& take)
 {
-    for (size_t end = 0; end != std::string_view::npos; path.remove_prefix(end + 1)) {
-        end = path.find('/');
+    while (true) {
+        size_t const end = path.find('/');
         take(path.substr(0, end));
         if (end == std::string_view::npos)
-            break;
+            return;
+        path.remove_prefix(end + 1);
     }
 }
 

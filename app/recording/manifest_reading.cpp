@@ -112,60 +112,45 @@ private:
     std::string m_name;
 };
 
-/** Refuses what is no JSON, and what would need too much memory: a byte of JSON may need a hundred.
- */
-class ValueCounter final : public nlohmann::json_sax<Json> {
-public:
-    bool null() override { return count(); }
-    bool boolean(bool) override { return count(); }
-    bool number_integer(number_integer_t) override { return count(); }
-    bool number_unsigned(number_unsigned_t) override { return count(); }
-    bool number_float(number_float_t, string_t const&) override { return count(); }
-    bool string(string_t&) override { return count(); }
-    bool binary(binary_t&) override { return count(); }
-    bool key(string_t&) override { return count(); }
-    bool start_object(size_t) override { return begin(); }
-    bool end_object() override { return end(); }
-    bool start_array(size_t) override { return begin(); }
-    bool end_array() override { return end(); }
-
-    bool parse_error(size_t byte, std::string const&, Json::exception const&) override
-    {
-        refuse(MANIFEST_MEMBER, "it is no JSON at byte " + std::to_string(byte));
-    }
-
-private:
-    bool count()
-    {
-        if (++m_values > MOST_VALUES)
-            refuse(MANIFEST_MEMBER, "it has too many values");
-        return true;
-    }
-
-    bool begin()
-    {
-        if (++m_depth > MOST_DEPTH)
+/** Refuses JSON that would need too much memory: a byte of it may need a hundred. Text that is no
+ * JSON is counted correctly up to the place where the parser refuses it. */
+void checkValues(std::string const& manifest)
+{
+    uint64_t values = 0;
+    int depth = 0;
+    bool isString = false;
+    for (size_t i = 0; i < manifest.size(); ++i) {
+        char const byte = manifest[i];
+        if (byte == '"')
+            isString = !isString;
+        else if (isString)
+            i += byte == '\\';
+        else if (byte == '[' || byte == '{')
+            ++depth, ++values;
+        else if (byte == ']' || byte == '}')
+            --depth;
+        else if (byte == ',' || byte == ':')
+            ++values;
+        if (depth > MOST_DEPTH)
             refuse(MANIFEST_MEMBER, "its values are nested too deep");
-        return count();
+        if (values > MOST_VALUES)
+            refuse(MANIFEST_MEMBER, "it has too many values");
     }
-
-    bool end()
-    {
-        --m_depth;
-        return true;
-    }
-
-    uint64_t m_values = 0;
-    int m_depth = 0;
-};
+}
 
 /** @throws ArchiveError */
 Json parsed(std::string const& manifest)
 {
-    // Not by a callback of the parser, which searches a whole array after each of its elements.
-    ValueCounter counter;
-    Json::sax_parse(manifest, &counter);
-    return Json::parse(manifest);
+    // Not counted by a callback of the parser: with one it searches a whole array after each
+    // element.
+    checkValues(manifest);
+    try {
+        return Json::parse(manifest);
+    } catch (Json::parse_error const& error) {
+        refuse(MANIFEST_MEMBER, "it is no JSON at byte " + std::to_string(error.byte));
+    } catch (Json::exception const&) {
+        refuse(MANIFEST_MEMBER, "it has a number that is too large");
+    }
 }
 
 RecordedFile::Kind kindOf(Item const& item)

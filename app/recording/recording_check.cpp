@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
+#include <string_view>
 
 namespace app {
 
@@ -63,17 +65,25 @@ struct Above {
     RecordedFile const* obstacle; ///< it or one above it, where that is no folder
 };
 
-/** What is absent may be below anything: a query looked for it there. */
-void checkHierarchy(std::vector<RecordedFile> const& files)
+/** Both readings of one path are of the same kind, unless the file was gone. */
+bool areReadings(RecordedFile const& one, RecordedFile const& other)
 {
-    std::vector<RecordedFile const*> sorted;
-    for (RecordedFile const& file : files)
-        sorted.push_back(&file);
-    std::sort(sorted.begin(), sorted.end(), isBefore);
+    return one.kind == other.kind || one.kind == RecordedFile::ABSENT
+        || other.kind == RecordedFile::ABSENT;
+}
+
+/** Checks files and later files together, as a replay puts both in one place. What is absent may be
+ * below anything: a query looked for it there. */
+void checkHierarchy(std::vector<RecordedFile const*> sorted)
+{
+    std::stable_sort(sorted.begin(), sorted.end(), isBefore);
     std::vector<Above> above;
     for (RecordedFile const* const file : sorted) {
-        if (!above.empty() && above.back().item->path == file->path)
-            refuse(file->path, "the path is there twice");
+        bool const again = !above.empty() && above.back().item->path == file->path;
+        if (again && !areReadings(*above.back().item, *file))
+            refuse(file->path, "it is of another kind later");
+        if (again && above.back().item->kind != RecordedFile::ABSENT)
+            continue;
         while (!above.empty() && !isBelow(file->path, above.back().item->path))
             above.pop_back();
         RecordedFile const* obstacle = above.empty() ? nullptr : above.back().obstacle;
@@ -85,6 +95,14 @@ void checkHierarchy(std::vector<RecordedFile> const& files)
         }
         above.push_back({file, obstacle});
     }
+}
+
+void checkEachOnce(std::vector<RecordedFile> const& files)
+{
+    std::set<std::string_view> paths;
+    for (RecordedFile const& file : files)
+        if (!paths.insert(file.path).second)
+            refuse(file.path, "the path is there twice");
 }
 
 void checkTool(RecordedTool const& tool)
@@ -114,13 +132,16 @@ void checkRecording(Recording const& recording)
     if (recording.document.size() > MOST_DOCUMENT)
         refuse("the document", "it is larger than " + std::to_string(MOST_DOCUMENT) + " bytes");
     uint64_t bytes = recording.document.size();
+    std::vector<RecordedFile const*> all;
     for (auto const* const files : {&recording.files, &recording.later}) {
         for (RecordedFile const& file : *files) {
             checkFile(file);
             bytes += file.content.size();
+            all.push_back(&file);
         }
-        checkHierarchy(*files);
+        checkEachOnce(*files);
     }
+    checkHierarchy(all);
     for (RecordedTool const& tool : recording.tools) {
         checkTool(tool);
         bytes += tool.output.size() + tool.errors.size();

@@ -61,7 +61,7 @@ PackedArchive::PackedArchive(app::Recording const& recording)
     while (auto const next = reader.next()) {
         std::string const content = next->type == app::TAR_FILE ? reader.contentOf(*next) : "";
         if (next->name == "manifest.json")
-            manifest = nlohmann::json::parse(content);
+            manifest = nlohmann::ordered_json::parse(content);
         else
             members.push_back({next->name, content, next->type, next->target, {}});
     }

@@ -25,7 +25,8 @@ struct PackedMember {
 struct PackedArchive {
     explicit PackedArchive(app::Recording const& recording);
 
-    nlohmann::json manifest;
+    /** Another type than the reader has, whose code is compiled for speed and linked once. */
+    nlohmann::ordered_json manifest;
     std::vector<PackedMember> members; ///< without the manifest
 
     /** @throws std::out_of_range */

@@ -95,9 +95,6 @@ void expectRefused(std::string const& archive, std::string const& expected)
     constexpr double MOST_SECONDS = 10;
     constexpr long MOST_KIBIBYTES = 256 * 1024;
     ReadingProcess const reading = readInChild(archive);
-    if (getenv("DBG"))
-        fprintf(stderr, "DBG %s %.2f %ld\n", reading.message.substr(0, 60).c_str(), reading.seconds,
-            reading.kibibytes);
     EXPECT_THAT(reading.message, testing::HasSubstr(expected));
     EXPECT_LT(reading.seconds, MOST_SECONDS) << expected;
     EXPECT_LT(reading.kibibytes, MOST_KIBIBYTES) << expected;

@@ -128,8 +128,8 @@ TEST(Archive, hasTheReasonOfAnUnreadableFileInWords)
     std::string const files = manifest["files"].dump();
 
     EXPECT_THAT(
-        files, HasSubstr(R"("error":{"name":"EACCES","number":13,"text":"Permission denied"})"));
-    EXPECT_THAT(files, HasSubstr(R"("error":{"name":null,"number":524,"text":null})"));
+        files, HasSubstr(R"("error":{"number":13,"name":"EACCES","text":"Permission denied"})"));
+    EXPECT_THAT(files, HasSubstr(R"("error":{"number":524,"name":null,"text":null})"));
 }
 
 TEST(Archive, hasTextThatATerminalShowsAsItIs)

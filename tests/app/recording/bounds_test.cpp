@@ -118,6 +118,25 @@ TEST(RecordingBounds, allowWhatIsAbsentBelowAnything)
         withFiles({regularFile("/a", ""), absent, below}), "/a/b/c: it is below /a, which");
 }
 
+TEST(RecordingBounds, areThoseOfFilesAndLaterFilesTogether)
+{
+    Recording recording = withFiles({regularFile("/a", "first")});
+    recording.later = {regularFile("/a", "second"), regularFile("/b", "")};
+    EXPECT_NO_THROW(app::archiveOf(recording));
+    recording.later[0].kind = RecordedFile::ABSENT;
+    recording.later[0].content.clear();
+    EXPECT_NO_THROW(app::archiveOf(recording));
+    recording.files.push_back(recordedFolder("/a/b"));
+    expectUnwritable(recording, "/a/b: it is below /a, which is no folder");
+    recording.files.pop_back();
+    recording.later[0] = recordedLink("/a", "c");
+    expectUnwritable(recording, "/a: it is of another kind later");
+    recording.later[0] = regularFile("/a/b", "");
+    expectUnwritable(recording, "/a/b: it is below /a, which is no folder");
+    recording.later = {regularFile("/b", ""), regularFile("/b", "")};
+    expectUnwritable(recording, "/b: the path is there twice");
+}
+
 TEST(RecordingBounds, areKeptByTools)
 {
     Recording recording = smallRecording();
@@ -151,9 +170,6 @@ TEST(RecordingBounds, allowTheLargestRecordingInTimeAndMemory)
     auto const reading = readInChild(app::archiveOf(recording));
 
     EXPECT_EQ(reading.message, "read");
-    if (getenv("DBG"))
-        fprintf(stderr, "DBG %s %.2f %ld\n", reading.message.substr(0, 60).c_str(), reading.seconds,
-            reading.kibibytes);
     EXPECT_LT(reading.seconds, 10);
     EXPECT_LT(reading.kibibytes, 256 * 1024);
 }

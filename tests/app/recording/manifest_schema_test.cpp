@@ -11,7 +11,7 @@ using app_test::oddRecording;
 using app_test::PackedArchive;
 using app_test::schemaErrors;
 using app_test::smallRecording;
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 
 namespace {
 
