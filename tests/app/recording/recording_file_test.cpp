@@ -1,5 +1,3 @@
-#include "app/recording_file.h"
-
 #include "app/OutputFile.h"
 #include "app/recording/archive.h"
 #include "tests/app/Program.h"
@@ -17,7 +15,6 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
-using app::writeRecording;
 using app_test::filterSyscalls;
 using app_test::Folder;
 using app_test::oddRecording;
@@ -33,6 +30,14 @@ constexpr char const* FORMER_CONTENT = "the former content\n";
 
 constexpr SyscallRule NO_FILES_WITHOUT_NAME = {
     SYS_openat, SECCOMP_RET_ERRNO | EOPNOTSUPP, 2, unsigned{O_TMPFILE}};
+
+/** As record writes it. */
+void writeRecording(app::Recording const& recording, std::string const& path, bool force)
+{
+    constexpr unsigned OWNER_ONLY = 0600;
+    app::OutputFile(path, OWNER_ONLY, force ? app::OutputFile::REPLACED : app::OutputFile::KEPT)
+        .write(app::archiveOf(recording));
+}
 
 std::vector<std::string> filesIn(std::filesystem::path const& folder)
 {
