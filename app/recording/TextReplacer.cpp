@@ -42,27 +42,48 @@ bool isFreeBehind(std::string_view behind, TextPattern const& pattern)
 std::string withCase(TextPattern const& pattern, std::string_view occurrence)
 {
     std::string result = pattern.to;
-    if (!pattern.anyCase)
+    if (!pattern.anyCase || result.size() != occurrence.size())
         return result;
-    bool const isUpperAll = std::any_of(occurrence.begin(), occurrence.end(), isUpper)
-        && std::none_of(occurrence.begin(), occurrence.end(), isLower);
+    // A digit may become a letter; its case is that of the other letters of the value.
+    bool hasUpper = false;
+    bool hasLower = false;
     for (size_t i = 0; i < result.size(); ++i) {
-        char const old =
-            i < occurrence.size() && result.size() == occurrence.size() ? occurrence[i] : ' ';
-        bool const upper = isUpper(old) || (!isLower(old) && isUpperAll);
-        bool const lower = isLower(old) || !isUpperAll;
-        result[i] = upper ? toUpper(result[i]) : lower ? toLower(result[i]) : result[i];
+        bool const isReplaced = toLower(result[i]) != toLower(occurrence[i]);
+        hasUpper = hasUpper || (isReplaced && isUpper(occurrence[i]));
+        hasLower = hasLower || (isReplaced && isLower(occurrence[i]));
+    }
+    if (!hasUpper && !hasLower)
+        hasUpper = std::any_of(occurrence.begin(), occurrence.end(), isUpper)
+            && std::none_of(occurrence.begin(), occurrence.end(), isLower);
+    for (size_t i = 0; i < result.size(); ++i) {
+        char const old = occurrence[i];
+        bool const toUpperCase = isUpper(old) || (!isLower(old) && hasUpper && !hasLower);
+        result[i] = toUpperCase ? toUpper(result[i]) : toLower(result[i]);
     }
     return result;
 }
 
-/** The blanks behind a replaced text. One or two separate words, and stay; more make a column. */
-size_t columnBlanks(size_t blanks, size_t oldLength, size_t newLength)
+/** @return whether an address or the sign for none begins here, as in the next column of route(8).
+ */
+bool isAddressColumn(std::string_view text)
+{
+    std::string_view const word = text.substr(0, text.find_first_of(" \n"));
+    return word == "-" || word == "*"
+        || (word.find('.') != std::string_view::npos
+            && word.find_first_not_of("0123456789.") == std::string_view::npos);
+}
+
+/** The number of blanks behind a replaced text of another length. One or two separate words and
+ * stay, but in a table of addresses; more make a column. */
+size_t columnBlanks(std::string_view behind, size_t oldLength, size_t newLength)
 {
     constexpr size_t FEWEST = 3;
-    if (blanks < FEWEST)
+    size_t const blanks = std::min(behind.find_first_not_of(' '), behind.size());
+    bool const isColumn =
+        blanks >= FEWEST || (blanks > 0 && isAddressColumn(behind.substr(blanks)));
+    if (!isColumn)
         return blanks;
-    return blanks + oldLength > newLength ? std::max<size_t>(blanks + oldLength - newLength, 1) : 1;
+    return blanks + oldLength > newLength ? blanks + oldLength - newLength : 1;
 }
 
 }
@@ -139,11 +160,9 @@ std::string TextReplacer::replaced(std::string_view text, std::vector<uint64_t>&
         place += length;
         if (pattern->to.size() == length)
             continue;
-        size_t blanks = 0;
-        while (place + blanks < text.size() && text[place + blanks] == ' ')
-            ++blanks;
-        result.append(columnBlanks(blanks, length, pattern->to.size()), ' ');
-        place += blanks;
+        std::string_view const behind = text.substr(place);
+        result.append(columnBlanks(behind, length, pattern->to.size()), ' ');
+        place += std::min(behind.find_first_not_of(' '), behind.size());
     }
     return result;
 }

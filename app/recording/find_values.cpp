@@ -265,8 +265,8 @@ void protectPath(std::string_view path, RedactedValues& values)
 void findInAnswer(std::string const& line, RedactedValues& values)
 {
     auto const words = wordsIn(line);
-    if (words.size() > 1 && words[0] == "netlink") {
-        findInNetlink(bytesOf(words.back()), values.addresses);
+    if (std::string const message = netlinkMessage(line); !message.empty()) {
+        findInNetlink(message, values.addresses);
         return;
     }
     if (!words.empty() && words[0] == "uname")
@@ -299,6 +299,8 @@ void findInDocument(Json const& node, RedactedValues& values)
         values.protect(key);
         std::string const text = value.is_string() ? value.get<std::string>() : "";
         std::string const before = '"' + key + "\": \"";
+        findByKeys(text, values);
+        findByForm(before + text, values);
         if (key == "serial" || key == "serial_number")
             values.add(Kind::SERIAL_NUMBER, text, before, "\"");
         else if (key == "host_name")
@@ -340,9 +342,10 @@ void findValues(Recording const& recording, RedactedValues& values)
     }
     for (std::string const& answer : recording.answers)
         findInAnswer(answer, values);
-    findInText(recording.document, values);
     Json const document = Json::parse(recording.document, nullptr, false);
-    if (!document.is_discarded())
+    if (document.is_discarded())
+        findInText(recording.document, values);
+    else
         findInDocument(document, values);
 }
 

@@ -1,5 +1,8 @@
 #include "app/recording/netlink_redaction.h"
 
+#include "app/recording/characters.h"
+#include "app/recording/lines.h"
+
 #include <algorithm>
 #include <cstring>
 #include <functional>
@@ -190,6 +193,14 @@ std::string rewritten(Bytes message, Rewriter const& rewriter)
     return whole + result;
 }
 
+}
+
+std::string netlinkMessage(std::string_view answer)
+{
+    auto const words = wordsIn(answer);
+    bool const hasMessage = words.size() == 4 && words[0] == "netlink" && isHex(words[3])
+        && words[3].size() >= 2 * sizeof(nlmsghdr);
+    return hasMessage ? bytesOf(words[3]) : std::string();
 }
 
 void findInNetlink(std::string_view message, AddressMap& addresses)

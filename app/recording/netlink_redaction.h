@@ -7,6 +7,10 @@
 
 namespace app {
 
+/** @return the message of an answer "netlink REQUEST FAMILY HEX"; empty where the answer is an
+ * error or has none. */
+std::string netlinkMessage(std::string_view answer);
+
 /** Collects the addresses and networks of a message of rtnetlink(7) with its header. */
 void findInNetlink(std::string_view message, AddressMap& addresses);
 

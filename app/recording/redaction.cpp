@@ -12,8 +12,6 @@ namespace app {
 
 namespace {
 
-constexpr std::string_view NETLINK = "netlink ";
-
 bool endsWith(std::string_view text, std::string_view end)
 {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -71,11 +69,11 @@ public:
 
     std::string answer(std::string const& line)
     {
-        if (line.compare(0, NETLINK.size(), NETLINK) != 0)
+        std::string const message = netlinkMessage(line);
+        if (message.empty())
             return text(line);
-        size_t const message = line.rfind(' ') + 1;
-        std::string const old = bytesOf(std::string_view(line).substr(message));
-        return line.substr(0, message) + hexOf(redactedNetlink(old, m_values.addresses));
+        return line.substr(0, line.rfind(' ') + 1)
+            + hexOf(redactedNetlink(message, m_values.addresses));
     }
 
     std::vector<Replacement> replacements() const

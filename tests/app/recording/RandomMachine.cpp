@@ -92,13 +92,6 @@ std::string reversed(std::string text)
     return {text.rbegin(), text.rend()};
 }
 
-std::string upper(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-        [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
-    return text;
-}
-
 template <class Object> std::string raw(Object const& object)
 {
     return {reinterpret_cast<char const*>(&object), sizeof(object)};
@@ -123,23 +116,6 @@ std::string routeMessage(std::string const& destination, std::string const& gate
     header.nlmsg_type = RTM_NEWROUTE;
     header.nlmsg_len = static_cast<unsigned>(sizeof(header) + content.size());
     return "netlink 26 0 " + hexText(raw(header) + content);
-}
-
-/** The address that a MAC address makes. */
-std::string eui64(std::string const& mac)
-{
-    std::string digits = without(":", mac);
-    std::string const first = digits.substr(1, 1);
-    digits[1] = HEX[static_cast<unsigned>(std::string(HEX).find(first)) ^ 2U];
-    return "fe80000000000000" + digits.substr(0, 6) + "fffe" + digits.substr(6);
-}
-
-std::string dashedLvm(std::string const& id)
-{
-    std::string text = id;
-    for (size_t const place : {6, 11, 16, 21, 26, 31})
-        text.insert(place, "-");
-    return text;
 }
 
 void addDisk(RandomMachine& machine, size_t i)
@@ -405,6 +381,29 @@ std::string without(std::string const& characters, std::string text)
     text.erase(std::remove_if(text.begin(), text.end(),
                    [&](char c) { return characters.find(c) != std::string::npos; }),
         text.end());
+    return text;
+}
+
+std::string upper(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+        [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+    return text;
+}
+
+std::string eui64(std::string const& mac)
+{
+    std::string digits = without(":", mac);
+    std::string const first = digits.substr(1, 1);
+    digits[1] = HEX[static_cast<unsigned>(std::string(HEX).find(first)) ^ 2U];
+    return "fe80000000000000" + digits.substr(0, 6) + "fffe" + digits.substr(6);
+}
+
+std::string dashedLvm(std::string const& id)
+{
+    std::string text = id;
+    for (size_t const place : {6, 11, 16, 21, 26, 31})
+        text.insert(place, "-");
     return text;
 }
 

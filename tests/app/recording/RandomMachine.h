@@ -42,6 +42,13 @@ std::string allTexts(app::Recording const& recording);
 std::string hexText(std::string const& bytes);
 std::string ipBytes(std::string const& text);
 std::string lower(std::string text);
+std::string upper(std::string text);
 std::string without(std::string const& characters, std::string text);
+
+/** The digits of the IPv6 address that a MAC address makes. */
+std::string eui64(std::string const& mac);
+
+/** The separators that LVM's tools write. */
+std::string dashedLvm(std::string const& id);
 
 }
