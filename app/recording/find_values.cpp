@@ -305,7 +305,8 @@ void findInDocument(Json const& node, RedactedValues& values)
             values.add(Kind::SERIAL_NUMBER, text, before, "\"");
         else if (key == "host_name")
             values.addHost(text, before, "\"");
-        else if (key == "label")
+        else if (key == "label"
+            && node.value("name", "") != text) // Of most disks the kernel's name.
             findInMappedName(text, values);
     }
 }
