@@ -2,7 +2,7 @@
 
 #include "app/OutputFile.h"
 #include "app/command_line.h"
-#include "app/recording/ArchiveError.h"
+#include "app/recording/archive/ArchiveError.h"
 #include "app/recording/replay_root.h"
 #include "app/write/standard_streams.h"
 #include "app/write/table.h"

@@ -1,9 +1,9 @@
 // An archive is refused with a message, or its recording is the same after it was written and read.
 // An input is an archive, or the manifest or the members of one, which fuzzing could not compress.
 
-#include "app/recording/GzipWriter.h"
-#include "app/recording/TarWriter.h"
-#include "app/recording/archive.h"
+#include "app/recording/archive/GzipWriter.h"
+#include "app/recording/archive/TarWriter.h"
+#include "app/recording/archive/archive.h"
 #include "fuzz/expect.h"
 
 #include <cstdint>

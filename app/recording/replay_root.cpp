@@ -1,7 +1,7 @@
 #include "app/recording/replay_root.h"
 
 #include "app/recording/Answers.h"
-#include "app/recording/ArchiveError.h"
+#include "app/recording/archive/ArchiveError.h"
 #include "app/recording/recorded_log.h"
 #include "app/recording/stored_file.h"
 

@@ -1,4 +1,4 @@
-#include "app/recording/AddressMap.h"
+#include "app/recording/redaction/AddressMap.h"
 #include "tests/app/recording/RandomMachine.h"
 
 #include <gmock/gmock.h>

@@ -1,8 +1,8 @@
 #include "tests/app/recording/PackedArchive.h"
 
-#include "app/recording/GzipWriter.h"
-#include "app/recording/TarReader.h"
-#include "app/recording/archive.h"
+#include "app/recording/archive/GzipWriter.h"
+#include "app/recording/archive/TarReader.h"
+#include "app/recording/archive/archive.h"
 
 #include <algorithm>
 #include <sstream>

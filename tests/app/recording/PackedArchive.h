@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/recording/Recording.h"
-#include "app/recording/TarHeader.h"
+#include "app/recording/archive/TarHeader.h"
 
 #include <nlohmann/json.hpp>
 

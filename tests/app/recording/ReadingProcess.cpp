@@ -1,6 +1,6 @@
 #include "tests/app/recording/ReadingProcess.h"
 
-#include "app/recording/archive.h"
+#include "app/recording/archive/archive.h"
 #include "tests/app/Program.h"
 #include "tests/app/SyscallFilter.h"
 #include "tests/support/Channel.h"

@@ -1,5 +1,5 @@
-#include "app/recording/TarReader.h"
-#include "app/recording/archive.h"
+#include "app/recording/archive/TarReader.h"
+#include "app/recording/archive/archive.h"
 #include "tests/app/Program.h"
 #include "tests/app/recording/OddRecording.h"
 #include "tests/app/recording/PackedArchive.h"

@@ -1,4 +1,4 @@
-#include "app/recording/archive.h"
+#include "app/recording/archive/archive.h"
 #include "tests/app/Program.h"
 #include "tests/app/recording/OddRecording.h"
 #include "tests/support/text.h"

@@ -1,5 +1,5 @@
-#include "app/recording/archive.h"
-#include "app/recording/limits.h"
+#include "app/recording/archive/archive.h"
+#include "app/recording/archive/limits.h"
 #include "tests/app/recording/OddRecording.h"
 #include "tests/app/recording/PackedArchive.h"
 #include "tests/app/recording/ReadingProcess.h"

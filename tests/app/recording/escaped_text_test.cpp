@@ -1,4 +1,4 @@
-#include "app/recording/escaped_text.h"
+#include "app/recording/archive/escaped_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Archives that somebody made to do harm, or that a disk damaged.
 
-#include "app/recording/GzipWriter.h"
-#include "app/recording/archive.h"
-#include "app/recording/limits.h"
+#include "app/recording/archive/GzipWriter.h"
+#include "app/recording/archive/archive.h"
+#include "app/recording/archive/limits.h"
 #include "tests/app/recording/OddRecording.h"
 #include "tests/app/recording/PackedArchive.h"
 #include "tests/app/recording/ReadingProcess.h"

@@ -1,6 +1,6 @@
 // Manifests that lie, or that are none.
 
-#include "app/recording/archive.h"
+#include "app/recording/archive/archive.h"
 #include "tests/app/recording/OddRecording.h"
 #include "tests/app/recording/PackedArchive.h"
 #include "tests/app/recording/ReadingProcess.h"

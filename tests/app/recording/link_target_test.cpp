@@ -1,4 +1,4 @@
-#include "app/recording/link_target.h"
+#include "app/recording/archive/link_target.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "app/OutputFile.h"
-#include "app/recording/archive.h"
+#include "app/recording/archive/archive.h"
 #include "tests/app/Program.h"
 #include "tests/app/SyscallFilter.h"
 #include "tests/app/recording/OddRecording.h"

@@ -1,4 +1,4 @@
-#include "app/recording/redaction.h"
+#include "app/recording/redaction/redaction.h"
 #include "tests/app/recording/RandomMachine.h"
 
 #include <gmock/gmock.h>

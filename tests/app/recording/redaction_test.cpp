@@ -1,6 +1,6 @@
 #include "app/read/mount_table.h"
 #include "app/read/rtnetlink.h"
-#include "app/recording/redaction.h"
+#include "app/recording/redaction/redaction.h"
 #include "sysinfo/parsers/dmidecode_output.h"
 #include "sysinfo/parsers/ifconfig_output.h"
 #include "sysinfo/parsers/pvdisplay_output.h"

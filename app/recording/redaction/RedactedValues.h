@@ -1,0 +1,86 @@
+#pragma once
+
+#include "app/recording/redaction/AddressMap.h"
+
+#include <array>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace app {
+
+/** The kinds of facts that a redaction replaces. */
+enum class RedactedKind {
+    SERIAL_NUMBER,
+    UUID,
+    MAC_ADDRESS,
+    IP_ADDRESS,
+    HOST_NAME,
+    USER_NAME,
+    WWN,
+    VOLUME_LABEL
+};
+
+constexpr std::array<char const*, 8> REDACTED_KINDS = {"serial_number", "uuid", "mac_address",
+    "ip_address", "host_name", "user_name", "wwn", "volume_label"};
+
+/** A text that is replaced. */
+struct RedactedValue {
+    RedactedKind kind = RedactedKind::SERIAL_NUMBER;
+    std::string text; ///< a name, or the letters and digits of another value
+    std::string replacement;
+    std::set<std::string> forms; ///< as it stands in the sources: "1A2B-3C4D"
+    /** What stands before and behind it in the sources that name it. A value that is too short or
+     * too common to be replaced everywhere is replaced there. */
+    std::set<std::pair<std::string, std::string>> places;
+};
+
+/** @return whether people choose texts of this kind. */
+constexpr bool isName(RedactedKind kind)
+{
+    return kind == RedactedKind::HOST_NAME || kind == RedactedKind::USER_NAME
+        || kind == RedactedKind::VOLUME_LABEL;
+}
+
+/** All that is replaced in one recording, each value once. */
+class RedactedValues {
+public:
+    /** Adds a text that stands between @p before and @p behind in a source. Leaves out what
+     * identifies nothing: "Not Specified", "00000000". */
+    void add(RedactedKind kind, std::string_view text, std::string_view before = {},
+        std::string_view behind = {});
+
+    /** Adds a host's name with its parts; the last one, "net", stays. */
+    void addHost(std::string_view name, std::string_view before = {}, std::string_view behind = {});
+
+    /** Keeps a word from being replaced as a name everywhere: a part of the system's own paths. */
+    void protect(std::string_view word);
+
+    /** @return whether the value is replaced wherever it stands. */
+    bool isEverywhere(RedactedValue const& value) const;
+
+    /** Chooses the replacements: of the same length, each character of the same class, none equal
+     * to a value or to another replacement. */
+    void choose();
+
+    /** @return the replacement of a value of any kind, of a host's name part by part; the text
+     * itself where it is none. */
+    std::string replaced(std::string_view text) const;
+
+    std::map<std::string, RedactedValue> const& values() const { return m_values; }
+    std::map<std::string, RedactedValue> const& hosts() const { return m_hosts; }
+
+    AddressMap addresses;
+    /** The texts of the IPv6 addresses, as they stand in the sources. */
+    std::map<AddressBytes, std::set<std::string>> addressTexts;
+
+private:
+    std::map<std::string, RedactedValue> m_values; ///< by their text in lower case
+    std::map<std::string, RedactedValue> m_hosts; ///< names of several parts
+    std::set<std::string> m_protected;
+};
+
+}

@@ -1,0 +1,216 @@
+#include "app/recording/redaction/characters.h"
+#include "app/recording/redaction/find_values.h"
+#include "app/recording/redaction/lines.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace app {
+
+namespace {
+
+using Kind = RedactedKind;
+
+/** A key and the first characters that do not belong to the value behind it. */
+struct Key {
+    char const* key;
+    char const* ends;
+    Kind kind;
+};
+
+constexpr char const* WORD_ENDS = " \t\"',:;)]}";
+constexpr char const* PATH_ENDS = " \t\"',:;)]}/";
+
+constexpr Key KEYS[] = {
+    // dmidecode, /proc/scsi/usb-storage
+    {"Serial Number: ", "", Kind::SERIAL_NUMBER},
+    {"Asset Tag: ", "", Kind::SERIAL_NUMBER},
+    {"Service Tag: ", "", Kind::SERIAL_NUMBER},
+    {"UUID: ", "", Kind::UUID},
+    {"Service Hostname: ", "", Kind::HOST_NAME},
+    // udev
+    {"ID_SERIAL_SHORT=", "", Kind::SERIAL_NUMBER},
+    {"ID_SCSI_SERIAL=", "", Kind::SERIAL_NUMBER},
+    {"ID_NAME_SERIAL=", "", Kind::SERIAL_NUMBER},
+    {"ID_WWN=0x", "", Kind::WWN},
+    {"ID_WWN_WITH_EXTENSION=0x", "", Kind::WWN},
+    {"ID_FS_UUID=", "", Kind::UUID},
+    {"ID_FS_UUID_SUB=", "", Kind::UUID},
+    {"ID_PART_TABLE_UUID=", "", Kind::UUID},
+    {"ID_PART_ENTRY_UUID=", "", Kind::UUID},
+    {"MD_UUID=", "", Kind::UUID},
+    {"ID_FS_LABEL=", "", Kind::VOLUME_LABEL},
+    {"ID_FS_LABEL_ENC=", "", Kind::VOLUME_LABEL},
+    {"ID_PART_ENTRY_NAME=", "", Kind::VOLUME_LABEL},
+    {"ID_FS_VOLUME_ID=", "", Kind::VOLUME_LABEL},
+    // kernel command line, fstab(5)
+    {"UUID=", WORD_ENDS, Kind::UUID},
+    {"PARTUUID=", WORD_ENDS, Kind::UUID},
+    {"LABEL=", WORD_ENDS, Kind::VOLUME_LABEL},
+    {"PARTLABEL=", WORD_ENDS, Kind::VOLUME_LABEL},
+    {"HOSTNAME=", WORD_ENDS, Kind::HOST_NAME},
+    // mount(8), mount.cifs(8)
+    {"username=", WORD_ENDS, Kind::USER_NAME},
+    {"user=", WORD_ENDS, Kind::USER_NAME},
+    {"uid=", WORD_ENDS, Kind::USER_NAME},
+    {"user_id=", WORD_ENDS, Kind::USER_NAME},
+    // paths
+    {"/home/", PATH_ENDS, Kind::USER_NAME},
+    {"/run/user/", PATH_ENDS, Kind::USER_NAME},
+    {"/by-label/", PATH_ENDS, Kind::VOLUME_LABEL},
+    {"/by-partlabel/", PATH_ENDS, Kind::VOLUME_LABEL},
+    {"/by-uuid/", PATH_ENDS, Kind::UUID},
+    {"/by-partuuid/", PATH_ENDS, Kind::UUID},
+    {"naa.", "", Kind::WWN},
+    {"eui.", "", Kind::WWN},
+    {"wwn-0x", "", Kind::WWN},
+};
+
+/** A code of two hexadecimal or three octal digits behind `\`. @return its length, 0: none. */
+size_t codeLength(std::string_view text, unsigned& code)
+{
+    constexpr size_t LENGTH = 4;
+    if (text.size() < LENGTH || text[0] != '\\')
+        return 0;
+    std::string_view const digits = text.substr(1, LENGTH - 1);
+    if (digits[0] == 'x' && isHexDigit(digits[1]) && isHexDigit(digits[2])) {
+        code = hexValue(digits[1]) << 4U | hexValue(digits[2]);
+        return LENGTH;
+    }
+    if (!std::all_of(digits.begin(), digits.end(), isDigit))
+        return 0;
+    code = hexValue(digits[0]) << 6U | hexValue(digits[1]) << 3U | hexValue(digits[2]);
+    return LENGTH;
+}
+
+/** A text without the codes of udev and of /proc/mounts. */
+std::string decoded(std::string_view text)
+{
+    std::string result;
+    while (!text.empty()) {
+        unsigned code = 0;
+        size_t const length = codeLength(text, code);
+        result += length > 0 ? static_cast<char>(code) : text[0];
+        text.remove_prefix(std::max<size_t>(length, 1));
+    }
+    return result;
+}
+
+/** The value up to its end. A WWN ends with its digits. */
+std::string_view valueOf(Key const& key, std::string_view behind)
+{
+    if (key.kind != Kind::WWN)
+        return behind.substr(0, behind.find_first_of(key.ends));
+    size_t length = 0;
+    while (length < behind.size() && isHexDigit(behind[length]))
+        ++length;
+    return behind.substr(0, length);
+}
+
+void findKey(Key const& key, std::string_view line, RedactedValues& values)
+{
+    std::string_view const name = key.key;
+    for (size_t place = line.find(name); place != std::string_view::npos;
+         place = line.find(name, place + 1)) {
+        bool const isPartOfOther = isAlphanumeric(name[0]) && place > 0
+            && (isAlphanumeric(line[place - 1]) || line[place - 1] == '_') && key.kind != Kind::WWN;
+        std::string const value = decoded(valueOf(key, line.substr(place + name.size())));
+        if (isPartOfOther || value.empty() || value == "0" || value[0] == '$')
+            continue;
+        if (key.kind == Kind::HOST_NAME)
+            values.addHost(value, name);
+        else
+            values.add(key.kind, value, name);
+    }
+}
+
+/** /media/USER/LABEL, /run/media/USER/LABEL, and /media/LABEL of older systems. */
+void findMedia(std::string_view line, RedactedValues& values)
+{
+    constexpr std::string_view MEDIA = "/media/";
+    for (size_t place = line.find(MEDIA); place != std::string_view::npos;
+         place = line.find(MEDIA, place + 1)) {
+        std::string_view rest = line.substr(place + MEDIA.size());
+        std::string_view const first = rest.substr(0, rest.find_first_of(PATH_ENDS));
+        rest.remove_prefix(first.size());
+        bool const hasTwo = rest.size() > 1 && rest[0] == '/';
+        if (first.empty())
+            continue;
+        values.add(hasTwo ? Kind::USER_NAME : Kind::VOLUME_LABEL, decoded(first), MEDIA);
+        if (!hasTwo)
+            continue;
+        rest.remove_prefix(1);
+        std::string_view const label = rest.substr(0, rest.find_first_of(PATH_ENDS));
+        values.add(Kind::VOLUME_LABEL, decoded(label));
+    }
+}
+
+/** The device-mapper names of paths and of udev's properties. */
+void findMappedNames(std::string_view line, RedactedValues& values)
+{
+    for (std::string_view const key : {"/dev/mapper/", "DM_NAME=", "disk/by-id/dm-name-"})
+        for (size_t place = line.find(key); place != std::string_view::npos;
+             place = line.find(key, place + 1)) {
+            std::string_view const rest = line.substr(place + key.size());
+            findInMappedName(rest.substr(0, rest.find_first_of(PATH_ENDS)), values);
+        }
+    // A common name stays in all places, or the tables do not fit together any more.
+    for (std::string_view const key : {"DM_VG_NAME=", "DM_LV_NAME="})
+        if (size_t const place = line.find(key); place != std::string_view::npos)
+            values.add(Kind::VOLUME_LABEL, line.substr(place + key.size()));
+    constexpr std::string_view VOLUME = "rd.lvm.lv=";
+    if (size_t const place = line.find(VOLUME); place != std::string_view::npos) {
+        std::string_view const rest = line.substr(place + VOLUME.size());
+        std::string_view const both = rest.substr(0, rest.find_first_of(WORD_ENDS));
+        size_t const slash = both.find('/');
+        values.add(Kind::VOLUME_LABEL, both.substr(0, slash));
+        if (slash != std::string_view::npos)
+            values.add(Kind::VOLUME_LABEL, both.substr(slash + 1));
+    }
+}
+
+/** The names within "iqn.2001-05.com.example:storage.lun1", RFC 3720. */
+void findIscsiName(std::string_view line, RedactedValues& values)
+{
+    constexpr size_t DATE = 8; // "2001-05."
+    size_t const place = line.find("iqn.");
+    if (place == std::string_view::npos || line.size() < place + 4 + DATE)
+        return;
+    std::string_view const rest = line.substr(place + 4 + DATE);
+    std::string_view const name = rest.substr(0, rest.find_first_of(" \t\"',;"));
+    std::string_view domain = name.substr(0, name.find(':'));
+    // The domain's last part comes first.
+    while (domain.find('.') != std::string_view::npos) {
+        domain.remove_prefix(domain.find('.') + 1);
+        values.add(Kind::HOST_NAME, domain.substr(0, domain.find('.')));
+    }
+    if (size_t const colon = name.find(':'); colon != std::string_view::npos)
+        values.add(Kind::HOST_NAME, name.substr(colon + 1, name.find("-lun-", colon) - colon - 1));
+}
+
+/** The links that udev's database lists, "S:disk/by-id/ata-...", and all others. */
+void findDiskIds(std::string_view line, RedactedValues& values)
+{
+    constexpr std::string_view FOLDER = "disk/by-id/";
+    for (size_t place = line.find(FOLDER); place != std::string_view::npos;
+         place = line.find(FOLDER, place + 1)) {
+        std::string_view const rest = line.substr(place + FOLDER.size());
+        findInDiskId(rest.substr(0, rest.find_first_of(" \t\"',;)]}/")), values);
+    }
+}
+
+}
+
+void findByKeys(std::string_view text, RedactedValues& values)
+{
+    for (std::string_view const line : linesIn(text)) {
+        for (Key const& key : KEYS)
+            findKey(key, line, values);
+        findMedia(line, values);
+        findMappedNames(line, values);
+        findIscsiName(line, values);
+        findDiskIds(line, values);
+    }
+}
+
+}
