@@ -10,6 +10,7 @@
 #include "app/recording/recorder.h"
 #include "app/recording/redaction/redaction.h"
 #include "app/recording/replay_root.h"
+#include "app/watch/StopSignals.h"
 #include "app/write/display.h"
 #include "app/write/standard_streams.h"
 
@@ -134,11 +135,12 @@ ExitStatus recordMachine(RecordingLine const& line, CommandLine const& all)
         line.file, OWNER_ONLY, line.force ? OutputFile::REPLACED : OutputFile::KEPT);
     Recording recording;
     {
+        StopSignals const postponed; // Until the temporary files are gone.
         ProgressLine progress(true);
-        recording = recordMachine(
-            {DOVREL_SYSINFO_VERSION, all.toolLimit, [&progress](std::string const& query) {
-                 progress.show("recording: " + query + " ...");
-             }});
+        recording = recordMachine({DOVREL_SYSINFO_VERSION, all.toolLimit,
+            [&progress](
+                std::string const& query) { progress.show("recording: " + query + " ..."); },
+            [&postponed] { return postponed.haveCome(); }});
     }
     if (line.redact)
         redact(recording);

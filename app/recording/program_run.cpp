@@ -2,9 +2,11 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <poll.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -23,6 +25,9 @@ constexpr char const* OWN_PROGRAM = "/proc/self/exe";
 [[noreturn]] void becomeProgram(std::vector<std::string> const& arguments,
     std::vector<std::pair<std::string, std::string>> const& variables, int output)
 {
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     int const nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     dup2(nothing, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
@@ -40,6 +45,26 @@ constexpr char const* OWN_PROGRAM = "/proc/self/exe";
     _exit(NOT_FOUND);
 }
 
+/** @return false where it is stopped before there is input or the end. */
+bool waitForInput(int file, std::function<bool()> const& isStopped)
+{
+    constexpr int LOOK_MS = 100;
+    pollfd wait = {file, POLLIN, 0};
+    while (poll(&wait, 1, LOOK_MS) <= 0)
+        if (isStopped())
+            return false;
+    return true;
+}
+
+bool readPiece(int file, std::string& text)
+{
+    std::array<char, 65536> piece;
+    ssize_t const count = read(file, piece.data(), piece.size());
+    if (count > 0)
+        text.append(piece.data(), static_cast<size_t>(count));
+    return count > 0 || (count < 0 && errno == EINTR);
+}
+
 }
 
 std::string preloadedObject()
@@ -50,7 +75,8 @@ std::string preloadedObject()
 }
 
 ProgramRunResult runPreloaded(std::vector<std::string> const& arguments,
-    std::vector<std::pair<std::string, std::string>> const& variables)
+    std::vector<std::pair<std::string, std::string>> const& variables,
+    std::function<bool()> const& isStopped)
 {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -64,8 +90,10 @@ ProgramRunResult runPreloaded(std::vector<std::string> const& arguments,
         fail("fork");
     }
     ProgramRunResult result;
-    result.output = readToEnd(ends[0]);
+    while (waitForInput(ends[0], isStopped) && readPiece(ends[0], result.output)) { }
     close(ends[0]);
+    if (isStopped())
+        kill(child, SIGKILL);
     while (waitpid(child, &result.status, 0) < 0 && errno == EINTR) { }
     return result;
 }
@@ -91,14 +119,8 @@ void startPreloaded(char const* const* arguments)
 std::string readToEnd(int file)
 {
     std::string text;
-    std::array<char, 65536> piece;
-    for (;;) {
-        ssize_t const count = read(file, piece.data(), piece.size());
-        if (count > 0)
-            text.append(piece.data(), static_cast<size_t>(count));
-        else if (count == 0 || errno != EINTR)
-            return text;
-    }
+    while (readPiece(file, text)) { }
+    return text;
 }
 
 }

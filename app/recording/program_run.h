@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -25,11 +26,13 @@ struct ProgramRunResult {
 /**
  * Runs this program with the object preloaded and the variables set, and waits for it.
  *
+ * @param isStopped is called several times a second; where it is true, the run is killed
  * @return its standard output; its errors go nowhere
  * @throws std::system_error
  */
 ProgramRunResult runPreloaded(std::vector<std::string> const& arguments,
-    std::vector<std::pair<std::string, std::string>> const& variables);
+    std::vector<std::pair<std::string, std::string>> const& variables,
+    std::function<bool()> const& isStopped);
 
 /** Starts this program again with the object preloaded, in place of this process.
  * @throws std::system_error, RecordingError where the object is missing */

@@ -9,8 +9,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace app {
@@ -28,18 +30,40 @@ constexpr char const* ARCHITECTURE = "i386";
 constexpr char const* ARCHITECTURE = "amd64";
 #endif
 
-/** A folder that only its owner can read; removed with all in it. */
+std::string folderForTemporaryFiles()
+{
+    char const* const folder = std::getenv("TMPDIR");
+    return folder && *folder ? folder : "/tmp";
+}
+
+/** Waits a while for the children, and for those of children that have ended. */
+void awaitDescendants()
+{
+    using Clock = std::chrono::steady_clock;
+    // One in an uninterruptible call of the kernel ends later.
+    auto const enough = Clock::now() + std::chrono::seconds(1);
+    pid_t ended = 0;
+    while ((ended = waitpid(-1, nullptr, WNOHANG)) >= 0 && Clock::now() < enough)
+        if (ended == 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+/** A folder that only its owner can read; removed with all in it, after those who write there have
+ * ended. */
 class PrivateFolder {
 public:
-    PrivateFolder() : m_path(fs::temp_directory_path() / "dovrel-sysinfo-XXXXXX")
+    PrivateFolder() : m_path(folderForTemporaryFiles() + "/dovrel-sysinfo-XXXXXX")
     {
         if (!mkdtemp(m_path.data()))
-            throw std::system_error(errno, std::generic_category(), m_path);
+            throw std::system_error(errno, std::generic_category(),
+                "cannot make a folder in " + folderForTemporaryFiles());
+        prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
     }
     PrivateFolder(PrivateFolder const&) = delete;
     PrivateFolder& operator=(PrivateFolder const&) = delete;
     ~PrivateFolder()
     {
+        awaitDescendants();
         std::error_code ignored;
         fs::remove_all(m_path, ignored);
     }
@@ -87,14 +111,20 @@ try {
     recording.user = geteuid();
     PrivateFolder const folder;
     fs::create_directory(folder.path() + "/tools");
+    std::string const complete = folder.path() + "/complete"; // See preload/stage.h.
+    store(complete, "");
     std::string const limit =
         std::to_string(std::chrono::duration<double>(options.toolLimit).count());
     for (char const* const query : QUERIES) {
         options.onQuery(query);
         int const status = runPreloaded({query, "--json", "--tool-limit", limit},
-            {{"DOVREL_RECORD", folder.path()},
-                {"DOVREL_QUERY",
-                    query}}).status;
+            {{"DOVREL_RECORD", folder.path()}, {"DOVREL_QUERY", query}}, options.isStopped)
+                               .status;
+        if (options.isStopped())
+            throw RecordingError("the recording was stopped");
+        if (!fs::exists(complete))
+            throw RecordingError("not all that was read could be kept in "
+                + folderForTemporaryFiles() + "; is its filesystem full?");
         if (!WIFEXITED(status) || !fs::exists(folder.path() + "/log"))
             throw RecordingError("the query of the " + std::string(query) + " did not run");
     }
@@ -106,8 +136,10 @@ try {
     writeAnswers(recording, folder.path());
     options.onQuery("document");
     recording.document = runPreloaded({"all", "--json", "--tool-limit", limit},
-        {{"DOVREL_ANSWER",
-            folder.path()}}).output;
+        {{"DOVREL_ANSWER", folder.path()}}, options.isStopped)
+                             .output;
+    if (options.isStopped())
+        throw RecordingError("the recording was stopped");
     return recording;
 } catch (std::system_error const& error) {
     throw RecordingError(error.what());

@@ -13,6 +13,7 @@ struct RecorderOptions {
     std::string version; ///< of the program
     std::chrono::steady_clock::duration toolLimit;
     std::function<void(std::string const& query)> onQuery; ///< Called before each.
+    std::function<bool()> isStopped; ///< Called several times a second; true ends the recording.
 };
 
 /**
@@ -24,7 +25,7 @@ struct RecorderOptions {
  * the limit of the tools for each tool that hangs. Files are kept in a folder below TMPDIR or /tmp
  * meanwhile.
  *
- * @throws RecordingError
+ * @throws RecordingError, also where it is stopped
  */
 Recording recordMachine(RecorderOptions const& options);
 

@@ -23,6 +23,16 @@ StopSignals::~StopSignals()
     pthread_sigmask(SIG_SETMASK, &m_formerMask, nullptr);
 }
 
+bool StopSignals::haveCome() const noexcept
+{
+    sigset_t come;
+    sigpending(&come);
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP})
+        if (sigismember(&m_signals, signal) == 1 && sigismember(&come, signal) == 1)
+            return true;
+    return false;
+}
+
 bool StopSignals::arriveWithin(std::chrono::steady_clock::duration time) const noexcept
 {
     using std::chrono::steady_clock;

@@ -22,6 +22,9 @@ public:
     /** @return true as soon as one has come, false when the time is over. */
     bool arriveWithin(std::chrono::steady_clock::duration time) const noexcept;
 
+    /** @return whether one has come. It takes effect when the object is gone. */
+    bool haveCome() const noexcept;
+
 private:
     sigset_t m_signals;
     sigset_t m_formerMask;

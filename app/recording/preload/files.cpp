@@ -126,8 +126,11 @@ void keepOpened(int file, std::string const& path, std::string const& place)
     }
     makeFoldersOf(place);
     int const copy = next(place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode_t{0600});
-    (void)!write(copy, content.data(), content.size());
-    close(copy);
+    if (copy < 0
+        || write(copy, content.data(), content.size()) != static_cast<ssize_t>(content.size()))
+        preload::noteLoss();
+    if (copy >= 0)
+        close(copy);
     preload::log("size", asWord(path) + " " + std::to_string(size));
 }
 

@@ -64,6 +64,15 @@ AnswersAreRead::~AnswersAreRead()
     answersAreRead = false;
 }
 
+void noteLoss()
+{
+    if (!isRecording())
+        return;
+    int const error = errno;
+    unlink((stage().record + "/complete").c_str());
+    errno = error;
+}
+
 void log(std::string const& operation, std::string const& words)
 {
     int const error = errno;
@@ -71,11 +80,11 @@ void log(std::string const& operation, std::string const& words)
     std::string const line = stage().query + " " + operation + " " + words + "\n";
     int const file = realOpen(
         (stage().record + "/log").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-    if (file >= 0) {
-        // In one piece, as several processes write.
-        (void)!write(file, line.data(), line.size());
+    // In one piece, as several processes write.
+    if (file < 0 || write(file, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
+        noteLoss();
+    if (file >= 0)
         close(file);
-    }
     errno = error;
 }
 

@@ -49,6 +49,10 @@ public:
  * answer_line.h has them. Keeps errno. */
 void log(std::string const& operation, std::string const& words);
 
+/** Notes that something could not be kept, as on a full disk: removes the file `complete` of what
+ * is recorded, which needs no space. Keeps errno. */
+void noteLoss();
+
 /** Logs a line of `answers`. */
 void logAnswer(std::string const& line);
 

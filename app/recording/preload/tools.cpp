@@ -25,6 +25,7 @@
 #include <iterator>
 #include <map>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 namespace preload {
@@ -49,14 +50,15 @@ bool isThere(std::string const& path)
     return ::stat(path.c_str(), &status) == 0;
 }
 
-void writeAll(int file, std::string const& text)
+bool writeAll(int file, std::string const& text)
 {
     for (size_t done = 0; done < text.size();) {
         ssize_t const count = ::write(file, text.data() + done, text.size() - done);
         if (count < 0 && errno != EINTR)
-            return;
+            return false;
         done += count > 0 ? static_cast<size_t>(count) : 0;
     }
+    return true;
 }
 
 /** One output of a tool that runs. */
@@ -76,7 +78,8 @@ struct Output {
         size += static_cast<uint64_t>(count);
         size_t const taken = std::min(static_cast<size_t>(count), MOST_OUTPUT - kept.size());
         kept.append(piece.data(), taken);
-        writeAll(file, std::string(piece.data(), taken));
+        if (!writeAll(file, std::string(piece.data(), taken)))
+            noteLoss();
         return true;
     }
 };
@@ -191,7 +194,7 @@ bool standsForTools()
 }
 
 void becomeTool(Command const& command, char* const* environment)
-{
+try {
     closeOnExec();
     if (!isRecording())
         play(filesOf(stage().answers, command));
@@ -200,6 +203,9 @@ void becomeTool(Command const& command, char* const* environment)
     if (!isThere(name + ".command"))
         record(command, environment, name);
     play(name);
+} catch (std::system_error const&) {
+    noteLoss();
+    _exit(NOT_FOUND);
 }
 
 }

@@ -1,0 +1,282 @@
+// The real program replays a recording of the real machine, which it has made itself.
+
+#include "app/exit_status.h"
+#include "tests/app/Program.h"
+#include "tests/app/SyscallFilter.h"
+#include "tests/app/WatchedProgram.h"
+#include "tests/support/commands.h"
+#include "tests/support/text.h"
+#include "tests/support/user_namespace.h"
+
+#include <nlohmann/json.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+using app_test::Folder;
+using app_test::Outcome;
+using app_test::Program;
+using app_test::WatchedProgram;
+using nlohmann::json;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+using testkit::contentsOf;
+using testkit::linesOf;
+using testkit::runs;
+
+namespace {
+
+constexpr char const* EQUAL = "The replay equals what the recorded machine reported.\n";
+
+/** An ordinary user of a user namespace, who owns the files of the test's user. */
+void becomeOrdinaryUser()
+{
+    std::string const user = std::to_string(geteuid());
+    std::string const group = std::to_string(getegid());
+    if (unshare(CLONE_NEWUSER) != 0)
+        testkit::fail("unshare", "with a user namespace");
+    testkit::writeProcFile("/proc/self/setgroups", "deny");
+    testkit::writeProcFile("/proc/self/uid_map", "1000 " + user + " 1");
+    testkit::writeProcFile("/proc/self/gid_map", "1000 " + group + " 1");
+}
+
+class ReplayRun : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        s_folder = std::make_unique<Folder>();
+        s_file = s_folder->path() / "machine.tar.gz";
+        Outcome const outcome = Program({"record", s_file, "--tool-limit", "50"}).run();
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        ASSERT_TRUE(runs("cd " + s_folder->path().string() + " && tar -xzf machine.tar.gz"));
+        s_text = contentsOf(s_folder->path() / "document.json");
+        s_document = json::parse(s_text);
+    }
+
+    static void TearDownTestSuite() { s_folder.reset(); }
+
+    static Program replayer(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), {"replay", s_file});
+        return Program(std::move(arguments));
+    }
+
+    static Outcome replay(std::vector<std::string> arguments)
+    {
+        return replayer(std::move(arguments)).run();
+    }
+
+    static std::unique_ptr<Folder> s_folder;
+    static std::string s_file;
+    static std::string s_text; ///< the recorded machine's document
+    static json s_document;
+};
+
+std::unique_ptr<Folder> ReplayRun::s_folder;
+std::string ReplayRun::s_file;
+std::string ReplayRun::s_text;
+json ReplayRun::s_document;
+
+}
+
+TEST_F(ReplayRun, checksThatItEqualsTheRecordedMachine)
+{
+    Outcome const outcome = Program({"replay", "--check", s_file}).run();
+
+    EXPECT_EQ(outcome.out, EQUAL);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(ReplayRun, writesTheRecordedMachinesJson)
+{
+    Outcome const all = replay({"all", "--json"});
+    Outcome const disks = replay({"disks", "--json"});
+
+    EXPECT_EQ(all.out, s_text);
+    EXPECT_EQ(json::parse(disks.out).at("disks"), s_document.at("disks"));
+}
+
+TEST_F(ReplayRun, writesTablesAndTheSummary)
+{
+    Outcome const summary = replay({});
+    Outcome const memory = replay({"memory", "--bytes"});
+    Outcome const cpus = replay({"cpus", "-o", "CPU", "--no-headings"});
+
+    std::string const name = s_document.at("networks").at("host_name");
+    EXPECT_THAT(summary.out, HasSubstr(name));
+    EXPECT_THAT(memory.out, HasSubstr(s_document.at("memory").at("total_bytes").dump()));
+    EXPECT_EQ(linesOf(cpus.out).size(), s_document.at("processors").at("count").get<size_t>());
+}
+
+TEST_F(ReplayRun, writesMetricsOfTheTimeOfTheRecording)
+{
+    Outcome const outcome = replay({"--openmetrics"});
+
+    std::string const manifest = contentsOf(s_folder->path() / "manifest.json");
+    std::string const time = json::parse(manifest).at("time_seconds").dump();
+    EXPECT_THAT(outcome.out, HasSubstr("\ndovrel_read_timestamp_seconds " + time + "\n"));
+    EXPECT_THAT(outcome.out,
+        HasSubstr("\ndovrel_memory_total_bytes " + s_document.at("memory").at("total_bytes").dump()
+            + "\n"));
+    EXPECT_THAT(outcome.out, EndsWith("\n# EOF\n"));
+}
+
+TEST_F(ReplayRun, writesThePage)
+{
+    Outcome const outcome = replay({"all", "--html"});
+
+    EXPECT_THAT(outcome.out, StartsWith("<!DOCTYPE html>"));
+    EXPECT_THAT(outcome.out,
+        HasSubstr("data-key=\"memory.total_bytes\" value=\""
+            + s_document.at("memory").at("total_bytes").dump() + "\""));
+}
+
+TEST_F(ReplayRun, writesWhatTheLibraryReports)
+{
+    Outcome const text = replay({"library"});
+    json const queries = json::parse(replay({"library", "--json"}).out).at("queries");
+
+    ASSERT_FALSE(queries.empty());
+    for (json const& query : queries)
+        EXPECT_THAT(text.out, HasSubstr(query.at("query").get<std::string>()));
+}
+
+TEST_F(ReplayRun, writesToAFile)
+{
+    Folder const folder;
+    std::string const file = folder.path() / "all.json";
+    Program program = replayer({"all", "--json", "--output", "all.json"});
+    program.folder = folder.path();
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(contentsOf(file), s_text);
+    struct stat state { };
+    ASSERT_EQ(stat(file.c_str(), &state), 0);
+    EXPECT_EQ(state.st_mode, S_IFREG | 0644U);
+}
+
+TEST_F(ReplayRun, fitsATerminal)
+{
+    constexpr unsigned short COLUMNS = 40;
+    WatchedProgram terminal(replayer({"networks"}), COLUMNS);
+    int const status = terminal.waitForEnd();
+    Outcome const pipe = replay({"networks"});
+
+    EXPECT_EQ(status, pipe.status);
+    EXPECT_NE(linesOf(terminal.output()), linesOf(pipe.out));
+    EXPECT_THAT(terminal.output(), HasSubstr("Left out: "));
+    for (std::string line : linesOf(terminal.output())) {
+        line.erase(line.find_last_not_of('\r') + 1);
+        EXPECT_LE(line.substr(line.rfind('\r') + 1).size(), COLUMNS) << line;
+    }
+}
+
+TEST_F(ReplayRun, reportsADifferentDocument)
+{
+    Folder const folder;
+    std::string const total = s_document.at("memory").at("total_bytes").dump();
+    std::string changed = s_text;
+    size_t const place = changed.find("\"total_bytes\": " + total);
+    ASSERT_NE(place, std::string::npos);
+    changed.replace(place, 15 + total.size(), "\"total_bytes\": 1");
+    std::string const unpacked = (folder.path() / "unpacked").string();
+    ASSERT_TRUE(runs("mkdir " + unpacked + " && tar -C " + unpacked + " -xzf " + s_file));
+    folder.file("unpacked/document.json", changed);
+    std::string const file = folder.path() / "changed.tar.gz";
+    ASSERT_TRUE(runs("cd " + unpacked + " && tar --format=ustar -czf " + file + " *"));
+
+    Outcome const outcome = Program({"replay", "--check", file}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_DIFFERENT);
+    EXPECT_EQ(outcome.out, "/memory/total_bytes: recorded 1, replayed " + total + "\n");
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(ReplayRun, refusesAFileThatIsNoRecording)
+{
+    Folder const folder;
+    folder.file("text.tar.gz", "no archive\n");
+    folder.file("cut.tar.gz", contentsOf(s_file).substr(0, 5000));
+    ASSERT_TRUE(runs("cd " + folder.path().string() + " && tar -czf other.tar.gz text.tar.gz"));
+    for (char const* const name : {"text.tar.gz", "cut.tar.gz", "other.tar.gz", "missing", "."})
+        for (char const* const option : {"--json", "--check"}) {
+            std::string const file = folder.path() / name;
+            Outcome const outcome = option == std::string("--check")
+                ? Program({"replay", "--check", file}).run()
+                : Program({"replay", file, "all", "--json"}).run();
+            EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE) << name;
+            EXPECT_EQ(outcome.out, "") << name;
+            EXPECT_THAT(outcome.err, StartsWith("dovrel-sysinfo: cannot read " + file + ": "));
+        }
+}
+
+TEST_F(ReplayRun, isDoneByAnOrdinaryUser)
+{
+    Folder const folder;
+    std::string const file = folder.path() / "user.tar.gz";
+    auto const run = [](std::vector<std::string> const& arguments) {
+        Program program(arguments);
+        program.prepare = becomeOrdinaryUser;
+        return program.run();
+    };
+
+    Outcome const own = run({"replay", "--check", s_file});
+    Outcome const record = run({"record", file, "--tool-limit", "50"});
+    Outcome const check = run({"replay", "--check", file});
+
+    EXPECT_EQ(own.out, EQUAL) << own.err;
+    EXPECT_EQ(record.status, 0) << record.err;
+    EXPECT_EQ(check.out, EQUAL) << check.err;
+    ASSERT_TRUE(runs("cd " + folder.path().string() + " && tar -xzf user.tar.gz"));
+    EXPECT_EQ(json::parse(contentsOf(folder.path() / "manifest.json")).at("user_id"), 1000);
+}
+
+TEST_F(ReplayRun, namesTheSettingThatForbidsIt)
+{
+    Program limited = replayer({"all", "--json"});
+    limited.prepare = [] {
+        testkit::enterNamespaces(CLONE_NEWUSER);
+        testkit::writeProcFile("/proc/sys/user/max_user_namespaces", "0");
+    };
+    Program filtered = replayer({"all", "--json"});
+    filtered.prepare = [] { app_test::filterSyscalls({{SYS_unshare, SECCOMP_RET_ERRNO | EPERM}}); };
+
+    std::string const message =
+        "dovrel-sysinfo: replay needs a user namespace, which this machine forbids: ";
+    for (auto const& [program, reason] : {std::pair{limited, "user.max_user_namespaces is 0"},
+             std::pair{filtered,
+                 "Operation not permitted; a container's filter of system calls may forbid it"}}) {
+        Outcome const outcome = program.run();
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_NO_NAMESPACE);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err, message + reason + "\n");
+    }
+}
+
+TEST(ReplayUsage, takesACommandThatShowsAMachineOnce)
+{
+    for (auto const& [arguments, message] :
+        std::vector<std::pair<std::vector<std::string>, char const*>>{
+            {{"replay", "a", "recovery", "--watch"},
+                "--watch has no use with replay, where nothing changes"},
+            {{"replay", "a", "record", "b"}, "replay takes a command that shows a machine"},
+            {{"replay", "a", "replay", "b"}, "replay takes a command that shows a machine"},
+            {{"replay", "a", "disk"}, "did you mean 'disks'?"},
+            {{"--json", "replay", "a"}, "--json has no use before replay"},
+            {{"--trace", "3", "replay", "a"}, "--trace has no use before replay"},
+            {{"replay"}, "FILE is required"},
+        }) {
+        Outcome const outcome = Program(arguments).run();
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE) << message;
+        EXPECT_THAT(outcome.err, HasSubstr(message));
+        EXPECT_EQ(outcome.out, "");
+    }
+}
