@@ -7,11 +7,18 @@
 #include "tests/support/Machine.h"
 #include "tests/support/text.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <sched.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -129,16 +136,54 @@ std::string everythingIn(std::string const& archive)
 }
 
 /** @return whether the word is there between other characters than letters and digits: a host may
- * be called "gateway", and a key of the document "gateways". */
+ * be called "gateway", and a key of the document "gateways". A folder may be part of a path. */
 bool hasWord(std::string const& text, std::string const& word)
 {
     auto const isPart = [&text](size_t position) {
         return position < text.size() && std::isalnum(static_cast<unsigned char>(text[position]));
     };
     for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1))
-        if (!isPart(at - 1) && !isPart(at + word.size()))
+        if (!isPart(at - 1) && !isPart(at + word.size())
+            && (word[0] != '/' || text[at + word.size()] != '/'))
             return true;
     return false;
+}
+
+class RecordedRouter : public Recordings { };
+
+/** Adds the values of a document that tell one machine from another. */
+void addFacts(nlohmann::json const& value, std::string const& key, std::set<std::string>& facts)
+{
+    static std::set<std::string> const KEYS = {"host_name", "kernel", "architecture", "boot_time",
+        "os", "model", "serial", "total_bytes", "size_bytes", "name", "mount_point", "source",
+        "address", "mac", "gateways", "name_servers"};
+    if (value.is_structured())
+        for (auto const& [inner, item] : value.items())
+            addFacts(item, value.is_object() ? inner : key, facts);
+    else if (KEYS.count(key) != 0 && !value.is_null() && value != 0)
+        facts.insert(value.is_string() ? value.get<std::string>() : value.dump());
+}
+
+std::string kernelRelease()
+{
+    utsname name{};
+    uname(&name);
+    return name.release;
+}
+
+/** @return what tells the real machine from the other one. */
+std::set<std::string> hostFacts(std::string const& otherDocument)
+{
+    ProgramRun host({"all", "--json", "--no-usage"}, std::nullopt, ProgramRun::REAL);
+    EXPECT_TRUE(ProgramRun::finish({&host}, LIMIT));
+    std::set<std::string> facts;
+    addFacts(nlohmann::json::parse(host.output()), "", facts);
+    std::string const statistics = testkit::contentsOf("/proc/stat");
+    size_t const bootTime = statistics.find("btime ") + 6;
+    facts.insert(statistics.substr(bootTime, statistics.find('\n', bootTime) - bootTime));
+    for (auto fact = facts.begin(); fact != facts.end();)
+        fact = hasWord(otherDocument, *fact) ? facts.erase(fact) : std::next(fact);
+    return facts;
 }
 
 }
@@ -180,6 +225,38 @@ TEST_P(Recordings, areConsistentWhereRedacted)
     }
 }
 
+TEST_P(RecordedRouter, replaysWithoutFactsOfTheHost)
+{
+    record({});
+
+    constexpr char const* HOST = "host-of-the-test"; // That of the machine may be any word.
+    RealRoot const root;
+    ASSERT_EQ(unshare(CLONE_NEWUTS), 0) << std::strerror(errno);
+    ASSERT_EQ(sethostname(HOST, std::strlen(HOST)), 0) << std::strerror(errno);
+    RealFolder const folder;
+    std::string const file = folder.path() / "machine.tar.gz";
+    std::ofstream(file, std::ios::binary) << archive;
+    std::set<std::string> const facts = hostFacts(document);
+    ASSERT_THAT(facts, testing::Contains(HOST));
+    ASSERT_THAT(facts, testing::Contains(testing::HasSubstr(kernelRelease())));
+
+    for (std::vector<std::string> const& command : std::vector<std::vector<std::string>>{{},
+             {"all"}, {"all", "--bytes"}, {"disks", "--tree"}, {"all", "--json"},
+             {"all", "--openmetrics"}, {"all", "--html"}, {"library"}, {"library", "--json"}}) {
+        std::vector<std::string> arguments = {"replay", file};
+        arguments.insert(arguments.end(), command.begin(), command.end());
+        ProgramRun replay(limited(arguments), std::nullopt, ProgramRun::REAL);
+        ASSERT_TRUE(ProgramRun::finish({&replay}, LIMIT));
+        std::string const text = replay.output() + replay.errors();
+        EXPECT_TRUE(hasWord(text, "gateway") || hasWord(text, "mmcblk0")) << text; // The router's.
+        for (std::string const& fact : facts)
+            EXPECT_FALSE(hasWord(text, fact))
+                << fact << " is a fact of the host in " << testing::PrintToString(command);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(All, Recordings,
     testing::Values("laptop", "server", "router", "guest", "old24", "old26", "broken"),
     [](auto const& test) { return std::string(test.param); });
+
+INSTANTIATE_TEST_SUITE_P(All, RecordedRouter, testing::Values("router"));
