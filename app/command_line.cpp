@@ -7,8 +7,10 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <memory>
 #include <numeric>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 namespace app {
@@ -21,6 +23,8 @@ constexpr char const* VERSION = DOVREL_SYSINFO_VERSION;
  * shorter. */
 std::string commandsText(unsigned commands)
 {
+    if ((commands & EVERY) == EVERY)
+        return "all commands that show the machine";
     auto const named = [](unsigned bits) {
         std::vector<std::string> names;
         for (CommandRow const& row : commandRows())
@@ -76,6 +80,18 @@ std::string examples()
     }
     return text;
 }
+
+/** Shows that a command stands behind the file of replay. */
+class HelpFormat : public CLI::Formatter {
+public:
+    std::string make_usage(CLI::App const* app, std::string name) const override
+    {
+        std::string usage = Formatter::make_usage(app, std::move(name));
+        if (app->get_prefix_command())
+            usage.insert(usage.find('\n'), " [COMMAND ...]");
+        return usage;
+    }
+};
 
 /** @return the help with one blank line between two groups, where the parser writes two. */
 std::string withoutWideGaps(std::string text)
@@ -138,7 +154,7 @@ void addArgument(CLI::App& app, CommandRow const& row, CommandLine& line)
            },
            helpText(row.argument))
         ->required()
-        ->type_name(" ");
+        ->option_text(" ");
 }
 
 /** @throws UsageError where an option stands before record or replay, which it does not affect. */
@@ -146,7 +162,11 @@ void checkNothingBefore(CLI::App const& options, CLI::App const& command)
 {
     for (CLI::Option const* const option : options.get_options())
         if (option->count() > 0)
-            throw UsageError(option->get_name() + " has no use before " + command.get_name());
+            throw UsageError(option->get_name()
+                + (command.get_prefix_command() ? " must stand after the FILE of replay"
+                        : command.get_option_no_throw(option->get_name())
+                        ? " must stand after '" + command.get_name() + "'"
+                        : " has no use with " + command.get_name()));
 }
 
 /** @return the least number of letters to add, to remove or to replace: Levenshtein's distance. */
@@ -225,6 +245,14 @@ std::string unexpected(CLI::App const& options)
         + suggestion(app, name);
 }
 
+/** @return the message for record and replay without their file. */
+std::string missingFile(CLI::App const& options)
+{
+    if (!options.remaining(true).empty())
+        return unexpected(options);
+    return options.get_subcommands().front()->get_name() + " needs a FILE";
+}
+
 /** @return the message for an option that lacks its value or has too many. */
 std::string mismatch(CLI::ArgumentMismatch const& error)
 {
@@ -235,6 +263,25 @@ std::string mismatch(CLI::ArgumentMismatch const& error)
     return isTooMany ? name + " is given more than once"
         : isMissing  ? name + " needs a value"
                      : "--" + name + " takes no value"; // The parser gives a flag's bare name.
+}
+
+/** @throws UsageError where an option that replay does not have stands before its file: the parser
+ * would take the option's value for the file. */
+void checkFileComesFirst(int argc, char const* const* argv, CLI::App const& options)
+{
+    CLI::App const& replay = *options.get_subcommands().front();
+    auto const* const end = argv + argc;
+    auto const* word = std::find(argv, end, replay.get_name());
+    while (word != end && ++word != end && **word == '-') {
+        std::string const name = std::string(*word).substr(0, std::string(*word).find('='));
+        if (replay.get_option_no_throw(name))
+            continue;
+        for (OptionRow const& row : optionRows())
+            for (std::string const& other : namesOf(row))
+                if (other == name && (row.commands & EVERY) != 0)
+                    throw UsageError(name + " must stand after the FILE of replay");
+        throw UsageError(unexpected(options));
+    }
 }
 
 void checkCombinations(CommandLine const& line)
@@ -262,7 +309,9 @@ CommandLine readCommandLine(int argc, char const* const* argv)
     CommandLine line;
     CLI::App options(PROGRAM_DESCRIPTION, PROGRAM_NAME);
     options.require_subcommand(0, 1);
+    options.formatter(std::make_shared<HelpFormat>());
     options.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    options.get_formatter()->label("Positionals", "Arguments");
     for (CommandRow const& row : commandRows()) {
         if (row.bit == SUMMARY) {
             addOptions(options, row.bit, line);
@@ -288,12 +337,16 @@ CommandLine readCommandLine(int argc, char const* const* argv)
         throw UsageError(unexpected(options));
     } catch (CLI::ArgumentMismatch const& error) {
         throw UsageError(mismatch(error));
+    } catch (CLI::RequiredError const&) {
+        throw UsageError(missingFile(options));
     } catch (CLI::ParseError const& error) {
         throw UsageError(error.what());
     }
     if (line.recording) {
         CLI::App const& command = *options.get_subcommands().front();
         checkNothingBefore(options, command);
+        if (command.get_prefix_command())
+            checkFileComesFirst(argc, argv, options);
         line.recording->command = options.remaining(true);
         if (line.recording->action == RecordingLine::REPLAY)
             return line;

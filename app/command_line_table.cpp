@@ -118,13 +118,13 @@ constexpr CommandRow COMMANDS[] = {
     {RECORD, "record", "", "Save all that the queries read on this machine",
         [](CommandLine& line) { recordingOf(line).action = RecordingLine::RECORD; },
         "The archive that is written, NAME.tar.gz."},
-    {REPLAY, "replay", "", "Run a command on a recorded machine",
+    {REPLAY, "replay", "", "Show a recorded machine in place of this one",
         [](CommandLine& line) {
             if (recordingOf(line).action == RecordingLine::RECORD)
                 recordingOf(line).action = RecordingLine::REPLAY;
         },
-        "A recording. Behind it stands a command with its options, 'replay FILE disks --tree'; "
-        "without one: a summary."},
+        "A recording. Behind it stands another command with its options, 'replay FILE disks "
+        "--tree'. Without one: a summary."},
 };
 
 constexpr auto OTHER = Values::OTHER;
@@ -156,7 +156,7 @@ constexpr OptionRow OPTIONS[] = {
         "Replace what must not leave the house: serial numbers, UUIDs, addresses, names of hosts, "
         "users and volumes. Equal values stay equal. A report lists how many were replaced.",
         OTHER, "", [](CommandLine& line, std::string const&) { recordingOf(line).redact = true; }},
-    {"--force", "", RECORD, "Overwrite an existing FILE.tar.gz.", OTHER, "",
+    {"--force", "", RECORD, "Replace a FILE that exists.", OTHER, "",
         [](CommandLine& line, std::string const&) { recordingOf(line).force = true; }},
     {"--check", "", REPLAY,
         "Compare with what the recorded machine itself reported, in place of a command.", OTHER, "",

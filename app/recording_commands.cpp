@@ -153,7 +153,7 @@ ExitStatus replayRecording(RecordingLine const& line, Arguments arguments,
 {
     CommandLine command = commandIn(line);
     if (command.text)
-        return show(command);
+        return written(*command.text, EXIT_STATUS_OK);
     if (!isPreloaded())
         startPreloaded(arguments);
     Recording const recording = readRecording(line.file);

@@ -130,6 +130,70 @@ TEST(CommandLine, suggestsNothingWhereNoNameIsSimilar)
         << "nobody is shown this option";
 }
 
+TEST(CommandLine, wantsOneFileForARecording)
+{
+    for (std::string const command : {"record", "replay"}) {
+        EXPECT_EQ(complaintAbout({command}), "dovrel-sysinfo: " + command + " needs a FILE");
+        EXPECT_EQ(
+            complaintAbout({command, "--bogus"}), "dovrel-sysinfo: unexpected argument '--bogus'");
+    }
+    EXPECT_EQ(complaintAbout({"record", "one.tar.gz", "other.tar.gz"}),
+        "dovrel-sysinfo: unexpected argument 'other.tar.gz'");
+    EXPECT_EQ(complaintAbout({"replay", "--check", "one.tar.gz", "other.tar.gz"}),
+        "dovrel-sysinfo: unexpected argument 'other.tar.gz'");
+    EXPECT_EQ(complaintAbout({"record", "one.tar.gz", "--redakt"}),
+        "dovrel-sysinfo: unexpected argument '--redakt'; did you mean '--redact'?");
+}
+
+TEST(CommandLine, namesThePlaceOfAnOptionAroundRecordAndReplay)
+{
+    EXPECT_EQ(complaintAbout({"record", "--json", "one.tar.gz"}),
+        "dovrel-sysinfo: --json is an option of all commands that show the machine");
+    EXPECT_EQ(complaintAbout({"--json", "record", "one.tar.gz"}),
+        "dovrel-sysinfo: --json has no use with record");
+    EXPECT_EQ(complaintAbout({"--tool-limit", "3", "record", "one.tar.gz"}),
+        "dovrel-sysinfo: --tool-limit must stand after 'record'");
+    EXPECT_EQ(complaintAbout({"record", "--check", "one.tar.gz"}),
+        "dovrel-sysinfo: --check is an option of replay");
+    EXPECT_EQ(complaintAbout({"replay", "--force", "one.tar.gz"}),
+        "dovrel-sysinfo: --force is an option of record");
+    EXPECT_EQ(complaintAbout({"replay", "--bogus", "one.tar.gz"}),
+        "dovrel-sysinfo: unexpected argument '--bogus'");
+    for (std::vector<std::string> const& arguments :
+        {std::vector<std::string>{"--color=never", "replay", "one.tar.gz"},
+            {"replay", "--color=never", "one.tar.gz"},
+            {"replay", "--color", "never", "one.tar.gz", "disks"}})
+        EXPECT_EQ(complaintAbout(arguments),
+            "dovrel-sysinfo: --color must stand after the FILE of replay");
+}
+
+TEST(CommandLine, refusesWhatCannotBeReplayed)
+{
+    EXPECT_EQ(complaintAbout({"replay", "one.tar.gz", "record", "other.tar.gz"}),
+        "dovrel-sysinfo: replay takes a command that shows a machine");
+    EXPECT_EQ(complaintAbout({"replay", "one.tar.gz", "recovery", "--watch"}),
+        "dovrel-sysinfo: --watch has no use with replay, where nothing changes");
+    EXPECT_EQ(complaintAbout({"replay", "one.tar.gz", "disk"}),
+        "dovrel-sysinfo: unknown command 'disk'; did you mean 'disks'?");
+}
+
+TEST(CommandLine, helpShowsWhereTheFileOfARecordingStands)
+{
+    std::string const record = Program({"record", "--help"}).run().out;
+    EXPECT_THAT(record, HasSubstr("\nUsage: dovrel-sysinfo record [OPTIONS] FILE\n"));
+    EXPECT_THAT(record, HasSubstr("\nArguments:\n  FILE          "));
+    EXPECT_THAT(Program({"replay", "--help"}).run().out,
+        HasSubstr("\nUsage: dovrel-sysinfo replay [OPTIONS] FILE [COMMAND ...]\n"));
+}
+
+TEST(CommandLine, showsHelpAndVersionBehindTheFileOfReplay)
+{
+    EXPECT_EQ(Program({"replay", "missing.tar.gz", "disks", "--help"}).run().out,
+        Program({"disks", "--help"}).run().out);
+    EXPECT_EQ(Program({"replay", "missing.tar.gz", "--version"}).run().out,
+        Program({"--version"}).run().out);
+}
+
 TEST(CommandLine, helpCallsACommandACommand)
 {
     EXPECT_THAT(
