@@ -227,11 +227,11 @@ TEST(RecordRun, refusesOptionsThatItDoesNotHave)
 {
     for (auto const& [arguments, message] :
         std::vector<std::pair<std::vector<std::string>, char const*>>{
-            {{"--json", "record", "/nonexistent/a"}, "--json has no use before record"},
+            {{"--json", "record", "/nonexistent/a"}, "--json has no use with record"},
             {{"--tool-limit", "3", "record", "/nonexistent/a"},
-                "--tool-limit has no use before record"},
+                "--tool-limit must stand after 'record'"},
             {{"record", "/nonexistent/a", "b"}, "unexpected argument 'b'"},
-            {{"record"}, "FILE is required"},
+            {{"record"}, "record needs a FILE"},
         }) {
         Outcome const outcome = Program(arguments).run();
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE) << message;

@@ -270,9 +270,9 @@ TEST(ReplayUsage, takesACommandThatShowsAMachineOnce)
             {{"replay", "a", "record", "b"}, "replay takes a command that shows a machine"},
             {{"replay", "a", "replay", "b"}, "replay takes a command that shows a machine"},
             {{"replay", "a", "disk"}, "did you mean 'disks'?"},
-            {{"--json", "replay", "a"}, "--json has no use before replay"},
-            {{"--trace", "3", "replay", "a"}, "--trace has no use before replay"},
-            {{"replay"}, "FILE is required"},
+            {{"--json", "replay", "a"}, "--json must stand after the FILE of replay"},
+            {{"--trace", "3", "replay", "a"}, "--trace must stand after the FILE of replay"},
+            {{"replay"}, "replay needs a FILE"},
         }) {
         Outcome const outcome = Program(arguments).run();
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE) << message;
