@@ -74,8 +74,9 @@ private:
     std::string m_path;
 };
 
-/** The C library reads the time zone by itself: in place of the file of TZ, /etc/localtime. */
-void addTimeZone(Recording& recording)
+/** The C library reads the time zone by itself: in place of the file of TZ, /etc/localtime.
+ * @return the TZ that has the same zone. */
+std::string addTimeZone(Recording& recording)
 {
     constexpr char const* PLACE = "/etc/localtime";
     char const* const zone = std::getenv("TZ");
@@ -87,7 +88,7 @@ void addTimeZone(Recording& recording)
     std::error_code error;
     if (!fs::is_regular_file(source, error)
         || fs::file_size(source, error) > Recording::MOST_CONTENT)
-        return; // Times are in UTC, as without the file.
+        return "UTC0"; // As without the file.
     RecordedFile file;
     file.path = PLACE;
     file.kind = RecordedFile::REGULAR;
@@ -97,6 +98,7 @@ void addTimeZone(Recording& recording)
     file.size = file.content.size();
     file.queries = {"system"};
     recording.files.push_back(std::move(file));
+    return source;
 }
 
 }
@@ -129,14 +131,14 @@ try {
             throw RecordingError("the query of the " + std::string(query) + " did not run");
     }
     readRecorded(folder.path(), recording);
-    addTimeZone(recording);
+    std::string const timeZone = addTimeZone(recording);
     std::sort(recording.files.begin(), recording.files.end(),
         [](RecordedFile const& one, RecordedFile const& other) { return one.path < other.path; });
     recording.answers.push_back("time " + std::to_string(recording.time));
     writeAnswers(recording, folder.path());
     options.onQuery("document");
     recording.document = runPreloaded({"all", "--json", "--tool-limit", limit},
-        {{"DOVREL_ANSWER", folder.path()}}, options.isStopped)
+        {{"DOVREL_ANSWER", folder.path()}, {"TZ", timeZone}}, options.isStopped)
                              .output;
     if (options.isStopped())
         throw RecordingError("the recording was stopped");

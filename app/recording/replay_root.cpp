@@ -6,6 +6,7 @@
 #include "app/recording/stored_file.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -196,6 +197,7 @@ void enterRecording(Recording const& recording)
         refuse("the recorded files", error.what());
     }
     dropCapabilities();
+    unsetenv("TZ"); // /etc/localtime has the recorded machine's.
     answerFunction()(ANSWERS_FOLDER);
 }
 

@@ -239,6 +239,24 @@ TEST_F(ReplayRun, isDoneByAnOrdinaryUser)
     EXPECT_EQ(json::parse(contentsOf(folder.path() / "manifest.json")).at("user_id"), 1000);
 }
 
+TEST_F(ReplayRun, hasTheTimeZoneOfTheRecording)
+{
+    for (char const* const zone :
+        {"Asia/Tokyo", ":/usr/share/zoneinfo/America/New_York", "JST-9"}) {
+        Folder const folder;
+        std::string const file = folder.path() / "zone.tar.gz";
+        Program record({"record", file, "--tool-limit", "50"});
+        record.environment["TZ"] = zone;
+        Program check({"replay", "--check", file});
+        check.environment["TZ"] = "Europe/Rome";
+
+        Outcome const recorded = record.run();
+
+        EXPECT_EQ(recorded.status, 0) << recorded.err;
+        EXPECT_EQ(check.run().out, EQUAL) << zone;
+    }
+}
+
 TEST_F(ReplayRun, namesTheSettingThatForbidsIt)
 {
     Program limited = replayer({"all", "--json"});
