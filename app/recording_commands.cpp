@@ -75,6 +75,8 @@ Replayed replayed(Recording const& recording, CommandLine const& line,
     if (pipe2(ends, O_CLOEXEC) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe2");
     pid_t const child = fork();
+    if (child < 0)
+        throw std::system_error(errno, std::generic_category(), "fork");
     if (child == 0) {
         dup2(ends[1], STDOUT_FILENO);
         ExitStatus status = EXIT_STATUS_INTERNAL;

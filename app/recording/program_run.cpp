@@ -17,6 +17,9 @@ namespace {
 
 constexpr char const* OWN_PROGRAM = "/proc/self/exe";
 
+/** Set in a process that was started with the object, by startPreloaded. */
+constexpr char const* STARTED = "DOVREL_STARTED_PRELOADED";
+
 [[noreturn]] void fail(char const* call)
 {
     throw std::system_error(errno, std::generic_category(), call);
@@ -108,9 +111,17 @@ void checkPreloadedObject()
         throw RecordingError(object + ": a path with blanks or colons cannot be preloaded");
 }
 
+void failToPreload()
+{
+    throw RecordingError(preloadedObject() + " cannot be preloaded; ld.so(8)");
+}
+
 void startPreloaded(char const* const* arguments)
 {
     checkPreloadedObject();
+    if (std::getenv(STARTED))
+        failToPreload(); // ld.so(8) goes on without an object that it cannot use.
+    setenv(STARTED, "1", 1);
     setenv("LD_PRELOAD", preloadedObject().c_str(), 1);
     execv(OWN_PROGRAM, const_cast<char* const*>(arguments));
     fail("execv");

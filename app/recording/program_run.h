@@ -35,11 +35,15 @@ ProgramRunResult runPreloaded(std::vector<std::string> const& arguments,
     std::function<bool()> const& isStopped);
 
 /** Starts this program again with the object preloaded, in place of this process.
- * @throws std::system_error, RecordingError where the object is missing */
+ * @throws std::system_error
+ * @throws RecordingError where the object is missing, or the first start did not preload it */
 [[noreturn]] void startPreloaded(char const* const* arguments);
 
-/** @throws RecordingError where the object cannot be preloaded */
+/** @throws RecordingError where the object is missing, or its path is none that LD_PRELOAD takes */
 void checkPreloadedObject();
+
+/** For a process that was started with the object and does not have it. @throws RecordingError */
+[[noreturn]] void failToPreload();
 
 /** @return what can be read until the end or an error. */
 std::string readToEnd(int file);

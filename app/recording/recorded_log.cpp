@@ -85,8 +85,8 @@ std::string targetOf(std::string const& link)
 /** The recorded files by their paths without links. */
 class Files {
 public:
-    /** Adds what stands at a path, and each link on the way. @return it; null in a circle of links.
-     */
+    /** Adds what stands at a path, and each link on the way. @return it; null in a circle of links,
+     * and where a file stands in place of a folder. */
     RecordedFile* add(std::string const& path, std::string const& query)
     {
         std::vector<std::string> rest = componentsOf(path);

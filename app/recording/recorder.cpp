@@ -127,8 +127,10 @@ try {
         if (!fs::exists(complete))
             throw RecordingError("not all that was read could be kept in "
                 + folderForTemporaryFiles() + "; is its filesystem full?");
-        if (!WIFEXITED(status) || !fs::exists(folder.path() + "/log"))
-            throw RecordingError("the query of the " + std::string(query) + " did not run");
+        if (!WIFEXITED(status))
+            throw RecordingError("the query of the " + std::string(query) + " was killed");
+        if (!fs::exists(folder.path() + "/log"))
+            failToPreload();
     }
     readRecorded(folder.path(), recording);
     std::string const timeZone = addTimeZone(recording);

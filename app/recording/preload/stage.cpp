@@ -37,8 +37,8 @@ __attribute__((constructor)) void hideFromChildren()
 {
     stage();
     // DOVREL_ANSWER stays for the program's own runs by itself.
-    for (char const* const name :
-        {"LD_PRELOAD", "LD_LIBRARY_PATH", "DOVREL_RECORD", "DOVREL_QUERY"})
+    for (char const* const name : {"LD_PRELOAD", "LD_LIBRARY_PATH", "DOVREL_RECORD", "DOVREL_QUERY",
+             "DOVREL_STARTED_PRELOADED"})
         unsetenv(name);
 }
 

@@ -145,6 +145,8 @@ void record(Command const& command, char* const* environment, std::string const&
             O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     }
     pid_t const child = fork();
+    if (child < 0)
+        _exit(NOT_FOUND);
     if (child == 0) {
         dup2(ends[0][1], STDOUT_FILENO);
         dup2(ends[1][1], STDERR_FILENO);
