@@ -305,6 +305,22 @@ std::vector<std::string> argumentsIn(std::string const& text)
     return arguments;
 }
 
+/** @return the variable that the query looks for; the others of the first process may be secrets.
+ */
+std::string containerVariable(std::string const& environment)
+{
+    for (std::string const& variable : argumentsIn(environment))
+        if (variable.rfind("container=", 0) == 0)
+            return variable + '\0';
+    return {};
+}
+
+/** @return the file, or nothing where the process that wrote it was killed before. */
+std::string textIfThere(std::string const& file)
+{
+    return fs::exists(file) ? storedText(file) : std::string();
+}
+
 std::vector<RecordedTool> toolsIn(std::string const& folder, std::vector<Entry> const& entries)
 {
     std::vector<std::string> names;
@@ -318,17 +334,17 @@ std::vector<RecordedTool> toolsIn(std::string const& folder, std::vector<Entry> 
     for (std::string const& name : names) {
         std::string const file = std::string(folder).append("/tools/").append(name);
         RecordedTool tool;
-        tool.command = argumentsIn(storedText(file + ".command"));
-        tool.output = storedText(file + ".out");
-        tool.errors = storedText(file + ".err");
+        tool.command = argumentsIn(textIfThere(file + ".command"));
+        tool.output = textIfThere(file + ".out");
+        tool.errors = textIfThere(file + ".err");
         tool.outputSize = tool.output.size();
         tool.errorsSize = tool.errors.size();
         tool.queries = queries[name];
         tool.status = -1;
-        std::istringstream status(
-            fs::exists(file + ".status") ? storedText(file + ".status") : std::string());
+        std::istringstream status(textIfThere(file + ".status"));
         status >> tool.status >> tool.seconds >> tool.outputSize >> tool.errorsSize;
-        tools.push_back(std::move(tool));
+        if (!tool.command.empty())
+            tools.push_back(std::move(tool));
     }
     return tools;
 }
@@ -365,6 +381,10 @@ void readRecorded(std::string const& folder, Recording& recording)
             continue;
         file->content = storedText(kept);
         file->size = access.size.value_or(file->content.size());
+        if (path == "/proc/1/environ") {
+            file->content = containerVariable(file->content);
+            file->size = file->content.size();
+        }
         if (fs::exists(keptLater)) {
             RecordedFile later = *file;
             later.content = storedText(keptLater);

@@ -75,6 +75,8 @@ protected:
     void record(std::vector<std::string> const& options)
     {
         m_file->build();
+        machine.file(
+            "/proc/1/environ", std::string_view("PASSWORD=x\0container=lxc\0HOME=/\0", 32));
         machine.link("/proc/self/exe", DOVREL_PROGRAM); // Which record runs.
         RunningMachine const running;
         std::vector<std::string> arguments = {"record", RECORDING};
@@ -200,6 +202,14 @@ TEST_P(Recordings, replayTheMachinesOwnDocument)
 
     EXPECT_EQ(replay.output(), document) << replay.errors();
     EXPECT_EQ(check.status(), 0) << check.output() << check.errors();
+}
+
+TEST_P(Recordings, haveOneVariableOfTheFirstProcess)
+{
+    record({});
+    std::string const everything = everythingIn(archive);
+    EXPECT_EQ(everything.find("PASSWORD"), std::string::npos);
+    EXPECT_NE(everything.find(std::string_view("\ncontainer=lxc\0\n", 16)), std::string::npos);
 }
 
 TEST_P(Recordings, areConsistentWhereRedacted)

@@ -17,20 +17,6 @@ bool endsWith(std::string_view text, std::string_view end)
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-/** The variables of an environment, proc_pid_environ(5), without those that may hold secrets. */
-std::string reducedEnvironment(std::string_view environment)
-{
-    constexpr std::string_view KEPT = "container=";
-    std::string result;
-    while (!environment.empty()) {
-        std::string_view const variable = environment.substr(0, environment.find('\0'));
-        if (variable.substr(0, KEPT.size()) == KEPT)
-            result += std::string(variable) + '\0';
-        environment.remove_prefix(std::min(variable.size() + 1, environment.size()));
-    }
-    return result;
-}
-
 /** Replaces the values in each part of a recording. */
 class Redaction {
 public:
@@ -45,8 +31,6 @@ public:
     void file(RecordedFile& file)
     {
         size_t const size = file.content.size();
-        if (endsWith(file.path, "/environ"))
-            file.content = reducedEnvironment(file.content);
         if (endsWith(file.path, "/net/route"))
             file.content = m_routes.replaced(file.content, m_counts);
         else

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
 #include <fcntl.h>
 #include <fstream>
 #include <malloc.h>
@@ -49,6 +48,12 @@ long usedKibibytes()
     return usage.ru_maxrss;
 }
 
+double secondsOf(timeval const& time)
+{
+    constexpr double MICROSECONDS = 1e6;
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / MICROSECONDS;
+}
+
 /** Writes the message and the memory that the reading needed beyond what the parent has. */
 void readInThisProcess(std::string const& file, int output)
 {
@@ -68,7 +73,6 @@ ReadingProcess readInChild(std::string const& archive)
     std::string const file = folder.file("archive", archive);
     testkit::Channel channel = testkit::Channel::pipe();
     malloc_trim(0); // The child must not use what the parent has freed.
-    auto const start = std::chrono::steady_clock::now();
     pid_t const child = fork();
     if (child < 0)
         testkit::fail("fork", "");
@@ -80,14 +84,15 @@ ReadingProcess readInChild(std::string const& archive)
     for (ssize_t count = 0; (count = read(channel.reader, piece.data(), piece.size())) > 0;)
         text.append(piece.data(), static_cast<size_t>(count));
     int status = 0;
-    if (waitpid(child, &status, 0) != child)
-        testkit::fail("waitpid", "");
-    std::chrono::duration<double> const time = std::chrono::steady_clock::now() - start;
+    rusage usage = {};
+    if (wait4(child, &status, 0, &usage) != child)
+        testkit::fail("wait4", "");
+    double const seconds = secondsOf(usage.ru_utime) + secondsOf(usage.ru_stime);
     size_t const blank = text.find(' ');
     if (WIFSIGNALED(status) || blank == std::string::npos)
-        return {"signal " + std::to_string(WTERMSIG(status)), time.count(), 0};
-    return {text.substr(blank + 1), time.count(),
-        MEMORY_IS_MEASURED ? std::stol(text.substr(0, blank)) : 0};
+        return {"signal " + std::to_string(WTERMSIG(status)), seconds, 0};
+    return {
+        text.substr(blank + 1), seconds, MEMORY_IS_MEASURED ? std::stol(text.substr(0, blank)) : 0};
 }
 
 void expectRefused(std::string const& archive, std::string const& expected)

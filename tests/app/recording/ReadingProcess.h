@@ -7,7 +7,7 @@ namespace app_test {
 /** A reading of an archive in a child process, which may create no file. */
 struct ReadingProcess {
     std::string message; ///< of its ArchiveError; "read" where there was none
-    double seconds = 0;
+    double seconds = 0; ///< of the processor, which other processes do not lengthen
     long kibibytes = 0; ///< the most memory that it needed; 0 with the address sanitizer
 };
 

@@ -282,15 +282,6 @@ TEST(Redaction, aGuestsSerialNumberFollowsItsUuid)
     EXPECT_EQ(uuid.substr(19, 4), pair(8) + pair(9));
 }
 
-TEST(Redaction, theEnvironmentKeepsOnlyTheContainer)
-{
-    using namespace std::string_literals;
-    auto const recording =
-        redactedFile("/proc/1/environ", "PASSWORD=x\0container=lxc\0HOME=/home/somebody\0"s);
-    EXPECT_EQ(recording.files[0].content, "container=lxc\0"s);
-    EXPECT_EQ(recording.files[0].size, recording.files[0].content.size());
-}
-
 TEST(Redaction, theFilesStaySortedByPath)
 {
     RandomMachine const machine;
