@@ -123,7 +123,12 @@ void readAddress(Words& words, Answers& out)
     std::string const text = words.text();
     size_t const slash = text.find('/');
     address.address = text.substr(0, slash);
-    address.prefix = static_cast<unsigned>(std::stoul(text.substr(slash + 1)));
+    constexpr unsigned IPV4_BITS = 32;
+    constexpr unsigned IPV6_BITS = 128;
+    unsigned long const prefix = std::stoul(text.substr(slash + 1));
+    if (prefix > (address.address.find(':') == std::string::npos ? IPV4_BITS : IPV6_BITS))
+        throw std::out_of_range(text);
+    address.prefix = static_cast<unsigned>(prefix);
     if (!words.done()) {
         words.text(); // "broadcast" or "peer".
         address.other = words.text();

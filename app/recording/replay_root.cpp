@@ -1,6 +1,7 @@
 #include "app/recording/replay_root.h"
 
 #include "app/recording/Answers.h"
+#include "app/recording/answer_line.h"
 #include "app/recording/archive/ArchiveError.h"
 #include "app/recording/recorded_log.h"
 #include "app/recording/stored_file.h"
@@ -8,11 +9,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <linux/capability.h>
 #include <sched.h>
+#include <set>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -154,16 +157,35 @@ void makeFile(RecordedFile const& file)
     }
 }
 
-/** @throws ArchiveError where a line of the answers is wrong */
+/** @throws ArchiveError where a line of the answers is wrong, or an address has no adapter */
 void checkAnswers(Recording const& recording)
 {
-    Answers ignored;
+    Answers answers;
     for (std::string const& line : recording.answers)
         try {
-            addAnswer(line, ignored);
+            addAnswer(line, answers);
         } catch (std::runtime_error const& error) {
             refuse("the answer " + line, error.what());
         }
+    std::set<std::string> adapters;
+    for (auto const& [name, adapter] : answers.adapters)
+        adapters.insert(name);
+    for (Answers::Address const& address : answers.addresses)
+        if (adapters.count(address.name.substr(0, address.name.find(':'))) == 0)
+            refuse("the address " + address.address, "it has no adapter " + asWord(address.name));
+}
+
+/** Makes times those of the recorded machine. The C library opens its file without a limit of time,
+ * so anything but a regular file could block the replay. */
+void useRecordedTimeZone()
+{
+    struct stat zone { };
+    bool const isFile = stat("/etc/localtime", &zone) == 0 && S_ISREG(zone.st_mode);
+    if (isFile)
+        unsetenv("TZ");
+    else
+        setenv("TZ", "UTC0", 1);
+    tzset();
 }
 
 using AnswerFrom = void (*)(char const*);
@@ -196,6 +218,7 @@ void enterRecording(Recording const& recording)
     } catch (std::system_error const& error) {
         refuse("the recorded files", error.what());
     }
+    useRecordedTimeZone();
     dropCapabilities();
     unsetenv("TZ"); // /etc/localtime has the recorded machine's.
     answerFunction()(ANSWERS_FOLDER);

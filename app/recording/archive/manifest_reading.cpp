@@ -271,8 +271,8 @@ Recording recordingOf(std::string const& text, TakeMember const& take)
     recording.version = manifest.text("version");
     recording.architecture = manifest.text("architecture");
     recording.time = manifest.signedNumber("time_seconds");
-    recording.user =
-        static_cast<unsigned>(manifest.number("user_id", std::numeric_limits<unsigned>::max()));
+    constexpr unsigned MOST_USER = std::numeric_limits<unsigned>::max() - 1; // -1 is no user.
+    recording.user = static_cast<unsigned>(manifest.number("user_id", MOST_USER));
     recording.redacted = manifest.flag("redacted");
     recording.replacements = replacementsOf(manifest);
     recording.files = filesOf(manifest, "files", take);

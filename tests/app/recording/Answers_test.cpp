@@ -76,7 +76,8 @@ TEST(Answers, areRefusedWhereALineIsWrong)
     for (char const* const line :
         {"", "reboot", "uname 6.8", "uname 6.8 x86_64 more", "statvfs / 1 2 3", "sector /dev/sda x",
             "statvfs / 99999999999999999999999 1 1 1 1 1 1", "adapter eth0 2 sideways",
-            "hostname \"open", "netlink 26 0 zz", "netlink 26 0 123"}) {
+            "address eth0 192.0.2.7/33", "address eth0 2001:db8::7/129", "hostname \"open",
+            "netlink 26 0 zz", "netlink 26 0 123"}) {
         Answers answers;
         EXPECT_THROW(addAnswer(line, answers), std::runtime_error) << line;
     }

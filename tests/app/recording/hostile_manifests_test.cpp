@@ -140,7 +140,7 @@ TEST(HostileManifest, isRefusedWithValuesOfAnotherType)
         withValue("/tools/0/status", 65536), "tools[0]: its \"status\" is not a whole number");
     expectRefused(withValue("/tools/0/output", nullptr), "tools[0].output: it is no object");
     expectRefused(
-        withValue("/user_id", 4294967296), "manifest.json: its \"user_id\" is not a whole");
+        withValue("/user_id", 4294967295), "manifest.json: its \"user_id\" is not a whole");
     expectRefused(withValue("/time_seconds", std::numeric_limits<uint64_t>::max()),
         "manifest.json: its \"time_seconds\"");
     expectRefused(withValue("/replacements", {1}), "replacements[0]: it is no object");

@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -69,6 +70,23 @@ protected:
     static Outcome replay(std::vector<std::string> arguments)
     {
         return replayer(std::move(arguments)).run();
+    }
+
+    /** @return the recording with a changed manifest. The archive keeps only members that it
+     * names. */
+    static std::string withManifest(Folder const& folder, std::function<void(json&)> const& change)
+    {
+        std::string const unpacked = (folder.path() / "unpacked").string();
+        testkit::runs("mkdir " + unpacked + " && tar -C " + unpacked + " -xzf " + s_file);
+        json manifest = json::parse(contentsOf(folder.path() / "unpacked/manifest.json"));
+        change(manifest);
+        folder.file("unpacked/manifest.json", manifest.dump());
+        std::string const text = manifest.dump();
+        if (text.find("root/etc/localtime") == std::string::npos)
+            testkit::runs("rm -f " + unpacked + "/root/etc/localtime");
+        std::string const file = folder.path() / "changed.tar.gz";
+        EXPECT_TRUE(runs("cd " + unpacked + " && tar --format=ustar -czf " + file + " *"));
+        return file;
     }
 
     static std::unique_ptr<Folder> s_folder;
@@ -198,6 +216,47 @@ TEST_F(ReplayRun, reportsADifferentDocument)
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_DIFFERENT);
     EXPECT_EQ(outcome.out, "/memory/total_bytes: recorded 1, replayed " + total + "\n");
     EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(ReplayRun, hasTheTimesOfTheRecordedZone)
+{
+    Program program = replayer({"all", "--json"});
+    program.environment = {{"TZ", "XYZ-9"}};
+
+    EXPECT_EQ(program.run().out, s_text);
+}
+
+TEST_F(ReplayRun, refusesAnAddressOfNoAdapter)
+{
+    Folder const folder;
+    std::string const file = withManifest(folder, [](json& manifest) {
+        manifest.at("answers").push_back("address none%1B[31m 192.0.2.7/24");
+    });
+
+    Outcome const outcome = Program({"replay", file, "networks"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+        "dovrel-sysinfo: the address 192.0.2.7: it has no adapter \"none\\033[31m\"\n");
+}
+
+TEST_F(ReplayRun, isNotBlockedByAFifoInPlaceOfTheTimeZone)
+{
+    Folder const folder;
+    std::string const file = withManifest(folder, [](json& manifest) {
+        json& files = manifest.at("files");
+        for (size_t i = files.size(); i-- > 0;)
+            if (files[i].at("path").get<std::string>() == "/etc/localtime")
+                files.erase(i);
+        files.push_back({{"path", "/etc/localtime"}, {"kind", "other"}, {"mode", "0644"},
+            {"size", 0}, {"opened", false}, {"queries", json::array()}});
+    });
+
+    Outcome const outcome = Program({"replay", file, "system", "--json"}).run();
+
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("+00:00\""));
 }
 
 TEST_F(ReplayRun, refusesAFileThatIsNoRecording)
