@@ -136,6 +136,7 @@ bool TimedChild::readAny(Clock::time_point deadline)
     using std::chrono::milliseconds;
     auto const children = writers();
     std::vector<pollfd> readers;
+    readers.reserve(children.size());
     for (TimedChild const* const child : children)
         readers.push_back({child->m_ends[0], POLLIN, 0});
     auto const left = std::chrono::ceil<milliseconds>(deadline - Clock::now());

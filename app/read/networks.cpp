@@ -164,7 +164,7 @@ std::optional<std::string> kindOf(Found const& found)
 /** @return the kernel's word for the state of the link, RFC 2863. */
 std::optional<std::string> operationalState(std::string const& path)
 {
-    auto const state = readLine(path);
+    auto state = readLine(path);
     if (!state || state == "unknown")
         return std::nullopt;
     for (char const* const word :

@@ -82,9 +82,9 @@ std::string addTimeZone(Recording& recording)
     char const* const zone = std::getenv("TZ");
     std::string name = zone ? zone : "";
     name.erase(0, name.rfind(':', 0) == 0 ? 1 : 0);
-    std::string const source = !zone || name.empty() ? PLACE
-        : name.front() == '/'                        ? name
-                                                     : "/usr/share/zoneinfo/" + name;
+    std::string source = !zone || name.empty() ? PLACE
+        : name.front() == '/'                  ? name
+                                               : "/usr/share/zoneinfo/" + name;
     std::error_code error;
     if (!fs::is_regular_file(source, error)
         || fs::file_size(source, error) > Recording::MOST_CONTENT)

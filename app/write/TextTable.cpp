@@ -289,7 +289,7 @@ std::vector<std::string> broken(std::string const& line, Layout const& layout)
         if (bytes <= indentation.size())
             break; // Not even one character fits.
         parts.push_back(rest.substr(0, bytes));
-        rest = indentation + rest.substr(bytes);
+        rest.replace(0, bytes, indentation);
     }
     parts.push_back(rest);
     return parts;

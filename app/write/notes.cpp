@@ -90,6 +90,7 @@ std::string textOfFacts(
 {
     constexpr char const* OF_ONE = " for it";
     std::vector<std::string> facts;
+    facts.reserve(differences.size());
     for (Difference const* const difference : differences)
         facts.push_back(
             factText(difference->fact) + " " + libraryText(difference->library, difference->fact));

@@ -71,7 +71,7 @@ std::string recoveryLine(Recovery const& recovery)
 
 std::string stateText(Recovery const& recovery, int64_t now)
 {
-    std::string const state = stateText(recovery);
+    std::string state = stateText(recovery);
     if (!recovery.hasEnded(now))
         return state;
     RecoveryOutcome const outcome = recovery.outcome();

@@ -63,6 +63,7 @@ public:
     std::vector<Replacement> replacements() const
     {
         std::vector<Replacement> result;
+        result.reserve(std::size(REDACTED_KINDS));
         for (char const* const kind : REDACTED_KINDS)
             result.push_back({kind, 0, 0});
         for (size_t i = 0; i < m_kinds.size(); ++i) {

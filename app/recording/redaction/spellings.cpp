@@ -276,7 +276,8 @@ void addValue(Spelling& spelling, RedactedValues const& values, RedactedValue co
         std::string const to =
             isName(value.kind) ? value.replacement : filled(form, value.replacement);
         for (auto const& [before, behind] : value.places)
-            spelling.addEncoded(before + form + behind, before + to + behind, TextPattern::WORD);
+            spelling.addEncoded(std::string(before).append(form).append(behind),
+                std::string(before).append(to).append(behind), TextPattern::WORD);
         if (!isEverywhere)
             continue;
         spelling.addEncoded(form, to, border);
