@@ -146,7 +146,7 @@ Recording oddRecording()
     recording.version = "1.2.3 \xff";
     recording.architecture = "i386";
     recording.time = -1;
-    recording.user = std::numeric_limits<unsigned>::max();
+    recording.user = std::numeric_limits<unsigned>::max() - 1;
     recording.files = oddFiles();
     std::sort(recording.files.begin(), recording.files.end(),
         [](RecordedFile const& one, RecordedFile const& other) { return one.path < other.path; });
