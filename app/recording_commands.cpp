@@ -102,7 +102,7 @@ Replayed replayed(Recording const& recording, CommandLine const& line,
 ExitStatus check(Recording const& recording, std::function<ExitStatus(CommandLine)> const& show)
 {
     // Only what hung on the recorded machine waits for it; a busy machine needs more than usual.
-    constexpr char const* LIMIT = "20";
+    constexpr char const* LIMIT = "10";
     char const* const arguments[] = {PROGRAM_NAME, "all", "--json", "--tool-limit", LIMIT};
     Replayed const result =
         replayed(recording, readCommandLine(std::size(arguments), arguments), show);

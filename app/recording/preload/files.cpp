@@ -25,6 +25,7 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 
 using app::asWord;
 using app::errorName;
@@ -311,22 +312,32 @@ FILE* openStream(char const* path, char const* mode, char const* function)
     return next(placeOf(path).c_str(), mode);
 }
 
+using FileIdentity = std::pair<dev_t, ino64_t>;
+
+/** The errors of read(2) by the files that stand for the unreadable ones. */
+std::map<FileIdentity, int> readErrors()
+{
+    static auto* const realStat = real<int(char const*, struct stat64*)>("stat64");
+    std::map<FileIdentity, int> errors;
+    for (auto const& [path, refusal] : answers().refusals) {
+        struct stat64 status { };
+        if (refusal.read != 0 && realStat(path.c_str(), &status) == 0)
+            errors[{status.st_dev, status.st_ino}] = refusal.read;
+    }
+    return errors;
+}
+
 /** @return 0, or the recorded errno of read(2). */
 int readError(int file)
 {
     static auto* const realFstat = real<int(int, struct stat64*)>("fstat64");
-    static auto* const realStat = real<int(char const*, struct stat64*)>("stat64");
     struct stat64 opened { };
     if (!answersCalls() || answers().refusals.empty() || realFstat(file, &opened) != 0
         || !S_ISREG(opened.st_mode))
         return 0;
-    for (auto const& [path, refusal] : answers().refusals) {
-        struct stat64 status { };
-        if (refusal.read != 0 && realStat(path.c_str(), &status) == 0
-            && status.st_ino == opened.st_ino && status.st_dev == opened.st_dev)
-            return refusal.read;
-    }
-    return 0;
+    static std::map<FileIdentity, int> const errors = readErrors();
+    auto const found = errors.find({opened.st_dev, opened.st_ino});
+    return found == errors.end() ? 0 : found->second;
 }
 
 /**

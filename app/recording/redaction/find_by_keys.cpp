@@ -31,6 +31,12 @@ constexpr Key KEYS[] = {
     // udev
     {"ID_SERIAL_SHORT=", "", Kind::SERIAL_NUMBER},
     {"ID_SCSI_SERIAL=", "", Kind::SERIAL_NUMBER},
+    {"ID_USB_SERIAL_SHORT=", "", Kind::SERIAL_NUMBER},
+    {"SCSI_IDENT_SERIAL=", "", Kind::SERIAL_NUMBER},
+    {"SCSI_IDENT_LUN_NAA_REG=", "", Kind::WWN},
+    {"SCSI_IDENT_LUN_NAA_REGEXT=", "", Kind::WWN},
+    {"SCSI_IDENT_LUN_EUI64=", "", Kind::WWN},
+    {"SCSI_IDENT_PORT_NAA_REG=", "", Kind::WWN},
     {"ID_NAME_SERIAL=", "", Kind::SERIAL_NUMBER},
     {"ID_WWN=0x", "", Kind::WWN},
     {"ID_WWN_WITH_EXTENSION=0x", "", Kind::WWN},
@@ -197,6 +203,9 @@ void findDiskIds(std::string_view line, RedactedValues& values)
         std::string_view const rest = line.substr(place + FOLDER.size());
         findInDiskId(rest.substr(0, rest.find_first_of(" \t\"',;)]}/")), values);
     }
+    constexpr std::string_view UUID = "DM_UUID=";
+    if (size_t const place = line.find(UUID); place != std::string_view::npos)
+        findInDiskId("dm-uuid-" + std::string(line.substr(place + UUID.size())), values);
 }
 
 }

@@ -185,6 +185,20 @@ void findInPhysicalVolumes(std::string_view text, RedactedValues& values)
     }
 }
 
+/** The hardware address in a name such as "wlx020000000001", which may not be the present one. */
+void findInAdapterName(std::string_view path, RedactedValues& values)
+{
+    constexpr std::string_view FOLDER = "/net/";
+    constexpr size_t DIGITS = 12;
+    std::string_view name = path.substr(path.find(FOLDER) + FOLDER.size());
+    name = name.substr(0, name.find('/'));
+    if (name.size() <= DIGITS || name[name.size() - DIGITS - 1] != 'x')
+        return;
+    std::string_view const digits = name.substr(name.size() - DIGITS);
+    if (isHex(digits))
+        values.addresses.addHardware(bytesOf(digits));
+}
+
 /** A bridge's "8000.020000000001", and an adapter's hardware addresses of other lengths. */
 void findInAdapterFile(std::string_view path, std::string_view line, RedactedValues& values)
 {
@@ -204,6 +218,8 @@ void findInFile(RecordedFile const& file, RedactedValues& values)
 {
     std::string_view const path = file.path;
     std::string_view const line = firstLine(file.content);
+    if (path.find("/net/") != std::string_view::npos)
+        findInAdapterName(path, values);
     if (auto const kind = kindOfContent(path))
         addValue(*kind, line, values);
     else if (endsWith(path, "/dm/name"))

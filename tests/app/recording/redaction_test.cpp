@@ -282,6 +282,29 @@ TEST(Redaction, aGuestsSerialNumberFollowsItsUuid)
     EXPECT_EQ(uuid.substr(19, 4), pair(8) + pair(9));
 }
 
+TEST(Redaction, theIdentifiersOfUdevAreReplaced)
+{
+    Recording recording;
+    recording.files = {file("/run/udev/data/b8:2",
+        "E:ID_USB_SERIAL=Acme_Stick_4C530001\nE:ID_USB_SERIAL_SHORT=4C530001\n"
+        "E:SCSI_IDENT_SERIAL=ZA1B2C3D\nE:SCSI_IDENT_LUN_NAA_REG=5000c500a0b1c2d3\n"
+        "E:DM_UUID=LVM-AbCdEfGhIjKlMnOpQrStUvWxYz0123456789AbCdEfGhIjKlMnOpQrStUvWxYz01\n")};
+    app::redact(recording);
+    for (char const* const value : {"4C530001", "ZA1B2C3D", "5000c500a0b1c2d3", "AbCdEfGh"})
+        EXPECT_THAT(recording.files[0].content, Not(HasSubstr(value)));
+    EXPECT_THAT(recording.files[0].content, HasSubstr("E:ID_USB_SERIAL=Acme_Stick_"));
+}
+
+TEST(Redaction, theAddressInAnAdaptersNameIsReplaced)
+{
+    Recording recording;
+    recording.files = {file("/sys/class/net/wlx5c6d7e8f9a0b/address", "02:11:22:33:44:55\n")};
+    app::redact(recording);
+    EXPECT_THAT(
+        recording.files[0].path, MatchesRegex("/sys/class/net/wlx5c6d7e[0-9a-f]{6}/address"));
+    EXPECT_THAT(recording.files[0].path, Not(HasSubstr("8f9a0b")));
+}
+
 TEST(Redaction, theFilesStaySortedByPath)
 {
     RandomMachine const machine;
