@@ -56,6 +56,7 @@ constexpr Key KEYS[] = {
     {"PARTLABEL=", WORD_ENDS, Kind::VOLUME_LABEL},
     {"HOSTNAME=", WORD_ENDS, Kind::HOST_NAME},
     // mount(8), mount.cifs(8)
+    {"domain=", WORD_ENDS, Kind::HOST_NAME},
     {"username=", WORD_ENDS, Kind::USER_NAME},
     {"user=", WORD_ENDS, Kind::USER_NAME},
     {"uid=", WORD_ENDS, Kind::USER_NAME},

@@ -295,6 +295,17 @@ TEST(Redaction, theIdentifiersOfUdevAreReplaced)
     EXPECT_THAT(recording.files[0].content, HasSubstr("E:ID_USB_SERIAL=Acme_Stick_"));
 }
 
+TEST(Redaction, theDomainAndTheUserOfACifsMountAreReplaced)
+{
+    Recording recording;
+    recording.files = {file("/proc/self/mounts",
+        "//10.0.0.9/s /mnt cifs rw,username=gerda,domain=MUPPETDOM,uid=0 0 0\n")};
+    app::redact(recording);
+    EXPECT_THAT(recording.files[0].content, Not(HasSubstr("MUPPETDOM")));
+    EXPECT_THAT(recording.files[0].content, Not(HasSubstr("gerda")));
+    EXPECT_THAT(recording.files[0].content, HasSubstr(",domain="));
+}
+
 TEST(Redaction, theAddressInAnAdaptersNameIsReplaced)
 {
     Recording recording;
