@@ -30,7 +30,7 @@ public:
 private:
     [[noreturn]] static void draw(int texts);
 
-    int m_texts = -1; // A socket to the child, one packet a text.
+    int m_texts = -1; // A socket to the child. Each message is one packet.
     pid_t m_child = -1;
 };
 

@@ -8,7 +8,7 @@ namespace app {
 enum class ListOrder { COUNTS, DOES_NOT_COUNT };
 
 /** @return a line for each value in which two JSON documents differ: its path, the recorded and the
- * replayed value. A line of its own says that one of them is no document. */
+ * replayed value. Where one of them is no document, the only line says so. */
 std::string documentDifferences(
     std::string const& recorded, std::string const& replayed, ListOrder order);
 
