@@ -23,7 +23,7 @@ std::string_view withoutQuotes(std::string_view value)
     if (value.empty() || value.front() != value.back()
         || (value.front() != '"' && value.front() != '\''))
         return value;
-    return value.size() == 1 ? std::string_view() : value.substr(1, value.size() - 2);
+    return value.substr(1, std::max<size_t>(value.size(), 2) - 2);
 }
 
 /** Why a file could not be read. */
@@ -34,20 +34,18 @@ struct Failure {
 
 Failure readWhole(char const* path, bool mayBeMissing, std::string& text)
 {
-    SourceFile file(path);
-    if (!file) // Any reason counts as a missing file.
+    SourceFileBuffer file(path, SourceKind::any);
+    if (!file.isOpen()) // Any reason counts as a missing file.
         return mayBeMissing ? Failure{} : Failure{ENOENT, L" not found!"};
-    size_t piece = 2048;
-    while (file.good() && text.size() <= IniFile::LARGEST_FILE) {
-        size_t const length = text.size();
-        piece *= 2;
-        text.resize(length + piece);
-        file.read(text.data() + length, static_cast<std::streamsize>(piece));
-        text.resize(length + static_cast<size_t>(file.gcount()));
-    }
-    if (text.size() > IniFile::LARGEST_FILE)
-        return {EFBIG, L" is too large!"};
-    return {file.readError(), L" could not be read!"};
+    static_assert(IniFile::LARGEST_FILE == SourceFileBuffer::LARGEST_SIZE);
+    char piece[8192];
+    std::streamsize got;
+    do {
+        got = file.sgetn(piece, sizeof piece);
+        text.append(piece, static_cast<size_t>(got));
+    } while (got == sizeof piece);
+    return {
+        file.readError(), file.readError() == EFBIG ? L" is too large!" : L" could not be read!"};
 }
 
 wchar_t lower(wchar_t character)
@@ -67,13 +65,12 @@ wchar_t lowerAscii(wchar_t character)
     return character >= L'A' && character <= L'Z' ? character - L'A' + L'a' : character;
 }
 
-constexpr wchar_t ASCII_END = 0x80;
-
-/** @return false in a Turkish locale, where towlower(3) maps "I" to a letter that is not ASCII. */
+/** @return false in a Turkish locale, where towlower(3) maps "I" to a letter that is not ASCII.
+ * towlower(3) changes upper-case letters only, in every locale. */
 bool lowersAsciiToAscii()
 {
-    for (wchar_t character = 0; character < ASCII_END; ++character)
-        if (lower(character) != lowerAscii(character))
+    for (wchar_t letter = L'A'; letter <= L'Z'; ++letter)
+        if (lower(letter) != lowerAscii(letter))
             return false;
     return true;
 }
@@ -95,7 +92,7 @@ public:
             bits |= original[i];
             folded[i] = lowerAscii(original[i]);
         }
-        if (bits < 0 || bits >= ASCII_END || !asciiStaysAscii)
+        if (bits < 0 || bits >= 0x80 || !asciiStaysAscii)
             std::transform(original, original + length, folded, lower);
         m_text = {folded, length};
     }
@@ -124,6 +121,8 @@ struct NameOrder {
 };
 
 struct Entry {
+    Entry(string&& name, char const* text) : key(std::move(name)), value(text) { }
+
     string key;
     string value;
 };
@@ -143,24 +142,37 @@ struct Section {
  */
 class IniFile::Entries {
 public:
-    explicit Entries(std::string_view text)
+    /** Writes terminators into @p text, so that its parts need not be copied for conversion. */
+    explicit Entries(std::string& text)
     {
+        auto const terminated = [&text](std::string_view part) {
+            text[static_cast<size_t>(part.data() + part.size() - text.data())] = '\0';
+            return part.data();
+        };
         string spelling;
+        bool isListed = false; // Whether the spelling has an entry.
         Section* section = nullptr; // Created for its first entry.
-        while (!text.empty()) {
-            std::string_view line = text.substr(0, text.find('\n'));
-            text.remove_prefix(std::min(line.size() + 1, text.size()));
+        for (std::string_view rest = text; !rest.empty();) {
+            std::string_view line = rest.substr(0, rest.find('\n'));
+            rest.remove_prefix(std::min(line.size() + 1, rest.size()));
             line = trimmed(line.substr(0, line.find(';')));
             size_t const sign = line.find('=');
             if (line.starts_with('[')) {
-                spelling = std::string(trimmed(line.substr(1, line.find(']') - 1)));
+                spelling = terminated(trimmed(line.substr(1, line.find(']') - 1)));
+                isListed = false;
                 section = nullptr;
             } else if (sign != std::string_view::npos) {
                 if (!section)
                     section = &m_sections[std::wstring(folded(spelling).text())];
-                string key(std::string(trimmed(line.substr(0, sign))));
-                if (add(*section, std::move(key), trimmed(line.substr(sign + 1))))
+                char const* const value = terminated(withoutQuotes(trimmed(line.substr(sign + 1))));
+                string key(terminated(trimmed(line.substr(0, sign))));
+                std::wstring name(folded(key).text());
+                if (!section->entries.try_emplace(std::move(name), std::move(key), value).second)
+                    continue;
+                ++m_size;
+                if (!isListed)
                     section->spellings.insert(spelling);
+                isListed = true;
             }
         }
     }
@@ -188,17 +200,6 @@ public:
 
 private:
     FoldedName folded(string const& name) const { return {name, m_asciiStaysAscii}; }
-
-    /** Adds an entry unless the key exists. @return whether the key is new. */
-    bool add(Section& section, string&& key, std::string_view value)
-    {
-        auto const [at, isNew] = section.entries.try_emplace(std::wstring(folded(key).text()));
-        if (isNew) {
-            at->second = {std::move(key), std::string(withoutQuotes(value))};
-            ++m_size;
-        }
-        return isNew;
-    }
 
     bool const m_asciiStaysAscii = lowersAsciiToAscii();
     std::map<std::wstring, Section, NameOrder> m_sections;

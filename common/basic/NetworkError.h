@@ -16,11 +16,14 @@ class DOVREL_EXPORT NetworkError : public std::exception {
 public:
     /** Sets code 0, no error, and an empty message. */
     NetworkError() noexcept;
+
+    /** Sets the code and composes the message. */
     explicit NetworkError(int code);
     NetworkError(NetworkError const&) = default;
     NetworkError& operator=(NetworkError const&) = default;
     ~NetworkError() override;
 
+    /** Sets the code and composes the message, see `makeString`. */
     NetworkError& operator=(int code);
 
     /** @return for example `Network Error: code = -2`. */
@@ -29,12 +32,16 @@ public:
     /** Composes the message again. */
     virtual void makeString();
 
+    /** @return the same message. */
     virtual std::string const& toString() const;
 
+    /** @return the code; 0 for no error. */
     int code() const noexcept { return m_code; }
 
     /** @return whether the code is not 0. Not explicit: hosts return and pass it as a `bool`. */
     operator bool() const noexcept { return m_code != 0; }
+
+    /** @return whether the code is 0. */
     bool operator!() const noexcept { return m_code == 0; }
 
 private:

@@ -79,8 +79,14 @@ int openRegular(char const* path)
         char name[32];
         std::snprintf(name, sizeof name, "/proc/self/fd/%d", reference);
         descriptor = openBreakingLease(name);
-        if (descriptor < 0 && errno == ENOENT) // /proc is not mounted.
+        if (descriptor < 0 && errno == ENOENT) { // /proc is not mounted.
             descriptor = openBreakingLease(path);
+            // Another file may have replaced the checked one.
+            if (descriptor >= 0 && !isRegular(descriptor)) {
+                ::close(std::exchange(descriptor, -1));
+                errno = EINVAL;
+            }
+        }
     }
     int const error = errno;
     ::close(reference);
@@ -94,11 +100,6 @@ int openRegular(char const* path)
 SourceFileBuffer::SourceFileBuffer(char const* path, SourceKind kind)
     : m_descriptor(kind == SourceKind::regular ? openRegular(path) : openBreakingLease(path))
 {
-    // Without /proc, another file may have replaced the checked one.
-    if (m_descriptor >= 0 && kind == SourceKind::regular && !isRegular(m_descriptor)) {
-        ::close(std::exchange(m_descriptor, -1));
-        errno = EINVAL;
-    }
 }
 
 SourceFileBuffer::~SourceFileBuffer()
@@ -109,10 +110,30 @@ SourceFileBuffer::~SourceFileBuffer()
 
 ssize_t SourceFileBuffer::readSome(char* out, size_t count)
 {
-    ssize_t const got = retryInterrupted([&] { return ::read(m_descriptor, out, count); });
-    if (got < 0 && m_readError == 0)
+    if (m_readError != 0)
+        return -1; // The data has ended.
+    ssize_t got = retryInterrupted([&] { return ::read(m_descriptor, out, count); });
+    m_size += static_cast<size_t>(std::max<ssize_t>(got, 0));
+    if (m_size > LARGEST_SIZE) {
+        errno = EFBIG;
+        got = -1;
+    }
+    if (got < 0)
         m_readError = errno;
     return got;
+}
+
+void SourceFileBuffer::readAhead()
+{
+    constexpr size_t PAGE = 4096;
+    m_rest.assign(gptr(), egptr());
+    size_t length = m_rest.size();
+    for (ssize_t got = 1; got > 0; length += static_cast<size_t>(std::max<ssize_t>(got, 0))) {
+        if (length == m_rest.size())
+            m_rest.resize(std::clamp(2 * length, PAGE, LARGEST_SIZE + PAGE));
+        got = readSome(m_rest.data() + length, m_rest.size() - length);
+    }
+    setg(m_rest.data(), m_rest.data(), m_rest.data() + length);
 }
 
 SourceFileBuffer::int_type SourceFileBuffer::underflow()
@@ -146,7 +167,10 @@ SourceFile::SourceFile(char const* path, SourceKind kind)
     : std::istream(nullptr), m_buffer(path, kind)
 {
     rdbuf(&m_buffer);
-    imbue(std::locale::classic());
+    if (getloc() != std::locale::classic()) // Usually the same; imbue looks up three facets.
+        imbue(std::locale::classic());
+    // Nothing else sets it: a failed read is the end of the data.
+    exceptions(std::ios_base::badbit);
     if (!m_buffer.isOpen())
         setstate(std::ios_base::failbit);
 }

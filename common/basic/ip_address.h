@@ -41,6 +41,8 @@ public:
         InsertFunctor() = default;
         InsertFunctor(InsertFunctor const&) = default;
         InsertFunctor& operator=(InsertFunctor const&) = default;
+
+        /** Called with each address. */
         virtual void insert(ip_address const& address);
         virtual ~InsertFunctor();
     };
@@ -56,6 +58,8 @@ public:
 
     /** Copies the structure without checking its family. */
     explicit ip_address(sockaddr_in const& address);
+
+    /** Copies the structure without checking its family. */
     explicit ip_address(sockaddr_in6 const& address);
 
     /** Copies the structure. Any family but IPv4 and IPv6 makes an invalid address. */
@@ -68,17 +72,31 @@ public:
 
     virtual ~ip_address();
 
+    /** @return `AF_INET`, `AF_INET6` or `AF_INVALID`; another value if a caller has stored it. */
     sa_family_t family() const noexcept { return m_address.ss_family; }
+
+    /** @return whether this is an IPv4 address. */
     bool ipv4() const noexcept { return family() == AF_INET; }
+
+    /** @return whether this is an IPv6 address. */
     bool ipv6() const noexcept { return family() == AF_INET6; }
+
+    /** @return whether this is an IPv4 or IPv6 address. */
     bool valid() const noexcept { return ipv4() || ipv6(); }
 
     /** @return the address size for socket calls: 16 for IPv4, 28 for anything else. */
     socklen_t sockaddrsize() const noexcept;
 
+    /** @return the socket address, which may be changed. */
     sockaddr_storage& sockaddr() noexcept { return m_address; }
+
+    /** @return the socket address. */
     sockaddr_storage const& sockaddr() const noexcept { return m_address; }
+
+    /** @return the socket address for socket calls, with `sockaddrsize`. */
     ::sockaddr* sockaddrPtr() noexcept;
+
+    /** @return the same. */
     ::sockaddr const* sockaddrPtr() const noexcept;
 
     /** @return the IPv4 address; `BAD_ADDRESS` if this is not IPv4 or @p order is invalid. */

@@ -15,10 +15,16 @@ namespace dovrel {
  */
 class macaddress_cpp {
 public:
+    /** The number of bytes. */
     static constexpr unsigned SIZE = 8;
+
+    /** The number of characters of the text form, without a terminator. */
     static constexpr unsigned TEXT_LENGTH = SIZE * 3 - 1;
 
+    /** @return the byte @p index, which must be below `SIZE`. */
     uint8_t& operator[](unsigned index) { return m_bytes[index]; }
+
+    /** @return the same. */
     uint8_t operator[](unsigned index) const { return m_bytes[index]; }
 
     friend bool operator==(macaddress_cpp const& a, macaddress_cpp const& b)

@@ -53,9 +53,16 @@ public:
     void swap(value_ptr& other) noexcept { std::swap(m_object, other.m_object); }
     friend void swap(value_ptr& a, value_ptr& b) noexcept { a.swap(b); }
 
+    /** @return the object, which this still owns; may be null. */
     T* get() const noexcept { return m_object; }
+
+    /** @return the object. Undefined for null, as is `->`. */
     T& operator*() const noexcept { return *m_object; }
+
+    /** @return the object. */
     T* operator->() const noexcept { return m_object; }
+
+    /** @return whether there is an object. */
     explicit operator bool() const noexcept { return m_object != nullptr; }
 
 private:

@@ -64,7 +64,7 @@ std::unique_ptr<char[]> encodedWithSubstitutes(wchar_t const* text, unsigned len
 
 basic_string::basic_string(wchar_t const* text, unsigned count) : basic_string()
 {
-    Allocate_Memory_Or_Use_Small_Buffer(text, count);
+    store(text, boundedLength(text, count));
 }
 
 basic_string::basic_string(basic_string const& other)

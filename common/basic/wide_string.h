@@ -31,6 +31,8 @@ public:
     static constexpr unsigned WHOLE_TEXT = 0xFFFFFFFF;
 
     basic_string() noexcept : m_small{}, m_heap(nullptr), m_length(0), m_capacity(0) { }
+
+    /** Stores @p text, see `Allocate_Memory_Or_Use_Small_Buffer`. */
     explicit basic_string(wchar_t const* text, unsigned count = WHOLE_TEXT);
     basic_string(basic_string const& other);
     basic_string(basic_string&& other) noexcept;
@@ -42,6 +44,8 @@ public:
 
     basic_string& operator=(basic_string const& other);
     basic_string& operator=(basic_string&& other) noexcept;
+
+    /** Stores the whole @p text; null is empty. */
     basic_string& operator=(wchar_t const* text);
 
     /**
@@ -57,11 +61,13 @@ public:
      * length, or of seven characters, needs no allocation. */
     unsigned capacity() const noexcept { return m_capacity; }
 
+    /** @return whether the text has no characters. */
     bool empty() const noexcept { return m_length == 0; }
 
     /** @return the terminated wide text, valid until the object changes; never null. */
     wchar_t const* c_str() const noexcept { return usesHeap() ? m_heap : m_small; }
 
+    /** Appends the text of @p other. */
     basic_string& operator+=(basic_string const& other);
 
     void swap(basic_string& other) noexcept;
@@ -192,8 +198,14 @@ public:
 
     string& operator=(string const& other);
     string& operator=(string&& other) noexcept = default;
+
+    /** Stores the whole @p text; null is empty. */
     string& operator=(wchar_t const* text);
+
+    /** Converts like the constructor. */
     string& operator=(char const* text);
+
+    /** Converts like the constructor. */
     string& operator=(std::string const& text);
 
     /**
@@ -206,6 +218,7 @@ public:
      */
     operator char const*() const;
 
+    /** Appends the text of @p other. */
     string& operator+=(string const& other);
 
     void swap(string& other) noexcept;

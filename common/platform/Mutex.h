@@ -13,8 +13,13 @@ public:
     Mutex();
     ~Mutex();
 
+    /** Waits until the mutex is free, and takes it. */
     void lock();
+
+    /** Takes the mutex if it is free. @return whether it was. */
     bool try_lock();
+
+    /** Releases the mutex, which the calling thread holds. */
     void unlock();
 
 private:

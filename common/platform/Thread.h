@@ -4,6 +4,7 @@
 
 namespace dovrel {
 
+/** Operations on the calling thread. */
 class DOVREL_EXPORT Thread {
 public:
     /** Suspends the calling thread for at least @p milliseconds. Signals do not shorten the sleep.

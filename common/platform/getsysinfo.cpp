@@ -54,7 +54,7 @@ bool readCpuid(dovrel::HypervisorInputs& machine)
 
 void copyText(std::string const& text, char* out)
 {
-    std::string const cut = dovrel::cutText(text, GETSYSINFO_TEXT_SIZE - 1);
+    std::string const cut = dovrel::cutText(text, DOVREL_GETSYSINFO_TEXT_SIZE - 1);
     std::memcpy(out, cut.c_str(), cut.size() + 1);
 }
 
@@ -63,7 +63,7 @@ void copyText(std::string const& text, char* out)
 extern "C" [[gnu::weak]] int getsysinfo(char* vendor, char* product, char* version, int* code)
 {
     for (char* text : {vendor, product, version})
-        std::memset(text, 0, GETSYSINFO_TEXT_SIZE);
+        std::memset(text, 0, DOVREL_GETSYSINFO_TEXT_SIZE);
     *code = 0;
 
     dovrel::HypervisorInputs machine;

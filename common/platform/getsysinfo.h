@@ -3,14 +3,14 @@
 #include "common/basic/export.h"
 
 /** Size in bytes of each string that `getsysinfo` writes, including the terminating zero. */
-#define GETSYSINFO_TEXT_SIZE 48
+#define DOVREL_GETSYSINFO_TEXT_SIZE 48
 
 /**
  * Identifies the machine: system vendor, product name, product version, and the hypervisor that it
  * runs under.
  *
- * Each string is terminated and takes at most `GETSYSINFO_TEXT_SIZE` bytes. @p code is a value of
- * `sysinfo::SystemInformation::HypervisorType`: 0 for no hypervisor, 8 for an unknown one.
+ * Each string is terminated and takes at most `DOVREL_GETSYSINFO_TEXT_SIZE` bytes. @p code is a
+ * value of `sysinfo::SystemInformation::HypervisorType`: 0 for no hypervisor, 8 for an unknown one.
  *
  * The strings come from the firmware, /sys/class/dmi/id (the kernel's ABI/testing/sysfs-class-dmi).
  * A string is empty if the firmware does not provide it. A string that is too long is cut between

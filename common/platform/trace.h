@@ -45,6 +45,7 @@ DOVREL_EXPORT void setSink(Sink sink, void* context);
  * outlive the object. */
 class Argument {
 public:
+    /** Stores the address of @p value. */
     template <class T> explicit Argument(T const& value)
         : m_value(&value), m_insert([](std::wostream& out, void const* v) {
               insert(out, *static_cast<T const*>(v));
@@ -52,6 +53,7 @@ public:
     {
     }
 
+    /** Writes the value to @p out. */
     void insertInto(std::wostream& out) const { m_insert(out, m_value); }
 
 private:
@@ -126,6 +128,6 @@ private:
 };
 
 /** Opens the scope `trace` of the enclosing function. */
-#define TRACE_SCOPE(SIGNATURE)                                                                     \
+#define DOVREL_TRACE_SCOPE(SIGNATURE)                                                              \
     static hashedfunction const* traceFunction = nullptr;                                          \
     traceobject trace(traceFunction, SIGNATURE)

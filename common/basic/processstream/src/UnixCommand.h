@@ -22,6 +22,7 @@ class DOVREL_EXPORT UnixPipe : public Pipe {
 public:
     ~UnixPipe() override;
 
+    /** Sets the descriptor that the next calls use. */
     void setDescriptor(int fd) { m_fd = fd; }
 
     /** Calls read(2). `EIO`, which a terminal reports after its other side is closed, is the end of

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <ios>
-#include <iostream>
 #include <istream>
 #include <streambuf>
 #include <string>
@@ -49,7 +48,10 @@ public:
 
     virtual ~Command();
 
+    /** @return the pipe to its standard input and output. */
     virtual Pipe& stdInOut() = 0;
+
+    /** @return the pipe to its standard error. */
     virtual Pipe& stdErr() = 0;
 
     /**
@@ -93,6 +95,7 @@ private:
  */
 class DOVREL_EXPORT pipestreambuf : public std::streambuf, dovrel::nonassignable_::nonassignable {
 public:
+    /** The size of the input buffer in bytes. */
     static constexpr unsigned BUFFER_SIZE = 256;
 
     /** @p command and @p pipe must outlive the buffer. */
@@ -140,7 +143,12 @@ public:
     /** Calls `flushInput`. Throws nothing and is not a cancellation point. @return 0 if all output
      * is written, else -1. */
     int sync() override;
+
+    /** Calls `timed_underflow` with the time-out of `setTimeout`. */
     int_type underflow() override;
+
+    /** Appends @p c to the pending output and writes that. @return end-of-file if it could not be
+     * written. */
     int_type overflow(int_type c = traits_type::eof()) override;
 
 private:
@@ -190,9 +198,16 @@ public:
     }
     ~pstream_wrapper() override = default;
 
+    /** @return the child. */
     Child& command() { return m_command; }
+
+    /** @return the buffer over its standard input and output. */
     pipestreambuf& outBuf() { return m_outBuf; }
+
+    /** @return the buffer over its standard error. */
     pipestreambuf& errBuf() { return m_errBuf; }
+
+    /** @return the stream that reads its standard error. */
     std::istream& err() { return m_err; }
 
 private:

@@ -16,6 +16,7 @@
 template <class Char, class Traits = std::char_traits<Char>> class DOVREL_EXPORT basic_pbuf
     : public std::basic_streambuf<Char, Traits> {
 public:
+    /** A character, or end-of-file. */
     using int_type = typename Traits::int_type;
 
     /** Starts @p command. The stream is empty if that fails. */
@@ -27,12 +28,15 @@ public:
     ~basic_pbuf() override;
 
 protected:
+    /** Reads up to 128 bytes. @return the first one, sign-extended; end-of-file after the last. */
     int_type underflow() override;
 
 private:
     std::string m_command;
     Char m_buffer[128];
-    std::FILE* m_stream;
+
+protected:
+    std::FILE* m_stream; ///< Null if the command could not be started.
 };
 
 /**
@@ -43,6 +47,7 @@ private:
 template <class Char, class Traits = std::char_traits<Char>> class DOVREL_EXPORT basic_pistream
     : public std::basic_istream<Char, Traits> {
 public:
+    /** Starts @p command with `/bin/sh`. The stream is empty if that fails. */
     explicit basic_pistream(std::string const& command);
     ~basic_pistream() override;
 
@@ -50,6 +55,7 @@ private:
     basic_pbuf<Char, Traits> m_buffer;
 };
 
+/** The stream of bytes. */
 using pistream = basic_pistream<char>;
 
 extern template class DOVREL_EXPORT basic_pbuf<char>;

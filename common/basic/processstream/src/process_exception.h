@@ -20,6 +20,7 @@ enum reason_type : uint32_t {
     REASON_EXIT_STATUS = 6,
 };
 
+/** The number of reasons. */
 inline constexpr unsigned REASONS = 7;
 
 /** The beginning of each message, indexed by reason. */
@@ -65,8 +66,13 @@ public:
      */
     static ProcessException deserialize(std::string const& text);
 
+    /** @return why it failed. */
     reason_type reason() const noexcept { return m_reason; }
+
+    /** @return the `errno`(3) value; 0 for none. */
     int code() const noexcept { return m_code; }
+
+    /** @return the source line that threw; 0 for none. */
     unsigned line() const noexcept { return m_line; }
 
 private:
