@@ -5,20 +5,15 @@
 #include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/LinuxSystemInformation.h"
-#include "sysinfo/canonical_path.h"
+#include "sysinfo/PersistentNames.h"
 #include "sysinfo/parsers/proc_partitions.h"
-
-#include <dirent.h>
 
 #include <cwchar>
 #include <exception>
 #include <fcntl.h>
 #include <linux/fs.h>
-#include <memory>
 #include <optional>
-#include <string_view>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using dovrel::string;
@@ -52,41 +47,6 @@ bool isUSBStorage(string const& path)
     return ::access(folder, F_OK) == 0;
 }
 
-/**
- * Finds the first persistent name of the device that does not begin with "wwn".
- *
- * A name belongs to the device if both have the same canonical path. Resolving a path takes some
- * ten system calls, so names for which stat(2) reports another file are not resolved.
- *
- * @return the name; empty if there is none.
- */
-std::string findPersistentName(char const* device)
-{
-    static constexpr char FOLDER[] = "/dev/disk/by-id/";
-    std::unique_ptr<DIR, int (*)(DIR*)> const folder(::opendir(FOLDER), ::closedir);
-    struct stat wanted;
-    if (!folder || ::stat(device, &wanted) != 0)
-        return {};
-    while (dirent const* const entry = ::readdir(folder.get())) {
-        std::string_view const name = entry->d_name;
-        if (name == "." || name == ".." || name.starts_with("wwn"))
-            continue;
-        struct stat found;
-        // Kept: a dangling link ends the search.
-        if (::fstatat(::dirfd(folder.get()), entry->d_name, &found, 0) != 0)
-            return {};
-        if (found.st_dev != wanted.st_dev || found.st_ino != wanted.st_ino)
-            continue;
-        auto const target = canonicalPath((std::string(FOLDER) + entry->d_name).c_str());
-        auto const canonicalDevice = canonicalPath(device);
-        if (!target || !canonicalDevice)
-            return {};
-        if (target == canonicalDevice) // Different for a hard link to the device.
-            return std::string(name);
-    }
-    return {};
-}
-
 /** @return `MODEL_SERIAL` for `ata-MODEL_SERIAL`. */
 string withoutBus(string const& name)
 {
@@ -100,13 +60,27 @@ LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
     string const& name, uint64_t blocks, unsigned int partitions)
     : m_name(name), m_blocks(blocks), m_sectorSize(0), m_partitions(partitions)
 {
-    TRACE_SCOPE("sysinfo::LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo("
-                "const dovrel::string&, uint64_t, unsigned int)");
     dovrel::CancellationBlock const block;
+    PersistentNames names(false);
+    readDevice(names);
+}
+
+LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
+    string const& name, uint64_t blocks, unsigned int partitions, PersistentNames& names)
+    : m_name(name), m_blocks(blocks), m_sectorSize(0), m_partitions(partitions)
+{
+    readDevice(names);
+}
+
+void LinuxSystemInformation::LinuxPhysicalDiskInfo::readDevice(PersistentNames& names)
+{
+    DOVREL_TRACE_SCOPE(
+        "sysinfo::LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo("
+        "const dovrel::string&, uint64_t, unsigned int)");
     string const path = string(L"/dev/") + m_name;
     m_sectorSize = static_cast<uint64_t>(queryDevice(path, BLKSSZGET).value_or(0));
     try {
-        m_caption = withoutBus(findPersistentName(path));
+        m_caption = withoutBus(names.firstOf(path));
     } catch (std::exception const&) {
         // Without memory for it the disk has no caption.
     }
@@ -134,7 +108,7 @@ SystemInformation::PhysicalDiskInfo* LinuxSystemInformation::LinuxPhysicalDiskIn
 bool LinuxSystemInformation::getPhysicalDisksInternal(
     std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const
 {
-    TRACE_SCOPE(
+    DOVREL_TRACE_SCOPE(
         "virtual bool sysinfo::LinuxSystemInformation::getPhysicalDisksInternal("
         "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo>, "
         "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::PhysicalDiskInfo> > >&) "
@@ -145,6 +119,11 @@ bool LinuxSystemInformation::getPhysicalDisksInternal(
         trace.write(1, "Failed to open: /proc/partitions");
         return false;
     }
+    if (!file.readAhead()) {
+        trace.write(1, "Failed to read /proc/partitions: it is too large");
+        return false;
+    }
+    PersistentNames names(true);
     auto const partitionFound = [&](std::string const& name) {
         trace.write(3, "Partition: %s", name);
     };
@@ -156,7 +135,7 @@ bool LinuxSystemInformation::getPhysicalDisksInternal(
         }
         trace.write(3, "Found disk: /dev/%s", name);
         disks.push_back(dovrel::value_ptr<PhysicalDiskInfo>(
-            new LinuxPhysicalDiskInfo(name, disk.blocks, disk.partitions)));
+            new LinuxPhysicalDiskInfo(name, disk.blocks, disk.partitions, names)));
     };
     readPartitions(file, partitionFound, diskFound);
     trace.write(3, "Returning: %d disks", disks.size());

@@ -4,6 +4,8 @@
 
 namespace sysinfo {
 
+class PersistentNames;
+
 /** The queries on Linux: the only concrete service class. `SystemInformation` documents each
  * operation. The comments here add the details of this implementation. */
 class DOVREL_EXPORT LinuxSystemInformation : public UNIXSystemInformation {
@@ -26,6 +28,10 @@ public:
      *
      * Kept: the tool has a tenth of a second to end after its output.
      *
+     * A tool that is still writing after 60 seconds or 16 MiB is given up: the query throws as for
+     * one that hangs. With two seconds for the start and one for the end, it holds its caller for
+     * at most about 64 seconds.
+     *
      * @throws dovrel::ProcessException see `SystemInformation::getMemoryInfo`. A trace message of
      * level 1 contains the reason. The outputs are as `UNIXSystemInformation::getMemoryInfo` leaves
      * them.
@@ -47,8 +53,10 @@ public:
     /**
      * Reads the device's sector size (ioctl `BLKSSZGET`) and its name in /dev/disk/by-id.
      *
-     * Calls stat(2) once for each name in that folder up to the disk's own. Kept: a dangling link
-     * before that name ends the search, and the disk has no caption. Not a cancellation point.
+     * Calls stat(2) once for each name in that folder up to the disk's own, at most 2^18 times; a
+     * list of disks calls it once for each name. Has no time-out: it waits while the kernel resets
+     * the disk. Kept: a dangling link before that name ends the search, and the disk has no
+     * caption. Not a cancellation point.
      *
      * @param name the disk's kernel name, without "/dev/".
      * @param blocks the disk's number of 1,024-byte blocks in /proc/partitions.
@@ -76,6 +84,13 @@ public:
     PhysicalDiskInfo* clone() const override;
 
 private:
+    friend class LinuxSystemInformation;
+
+    // For a list: no host calls these.
+    DOVREL_HIDDEN LinuxPhysicalDiskInfo(dovrel::string const& name, uint64_t blocks,
+        unsigned int partitions, PersistentNames& names);
+    DOVREL_HIDDEN void readDevice(PersistentNames& names);
+
     dovrel::string m_name;
     uint64_t m_blocks;
     uint64_t m_sectorSize;

@@ -6,6 +6,7 @@
 #include "sysinfo/parsers/dmidecode_output.h"
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <system_error>
 
@@ -63,21 +64,61 @@ std::string reasonOf(dovrel::ProcessException const& failure)
     }
 }
 
+/**
+ * The output of a tool, with bounds that no real dump reaches: those of large servers have 200 KB
+ * and are written in less than a second. A tool that writes without end must neither take the
+ * host's memory nor hold the query.
+ */
+class BoundedOutput final : public pipestreambuf {
+public:
+    BoundedOutput(Command& command, Pipe& pipe)
+        : pipestreambuf(command, pipe, std::ios_base::openmode())
+    {
+    }
+
+    /** @return whether a bound ended the reading. */
+    bool isCut() const { return m_isCut; }
+
+    int_type underflow() override
+    {
+        m_isCut = m_left == 0 || Clock::now() >= m_end;
+        if (m_isCut)
+            return traits_type::eof();
+        int_type const next = pipestreambuf::underflow();
+        if (!traits_type::eq_int_type(next, traits_type::eof()))
+            m_left -= std::min(m_left, static_cast<size_t>(egptr() - gptr()));
+        return next;
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    bool m_isCut = false;
+    size_t m_left = size_t{16} << 20;
+    Clock::time_point const m_end = Clock::now() + std::chrono::seconds(60);
+};
+
 /** Runs dmidecode. @return the sum of the modules in KiB. */
 uint64_t sumInstalledModules(traceobject& trace)
 {
-    pstream_wrapper<dovrel::UnixCommand> dump("dmidecode");
+    dovrel::UnixCommand command("dmidecode");
+    BoundedOutput output(command, command.stdInOut());
+    pipestreambuf errors(command, command.stdErr(), std::ios_base::openmode());
+    dovrel::pstream dump(&output);
     TracingListener listener(trace);
     uint64_t const sum = sumOfModules(dump, listener);
 
     // Kept: the time-outs are raised to a second and restored at once. The tool has the restored
     // one, a tenth of a second, to end: a tool that hangs must not block the host for longer.
-    unsigned const timeout = dump.outBuf().setTimeout(1000);
-    dump.errBuf().setTimeout(1000);
-    dump.outBuf().setTimeout(timeout);
-    dump.errBuf().setTimeout(timeout);
+    unsigned const timeout = output.setTimeout(1000);
+    errors.setTimeout(1000);
+    output.setTimeout(timeout);
+    errors.setTimeout(timeout);
+    // Even if the tool has ended meanwhile, the sum is not that of the machine.
+    if (output.isCut())
+        throw dovrel::ProcessException(dovrel::REASON_NOT_EXITED, __LINE__);
     constexpr unsigned STEP_MS = 10;
-    if (dump.command().exitCode(timeout, STEP_MS) == 0)
+    if (command.exitCode(timeout, STEP_MS) == 0)
         trace.write(4, "dmidecode ran successfully, found: %d", sum);
     return sum;
 }
@@ -86,7 +127,7 @@ uint64_t sumInstalledModules(traceobject& trace)
 
 bool LinuxSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const
 {
-    TRACE_SCOPE(
+    DOVREL_TRACE_SCOPE(
         "virtual bool sysinfo::LinuxSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
     dovrel::CancellationBlock const block;
     bool const result = UNIXSystemInformation::getMemoryInfo(totalKiB, freeKiB);

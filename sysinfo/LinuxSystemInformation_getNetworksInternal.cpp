@@ -1,8 +1,8 @@
-#include "common/basic/processstream/src/pistream.h"
 #include "common/basic/text_cast.h"
 #include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
 #include "sysinfo/LinuxSystemInformation.h"
+#include "sysinfo/ToolOutput.h"
 #include "sysinfo/parsers/ifconfig_output.h"
 #include "sysinfo/parsers/resolv_conf.h"
 #include "sysinfo/parsers/route_output.h"
@@ -10,6 +10,7 @@
 #include <boost/filesystem.hpp>
 
 #include <initializer_list>
+#include <sstream>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -66,7 +67,7 @@ void traceGateways(traceobject& trace, std::string const& route, string const& a
     char const* const name = adapter;
     if (*name == '\0')
         return; // An empty pattern of grep would match every route.
-    pistream output(UNTRANSLATED + route + " -n | grep " + grepArgument(name));
+    ToolOutput output(UNTRANSLATED + route + " -n | grep " + grepArgument(name));
     readGateways(output, [&](std::string const& gateway) {
         trace.write(5, "Found gateway for %s: %s", adapter, gateway);
     });
@@ -89,18 +90,16 @@ void listAdapters(Tools const& tools, traceobject& trace,
             makeRecord(text, hostname, nameServers)));
     };
     auto const found = [&](std::string const& name) { trace.write(5, "Found adapter: %s", name); };
-    AdapterText last;
-    {
-        pistream output(UNTRANSLATED + tools.ifconfig + " -a");
-        last = readAdapters(output, found, [&](AdapterText const& text) { add(text, {}); });
-    }
+    std::istringstream output = readOutput(UNTRANSLATED + tools.ifconfig + " -a");
+    AdapterText const last =
+        readAdapters(output, found, [&](AdapterText const& text) { add(text, {}); });
     for (auto const& adapter : adapters)
         if (adapter) // The caller's list may contain null records.
             traceGateways(trace, tools.route, adapter->getName());
 
     // Kept: the last record contains the machine's name servers, the others have none.
     std::vector<ip_address> nameServers;
-    pistream resolverText(UNTRANSLATED + tools.cat + " /etc/resolv.conf");
+    std::istringstream resolverText = readOutput(UNTRANSLATED + tools.cat + " /etc/resolv.conf");
     readNameServers(resolverText, [&](std::string const& server) {
         trace.write(5, "Found nameserver: %s", server);
         nameServers.emplace_back(string(server));
@@ -114,10 +113,11 @@ void listAdapters(Tools const& tools, traceobject& trace,
 bool LinuxSystemInformation::getNetworksInternal(
     std::vector<dovrel::value_ptr<NetworkInfo>>& adapters) const
 {
-    TRACE_SCOPE("virtual bool sysinfo::LinuxSystemInformation::getNetworksInternal("
-                "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo>, "
-                "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo> > >&) "
-                "const");
+    DOVREL_TRACE_SCOPE(
+        "virtual bool sysinfo::LinuxSystemInformation::getNetworksInternal("
+        "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo>, "
+        "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::NetworkInfo> > >&) "
+        "const");
     dovrel::CancellationBlock const block;
     Tools const tools;
     if (tools.ifconfig.empty() || tools.route.empty() || tools.cat.empty()) {
@@ -129,6 +129,9 @@ bool LinuxSystemInformation::getNetworksInternal(
     } catch (std::out_of_range const& error) {
         trace.write(1, "%s", error.what());
         throw;
+    } catch (ToolOutput::TooLarge const& error) {
+        trace.write(1, "%s", error.what());
+        return false;
     }
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "common/basic/Cloneable.h"
 #include "common/basic/export.h"
+#include "common/basic/ip_address.h"
 #include "common/basic/macaddress.h"
 #include "common/basic/value_ptr.h"
 #include "common/basic/wide_string.h"
@@ -10,10 +11,6 @@
 #include <cstdint>
 #include <string>
 #include <vector>
-
-namespace dovrel {
-class ip_address;
-}
 
 /**
  * The system information interface: one service object, and one record class for each kind of fact.
@@ -39,6 +36,14 @@ class ip_address;
  * holder releases the lease or the kernel breaks it. The kernel does so after the number of seconds
  * in /proc/sys/fs/lease-break-time, 45 by default. A file counts as unreadable after 60 seconds.
  *
+ * **Sizes.** A file above 64 MiB counts as unreadable. The output of a tool has a bound, too: 16
+ * MiB for `dmidecode`, 1 GiB for `route`, 64 MiB for the others. The operations state what follows.
+ * No real source is as large. So a source that never ends neither takes the host's memory nor holds
+ * the query.
+ *
+ * **Time.** Each operation states the longest time that it can hold its caller, apart from leases,
+ * and the reason. A host with less patience makes its queries in a child process, docs/README.md.
+ *
  * **Tools.** `getMemoryInfo` runs `dmidecode`. `getDisksInternal` runs `pvdisplay` if a
  * device-mapper node is mounted. `getNetworksInternal` and `getSystemInfo` run `ifconfig`, `route`,
  * `grep` and `cat`. `/bin/sh` runs the tools, as the host's user and with the host's environment.
@@ -48,20 +53,19 @@ class ip_address;
  * that: the output is then translated, and the library cannot read it. A host should remove these
  * variables and LANGUAGE from its environment before the first query.
  *
- * `pvdisplay` and the network tools have no time-out: a tool that does not end blocks its caller
- * for ever.
+ * `pvdisplay` and the network tools have no time-out: a tool that neither writes nor ends blocks
+ * its caller for ever.
  *
- * **Headers.** Code that uses the addresses of a `NetworkInfo` includes
- * `common/basic/ip_address.h`. Code that calls `getRootDevices` includes
- * `boost/filesystem/path.hpp`.
+ * The order of the virtual operations is part of the binary interface, docs/abi.md.
  *
- * The order of the virtual operations is part of the binary interface.
+ * A page for each query has the reasons and the corners; docs/README.md leads there.
  */
 namespace sysinfo {
 
 /** The empty first base of the service object. */
 class DOVREL_EXPORT SystemInformation_Precursor { };
 
+/** The service object: one operation for each query. The records are nested classes. */
 class DOVREL_EXPORT SystemInformation : public SystemInformation_Precursor,
                                         public dovrel::Cloneable<SystemInformation> {
 public:
@@ -90,37 +94,37 @@ public:
 
     /** Storage for a host's wrapper of a list query. The host defines the meaning of `word`. */
     template <class Record> struct ListCache {
-        uint32_t word = 0;
-        std::vector<dovrel::value_ptr<Record>> records;
-        dovrel::Mutex mutex;
+        uint32_t word = 0; ///< For the host, for example a time.
+        std::vector<dovrel::value_ptr<Record>> records; ///< For the host.
+        dovrel::Mutex mutex; ///< For the host: guards the other members.
     };
 
     /** Storage for a host's wrapper of the memory query. The host defines the meaning of `words`.
      */
     struct MemoryCache {
-        uint32_t words[5] = {};
-        dovrel::Mutex mutex;
+        uint32_t words[5] = {}; ///< For the host.
+        dovrel::Mutex mutex; ///< For the host: guards the words.
     };
 
     /**
      * Total and free memory in KiB.
      *
      * Total is the larger of the kernel's "MemTotal:" in /proc/meminfo (proc(5)) and the sum of the
-     * installed modules in the output of dmidecode(8). Free is the kernel's "MemFree:".
+     * installed modules in the output of dmidecode(8), which needs root. Free is the kernel's
+     * "MemFree:". A sum may lack a module, see docs/queries/memory.md.
      *
-     * Total is the kernel's figure if the tool is missing or may not read the firmware's tables.
-     * The tool's exit status does not matter. The sum may be too small: the query reads the output
-     * in pieces of at most 255 bytes and leaves out a module whose size line is cut by the end of a
-     * piece. A pause of a fifth of a second ends the output.
-     *
-     * Starts a child process on every call and takes some 20 ms more than the tool.
+     * Starts a child process on every call and takes some 20 ms more than the tool; at most about
+     * 64 seconds, because a tool that writes without end is given up after 60 seconds or 16 MiB. A
+     * tool that hangs is given up after 1.3 seconds.
      *
      * @param totalKiB, freeKiB set if the figure was found, otherwise unchanged.
      * @return false if /proc/meminfo cannot be opened or lacks one of the figures, even if the
      * modules gave a total.
      * @throws dovrel::ProcessException if the tool cannot be started; if it has not ended a tenth
-     * of a second after its output ended or paused; or if it left no exit status, because a signal
-     * ended its shell, the host ignores SIGCHLD, or the host has reaped it.
+     * of a second after its output ended or paused; if it is given up; or if it left no exit
+     * status, because a signal ended its shell, the host ignores SIGCHLD, or the host has reaped
+     * it.
+     * @see docs/queries/memory.md
      */
     virtual bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const = 0;
 
@@ -129,8 +133,12 @@ public:
      *
      * Reads the engine's files /etc/dovrel/status.ini, /etc/dovrel/DRAnswer.ini and /tmp/percent.
      *
+     * Takes the time of reading three small files. Has no limit if their filesystem
+     * hangs; /tmp/percent may be a link to any other.
+     *
      * @param unavailable false if a record is returned, otherwise true.
      * @return the record; null if status.ini cannot be read or has no "Status".
+     * @see docs/queries/recovery.md
      */
     virtual dovrel::value_ptr<CloneInfo> getCloneInfo(bool& unavailable) const = 0;
 
@@ -141,9 +149,12 @@ public:
      * Lists names that do not end in a digit: `sda` and `vda`, but neither `nvme0n1` nor `mmcblk0`.
      * Leaves out a disk if the next disk's name begins with its name (`sda` before `sdaa`).
      *
-     * Opens every disk and reads /dev/disk/by-id once per disk.
+     * Opens every disk and reads /dev/disk/by-id once. Has no limit: open(2) and ioctl(2) wait
+     * while the kernel resets a disk.
      *
-     * @return false, with @p disks unchanged, if /proc/partitions cannot be opened.
+     * @return false, with @p disks unchanged, if /proc/partitions cannot be opened or is larger
+     * than 64 MiB.
+     * @see docs/queries/physical-disks.md
      */
     virtual bool getPhysicalDisksInternal(
         std::vector<dovrel::value_ptr<PhysicalDiskInfo>>& disks) const = 0;
@@ -153,7 +164,8 @@ public:
      * mount points.
      *
      * Reads /proc/mounts (proc(5)), calls `getPhysicalDisksInternal` of this object, and calls
-     * statvfs(3) for each mount point. A filesystem that hangs blocks statvfs and so the caller.
+     * statvfs(3) for each mount point. Has no limit: it waits for a filesystem or a `pvdisplay`
+     * that hangs, and as `getPhysicalDisksInternal` does.
      *
      * The parent disk of a filesystem on the partition `sda1` is `sda`. A filesystem on a
      * device-mapper node has no parent disk with the output of today's `pvdisplay -c`, see
@@ -163,6 +175,7 @@ public:
      * @throws boost::filesystem::filesystem_error if a device-mapper node is mounted and
      * /dev/mapper cannot be read or contains a dangling link. The list then contains the records of
      * the mount points before.
+     * @see docs/queries/mounted-disks.md
      */
     virtual bool getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>& disks) const = 0;
 
@@ -174,9 +187,11 @@ public:
      * Appends one record per logical processor, numbered from 0 without gaps.
      *
      * Counts the "cpuN" words of /proc/stat, proc(5). If processors are offline, the number of a
-     * record may differ from the kernel's.
+     * record may differ from the kernel's. Takes one read of that file, some milliseconds.
      *
-     * @return false, with @p processors unchanged, if /proc/stat cannot be opened.
+     * @return false, with @p processors unchanged, if /proc/stat cannot be opened or is larger than
+     * 64 MiB.
+     * @see docs/queries/processors.md
      */
     virtual bool getCPUsInternal(std::vector<dovrel::value_ptr<CPUInfo>>& processors) const = 0;
 
@@ -187,13 +202,17 @@ public:
      * contains the machine's name servers (resolv.conf(5)), the others have none. Gateways
      * (route(8)) are written to the trace and not stored.
      *
-     * Takes the time of the tools. `route` runs once per adapter, except for the last.
+     * Takes the time of the tools, without a limit: a tool may hang. `route` runs once per adapter,
+     * except for the last.
      *
      * @return false, with @p adapters unchanged, if `ifconfig`, `route` or `cat` is in none of
-     * /bin, /sbin, /usr/sbin and /usr/bin. True even if a tool prints nothing.
+     * /bin, /sbin, /usr/sbin and /usr/bin, or if `ifconfig` prints more than 64 MiB. False, with
+     * all adapters but the last, if `cat` prints more than 64 MiB or `route` more than 1 GiB. True
+     * even if a tool prints nothing.
      * @throws std::out_of_range if a line of `route -n` or of /etc/resolv.conf ends before the
      * column that is read. Its message and the trace contain the tool, the line and the column. The
      * list then contains the adapters except the last.
+     * @see docs/queries/networks.md
      */
     virtual bool getNetworksInternal(
         std::vector<dovrel::value_ptr<NetworkInfo>>& adapters) const = 0;
@@ -204,11 +223,12 @@ public:
      * Calls `getsysinfo` (`common/platform/getsysinfo.h`), which reads the firmware's tables and
      * the processor's hypervisor leaves, and `getNetworksInternal` of this object. The hypervisor
      * is `HYPERVISOR_AZURE` if the MAC address of the first adapter begins with 00:0d:3a. Takes as
-     * long as `getNetworksInternal`.
+     * long as `getNetworksInternal`, without a limit.
      *
      * @return false if `getsysinfo` failed. The outputs are set in any case. A failure to list the
      * adapters is ignored.
      * @throws std::out_of_range as `getNetworksInternal` does. The outputs are set.
+     * @see docs/queries/system.md
      */
     virtual bool getSystemInfo(std::string& vendor, std::string& product, std::string& version,
         HypervisorType& hypervisor) const = 0;
@@ -220,11 +240,13 @@ public:
      * Storage for the host's wrappers of the queries. No query reads or fills these caches. Loading
      * the library constructs them in this order; unloading it destroys them in the reverse order.
      */
+    /** @{ */
     static ListCache<PhysicalDiskInfo> m_diskCache;
     static ListCache<DiskInfo> m_fsCache;
     static ListCache<CPUInfo> m_cpuCache;
     static ListCache<NetworkInfo> m_netCache;
     static MemoryCache m_memCache;
+    /** @} */
 };
 
 /** A record with a one-line description. */
@@ -340,7 +362,8 @@ public:
 };
 
 /** A snapshot of a recovery. Times are seconds since the epoch. Sizes are MB of 1,048,576 bytes.
- * Figures beyond 32 bits wrap. */
+ * Figures beyond 32 bits wrap. A time that the engine has not written is below 0, except for the
+ * restore's end. */
 class DOVREL_EXPORT SystemInformation::CloneInfo : public Info,
                                                    public dovrel::Cloneable<CloneInfo> {
 public:
@@ -359,13 +382,23 @@ public:
     /** @return the number of files; 1 if the engine's figure is 0, 2^32 - 1 if it has written none.
      */
     virtual unsigned int getTotalFiles() const = 0;
+
+    /** @return the size in MB; 0 if the engine has written none. */
     virtual unsigned int getTotalMBytes() const = 0;
 
     /** @return the number of files; 2^32 - 1 if the engine has written none. */
     virtual unsigned int getFilesDone() const = 0;
+
+    /** @return the size in MB; 0 if the engine has written none. */
     virtual unsigned int getMBytesDone() const = 0;
+
+    /** @return the start of the recovery. */
     virtual long getRecoverStartTime() const = 0;
+
+    /** @return the end of the recovery. */
     virtual long getRecoverEndTime() const = 0;
+
+    /** @return the start of the restore. */
     virtual long getRestoreStartTime() const = 0;
 
     /** @return the end of the restore; the time of the query if it has not ended. */

@@ -68,7 +68,7 @@ unsigned int UNIXSystemInformation::UNIXCPUInfo::getCurrentSpeedInMHZ() const
 
 float UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const
 {
-    TRACE_SCOPE(
+    DOVREL_TRACE_SCOPE(
         "virtual float sysinfo::UNIXSystemInformation::UNIXCPUInfo::getCurrentUsage() const");
     dovrel::CancellationBlock const block;
     unsigned int idle0 = 0;
@@ -112,8 +112,9 @@ SystemInformation::CPUInfo* UNIXSystemInformation::UNIXCPUInfo::clone() const
 
 bool UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int& idle, unsigned int& busy) const
 {
-    TRACE_SCOPE("bool sysinfo::UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int&, "
-                "unsigned int&) const");
+    DOVREL_TRACE_SCOPE(
+        "bool sysinfo::UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int&, "
+        "unsigned int&) const");
     dovrel::CancellationBlock const block;
     dovrel::SourceFile file("/proc/stat");
     if (!file) {
@@ -122,7 +123,11 @@ bool UNIXSystemInformation::UNIXCPUInfo::readCounters(unsigned int& idle, unsign
     }
     dovrel::string const label = dovrel::str_cast(m_index, dovrel::string("cpu"));
     ProcessorCounters counters{idle, busy};
-    findProcessorCounters(file, static_cast<char const*>(label), counters);
+    if (!findProcessorCounters(file, static_cast<char const*>(label), counters)
+        && file.isTooLarge()) {
+        trace.write(1, "Failed to read /proc/stat: it is too large");
+        return false;
+    }
     idle = counters.idle;
     busy = counters.busy;
     trace.write(3, "Counted CPU as: %d/%d", idle, busy);

@@ -55,22 +55,22 @@ bool isFinalSyncRequested(IniFile const& answers)
     return isLoaded(answers) && !answers.ReadString(L"AdvancedOptions", L"FinalSync", L"").empty();
 }
 
-int64_t readCounter(IniFile const& status, wchar_t const* key)
+int64_t readCounter(IniFile const& status, string const& section, string const& key)
 {
     string text;
     constexpr long long MISSING = -1;
-    return status.lookupString(L"RestoreStatus", key, text)
-        ? dovrel::literal_cast<long long>(text, MISSING)
-        : MISSING;
+    return status.lookupString(section, key, text) ? dovrel::literal_cast<long long>(text, MISSING)
+                                                   : MISSING;
 }
 
 RestoreCounters readCounters(IniFile const& status)
 {
+    string const section(L"RestoreStatus");
     RestoreCounters counters;
-    counters.totalFiles = readCounter(status, L"TotalFiles");
-    counters.filesDone = readCounter(status, L"FilesDone");
-    counters.totalBytes = readCounter(status, L"TotalBytes");
-    counters.bytesDone = readCounter(status, L"BytesDone");
+    counters.totalFiles = readCounter(status, section, L"TotalFiles");
+    counters.filesDone = readCounter(status, section, L"FilesDone");
+    counters.totalBytes = readCounter(status, section, L"TotalBytes");
+    counters.bytesDone = readCounter(status, section, L"BytesDone");
     return counters;
 }
 
@@ -123,8 +123,8 @@ SystemInformation::CloneInfo* UNIXSystemInformation::UNIXCloneInfo::clone() cons
 dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneInfo(
     bool& unavailable) const
 {
-    TRACE_SCOPE("virtual dovrel::value_ptr<sysinfo::SystemInformation::CloneInfo> "
-                "sysinfo::UNIXSystemInformation::getCloneInfo(bool&) const");
+    DOVREL_TRACE_SCOPE("virtual dovrel::value_ptr<sysinfo::SystemInformation::CloneInfo> "
+                       "sysinfo::UNIXSystemInformation::getCloneInfo(bool&) const");
     dovrel::CancellationBlock const block;
     unavailable = true;
     IniFile const status(L"/etc/dovrel/status.ini", true, false, false);
@@ -140,10 +140,12 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
     }
 
     using Record = dovrel::value_ptr<CloneInfo>;
-    long const recoverStart = toTime(status.ReadString(L"main", L"RecoverStart", L""));
-    long const recoverEnd = toTime(status.ReadString(L"main", L"RecoverEnd", L""));
+    string const main(L"main");
+    string const none;
+    long const recoverStart = toTime(status.ReadString(main, L"RecoverStart", none));
+    long const recoverEnd = toTime(status.ReadString(main, L"RecoverEnd", none));
     long const now = static_cast<long>(::time(nullptr));
-    string const statusText = status.ReadString(L"Main", L"Status", L"");
+    string const statusText = status.ReadString(main, L"Status", none);
     if (statusText.empty()) {
         trace.write(1, "Failed to read \"Status\" from status.ini");
         return {};
@@ -160,8 +162,8 @@ dovrel::value_ptr<SystemInformation::CloneInfo> UNIXSystemInformation::getCloneI
     if (code == RESTORE && isFinalSyncRequested(answers))
         code = FINAL_SYNC;
 
-    long const restoreStart = toTime(status.ReadString(L"main", L"RestoreStart", L""));
-    string const restoreEndText = status.ReadString(L"main", L"RestoreEnd", L"");
+    long const restoreStart = toTime(status.ReadString(main, L"RestoreStart", none));
+    string const restoreEndText = status.ReadString(main, L"RestoreEnd", none);
     long const restoreEnd = restoreEndText.empty() ? now : toTime(restoreEndText);
 
     RestoreCounters const counters = readCounters(status);

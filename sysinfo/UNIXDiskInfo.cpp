@@ -82,10 +82,11 @@ SystemInformation::DiskInfo* UNIXSystemInformation::UNIXDiskInfo::clone() const
 
 bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>& disks) const
 {
-    TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getDisksInternal("
-                "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo>, "
-                "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo> > >&) "
-                "const");
+    DOVREL_TRACE_SCOPE(
+        "virtual bool sysinfo::UNIXSystemInformation::getDisksInternal("
+        "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo>, "
+        "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::DiskInfo> > >&) "
+        "const");
     dovrel::CancellationBlock const block;
     dovrel::SourceFile file("/proc/mounts");
     if (!file) {
@@ -95,6 +96,10 @@ bool UNIXSystemInformation::getDisksInternal(std::vector<dovrel::value_ptr<DiskI
     DiskList physicalDisks;
     if (!getPhysicalDisksInternal(physicalDisks))
         return false;
+    if (!file.readAhead()) {
+        trace.write(1, "Failed to read /proc/mounts: it is too large");
+        return false;
+    }
     for (auto const& [mountPoint, device] : readMounts(file)) {
         DiskList parents;
         if (auto const path = canonicalPath(device.c_str()))

@@ -17,7 +17,7 @@ dovrel::string UNIXSystemInformation::getLastError() const
 bool UNIXSystemInformation::getCPUsInternal(
     std::vector<dovrel::value_ptr<CPUInfo>>& processors) const
 {
-    TRACE_SCOPE(
+    DOVREL_TRACE_SCOPE(
         "virtual bool sysinfo::UNIXSystemInformation::getCPUsInternal("
         "std::vector<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo>, "
         "std::allocator<dovrel::value_ptr<sysinfo::SystemInformation::CPUInfo> > >&) const");
@@ -29,6 +29,10 @@ bool UNIXSystemInformation::getCPUsInternal(
     }
     uint32_t const count = countProcessors(
         file, [&trace](std::string const& word) { trace.write(3, "Found CPU: %s", word); });
+    if (file.isTooLarge()) {
+        trace.write(1, "Failed to read /proc/stat: it is too large");
+        return false;
+    }
     // Kept: numbers without gaps, even if offline processors leave gaps in the kernel's numbers.
     // Hosts use the number as an index.
     for (uint32_t i = 0; i < count; ++i)

@@ -1,15 +1,12 @@
 #pragma once
 
-#include "common/basic/ip_address.h"
 #include "sysinfo/SystemInformation.h"
+
+#include <boost/filesystem/path.hpp>
 
 #include <set>
 #include <string>
 #include <vector>
-
-namespace boost::filesystem {
-class path;
-}
 
 namespace sysinfo {
 
@@ -21,14 +18,17 @@ namespace sysinfo {
  * digits. Does not use the working directory.
  *
  * Not a cancellation point. If it runs `pvdisplay`, it waits until the tool ends, without a limit.
+ * An output of more than 64 MiB counts as none, with a trace message of level 1.
  *
  * @param device a canonical path.
  * @return empty for a device in another folder, with a trace message of level 2, and for a
  * device-mapper node that has no name in /dev/mapper or no line in the tool's output. Kept: the
  * volume group is compared with the first field of a line, which in today's output is a device; so
  * no line matches.
- * @throws boost::filesystem::filesystem_error if /dev/mapper cannot be read or contains a dangling
- * link. A trace message of level 1 contains the path and the cause.
+ * @throws boost::filesystem::filesystem_error if /dev/mapper cannot be read, contains a dangling
+ * link, or has 2^17 names before the node's. A trace message of level 1 contains the path and
+ * the cause.
+ * @see docs/queries/root-devices.md
  */
 DOVREL_EXPORT std::set<std::string> getRootDevices(boost::filesystem::path const& device);
 
@@ -53,10 +53,10 @@ public:
 
     /**
      * Total and free memory in KiB as the kernel reports them: "MemTotal:" and "MemFree:" in
-     * /proc/meminfo, proc(5). Runs no tool.
+     * /proc/meminfo, proc(5). Runs no tool: takes one read of that file.
      *
-     * @return false if the file cannot be opened or lacks one of the figures. An output whose
-     * figure is missing is unchanged.
+     * @return false if the file cannot be opened, lacks one of the figures, or has no end. An
+     * output whose figure is missing is unchanged.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
 
@@ -75,7 +75,8 @@ public:
 
     /**
      * Resolves the device of each mount on every call, and runs `pvdisplay -c` once for each
-     * device-mapper node. Skips null records in the list of `getPhysicalDisksInternal`.
+     * device-mapper node, without a limit. Skips null records in the list of
+     * `getPhysicalDisksInternal`.
      *
      * @throws boost::filesystem::filesystem_error as `getRootDevices` does.
      */
@@ -137,8 +138,11 @@ public:
      * Busy is user + nice + system + iowait + irq + softirq. Kept: waiting for a disk (iowait)
      * counts as busy.
      *
-     * @return false if /proc/stat cannot be opened. If the file has no line for this processor, the
-     * result is true and both outputs are unchanged.
+     * Takes one read of that file.
+     *
+     * @return false if /proc/stat cannot be opened, or has 64 MiB without a line for this
+     * processor. If the file ends without one, the result is true. In both cases the outputs are
+     * unchanged.
      */
     bool readCounters(unsigned int& idle, unsigned int& busy) const;
 
@@ -238,6 +242,8 @@ private:
 class DOVREL_EXPORT UNIXSystemInformation::UNIXNetworkInfo : public SystemInformation::NetworkInfo {
 public:
     UNIXNetworkInfo();
+
+    /** Stores the arguments. A record of this class has no gateways. */
     UNIXNetworkInfo(dovrel::string name, dovrel::string hostname, dovrel::macaddress_cpp const& mac,
         std::vector<dovrel::ip_address> ipAddrs, std::vector<dovrel::string> netmasks,
         std::vector<dovrel::ip_address> dnsAddrs);

@@ -8,11 +8,11 @@ namespace sysinfo {
 
 bool UNIXSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const
 {
-    TRACE_SCOPE(
+    DOVREL_TRACE_SCOPE(
         "virtual bool sysinfo::UNIXSystemInformation::getMemoryInfo(uint64_t&, uint64_t&) const");
     dovrel::CancellationBlock const block;
     dovrel::SourceFile file("/proc/meminfo");
-    return readKernelMemory(file, [&](KernelFigure figure, uint64_t kib) {
+    bool const isComplete = readKernelMemory(file, [&](KernelFigure figure, uint64_t kib) {
         if (figure == KernelFigure::TOTAL) {
             totalKiB = kib;
             trace.write(3, "Total Memory: %d", kib);
@@ -21,6 +21,9 @@ bool UNIXSystemInformation::getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB)
             trace.write(3, "Free Memory: %d", kib);
         }
     });
+    if (file.isTooLarge())
+        trace.write(1, "Failed to read /proc/meminfo: it is too large");
+    return isComplete && !file.isTooLarge();
 }
 
 }

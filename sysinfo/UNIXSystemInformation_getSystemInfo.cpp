@@ -32,11 +32,12 @@ bool isAzureAdapter(SystemInformation::NetworkInfo const& adapter)
 bool UNIXSystemInformation::getSystemInfo(std::string& vendor, std::string& product,
     std::string& version, HypervisorType& hypervisor) const
 {
-    TRACE_SCOPE("virtual bool sysinfo::UNIXSystemInformation::getSystemInfo(std::string&, "
-                "std::string&, std::string&, sysinfo::SystemInformation::HypervisorType&) const");
+    DOVREL_TRACE_SCOPE(
+        "virtual bool sysinfo::UNIXSystemInformation::getSystemInfo(std::string&, "
+        "std::string&, std::string&, sysinfo::SystemInformation::HypervisorType&) const");
     dovrel::CancellationBlock const block;
     // A host's own routine may fail without writing its outputs, or leave out a terminator.
-    char texts[3][GETSYSINFO_TEXT_SIZE + 1] = {};
+    char texts[3][DOVREL_GETSYSINFO_TEXT_SIZE + 1] = {};
     int code = 0;
     int const result = ::getsysinfo(texts[0], texts[1], texts[2], &code);
     vendor = texts[0];

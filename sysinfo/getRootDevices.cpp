@@ -1,10 +1,12 @@
-#include "common/basic/processstream/src/pistream.h"
 #include "common/platform/CancellationBlock.h"
 #include "common/platform/trace.h"
+#include "sysinfo/ToolOutput.h"
 #include "sysinfo/UNIXSystemInformation.h"
 #include "sysinfo/parsers/pvdisplay_output.h"
 
 #include <boost/filesystem.hpp>
+
+#include <sstream>
 
 namespace sysinfo {
 
@@ -19,7 +21,13 @@ constexpr char MAPPER[] = "/dev/mapper";
  * written "--". */
 std::string groupKey(fs::path const& device)
 {
+    unsigned nodes = 0;
     for (fs::directory_entry const& entry : fs::directory_iterator(MAPPER)) {
+        // Large servers have some thousand. A folder of FUSE may never end.
+        constexpr unsigned MOST_NODES = 1U << 17;
+        if (++nodes > MOST_NODES)
+            throw fs::filesystem_error("It has too many names", MAPPER,
+                boost::system::errc::make_error_code(boost::system::errc::file_too_large));
         // Throws for a dangling link: the rest of the list must not be taken for all of it.
         // The base is not used for an absolute path. Without one Boost calls getcwd(3), which fails
         // if the working directory has been removed.
@@ -35,18 +43,24 @@ std::string groupKey(fs::path const& device)
  * output cannot cause an endless recursion. */
 std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>& visited);
 
-std::set<std::string> disksOfGroup(std::string const& key, std::set<std::string>& visited)
+std::set<std::string> disksOfGroup(
+    std::string const& key, std::set<std::string>& visited, traceobject& trace)
 {
     std::set<std::string> disks;
-    pistream output("pvdisplay -c");
-    readPhysicalVolumes(
-        output, key, [&](std::string const& device) { disks.merge(rootDevices(device, visited)); });
+    try {
+        std::istringstream output = readOutput("pvdisplay -c");
+        readPhysicalVolumes(output, key,
+            [&](std::string const& device) { disks.merge(rootDevices(device, visited)); });
+    } catch (ToolOutput::TooLarge const& error) {
+        trace.write(1, "%s", error.what()); // Like a tool that fails, it has no lines.
+    }
     return disks;
 }
 
 std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>& visited)
 {
-    TRACE_SCOPE("std::set<std::string> sysinfo::getRootDevices(const boost::filesystem::path&)");
+    DOVREL_TRACE_SCOPE(
+        "std::set<std::string> sysinfo::getRootDevices(const boost::filesystem::path&)");
     std::string const& path = device.string();
     if (path.find("/dm-") != std::string::npos) {
         if (!visited.insert(path).second)
@@ -61,7 +75,7 @@ std::set<std::string> rootDevices(fs::path const& device, std::set<std::string>&
                 error.path1().string(), error.code().message());
             throw;
         }
-        return key.empty() ? std::set<std::string>() : disksOfGroup(key, visited);
+        return key.empty() ? std::set<std::string>() : disksOfGroup(key, visited, trace);
     }
     if (device.parent_path() == "/dev") {
         std::string const name = device.filename().string();

@@ -2,7 +2,9 @@
 
 #include "sysinfo/parsers/line_fields.h"
 
+#include <exception>
 #include <limits>
+#include <new>
 
 namespace sysinfo {
 
@@ -19,6 +21,22 @@ uint64_t inKiB(uint64_t number, std::string const& unit)
     if (unit == "TB")
         return number << 30;
     return number;
+}
+
+/** Extracts from @p dump. A failed read sets badbit, as with any stream; but running out of memory
+ * throws std::bad_alloc, and leaves badbit among the stream's exceptions. */
+template <class Extraction> void extract(std::istream& dump, Extraction extraction)
+{
+    std::ios_base::iostate const former = dump.exceptions();
+    try {
+        dump.exceptions(former | std::ios_base::badbit);
+        extraction();
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (std::exception const&) {
+        // The stream has its badbit.
+    }
+    dump.exceptions(former);
 }
 
 bool hasSecondWord(std::string_view line)
@@ -40,10 +58,13 @@ uint64_t readSizeLine(std::istream& dump, std::string const& line, FirmwareDumpL
     std::string label;
     uint64_t number = 0;
     std::string unit;
-    dump >> label;
+    extract(dump, [&] { dump >> label; });
     // If the line has one word only, the number would be read from the next line, which would be
     // lost.
-    bool const complete = hasSecondWord(line) && dump >> number >> unit;
+    bool const hasNumber = hasSecondWord(line);
+    if (hasNumber)
+        extract(dump, [&] { dump >> number >> unit; });
+    bool const complete = hasNumber && !dump.fail();
     listener.sizeLine(label, number, unit);
     if (!complete) {
         listener.sizeLineIgnored(line);
@@ -64,7 +85,7 @@ uint64_t sumOfModules(std::istream& dump, FirmwareDumpListener& listener)
     std::string section;
     std::string line;
     while (dump.good()) {
-        std::getline(dump, line);
+        extract(dump, [&] { std::getline(dump, line); });
         listener.line(line);
         if (line.empty())
             continue;
