@@ -1,5 +1,6 @@
 #include "tests/abi/ElfFile.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
@@ -7,6 +8,11 @@
 namespace {
 
 constexpr unsigned char OWN_CLASS = sizeof(void*) == 4 ? ELFCLASS32 : ELFCLASS64;
+
+// The parts of an entry of .gnu.version: the version's index, and whether another one is the
+// default.
+constexpr unsigned VERSION_INDEX = 0x7fff;
+constexpr unsigned VERSION_HIDDEN = 0x8000;
 
 std::string contents(std::string const& path)
 {
@@ -64,7 +70,9 @@ std::vector<uint32_t> ElfFile::segmentFlags(uint32_t type) const
 std::vector<ElfFile::Symbol> ElfFile::definedSymbols(uint32_t tableType) const
 {
     std::vector<Symbol> symbols;
+    auto versions = tableType == SHT_DYNSYM ? dynamicVersions() : std::vector<std::string>{};
     for (auto const& table : sections(tableType)) {
+        versions.resize(table.sh_size / sizeof(ElfW(Sym)));
         for (size_t at = 0; at < table.sh_size; at += sizeof(ElfW(Sym))) {
             auto const symbol = read<ElfW(Sym)>(table.sh_offset + at);
             // 32-bit and 64-bit files pack binding and type in the same way.
@@ -73,10 +81,95 @@ std::vector<ElfFile::Symbol> ElfFile::definedSymbols(uint32_t tableType) const
             if (symbol.st_shndx == SHN_UNDEF || type == STT_FILE || type == STT_SECTION)
                 continue;
             symbols.push_back({stringAt(section(table.sh_link), symbol.st_name), symbol.st_value,
-                symbol.st_size, binding, type});
+                symbol.st_size, binding, type, versions[at / sizeof(ElfW(Sym))]});
         }
     }
     return symbols;
+}
+
+std::vector<std::string> ElfFile::ownNamesLookedUp() const
+{
+    auto symbols = relocatedSymbols<ElfW(Rel)>(SHT_REL);
+    auto const more = relocatedSymbols<ElfW(Rela)>(SHT_RELA);
+    symbols.insert(symbols.end(), more.begin(), more.end());
+    auto const strings = section(sections(SHT_DYNSYM).at(0).sh_link);
+    std::vector<std::string> names;
+    for (auto const& symbol : symbols) {
+        if (symbol.st_shndx != SHN_UNDEF)
+            names.push_back(stringAt(strings, symbol.st_name));
+    }
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    return names;
+}
+
+template <class Entry> std::vector<ElfW(Sym)> ElfFile::relocatedSymbols(uint32_t type) const
+{
+    std::vector<ElfW(Sym)> symbols;
+    for (auto const& table : sections(type)) {
+        auto const dynamic = section(table.sh_link);
+        for (size_t at = 0; at < table.sh_size; at += sizeof(Entry)) {
+            auto const info = read<Entry>(table.sh_offset + at).r_info;
+            size_t const index = sizeof info == 4 ? ELF32_R_SYM(info) : ELF64_R_SYM(uint64_t{info});
+            // Index 0: an address in the file itself.
+            if (index != 0)
+                symbols.push_back(read<ElfW(Sym)>(dynamic.sh_offset + index * sizeof(ElfW(Sym))));
+        }
+    }
+    return symbols;
+}
+
+std::vector<std::string> ElfFile::neededVersions() const
+{
+    std::vector<std::string> names;
+    for (auto const& table : sections(SHT_GNU_verneed)) {
+        size_t at = table.sh_offset;
+        for (size_t files = table.sh_info; files > 0; --files) {
+            auto const file = read<ElfW(Verneed)>(at);
+            size_t inFile = at + file.vn_aux;
+            for (size_t left = file.vn_cnt; left > 0; --left) {
+                auto const version = read<ElfW(Vernaux)>(inFile);
+                names.push_back(stringAt(section(table.sh_link), version.vna_name));
+                inFile += version.vna_next;
+            }
+            at += file.vn_next;
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> ElfFile::dynamicVersions() const
+{
+    auto const names = definedVersions();
+    std::vector<std::string> versions;
+    for (auto const& table : sections(SHT_GNU_versym)) {
+        for (size_t at = 0; at < table.sh_size; at += sizeof(ElfW(Half))) {
+            auto const entry = read<ElfW(Half)>(table.sh_offset + at);
+            size_t const index = entry & VERSION_INDEX;
+            std::string const name = index < names.size() ? names[index] : "";
+            char const* const sign = entry & VERSION_HIDDEN ? "@" : "@@";
+            versions.push_back(name.empty() ? "" : sign + name);
+        }
+    }
+    return versions;
+}
+
+std::vector<std::string> ElfFile::definedVersions() const
+{
+    std::vector<std::string> names;
+    for (auto const& table : sections(SHT_GNU_verdef)) {
+        size_t at = table.sh_offset;
+        for (size_t left = table.sh_info; left > 0; --left) {
+            auto const version = read<ElfW(Verdef)>(at);
+            auto const name = read<ElfW(Verdaux)>(at + version.vd_aux);
+            names.resize(std::max<size_t>(names.size(), version.vd_ndx + 1U));
+            // The base is the file's own name: a symbol with its index has no version.
+            if (!(version.vd_flags & VER_FLG_BASE))
+                names[version.vd_ndx] = stringAt(section(table.sh_link), name.vda_name);
+            at += version.vd_next;
+        }
+    }
+    return names;
 }
 
 std::vector<ElfW(Shdr)> ElfFile::sections(uint32_t type) const

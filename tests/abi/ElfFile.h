@@ -16,16 +16,26 @@ public:
         size_t size;
         unsigned char binding;
         unsigned char type;
+        /** As nm(1) writes it: "@@" and the default version, "@" and another one, or empty. */
+        std::string version;
     };
 
     /** @throws std::runtime_error if the file cannot be read or is of another kind. */
     explicit ElfFile(std::string const& path);
 
-    /** @return the defined dynamic symbols, without those of files and sections. */
+    /** @return the defined dynamic symbols, without those of files and sections. A symbol that this
+     * file copies from another file has no version here. */
     std::vector<Symbol> dynamicSymbols() const { return definedSymbols(SHT_DYNSYM); }
 
     /** @return the same with the local symbols; empty for a stripped file. */
     std::vector<Symbol> allSymbols() const { return definedSymbols(SHT_SYMTAB); }
+
+    /** @return the names that the file defines and that the dynamic linker nevertheless looks up
+     * for the file's own references, sorted and each once. */
+    std::vector<std::string> ownNamesLookedUp() const;
+
+    /** @return the versions that the file needs, of whichever library. */
+    std::vector<std::string> neededVersions() const;
 
     /** @return the values of all dynamic entries with this tag, in order. */
     std::vector<uintptr_t> dynamicValues(intptr_t tag) const;
@@ -38,6 +48,11 @@ public:
 
 private:
     std::vector<Symbol> definedSymbols(uint32_t tableType) const;
+    /** @return the versions of the dynamic symbols in the order of their table. */
+    std::vector<std::string> dynamicVersions() const;
+    std::vector<std::string> definedVersions() const;
+    /** @return the symbols of the relocations in tables of @p type; Entry is that type's. */
+    template <class Entry> std::vector<ElfW(Sym)> relocatedSymbols(uint32_t type) const;
     std::vector<ElfW(Shdr)> sections(uint32_t type) const;
     ElfW(Shdr) section(size_t index) const;
     std::string stringAt(ElfW(Shdr) const& table, size_t offset) const;

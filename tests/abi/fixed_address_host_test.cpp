@@ -1,15 +1,22 @@
 // A host that is linked at a fixed address. The dynamic linker copies the library's data into such
 // a program (a copy relocation), and the library must use the copy.
+//
+// Linked twice: with the library's symbol versions and without any, as with a library that has
+// none.
 
 #include "common/basic/processstream/src/process_exception.h"
 #include "common/basic/wide_string.h"
+#include "common/platform/getsysinfo.h"
 #include "sysinfo/LinuxSystemInformation.h"
+#include "sysinfo/plugin.h"
+#include "tests/abi/ElfFile.h"
 
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <cstring>
 
 using sysinfo::SystemInformation;
@@ -47,8 +54,29 @@ bool isCopied(void const* object)
 class HostInformation final : public sysinfo::LinuxSystemInformation {
 public:
     dovrel::string getLastError() const override { return L"the host's"; }
+    /** Runs no tool. */
+    bool getNetworksInternal(std::vector<dovrel::value_ptr<NetworkInfo>>&) const override
+    {
+        return true;
+    }
 };
 
+ElfFile const& program()
+{
+    static ElfFile const file("/proc/self/exe");
+    return file;
+}
+
+}
+
+// Replaces the library's weak function. A program's own symbols have no version.
+extern "C" int getsysinfo(char* vendor, char* product, char* version, int* code)
+{
+    std::strcpy(vendor, "Host vendor");
+    std::strcpy(product, "Host product");
+    std::strcpy(version, "Host version");
+    *code = SystemInformation::HYPERVISOR_XEN;
+    return 0;
 }
 
 // The library constructs its caches before this program's own objects.
@@ -59,6 +87,41 @@ extern "C" __attribute__((visibility("default"))) int pthread_mutex_init(
     if (initializedMutexCount < ROOM)
         initializedMutexes[initializedMutexCount++] = mutex;
     return 0;
+}
+
+TEST(FixedAddressHost, needsTheVersionsThatItWasLinkedWith)
+{
+    auto const needed = program().neededVersions();
+    EXPECT_EQ(std::count(needed.begin(), needed.end(), "DOVREL_1"), LINKED_WITH_VERSIONS);
+}
+
+TEST(FixedAddressHost, replacesTheLibrarysFunctionWithOneThatHasNoVersion)
+{
+    auto const symbols = program().dynamicSymbols();
+    auto const own = std::find_if(symbols.begin(), symbols.end(),
+        [](auto const& symbol) { return symbol.name == "getsysinfo"; });
+    ASSERT_NE(own, symbols.end());
+    EXPECT_EQ(own->version, "");
+
+    HostInformation const information;
+    std::string vendor;
+    std::string product;
+    std::string version;
+    auto hypervisor = SystemInformation::HYPERVISOR_NONE;
+    ASSERT_TRUE(information.getSystemInfo(vendor, product, version, hypervisor));
+    EXPECT_EQ(vendor, "Host vendor");
+    EXPECT_EQ(product, "Host product");
+    EXPECT_EQ(version, "Host version");
+    EXPECT_EQ(hypervisor, SystemInformation::HYPERVISOR_XEN);
+}
+
+TEST(FixedAddressHost, callsTheEntriesThatItIsLinkedWith)
+{
+    SystemInformation* const information = libopen();
+    ASSERT_NE(information, nullptr);
+    EXPECT_EQ(information->getLastError(), dovrel::string());
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "libopen"), reinterpret_cast<void*>(&libopen));
+    libclose(information);
 }
 
 TEST(FixedAddressHost, sharesTheLibrarysCaches)

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cxxabi.h>
+#include <dlfcn.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -19,19 +20,22 @@ protected:
     ElfFile const file{libraryPath()};
 };
 
-std::string readable(std::string const& mangled)
+/** @param symbol a mangled name, with or without its version. */
+std::string readable(std::string const& symbol)
 {
     int status = 0;
+    std::string const mangled = symbol.substr(0, symbol.find('@'));
     std::unique_ptr<char, decltype(&std::free)> const text(
         abi::__cxa_demangle(mangled.c_str(), nullptr, nullptr, &status), &std::free);
-    return status == 0 ? mangled + "  " + text.get() : mangled;
+    return status == 0 ? symbol + "  " + text.get() : symbol;
 }
 
 /**
- * @return whether @p symbol is a table or type description of a class without a key function. The
- * compiler emits those where the optimiser needs them, so build types differ; hosts have their own.
+ * @return whether @p symbol is a table or type description. The compiler emits those of a class
+ * without a key function where the optimiser needs them, so build types differ; hosts have their
+ * own. The list has those of the other classes.
  */
-bool dependsOnTheOptimiser(ElfFile::Symbol const& symbol)
+bool mayDependOnTheOptimiser(ElfFile::Symbol const& symbol)
 {
     return symbol.binding == STB_WEAK && symbol.name.compare(0, 3, "_ZT") == 0
         && symbol.name.compare(0, 4, "_ZTh") != 0;
@@ -43,6 +47,19 @@ std::vector<std::string> listedNames()
     std::vector<std::string> names;
     for (std::string line; std::getline(file, line);)
         names.push_back(line);
+    return names;
+}
+
+/** @return the names in sysinfo/interposable.map, sorted. */
+std::vector<std::string> interposableNames()
+{
+    std::ifstream file(INTERPOSABLE_NAMES);
+    std::vector<std::string> names;
+    for (std::string line; std::getline(file, line);) {
+        if (!line.empty() && line.front() == ' ')
+            names.push_back(line.substr(4, line.size() - 5));
+    }
+    std::sort(names.begin(), names.end());
     return names;
 }
 
@@ -59,16 +76,38 @@ void expectNone(std::vector<std::string> const& a, std::vector<std::string> cons
 TEST_F(LibraryFile, exportsExactlyTheListedNames)
 {
     std::vector<std::string> exported;
+    std::vector<std::string> exportedByEveryBuild;
     for (auto const& symbol : file.dynamicSymbols()) {
-        if (!dependsOnTheOptimiser(symbol))
-            exported.push_back(symbol.name);
+        exported.push_back(symbol.name + symbol.version);
+        if (!mayDependOnTheOptimiser(symbol))
+            exportedByEveryBuild.push_back(exported.back());
     }
     std::sort(exported.begin(), exported.end());
+    std::sort(exportedByEveryBuild.begin(), exportedByEveryBuild.end());
     auto const listed = listedNames();
     ASSERT_FALSE(listed.empty()) << "no list at " << EXPORTED_NAMES;
     ASSERT_TRUE(std::is_sorted(listed.begin(), listed.end()));
-    expectNone(exported, listed, "exported but not listed");
+    expectNone(exportedByEveryBuild, listed, "exported but not listed");
     expectNone(listed, exported, "listed but not exported");
+}
+
+TEST_F(LibraryFile, givesEveryNameItsVersion)
+{
+    // Those that the list leaves to the optimiser, too.
+    for (auto const& symbol : file.dynamicSymbols())
+        EXPECT_EQ(symbol.version, "@@DOVREL_1") << readable(symbol.name);
+}
+
+TEST_F(LibraryFile, isSearchedWithAndWithoutAVersion)
+{
+    void* const library = dlopen(libraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
+    ASSERT_NE(library, nullptr);
+    for (char const* name : {"libopen", "libclose", "getsysinfo"}) {
+        void* const found = dlsym(library, name);
+        EXPECT_NE(found, nullptr) << name;
+        EXPECT_EQ(found, dlvsym(library, name, "DOVREL_1")) << name;
+    }
+    dlclose(library);
 }
 
 TEST_F(LibraryFile, exportsNoNamesOfStdOrBoost)
@@ -102,6 +141,12 @@ TEST_F(LibraryFile, dependsOnlyOnTheRunTimeAndBoostFilesystem)
     EXPECT_EQ(needed,
         (std::vector<std::string>{
             "libboost_filesystem.so.1.74.0", "libstdc++.so.6", "libgcc_s.so.1", "libc.so.6"}));
+}
+
+TEST_F(LibraryFile, looksUpOnlyThoseOfItsOwnNamesThatAHostMayReplaceOrCopy)
+{
+    // Each further name costs time at loading, and would let a host's name replace the library's.
+    EXPECT_EQ(file.ownNamesLookedUp(), interposableNames());
 }
 
 TEST_F(LibraryFile, hasNoRunPath)
