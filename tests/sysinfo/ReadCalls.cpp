@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 namespace testkit {
@@ -43,6 +44,12 @@ void ReadCalls::failBehind(size_t bytes, int code)
     m_code = code;
 }
 
+void ReadCalls::repeat(std::string const& text)
+{
+    while (m_repeated.size() < 8192)
+        m_repeated += text;
+}
+
 bool ReadCalls::isFile(int fd) const
 {
     struct stat open { };
@@ -53,6 +60,10 @@ bool ReadCalls::isFile(int fd) const
 
 ssize_t ReadCalls::fakeRead(int fd, void* buffer, size_t size)
 {
+    if (++m_reads == 2 && m_beforeSecond)
+        m_beforeSecond();
+    if (!m_repeated.empty())
+        return giveRepeated(static_cast<char*>(buffer), size);
     if (m_isSlow) {
         m_isInterrupted = !m_isInterrupted;
         if (m_isInterrupted)
@@ -63,6 +74,17 @@ ssize_t ReadCalls::fakeRead(int fd, void* buffer, size_t size)
     ssize_t const got = realRead(fd, buffer, m_isSlow ? 1 : std::min(size, m_left));
     m_left -= static_cast<size_t>(std::max<ssize_t>(got, 0));
     return got;
+}
+
+ssize_t ReadCalls::giveRepeated(char* buffer, size_t size)
+{
+    for (size_t done = 0; done < size;) {
+        size_t const piece = std::min(size - done, m_repeated.size() - m_at);
+        std::memcpy(buffer + done, m_repeated.data() + m_at, piece);
+        m_at = (m_at + piece) % m_repeated.size();
+        done += piece;
+    }
+    return static_cast<ssize_t>(size);
 }
 
 ssize_t ReadCalls::fail(int code)

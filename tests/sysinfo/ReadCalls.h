@@ -6,7 +6,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 
 namespace testkit {
 
@@ -26,6 +28,12 @@ public:
     /** Makes reads fail with @p code after @p bytes bytes. */
     void failBehind(size_t bytes, int code);
 
+    /** Makes the file endless: it contains @p text again and again. */
+    void repeat(std::string const& text);
+
+    /** Sets a function that is called before the second read. */
+    void beforeSecondRead(std::function<void()> handler) { m_beforeSecond = std::move(handler); }
+
     /** @return the number of failed reads, EINTR included. */
     unsigned failures() const { return m_failures; }
 
@@ -35,6 +43,7 @@ public:
 
 private:
     ssize_t fail(int code);
+    ssize_t giveRepeated(char* buffer, size_t size);
 
     std::string m_path;
     bool m_isSlow = false;
@@ -42,6 +51,10 @@ private:
     size_t m_left = SIZE_MAX;
     int m_code = 0;
     unsigned m_failures = 0;
+    std::string m_repeated;
+    size_t m_at = 0;
+    unsigned m_reads = 0;
+    std::function<void()> m_beforeSecond;
 };
 
 }

@@ -1,5 +1,6 @@
 #include "sysinfo/UNIXSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
+#include "tests/support/GlobalLocale.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/sysinfo/ReadCalls.h"
@@ -18,6 +19,7 @@
 
 using testkit::calls;
 using testkit::CapturedTrace;
+using testkit::GlobalLocale;
 using testkit::machine;
 
 namespace {
@@ -56,17 +58,6 @@ class WideGrouping : public std::numpunct<wchar_t> {
     wchar_t do_thousands_sep() const override { return L'.'; }
     wchar_t do_decimal_point() const override { return L','; }
     std::string do_grouping() const override { return "\3"; }
-};
-
-class GlobalLocale {
-public:
-    explicit GlobalLocale(std::locale const& locale) : m_former(std::locale::global(locale)) { }
-    GlobalLocale(GlobalLocale const&) = delete;
-    GlobalLocale& operator=(GlobalLocale const&) = delete;
-    ~GlobalLocale() { std::locale::global(m_former); }
-
-private:
-    std::locale m_former;
 };
 
 }

@@ -61,7 +61,7 @@ void expectSomeAdapter(SystemInformation::NetworkInfo const& adapter)
 }
 
 /** A host's number format that groups digits. */
-class Grouping : public std::numpunct<wchar_t> {
+class GroupedByOne : public std::numpunct<wchar_t> {
     std::string do_grouping() const override { return "\1"; }
     wchar_t do_thousands_sep() const override { return L'a'; }
 };
@@ -189,7 +189,7 @@ TEST(Netmask, keepsPrefixesWithoutDigitsAndNumbersBeyond32Bits)
 
 TEST(Netmask, ignoresTheHostsNumberFormat)
 {
-    std::locale const former = std::locale::global(std::locale(std::locale(), new Grouping));
+    std::locale const former = std::locale::global(std::locale(std::locale(), new GroupedByOne));
     std::string const text = converted("ffaa0000");
     std::locale::global(former);
     EXPECT_EQ(text, "255.170.0.0");

@@ -4,6 +4,7 @@
 
 #include "tests/support/Machine.h"
 
+#include <cpuid.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -15,22 +16,22 @@ using testkit::machine;
 
 namespace {
 
-constexpr size_t LONGEST = GETSYSINFO_TEXT_SIZE - 1;
+constexpr size_t LONGEST = DOVREL_GETSYSINFO_TEXT_SIZE - 1;
 
 /** Calls getsysinfo, and checks that it writes nothing outside the three buffers. */
 struct Identification {
     Identification()
     {
-        char room[3][GETSYSINFO_TEXT_SIZE + 1];
+        char room[3][DOVREL_GETSYSINFO_TEXT_SIZE + 1];
         std::memset(room, '#', sizeof room);
         result = getsysinfo(room[0], room[1], room[2], &code);
         for (size_t i = 0; i < 3; ++i) {
-            texts[i] = std::string(room[i], strnlen(room[i], GETSYSINFO_TEXT_SIZE));
+            texts[i] = std::string(room[i], strnlen(room[i], DOVREL_GETSYSINFO_TEXT_SIZE));
             EXPECT_LE(texts[i].size(), LONGEST);
-            EXPECT_EQ(room[i][GETSYSINFO_TEXT_SIZE], '#');
-            EXPECT_EQ(
-                std::string(room[i] + texts[i].size(), GETSYSINFO_TEXT_SIZE - texts[i].size()),
-                std::string(GETSYSINFO_TEXT_SIZE - texts[i].size(), '\0'));
+            EXPECT_EQ(room[i][DOVREL_GETSYSINFO_TEXT_SIZE], '#');
+            EXPECT_EQ(std::string(
+                          room[i] + texts[i].size(), DOVREL_GETSYSINFO_TEXT_SIZE - texts[i].size()),
+                std::string(DOVREL_GETSYSINFO_TEXT_SIZE - texts[i].size(), '\0'));
         }
     }
 
@@ -105,6 +106,17 @@ TEST(Getsysinfo, trimsBlanksAtBothEnds)
     EXPECT_EQ(vendorFrom("a\0b"sv), "a");
     EXPECT_EQ(vendorFrom("\0"sv), "");
     EXPECT_EQ(vendorFrom("a\xFF\xFE"), "a\xFF\xFE");
+}
+
+TEST(Getsysinfo, reportsAHypervisorIfTheProcessorDoes)
+{
+    constexpr unsigned HYPERVISOR_PRESENT = 1U << 31; // CPUID, leaf 1, ECX.
+    unsigned a = 0;
+    unsigned b = 0;
+    unsigned c = 0;
+    unsigned d = 0;
+    bool const isPresent = ::__get_cpuid(1, &a, &b, &c, &d) != 0 && (c & HYPERVISOR_PRESENT) != 0;
+    EXPECT_EQ(Identification().code != 0, isPresent);
 }
 
 TEST(Getsysinfo, returnsTheHypervisorThatTheFirmwareNames)

@@ -203,6 +203,13 @@ TEST(IfconfigOutput, removesPrefixesAnywhereInALine)
     EXPECT_EQ(blockOf("  P-t-P:10.0.0.2  Mask:Mask:1\n").netmasks, (Strings{"Mask", "1"}));
 }
 
+TEST(IfconfigOutput, removesAPrefixAtTheStartOfALine)
+{
+    Adapters const adapters = adaptersIn("Mask:255.0.0.0\n");
+    EXPECT_EQ(namesOf(adapters), Strings{"Mask"});
+    EXPECT_EQ(adapters.blocks.back().netmasks, Strings{"255.0.0.0"});
+}
+
 TEST(IfconfigOutput, readsValuesOnTheLineOfTheName)
 {
     AdapterText const block = adaptersIn("eth0 inet 1.2.3.4 ether x").blocks.back();

@@ -2,19 +2,27 @@
 
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
+#include "tests/support/GlobalLocale.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/NetworkMachine.h"
 
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <locale>
 #include <string>
 #include <vector>
 
 using dovrel::string;
 using sysinfo::SystemInformation;
 using testkit::CapturedTrace;
+using testkit::GlobalLocale;
 using testkit::machine;
 using testkit::NetworkAnswer;
 using testkit::NetworkMachine;
@@ -30,6 +38,21 @@ protected:
 };
 
 class NetworkTools : public NetworksQuery { };
+
+/** Replaces the newline by another character, as no real locale does. */
+class OtherNewline : public std::ctype<char> {
+protected:
+    char do_widen(char c) const override { return c == '\n' ? '#' : c; }
+    char const* do_widen(char const* from, char const* to, char* out) const override
+    {
+        std::transform(from, to, out, [this](char c) { return do_widen(c); });
+        return to;
+    }
+};
+
+/** The value of `errno` after a popen(3) that succeeds; 0 leaves it. malloc(3) sets ENOMEM where
+ * the heap cannot grow, and then takes memory elsewhere. */
+int errorAfterStart = 0;
 
 constexpr char NEW_STYLE[] = "eth0: flags=4163<UP>  mtu 1500\n"
                              "        inet 10.0.0.5  netmask 255.255.255.0\n"
@@ -60,6 +83,16 @@ std::string route(std::string const& gateway, std::string const& adapter)
     return line + "0.0.0.0         UG    0      0        0 " + adapter + "\n";
 }
 
+}
+
+extern "C" __attribute__((visibility("default"))) FILE* popen(char const* command, char const* mode)
+{
+    using Function = FILE* (*)(char const*, char const*);
+    static auto const real = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "popen"));
+    FILE* const stream = real(command, mode);
+    if (stream && errorAfterStart != 0)
+        errno = errorAfterStart;
+    return stream;
 }
 
 TEST_F(NetworksQuery, listsNewStyleAdapters)
@@ -388,6 +421,25 @@ TEST_F(NetworkTools, leaveTheListUnchangedWhenOneIsMissing)
         EXPECT_TRUE(trace.contains(1, "Failed to find one of: ifconfig, route, cat\n"));
         std::filesystem::rename("/tmp/away", path);
     }
+}
+
+TEST_F(NetworkTools, areReadWithTheClassicLocale)
+{
+    net.ifconfigPrints(NEW_STYLE);
+    net.resolverText("nameserver 10.0.0.1\nnameserver 10.0.0.2\n");
+    GlobalLocale const locale(std::locale(std::locale::classic(), new OtherNewline));
+    NetworkAnswer const answer;
+    EXPECT_EQ(answer.names(), (Names{"eth0", "lo"}));
+    EXPECT_EQ(answer.nameServers(), "\n10.0.0.1 10.0.0.2\n");
+}
+
+TEST_F(NetworkTools, areReadThoughTheirStartLeavesAnErrorBehind)
+{
+    net.ifconfigPrints("eth0: x\nlo: x\n");
+    errorAfterStart = ENOMEM;
+    NetworkAnswer const answer;
+    errorAfterStart = 0;
+    EXPECT_EQ(answer.names(), (Names{"eth0", "lo"}));
 }
 
 TEST_F(NetworkTools, skipNullRecords)

@@ -8,7 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
@@ -66,6 +68,71 @@ TEST_F(PhysicalDisksQuery, listsDisksInTableOrder)
     EXPECT_EQ(query(),
         "sdb () 1024 bytes in  0 partitions \n"
         "sda (MODEL) 1024 bytes in  2 partitions \n");
+}
+
+TEST_F(PhysicalDisksQuery, looksEachPersistentNameUpOnceForAllDisks)
+{
+    std::string table = HEADING;
+    for (unsigned i = 0; i < 26 * 26; ++i) {
+        std::string const name{
+            's', 'd', static_cast<char>('a' + i / 26), static_cast<char>('a' + i % 26)};
+        machine.file("/dev/" + name, "");
+        machine.link("/dev/disk/by-id/ata-MODEL_" + std::to_string(i), "../../" + name);
+        table += "   8        0          2 " + name + '\n';
+    }
+    machine.file("/proc/partitions", table);
+    m_calls.forget();
+    PhysicalDisks disks;
+    ASSERT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
+    EXPECT_EQ(m_calls.entriesLookedAt(), 26U * 26U);
+    ASSERT_EQ(disks.size(), 26U * 26U);
+    for (unsigned i = 0; i < disks.size(); ++i)
+        EXPECT_EQ(disks[i]->getDiskCaption(), dovrel::string("MODEL_" + std::to_string(i)));
+}
+
+TEST_F(PhysicalDisksQuery, givesEachDiskTheCaptionThatItsRecordAloneHas)
+{
+    showDevices({"sdc", "sda", "sdb", "sdd"});
+    ASSERT_EQ(::link("/dev/sda", "/dev/other"), 0);
+    for (unsigned i = 0; i < 40; ++i) {
+        std::string const name{'s', 'd', static_cast<char>('a' + i % 3)};
+        machine.link("/dev/disk/by-id/ata-OTHER_" + std::to_string(i), "../../other");
+        machine.link("/dev/disk/by-id/ata-MODEL_" + std::to_string(i), "../../" + name);
+        machine.link("/dev/disk/by-id/wwn-" + std::to_string(i), "../../missing");
+        if (i == 20)
+            machine.link("/dev/disk/by-id/ata-DANGLING", "../../missing");
+        PhysicalDisks disks;
+        ASSERT_TRUE(LinuxSystemInformation().getPhysicalDisksInternal(disks));
+        ASSERT_EQ(disks.size(), 4U);
+        for (auto const& disk : disks) {
+            EXPECT_EQ(disk->getDiskCaption(),
+                LinuxSystemInformation::LinuxPhysicalDiskInfo(disk->getDiskID(), 2, 0)
+                    .getDiskCaption());
+        }
+    }
+}
+
+TEST_F(PhysicalDisksQuery, readsAllSizesWithTwoFreeDescriptors)
+{
+    showDevices({"sda", "sdb", "sdc"});
+    for (std::string const name : {"sda", "sdb", "sdc"})
+        machine.link("/dev/disk/by-id/ata-" + name, "../../" + name);
+    // The sanitizers open a pipe to check an object of a type that is new to them. Show them all
+    // types before the descriptors run out.
+    std::string const unlimited = query();
+    int const firstFree = ::dup(STDIN_FILENO);
+    ::close(firstFree);
+    rlimit former;
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &former), 0);
+    rlimit const tight{static_cast<rlim_t>(firstFree) + 2, former.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+    std::string const found = query();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &former), 0);
+    EXPECT_EQ(found, unlimited);
+    EXPECT_EQ(found,
+        "sda (sda) 1024 bytes in  0 partitions \n"
+        "sdb (sdb) 1024 bytes in  0 partitions \n"
+        "sdc (sdc) 1024 bytes in  0 partitions \n");
 }
 
 TEST_F(PhysicalDisksQuery, appendsToTheCallersList)

@@ -37,7 +37,7 @@ KernelFigures kernelFiguresOf(std::istream& text)
     return figures;
 }
 
-void expectFigures(std::string const& text, Figure total, Figure free)
+void expectKernelFigures(std::string const& text, Figure total, Figure free)
 {
     SCOPED_TRACE(text.substr(0, 200));
     std::istringstream stream(text);
@@ -53,7 +53,7 @@ constexpr char MEMINFO_LINES[] = "MemTotal:        8010864 kB\nMemFree:         
 
 TEST(ProcMeminfo, returnsTotalAndFreeMemory)
 {
-    expectFigures(MEMINFO_LINES, 8010864, 538768);
+    expectKernelFigures(MEMINFO_LINES, 8010864, 538768);
 }
 
 TEST(ProcMeminfo, readsTheSameInPiecesOfAnySize)
@@ -78,66 +78,67 @@ TEST(ProcMeminfo, stopsReadingAfterBothFigures)
 
 TEST(ProcMeminfo, readsTheFiguresInAnyOrderBetweenOtherLines)
 {
-    expectFigures("Buffers: 1 kB\nMemFree: 3 kB\nCached: 2 kB\nMemTotal: 7 kB\n", 7, 3);
+    expectKernelFigures("Buffers: 1 kB\nMemFree: 3 kB\nCached: 2 kB\nMemTotal: 7 kB\n", 7, 3);
 }
 
 TEST(ProcMeminfo, missesTheFiguresAfterALineWithoutAUnitKept)
 {
-    expectFigures("HugePages_Total: 0\nMemTotal: 7 kB\nMemFree: 3 kB\n", {}, {});
-    expectFigures("MemTotal: 7 kB\nHugePages_Total: 0\nMemFree: 3 kB\n", 7, {});
+    expectKernelFigures("HugePages_Total: 0\nMemTotal: 7 kB\nMemFree: 3 kB\n", {}, {});
+    expectKernelFigures("MemTotal: 7 kB\nHugePages_Total: 0\nMemFree: 3 kB\n", 7, {});
 }
 
 TEST(ProcMeminfo, stopsAtALabelWithoutANumberKept)
 {
-    expectFigures("MemTotal: kB\nMemFree: 3 kB\n", {}, {});
-    expectFigures("MemTotal: 7 kB\nMemFree: unknown kB\nMemFree: 3 kB\n", 7, {});
-    expectFigures("MemTotal: 7 kB\nMemFree:", 7, {});
+    expectKernelFigures("MemTotal: kB\nMemFree: 3 kB\n", {}, {});
+    expectKernelFigures("MemTotal: 7 kB\nMemFree: unknown kB\nMemFree: 3 kB\n", 7, {});
+    expectKernelFigures("MemTotal: 7 kB\nMemFree:", 7, {});
 }
 
 TEST(ProcMeminfo, stopsAtAColonWithoutABlankKept)
 {
-    expectFigures("MemTotal:7 kB\nMemFree: 3 kB\n", {}, {});
-    expectFigures("MemTotal: 7 kB\nShadowCallStack:10373888 kB\nMemFree: 3 kB\n", 7, {});
+    expectKernelFigures("MemTotal:7 kB\nMemFree: 3 kB\n", {}, {});
+    expectKernelFigures("MemTotal: 7 kB\nShadowCallStack:10373888 kB\nMemFree: 3 kB\n", 7, {});
     // Has no effect after both figures.
-    expectFigures("MemTotal: 7 kB\nMemFree: 3 kB\nShadowCallStack:10373888 kB\n", 7, 3);
+    expectKernelFigures("MemTotal: 7 kB\nMemFree: 3 kB\nShadowCallStack:10373888 kB\n", 7, 3);
 }
 
 TEST(ProcMeminfo, acceptsOnlyTheExactLabels)
 {
-    expectFigures("MemTotal 7 kB\nMemFree 3 kB\n", {}, {});
-    expectFigures("XMemTotal: 7 kB\nMemFree:: 3 kB\n", {}, {});
-    expectFigures("memtotal: 7 kB\nMEMFREE: 3 kB\n", {}, {});
-    expectFigures("SwapTotal: 7 kB\nSwapFree: 3 kB\nHighTotal: 1 kB\nLowFree: 1 kB\n", {}, {});
+    expectKernelFigures("MemTotal 7 kB\nMemFree 3 kB\n", {}, {});
+    expectKernelFigures("XMemTotal: 7 kB\nMemFree:: 3 kB\n", {}, {});
+    expectKernelFigures("memtotal: 7 kB\nMEMFREE: 3 kB\n", {}, {});
+    expectKernelFigures(
+        "SwapTotal: 7 kB\nSwapFree: 3 kB\nHighTotal: 1 kB\nLowFree: 1 kB\n", {}, {});
 }
 
 TEST(ProcMeminfo, ignoresTheUnit)
 {
-    expectFigures("MemTotal: 7 MB\nMemFree: 3 bananas\n", 7, 3);
-    expectFigures("MemTotal: 7kB\nMemFree: 3kB\n", 7, 3);
+    expectKernelFigures("MemTotal: 7 MB\nMemFree: 3 bananas\n", 7, 3);
+    expectKernelFigures("MemTotal: 7kB\nMemFree: 3kB\n", 7, 3);
 }
 
 TEST(ProcMeminfo, readsALastFigureWithoutAUnitOrNewline)
 {
-    expectFigures("MemTotal: 7 kB\nMemFree: 3", 7, 3);
-    expectFigures("MemTotal: 7", 7, {});
+    expectKernelFigures("MemTotal: 7 kB\nMemFree: 3", 7, 3);
+    expectKernelFigures("MemTotal: 7", 7, {});
 }
 
 TEST(ProcMeminfo, returnsFiguresOf64Bits)
 {
-    expectFigures("MemTotal: 400016779264 kB\nMemFree: 18446744073709551615 kB\n", 400016779264,
-        18446744073709551615U);
-    expectFigures("MemTotal: 0 kB\nMemFree: 0 kB\n", 0, 0);
+    expectKernelFigures("MemTotal: 400016779264 kB\nMemFree: 18446744073709551615 kB\n",
+        400016779264, 18446744073709551615U);
+    expectKernelFigures("MemTotal: 0 kB\nMemFree: 0 kB\n", 0, 0);
 }
 
 TEST(ProcMeminfo, stopsAtAFigureAbove64Bits)
 {
-    expectFigures("MemTotal: 18446744073709551616 kB\nMemFree: 3 kB\n", {}, {});
-    expectFigures("MemTotal: 7 kB\nMemFree: 99999999999999999999999 kB\n", 7, {});
+    expectKernelFigures("MemTotal: 18446744073709551616 kB\nMemFree: 3 kB\n", {}, {});
+    expectKernelFigures("MemTotal: 7 kB\nMemFree: 99999999999999999999999 kB\n", 7, {});
 }
 
 TEST(ProcMeminfo, returnsTheLastOfRepeatedTotals)
 {
-    expectFigures("MemTotal: 7 kB\nMemTotal: 8 kB\nMemFree: 3 kB\nMemTotal: 9 kB\n", 8, 3);
+    expectKernelFigures("MemTotal: 7 kB\nMemTotal: 8 kB\nMemFree: 3 kB\nMemTotal: 9 kB\n", 8, 3);
 }
 
 TEST(ProcMeminfo, callsBackForEachMatchingLine)
@@ -153,29 +154,29 @@ TEST(ProcMeminfo, callsBackForEachMatchingLine)
 
 TEST(ProcMeminfo, acceptsBlankLinesAndCarriageReturns)
 {
-    expectFigures("\r\n\n \t\r\nMemTotal:\t7 kB\r\n\r\n\nMemFree: 3 kB\r\n", 7, 3);
+    expectKernelFigures("\r\n\n \t\r\nMemTotal:\t7 kB\r\n\r\n\nMemFree: 3 kB\r\n", 7, 3);
 }
 
 TEST(ProcMeminfo, acceptsZeroBytesAtTheEnd)
 {
-    expectFigures("MemTotal: 7 kB\nMemFree: 3 kB\n" + std::string(100, '\0'), 7, 3);
-    expectFigures("MemTotal: 7 kB\n" + std::string(100, '\0'), 7, {});
+    expectKernelFigures("MemTotal: 7 kB\nMemFree: 3 kB\n" + std::string(100, '\0'), 7, 3);
+    expectKernelFigures("MemTotal: 7 kB\n" + std::string(100, '\0'), 7, {});
 }
 
 TEST(ProcMeminfo, findsNothingInTheTableOfKernel24)
 {
     // Its lines in today's form follow the line at which the parser stops.
-    expectFigures("        total:    used:    free:  shared: buffers:  cached:\n"
-                  "Mem:  526110720 500051968 26058752        0 67145728 312201216\n"
-                  "MemTotal:       513780 kB\nMemFree:         25448 kB\n",
+    expectKernelFigures("        total:    used:    free:  shared: buffers:  cached:\n"
+                        "Mem:  526110720 500051968 26058752        0 67145728 312201216\n"
+                        "MemTotal:       513780 kB\nMemFree:         25448 kB\n",
         {}, {});
 }
 
 TEST(ProcMeminfo, findsNothingInAnEmptyText)
 {
-    expectFigures("", {}, {});
-    expectFigures("\n \n", {}, {});
-    expectFigures(std::string(1024 * 1024, 'x'), {}, {});
+    expectKernelFigures("", {}, {});
+    expectKernelFigures("\n \n", {}, {});
+    expectKernelFigures(std::string(1024 * 1024, 'x'), {}, {});
 }
 
 TEST(ProcMeminfo, returnsTheFiguresReadBeforeTheStreamThrows)

@@ -52,6 +52,14 @@ TEST(ProcStat, readsAcrossItsBufferAtEveryOffset)
     }
 }
 
+TEST(ProcStat, countsNoProcessorInTheMiddleOfAWord)
+{
+    std::istringstream text("xcpu0 1\nxxcpu1 1\n cpu2 1\n");
+    std::vector<std::string> words;
+    sysinfo::countProcessors(text, [&](std::string const& word) { words.push_back(word); });
+    EXPECT_EQ(words, std::vector<std::string>{"cpu2"});
+}
+
 TEST(ProcStat, stopsWithoutAnExceptionWhenTheStreamThrows)
 {
     // Longer than the parser's buffer, so that it has read something before.

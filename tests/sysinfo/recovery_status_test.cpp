@@ -75,6 +75,13 @@ TEST(RestorePercentage, dividesByOneInPlaceOfATotalOfZero)
     EXPECT_EQ(percentageOf(0, 2, 0, 3), 250);
 }
 
+TEST(RestorePercentage, isNegativeForANegativeTotal)
+{
+    EXPECT_EQ(percentageOf(1, 0, -1, 100), -5000);
+    EXPECT_EQ(percentageOf(1, 0, -2, 100), -2500);
+    EXPECT_EQ(percentageOf(-2, 100, 1, 0), -2500);
+}
+
 TEST(RestorePercentage, isExactUpToTheLargestProduct)
 {
     constexpr int64_t EDGE = LARGEST / 50;

@@ -1,0 +1,304 @@
+#include "tests/sysinfo/FaultQueries.h"
+
+#include "common/basic/text_cast.h"
+#include "sysinfo/LinuxSystemInformation.h"
+#include "tests/support/Machine.h"
+#include "tests/support/narrow.h"
+#include "tests/sysinfo/FaultCalls.h"
+
+#include <boost/filesystem.hpp>
+
+#include <set>
+
+using sysinfo::LinuxSystemInformation;
+using sysinfo::SystemInformation;
+
+namespace testkit {
+
+namespace {
+
+/** While it lives, faults do not happen: what the test itself allocates is not the library's. */
+struct Undisturbed {
+    Undisturbed() { faultCalls.pause(); }
+    Undisturbed(Undisturbed const&) = delete;
+    Undisturbed& operator=(Undisturbed const&) = delete;
+    ~Undisturbed() { faultCalls.resume(); }
+};
+
+std::string shown(std::string const& text)
+{
+    return text;
+}
+
+std::string shown(dovrel::string const& text)
+{
+    return narrow(text);
+}
+
+std::string shown(dovrel::ip_address const& address)
+{
+    return address.valid() ? narrow(address.toStringInternal()) : "<invalid>";
+}
+
+std::string shown(dovrel::macaddress_cpp const& address)
+{
+    return narrow(dovrel::str_cast(address));
+}
+
+std::string shown(dovrel::value_ptr<SystemInformation::PhysicalDiskInfo> const& disk)
+{
+    return narrow(disk->getDiskID());
+}
+
+template <class Number> std::enable_if_t<std::is_arithmetic_v<Number>, std::string> shown(Number n)
+{
+    return std::to_string(n);
+}
+
+template <class Element> std::string shown(std::vector<Element> const& elements)
+{
+    std::string all;
+    for (Element const& element : elements)
+        all += shown(element) + ' ';
+    return all;
+}
+
+template <class Value> void add(Answer& answer, char const* key, Value const& value)
+{
+    Undisturbed const undisturbed;
+    answer.records.back()[key] = shown(value);
+}
+
+void beginRecord(Answer& answer)
+{
+    Undisturbed const undisturbed;
+    answer.records.emplace_back();
+}
+
+Answer create()
+{
+    Answer answer;
+    auto const machine = SystemInformation::create();
+    answer.known = static_cast<bool>(machine);
+    beginRecord(answer);
+    add(answer, "lastError", machine->getLastError());
+    return answer;
+}
+
+Answer memory()
+{
+    Answer answer;
+    uint64_t total = 0;
+    uint64_t free = 0;
+    answer.known = LinuxSystemInformation().getMemoryInfo(total, free);
+    beginRecord(answer);
+    add(answer, "total", total);
+    add(answer, "free", free);
+    return answer;
+}
+
+Answer processors()
+{
+    {
+        Undisturbed const undisturbed;
+        machine.file("/proc/stat",
+            "cpu  60 0 0 200 0 0 0\ncpu0 50 0 0 100 0 0 0\ncpu1 10 0 0 100 0 0 0\n"
+            "intr 12345678 12345 1234 12 1 0 0 0 0 0 0 0\n");
+        machine.file("/proc/stat.then",
+            "cpu  95 0 0 350 0 0 0\ncpu0 75 0 0 175 0 0 0\ncpu1 20 0 0 175 0 0 0\n"
+            "intr 12345678 12345 1234 12 1 0 0 0 0 0 0 0\n");
+    }
+    Answer answer;
+    std::vector<dovrel::value_ptr<SystemInformation::CPUInfo>> processors;
+    answer.known = LinuxSystemInformation().getCPUsInternal(processors);
+    for (auto const& processor : processors) {
+        beginRecord(answer);
+        add(answer, "maximum", processor->getMaxSpeedInMHZ());
+        add(answer, "current", processor->getCurrentSpeedInMHZ());
+    }
+    if (processors.empty())
+        return answer;
+    // Of one processor, as the machine has one pair of samples.
+    float const usage = processors.front()->getCurrentUsage();
+    Undisturbed const undisturbed;
+    answer.records.front()["usage"] = shown(usage);
+    return answer;
+}
+
+Answer physicalDisks()
+{
+    Answer answer;
+    std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>> disks;
+    answer.known = LinuxSystemInformation().getPhysicalDisksInternal(disks);
+    for (auto const& disk : disks) {
+        beginRecord(answer);
+        add(answer, "name", disk->getDiskID());
+        add(answer, "partitions", disk->getDiskNumberOfPartitions());
+        add(answer, "size", disk->getDiskTotalSizeInBytes());
+        add(answer, "caption", disk->getDiskCaption());
+        add(answer, "text", disk->toString());
+    }
+    return answer;
+}
+
+Answer mountedDisks()
+{
+    Answer answer;
+    std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>> disks;
+    answer.known = LinuxSystemInformation().getDisksInternal(disks);
+    for (auto const& disk : disks) {
+        beginRecord(answer);
+        add(answer, "name", disk->getDiskName());
+        add(answer, "size", disk->getDiskSizeInBytes());
+        add(answer, "free", disk->getDiskFreeInBytes());
+        add(answer, "parents", disk->getParentDisks());
+    }
+    return answer;
+}
+
+Answer rootDevices()
+{
+    Answer answer;
+    std::set<std::string> const disks = sysinfo::getRootDevices("/dev/dm-0");
+    answer.known = true;
+    for (std::string const& disk : disks) {
+        beginRecord(answer);
+        add(answer, "name", disk);
+    }
+    return answer;
+}
+
+Answer networks()
+{
+    Answer answer;
+    std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>> adapters;
+    answer.known = LinuxSystemInformation().getNetworksInternal(adapters);
+    for (auto const& adapter : adapters) {
+        beginRecord(answer);
+        add(answer, "name", adapter->getName());
+        add(answer, "host", adapter->getHostname());
+        add(answer, "mac", adapter->getMACAddr());
+        add(answer, "addresses", adapter->getIPAddrs());
+        add(answer, "masks", adapter->getNetmasks());
+        add(answer, "servers", adapter->getDNSAddrs());
+        add(answer, "text", adapter->toString());
+    }
+    return answer;
+}
+
+Answer summary()
+{
+    Answer answer;
+    std::string vendor;
+    std::string product;
+    std::string version;
+    SystemInformation::HypervisorType hypervisor{};
+    answer.known = LinuxSystemInformation().getSystemInfo(vendor, product, version, hypervisor);
+    beginRecord(answer);
+    add(answer, "vendor", vendor);
+    add(answer, "product", product);
+    add(answer, "version", version);
+    add(answer, "hypervisor", static_cast<int>(hypervisor));
+    return answer;
+}
+
+Answer recovery()
+{
+    Answer answer;
+    bool unavailable = false;
+    auto const state = LinuxSystemInformation().getCloneInfo(unavailable);
+    answer.known = static_cast<bool>(state);
+    if (!state)
+        return answer;
+    beginRecord(answer);
+    add(answer, "operation", state->getOperationID());
+    add(answer, "progress", state->getOperationProgress());
+    add(answer, "totalFiles", state->getTotalFiles());
+    add(answer, "filesDone", state->getFilesDone());
+    add(answer, "totalMB", state->getTotalMBytes());
+    add(answer, "MBdone", state->getMBytesDone());
+    add(answer, "start", state->getRestoreStartTime());
+    add(answer, "end", state->getRestoreEndTime());
+    add(answer, "throughput", state->getThroughput());
+    return answer;
+}
+
+void fillDisks()
+{
+    machine.file("/proc/partitions",
+        "major minor  #blocks  name\n\n   8  0  500 sda\n   8  1  400 sda1\n   8  2  50 sda2\n"
+        "   8 16  900 sdb\n   8 17  800 sdb1\n   8 32  100 sdc\n 253  0  300 dm-0\n");
+    for (char const* device : {"sda", "sda1", "sda2", "sdb", "sdb1", "dm-0"})
+        machine.file(std::string("/dev/") + device, "a disk's bus");
+    machine.file("/dev/sdc", "USB");
+    machine.folder("/proc/scsi/usb-storage/3");
+    machine.link("/dev/disk/by-id/ata-A_DISK_WITH_A_LONG_NAME_1", "../../sda");
+    machine.link("/dev/disk/by-id/ata-A_DISK_WITH_A_LONG_NAME_2", "../../sdb");
+    machine.link("/dev/disk/by-id/wwn-0x5002538d40a0b0c0", "../../sda");
+    machine.link("/dev/mapper/group-data", "../dm-0");
+    machine.file("/proc/mounts",
+        "/dev/sda1 / ext4 rw,relatime 0 0\ntmpfs /run tmpfs rw 0 0\n"
+        "/dev/mapper/group-data /data ext4 rw,relatime 0 0\n"
+        "/dev/sdb1 /a/mount/point/with/a/long/name xfs rw,relatime 0 0\n");
+    // The tool's own lines name the group without its folder, and so never match: docs/queries.
+    machine.tool("/sbin/pvdisplay",
+        "printf '%s\\n' /dev/mapper/group:/dev/sda: /dev/mapper/group:/dev/sdb1:group:more");
+}
+
+void fillNetworks()
+{
+    machine.tool("/sbin/ifconfig",
+        "printf '%s\\n' 'adapter-with-a-long-name: flags=4163<UP>  mtu 1500' "
+        "'        inet 10.0.0.5  netmask 0xffff0000' "
+        "'        inet6 fe80::1  prefixlen 64' '        ether 00:0d:3a:aa:bb:cc  queue 1000' '' "
+        "'lo: flags=73<UP,LOOPBACK>  mtu 65536' '        inet 127.0.0.1  netmask 255.0.0.0'");
+    machine.tool("/sbin/route", "echo '0.0.0.0         10.0.0.1        0.0.0.0  UG 0 0 0 adapter'");
+    machine.tool(
+        "/bin/cat", "printf '%s\\n' '# servers' 'nameserver 10.0.0.2' 'nameserver 10.0.0.3'");
+    machine.tool("/usr/bin/grep", "read -r route; echo \"$route\"");
+}
+
+}
+
+void PrintTo(Query const& query, std::ostream* out)
+{
+    *out << query.name;
+}
+
+std::vector<Query> const QUERIES = {
+    {"create", create},
+    {"memory", memory},
+    {"processors", processors},
+    {"physical disks", physicalDisks},
+    {"mounted disks", mountedDisks},
+    {"root devices", rootDevices},
+    {"networks", networks},
+    {"summary", summary},
+    {"recovery", recovery},
+};
+
+void fillFaultMachine()
+{
+    fillDisks();
+    fillNetworks();
+    machine.file("/proc/meminfo", "MemTotal: 8000000 kB\nMemFree: 3000000 kB\n");
+    machine.tool("/usr/sbin/dmidecode",
+        "printf '%s\\n' 'Memory Device' '\tSize: 4096 MB' '\tLocator: a socket' '' "
+        "'Memory Device' '\tSize: 4 GB' '\tVolatile-Memory-Size: 0 units-that-nobody-knows'");
+    for (std::string const cpu : {"cpu0", "cpu1"}) {
+        machine.file("/sys/devices/system/cpu/" + cpu + "/cpufreq/bios_limit", "3000000\n");
+        machine.file("/sys/devices/system/cpu/" + cpu + "/cpufreq/scaling_cur_freq", "1200000\n");
+    }
+    machine.file("/sys/class/dmi/id/sys_vendor", "A maker with a long name\n");
+    machine.file("/sys/class/dmi/id/product_name", "A product with a long name\n");
+    machine.file("/sys/class/dmi/id/product_version", "A version with a long name\n");
+    machine.file("/sys/class/dmi/id/chassis_asset_tag", "A tag with a long name\n");
+    machine.file("/etc/dovrel/status.ini",
+        "[Main]\nStatus=5000\nRecoverStart=01-02-2026 10:00:00\nRestoreStart=01-02-2026 10:10:00\n"
+        "RestoreEnd=01-02-2026 10:20:00\n[RestoreStatus]\nTotalFiles=1000\nFilesDone=500\n"
+        "TotalBytes=10485760000\nBytesDone=5242880000\n");
+    machine.file("/etc/dovrel/DRAnswer.ini", "[AdvancedOptions]\nFinalSync=1\n");
+    machine.file("/tmp/percent", "73\n");
+}
+
+}
