@@ -1,27 +1,52 @@
 #include "bench/allocations.h"
 
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
-unsigned long allocationCount = 0; // Every benchmark here runs on one thread.
+// Every benchmark here runs on one thread.
+bool isCounting = false;
+bench::HeapUse use;
 
 void* countedAllocation(std::size_t size)
 {
-    ++allocationCount;
-    if (void* block = std::malloc(size ? size : 1))
-        return block;
-    throw std::bad_alloc();
+    void* const block = std::malloc(size ? size : 1);
+    if (!block)
+        throw std::bad_alloc();
+    if (isCounting) {
+        ++use.allocations;
+        use.bytes += static_cast<long>(malloc_usable_size(block));
+        use.peakBytes = std::max(use.peakBytes, use.bytes);
+    }
+    return block;
+}
+
+void countedRelease(void* block)
+{
+    if (isCounting)
+        use.bytes -= static_cast<long>(malloc_usable_size(block));
+    std::free(block);
 }
 
 }
 
 namespace bench {
 
-unsigned long allocations() noexcept
+void startCounting() noexcept
 {
-    return allocationCount;
+    use = {};
+    isCounting = true;
+}
+
+HeapUse stopCounting() noexcept
+{
+    isCounting = false;
+    return use;
 }
 
 }
@@ -38,20 +63,20 @@ void* operator new[](std::size_t size)
 
 void operator delete(void* block) noexcept
 {
-    std::free(block);
+    countedRelease(block);
 }
 
 void operator delete[](void* block) noexcept
 {
-    std::free(block);
+    countedRelease(block);
 }
 
 void operator delete(void* block, std::size_t) noexcept
 {
-    std::free(block);
+    countedRelease(block);
 }
 
 void operator delete[](void* block, std::size_t) noexcept
 {
-    std::free(block);
+    countedRelease(block);
 }

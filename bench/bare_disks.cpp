@@ -154,7 +154,8 @@ int ask(char const* path, unsigned long question)
     int answer = 0;
     if (device < 0 || ioctl(device, question, &answer) != 0)
         answer = -1;
-    close(device);
+    if (device >= 0)
+        close(device);
     return answer;
 }
 
@@ -167,15 +168,12 @@ bool isUsbStorage(char const* path)
 
 }
 
-std::vector<BareDisk> bareDisks(Resolve resolve)
+std::vector<BareEntry> scanPartitions(std::string_view text)
 {
-    std::string const text = readFile("/proc/partitions");
-    Captions const captions(resolve);
-    std::vector<BareDisk> disks;
-    std::string_view left = text;
-    takeLine(left);
-    while (!left.empty()) {
-        std::string_view line = takeLine(left);
+    std::vector<BareEntry> disks;
+    takeLine(text);
+    while (!text.empty()) {
+        std::string_view line = takeLine(text);
         takeWord(line);
         takeWord(line);
         std::string_view const blocks = takeWord(line);
@@ -187,13 +185,24 @@ std::vector<BareDisk> bareDisks(Resolve resolve)
                 ++disks.back().partitions;
             continue;
         }
-        std::string const path = "/dev/" + std::string(name);
+        disks.push_back({name, 0, 0});
+        std::from_chars(blocks.data(), blocks.data() + blocks.size(), disks.back().blocks);
+    }
+    return disks;
+}
+
+std::vector<BareDisk> bareDisks(Resolve resolve)
+{
+    std::string const text = readFile("/proc/partitions");
+    Captions const captions(resolve);
+    std::vector<BareDisk> disks;
+    for (BareEntry const& entry : scanPartitions(text)) {
+        std::string const path = "/dev/" + std::string(entry.name);
         if (isUsbStorage(path.c_str()))
             continue;
-        uint64_t number = 0;
-        std::from_chars(blocks.data(), blocks.data() + blocks.size(), number);
-        auto const sector = static_cast<uint64_t>(ask(path.c_str(), BLKSSZGET));
-        disks.push_back({std::string(name), captions.of(path.c_str()), number * sector, 0});
+        auto const sector = static_cast<uint64_t>(std::max(ask(path.c_str(), BLKSSZGET), 0));
+        disks.push_back({std::string(entry.name), captions.of(path.c_str()), entry.blocks * sector,
+            entry.partitions});
     }
     return disks;
 }

@@ -11,12 +11,10 @@ namespace {
 void toTextDovrel(benchmark::State& state)
 {
     auto value = static_cast<unsigned>(state.range(0));
-    bench::AllocationCounter counter(state);
-    for (auto round : state) {
+    bench::timeAndCount(state, [&value] {
         benchmark::DoNotOptimize(value);
-        dovrel::string text = dovrel::str_cast<unsigned>(value);
-        benchmark::DoNotOptimize(text);
-    }
+        return dovrel::str_cast<unsigned>(value);
+    });
 }
 
 void toTextFreshStream(benchmark::State& state)
@@ -65,11 +63,7 @@ std::wstring column(benchmark::State const& state)
 void toValueDovrel(benchmark::State& state)
 {
     dovrel::string const text(column(state).c_str());
-    bench::AllocationCounter counter(state);
-    for (auto round : state) {
-        int value = dovrel::literal_cast<int>(text, -1);
-        benchmark::DoNotOptimize(value);
-    }
+    bench::timeAndCount(state, [&text] { return dovrel::literal_cast<int>(text, -1); });
 }
 
 void toValueFreshStream(benchmark::State& state)

@@ -60,11 +60,7 @@ private:
 template <Sample SAMPLE> void widenDovrel(benchmark::State& state)
 {
     std::string const source = narrowSample<SAMPLE>(state);
-    bench::AllocationCounter counter(state);
-    for (auto round : state) {
-        dovrel::string text(source.c_str());
-        benchmark::DoNotOptimize(text);
-    }
+    bench::timeAndCount(state, [&source] { return dovrel::string(source.c_str()); });
 }
 
 template <Sample SAMPLE> void widenC(benchmark::State& state)
@@ -112,12 +108,7 @@ void widenByHand(benchmark::State& state)
 template <Sample SAMPLE> void narrowDovrel(benchmark::State& state)
 {
     dovrel::string const source(wideSample<SAMPLE>(state).c_str());
-    bench::AllocationCounter counter(state);
-    for (auto round : state) {
-        char const* text = source;
-        benchmark::DoNotOptimize(text);
-        benchmark::ClobberMemory();
-    }
+    bench::timeAndCount(state, [&source] { return static_cast<char const*>(source); });
 }
 
 template <Sample SAMPLE> void narrowC(benchmark::State& state)

@@ -1,7 +1,10 @@
+#include "bench/allocations.h"
 #include "bench/bare_disks.h"
 #include "bench/fake_disks.h"
 #include "bench/main.h"
 #include "sysinfo/SystemInformation.h"
+#include "sysinfo/parsers/proc_partitions.h"
+#include "tests/support/capabilities.h"
 
 #include <benchmark/benchmark.h>
 
@@ -14,6 +17,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -38,15 +42,34 @@ void expect(bool condition, char const* message)
 
 // Disks ------------------------------------------------------------------------------------------
 
+using Disks = std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>>;
+
+/** Times the library's list. @return one. */
+Disks timeDisks(benchmark::State& state)
+{
+    auto const system = SystemInformation::create();
+    auto const list = [&system] {
+        Disks disks;
+        expect(system->getPhysicalDisksInternal(disks), "the disks cannot be listed");
+        return disks;
+    };
+    bench::timeAndCount(state, list);
+    return list();
+}
+
+/** Times the bare reads. @return one list. */
+std::vector<bench::BareDisk> timeBareDisks(benchmark::State& state, Resolve resolve)
+{
+    std::vector<bench::BareDisk> disks;
+    for (auto round : state)
+        disks = bench::bareDisks(resolve);
+    return disks;
+}
+
 void disksDovrel(benchmark::State& state)
 {
     bench::writeDisks(sizeOf(state));
-    auto const system = SystemInformation::create();
-    std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>> disks;
-    for (auto round : state) {
-        disks.clear();
-        expect(system->getPhysicalDisksInternal(disks), "the disks cannot be listed");
-    }
+    Disks const disks = timeDisks(state);
     expect(disks.size() == sizeOf(state) && !disks.back()->getDiskCaption().empty()
             && disks.back()->getDiskTotalSizeInBytes() != 0
             && disks.back()->getDiskNumberOfPartitions() == 2,
@@ -56,12 +79,74 @@ void disksDovrel(benchmark::State& state)
 void disksBare(benchmark::State& state, Resolve resolve)
 {
     bench::writeDisks(sizeOf(state));
-    std::vector<bench::BareDisk> disks;
-    for (auto round : state)
-        disks = bench::bareDisks(resolve);
+    std::vector<bench::BareDisk> const disks = timeBareDisks(state, resolve);
     expect(disks.size() == sizeOf(state) && !disks.back().caption.empty() && disks.back().bytes != 0
             && disks.back().partitions == 2,
         "the disks were not read");
+}
+
+// Without the permission to open them -------------------------------------------------------------
+
+/** Disks that this process cannot open while the object lives. Their size is unknown. */
+class DeniedDisks {
+public:
+    explicit DeniedDisks(unsigned disks)
+    {
+        bench::writeDisks(disks);
+        bench::denyDisks(disks);
+        testkit::obeyFilePermissions(true);
+    }
+    DeniedDisks(DeniedDisks const&) = delete;
+    DeniedDisks& operator=(DeniedDisks const&) = delete;
+    ~DeniedDisks() { testkit::obeyFilePermissions(false); }
+};
+
+void deniedDisksDovrel(benchmark::State& state)
+{
+    DeniedDisks const denied(sizeOf(state));
+    Disks const disks = timeDisks(state);
+    expect(disks.size() == sizeOf(state) && !disks.back()->getDiskCaption().empty()
+            && disks.back()->getDiskTotalSizeInBytes() == 0,
+        "the disks were not denied");
+}
+
+void deniedDisksBare(benchmark::State& state, Resolve resolve)
+{
+    DeniedDisks const denied(sizeOf(state));
+    std::vector<bench::BareDisk> const disks = timeBareDisks(state, resolve);
+    expect(
+        disks.size() == sizeOf(state) && !disks.back().caption.empty() && disks.back().bytes == 0,
+        "the disks were not denied");
+}
+
+// /proc/partitions --------------------------------------------------------------------------------
+
+void parseDovrel(benchmark::State& state)
+{
+    std::istringstream text(bench::partitionsText(sizeOf(state)));
+    size_t disks = 0;
+    size_t partitions = 0;
+    bench::timeAndCount(state, [&] {
+        text.clear();
+        text.seekg(0);
+        disks = 0;
+        partitions = 0;
+        sysinfo::readPartitions(
+            text, [&](std::string const&) { ++partitions; },
+            [&](sysinfo::DiskEntry const&) { ++disks; });
+        return disks;
+    });
+    expect(disks == sizeOf(state) && partitions == 2 * disks, "the text was not parsed");
+}
+
+void parseByBareScan(benchmark::State& state)
+{
+    std::string const text = bench::partitionsText(sizeOf(state));
+    std::vector<bench::BareEntry> disks;
+    for (auto round : state)
+        disks = bench::scanPartitions(text);
+    expect(
+        disks.size() == sizeOf(state) && disks.back().partitions == 2, "the text was not parsed");
 }
 
 // Mounts -----------------------------------------------------------------------------------------
@@ -76,11 +161,13 @@ void mountsDovrel(benchmark::State& state)
 {
     writeMachine(state);
     auto const system = SystemInformation::create();
-    std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>> mounts;
-    for (auto round : state) {
-        mounts.clear();
+    auto const list = [&system] {
+        std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>> mounts;
         expect(system->getDisksInternal(mounts), "the mounts cannot be listed");
-    }
+        return mounts;
+    };
+    bench::timeAndCount(state, list);
+    auto const mounts = list();
     expect(mounts.size() == sizeOf(state) && mounts.back()->getDiskSizeInBytes() != 0
             && mounts.back()->getParentDisks().size() == 1,
         "the mounts were not read");
@@ -163,12 +250,12 @@ void mountsByStatgrab(benchmark::State& state)
 
 void diskNumbers(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(1)->Arg(100)->Arg(1000);
+    benchmark->Arg(1)->Arg(10)->Arg(100)->Arg(1000);
 }
 
 void mountNumbers(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(20)->Arg(10000);
+    benchmark->Arg(10)->Arg(100)->Arg(1000)->Arg(10000);
 }
 
 }
@@ -180,6 +267,15 @@ BENCHMARK_CAPTURE(disksBare, bare, Resolve::for_each_disk)
 BENCHMARK_CAPTURE(disksBare, bare_once, Resolve::once)
     ->Name("disks/bare_scan_once")
     ->Apply(diskNumbers);
+BENCHMARK(deniedDisksDovrel)->Name("denied_disks/dovrel")->Arg(100);
+BENCHMARK_CAPTURE(deniedDisksBare, bare, Resolve::for_each_disk)
+    ->Name("denied_disks/bare_scan")
+    ->Arg(100);
+BENCHMARK_CAPTURE(deniedDisksBare, bare_once, Resolve::once)
+    ->Name("denied_disks/bare_scan_once")
+    ->Arg(100);
+BENCHMARK(parseDovrel)->Name("parse_partitions/dovrel")->Apply(diskNumbers);
+BENCHMARK(parseByBareScan)->Name("parse_partitions/bare_scan")->Apply(diskNumbers);
 BENCHMARK(mountsDovrel)->Name("mounts/dovrel")->Apply(mountNumbers);
 BENCHMARK(mountsBare)->Name("mounts/bare_scan")->Apply(mountNumbers);
 BENCHMARK(mountsByGetmntent)->Name("mounts/getmntent")->Apply(mountNumbers);

@@ -70,15 +70,11 @@ void writeDisks(unsigned disks)
     clear("/dev");
     makeFolder("/dev/disk");
     makeFolder(BY_ID);
-    std::string table = "major minor  #blocks  name\n\n";
     std::string counters;
     for (unsigned i = 0; i < disks; ++i) {
         std::string const name = diskName(i);
-        table += partitionsLine(i * 16, 488386584, name);
         for (unsigned partition = 0; partition <= 2; ++partition) {
             std::string const device = partition > 0 ? name + std::to_string(partition) : name;
-            if (partition > 0)
-                table += partitionsLine(i * 16 + partition, 244193292, device);
             counters += countersLine(i * 16 + partition, device);
             writeText("/dev/" + device, "");
         }
@@ -87,8 +83,29 @@ void writeDisks(unsigned disks)
         fs::create_symlink(target, std::string(BY_ID) + "/ata-ST500DM002-1BD142_Z6E" + number);
         fs::create_symlink(target, std::string(BY_ID) + "/wwn-0x5000c50064" + number);
     }
-    writeText("/proc/partitions", table);
+    writeText("/proc/partitions", partitionsText(disks));
     writeText("/proc/diskstats", counters);
+}
+
+void denyDisks(unsigned disks)
+{
+    for (unsigned i = 0; i < disks; ++i) {
+        std::string const device = "/dev/" + diskName(i);
+        if (chmod(device.c_str(), 0) != 0)
+            throw std::system_error(errno, std::generic_category(), device);
+    }
+}
+
+std::string partitionsText(unsigned disks)
+{
+    std::string text = "major minor  #blocks  name\n\n";
+    for (unsigned i = 0; i < disks; ++i) {
+        std::string const name = diskName(i);
+        text += partitionsLine(i * 16, 488386584, name);
+        for (unsigned partition = 1; partition <= 2; ++partition)
+            text += partitionsLine(i * 16 + partition, 244193292, name + std::to_string(partition));
+    }
+    return text;
 }
 
 void writeMounts(unsigned mounts, unsigned disks)

@@ -17,6 +17,13 @@ void replaceDisks();
  */
 void writeDisks(unsigned disks);
 
+/** Takes all permissions from the devices of @p disks disks. A process that obeys them
+ * (`obeyFilePermissions`) cannot open these. @throws std::system_error */
+void denyDisks(unsigned disks);
+
+/** @return /proc/partitions of such disks. */
+std::string partitionsText(unsigned disks);
+
 /** Writes /proc/mounts with @p mounts mounts of the partitions of @p disks disks, after some mounts
  * without a disk, and makes their folders. */
 void writeMounts(unsigned mounts, unsigned disks);

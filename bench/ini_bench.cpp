@@ -1,3 +1,4 @@
+#include "bench/allocations.h"
 #include "bench/fake_ini.h"
 #include "bench/ini_rivals.h"
 #include "bench/main.h"
@@ -15,10 +16,7 @@ namespace {
 template <class Reader> void load(benchmark::State& state)
 {
     FakeIni const& ini = FakeIni::ofKeys(static_cast<unsigned>(state.range(0)));
-    for (auto round : state) {
-        Reader const reader(ini.path());
-        benchmark::DoNotOptimize(&reader);
-    }
+    bench::timeAndCount(state, [&ini] { return Reader(ini.path()); });
 }
 
 /** Queries have each reader's own string type and are made beforehand. Results are copies. */
@@ -42,7 +40,7 @@ template <class Reader> void lookUp(benchmark::State& state)
 
 void sizes(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(100)->Arg(10000);
+    benchmark->Arg(10)->Arg(100)->Arg(1000)->Arg(10000);
 }
 
 }

@@ -1,3 +1,4 @@
+#include "bench/allocations.h"
 #include "bench/bare_child.h"
 #include "bench/child_output.h"
 #include "bench/fake_tools.h"
@@ -7,6 +8,9 @@
 #include <benchmark/benchmark.h>
 
 #include <fcntl.h>
+#ifdef BENCH_WITH_PROC2
+#include <libproc2/meminfo.h>
+#endif
 #include <unistd.h>
 
 #include <cerrno>
@@ -39,13 +43,14 @@ void expectKnown(Figures const& figures)
 void memoryDovrel(benchmark::State& state)
 {
     sysinfo::LinuxSystemInformation const system;
-    for (auto round : state) {
+    bench::timeAndCount(state, [&system] {
         Figures figures;
         // The override of the Linux class also runs dmidecode; `queryDovrel` measures it.
         if (!system.UNIXSystemInformation::getMemoryInfo(figures.total, figures.free))
             throw std::runtime_error("the memory cannot be read");
         expectKnown(figures);
-    }
+        return figures;
+    });
 }
 
 /** @return the number after the label, 0 when the label is missing. */
@@ -96,6 +101,27 @@ void memoryByStream(benchmark::State& state)
         expectKnown(figures);
     }
 }
+
+#ifdef BENCH_WITH_PROC2
+
+/** libproc2 keeps the file open and reads all of its figures. */
+void memoryByProc2(benchmark::State& state)
+{
+    meminfo_info* info = nullptr;
+    if (procps_meminfo_new(&info) != 0)
+        throw std::runtime_error("libproc2 cannot be used");
+    meminfo_item items[] = {MEMINFO_MEM_TOTAL, MEMINFO_MEM_FREE};
+    for (auto round : state) {
+        meminfo_stack const* const found = procps_meminfo_select(info, items, std::size(items));
+        if (!found)
+            throw std::runtime_error("the memory cannot be read");
+        Figures const figures{found->head[0].result.ul_int, found->head[1].result.ul_int};
+        expectKnown(figures);
+    }
+    procps_meminfo_unref(&info);
+}
+
+#endif
 
 // The whole query -------------------------------------------------------------------------------
 
@@ -154,6 +180,9 @@ void queryByBareTool(benchmark::State& state)
 BENCHMARK(memoryDovrel)->Name("memory/dovrel");
 BENCHMARK(memoryByBareScan)->Name("memory/bare_scan");
 BENCHMARK(memoryByStream)->Name("memory/stream");
+#ifdef BENCH_WITH_PROC2
+BENCHMARK(memoryByProc2)->Name("memory/libproc2");
+#endif
 BENCHMARK(queryDovrel)->Name("memory_query/dovrel")->Arg(2)->Arg(20)->UseRealTime();
 BENCHMARK(queryByBareTool)->Name("memory_query/bare_tool")->Arg(2)->Arg(20)->UseRealTime();
 

@@ -1,3 +1,4 @@
+#include "bench/allocations.h"
 #include "bench/fake_proc.h"
 #include "bench/main.h"
 #include "sysinfo/SystemInformation.h"
@@ -31,13 +32,13 @@ void listDovrel(benchmark::State& state)
     bench::writeProcStat(static_cast<unsigned>(state.range(0)));
     auto const system = SystemInformation::create();
     size_t listed = 0;
-    for (auto round : state) {
+    bench::timeAndCount(state, [&] {
         std::vector<dovrel::value_ptr<SystemInformation::CPUInfo>> processors;
         if (!system->getCPUsInternal(processors))
             throw std::runtime_error("the processors cannot be listed");
-        benchmark::DoNotOptimize(processors.data());
         listed = processors.size();
-    }
+        return processors;
+    });
     expectProcessors(state, listed);
     state.SetComplexityN(state.range(0));
 }
@@ -114,7 +115,7 @@ void listByStreamLines(benchmark::State& state)
 
 void machineSizes(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(1)->Arg(64)->Arg(1024)->Arg(4096)->Complexity();
+    benchmark->Arg(1)->Arg(10)->Arg(100)->Arg(1000)->Arg(4000)->Complexity();
 }
 
 }

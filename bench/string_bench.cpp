@@ -16,23 +16,17 @@ template <class Text> void construct(benchmark::State& state)
 {
     std::wstring const source = bench::asciiWide(lengthOf(state));
     wchar_t const* text = source.c_str();
-    bench::AllocationCounter counter(state);
-    for (auto round : state) {
+    bench::timeAndCount(state, [&text] {
         benchmark::DoNotOptimize(text);
-        Text made(text);
-        benchmark::DoNotOptimize(made);
-    }
+        return Text(text);
+    });
 }
 
 template <class Text> void copy(benchmark::State& state)
 {
     // NOLINTNEXTLINE(readability-redundant-string-cstr): one of the two texts takes no std::wstring
     Text const source(bench::asciiWide(lengthOf(state)).c_str());
-    bench::AllocationCounter counter(state);
-    for (auto round : state) {
-        Text made(source);
-        benchmark::DoNotOptimize(made);
-    }
+    bench::timeAndCount(state, [&source] { return Text(source); });
 }
 
 }

@@ -2,8 +2,6 @@
 
 #include "bench/allocations.h"
 
-#include <benchmark/benchmark.h>
-
 #include <string>
 
 namespace bench {
@@ -17,23 +15,5 @@ std::string mixedText(unsigned characters);
 // The same as wide strings.
 std::wstring asciiWide(unsigned characters);
 std::wstring mixedWide(unsigned characters);
-
-/** Reports the allocations of an iteration as a counter. */
-class AllocationCounter {
-public:
-    explicit AllocationCounter(benchmark::State& state)
-        : m_state(state), m_before(allocations()) { }
-    AllocationCounter(AllocationCounter const&) = delete;
-    AllocationCounter& operator=(AllocationCounter const&) = delete;
-    ~AllocationCounter()
-    {
-        m_state.counters["allocations"] = benchmark::Counter(
-            static_cast<double>(allocations() - m_before), benchmark::Counter::kAvgIterations);
-    }
-
-private:
-    benchmark::State& m_state;
-    unsigned long m_before;
-};
 
 }
