@@ -6,6 +6,7 @@
 #include "app/failures.h"
 #include "app/recording/archive/archive.h"
 #include "app/recording/document_differences.h"
+#include "app/recording/processor_time.h"
 #include "app/recording/program_run.h"
 #include "app/recording/recorder.h"
 #include "app/recording/redaction/redaction.h"
@@ -32,6 +33,33 @@ std::string counted(uint64_t count, char const* name)
     return std::to_string(count) + " " + name + (count == 1 ? "" : "s");
 }
 
+/** @return which items are longer than what is recorded of them; empty where none is. */
+std::string cutItems(Recording const& recording)
+{
+    std::string first;
+    uint64_t others = 0;
+    auto const add = [&](std::string const& name, uint64_t recorded, uint64_t whole) {
+        if (recorded >= whole)
+            return;
+        if (first.empty())
+            first = "only the first " + std::to_string(recorded) + " of " + std::to_string(whole)
+                + " bytes of " + printable(name) + " are recorded";
+        else
+            ++others;
+    };
+    for (RecordedFile const& file : recording.files)
+        if (file.kind == RecordedFile::REGULAR && file.opened && file.error == 0)
+            add(file.path, file.content.size(), file.size);
+    for (RecordedTool const& tool : recording.tools) {
+        std::string name = "the output of";
+        for (std::string const& argument : tool.command)
+            name += " " + argument;
+        add(name, tool.output.size(), tool.outputSize);
+        add(name, tool.errors.size(), tool.errorsSize);
+    }
+    return others == 0 ? first : first + ", and " + counted(others, "other item") + " in part";
+}
+
 /** @return the lines for the person who recorded. */
 std::string report(Recording const& recording, std::string const& file)
 {
@@ -47,6 +75,8 @@ std::string report(Recording const& recording, std::string const& file)
         + counted(recording.answers.size(), "answer") + " of calls\n";
     if (unreadable > 0)
         text += counted(unreadable, "file") + " could not be opened: permission denied\n";
+    if (std::string const cut = cutItems(recording); !cut.empty())
+        text += cut + "\n";
     for (Replacement const& replacement : recording.replacements)
         text += "replaced: " + replacement.kind + ", " + counted(replacement.values, "value")
             + " in " + counted(replacement.occurrences, "place") + "\n";
@@ -81,6 +111,7 @@ Replayed replayed(Recording const& recording, CommandLine const& line,
         dup2(ends[1], STDOUT_FILENO);
         ExitStatus status = EXIT_STATUS_INTERNAL;
         try {
+            limitProcessorTime(EXIT_STATUS_ARCHIVE);
             enterRecording(recording);
             status = show(line);
         } catch (...) {
@@ -102,12 +133,13 @@ Replayed replayed(Recording const& recording, CommandLine const& line,
 ExitStatus check(Recording const& recording, std::function<ExitStatus(CommandLine)> const& show)
 {
     // Only what hung on the recorded machine waits for it; a busy machine needs more than usual.
-    constexpr char const* LIMIT = "10";
+    constexpr char const* LIMIT = "8";
     char const* const arguments[] = {PROGRAM_NAME, "all", "--json", "--tool-limit", LIMIT};
     Replayed const result =
         replayed(recording, readCommandLine(std::size(arguments), arguments), show);
     if (result.output.empty())
         return result.status;
+    limitProcessorTime(EXIT_STATUS_ARCHIVE);
     std::string const differences = result.output == recording.document
         ? std::string()
         : documentDifferences(recording.document, result.output,
@@ -161,9 +193,12 @@ ExitStatus replayRecording(RecordingLine const& line, Arguments arguments,
     if (!isPreloaded())
         startPreloaded(arguments);
     Recording const recording = readRecording(line.file);
+    if (std::string const cut = cutItems(recording); !cut.empty())
+        (void)writeWhole(STDERR_FILENO, std::string(PROGRAM_NAME) + ": " + cut + "\n");
     if (line.action == RecordingLine::CHECK)
         return check(recording, show);
     if (!command.outputFile) {
+        limitProcessorTime(EXIT_STATUS_ARCHIVE);
         enterRecording(recording);
         return show(command);
     }

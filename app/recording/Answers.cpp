@@ -3,10 +3,12 @@
 #include "app/recording/answer_line.h"
 
 #include <functional>
+#include <new>
 #include <sstream>
 #include <stdexcept>
 
 #include <net/if.h>
+#include <regex.h>
 
 namespace app {
 
@@ -193,6 +195,11 @@ std::map<std::string, std::function<void(Words&, Answers&)>> const& readers()
                 out.processorsConfigured = words.number();
             }},
         {"time", [](Words& words, Answers& out) { out.time = std::stoll(words.text()); }},
+        {"zone",
+            [](Words& words, Answers& out) {
+                if (out.timeZone = words.text(); !isTimeZoneRule(out.timeZone))
+                    throw std::invalid_argument(out.timeZone);
+            }},
         {"uname",
             [](Words& words, Answers& out) {
                 out.release = words.text();
@@ -202,6 +209,25 @@ std::map<std::string, std::function<void(Words&, Answers&)>> const& readers()
     return readers;
 }
 
+}
+
+bool isTimeZoneRule(std::string const& text)
+{
+    constexpr size_t MOST_BYTES = 128;
+    std::string const name = "(<[A-Za-z0-9+-]{3,}>|[A-Za-z]{3,})";
+    std::string const time = "[+-]?[0-9]{1,3}(:[0-9]{2}){0,2}";
+    std::string const day = ",(J[0-9]{1,3}|[0-9]{1,3}|M[0-9]{1,2}\\.[1-5]\\.[0-6])";
+    std::string const date = day + "(/" + time + ")?";
+    std::string const rule =
+        "^" + name + time + "(" + name + "(" + time + ")?(" + date + date + ")?)?$";
+    if (text.size() > MOST_BYTES || text.find('\0') != std::string::npos)
+        return false;
+    regex_t expression; // Of the C library: GCC 12 warns of std::regex with the sanitizers.
+    if (regcomp(&expression, rule.c_str(), REG_EXTENDED | REG_NOSUB) != 0)
+        throw std::bad_alloc();
+    bool const isRule = regexec(&expression, text.c_str(), 0, nullptr, 0) == 0;
+    regfree(&expression);
+    return isRule;
 }
 
 void addAnswer(std::string const& line, Answers& answers)

@@ -57,6 +57,7 @@ struct Answers {
     std::string hostName;
     std::optional<int> hypervisor; // Negative where neither firmware nor processor report one.
     std::optional<int64_t> time;
+    std::string timeZone; // A rule, tzset(3); empty where /etc/localtime has the zone.
     long processorsOnline = 1;
     long processorsConfigured = 1;
     int adaptersError = 0; // Of getifaddrs(3).
@@ -70,6 +71,10 @@ struct Answers {
     std::vector<Address> addresses;
     std::map<std::pair<unsigned, unsigned>, Routes> routes; // By the request's type and family.
 };
+
+/** @return whether the text is a rule that the variable TZ may have without a file, "EST5EDT" or
+ * "<-03>3"; tzset(3). */
+bool isTimeZoneRule(std::string const& text);
 
 /** Adds the answer of a line. @throws std::runtime_error where the line is wrong */
 void addAnswer(std::string const& line, Answers& answers);

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <set>
+#include <vector>
 
 namespace app {
 
@@ -34,6 +36,79 @@ void sortLists(Json& value)
             [](Json const& one, Json const& other) { return textOf(one) < textOf(other); });
 }
 
+/** The keys that together name an item of a list, those of the first row that fits. */
+std::vector<std::vector<char const*>> const NAMES = {
+    {"name"}, {"mount_point"}, {"number"}, {"slot"}, {"address"}, {"subject", "item", "fact"}};
+
+/** @return the names of a list's items in their order; none where an item has no name of its own.
+ */
+std::vector<std::string> namesOf(Json const& list, std::vector<char const*> const& keys)
+{
+    std::vector<std::string> names;
+    for (Json const& item : list) {
+        std::string name;
+        for (char const* const key : keys) {
+            if (!item.is_object() || !item.contains(key))
+                return {};
+            Json const& part = item.at(key);
+            name += (name.empty() ? "" : " ")
+                + (part.is_string() ? part.get<std::string>() : textOf(part));
+        }
+        names.push_back(std::move(name));
+    }
+    bool const areDifferent =
+        std::set<std::string>(names.begin(), names.end()).size() == names.size();
+    return areDifferent ? names : std::vector<std::string>();
+}
+
+Json byName(Json const& list, std::vector<std::string> const& names)
+{
+    Json items = Json::object();
+    for (size_t i = 0; i < names.size(); ++i)
+        items[names[i]] = list[i];
+    return items;
+}
+
+/** @return the names that the other list has, too. */
+std::string commonNames(std::vector<std::string> const& names, Json const& other)
+{
+    std::string text;
+    for (std::string const& name : names)
+        if (other.contains(name))
+            text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
+/** Makes objects of two lists whose items have names, so that an item that one of them lacks is one
+ * difference, and not one for each item behind it. */
+void nameItems(Json& one, Json& other, ListOrder order)
+{
+    if (one.is_array() && other.is_array())
+        for (auto const& keys : NAMES) {
+            auto const names = namesOf(one, keys);
+            auto const otherNames = namesOf(other, keys);
+            if (names.empty() || otherNames.empty())
+                continue;
+            one = byName(one, names);
+            other = byName(other, otherNames);
+            auto const sequence = commonNames(names, other);
+            auto const otherSequence = commonNames(otherNames, one);
+            if (order == ListOrder::COUNTS && sequence != otherSequence) {
+                one["(order)"] = sequence;
+                other["(order)"] = otherSequence;
+            }
+            break;
+        }
+    if (one.is_object() && other.is_object()) {
+        for (auto const& [key, value] : one.items())
+            if (other.contains(key))
+                nameItems(value, other.at(key), order);
+    } else if (one.is_array() && other.is_array()) {
+        for (size_t i = 0; i < std::min(one.size(), other.size()); ++i)
+            nameItems(one[i], other[i], order);
+    }
+}
+
 }
 
 std::string documentDifferences(
@@ -50,6 +125,7 @@ std::string documentDifferences(
         sortLists(one);
         sortLists(other);
     }
+    nameItems(one, other, order);
     std::string text;
     for (Json const& operation : Json::diff(one, other)) {
         std::string const path = operation.at("path");

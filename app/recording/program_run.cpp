@@ -20,9 +20,20 @@ constexpr char const* OWN_PROGRAM = "/proc/self/exe";
 /** Set in a process that was started with the object, by startPreloaded. */
 constexpr char const* STARTED = "DOVREL_STARTED_PRELOADED";
 
-[[noreturn]] void fail(char const* call)
+[[noreturn]] void failToRun(char const* call)
 {
     throw std::system_error(errno, std::generic_category(), call);
+}
+
+/** Preloads the object into the program that this process becomes. ld.so(8) separates the objects
+ * at blanks and colons and expands "$": one with such a path gets the name of a descriptor, which
+ * the object closes. */
+void setPreload()
+{
+    std::string object = preloadedObject();
+    if (object.find_first_of(" :$") != std::string::npos)
+        object = "/proc/self/fd/" + std::to_string(open(object.c_str(), O_RDONLY));
+    setenv("LD_PRELOAD", object.c_str(), 1);
 }
 
 [[noreturn]] void becomeProgram(std::vector<std::string> const& arguments,
@@ -35,7 +46,7 @@ constexpr char const* STARTED = "DOVREL_STARTED_PRELOADED";
     dup2(nothing, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(nothing, STDERR_FILENO);
-    setenv("LD_PRELOAD", preloadedObject().c_str(), 1);
+    setPreload();
     for (auto const& [name, value] : variables)
         setenv(name.c_str(), value.c_str(), 1);
     std::string name = "dovrel-sysinfo";
@@ -83,14 +94,14 @@ ProgramRunResult runPreloaded(std::vector<std::string> const& arguments,
 {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
-        fail("pipe2");
+        failToRun("pipe2");
     pid_t const child = fork();
     if (child == 0)
         becomeProgram(arguments, variables, ends[1]);
     close(ends[1]);
     if (child < 0) {
         close(ends[0]);
-        fail("fork");
+        failToRun("fork");
     }
     ProgramRunResult result;
     while (waitForInput(ends[0], isStopped) && readPiece(ends[0], result.output)) { }
@@ -107,8 +118,6 @@ void checkPreloadedObject()
     if (access(object.c_str(), R_OK) != 0)
         throw RecordingError(object + ": " + std::generic_category().message(errno)
             + "; the program is not installed completely");
-    if (object.find_first_of(" :") != std::string::npos)
-        throw RecordingError(object + ": a path with blanks or colons cannot be preloaded");
 }
 
 void failToPreload()
@@ -122,9 +131,9 @@ void startPreloaded(char const* const* arguments)
     if (std::getenv(STARTED))
         failToPreload(); // ld.so(8) goes on without an object that it cannot use.
     setenv(STARTED, "1", 1);
-    setenv("LD_PRELOAD", preloadedObject().c_str(), 1);
+    setPreload();
     execv(OWN_PROGRAM, const_cast<char* const*>(arguments));
-    fail("execv");
+    failToRun("execv");
 }
 
 std::string readToEnd(int file)

@@ -1,5 +1,7 @@
 #include "app/recording/recorder.h"
 
+#include "app/recording/Answers.h"
+#include "app/recording/answer_line.h"
 #include "app/recording/program_run.h"
 #include "app/recording/recorded_log.h"
 #include "app/recording/stored_file.h"
@@ -74,21 +76,37 @@ private:
     std::string m_path;
 };
 
-/** The C library reads the time zone by itself: in place of the file of TZ, /etc/localtime.
- * @return the TZ that has the same zone. */
+/** Runs the program until it ends or the recording is stopped. @throws RecordingError then */
+ProgramRunResult runUnlessStopped(std::string const& command,
+    std::vector<std::pair<std::string, std::string>> const& variables,
+    RecorderOptions const& options)
+{
+    std::string const limit =
+        std::to_string(std::chrono::duration<double>(options.toolLimit).count());
+    ProgramRunResult result =
+        runPreloaded({command, "--json", "--tool-limit", limit}, variables, options.isStopped);
+    if (options.isStopped())
+        throw RecordingError("the recording was stopped");
+    return result;
+}
+
+/** The C library reads the time zone by itself, tzset(3): its file becomes /etc/localtime, and a
+ * rule without a file an answer. @return the TZ that has the same zone. */
 std::string addTimeZone(Recording& recording)
 {
     constexpr char const* PLACE = "/etc/localtime";
     char const* const zone = std::getenv("TZ");
-    std::string name = zone ? zone : "";
+    std::string name = zone ? zone : PLACE;
     name.erase(0, name.rfind(':', 0) == 0 ? 1 : 0);
-    std::string source = !zone || name.empty() ? PLACE
-        : name.front() == '/'                  ? name
-                                               : "/usr/share/zoneinfo/" + name;
+    std::string source = name.rfind('/', 0) == 0 ? name : "/usr/share/zoneinfo/" + name;
     std::error_code error;
     if (!fs::is_regular_file(source, error)
-        || fs::file_size(source, error) > Recording::MOST_CONTENT)
-        return "UTC0"; // As without the file.
+        || fs::file_size(source, error) > Recording::MOST_CONTENT) {
+        if (!isTimeZoneRule(name))
+            return "UTC0"; // As without the file.
+        recording.answers.push_back("zone " + asWord(name));
+        return name;
+    }
     RecordedFile file;
     file.path = PLACE;
     file.kind = RecordedFile::REGULAR;
@@ -115,15 +133,11 @@ try {
     fs::create_directory(folder.path() + "/tools");
     std::string const complete = folder.path() + "/complete"; // See preload/stage.h.
     store(complete, "");
-    std::string const limit =
-        std::to_string(std::chrono::duration<double>(options.toolLimit).count());
     for (char const* const query : QUERIES) {
         options.onQuery(query);
-        int const status = runPreloaded({query, "--json", "--tool-limit", limit},
-            {{"DOVREL_RECORD", folder.path()}, {"DOVREL_QUERY", query}}, options.isStopped)
+        int const status = runUnlessStopped(
+            query, {{"DOVREL_RECORD", folder.path()}, {"DOVREL_QUERY", query}}, options)
                                .status;
-        if (options.isStopped())
-            throw RecordingError("the recording was stopped");
         if (!fs::exists(complete))
             throw RecordingError("not all that was read could be kept in "
                 + folderForTemporaryFiles() + "; is its filesystem full?");
@@ -139,12 +153,12 @@ try {
     recording.answers.push_back("time " + std::to_string(recording.time));
     writeAnswers(recording, folder.path());
     options.onQuery("document");
-    recording.document = runPreloaded({"all", "--json", "--tool-limit", limit},
-        {{"DOVREL_ANSWER", folder.path()}, {"TZ", timeZone}}, options.isStopped)
-                             .output;
-    if (options.isStopped())
-        throw RecordingError("the recording was stopped");
+    recording.document =
+        runUnlessStopped("all", {{"DOVREL_ANSWER", folder.path()}, {"TZ", timeZone}}, options)
+            .output;
     return recording;
+} catch (fs::filesystem_error const& error) {
+    throw RecordingError(error.path1().string() + ": " + error.code().message());
 } catch (std::system_error const& error) {
     throw RecordingError(error.what());
 }

@@ -157,8 +157,22 @@ void makeFile(RecordedFile const& file)
     }
 }
 
+/** Makes what the second reading of a path finds. */
+void makeLater(RecordedFile const& file)
+{
+    std::filesystem::path const place = std::string(ANSWERS_FOLDER) + "/later" + file.path;
+    std::filesystem::create_directories(place.parent_path());
+    if (file.kind == RecordedFile::ABSENT) // A link to nothing hides the first one.
+        std::filesystem::create_symlink(std::string(ANSWERS_FOLDER) + "/nothing", place);
+    else if (file.kind == RecordedFile::LINK) // From the folder in which it was.
+        std::filesystem::create_symlink(
+            std::filesystem::path(file.path).parent_path() / file.content, place);
+    else if (file.kind == RecordedFile::REGULAR)
+        store(place, file.content);
+}
+
 /** @throws ArchiveError where a line of the answers is wrong, or an address has no adapter */
-void checkAnswers(Recording const& recording)
+Answers checkedAnswers(Recording const& recording)
 {
     Answers answers;
     for (std::string const& line : recording.answers)
@@ -173,15 +187,20 @@ void checkAnswers(Recording const& recording)
     for (Answers::Address const& address : answers.addresses)
         if (adapters.count(address.name.substr(0, address.name.find(':'))) == 0)
             refuse("the address " + address.address, "it has no adapter " + asWord(address.name));
+    return answers;
 }
 
 /** Makes times those of the recorded machine. The C library opens its file without a limit of time,
- * so anything but a regular file could block the replay. */
-void useRecordedTimeZone()
+ * so anything but a regular file could block the replay.
+ * @param rule tzset(3); empty where /etc/localtime has the zone */
+void useRecordedTimeZone(std::string const& rule)
 {
+    unsetenv("TZDIR"); // Where the C library looks for a file of the rule's name first.
     struct stat zone { };
-    bool const isFile = stat("/etc/localtime", &zone) == 0 && S_ISREG(zone.st_mode);
-    if (isFile)
+    std::string const ofRule = "/usr/share/zoneinfo/" + rule;
+    if (!rule.empty() && stat(ofRule.c_str(), &zone) != 0)
+        setenv("TZ", rule.c_str(), 1);
+    else if (stat("/etc/localtime", &zone) == 0 && S_ISREG(zone.st_mode))
         unsetenv("TZ");
     else
         setenv("TZ", "UTC0", 1);
@@ -204,7 +223,7 @@ bool isPreloaded()
 
 void enterRecording(Recording const& recording)
 {
-    checkAnswers(recording);
+    Answers const answers = checkedAnswers(recording);
     umask(022);
     enterNamespaces(recording.user);
     enterPrivateRoot();
@@ -212,15 +231,16 @@ void enterRecording(Recording const& recording)
         for (RecordedFile const& file : recording.files)
             makeFile(file);
         for (RecordedFile const& file : recording.later)
-            store(std::string(ANSWERS_FOLDER) + "/later" + file.path, file.content);
+            makeLater(file);
         std::filesystem::create_directories(std::string(ANSWERS_FOLDER) + "/tools");
         writeAnswers(recording, ANSWERS_FOLDER);
+    } catch (std::filesystem::filesystem_error const& error) {
+        refuse(error.path1(), error.code().message());
     } catch (std::system_error const& error) {
         refuse("the recorded files", error.what());
     }
-    useRecordedTimeZone();
+    useRecordedTimeZone(answers.timeZone);
     dropCapabilities();
-    unsetenv("TZ"); // /etc/localtime has the recorded machine's.
     answerFunction()(ANSWERS_FOLDER);
 }
 

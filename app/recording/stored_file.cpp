@@ -13,7 +13,7 @@ namespace app {
 
 namespace {
 
-[[noreturn]] void fail(std::string const& path)
+[[noreturn]] void failToRead(std::string const& path)
 {
     throw std::system_error(errno, std::generic_category(), path);
 }
@@ -34,7 +34,7 @@ void makeFoldersOf(std::string const& path)
     for (size_t slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1))
         if (mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST)
-            fail(path.substr(0, slash));
+            failToRead(path.substr(0, slash));
 }
 
 }
@@ -43,7 +43,7 @@ std::string storedText(std::string const& path)
 {
     Descriptor const file{open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     if (file.number < 0)
-        fail(path);
+        failToRead(path);
     std::string text;
     std::array<char, 65536> piece;
     for (;;) {
@@ -53,7 +53,7 @@ std::string storedText(std::string const& path)
         if (count > 0)
             text.append(piece.data(), static_cast<size_t>(count));
         else if (errno != EINTR)
-            fail(path);
+            failToRead(path);
     }
 }
 
@@ -62,11 +62,11 @@ void store(std::string const& path, std::string const& text)
     makeFoldersOf(path);
     Descriptor const file{open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
     if (file.number < 0)
-        fail(path);
+        failToRead(path);
     for (size_t done = 0; done < text.size();) {
         ssize_t const count = write(file.number, text.data() + done, text.size() - done);
         if (count < 0 && errno != EINTR)
-            fail(path);
+            failToRead(path);
         done += count > 0 ? static_cast<size_t>(count) : 0;
     }
 }

@@ -16,9 +16,12 @@ constexpr uint64_t MOST_ITEMS = 20'000; ///< files, later files, tools and answe
 constexpr uint64_t MOST_BYTES = 64 * MEBIBYTE; ///< of all contents together
 constexpr uint64_t MOST_DOCUMENT = 16 * MEBIBYTE;
 constexpr uint64_t MOST_MANIFEST = 16 * MEBIBYTE;
-constexpr uint64_t MOST_VALUES = 800'000; ///< JSON values and keys of the manifest
-constexpr int MOST_DEPTH = 8; ///< JSON values in each other
+constexpr uint64_t MOST_VALUES =
+    800'000; ///< JSON values and keys of the manifest, or of the document
+constexpr int MOST_DEPTH = 8; ///< JSON values of the manifest in each other
+constexpr int MOST_DOCUMENT_DEPTH = 32; ///< the same of the document
 constexpr size_t MOST_PATH = 4096; ///< bytes, PATH_MAX
+constexpr uint64_t MOST_PROCESSORS = 8192; ///< of a file; NR_CPUS of Linux on x86 is not larger
 
 constexpr uint64_t MOST_MEMBERS = 3 * MOST_ITEMS; ///< of the archive, folders included
 constexpr uint64_t MOST_PADDING = MEBIBYTE; ///< zeros at the end of the archive

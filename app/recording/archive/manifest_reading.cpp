@@ -1,5 +1,6 @@
 #include "app/recording/archive/ArchiveError.h"
 #include "app/recording/archive/escaped_text.h"
+#include "app/recording/archive/json_values.h"
 #include "app/recording/archive/limits.h"
 #include "app/recording/archive/link_target.h"
 #include "app/recording/archive/manifest.h"
@@ -112,38 +113,12 @@ private:
     std::string m_name;
 };
 
-/** Refuses JSON that would need too much memory: a byte of it may need a hundred. Text that is no
- * JSON is counted correctly up to the place where the parser refuses it. */
-void checkValues(std::string const& manifest)
-{
-    uint64_t values = 0;
-    int depth = 0;
-    bool isString = false;
-    for (size_t i = 0; i < manifest.size(); ++i) {
-        char const byte = manifest[i];
-        if (byte == '"')
-            isString = !isString;
-        else if (isString)
-            i += byte == '\\';
-        else if (byte == '[' || byte == '{')
-            ++depth, ++values;
-        else if (byte == ']' || byte == '}')
-            --depth;
-        else if (byte == ',' || byte == ':')
-            ++values;
-        if (depth > MOST_DEPTH)
-            refuse(MANIFEST_MEMBER, "its values are nested too deep");
-        if (values > MOST_VALUES)
-            refuse(MANIFEST_MEMBER, "it has too many values");
-    }
-}
-
 /** @throws ArchiveError */
 Json parsed(std::string const& manifest)
 {
     // Not counted by a callback of the parser: with one it searches a whole array after each
     // element.
-    checkValues(manifest);
+    checkJsonValues(manifest, MANIFEST_MEMBER, MOST_DEPTH);
     try {
         return Json::parse(manifest);
     } catch (Json::parse_error const& error) {
@@ -216,7 +191,8 @@ std::vector<RecordedFile> filesOf(Item const& manifest, char const* key, TakeMem
         std::string const place = std::string(key) + "[" + std::to_string(files.size()) + "]";
         files.push_back(fileOf(json, place, take));
     }
-    std::sort(files.begin(), files.end(),
+    // Stable: what names a path twice is read alike each time, before checkRecording refuses it.
+    std::stable_sort(files.begin(), files.end(),
         [](RecordedFile const& one, RecordedFile const& other) { return one.path < other.path; });
     return files;
 }

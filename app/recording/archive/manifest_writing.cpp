@@ -15,11 +15,11 @@ namespace app {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
-Json textsOf(std::vector<std::string> const& texts)
+OrderedJson textsOf(std::vector<std::string> const& texts)
 {
-    Json list = Json::array();
+    OrderedJson list = OrderedJson::array();
     for (std::string const& text : texts)
         list.push_back(escaped(text));
     return list;
@@ -34,17 +34,17 @@ std::string octalOf(unsigned mode)
 }
 
 /** The reason in words too, as the numbers are the recorded machine's. */
-Json errorOf(int error)
+OrderedJson errorOf(int error)
 {
     char const* const name = strerrorname_np(error);
     char const* const text = strerrordesc_np(error);
-    return {{"number", error}, {"name", name ? Json(name) : Json()},
-        {"text", text ? Json(text) : Json()}};
+    return {{"number", error}, {"name", name ? OrderedJson(name) : OrderedJson()},
+        {"text", text ? OrderedJson(text) : OrderedJson()}};
 }
 
-Json fileOf(RecordedFile const& file, std::string const& folder, size_t index)
+OrderedJson fileOf(RecordedFile const& file, std::string const& folder, size_t index)
 {
-    Json json = {{"path", escaped(file.path)}, {"kind", KIND_WORDS.at(file.kind)},
+    OrderedJson json = {{"path", escaped(file.path)}, {"kind", KIND_WORDS.at(file.kind)},
         {"mode", octalOf(file.mode)}, {"size", file.size}, {"opened", file.opened}};
     if (auto const member = memberOf(file, folder, index)) {
         json["member"] = *member;
@@ -58,40 +58,40 @@ Json fileOf(RecordedFile const& file, std::string const& folder, size_t index)
     return json;
 }
 
-Json filesOf(std::vector<RecordedFile> const& files, std::string const& folder)
+OrderedJson filesOf(std::vector<RecordedFile> const& files, std::string const& folder)
 {
-    Json list = Json::array();
+    OrderedJson list = OrderedJson::array();
     for (RecordedFile const& file : files)
         list.push_back(fileOf(file, folder, list.size()));
     return list;
 }
 
-Json outputOf(std::string const& member, std::string const& output, uint64_t size)
+OrderedJson outputOf(std::string const& member, std::string const& output, uint64_t size)
 {
     return {{"member", member}, {"size", size}, {"stored_size", output.size()}};
 }
 
-Json toolOf(RecordedTool const& tool, size_t index)
+OrderedJson toolOf(RecordedTool const& tool, size_t index)
 {
     bool const ended = tool.status != -1;
     return {{"command", textsOf(tool.command)}, {"ended", ended},
-        {"status", ended ? Json(tool.status) : Json()}, {"seconds", tool.seconds},
+        {"status", ended ? OrderedJson(tool.status) : OrderedJson()}, {"seconds", tool.seconds},
         {"output", outputOf(outputMember(index), tool.output, tool.outputSize)},
         {"errors", outputOf(errorsMember(index), tool.errors, tool.errorsSize)},
         {"queries", textsOf(tool.queries)}};
 }
 
-Json toolsOf(std::vector<RecordedTool> const& tools)
+OrderedJson toolsOf(std::vector<RecordedTool> const& tools)
 {
-    Json list = Json::array();
+    OrderedJson list = OrderedJson::array();
     for (RecordedTool const& tool : tools)
         list.push_back(toolOf(tool, list.size()));
     return list;
 }
 
-Json replacementsOf(std::vector<Replacement> const& replacements)
+OrderedJson replacementsOf(std::vector<Replacement> const& replacements)
 {
-    Json list = Json::array();
+    OrderedJson list = OrderedJson::array();
     for (Replacement const& replacement : replacements)
         list.push_back({{"kind", escaped(replacement.kind)}, {"values", replacement.values},
             {"occurrences", replacement.occurrences}});
@@ -102,7 +102,7 @@ Json replacementsOf(std::vector<Replacement> const& replacements)
 
 std::string manifestOf(Recording const& recording)
 {
-    Json const json = {{"schema", RECORDING_SCHEMA}, {"version", escaped(recording.version)},
+    OrderedJson const json = {{"schema", RECORDING_SCHEMA}, {"version", escaped(recording.version)},
         {"architecture", escaped(recording.architecture)}, {"time_seconds", recording.time},
         {"user_id", recording.user}, {"redacted", recording.redacted},
         {"replacements", replacementsOf(recording.replacements)},

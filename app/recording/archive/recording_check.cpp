@@ -1,11 +1,14 @@
 #include "app/recording/archive/recording_check.h"
 
 #include "app/recording/archive/ArchiveError.h"
+#include "app/recording/archive/json_values.h"
 #include "app/recording/archive/limits.h"
 #include "app/recording/archive/link_target.h"
+#include "app/recording/archive/member_names.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <set>
 #include <string_view>
 
@@ -21,6 +24,36 @@ void checkContent(std::string const& item, std::string const& content, uint64_t 
                 + std::to_string(Recording::MOST_CONTENT));
     if (size < content.size())
         refuse(item, "its size is smaller than that of its content");
+}
+
+/** @return how often a word that begins so stands at the beginning of a line or behind a blank.
+ * @param isCounted takes the byte at the word's end */
+template <class IsCounted>
+uint64_t countWords(std::string const& text, std::string_view beginning, IsCounted const& isCounted)
+{
+    constexpr char const* BLANKS = " \t\n\v\f\r";
+    uint64_t count = 0;
+    for (size_t at = text.find(beginning); at != std::string::npos;
+         at = text.find(beginning, at + 1)) {
+        bool const isBeginning = at == 0 || std::strchr(BLANKS, text[at - 1]);
+        size_t const end = std::min(text.find_first_of(BLANKS, at), text.size());
+        count += isBeginning && isCounted(text[end - 1]) ? 1 : 0;
+    }
+    return count;
+}
+
+/** The queries read some files for each processor of /proc/stat and /proc/cpuinfo. A link may lead
+ * from there to any file. */
+void checkProcessors(RecordedFile const& file)
+{
+    auto const isDigit = [](char byte) { return byte >= '0' && byte <= '9'; };
+    auto const isAny = [](char /*byte*/) { return true; };
+    uint64_t const count = std::max(
+        countWords(file.content, "cpu", isDigit), countWords(file.content, "processor", isAny));
+    if (count > MOST_PROCESSORS)
+        refuse(file.path,
+            "it has " + std::to_string(count) + " processors, more than "
+                + std::to_string(MOST_PROCESSORS));
 }
 
 void checkFile(RecordedFile const& file)
@@ -44,6 +77,7 @@ void checkFile(RecordedFile const& file)
     if (!file.content.empty() && (file.kind != RecordedFile::REGULAR || !file.opened))
         refuse(file.path, "it has a content and is no regular file that was opened");
     checkContent(file.path, file.content, file.size);
+    checkProcessors(file);
 }
 
 /** Sorts each folder directly before all that is below it. */
@@ -131,6 +165,7 @@ void checkRecording(Recording const& recording)
         refuse("the recording", "it has more than " + std::to_string(MOST_ITEMS) + " items");
     if (recording.document.size() > MOST_DOCUMENT)
         refuse("the document", "it is larger than " + std::to_string(MOST_DOCUMENT) + " bytes");
+    checkJsonValues(recording.document, DOCUMENT_MEMBER, MOST_DOCUMENT_DEPTH);
     uint64_t bytes = recording.document.size();
     std::vector<RecordedFile const*> all;
     for (auto const* const files : {&recording.files, &recording.later}) {

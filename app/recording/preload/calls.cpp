@@ -93,18 +93,13 @@ int statvfsOf(char const* path, Status& status, int (*next)(char const*, Status*
 /** @return null for a file that is no disk of the machine. */
 Answers::Sector const* diskOf(int file)
 {
-    static auto* const realStat = real<int(char const*, struct stat64*)>("stat64");
     static auto* const realFstat = real<int(int, struct stat64*)>("fstat64");
     struct stat64 opened { };
     if (realFstat(file, &opened) != 0 || S_ISCHR(opened.st_mode) || S_ISFIFO(opened.st_mode))
         return nullptr;
-    for (auto const& [path, sector] : answers().sectors) {
-        struct stat64 device { };
-        if (realStat(path.c_str(), &device) == 0 && device.st_dev == opened.st_dev
-            && device.st_ino == opened.st_ino)
-            return &sector;
-    }
-    return nullptr;
+    static auto const sectors = preload::byFile(answers().sectors);
+    auto const found = sectors.find({opened.st_dev, opened.st_ino});
+    return found == sectors.end() ? nullptr : &found->second;
 }
 
 int answerDisk(Answers::Sector const& disk, unsigned long request, void* out)

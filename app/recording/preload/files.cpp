@@ -1,5 +1,5 @@
-// Files and folders. On 32 bits it must define both functions of a pair such as open and open64,
-// and the macro makes one of them the other.
+// Opens and reads files. On 32 bits it must define both functions of a pair such as open and
+// open64, and the macro makes one of them the other.
 #undef _FILE_OFFSET_BITS
 
 #include "app/recording/preload/files.h"
@@ -12,7 +12,6 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -155,10 +154,15 @@ void keep(std::string const& path, std::string const& source, std::string const&
 /** @return the file that has the recorded content of a path; the path where there is none. */
 std::string answeredPlace(std::string const& path)
 {
-    std::string place = stage().answers + "/later" + path;
-    if (!preload::isLater() || !isThere(place))
-        place = stage().answers + "/root" + path;
-    return answersCalls() && isThere(place) ? place : path;
+    if (!answersCalls())
+        return path;
+    static auto* const realLstat = real<int(char const*, struct stat64*)>("lstat64");
+    struct stat64 status { };
+    std::string later = stage().answers + "/later" + path;
+    if (preload::isLater() && realLstat(later.c_str(), &status) == 0)
+        return later;
+    std::string const first = stage().answers + "/root" + path;
+    return isThere(first) ? first : path;
 }
 
 /** @return the file to open in place of @p path. */
@@ -209,8 +213,23 @@ bool isReading(int flags)
 
 std::map<int, std::string>& openedPaths()
 {
-    static std::map<int, std::string> paths;
+    // Not destroyed: files are closed at the end of the program, too.
+    static auto& paths = *new std::map<int, std::string>;
     return paths;
+}
+
+/** Gives the copy of a number the path of the original. @return the result of the call. */
+int copied(int file, int copy, int result)
+{
+    if (result < 0 || file == copy || !isRecording())
+        return result;
+    int const error = errno;
+    if (std::string const path = preload::pathOf(file); path.empty())
+        preload::noteClosed(copy);
+    else
+        preload::noteOpened(copy, path);
+    errno = error;
+    return result;
 }
 
 int openFor(char const* path, int flags, mode_t mode, char const* function)
@@ -232,74 +251,6 @@ int openFor(char const* path, int flags, mode_t mode, char const* function)
     return file;
 }
 
-void logLook(char const* path)
-{
-    if (isRecording() && path && !isOwn(path))
-        preload::log("look", asWord(path));
-}
-
-/** Logs the numbers of a node or, outside the kernel's own filesystems, of the device that a file
- * lies on. */
-template <typename Status> void logNumbers(char const* path, Status const& status)
-{
-    if (!isRecording() || isOwn(path))
-        return;
-    bool const isNode = S_ISBLK(status.st_mode);
-    if (!isNode
-        && (startsWith(path, "/sys/") || startsWith(path, "/proc/") || startsWith(path, "/dev/")))
-        return;
-    dev_t const number = isNode ? status.st_rdev : status.st_dev;
-    preload::logAnswer((isNode ? "device " : "lies-on ") + asWord(path) + " "
-        + std::to_string(major(number)) + " " + std::to_string(minor(number)));
-}
-
-/** Makes the status that of the recorded node, whose place a regular file takes. */
-template <typename Status> void answerNumbers(char const* path, Status& status)
-{
-    if (!answersCalls() || isOwn(path))
-        return;
-    if (auto const found = answers().fileDevices.find(path); found != answers().fileDevices.end())
-        status.st_dev = makedev(found->second.first, found->second.second);
-    static auto* const next = real<int(char const*, struct stat64*)>("stat64");
-    for (auto const& [node, number] : answers().blockDevices) {
-        struct stat64 place { };
-        if (!S_ISREG(status.st_mode) || next(node.c_str(), &place) != 0
-            || place.st_ino != status.st_ino || place.st_dev != status.st_dev)
-            continue;
-        status.st_mode = (status.st_mode & ~mode_t{S_IFMT}) | S_IFBLK;
-        status.st_rdev = makedev(number.first, number.second);
-        return;
-    }
-}
-
-template <typename Status> int withNumbers(int result, char const* path, Status& status)
-{
-    int const error = errno;
-    if (result == 0) {
-        answerNumbers(path, status);
-        logNumbers(path, status);
-    }
-    errno = error;
-    return result;
-}
-
-template <typename Status> int statOf(char const* path, Status& status, char const* function)
-{
-    logLook(path);
-    return withNumbers(real<int(char const*, Status*)>(function)(path, &status), path, status);
-}
-
-template <typename Status>
-int statIn(int folder, char const* name, Status& status, int flags, char const* function)
-{
-    std::string const path =
-        name[0] == '/' ? name : std::string(preload::pathOf(folder)) + "/" + name;
-    logLook(path.c_str());
-    return withNumbers(
-        real<int(int, char const*, Status*, int)>(function)(folder, name, &status, flags),
-        path.c_str(), status);
-}
-
 FILE* openStream(char const* path, char const* mode, char const* function)
 {
     auto* const next = real<FILE*(char const*, char const*)>(function);
@@ -312,18 +263,13 @@ FILE* openStream(char const* path, char const* mode, char const* function)
     return next(placeOf(path).c_str(), mode);
 }
 
-using FileIdentity = std::pair<dev_t, ino64_t>;
-
-/** The errors of read(2) by the files that stand for the unreadable ones. */
-std::map<FileIdentity, int> readErrors()
+/** The errors of read(2) by path. */
+std::map<std::string, int> readErrors()
 {
-    static auto* const realStat = real<int(char const*, struct stat64*)>("stat64");
-    std::map<FileIdentity, int> errors;
-    for (auto const& [path, refusal] : answers().refusals) {
-        struct stat64 status { };
-        if (refusal.read != 0 && realStat(path.c_str(), &status) == 0)
-            errors[{status.st_dev, status.st_ino}] = refusal.read;
-    }
+    std::map<std::string, int> errors;
+    for (auto const& [path, refusal] : answers().refusals)
+        if (refusal.read != 0)
+            errors[path] = refusal.read;
     return errors;
 }
 
@@ -335,7 +281,7 @@ int readError(int file)
     if (!answersCalls() || answers().refusals.empty() || realFstat(file, &opened) != 0
         || !S_ISREG(opened.st_mode))
         return 0;
-    static std::map<FileIdentity, int> const errors = readErrors();
+    static auto const errors = preload::byFile(readErrors());
     auto const found = errors.find({opened.st_dev, opened.st_ino});
     return found == errors.end() ? 0 : found->second;
 }
@@ -365,6 +311,11 @@ ssize_t fillFromTerminal(int file, char* text, size_t size, size_t filled)
 void preload::noteOpened(int file, std::string const& path)
 {
     openedPaths()[file] = path;
+}
+
+void preload::noteClosed(int file)
+{
+    openedPaths().erase(file);
 }
 
 std::string preload::pathOf(int file)
@@ -401,62 +352,23 @@ ANSWERED FILE* fopen64(char const* path, char const* mode)
     return openStream(path, mode, "fopen64");
 }
 
-ANSWERED int stat(char const* path, struct stat* status) noexcept
+ANSWERED int fclose(FILE* stream)
 {
-    return statOf(path, *status, "stat");
+    static auto* const next = real<int(FILE*)>("fclose");
+    preload::noteClosed(fileno(stream));
+    return next(stream);
 }
 
-ANSWERED int stat64(char const* path, struct stat64* status) noexcept
+ANSWERED int dup2(int file, int copy) noexcept
 {
-    return statOf(path, *status, "stat64");
+    static auto* const next = real<int(int, int)>("dup2");
+    return copied(file, copy, next(file, copy));
 }
 
-ANSWERED int lstat(char const* path, struct stat* status) noexcept
+ANSWERED int dup3(int file, int copy, int flags) noexcept
 {
-    return statOf(path, *status, "lstat");
-}
-
-ANSWERED int lstat64(char const* path, struct stat64* status) noexcept
-{
-    return statOf(path, *status, "lstat64");
-}
-
-ANSWERED int fstatat(int folder, char const* name, struct stat* status, int flags) noexcept
-{
-    return statIn(folder, name, *status, flags, "fstatat");
-}
-
-ANSWERED int fstatat64(int folder, char const* name, struct stat64* status, int flags) noexcept
-{
-    return statIn(folder, name, *status, flags, "fstatat64");
-}
-
-ANSWERED int access(char const* path, int mode) noexcept
-{
-    static auto* const next = real<int(char const*, int)>("access");
-    logLook(path);
-    return next(path, mode);
-}
-
-ANSWERED int faccessat(int folder, char const* path, int mode, int flags) noexcept
-{
-    static auto* const next = real<int(int, char const*, int, int)>("faccessat");
-    logLook(path);
-    return next(folder, path, mode, flags);
-}
-
-ANSWERED ssize_t readlink(char const* path, char* out, size_t size) noexcept
-{
-    static auto* const next = real<ssize_t(char const*, char*, size_t)>("readlink");
-    logLook(path);
-    return next(path, out, size);
-}
-
-ANSWERED char* realpath(char const* path, char* out) noexcept
-{
-    static auto* const next = real<char*(char const*, char*)>("realpath");
-    logLook(path);
-    return next(path, out);
+    static auto* const next = real<int(int, int, int)>("dup3");
+    return copied(file, copy, next(file, copy, flags));
 }
 
 ANSWERED ssize_t read(int file, void* out, size_t size)

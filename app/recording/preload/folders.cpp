@@ -92,5 +92,6 @@ ANSWERED int closedir(DIR* folder)
 {
     static auto* const next = real<int(DIR*)>("closedir");
     listings().erase(folder);
+    preload::noteClosed(dirfd(folder));
     return next(folder);
 }

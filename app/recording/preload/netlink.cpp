@@ -1,6 +1,7 @@
 // The answers of rtnetlink(7).
 
 #include "app/recording/preload/answers.h"
+#include "app/recording/preload/files.h"
 #include "app/recording/preload/stage.h"
 
 #include <linux/netlink.h>
@@ -148,5 +149,6 @@ ANSWERED int close(int file)
 {
     static auto* const next = real<int(int)>("close");
     sockets().erase(file);
+    preload::noteClosed(file);
     return next(file);
 }

@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 namespace preload {
 
@@ -36,6 +38,9 @@ bool answersAreRead = false;
 __attribute__((constructor)) void hideFromChildren()
 {
     stage();
+    constexpr std::string_view BY_DESCRIPTOR = "/proc/self/fd/";
+    if (std::string const object = variable("LD_PRELOAD"); object.starts_with(BY_DESCRIPTOR))
+        close(static_cast<int>(std::strtol(object.c_str() + BY_DESCRIPTOR.size(), nullptr, 10)));
     // DOVREL_ANSWER stays for the program's own runs by itself.
     for (char const* const name : {"LD_PRELOAD", "LD_LIBRARY_PATH", "DOVREL_RECORD", "DOVREL_QUERY",
              "DOVREL_STARTED_PRELOADED"})

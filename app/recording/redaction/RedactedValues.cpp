@@ -1,9 +1,11 @@
 #include "app/recording/redaction/RedactedValues.h"
 
 #include "app/recording/redaction/characters.h"
+#include "app/recording/redaction/lines.h"
 #include "app/recording/redaction/random_number.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace app {
 
@@ -24,7 +26,26 @@ constexpr char const* COMMON_WORDS[] = {"admin", "alma", "alpine", "arch", "arch
     "suse", "swap", "sys", "sysfs", "system", "temp", "tftp", "time", "tmp", "true", "false",
     "ubuntu", "udev", "unknown", "usb", "user", "users", "usr", "var", "vault", "virtual",
     "vmlinuz", "volume", "web", "windows", "work", "workstation", "xfs", "ext3", "ext4", "btrfs",
-    "vfat", "ntfs"};
+    "vfat", "ntfs",
+    // ifconfig, route, /proc/mdstat, /proc/partitions, /proc/stat
+    "active", "addr", "bcast", "blocks", "broadcast", "cpu", "devices", "encap", "ether", "flags",
+    "genmask", "hwaddr", "iface", "inet", "inet6", "intr", "level", "major", "mask", "metric",
+    "minor", "mtu", "multicast", "netmask", "packets", "prefixlen", "running", "scope", "scopeid",
+    "super", "txqueuelen", "unused"};
+
+/** Last parts of names of hosts that are no secret. Those of two and three letters are none
+ * either. */
+constexpr char const* TOP_LEVELS[] = {"arpa", "cloud", "corp", "example", "home", "info", "intern",
+    "internal", "intranet", "invalid", "local", "localdomain", "localhost", "private", "test"};
+
+bool isTopLevel(std::string_view name)
+{
+    constexpr size_t LONGEST = 3;
+    std::string const word = lowered(name);
+    return word.size() <= LONGEST
+        || std::any_of(std::begin(TOP_LEVELS), std::end(TOP_LEVELS),
+            [&](char const* other) { return word == other; });
+}
 
 /** Serial numbers that a maker did not set. */
 constexpr char const* PLACEHOLDERS[] = {"notspecified", "none", "nodimm", "noassettag", "unknown",
@@ -123,6 +144,16 @@ std::string otherText(RedactedKind kind, std::string_view text)
     return result;
 }
 
+/** The text as JSON has it: U+FFFD for each byte that is no UTF-8. */
+std::string withoutStrayBytes(std::string const& text)
+{
+    using Json = nlohmann::json;
+    if (std::none_of(text.begin(), text.end(), isNotAscii))
+        return text;
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace))
+        .get<std::string>();
+}
+
 std::string_view trimmed(std::string_view text)
 {
     constexpr std::string_view BLANKS(" \t\r\n\v\f\0", 7);
@@ -137,13 +168,43 @@ void RedactedValues::protect(std::string_view word)
     m_protected.insert(lowered(word));
 }
 
+void RedactedValues::protectKeys(std::string_view text)
+{
+    for (std::string_view const line : linesIn(text))
+        if (size_t const colon = line.find(':'); colon != std::string_view::npos)
+            for (std::string_view const word : wordsIn(line.substr(0, colon)))
+                protect(word);
+}
+
+/** @return the entry of a value; null for one that identifies nothing, or that is replaced as a
+ * spelling of another one. */
+RedactedValue* RedactedValues::entryOf(RedactedKind kind, std::string_view text)
+{
+    constexpr size_t UUID_LENGTH = 32;
+    if (isPlaceholder(kind, text))
+        return nullptr;
+    std::string const value = isName(kind) ? std::string(text) : core(text);
+    std::string const key = lowered(value);
+    bool const isUuid = value.size() == UUID_LENGTH && isHex(value);
+    if (isUuid && m_values.count(key) == 0 && m_values.count(swappedUuid(value)) != 0)
+        return nullptr;
+    if (m_shown.count(key) != 0)
+        return nullptr;
+    if (std::string const shown = lowered(withoutStrayBytes(value)); shown != key)
+        m_shown.insert(shown);
+    RedactedValue& entry = m_values[key];
+    if (entry.text.empty()) {
+        entry.kind = kind;
+        entry.text = value;
+    }
+    entry.forms.emplace(isName(kind) ? std::string_view(entry.text) : text);
+    return &entry;
+}
+
 void RedactedValues::add(
     RedactedKind kind, std::string_view text, std::string_view before, std::string_view behind)
 {
     text = trimmed(text);
-    if (isPlaceholder(kind, text))
-        return;
-    constexpr size_t UUID_LENGTH = 32;
     // The guests of one maker have their UUID in the serial number.
     constexpr std::string_view GUEST = "VMware-";
     if (kind == RedactedKind::SERIAL_NUMBER && text.substr(0, GUEST.size()) == GUEST
@@ -151,18 +212,39 @@ void RedactedValues::add(
         add(RedactedKind::UUID, text.substr(GUEST.size()));
         return;
     }
-    std::string const value = isName(kind) ? std::string(text) : core(text);
-    bool const isUuid = value.size() == UUID_LENGTH && isHex(value);
-    if (isUuid && m_values.count(lowered(value)) == 0 && m_values.count(swappedUuid(value)) != 0)
-        return; // Replaced as a spelling of the other one.
-    RedactedValue& entry = m_values[lowered(value)];
-    if (entry.text.empty()) {
-        entry.kind = kind;
-        entry.text = value;
-    }
-    entry.forms.emplace(isName(kind) ? std::string_view(entry.text) : text);
+    // Of a partition in an MBR, the table's identifier and the partition's number: "1a2b3c4d-01".
+    constexpr size_t TABLE = 8;
+    if (kind == RedactedKind::UUID && text.size() == TABLE + 3 && text[TABLE] == '-')
+        text = text.substr(0, TABLE);
+    RedactedValue* const entry = entryOf(kind, text);
+    if (!entry)
+        return;
+    entry->onlyInPlaces = false;
     if (!before.empty() || !behind.empty())
-        entry.places.emplace(before, behind);
+        entry->places.emplace(before, behind);
+}
+
+void RedactedValues::addFreeText(
+    RedactedKind kind, std::string_view text, std::string_view before, std::string_view behind)
+{
+    if (RedactedValue* const entry = entryOf(kind, trimmed(text)))
+        entry->places.emplace(before, behind);
+}
+
+void RedactedValues::addPath(RedactedKind kind, std::string_view path, size_t kept)
+{
+    constexpr size_t SHORTEST = 5; // Shorter names are words of the system: "src", "bin".
+    for (size_t begin = kept; begin < path.size();) {
+        size_t const end = std::min(path.find('/', begin), path.size());
+        std::string_view const name = path.substr(begin, end - begin);
+        begin = end + 1;
+        if (name.empty())
+            continue;
+        if (RedactedValue* const entry = entryOf(kind, name))
+            entry->onlyInPlaces = entry->onlyInPlaces && name.size() < SHORTEST;
+        std::string const part(path.substr(0, end));
+        m_paths[lowered(part)] = {kind, part, kept, {}};
+    }
 }
 
 void RedactedValues::addHost(
@@ -179,9 +261,11 @@ void RedactedValues::addHost(
     RedactedValue& entry = m_hosts[lowered(name)];
     entry.kind = RedactedKind::HOST_NAME;
     entry.text = name;
-    for (std::string_view rest = name; rest.find('.') != std::string_view::npos;
-         rest.remove_prefix(rest.find('.') + 1))
+    std::string_view rest = name;
+    for (; rest.find('.') != std::string_view::npos; rest.remove_prefix(rest.find('.') + 1))
         add(RedactedKind::HOST_NAME, rest.substr(0, rest.find('.')));
+    if (!isTopLevel(rest))
+        add(RedactedKind::HOST_NAME, rest);
 }
 
 bool RedactedValues::isEverywhere(RedactedValue const& value) const
@@ -190,6 +274,8 @@ bool RedactedValues::isEverywhere(RedactedValue const& value) const
     constexpr size_t SHORTEST = 4;
     constexpr size_t LONG = 8;
     std::string const text = lowered(value.text);
+    if (value.onlyInPlaces)
+        return false;
     if (!isName(value.kind) && text.size() >= LONG)
         return true;
     bool const hasDigit = std::any_of(text.begin(), text.end(), isDigit);
@@ -198,6 +284,53 @@ bool RedactedValues::isEverywhere(RedactedValue const& value) const
         return false;
     return isName(value.kind) ? core(text).size() >= SHORTEST_NAME
                               : text.size() >= SHORTEST && hasDigit;
+}
+
+/** Gives values that consist of others the replacements of those. */
+void RedactedValues::compose()
+{
+    for (auto& [key, value] : m_values)
+        isName(value.kind) ? composeName(value) : composeNumber(value);
+}
+
+/** "HOST:NAME", the label of a part of a RAID, and "my_disk", udev's form of "my disk". */
+void RedactedValues::composeName(RedactedValue& value)
+{
+    size_t const colon = value.text.find(':');
+    auto const host = m_values.find(lowered(value.text.substr(0, colon)));
+    if (colon != std::string::npos && host != m_values.end()
+        && host->second.kind == RedactedKind::HOST_NAME) {
+        std::string const rest = value.text.substr(colon + 1);
+        auto const name = m_values.find(lowered(rest));
+        bool const isReplaced = name != m_values.end() && isEverywhere(name->second);
+        value.replacement =
+            host->second.replacement + ":" + (isReplaced ? name->second.replacement : rest);
+    }
+    auto const forUdev = [](std::string text) {
+        std::replace_if(text.begin(), text.end(), isUnsafeForUdev, '_');
+        return text;
+    };
+    if (auto const other = m_values.find(lowered(forUdev(value.text)));
+        other != m_values.end() && &other->second != &value)
+        other->second.replacement = forUdev(value.replacement);
+}
+
+/** ".SERIAL.OTHER.", a board's number that begins with the machine's. */
+void RedactedValues::composeNumber(RedactedValue& value)
+{
+    constexpr size_t SHORTEST = 5;
+    std::string const form = value.forms.empty() ? "" : *value.forms.begin();
+    size_t place = 0; // in the letters and digits alone
+    for (size_t i = 0; i < form.size();) {
+        size_t end = i;
+        while (end < form.size() && isAlphanumeric(form[end]))
+            ++end;
+        auto const part = m_values.find(lowered(form.substr(i, end - i)));
+        if (end - i >= SHORTEST && part != m_values.end() && &part->second != &value)
+            value.replacement.replace(place, end - i, part->second.replacement);
+        place += end - i;
+        i = std::max(end, i + 1);
+    }
 }
 
 void RedactedValues::choose()
@@ -212,8 +345,34 @@ void RedactedValues::choose()
             value.replacement = otherText(value.kind, value.text);
         taken.insert(lowered(value.replacement));
     }
+    compose();
     for (auto& [key, value] : m_hosts)
         value.replacement = replaced(value.text);
+    for (auto& [key, path] : m_paths)
+        path.replacement =
+            path.text.substr(0, path.kept) + replacedNames(path.text.substr(path.kept));
+}
+
+std::string RedactedValues::replacedNames(std::string_view path) const
+{
+    std::string result;
+    while (!path.empty()) {
+        size_t const end = std::min(path.find('/'), path.size());
+        auto const found = m_values.find(lowered(path.substr(0, end)));
+        result += found == m_values.end() ? path.substr(0, end)
+                                          : std::string_view(found->second.replacement);
+        result += path.substr(end, 1);
+        path.remove_prefix(std::min(end + 1, path.size()));
+    }
+    return result;
+}
+
+unsigned RedactedValues::replacedUser(unsigned number) const
+{
+    auto const found = m_values.find(std::to_string(number));
+    if (number == 0 || found == m_values.end())
+        return number;
+    return std::max(1U, static_cast<unsigned>(std::stoul(found->second.replacement)));
 }
 
 std::string RedactedValues::replaced(std::string_view text) const
@@ -225,11 +384,11 @@ std::string RedactedValues::replaced(std::string_view text) const
     size_t const dot = text.find('.');
     if (m_hosts.count(lowered(text)) == 0 && !(dot != 0 && dot != std::string_view::npos))
         return std::string(text);
-    // The last part of a host's name stays.
     std::string const first(text.substr(0, dot));
     std::string_view const rest = text.substr(dot + 1);
+    bool const isLast = rest.find('.') == std::string_view::npos;
     return replaced(first) + "."
-        + (rest.find('.') == std::string_view::npos ? std::string(rest) : replaced(rest));
+        + (isLast && isTopLevel(rest) ? std::string(rest) : replaced(rest));
 }
 
 }

@@ -8,6 +8,18 @@ namespace app {
 
 namespace {
 
+/** @return whether the text ends in a group of an address: in digits that are a whole word, and no
+ * end of "eth0", or in ':'. */
+bool endsInHexGroup(std::string_view text)
+{
+    size_t begin = text.size();
+    while (begin > 0 && isHexDigit(text[begin - 1]))
+        --begin;
+    if (begin == text.size())
+        return !text.empty() && text.back() == ':';
+    return isWordBegin(text, begin);
+}
+
 bool isFreeBefore(std::string_view before, TextPattern const& pattern)
 {
     auto const border = pattern.border;
@@ -18,8 +30,7 @@ bool isFreeBefore(std::string_view before, TextPattern const& pattern)
     if (border == TextPattern::NUMBER4 && c == '.')
         return before.size() < 2 || !isDigit(before[before.size() - 2]);
     if (border == TextPattern::NUMBER6 && c == ':')
-        return before.size() < 2
-            || (!isHexDigit(before[before.size() - 2]) && before[before.size() - 2] != ':');
+        return !endsInHexGroup(before.substr(0, before.size() - 1));
     return !isAlphanumeric(c) || endsInEscape(before);
 }
 
@@ -38,11 +49,14 @@ bool isFreeBehind(std::string_view behind, TextPattern const& pattern)
     return !isAlphanumeric(c);
 }
 
-/** The replacement with the case of the letters that it stands for. */
+/** The replacement with the case of the letters that it stands for, and its own where it stands for
+ * none. */
 std::string withCase(TextPattern const& pattern, std::string_view occurrence)
 {
     std::string result = pattern.to;
-    if (!pattern.anyCase || result.size() != occurrence.size())
+    auto const isLetter = [](char c) { return isUpper(c) || isLower(c); };
+    if (!pattern.anyCase || result.size() != occurrence.size()
+        || std::none_of(occurrence.begin(), occurrence.end(), isLetter))
         return result;
     // A digit may become a letter; its case is that of the other letters of the value.
     bool hasUpper = false;

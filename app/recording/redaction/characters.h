@@ -27,10 +27,21 @@ constexpr bool isHexDigit(char c)
     return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
+constexpr bool isNotAscii(char c)
+{
+    return (static_cast<unsigned char>(c) & 0x80U) != 0;
+}
+
 /** A byte of a UTF-8 sequence counts as a letter. */
 constexpr bool isAlphanumeric(char c)
 {
-    return isDigit(c) || isUpper(c) || isLower(c) || (static_cast<unsigned char>(c) & 0x80U) != 0;
+    return isDigit(c) || isUpper(c) || isLower(c) || isNotAscii(c);
+}
+
+/** @return whether udev writes another character in its place, udev(7). */
+constexpr bool isUnsafeForUdev(char c)
+{
+    return !isAlphanumeric(c) && std::string_view("#+-.:=@_").find(c) == std::string_view::npos;
 }
 
 constexpr char toLower(char c)

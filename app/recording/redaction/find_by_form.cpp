@@ -11,7 +11,7 @@ namespace app {
 
 namespace {
 
-constexpr size_t UUID_LENGTH = 32;
+constexpr size_t UUID_DIGITS = 32;
 
 /** Groups of letters and digits that are an identifier. */
 struct IdentifierForm {
@@ -35,11 +35,23 @@ size_t groupsLength(std::string_view text, IdentifierForm const& form)
     return place < text.size() && isAlphanumeric(text[place]) ? 0 : place;
 }
 
-/** UUIDs, md's and LVM's identifiers. @return the length; 0: none is here. */
+/** @return whether it has digits and letters, as an identifier has and a number has not. */
+bool isMixed(std::string_view text)
+{
+    return std::any_of(text.begin(), text.end(), isDigit)
+        && !std::all_of(text.begin(), text.end(), isDigit);
+}
+
+/** UUIDs, identifiers of md and LVM, of machines (machine-id(5)) and of containers.
+ * @return the length; 0: none is here. */
 size_t uuidLength(std::string_view text)
 {
     static IdentifierForm const FORMS[] = {{{8, 4, 4, 4, 12}, '-', isHexDigit},
-        {{8, 8, 8, 8}, ':', isHexDigit}, {{6, 4, 4, 4, 4, 4, 6}, '-', isAlphanumeric}};
+        {{8, 4, 4, 4, 12}, '_', isHexDigit}, {{8, 8, 8, 8}, ':', isHexDigit},
+        {{6, 4, 4, 4, 4, 4, 6}, '-', isAlphanumeric}};
+    for (size_t const length : {64, 40, 32})
+        if (groupsLength(text, {{length}, ' ', isHexDigit}) > 0 && isMixed(text.substr(0, length)))
+            return length;
     for (IdentifierForm const& form : FORMS)
         if (size_t const length = groupsLength(text, form); length > 0)
             return length;
@@ -70,6 +82,13 @@ void addPairs(std::string_view text, RedactedValues& values)
     constexpr size_t GUID = 8;
     constexpr size_t INFINIBAND = 20;
     AddressBytes const bytes = bytesOf(core(text));
+    // A tunnel's hardware address is its IP address.
+    if (bytes.size() == sizeof(in6_addr) && bytes[0] != '\0' && (bytes[0] & 0xC0) != 0x80)
+        values.addresses.addIp(bytes);
+    // The first bytes of InfiniBand's: no part of the device's own.
+    bool const isCut = bytes.size() == GUID && bytes.substr(4) == std::string("\xFE\x80\0\0", 4);
+    if (isCut)
+        return;
     if (bytes.size() == 6 || bytes.size() == GUID || bytes.size() == INFINIBAND)
         values.addresses.addHardware(bytes);
 }
@@ -165,7 +184,9 @@ void findAddresses(std::string_view line, bool mayBeIpv4, RedactedValues& values
         if (!begins || !isWordBegin(line, i))
             continue;
         std::string const text(addressAt(line.substr(i)));
-        AddressBytes const address = parsed(text);
+        // Eight pairs are a GUID, and no IPv6 address.
+        bool const isHardware = !text.empty() && pairsLength(text) == text.size();
+        AddressBytes const address = isHardware ? AddressBytes() : parsed(text);
         size_t const end = i + text.size();
         bool const isCut = end < line.size() && isAlphanumeric(line[end]);
         bool const isVersion =
@@ -192,11 +213,13 @@ void findAddresses(std::string_view line, bool mayBeIpv4, RedactedValues& values
 
 void findByForm(std::string_view text, RedactedValues& values, bool mayHaveIpv4)
 {
+    constexpr std::string_view POD = "pod"; // "kubepods-pod12345678_..."
     for (std::string_view const line : linesIn(text)) {
         findAddresses(line, mayHaveIpv4, values);
         for (size_t i = 0; i < line.size(); ++i) {
             std::string_view const rest = line.substr(i);
-            if (!isAlphanumeric(line[i]) || !isWordBegin(line, i))
+            bool const isPod = i >= POD.size() && line.substr(i - POD.size(), POD.size()) == POD;
+            if (!isAlphanumeric(line[i]) || !(isPod || isWordBegin(line, i)))
                 continue;
             if (size_t const length = uuidLength(rest); length > 0) {
                 values.add(RedactedKind::UUID, rest.substr(0, length));

@@ -1,4 +1,4 @@
-#include "app/recording/redaction/characters.h"
+#include "app/recording/redaction/escape_codes.h"
 #include "app/recording/redaction/find_values.h"
 #include "app/recording/redaction/lines.h"
 
@@ -19,7 +19,7 @@ struct Key {
 };
 
 constexpr char const* WORD_ENDS = " \t\"',:;)]}";
-constexpr char const* PATH_ENDS = " \t\"',:;)]}/";
+constexpr char const* NAME_ENDS = " \t\"',:;)]}/";
 
 constexpr Key KEYS[] = {
     // dmidecode, /proc/scsi/usb-storage
@@ -28,6 +28,7 @@ constexpr Key KEYS[] = {
     {"Service Tag: ", "", Kind::SERIAL_NUMBER},
     {"UUID: ", "", Kind::UUID},
     {"Service Hostname: ", "", Kind::HOST_NAME},
+    {"Serial\t\t: ", "", Kind::SERIAL_NUMBER}, // /proc/cpuinfo
     // udev
     {"ID_SERIAL_SHORT=", "", Kind::SERIAL_NUMBER},
     {"ID_SCSI_SERIAL=", "", Kind::SERIAL_NUMBER},
@@ -49,59 +50,48 @@ constexpr Key KEYS[] = {
     {"ID_FS_LABEL_ENC=", "", Kind::VOLUME_LABEL},
     {"ID_PART_ENTRY_NAME=", "", Kind::VOLUME_LABEL},
     {"ID_FS_VOLUME_ID=", "", Kind::VOLUME_LABEL},
+    {"ID_FS_VOLUME_SET_ID=", "", Kind::VOLUME_LABEL},
+    {"ID_FS_LOGICAL_VOLUME_ID=", "", Kind::VOLUME_LABEL},
+    {"ID_FS_PUBLISHER_ID=", "", Kind::VOLUME_LABEL},
+    {"ID_FS_DATA_PREPARER_ID=", "", Kind::VOLUME_LABEL},
+    {"MD_DEVNAME=", "", Kind::VOLUME_LABEL},
+    {"PARTNAME=", "", Kind::VOLUME_LABEL},
+    {"ID_WWN_VENDOR_EXTENSION=0x", "", Kind::WWN},
     // kernel command line, fstab(5)
     {"UUID=", WORD_ENDS, Kind::UUID},
     {"PARTUUID=", WORD_ENDS, Kind::UUID},
     {"LABEL=", WORD_ENDS, Kind::VOLUME_LABEL},
     {"PARTLABEL=", WORD_ENDS, Kind::VOLUME_LABEL},
+    {"LABEL=\"", "\"", Kind::VOLUME_LABEL},
+    {"PARTLABEL=\"", "\"", Kind::VOLUME_LABEL},
+    {"UUID=\"", "\"", Kind::UUID},
+    {"PARTUUID=\"", "\"", Kind::UUID},
+    {"dc=", WORD_ENDS, Kind::HOST_NAME},
     {"HOSTNAME=", WORD_ENDS, Kind::HOST_NAME},
     // mount(8), mount.cifs(8)
     {"domain=", WORD_ENDS, Kind::HOST_NAME},
+    {"password=", WORD_ENDS, Kind::SERIAL_NUMBER},
+    {"secret=", WORD_ENDS, Kind::SERIAL_NUMBER},
     {"username=", WORD_ENDS, Kind::USER_NAME},
     {"user=", WORD_ENDS, Kind::USER_NAME},
     {"uid=", WORD_ENDS, Kind::USER_NAME},
+    {"gid=", WORD_ENDS, Kind::USER_NAME},
+    {"cruid=", WORD_ENDS, Kind::USER_NAME},
+    {"group_id=", WORD_ENDS, Kind::USER_NAME},
     {"user_id=", WORD_ENDS, Kind::USER_NAME},
     // paths
-    {"/home/", PATH_ENDS, Kind::USER_NAME},
-    {"/run/user/", PATH_ENDS, Kind::USER_NAME},
-    {"/by-label/", PATH_ENDS, Kind::VOLUME_LABEL},
-    {"/by-partlabel/", PATH_ENDS, Kind::VOLUME_LABEL},
-    {"/by-uuid/", PATH_ENDS, Kind::UUID},
-    {"/by-partuuid/", PATH_ENDS, Kind::UUID},
+    {"/run/user/", NAME_ENDS, Kind::USER_NAME},
+    {"/by-label/", NAME_ENDS, Kind::VOLUME_LABEL},
+    {"/by-partlabel/", NAME_ENDS, Kind::VOLUME_LABEL},
+    {"/by-uuid/", NAME_ENDS, Kind::UUID},
+    {"/by-partuuid/", NAME_ENDS, Kind::UUID},
     {"naa.", "", Kind::WWN},
     {"eui.", "", Kind::WWN},
     {"wwn-0x", "", Kind::WWN},
+    {"sas-0x", "", Kind::WWN},
+    {"fc-0x", "", Kind::WWN},
+    {"/overlay2/l/", NAME_ENDS, Kind::UUID},
 };
-
-/** A code of two hexadecimal or three octal digits behind `\`. @return its length, 0: none. */
-size_t codeLength(std::string_view text, unsigned& code)
-{
-    constexpr size_t LENGTH = 4;
-    if (text.size() < LENGTH || text[0] != '\\')
-        return 0;
-    std::string_view const digits = text.substr(1, LENGTH - 1);
-    if (digits[0] == 'x' && isHexDigit(digits[1]) && isHexDigit(digits[2])) {
-        code = hexValue(digits[1]) << 4U | hexValue(digits[2]);
-        return LENGTH;
-    }
-    if (!std::all_of(digits.begin(), digits.end(), isDigit))
-        return 0;
-    code = hexValue(digits[0]) << 6U | hexValue(digits[1]) << 3U | hexValue(digits[2]);
-    return LENGTH;
-}
-
-/** A text without the codes of udev and of /proc/mounts. */
-std::string decoded(std::string_view text)
-{
-    std::string result;
-    while (!text.empty()) {
-        unsigned code = 0;
-        size_t const length = codeLength(text, code);
-        result += length > 0 ? static_cast<char>(code) : text[0];
-        text.remove_prefix(std::max<size_t>(length, 1));
-    }
-    return result;
-}
 
 /** The value up to its end. A WWN ends with its digits. */
 std::string_view valueOf(Key const& key, std::string_view behind)
@@ -122,33 +112,16 @@ void findKey(Key const& key, std::string_view line, RedactedValues& values)
         bool const isPartOfOther = isAlphanumeric(name[0]) && place > 0
             && (isAlphanumeric(line[place - 1]) || line[place - 1] == '_') && key.kind != Kind::WWN;
         std::string const value = decoded(valueOf(key, line.substr(place + name.size())));
-        if (isPartOfOther || value.empty() || value == "0" || value[0] == '$')
+        // The numbers below 100 are the system's own users and groups.
+        bool const isSystems = key.kind == Kind::USER_NAME && value.size() < 3
+            && std::all_of(value.begin(), value.end(), isDigit);
+        if (isPartOfOther || isSystems || value.empty() || value == "0" || value[0] == '$'
+            || value == "<hidden>")
             continue;
         if (key.kind == Kind::HOST_NAME)
             values.addHost(value, name);
         else
             values.add(key.kind, value, name);
-    }
-}
-
-/** /media/USER/LABEL, /run/media/USER/LABEL, and /media/LABEL of older systems. */
-void findMedia(std::string_view line, RedactedValues& values)
-{
-    constexpr std::string_view MEDIA = "/media/";
-    for (size_t place = line.find(MEDIA); place != std::string_view::npos;
-         place = line.find(MEDIA, place + 1)) {
-        std::string_view rest = line.substr(place + MEDIA.size());
-        std::string_view const first = rest.substr(0, rest.find_first_of(PATH_ENDS));
-        rest.remove_prefix(first.size());
-        bool const hasTwo = rest.size() > 1 && rest[0] == '/';
-        if (first.empty())
-            continue;
-        values.add(hasTwo ? Kind::USER_NAME : Kind::VOLUME_LABEL, decoded(first), MEDIA);
-        if (!hasTwo)
-            continue;
-        rest.remove_prefix(1);
-        std::string_view const label = rest.substr(0, rest.find_first_of(PATH_ENDS));
-        values.add(Kind::VOLUME_LABEL, decoded(label));
     }
 }
 
@@ -159,7 +132,7 @@ void findMappedNames(std::string_view line, RedactedValues& values)
         for (size_t place = line.find(key); place != std::string_view::npos;
              place = line.find(key, place + 1)) {
             std::string_view const rest = line.substr(place + key.size());
-            findInMappedName(rest.substr(0, rest.find_first_of(PATH_ENDS)), values);
+            findInMappedName(rest.substr(0, rest.find_first_of(NAME_ENDS)), values);
         }
     // A common name stays in all places, or the tables do not fit together any more.
     for (std::string_view const key : {"DM_VG_NAME=", "DM_LV_NAME="})
@@ -176,23 +149,29 @@ void findMappedNames(std::string_view line, RedactedValues& values)
     }
 }
 
-/** The names within "iqn.2001-05.com.example:storage.lun1", RFC 3720. */
-void findIscsiName(std::string_view line, RedactedValues& values)
+/** The names within "iqn.2001-05.com.example:storage.lun1", RFC 3720, and in the names of NVMe,
+ * "nqn.2014-08.com.example:nvme". */
+void findQualifiedNames(std::string_view line, RedactedValues& values)
 {
     constexpr size_t DATE = 8; // "2001-05."
-    size_t const place = line.find("iqn.");
-    if (place == std::string_view::npos || line.size() < place + 4 + DATE)
-        return;
-    std::string_view const rest = line.substr(place + 4 + DATE);
-    std::string_view const name = rest.substr(0, rest.find_first_of(" \t\"',;"));
-    std::string_view domain = name.substr(0, name.find(':'));
-    // The domain's last part comes first.
-    while (domain.find('.') != std::string_view::npos) {
-        domain.remove_prefix(domain.find('.') + 1);
-        values.add(Kind::HOST_NAME, domain.substr(0, domain.find('.')));
+    std::string const text = lowered(line);
+    for (size_t place = text.find("qn."); place != std::string::npos;
+         place = text.find("qn.", place + 1)) {
+        bool const isName = place > 0 && (text[place - 1] == 'i' || text[place - 1] == 'n');
+        if (!isName || line.size() < place + 3 + DATE || !isDigit(line[place + 3]))
+            continue;
+        std::string_view const rest = line.substr(place + 3 + DATE);
+        std::string_view const name = rest.substr(0, rest.find_first_of(" \t\"',;"));
+        std::string_view domain = name.substr(0, name.find(':'));
+        // The domain's last part comes first.
+        while (domain.find('.') != std::string_view::npos) {
+            domain.remove_prefix(domain.find('.') + 1);
+            values.add(Kind::HOST_NAME, domain.substr(0, domain.find('.')));
+        }
+        if (size_t const colon = name.find(':'); colon != std::string_view::npos)
+            values.add(Kind::HOST_NAME,
+                name.substr(colon + 1, name.find("-lun-", colon) - colon - 1), ":");
     }
-    if (size_t const colon = name.find(':'); colon != std::string_view::npos)
-        values.add(Kind::HOST_NAME, name.substr(colon + 1, name.find("-lun-", colon) - colon - 1));
 }
 
 /** The links that udev's database lists, "S:disk/by-id/ata-...", and all others. */
@@ -207,6 +186,15 @@ void findDiskIds(std::string_view line, RedactedValues& values)
     constexpr std::string_view UUID = "DM_UUID=";
     if (size_t const place = line.find(UUID); place != std::string_view::npos)
         findInDiskId("dm-uuid-" + std::string(line.substr(place + UUID.size())), values);
+    constexpr std::string_view NAME = "MD_NAME=";
+    if (size_t const place = line.find(NAME); place != std::string_view::npos)
+        findInDiskId("md-name-" + std::string(line.substr(place + NAME.size())), values);
+    // Of a virtio disk. Others have the model before it.
+    constexpr std::string_view SERIAL = "ID_SERIAL=";
+    if (size_t const place = line.find(SERIAL); place != std::string_view::npos)
+        if (std::string_view const serial = line.substr(place + SERIAL.size());
+            serial.find('_') == std::string_view::npos)
+            findInDiskId("virtio-" + std::string(serial), values);
 }
 
 }
@@ -216,10 +204,11 @@ void findByKeys(std::string_view text, RedactedValues& values)
     for (std::string_view const line : linesIn(text)) {
         for (Key const& key : KEYS)
             findKey(key, line, values);
-        findMedia(line, values);
+        findPaths(line, values);
         findMappedNames(line, values);
-        findIscsiName(line, values);
+        findQualifiedNames(line, values);
         findDiskIds(line, values);
+        findBootOptions(line, values);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "app/recording/redaction/find_values.h"
 
+#include "app/recording/answer_line.h"
 #include "app/recording/redaction/characters.h"
 #include "app/recording/redaction/lines.h"
 #include "app/recording/redaction/netlink_redaction.h"
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <fnmatch.h>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 namespace app {
 
@@ -49,11 +51,6 @@ bool matches(std::string_view path, char const* pattern)
     return fnmatch(pattern, std::string(path).c_str(), 0) == 0;
 }
 
-bool endsWith(std::string_view text, std::string_view end)
-{
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
-
 std::string_view firstLine(std::string_view text)
 {
     return text.substr(0, text.find('\n'));
@@ -86,28 +83,6 @@ void findInWwid(std::string_view line, RedactedValues& values)
     }
 }
 
-/** The servers of mounted filesystems: "HOST:/path", "//HOST/share", "user@HOST:". */
-void findInMounts(std::string_view text, RedactedValues& values)
-{
-    for (std::string_view const line : linesIn(text))
-        for (std::string_view word : wordsIn(line)) {
-            if (size_t const at = word.find('@'); at < word.find(':') && word[0] != '/') {
-                values.add(Kind::USER_NAME, word.substr(0, at));
-                word.remove_prefix(at + 1);
-            }
-            size_t const colon = word.find(":/");
-            std::string_view host;
-            if (word.substr(0, 2) == "//")
-                host = word.substr(2, word.find('/', 2) - 2);
-            else if (colon != std::string_view::npos && word.find_first_of("/=,") > colon)
-                host = word.substr(0, colon);
-            bool const isAddress = host.find_first_not_of("0123456789.") == std::string_view::npos
-                || host.find(':') != std::string_view::npos;
-            if (!isAddress)
-                values.addHost(host, word.substr(0, 2) == "//" ? "//" : "", "/");
-        }
-}
-
 /** resolv.conf(5), hosts(5). */
 void findInResolver(std::string_view text, RedactedValues& values)
 {
@@ -115,7 +90,9 @@ void findInResolver(std::string_view text, RedactedValues& values)
         auto const words = wordsIn(line);
         bool const isDomain = !words.empty() && (words[0] == "domain" || words[0] == "search");
         for (size_t i = 1; isDomain && i < words.size(); ++i)
-            values.addHost(words[i], words[0] == "domain" ? "domain " : "");
+            values.addHost(words[i], i == 1 ? std::string(words[0]) + " " : "");
+        if (!line.empty() && (line[0] == '#' || line[0] == ';'))
+            findInFreeText(line, values);
     }
 }
 
@@ -203,13 +180,13 @@ void findInAdapterName(std::string_view path, RedactedValues& values)
 void findInAdapterFile(std::string_view path, std::string_view line, RedactedValues& values)
 {
     constexpr size_t PRIORITY = 5;
-    bool const isBridge = endsWith(path, "bridge_id") || endsWith(path, "root_id")
-        || endsWith(path, "designated_bridge") || endsWith(path, "designated_root");
+    bool const isBridge = path.ends_with("bridge_id") || path.ends_with("root_id")
+        || path.ends_with("designated_bridge") || path.ends_with("designated_root");
     if (isBridge && line.size() == PRIORITY + 12 && isHex(line.substr(PRIORITY)))
         values.addresses.addHardware(bytesOf(line.substr(PRIORITY)));
     // A tunnel's hardware address is its IP address.
     std::string const digits = core(line);
-    bool const isAddress = endsWith(path, "/address") || endsWith(path, "/broadcast");
+    bool const isAddress = path.ends_with("/address") || path.ends_with("/broadcast");
     if (isAddress && digits.size() == 8 && isHex(digits))
         values.addresses.addIp(bytesOf(digits));
 }
@@ -220,26 +197,28 @@ void findInFile(RecordedFile const& file, RedactedValues& values)
     std::string_view const line = firstLine(file.content);
     if (path.find("/net/") != std::string_view::npos)
         findInAdapterName(path, values);
+    if (path == "/proc/cpuinfo" || path == "/proc/meminfo")
+        values.protectKeys(file.content);
     if (auto const kind = kindOfContent(path))
         addValue(*kind, line, values);
-    else if (endsWith(path, "/dm/name"))
+    else if (path.ends_with("/dm/name"))
         findInMappedName(line, values);
-    else if (endsWith(path, "/dm/uuid"))
+    else if (path.ends_with("/dm/uuid"))
         findInDiskId("dm-uuid-" + std::string(line), values);
-    else if (endsWith(path, "/wwid"))
+    else if (path.ends_with("/wwid"))
         findInWwid(line, values);
-    else if (endsWith(path, "mounts") || endsWith(path, "mountinfo") || endsWith(path, "/fstab")
-        || endsWith(path, "/mtab"))
+    else if (path.ends_with("mounts") || path.ends_with("mountinfo") || path.ends_with("/fstab")
+        || path.ends_with("/mtab"))
         findInMounts(file.content, values);
-    else if (endsWith(path, "resolv.conf"))
+    else if (path.ends_with("resolv.conf"))
         findInResolver(file.content, values);
     else if (path == "/etc/hosts")
         findInHosts(file.content, values);
-    else if (endsWith(path, "/net/route"))
+    else if (path.ends_with("/net/route"))
         findInRoutes(file.content, values);
-    else if (endsWith(path, "/net/if_inet6"))
+    else if (path.ends_with("/net/if_inet6"))
         findInIpv6Tables(file.content, 2, values);
-    else if (endsWith(path, "/net/ipv6_route"))
+    else if (path.ends_with("/net/ipv6_route"))
         findInIpv6Tables(file.content, 1, values);
     else if (path.find("/net/") != std::string_view::npos)
         findInAdapterFile(path, line, values);
@@ -278,6 +257,14 @@ void protectPath(std::string_view path, RedactedValues& values)
     }
 }
 
+/** The words of an answer; none where its quotation marks are odd. */
+std::vector<std::string> answerWords(std::string const& line)
+try {
+    return wordsOfLine(line);
+} catch (std::runtime_error const&) {
+    return {};
+}
+
 void findInAnswer(std::string const& line, RedactedValues& values)
 {
     auto const words = wordsIn(line);
@@ -287,12 +274,19 @@ void findInAnswer(std::string const& line, RedactedValues& values)
     }
     if (!words.empty() && words[0] == "uname")
         return;
+    // A tunnel's hardware address is its IP address.
+    if (words.size() > 4 && words[0] == "adapter" && core(words[4]).size() == 8
+        && isHex(core(words[4])))
+        values.addresses.addIp(bytesOf(core(words[4])));
     if (words.size() > 1 && words[0] == "hostname") {
         std::string_view name = std::string_view(line).substr(line.find(words[1]));
         while (!name.empty() && name.front() == '"')
             name.remove_prefix(1);
         values.addHost(name.substr(0, name.find('"')), "hostname ");
     }
+    for (std::string const& word : answerWords(line))
+        if (word[0] == '/')
+            findInPath(word, values);
     findInText(line, values);
 }
 
@@ -317,6 +311,8 @@ void findInDocument(Json const& node, RedactedValues& values)
         std::string const before = '"' + key + "\": \"";
         findByKeys(text, values);
         findByForm(before + text, values);
+        if (text[0] == '/')
+            findInPath(text, values);
         if (key == "serial" || key == "serial_number")
             values.add(Kind::SERIAL_NUMBER, text, before, "\"");
         else if (key == "host_name")
@@ -331,7 +327,7 @@ void findInDocument(Json const& node, RedactedValues& values)
 
 std::optional<RedactedKind> kindOfContent(std::string_view path)
 {
-    if (endsWith(path, "/dm/uuid"))
+    if (path.ends_with("/dm/uuid"))
         return std::nullopt;
     for (ValueFile const& file : VALUE_FILES)
         if (matches(path, file.pattern))
@@ -346,14 +342,20 @@ void findValues(Recording const& recording, RedactedValues& values)
             protectPath(file.path, values);
             findInFile(file, values);
             findInText(file.path, values);
+            findInPath(file.path, values);
+            if (file.kind == RecordedFile::LINK)
+                findInPath(file.content, values);
             findByKeys(file.content, values);
-            findByForm(file.content, values, !hasVersions(file.path));
+            if (!file.path.ends_with("/net/if_inet6") && !file.path.ends_with("/net/ipv6_route"))
+                findByForm(file.content, values, !hasVersions(file.path));
         }
     for (RecordedTool const& tool : recording.tools) {
         for (std::string const& word : tool.command)
             findInText(word, values);
         findInText(tool.output, values);
         findInText(tool.errors, values);
+        findInErrors(tool.errors, values);
+        findInFirmware(tool.output, values);
         findInPhysicalVolumes(tool.output, values);
         findInResolver(tool.output, values);
     }

@@ -129,6 +129,9 @@ private:
             case Content::ADDRESS:
                 return address(family, value, type);
             case Content::HARDWARE:
+                // A tunnel's hardware address is its IP address.
+                if (value.size() == addressSize(AF_INET) || value.size() == addressSize(AF_INET6))
+                    return ip(std::string(value), 0);
                 return hardware(std::string(value));
             case Content::VIA:
                 return via(value, type);

@@ -3,6 +3,7 @@
 #include "app/recording/redaction/TextReplacer.h"
 #include "app/recording/redaction/characters.h"
 #include "app/recording/redaction/find_values.h"
+#include "app/recording/redaction/firmware_redaction.h"
 #include "app/recording/redaction/netlink_redaction.h"
 #include "app/recording/redaction/spellings.h"
 
@@ -11,11 +12,6 @@
 namespace app {
 
 namespace {
-
-bool endsWith(std::string_view text, std::string_view end)
-{
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
 
 /** Replaces the values in each part of a recording. */
 class Redaction {
@@ -31,7 +27,7 @@ public:
     void file(RecordedFile& file)
     {
         size_t const size = file.content.size();
-        if (endsWith(file.path, "/net/route"))
+        if (file.path.ends_with("/net/route"))
             file.content = m_routes.replaced(file.content, m_counts);
         else
             file.content = kindOfContent(file.path) ? wholeLine(file.content) : text(file.content);
@@ -45,7 +41,7 @@ public:
             word = text(word);
         for (auto const& [content, size] : {std::pair(&tool.output, &tool.outputSize),
                  std::pair(&tool.errors, &tool.errorsSize)}) {
-            std::string const other = text(*content);
+            std::string const other = text(withoutFirmwareBytes(*content));
             *size = *size + other.size() - std::min<uint64_t>(content->size(), *size);
             *content = other;
         }
@@ -119,6 +115,7 @@ void redact(Recording& recording)
     for (std::string& answer : recording.answers)
         answer = redaction.answer(answer);
     recording.document = redaction.text(recording.document);
+    recording.user = values.replacedUser(recording.user);
     recording.redacted = true;
     recording.replacements = redaction.replacements();
 }

@@ -11,8 +11,9 @@ namespace app {
 namespace {
 
 constexpr size_t UUID_LENGTH = 32; ///< without separators; of LVM's identifiers too
+constexpr size_t PRINTED = 16; ///< bytes of a hardware address
 constexpr size_t LONG = 12; ///< characters that are not a part of another word by chance
-constexpr size_t SHORTEST_IN_HEX = 6; ///< an NVMe disk's serial number as digits of its characters
+constexpr size_t SHORTEST_IN_HEX = 4; ///< an NVMe disk's serial number as digits of its characters
 
 using Is = bool (*)(char);
 using Write = std::string (*)(char);
@@ -35,12 +36,6 @@ bool isDash(char c)
     return c == '-';
 }
 
-/** Of udev's names, udev(7). */
-bool isUnsafe(char c)
-{
-    return !isAlphanumeric(c) && std::string_view("#+-.:=@_").find(c) == std::string_view::npos;
-}
-
 bool isSeparator(char c)
 {
     return !isAlphanumeric(c);
@@ -50,11 +45,6 @@ bool isSeparator(char c)
 bool isEscapedByMounts(char c)
 {
     return isBlank(c) || c == '\\' || c == '\n' || c == '#';
-}
-
-bool isNotAscii(char c)
-{
-    return (static_cast<unsigned char>(c) & 0x80U) != 0;
 }
 
 bool isEscapedInUrl(char c)
@@ -92,12 +82,21 @@ std::string twice(char c)
     return {c, c};
 }
 
+/** As the document has it: DEL and the controls from U+0080 to U+009F escaped as well. */
 std::string json(std::string_view text, bool ascii)
 {
     using Json = nlohmann::json;
     std::string const quoted =
         Json(std::string(text)).dump(-1, ' ', ascii, Json::error_handler_t::replace);
-    return quoted.substr(1, quoted.size() - 2);
+    std::string result;
+    for (char const c : quoted.substr(1, quoted.size() - 2)) {
+        bool const isC1 =
+            !result.empty() && result.back() == '\xC2' && static_cast<unsigned char>(c) < 0xA0;
+        if (isC1)
+            result.pop_back();
+        result += isC1 || c == '\x7F' ? "\\u00" + hexOf({&c, 1}) : std::string(1, c);
+    }
+    return result;
 }
 
 /** Runs of blanks as one. */
@@ -118,10 +117,10 @@ std::vector<std::function<std::string(std::string_view)>> encodings()
     };
     return {
         [](std::string_view text) { return std::string(text); },
-        by(isUnsafe, underscore),
+        by(isUnsafeForUdev, underscore),
         by(isBlank, underscore),
-        [](std::string_view text) { return written(collapsed(text), isUnsafe, underscore); },
-        by(isUnsafe, withHex),
+        [](std::string_view text) { return written(collapsed(text), isUnsafeForUdev, underscore); },
+        by(isUnsafeForUdev, withHex),
         by(isSeparator, withHex),
         by([](char c) { return isNotAscii(c) || isSeparator(c); }, withHex),
         by(isDash, withHex),
@@ -136,7 +135,7 @@ std::vector<std::function<std::string(std::string_view)>> encodings()
         [](std::string_view text) {
             return json(written(text, isEscapedByMounts, withOctal), false);
         },
-        [](std::string_view text) { return json(written(text, isUnsafe, withHex), false); },
+        [](std::string_view text) { return json(written(text, isUnsafeForUdev, withHex), false); },
     };
 }
 
@@ -227,6 +226,10 @@ public:
             add(grouped(old, quads, separator), grouped(other, quads, separator),
                 TextPattern::WORD);
         add(old, other, TextPattern::NONE);
+        // Of InfiniBand ifconfig prints the first 16 bytes.
+        if (from.size() > PRINTED)
+            add(pairs(old.substr(0, 2 * PRINTED), '-'), pairs(other.substr(0, 2 * PRINTED), '-'),
+                TextPattern::WORD);
         for (auto const& write : {withHex, withPercent}) {
             auto const isColon = [](char c) { return c == ':'; };
             add(written(pairs(old, ':'), isColon, write),
@@ -258,6 +261,8 @@ public:
         std::string const full = grouped(hexOf(from), std::vector<size_t>(8, 4), ':');
         std::string const fullTo = grouped(hexOf(to), std::vector<size_t>(8, 4), ':');
         add(full, fullTo, TextPattern::NUMBER6);
+        for (char const separator : {':', '-'})
+            add(pairs(hexOf(from), separator), pairs(hexOf(to), separator), TextPattern::WORD);
         add(hexOf(from), hexOf(to), TextPattern::NONE);
         add(nibblesReversed(hexOf(from)), nibblesReversed(hexOf(to)), TextPattern::WORD);
     }
@@ -297,9 +302,12 @@ std::string addressTextLike(std::string_view form, AddressBytes const& address)
 {
     constexpr size_t GROUPS = 8;
     constexpr size_t DIGITS = 4;
-    if (form.find('.') != std::string_view::npos)
-        return std::string(form.substr(0, form.rfind(':') + 1))
+    if (form.find('.') != std::string_view::npos) {
+        std::string const groups = addressTextLike(
+            std::string(form.substr(0, form.rfind(':') + 1)) + "0000:0000", address);
+        return groups.substr(0, groups.rfind(':', groups.rfind(':') - 1) + 1)
             + dotted(address.substr(address.size() - 4), '.');
+    }
     size_t given = 0;
     for (size_t i = 0; i < form.size(); ++i)
         given += form[i] != ':' && (i == 0 || form[i - 1] == ':') ? 1 : 0;
@@ -342,15 +350,17 @@ std::vector<RedactedKind> addSpellings(
         } else {
             spelling.addIpv4(address, other);
             AddressBytes const reversed(address.rbegin(), address.rend());
-            AddressBytes const reversedOther(other.rbegin(), other.rend());
-            routes.add(
-                {hexOf(reversed), hexOf(reversedOther), TextPattern::WORD, kinds.size() - 1});
+            std::string to = hexOf(AddressBytes(other.rbegin(), other.rend()));
+            std::transform(to.begin(), to.end(), to.begin(), toUpper); // As the kernel writes them.
+            routes.add({hexOf(reversed), to, TextPattern::WORD, kinds.size() - 1});
         }
         for (std::string const& text : values.addressTexts[address])
             spelling.add(text, addressTextLike(text, other), TextPattern::NUMBER6);
     }
     for (auto const& [key, host] : values.hosts())
         begin(host.kind).addEncoded(host.text, host.replacement, TextPattern::WORD);
+    for (auto const& [key, path] : values.paths())
+        begin(path.kind).addEncoded(path.text, path.replacement, TextPattern::WORD);
     for (auto const& [key, value] : values.values()) {
         Spelling spelling = begin(value.kind);
         addValue(spelling, values, value);
