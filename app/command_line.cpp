@@ -42,7 +42,7 @@ std::string commandsText(unsigned commands)
 }
 
 /** In lines that end at the 80th column, behind those of the names. */
-std::string helpText(char const* text)
+std::string helpText(std::string const& text)
 {
     Layout layout;
     layout.columns = 50;
@@ -52,13 +52,15 @@ std::string helpText(char const* text)
     return lines;
 }
 
-std::string exitStatuses()
+std::string exitStatuses(CommandBit command)
 {
     constexpr size_t STATUS_COLUMNS = 4;
     Layout layout;
     layout.columns = 80;
     std::string text = "Exit status:";
     for (ExitStatusRow const& row : exitStatusRows()) {
+        if ((row.commands & command) == 0)
+            continue;
         std::string const status = std::to_string(row.status);
         for (std::string const& part : wrapped(status + "  " + row.meaning, layout,
                  STATUS_COLUMNS - status.size(), STATUS_COLUMNS + 2))
@@ -81,9 +83,22 @@ std::string examples()
     return text;
 }
 
-/** Shows that a command stands behind the file of replay. */
+/** Shows that a command stands behind the file of replay. Breaks the lines of options only where
+ * help is shown: to do it for all options of all commands took most of the program's start. */
 class HelpFormat : public CLI::Formatter {
 public:
+    std::string make_option_desc(CLI::Option const* option) const override
+    {
+        return helpText(option->get_description());
+    }
+
+    std::string make_footer(CLI::App const* app) const override
+    {
+        std::string footer = Formatter::make_footer(app);
+        footer.pop_back(); // The parser adds a second newline to the text of a function.
+        return footer;
+    }
+
     std::string make_usage(CLI::App const* app, std::string name) const override
     {
         std::string usage = Formatter::make_usage(app, std::move(name));
@@ -104,7 +119,7 @@ std::string withoutWideGaps(std::string text)
 
 void addOption(CLI::App& app, OptionRow const& row, CommandLine& line)
 {
-    std::string const description = helpText(row.description);
+    std::string const description = row.description;
     std::string const group = description.empty() ? "" : row.isGeneral() ? "General" : "Options";
     std::string const value = row.value;
     CLI::Option* option = nullptr;
@@ -136,7 +151,9 @@ void addOptions(CLI::App& app, CommandBit command, CommandLine& line)
     for (OptionRow const& row : optionRows())
         if (row.commands & command)
             addOption(app, row, line);
-    app.footer(command == SUMMARY ? examples() + "\n" + exitStatuses() : exitStatuses());
+    app.footer([command] {
+        return (command == SUMMARY ? examples() + "\n" : "") + exitStatuses(command);
+    });
 }
 
 /** Adds the file of a command that takes one. What stands behind that of replay is left alone. */
@@ -147,12 +164,14 @@ void addArgument(CLI::App& app, CommandRow const& row, CommandLine& line)
     app.prefix_command(row.bit == REPLAY);
     app.add_option_function<std::string>(
            "FILE",
-           [&line](std::string const& file) {
+           [&row, &line](std::string const& file) {
+               if (file.empty())
+                   throw UsageError(row.name + std::string(": the name of the file is empty"));
                if (!line.recording)
                    line.recording.emplace();
                line.recording->file = file;
            },
-           helpText(row.argument))
+           row.argument)
         ->required()
         ->option_text(" ");
 }
@@ -280,6 +299,8 @@ void checkFileComesFirst(int argc, char const* const* argv, CLI::App const& opti
             for (std::string const& other : namesOf(row))
                 if (other == name && (row.commands & EVERY) != 0)
                     throw UsageError(name + " must stand after the FILE of replay");
+        if (options.remaining(true).empty())
+            return; // The word is the file: the parser takes "- x" for no option.
         throw UsageError(unexpected(options));
     }
 }
@@ -352,6 +373,9 @@ CommandLine readCommandLine(int argc, char const* const* argv)
             return line;
         if (!line.recording->command.empty())
             throw UsageError("unexpected argument '" + line.recording->command.front() + "'");
+        if (line.recording->file == "-" && line.recording->action == RecordingLine::RECORD)
+            throw UsageError("record needs the name of a file, not -: standard output has its "
+                             "report, and ./- is a file of that name");
         return line;
     }
     // Behind "--" the parser drops the name of a command.

@@ -144,7 +144,8 @@ constexpr OptionRow OPTIONS[] = {
     {"--list-columns", "", CPUS | DISKS | MOUNTS | NETWORKS, "List the columns and their meanings.",
         OTHER, "", [](CommandLine& line, std::string const&) { line.listColumns = true; }},
     {"--watch", "[SECONDS]", RECOVERY,
-        "Follow the recovery, looking every SECONDS (1). Shows a bar on a terminal, else a line "
+        "Follow the recovery, looking every SECONDS (default: 1). Shows a bar on a terminal, else "
+        "a line "
         "for each change. Waits for a recovery to start. Ends when the state is idle again, when "
         "the end of the recovery is written, when nothing follows a restore that ended with "
         "100 percent, or when the status file is gone. Ctrl-C: status 130.",
@@ -188,7 +189,7 @@ constexpr OptionRow OPTIONS[] = {
         Values::WORDS, "auto always never", storeColor},
     {"--tool-limit", "SECONDS", EVERY | RECORD,
         "The longest time for each tool, each query of the library and the sizes of the "
-        "filesystems (5).",
+        "filesystems (default: 5).",
         OTHER, "",
         [](CommandLine& line, std::string const& value) {
             line.toolLimit = secondsOf("--tool-limit", value);
@@ -204,21 +205,25 @@ constexpr OptionRow OPTIONS[] = {
 };
 
 constexpr ExitStatusRow EXIT_STATUSES[] = {
-    {EXIT_STATUS_OK, "everything could be read"},
+    {EXIT_STATUS_OK, "everything could be read", EVERY | RECORD | REPLAY},
     {EXIT_STATUS_QUERY_FAILED,
-        "something could not be read; standard error has a line for each problem"},
+        "something could not be read; standard error has a line for each problem", EVERY | REPLAY},
     {EXIT_STATUS_NO_RECOVERY,
-        "no recovery has been started on this machine; only of recovery without --watch"},
+        "no recovery has been started on this machine; only of recovery without --watch",
+        EVERY | REPLAY},
     {EXIT_STATUS_RECOVERY_FAILED,
-        "the recovery that --watch followed has failed; 0 where its result is unknown"},
-    {EXIT_STATUS_DIFFERENT, "replay --check found differences"},
-    {EXIT_STATUS_USAGE, "the arguments are wrong"},
-    {EXIT_STATUS_ARCHIVE, "the file of replay is no recording, or cannot be read"},
-    {EXIT_STATUS_NO_NAMESPACE, "this machine does not let replay make a user namespace"},
-    {EXIT_STATUS_INTERNAL, "out of memory, or another failure inside the program"},
+        "the recovery that --watch followed has failed; 0 where its result is unknown", EVERY},
+    {EXIT_STATUS_DIFFERENT, "replay --check found differences", EVERY | REPLAY},
+    {EXIT_STATUS_USAGE, "the arguments are wrong", EVERY | RECORD | REPLAY},
+    {EXIT_STATUS_ARCHIVE, "the file of replay is no recording, or cannot be read", EVERY | REPLAY},
+    {EXIT_STATUS_NO_NAMESPACE, "this machine does not let replay make a user namespace",
+        EVERY | REPLAY},
+    {EXIT_STATUS_INTERNAL, "out of memory, or another failure inside the program",
+        EVERY | RECORD | REPLAY},
     {EXIT_STATUS_OUTPUT,
-        "standard output, the file of --output or that of record could not be written"},
-    {EXIT_STATUS_INTERRUPTED, "Ctrl-C, SIGTERM or SIGHUP ended --watch"},
+        "standard output, the file of --output or that of record could not be written",
+        EVERY | RECORD | REPLAY},
+    {EXIT_STATUS_INTERRUPTED, "Ctrl-C, SIGTERM or SIGHUP ended --watch", EVERY},
 };
 
 constexpr NamedText EXAMPLES[] = {

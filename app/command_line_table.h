@@ -62,6 +62,7 @@ struct OptionRow {
 struct ExitStatusRow {
     ExitStatus status;
     char const* meaning;
+    unsigned commands; ///< Whose help lists it; that of the commands that show the machine has all.
 };
 
 /** For examples and variables of the environment. */

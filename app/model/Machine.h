@@ -54,18 +54,6 @@ struct Machine {
         return std::any_of(problems.begin(), problems.end(),
             [subject](Problem const& problem) { return problem.subject == subject; });
     }
-
-    /** @return the difference of one fact, null where the library reports the same. */
-    Difference const* difference(
-        Subject subject, std::string const& item, std::string const& fact) const
-    {
-        auto const found =
-            std::find_if(differences.begin(), differences.end(), [&](Difference const& difference) {
-                return difference.subject == subject && difference.item == item
-                    && difference.fact == fact;
-            });
-        return found == differences.end() ? nullptr : &*found;
-    }
 };
 
 }

@@ -25,11 +25,6 @@ constexpr char const* BLOCK = "/sys/block";
 /** The kernel's unit of sizes in /sys, whatever the disk's sectors are. */
 constexpr uint64_t UNIT = 512;
 
-bool startsWith(std::string const& text, std::string const& beginning)
-{
-    return text.compare(0, beginning.size(), beginning) == 0;
-}
-
 /** sysfs writes '!' for the '/' of a name such as cciss/c0d0. */
 std::string kernelName(std::string name)
 {
@@ -107,7 +102,7 @@ std::map<std::string, std::string> raidLabels()
     std::string const folder = "/dev/md/";
     for (std::string const& name : namesIn(folder).value_or(Names())) {
         auto const node = resolved(folder + name);
-        if (node && startsWith(*node, "/dev/") && !numberOf(name))
+        if (node && node->starts_with("/dev/") && !numberOf(name))
             labels.emplace(node->substr(std::string("/dev/").size()), name);
     }
     return labels;
@@ -116,13 +111,13 @@ std::map<std::string, std::string> raidLabels()
 /** The type of a device-mapper node by the prefix that its maker gives its UUID. */
 Disk::Type mappedType(std::string const& uuid)
 {
-    if (startsWith(uuid, "LVM-"))
+    if (uuid.starts_with("LVM-"))
         return Disk::LOGICAL_VOLUME;
-    if (startsWith(uuid, "CRYPT-"))
+    if (uuid.starts_with("CRYPT-"))
         return Disk::ENCRYPTED;
-    if (startsWith(uuid, "mpath-"))
+    if (uuid.starts_with("mpath-"))
         return Disk::MULTIPATH;
-    return startsWith(uuid, "part") ? Disk::PARTITION : Disk::MAPPED;
+    return uuid.starts_with("part") ? Disk::PARTITION : Disk::MAPPED;
 }
 
 class BlockFolder {
@@ -207,7 +202,7 @@ private:
     {
         constexpr char const* SCSI_CD_ROM = "5"; // Other buses have words there.
         setTypeByName(disk);
-        if (startsWith(disk.name, "dm-")) {
+        if (disk.name.starts_with("dm-")) {
             disk.type = mappedType(readLine(folder + "/dm/uuid").value_or(""));
             if (m_mapper.empty())
                 m_mapper = mapperNodes();

@@ -7,34 +7,25 @@
 
 namespace app {
 
-namespace {
-
-bool startsWith(std::string const& text, std::string const& beginning)
-{
-    return text.rfind(beginning, 0) == 0;
-}
-
-}
-
 void setTypeByName(Disk& disk)
 {
     constexpr std::pair<char const*, Disk::Type> TYPES[] = {{"dm-", Disk::MAPPED},
         {"md", Disk::RAID}, {"loop", Disk::LOOP}, {"sr", Disk::OPTICAL}, {"zram", Disk::MAPPED},
         {"bcache", Disk::MAPPED}, {"drbd", Disk::MAPPED}};
     for (auto const& [beginning, type] : TYPES)
-        if (startsWith(disk.name, beginning))
+        if (disk.name.starts_with(beginning))
             disk.type = type;
 }
 
 void setVirtualByName(Disk& disk)
 {
     for (char const* const network : {"rbd", "nbd"})
-        if (startsWith(disk.name, network)) {
+        if (disk.name.starts_with(network)) {
             disk.transport = network;
             disk.isVirtual = true;
         }
     // A volume of ZFS, "zd16".
-    if (startsWith(disk.name, "zd") && disk.name.size() > 2
+    if (disk.name.starts_with("zd") && disk.name.size() > 2
         && std::isdigit(static_cast<unsigned char>(disk.name[2])) != 0)
         disk.isVirtual = true;
 }
@@ -61,7 +52,7 @@ void addRaidFacts(Disk& disk, std::string const& mdstat)
 bool isLeftOut(Disk const& disk)
 {
     constexpr char const* RAM_DISKS = "1:";
-    return startsWith(disk.device, RAM_DISKS) || disk.bytes == 0U;
+    return disk.device.starts_with(RAM_DISKS) || disk.bytes == 0U;
 }
 
 }

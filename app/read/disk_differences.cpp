@@ -10,11 +10,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-bool startsWith(std::string const& text, std::string const& beginning)
-{
-    return text.rfind(beginning, 0) == 0;
-}
-
 bool endsInDigit(std::string const& name)
 {
     return name.find_last_of("0123456789") == name.size() - 1;
@@ -46,7 +41,7 @@ size_t behindPartitions(std::vector<Words> const& lines, size_t disk)
 {
     size_t line = disk + 1;
     while (line < lines.size() && lines[line].size() == COLUMNS
-        && startsWith(lines[line][3], lines[disk][3]) && endsInDigit(lines[line][3]))
+        && lines[line][3].starts_with(lines[disk][3]) && endsInDigit(lines[line][3]))
         ++line;
     return line;
 }
@@ -87,7 +82,7 @@ std::string whyNotListed(std::string const& name, LibraryAnswer const& answer)
             return "the library reads /proc/partitions by groups of four words, and lines of other "
                    "lengths put it out of step";
     size_t const next = behindPartitions(lines, line);
-    if (next < lines.size() && lines[next].size() == COLUMNS && startsWith(lines[next][3], name))
+    if (next < lines.size() && lines[next].size() == COLUMNS && lines[next][3].starts_with(name))
         return "the library leaves out a disk whose name begins the next one's";
     return "";
 }

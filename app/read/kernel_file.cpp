@@ -214,11 +214,6 @@ UnreadableFiles::~UnreadableFiles()
     unreadableFiles = m_outer;
 }
 
-std::string baseName(std::string const& path)
-{
-    return path.substr(path.rfind('/') + 1);
-}
-
 std::vector<std::string> linesOf(std::string const& text)
 {
     std::vector<std::string> lines;

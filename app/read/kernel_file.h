@@ -71,9 +71,6 @@ private:
     UnreadableFiles* const m_outer;
 };
 
-/** @return the part of a path behind its last slash. */
-std::string baseName(std::string const& path);
-
 /** @return the lines without their newlines. */
 std::vector<std::string> linesOf(std::string const& text);
 

@@ -10,7 +10,7 @@ namespace app {
 namespace {
 
 /** The lines "Name: N kB" of /proc/meminfo, in bytes; proc(5). */
-std::map<std::string, uint64_t> fieldsOf(std::string const& text)
+std::map<std::string, uint64_t> bytesByName(std::string const& text)
 {
     constexpr uint64_t KIB = 1024;
     std::map<std::string, uint64_t> fields;
@@ -38,7 +38,7 @@ void readMemory(Machine& machine)
         addProblem(machine, Subject::MEMORY, "the memory", SOURCE);
         return;
     }
-    auto const fields = fieldsOf(*text);
+    auto const fields = bytesByName(*text);
     auto const field = [&fields](char const* name) {
         auto const found = fields.find(name);
         return found == fields.end() ? std::nullopt : std::optional(found->second);

@@ -15,7 +15,7 @@ namespace app {
 template <class Row> struct ColumnOf {
     char const* name;
     char const* description;
-    TextTable::Alignment alignment;
+    ColumnAlignment alignment;
     unsigned importance; ///< See `TextTable`; 0 for a column that is shown only where it is named.
     std::string (*text)(Row const& row);
     size_t enough = 0; ///< See `TextTable::Column`.
@@ -66,7 +66,7 @@ template <class Row> std::vector<ColumnOf<Row>> chosenColumns(
         ColumnOf<Row>& column =
             added && usualOne != chosen.end() ? *usualOne : chosen.emplace_back(find(name));
         // The reader has asked for it.
-        column.importance = TextTable::ALWAYS;
+        column.importance = ALWAYS;
     }
     return chosen;
 }

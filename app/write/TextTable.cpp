@@ -27,8 +27,10 @@ std::vector<std::string> wrappedAtBlanks(
         size_t const end = std::min(text.find(' ', begin), text.size());
         std::string const word = text.substr(begin, end - begin);
         begin = end + 1;
-        bool const fits = displayWidth(line) + 1 + displayWidth(word) <= layout.columns;
-        if (!empty && layout.isTerminal() && !fits) {
+        // In a pipe the line may have thousands of words, and is not measured for each of them.
+        bool const fits =
+            !layout.isTerminal() || displayWidth(line) + 1 + displayWidth(word) <= layout.columns;
+        if (!empty && !fits) {
             lines.push_back(std::exchange(line, std::string(others, ' ')));
             empty = true;
         }

@@ -16,6 +16,15 @@ struct Layout {
     bool isTerminal() const { return columns > 0; }
 };
 
+enum ColumnAlignment {
+    LEFT,
+    RIGHT, ///< Numbers, which are never cut.
+    WHOLE ///< At the left, and never cut: a part of an address is misleading.
+};
+
+/** The importance of a column that is never left out. */
+constexpr unsigned ALWAYS = ~0U;
+
 /**
  * A table with columns as wide as their widest cell, two blanks between them and a heading line.
  *
@@ -26,21 +35,12 @@ struct Layout {
  */
 class TextTable {
 public:
-    enum Alignment {
-        LEFT,
-        RIGHT, ///< Numbers, which are never cut.
-        WHOLE ///< At the left, and never cut: a part of an address is misleading.
-    };
-
     struct Column {
         std::string heading;
-        Alignment alignment = LEFT;
+        ColumnAlignment alignment = LEFT;
         unsigned importance = ALWAYS; ///< The column with the lowest number is left out first.
         size_t enough = 0; ///< Columns to which it is cut before any is left out; 0 for no cut.
     };
-
-    /** The importance of a column that is never left out. */
-    static constexpr unsigned ALWAYS = ~0U;
 
     explicit TextTable(std::vector<Column> columns);
 

@@ -5,11 +5,6 @@ namespace app {
 
 namespace {
 
-constexpr auto LEFT = TextTable::LEFT;
-constexpr auto RIGHT = TextTable::RIGHT;
-constexpr auto WHOLE = TextTable::WHOLE;
-constexpr auto ALWAYS = TextTable::ALWAYS;
-
 /** The names of encrypted devices are often UUIDs, which would leave no room for other columns. */
 constexpr size_t ENOUGH_OF_A_NAME = 15;
 constexpr size_t ENOUGH_OF_A_MODEL = 12;

@@ -4,10 +4,6 @@ namespace app {
 
 namespace {
 
-constexpr auto LEFT = TextTable::LEFT;
-constexpr auto RIGHT = TextTable::RIGHT;
-constexpr auto ALWAYS = TextTable::ALWAYS;
-
 struct MountRow : RowContext {
     Mount const& mount;
 };

@@ -4,11 +4,6 @@ namespace app {
 
 namespace {
 
-constexpr auto LEFT = TextTable::LEFT;
-constexpr auto RIGHT = TextTable::RIGHT;
-constexpr auto WHOLE = TextTable::WHOLE;
-constexpr auto ALWAYS = TextTable::ALWAYS;
-
 struct AdapterRow : RowContext {
     Adapter const& adapter;
     Address const* address; ///< Null for an adapter without one, or with unknown ones.

@@ -98,7 +98,7 @@ std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, b
     if (!isRestorePhase(recovery))
         return stateText(recovery).substr(0, columns);
 
-    enum Field { PHASE, BAR, PERCENT, MEGABYTES, RATE, LEFT, FILES, FIELDS };
+    enum Field { PHASE, BAR, PERCENT, MEGABYTES, RATE, TIME_LEFT, FILES, FIELDS };
     constexpr size_t SMALLEST_BAR = 10;
     constexpr size_t BRACKETS = 2;
     constexpr size_t GAP = 2;
@@ -110,7 +110,7 @@ std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, b
     fields[MEGABYTES] = countText(recovery.megabytesDone) + "/" + countText(recovery.megabytesTotal)
         + " MB" + megabytesPercent(recovery);
     fields[RATE] = rateText(recovery.megabytesPerSecond);
-    fields[LEFT] = leftText(recovery, now);
+    fields[TIME_LEFT] = leftText(recovery, now);
     fields[FILES] = countText(recovery.filesDone) + "/" + countText(recovery.filesTotal) + " files";
     fields[BAR] = std::string(SMALLEST_BAR + BRACKETS, ' '); // Its place.
 
@@ -120,7 +120,7 @@ std::string recoveryBar(Recovery const& recovery, size_t columns, int64_t now, b
             sum += field.empty() ? 0 : field.size() + (sum > 0 ? GAP : 0);
         return sum;
     };
-    for (Field const field : {FILES, PHASE, RATE, MEGABYTES, LEFT, BAR})
+    for (Field const field : {FILES, PHASE, RATE, MEGABYTES, TIME_LEFT, BAR})
         if (width() > columns)
             fields[field].clear();
 

@@ -40,9 +40,6 @@ struct Limits {
     }
 };
 
-constexpr auto LEFT = TextTable::LEFT;
-constexpr auto RIGHT = TextTable::RIGHT;
-
 /** The parts that are known, with ", " between them. */
 std::string sentence(Lines const& parts)
 {

@@ -14,9 +14,6 @@ namespace app {
 
 namespace {
 
-constexpr auto LEFT = TextTable::LEFT;
-constexpr auto RIGHT = TextTable::RIGHT;
-
 /** Writes the tables of one machine. */
 class TableWriter {
 public:

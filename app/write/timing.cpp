@@ -18,7 +18,6 @@ std::string milliseconds(double seconds)
 
 std::string timingText(Machine const& machine, Layout const& layout)
 {
-    constexpr auto RIGHT = TextTable::RIGHT;
     TextTable table({{"SUBJECT"}, {"READ-MS", RIGHT}, {"QUERY"}, {"QUERY-MS", RIGHT}});
     for (Subject const subject : machine.subjects) {
         auto const read = machine.readSeconds.find(subject);
