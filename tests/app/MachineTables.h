@@ -3,6 +3,7 @@
 #include "tests/app/LocaleFor.h"
 #include "tests/app/ScreenCells.h"
 #include "tests/app/recorded_machines.h"
+#include "tests/support/Json.h"
 
 #include <gtest/gtest.h>
 
@@ -22,27 +23,27 @@ class MachineTables : public testing::TestWithParam<char const*> {
 protected:
     std::string const m_name = GetParam();
     LocaleFor const m_utf8{"C.UTF-8"};
-    nlohmann::json const m_document = recordedDocument(m_name);
+    testkit::Json const m_document = recordedDocument(m_name);
     std::map<std::string, CommandText> const m_commands =
         commandsOn(recorded(m_name + ".pipe.txt"));
 
     CommandText const& command(std::string const& name) const { return m_commands.at(name); }
 
     /** The labels of the disks with these names. */
-    nlohmann::json labelsOf(nlohmann::json const& names) const
+    testkit::Json labelsOf(testkit::Json const& names) const
     {
-        nlohmann::json labels = nlohmann::json::array();
-        for (nlohmann::json const& name : names)
-            for (nlohmann::json const& disk : m_document.at("disks"))
+        testkit::Json labels = testkit::Json::array();
+        for (testkit::Json const& name : names)
+            for (testkit::Json const& disk : m_document.at("disks"))
                 if (disk.at("name") == name)
                     labels.push_back(disk.at("label"));
         return labels;
     }
 
     /** The devices that a device lies on. */
-    nlohmann::json beneath(nlohmann::json const& disk) const
+    testkit::Json beneath(testkit::Json const& disk) const
     {
-        nlohmann::json names = disk.at("slaves");
+        testkit::Json names = disk.at("slaves");
         if (!disk.at("parent").is_null())
             names.push_back(disk.at("parent"));
         return labelsOf(names);

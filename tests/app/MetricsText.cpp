@@ -1,6 +1,6 @@
 #include "tests/app/MetricsText.h"
 
-#include <nlohmann/json.hpp>
+#include "tests/support/Json.h"
 
 #include <algorithm>
 #include <charconv>
@@ -21,9 +21,9 @@ void require(bool holds, char const* rule)
 bool isUtf8(std::string const& text)
 {
     try {
-        (void)nlohmann::json(text).dump();
+        (void)testkit::Json(text).dump();
         return true;
-    } catch (nlohmann::json::exception const&) {
+    } catch (std::exception const&) {
         return false;
     }
 }

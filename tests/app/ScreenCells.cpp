@@ -9,7 +9,7 @@
 
 namespace app_test {
 
-using nlohmann::json;
+using testkit::Json;
 
 std::string shown(std::string const& text)
 {
@@ -19,7 +19,7 @@ std::string shown(std::string const& text)
 
 namespace {
 
-void expectSize(std::string const& text, json const& bytes)
+void expectSize(std::string const& text, Json const& bytes)
 {
     static std::regex const form("([0-9]+) B|([0-9]+\\.[0-9]) ([KMGTPE])iB");
     std::smatch parts;
@@ -29,7 +29,7 @@ void expectSize(std::string const& text, json const& bytes)
     }
     ASSERT_TRUE(std::regex_match(text, parts, form)) << text;
     if (parts[1].matched) {
-        EXPECT_EQ(json(std::stoull(parts[1])), bytes);
+        EXPECT_EQ(Json(std::stoull(parts[1])), bytes);
         return;
     }
     auto const power = std::string("KMGTPE").find(parts[3]) + 1;
@@ -39,7 +39,7 @@ void expectSize(std::string const& text, json const& bytes)
     EXPECT_GE(bytes.get<double>(), unit * (1 - 0.05 / 1024)) << text << " has a smaller unit";
 }
 
-void expectPercent(std::string const& text, json const& ratio)
+void expectPercent(std::string const& text, Json const& ratio)
 {
     static std::regex const form("([0-9]+\\.[0-9]) %");
     std::smatch parts;
@@ -81,20 +81,20 @@ void ScreenCells::equals(std::string const& name, std::string const& text)
     EXPECT_EQ(take(name), text) << name;
 }
 
-void ScreenCells::text(std::string const& name, json const& fact)
+void ScreenCells::text(std::string const& name, Json const& fact)
 {
     equals(name, fact.is_null() ? "-" : shown(fact));
 }
 
-void ScreenCells::list(std::string const& name, json const& fact, std::string const& none)
+void ScreenCells::list(std::string const& name, Json const& fact, std::string const& none)
 {
     std::string text;
-    for (json const& element : fact)
+    for (Json const& element : fact)
         text += (text.empty() ? "" : ", ") + shown(element);
     equals(name, fact.is_null() ? "-" : fact.empty() ? none : text);
 }
 
-void ScreenCells::number(std::string const& name, json const& fact, uint64_t unit)
+void ScreenCells::number(std::string const& name, Json const& fact, uint64_t unit)
 {
     if (fact.is_null())
         return equals(name, "-");
@@ -102,39 +102,39 @@ void ScreenCells::number(std::string const& name, json const& fact, uint64_t uni
     EXPECT_EQ(fact.get<uint64_t>() % unit, 0U) << name;
 }
 
-void ScreenCells::size(std::string const& name, json const& bytes)
+void ScreenCells::size(std::string const& name, Json const& bytes)
 {
     SCOPED_TRACE(name);
     expectSize(take(name), bytes);
 }
 
-void ScreenCells::percent(std::string const& name, json const& ratio)
+void ScreenCells::percent(std::string const& name, Json const& ratio)
 {
     SCOPED_TRACE(name);
     expectPercent(take(name), ratio);
 }
 
-void ScreenCells::time(std::string const& name, json const& time)
+void ScreenCells::time(std::string const& name, Json const& time)
 {
     static std::regex const form("(.*)T(.*)\\+00:00");
     equals(name, time.is_null() ? "-" : std::regex_replace(time.get<std::string>(), form, "$1 $2"));
 }
 
-ScreenNotes::ScreenNotes(json const& document, std::string const& subject) : m_subject(subject)
+ScreenNotes::ScreenNotes(Json const& document, std::string const& subject) : m_subject(subject)
 {
-    for (json const& difference : document.at("differences"))
+    for (Json const& difference : document.at("differences"))
         if (difference.at("subject") == subject)
             add(difference);
-    for (json const& fact : document.at("unavailable"))
+    for (Json const& fact : document.at("unavailable"))
         if (fact.at("subject") == subject)
             m_unknown.push_back("Unknown: " + fact.at("fact").get<std::string>() + ", as "
                 + shown(fact.at("reason")) + ".");
 }
 
-void ScreenNotes::add(json const& difference)
+void ScreenNotes::add(Json const& difference)
 {
-    json const& fact = difference.at("fact");
-    json const& reason = difference.at("reason");
+    Json const& fact = difference.at("fact");
+    Json const& reason = difference.at("reason");
     auto note = std::find_if(m_notes.begin(), m_notes.end(),
         [&](Note const& known) { return known.fact == fact && known.reason == reason; });
     if (note == m_notes.end())

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "tests/app/ScreenText.h"
-
-#include <nlohmann/json.hpp>
+#include "tests/support/Json.h"
 
 #include <set>
 #include <string>
@@ -27,22 +26,22 @@ public:
     std::string take(std::string const& name);
 
     void equals(std::string const& name, std::string const& text);
-    void text(std::string const& name, nlohmann::json const& fact);
+    void text(std::string const& name, testkit::Json const& fact);
 
     /** @param none the cell of an empty list. */
-    void list(std::string const& name, nlohmann::json const& fact, std::string const& none);
+    void list(std::string const& name, testkit::Json const& fact, std::string const& none);
 
     /** A whole number of units. */
-    void number(std::string const& name, nlohmann::json const& fact, uint64_t unit = 1);
+    void number(std::string const& name, testkit::Json const& fact, uint64_t unit = 1);
 
     /** Bytes within half of the last digit that is shown. */
-    void size(std::string const& name, nlohmann::json const& bytes);
+    void size(std::string const& name, testkit::Json const& bytes);
 
     /** A percentage within half of the last digit that is shown. */
-    void percent(std::string const& name, nlohmann::json const& ratio);
+    void percent(std::string const& name, testkit::Json const& ratio);
 
     /** Local time, which is UTC on the fake machines. */
-    void time(std::string const& name, nlohmann::json const& time);
+    void time(std::string const& name, testkit::Json const& time);
 
 private:
     ScreenRow m_row;
@@ -52,7 +51,7 @@ private:
  */
 class ScreenNotes {
 public:
-    ScreenNotes(nlohmann::json const& document, std::string const& subject);
+    ScreenNotes(testkit::Json const& document, std::string const& subject);
 
     /** @return the numbers of an item's notes, "1 3". */
     std::string marks(std::string const& item) const;
@@ -62,13 +61,13 @@ public:
 
 private:
     struct Note {
-        nlohmann::json fact;
-        nlohmann::json reason;
+        testkit::Json fact;
+        testkit::Json reason;
         std::set<std::string> items;
         std::set<std::string> values;
     };
 
-    void add(nlohmann::json const& difference);
+    void add(testkit::Json const& difference);
     static void compare(std::string const& line, Note const& note, size_t number);
 
     std::string m_subject;

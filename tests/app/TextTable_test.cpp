@@ -21,9 +21,8 @@ namespace {
 /** 31 columns wide: the first one is always shown, the others go in the order C, D, B. */
 TextTable wideTable(size_t enough = 0)
 {
-    TextTable table(
-        {{"NAME", TextTable::LEFT, TextTable::ALWAYS, enough}, {"BBBB", TextTable::RIGHT, 50},
-            {"CCCC", TextTable::LEFT, 20}, {"DDDD", TextTable::LEFT, 20}});
+    TextTable table({{"NAME", app::LEFT, app::ALWAYS, enough}, {"BBBB", app::RIGHT, 50},
+        {"CCCC", app::LEFT, 20}, {"DDDD", app::LEFT, 20}});
     table.addRow({"a-name-of-16-col", "1", "2", "3"});
     return table;
 }
@@ -40,7 +39,7 @@ Layout withoutHeadings(size_t columns = 0)
 TEST(TextTable, alignsNumbersToTheRightByDisplayWidth)
 {
     LocaleFor const utf8("C.UTF-8");
-    TextTable table({{"Ort"}, {"Größe", TextTable::RIGHT}, {""}});
+    TextTable table({{"Ort"}, {"Größe", app::RIGHT}, {""}});
     table.addRow({"日本", "1", "x"});
     table.addRow({"Zürich", "1000000"});
 
@@ -52,13 +51,13 @@ TEST(TextTable, alignsNumbersToTheRightByDisplayWidth)
 
 TEST(TextTable, withoutRowsIsItsHeading)
 {
-    EXPECT_EQ(TextTable({{"CPU", TextTable::RIGHT}}).text({}), "CPU\n");
-    EXPECT_EQ(TextTable({{"CPU", TextTable::RIGHT}}).text(withoutHeadings()), "");
+    EXPECT_EQ(TextTable({{"CPU", app::RIGHT}}).text({}), "CPU\n");
+    EXPECT_EQ(TextTable({{"CPU", app::RIGHT}}).text(withoutHeadings()), "");
 }
 
 TEST(TextTable, givesItsRowsWithoutItsHeading)
 {
-    TextTable table({{""}, {"wide", TextTable::RIGHT}});
+    TextTable table({{""}, {"wide", app::RIGHT}});
     EXPECT_THAT(table.rows({}), IsEmpty());
     table.addRow({"a\x1B", "1"});
     table.addRow({"b"});
@@ -119,7 +118,7 @@ TEST(TextTable, cutsAColumnThatSaysSoBeforeItLeavesOutOthers)
         "Left out: DDDD. Cut: NAME.\n")
         << "no more than the rest needs";
 
-    TextTable table({{"NAME", TextTable::LEFT, TextTable::ALWAYS, 10}, {"SOURCE"}});
+    TextTable table({{"NAME", app::LEFT, app::ALWAYS, 10}, {"SOURCE"}});
     table.addRow({"a-name-of-16-col", "a-source-of-18-col"});
     EXPECT_EQ(table.rows(terminal(30)).front(), "a-name-of~  a-source-of-18-col")
         << "before others are cut";
@@ -127,7 +126,7 @@ TEST(TextTable, cutsAColumnThatSaysSoBeforeItLeavesOutOthers)
 
 TEST(TextTable, cutsTheWidestOfTheColumnsThatStay)
 {
-    TextTable table({{"NAME"}, {"SIZE", TextTable::RIGHT}, {"MODEL"}});
+    TextTable table({{"NAME"}, {"SIZE", app::RIGHT}, {"MODEL"}});
     table.addRow({"a-name-of-16-col", "1000000000", "a-model-of-17-col"});
 
     EXPECT_EQ(table.text(terminal(40)),
@@ -145,7 +144,7 @@ TEST(TextTable, givesOnlyRowsWithoutHeadings)
 
 TEST(TextTable, doesNotNameAColumnThatHasNoHeading)
 {
-    TextTable table({{"NAME"}, {"", TextTable::LEFT, 10}});
+    TextTable table({{"NAME"}, {"", app::LEFT, 10}});
     table.addRow({"sda", "##########"});
 
     EXPECT_EQ(table.text(terminal(10)), "NAME\nsda\n");
@@ -153,7 +152,7 @@ TEST(TextTable, doesNotNameAColumnThatHasNoHeading)
 
 TEST(TextTable, isABlockARowWhereTheColumnsThatStayAreTooMany)
 {
-    TextTable table({{"NAME"}, {"ADDRESS", TextTable::WHOLE}, {"TYPE", TextTable::LEFT, 10}, {""}});
+    TextTable table({{"NAME"}, {"ADDRESS", app::WHOLE}, {"TYPE", app::LEFT, 10}, {""}});
     table.addRow({"eth0", "192.0.2.1/24", "x", ""});
     table.addRow({"", "2001:db8:0:1::1/64", "x"});
     table.addRow({"lo", "none", "x"});
@@ -189,7 +188,7 @@ TEST(TextTable, isABlockARowWhereTheColumnsThatStayAreTooMany)
 
 TEST(TextTable, isABlockARowWhereItsOnlyColumnIsTooWideAndNotCut)
 {
-    TextTable table({{"SIZE", TextTable::RIGHT}});
+    TextTable table({{"SIZE", app::RIGHT}});
     table.addRow({"16000900661248"});
 
     EXPECT_EQ(table.text(terminal(12)), "SIZE:\n  160009006~\nCut: SIZE.\n");
@@ -200,7 +199,7 @@ TEST(TextTable, colorsTheLabelsOfItsBlocks)
 {
     Layout layout = terminal(16);
     layout.colors = true;
-    TextTable table({{"NAME"}, {"MAC", TextTable::WHOLE}});
+    TextTable table({{"NAME"}, {"MAC", app::WHOLE}});
     table.addRow({"eth0", "02:00:5e:10:00:01"});
 
     EXPECT_EQ(table.text(layout),
@@ -218,7 +217,7 @@ TEST(TextTable, colorsItsHeading)
 TEST(TextTable, isNeverWiderThanTheTerminal)
 {
     LocaleFor const utf8("C.UTF-8");
-    TextTable table({{"NAME"}, {"NUMBER", TextTable::RIGHT, 30}, {"MODEL", TextTable::LEFT, 20}});
+    TextTable table({{"NAME"}, {"NUMBER", app::RIGHT, 30}, {"MODEL", app::LEFT, 20}});
     table.addRow({"日本語日本語日本語", "1", "e\xCC\x81tude"});
     for (size_t columns = 10; columns <= 60; ++columns)
         for (std::string const& row : table.rows(terminal(columns)))

@@ -2,10 +2,10 @@
 #include "tests/app/Program.h"
 #include "tests/app/WatchedProgram.h"
 #include "tests/app/WholeMachine.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <regex>
 #include <set>
@@ -60,7 +60,7 @@ TEST(CommandLine, writesTheSameJsonForAllAsForTheSummary)
     WholeMachine const machine;
     auto const keysOf = [&machine](std::vector<std::string> const& arguments) {
         std::vector<std::string> keys;
-        auto const document = nlohmann::json::parse(machine.program(arguments).run().out);
+        auto const document = testkit::Json::parse(machine.program(arguments).run().out);
         for (auto const& [key, value] : document.items())
             keys.push_back(key);
         return keys;
@@ -134,6 +134,8 @@ TEST(CommandLine, wantsOneFileForARecording)
 {
     for (std::string const command : {"record", "replay"}) {
         EXPECT_EQ(complaintAbout({command}), "dovrel-sysinfo: " + command + " needs a FILE");
+        EXPECT_EQ(complaintAbout({command, ""}),
+            "dovrel-sysinfo: " + command + ": the name of the file is empty");
         EXPECT_EQ(
             complaintAbout({command, "--bogus"}), "dovrel-sysinfo: unexpected argument '--bogus'");
     }
@@ -244,7 +246,7 @@ TEST(CommandLine, refusesOptionsThatHaveNoUseTogether)
 TEST(CommandLine, helpHasExamplesThatTheProgramAccepts)
 {
     std::string const help = Program({"--help"}).run().out;
-    auto const description = nlohmann::json::parse(Program({"--describe"}).run().out);
+    auto const description = testkit::Json::parse(Program({"--describe"}).run().out);
 
     EXPECT_THAT(description["examples"], testing::SizeIs(testing::Ge(3U)));
     for (auto const& example : description["examples"]) {
@@ -262,7 +264,7 @@ TEST(CommandLine, helpHasExamplesThatTheProgramAccepts)
 
 TEST(CommandLine, describesEveryOptionOfItsHelp)
 {
-    auto const description = nlohmann::json::parse(Program({"--describe"}).run().out);
+    auto const description = testkit::Json::parse(Program({"--describe"}).run().out);
     std::string const help = Program({"--help"}).run().out;
     EXPECT_THAT(help, Not(HasSubstr("--describe")));
     for (auto const& command : description["commands"]) {

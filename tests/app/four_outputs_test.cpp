@@ -88,7 +88,7 @@ TEST(FourOutputs, haveTheFiguresOfTheModel)
         EXPECT_THAT(lines,
             testing::Contains(
                 testing::AllOf(testing::StartsWith(figure.row), testing::HasSubstr(" " + text))));
-        EXPECT_EQ(document.at(nlohmann::json::json_pointer(figure.key)), figure.bytes);
+        EXPECT_EQ(document.atPointer(figure.key), figure.bytes);
         EXPECT_EQ(samplesOf(metrics, figure), std::vector{static_cast<double>(figure.bytes)});
         EXPECT_EQ(valueOnPage(page, figure.key), text);
     }

@@ -1,6 +1,7 @@
 #include "tests/app/LocaleFor.h"
 #include "tests/app/Program.h"
 #include "tests/app/known_machine.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,13 +19,13 @@ using app_test::knownMachine;
 using app_test::LocaleFor;
 using app_test::summaryOf;
 using app_test::tablesOf;
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
+using testkit::Json;
 
 namespace {
 
@@ -66,7 +67,7 @@ TEST(Outputs, showEverySubjectThatWasReadAndNoOther)
 
         auto const tables = tablesOf(machine);
         auto const summary = summaryOf(machine);
-        json const document = jsonOf(machine);
+        Json const document = jsonOf(machine);
 
         ASSERT_THAT(tables, Not(IsEmpty()));
         EXPECT_THAT(allTables, HasSubstr(tables.front()));
@@ -87,7 +88,7 @@ TEST(Outputs, haveAPlaceForEverySubjectThatCouldNotBeRead)
         Machine machine;
         machine.subjects = {subject};
         machine.problems = {failureOf(subject)};
-        json const document = jsonOf(machine);
+        Json const document = jsonOf(machine);
 
         EXPECT_THAT(tablesOf(machine), IsEmpty());
         EXPECT_THAT(summaryOf(machine), ElementsAre(testing::EndsWith(" could not be read")));
@@ -177,14 +178,14 @@ TEST(Json, hasNullForWhatIsUnknown)
     machine.subjects.insert(Subject::NETWORKS);
     machine.networks.emplace().adapters.emplace_back();
 
-    json const document = jsonOf(machine);
+    Json const document = jsonOf(machine);
 
     EXPECT_TRUE(document.at("networks").at("adapters").at(0).at("addresses").is_null());
 
     EXPECT_TRUE(document.at("disks").at(0).at("size_bytes").is_null());
     EXPECT_TRUE(document.at("disks").at(0).at("model").is_null());
     EXPECT_TRUE(document.at("disks").at(0).at("device").is_null());
-    EXPECT_EQ(document.at("disks").at(0).at("slaves"), json::array()) << "none is not unknown";
+    EXPECT_EQ(document.at("disks").at(0).at("slaves"), Json::array()) << "none is not unknown";
     EXPECT_TRUE(document.at("memory").at("total_bytes").is_null());
     EXPECT_TRUE(document.at("memory").at("modules").is_null());
     EXPECT_EQ(document.at("memory").at("free_bytes"), 0) << "nothing is not unknown";
@@ -199,11 +200,11 @@ TEST(Json, hasTheLibrarysOtherValuesBesideEachItem)
         {Subject::DISKS, "sda", "partitions", std::nullopt, "none"},
         {Subject::DISKS, "sdb", "", std::nullopt, "left out"}};
 
-    json const disks = jsonOf(machine).at("disks");
+    Json const disks = jsonOf(machine).at("disks");
 
-    EXPECT_EQ(disks.at(0).at("library"), json::parse(R"({"size_bytes": 42, "partitions": null})"));
+    EXPECT_EQ(disks.at(0).at("library"), Json::parse(R"({"size_bytes": 42, "partitions": null})"));
     EXPECT_TRUE(disks.at(1).at("library").is_null()) << "the library does not report it at all";
-    EXPECT_EQ(disks.at(2).at("library"), json::object()) << "the library reports the same";
+    EXPECT_EQ(disks.at(2).at("library"), Json::object()) << "the library reports the same";
 }
 
 TEST(Json, listsDifferencesProblemsAndUnavailableFacts)
@@ -214,13 +215,13 @@ TEST(Json, listsDifferencesProblemsAndUnavailableFacts)
     machine.differences = {{Subject::MEMORY, "", "total_bytes", uint64_t{7}, "the modules' sum"},
         {Subject::MEMORY, "x", "", std::nullopt, ""}};
 
-    json const document = jsonOf(machine);
+    Json const document = jsonOf(machine);
 
-    EXPECT_EQ(document.at("problems"), json::parse(R"([{"subject": "memory",
+    EXPECT_EQ(document.at("problems"), Json::parse(R"([{"subject": "memory",
         "fact": "a part of the machine", "reason": "the test says so", "source": "the test"}])"));
-    EXPECT_EQ(document.at("unavailable"), json::parse(R"([{"subject": "memory",
+    EXPECT_EQ(document.at("unavailable"), Json::parse(R"([{"subject": "memory",
         "fact": "the memory modules", "reason": "no root", "source": "dmidecode"}])"));
-    EXPECT_EQ(document.at("differences"), json::parse(R"([
+    EXPECT_EQ(document.at("differences"), Json::parse(R"([
         {"subject": "memory", "item": null, "fact": "total_bytes", "library": 7,
          "reason": "the modules' sum"},
         {"subject": "memory", "item": "x", "fact": null, "library": null, "reason": null}])"));
@@ -240,7 +241,7 @@ TEST(Json, escapesAllControlCharactersAndNothingElse)
     std::string const text = jsonTextOf(machineWithDisk(name));
 
     EXPECT_THAT(text, HasSubstr("\"name\": \"\\u001b[2J\\u007f\\u009b\xC2\xA0\xC3\x82\","));
-    EXPECT_EQ(json::parse(text).at("disks").at(0).at("name"), name);
+    EXPECT_EQ(Json::parse(text).at("disks").at(0).at("name"), name);
 }
 
 TEST(Json, keepsTheOrderOfKeysAndEndsInANewline)

@@ -199,9 +199,9 @@ std::string jsonTextOf(app::Machine const& machine)
     return out.str();
 }
 
-nlohmann::json jsonOf(app::Machine const& machine)
+testkit::Json jsonOf(app::Machine const& machine)
 {
-    return nlohmann::json::parse(jsonTextOf(machine));
+    return testkit::Json::parse(jsonTextOf(machine));
 }
 
 std::vector<std::string> linesBehind(

@@ -2,8 +2,7 @@
 
 #include "app/model/Machine.h"
 #include "app/write/table.h"
-
-#include <nlohmann/json.hpp>
+#include "tests/support/Json.h"
 
 #include <string>
 #include <vector>
@@ -46,7 +45,7 @@ std::vector<std::string> summaryOf(app::Machine const& machine, app::Layout cons
 std::string jsonTextOf(app::Machine const& machine);
 
 /** @return the document as a script reads it. */
-nlohmann::json jsonOf(app::Machine const& machine);
+testkit::Json jsonOf(app::Machine const& machine);
 
 /** @return the lines of a summary from a label to the next one, without the label. */
 std::vector<std::string> linesBehind(

@@ -3,6 +3,7 @@
 #include "app/write/library.h"
 #include "tests/app/WholeMachine.h"
 #include "tests/app/known_machine.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,9 +16,9 @@ using app::Subject;
 using app_test::linesOf;
 using app_test::Outcome;
 using app_test::WholeMachine;
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testkit::Json;
 
 namespace {
 
@@ -133,9 +134,9 @@ TEST(Library, isAListOfQueriesForScripts)
 {
     std::ostringstream out;
     app::writeLibraryJson(answeringMachine(), out);
-    json const document = json::parse(out.str());
+    Json const document = Json::parse(out.str());
 
-    EXPECT_EQ(document.at("queries"), json::parse(R"([
+    EXPECT_EQ(document.at("queries"), Json::parse(R"([
         {"query": "getMemoryInfo", "subject": "memory", "outcome": "no_end",
          "reason": "a tool did not end", "duration_seconds": 0.5, "records": []},
         {"query": "getPhysicalDisksInternal", "subject": "disks", "outcome": "true",
@@ -161,8 +162,8 @@ TEST(LibraryCommand, asksTheLibraryEveryQuestion)
     EXPECT_THAT(text.out, HasSubstr("\n    getName: kit0\n"));
     EXPECT_EQ(document.status, app::EXIT_STATUS_OK);
     std::vector<std::string> queries;
-    json const answers = json::parse(document.out);
-    for (json const& query : answers.at("queries"))
+    Json const answers = Json::parse(document.out);
+    for (Json const& query : answers.at("queries"))
         queries.push_back(query.at("query"));
     EXPECT_THAT(queries,
         ElementsAre("getSystemInfo", "getCPUsInternal", "getMemoryInfo", "getPhysicalDisksInternal",

@@ -2,10 +2,10 @@
 #include "app/read/LoadMeter.h"
 #include "tests/app/WatchedProgram.h"
 #include "tests/app/WholeMachine.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <cctype>
 #include <chrono>
@@ -16,11 +16,11 @@ using app_test::Outcome;
 using app_test::Program;
 using app_test::WatchedProgram;
 using app_test::WholeMachine;
-using nlohmann::json;
 using testing::DoubleEq;
 using testing::HasSubstr;
 using testing::Not;
 using testing::Optional;
+using testkit::Json;
 using Clock = std::chrono::steady_clock;
 
 namespace {
@@ -51,11 +51,11 @@ TEST(Loads, areMeasuredForEveryProcessorOfThisMachine)
     Outcome const outcome = Program({"cpus", "--json"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
-    json const processors = json::parse(outcome.out).at("processors");
+    Json const processors = Json::parse(outcome.out).at("processors");
     ASSERT_GT(processorsOfThisMachine(), 0U);
     EXPECT_EQ(processors.at("count"), processorsOfThisMachine());
     EXPECT_TRUE(processors.at("load_ratio").is_number());
-    for (json const& processor : processors.at("list"))
+    for (Json const& processor : processors.at("list"))
         EXPECT_TRUE(processor.at("load_ratio").is_number()) << processor;
 }
 
@@ -64,9 +64,9 @@ TEST(Loads, areUnknownWhereTheyAreNotMeasured)
     Outcome const outcome = Program({"cpus", "--no-usage", "--json"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK) << outcome.err;
-    json const processors = json::parse(outcome.out).at("processors");
+    Json const processors = Json::parse(outcome.out).at("processors");
     EXPECT_TRUE(processors.at("load_ratio").is_null());
-    for (json const& processor : processors.at("list"))
+    for (Json const& processor : processors.at("list"))
         EXPECT_TRUE(processor.at("load_ratio").is_null()) << processor;
 }
 

@@ -2,10 +2,10 @@
 
 #include "tests/app/MetricsText.h"
 #include "tests/app/recorded_machines.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <cstdio>
 #include <ctime>
@@ -16,7 +16,7 @@ namespace {
 
 using app_test::MetricsText;
 using app_test::recorded;
-using nlohmann::json;
+using testkit::Json;
 using LabelTexts = std::map<std::string, std::string>;
 
 /** A string of JSON as a label has it: the format cannot escape control characters. */
@@ -27,11 +27,11 @@ std::string labelText(std::string const& text)
 }
 
 /** The labels of a JSON object's facts, by the label's name and the fact's key. */
-LabelTexts labelsOf(json const& item, std::map<std::string, std::string> const& keys)
+LabelTexts labelsOf(Json const& item, std::map<std::string, std::string> const& keys)
 {
     LabelTexts labels;
     for (auto const& [label, key] : keys) {
-        json const& fact = item.at(key);
+        Json const& fact = item.at(key);
         std::string const text = fact.is_string() ? fact.get<std::string>() : fact.dump();
         if (!fact.is_null() && !text.empty())
             labels[label] = labelText(text);
@@ -40,7 +40,7 @@ LabelTexts labelsOf(json const& item, std::map<std::string, std::string> const& 
 }
 
 /** Seconds since 1970 of a local time in UTC. */
-json secondsOf(json const& time)
+Json secondsOf(Json const& time)
 {
     if (time.is_null())
         return time;
@@ -63,24 +63,24 @@ public:
 
     /** Expects a sample with the fact's value, or none where it is null. */
     void compare(
-        std::string const& name, LabelTexts const& labels, json const& fact, double unit = 1)
+        std::string const& name, LabelTexts const& labels, Json const& fact, double unit = 1)
     {
         if (!m_compared.insert({name, labels}).second)
             return; // An item whose labels an earlier one has.
         auto const sample = m_samples.find({name, labels});
         if (fact.is_null()) {
-            EXPECT_EQ(sample, m_samples.end()) << name << json(labels);
+            EXPECT_EQ(sample, m_samples.end()) << name << Json(labels);
             return;
         }
-        ASSERT_NE(sample, m_samples.end()) << name << json(labels);
+        ASSERT_NE(sample, m_samples.end()) << name << Json(labels);
         double const value = fact.is_boolean() ? fact.get<bool>() : fact.get<double>();
-        EXPECT_DOUBLE_EQ(sample->second, value * unit) << name << json(labels);
+        EXPECT_DOUBLE_EQ(sample->second, value * unit) << name << Json(labels);
         m_samples.erase(sample);
     }
 
     /** Compares facts of an item, by the name of the metric. */
     void compareAll(std::map<std::string, std::string> const& keys, LabelTexts const& labels,
-        json const& item, double unit = 1)
+        Json const& item, double unit = 1)
     {
         for (auto const& [name, key] : keys)
             compare(name, labels, item.at(key), unit);
@@ -88,16 +88,16 @@ public:
 
     void info(std::string const& name, LabelTexts const& labels)
     {
-        compare(name, labels, labels.empty() ? json() : json(1));
+        compare(name, labels, labels.empty() ? Json() : Json(1));
     }
 
     /** One of the states is 1. */
     void states(std::string const& name, std::string const& label,
-        std::vector<std::string> const& all, LabelTexts labels, json const& state)
+        std::vector<std::string> const& all, LabelTexts labels, Json const& state)
     {
         for (std::string const& one : all) {
             labels[label] = one;
-            compare(name, labels, state.is_null() ? json() : json(state == one));
+            compare(name, labels, state.is_null() ? Json() : Json(state == one));
         }
     }
 
@@ -116,7 +116,7 @@ private:
     std::set<Key> m_compared;
 };
 
-void compareSystem(Comparison& metrics, json const& system)
+void compareSystem(Comparison& metrics, Json const& system)
 {
     LabelTexts machine = labelsOf(system,
         {{"vendor", "vendor"}, {"product", "product"}, {"version", "version"},
@@ -133,14 +133,14 @@ void compareSystem(Comparison& metrics, json const& system)
     metrics.compare("dovrel_uptime_seconds", {}, system.at("uptime_seconds"));
 }
 
-void compareProcessors(Comparison& metrics, json const& processors)
+void compareProcessors(Comparison& metrics, Json const& processors)
 {
     metrics.info("dovrel_cpu_model_info", labelsOf(processors, {{"model", "model"}}));
     metrics.compareAll(
         {{"dovrel_cpus", "count"}, {"dovrel_cpu_sockets", "sockets"}, {"dovrel_cpu_cores", "cores"},
             {"dovrel_numa_nodes", "numa_nodes"}, {"dovrel_all_cpus_load_ratio", "load_ratio"}},
         {}, processors);
-    for (json const& processor : processors.at("list")) {
+    for (Json const& processor : processors.at("list")) {
         LabelTexts const cpu = labelsOf(processor, {{"cpu", "number"}});
         metrics.info("dovrel_cpu_info",
             labelsOf(processor,
@@ -154,7 +154,7 @@ void compareProcessors(Comparison& metrics, json const& processors)
     }
 }
 
-void compareMemory(Comparison& metrics, json const& memory)
+void compareMemory(Comparison& metrics, Json const& memory)
 {
     metrics.compareAll(
         {{"dovrel_memory_total_bytes", "total_bytes"}, {"dovrel_memory_used_bytes", "used_bytes"},
@@ -165,7 +165,7 @@ void compareMemory(Comparison& metrics, json const& memory)
             {"dovrel_swap_total_bytes", "swap_total_bytes"},
             {"dovrel_swap_used_bytes", "swap_used_bytes"}},
         {}, memory);
-    for (json const& module : memory.at("modules")) {
+    for (Json const& module : memory.at("modules")) {
         metrics.info(
             "dovrel_memory_module_info", labelsOf(module, {{"slot", "slot"}, {"type", "type"}}));
         metrics.compareAll(
@@ -175,7 +175,7 @@ void compareMemory(Comparison& metrics, json const& memory)
     }
 }
 
-void compareDisk(Comparison& metrics, json const& disk)
+void compareDisk(Comparison& metrics, Json const& disk)
 {
     LabelTexts const device = labelsOf(disk, {{"device", "name"}});
     metrics.info("dovrel_disk_info",
@@ -189,14 +189,14 @@ void compareDisk(Comparison& metrics, json const& disk)
             {"dovrel_disk_logical_sector_bytes", "logical_sector_bytes"},
             {"dovrel_disk_physical_sector_bytes", "physical_sector_bytes"}},
         device, disk);
-    for (json const& slave : disk.at("slaves")) {
+    for (Json const& slave : disk.at("slaves")) {
         LabelTexts labels = device;
         labels["slave"] = labelText(slave);
         metrics.info("dovrel_disk_slave_info", labels);
     }
 }
 
-void compareMount(Comparison& metrics, json const& mount)
+void compareMount(Comparison& metrics, Json const& mount)
 {
     std::map<std::string, std::string> const keys = {
         {"mountpoint", "mount_point"}, {"fstype", "filesystem"}, {"source", "source"}};
@@ -206,7 +206,7 @@ void compareMount(Comparison& metrics, json const& mount)
             {"hidden_by", "hidden_by"}});
     labels.insert(place.begin(), place.end());
     metrics.info("dovrel_filesystem_info", labels);
-    for (json const& disk : mount.at("disks")) {
+    for (Json const& disk : mount.at("disks")) {
         labels = place;
         labels["device"] = labelText(disk);
         metrics.info("dovrel_filesystem_disk_info", labels);
@@ -221,7 +221,7 @@ void compareMount(Comparison& metrics, json const& mount)
         place, mount);
 }
 
-void compareAdapter(Comparison& metrics, json const& adapter)
+void compareAdapter(Comparison& metrics, Json const& adapter)
 {
     constexpr double BYTES_OF_A_BIT = 0.125;
     LabelTexts const name = labelsOf(adapter, {{"adapter", "name"}});
@@ -232,20 +232,20 @@ void compareAdapter(Comparison& metrics, json const& adapter)
     metrics.compare("dovrel_adapter_speed_bytes_per_second", name,
         adapter.at("speed_bits_per_second"), BYTES_OF_A_BIT);
     metrics.compare("dovrel_adapter_mtu_bytes", name, adapter.at("mtu_bytes"));
-    for (json const& address : adapter.at("addresses")) {
+    for (Json const& address : adapter.at("addresses")) {
         LabelTexts labels = labelsOf(address,
             {{"address", "address"}, {"prefix_length", "prefix_length"}, {"scope", "scope"}});
         labels.insert(name.begin(), name.end());
         metrics.info("dovrel_adapter_address_info", labels);
     }
-    for (json const& gateway : adapter.at("gateways")) {
+    for (Json const& gateway : adapter.at("gateways")) {
         LabelTexts labels = name;
         labels["gateway"] = labelText(gateway);
         metrics.info("dovrel_adapter_gateway_info", labels);
     }
 }
 
-void compareRecovery(Comparison& metrics, json const& recovery)
+void compareRecovery(Comparison& metrics, Json const& recovery)
 {
     metrics.states("dovrel_recovery_phase", "phase",
         {"idle", "early", "restoring", "final_sync", "later"}, {}, recovery.at("state"));
@@ -272,7 +272,7 @@ class MachineMetrics : public testing::TestWithParam<char const*> { };
 TEST_P(MachineMetrics, haveTheFiguresOfTheJsonAndNoOthers)
 {
     std::string const name = GetParam();
-    json const document = app_test::recordedDocument(name);
+    Json const document = app_test::recordedDocument(name);
     MetricsText const text(recorded(name + ".prom"));
     Comparison metrics(text);
 
@@ -282,16 +282,16 @@ TEST_P(MachineMetrics, haveTheFiguresOfTheJsonAndNoOthers)
         compareProcessors(metrics, document.at("processors"));
     if (!document.at("memory").is_null())
         compareMemory(metrics, document.at("memory"));
-    for (json const& disk : document.at("disks"))
+    for (Json const& disk : document.at("disks"))
         compareDisk(metrics, disk);
-    for (json const& mount : document.at("mounts"))
+    for (Json const& mount : document.at("mounts"))
         compareMount(metrics, mount);
     if (!document.at("networks").is_null()) {
-        json const& networks = document.at("networks");
+        Json const& networks = document.at("networks");
         metrics.info("dovrel_network_info", labelsOf(networks, {{"host_name", "host_name"}}));
-        for (json const& address : networks.at("name_servers"))
+        for (Json const& address : networks.at("name_servers"))
             metrics.info("dovrel_name_server_info", {{"address", labelText(address)}});
-        for (json const& adapter : networks.at("adapters"))
+        for (Json const& adapter : networks.at("adapters"))
             compareAdapter(metrics, adapter);
     }
     if (!document.at("recovery").is_null() && document.at("recovery").at("state") != "none")
@@ -300,7 +300,7 @@ TEST_P(MachineMetrics, haveTheFiguresOfTheJsonAndNoOthers)
     for (char const* const subject :
         {"system", "processors", "memory", "disks", "mounts", "networks", "recovery"})
         problems[subject] = 0;
-    for (json const& problem : document.at("problems"))
+    for (Json const& problem : document.at("problems"))
         ++problems[problem.at("subject")];
     for (auto const& [subject, count] : problems)
         metrics.compare("dovrel_problems", {{"subject", subject}}, count);

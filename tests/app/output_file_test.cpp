@@ -305,6 +305,17 @@ TEST(OutputFile, isUnchangedWhereAWriteFails)
         }
 }
 
+/** Kernels before 3.17 have no such call, and filters of containers may forbid it. */
+TEST(OutputFile, isUnchangedWhereThereIsNoRandomName)
+{
+    FolderWithFile const folder;
+
+    expectOutputError(writerWith(folder.facts, {{SYS_getrandom, SECCOMP_RET_ERRNO | ENOSYS}}).run(),
+        "Function not implemented");
+
+    folder.expectUnchanged();
+}
+
 TEST(OutputFile, isUnchangedWhereItsSizeIsLimited)
 {
     FolderWithFile const folder;

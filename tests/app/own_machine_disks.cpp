@@ -1,9 +1,8 @@
 #include "tests/app/own_machine_facts.h"
+#include "tests/support/Json.h"
 
 #include "tests/support/commands.h"
 #include "tests/support/text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <gtest/gtest.h>
 
@@ -13,7 +12,7 @@
 
 namespace app_test {
 
-using nlohmann::json;
+using testkit::Json;
 using testkit::linesOf;
 using testkit::outputOf;
 
@@ -24,9 +23,9 @@ constexpr char LSBLK[] = "lsblk -J -b -o NAME,KNAME,TYPE,SIZE,MAJ:MIN,PKNAME,MOU
 
 /** lsblk(8) repeats a device below each of the devices that it lies on. */
 void addDevices(
-    Facts& facts, std::map<std::string, std::set<std::string>>& below, json const& devices)
+    Facts& facts, std::map<std::string, std::set<std::string>>& below, Json const& devices)
 {
-    for (json const& device : devices) {
+    for (Json const& device : devices) {
         // A device without a medium or a backing file. The program leaves it out.
         if (device.at("size") == 0)
             continue;
@@ -45,14 +44,14 @@ void addDevices(
         add(facts, name + ": serial", device.at("serial"));
         add(facts, name + ": transport", device.at("tran"));
         std::set<std::string> places;
-        for (json const& place : device.at("mountpoints"))
+        for (Json const& place : device.at("mountpoints"))
             if (!place.is_null() && place != "[SWAP]")
                 places.insert(place.get<std::string>());
-        add(facts, name + ": mounted at", json(places).dump());
+        add(facts, name + ": mounted at", Json(places).dump());
         below[name];
         if (!device.at("pkname").is_null())
             below[name].insert(device.at("pkname").get<std::string>());
-        addDevices(facts, below, device.value("children", json::array()));
+        addDevices(facts, below, device.value("children", Json::array()));
     }
 }
 
@@ -62,17 +61,17 @@ Facts disksByLsblk()
 {
     Facts facts;
     std::map<std::string, std::set<std::string>> below;
-    addDevices(facts, below, json::parse(outputOf(LSBLK)).at("blockdevices"));
+    addDevices(facts, below, Json::parse(outputOf(LSBLK)).at("blockdevices"));
     for (auto const& [name, devices] : below)
-        add(facts, name + ": lies on", json(devices).dump());
+        add(facts, name + ": lies on", Json(devices).dump());
     return facts;
 }
 
 Facts disksByProgram()
 {
-    json const machine = readByProgram("disks --tree");
+    Json const machine = readByProgram("disks --tree");
     Facts facts;
-    for (json const& disk : machine.at("disks")) {
+    for (Json const& disk : machine.at("disks")) {
         auto const name = disk.at("name").get<std::string>();
         // lsblk(8) has the kernel's names of RAID devices.
         add(facts, name + ": name", disk.at(name.rfind("md", 0) == 0 ? "name" : "label"));
@@ -87,14 +86,14 @@ Facts disksByProgram()
         add(facts, name + ": serial", disk.at("serial"));
         add(facts, name + ": transport", disk.at("transport"));
         std::set<std::string> places;
-        for (json const& mount : machine.at("mounts"))
+        for (Json const& mount : machine.at("mounts"))
             if (mount.at("device") == name)
                 places.insert(mount.at("mount_point").get<std::string>());
-        add(facts, name + ": mounted at", json(places).dump());
+        add(facts, name + ": mounted at", Json(places).dump());
         auto below = disk.at("slaves").get<std::set<std::string>>();
         if (!disk.at("parent").is_null())
             below.insert(disk.at("parent").get<std::string>());
-        add(facts, name + ": lies on", json(below).dump());
+        add(facts, name + ": lies on", Json(below).dump());
     }
     // lsblk(8) does not report the bus and the serial number of each kind of disk.
     Facts const tool = disksByLsblk();
@@ -109,11 +108,11 @@ Facts disksByProgram()
 namespace {
 
 /** Without those that another mount hides: df(1) shows the other one in their place. */
-json programsMounts()
+Json programsMounts()
 {
-    json mounts = json::array();
-    json const document = readByProgram("mounts");
-    for (json const& mount : document.at("mounts"))
+    Json mounts = Json::array();
+    Json const document = readByProgram("mounts");
+    for (Json const& mount : document.at("mounts"))
         if (mount.at("hidden_by").is_null())
             mounts.push_back(mount);
     return mounts;
@@ -132,7 +131,7 @@ std::string dfColumn(char const* column, std::string const& mountPoint)
 Facts mountsByDf()
 {
     Facts facts;
-    for (json const& mount : programsMounts()) {
+    for (Json const& mount : programsMounts()) {
         auto const place = mount.at("mount_point").get<std::string>();
         facts[place + ": source"] = dfColumn("source", place);
         facts[place + ": filesystem"] = dfColumn("fstype", place);
@@ -151,7 +150,7 @@ Facts mountsByProgram()
 {
     Facts facts;
     Facts const tool = mountsByDf();
-    for (json const& mount : programsMounts()) {
+    for (Json const& mount : programsMounts()) {
         auto const place = mount.at("mount_point").get<std::string>();
         add(facts, place + ": source", mount.at("source"));
         add(facts, place + ": filesystem", mount.at("filesystem"));
@@ -166,7 +165,7 @@ Facts mountsByProgram()
 Figures spaceByDf()
 {
     Figures figures;
-    for (json const& mount : programsMounts()) {
+    for (Json const& mount : programsMounts()) {
         auto const place = mount.at("mount_point").get<std::string>();
         std::pair<char const*, char const*> const columns[] = {{"used", ": used"},
             {"avail", ": available"}, {"iavail", ": free inodes"}, {"pcent", ": percent"}};
@@ -184,9 +183,9 @@ Figures spaceByDf()
 Figures spaceByProgram()
 {
     Figures figures;
-    for (json const& mount : programsMounts()) {
+    for (Json const& mount : programsMounts()) {
         auto const place = mount.at("mount_point").get<std::string>();
-        auto const addFigure = [&](char const* name, json const& value) {
+        auto const addFigure = [&](char const* name, Json const& value) {
             if (!value.is_null())
                 figures[place + name] = value.get<uint64_t>();
         };
@@ -195,7 +194,7 @@ Figures spaceByProgram()
         addFigure(": free inodes", mount.at("free_inodes"));
         if (mount.at("used_ratio").is_null())
             continue;
-        uint64_t const used = mount.at("used_bytes");
+        auto const used = mount.at("used_bytes").get<uint64_t>();
         uint64_t const usable = used + mount.at("available_bytes").get<uint64_t>();
         figures[place + ": percent"] = (used * 100 + usable - 1) / usable; // df(1) rounds up.
         constexpr double LAST_DIGIT = 0.0001;

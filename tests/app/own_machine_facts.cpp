@@ -1,9 +1,8 @@
 #include "tests/app/own_machine_facts.h"
 
+#include "tests/support/Json.h"
 #include "tests/support/commands.h"
 #include "tests/support/text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <set>
@@ -12,7 +11,7 @@
 
 namespace app_test {
 
-using nlohmann::json;
+using testkit::Json;
 using testkit::linesOf;
 using testkit::outputOf;
 
@@ -24,9 +23,9 @@ std::string quoted(std::string const& text)
     return word + "'";
 }
 
-json readByProgram(std::string const& command)
+Json readByProgram(std::string const& command)
 {
-    return json::parse(outputOf(std::string("'") + DOVREL_PROGRAM + "' " + command + " --json"));
+    return Json::parse(outputOf(std::string("'") + DOVREL_PROGRAM + "' " + command + " --json"));
 }
 
 std::string withSingleBlanks(std::string const& text)
@@ -38,7 +37,7 @@ std::string withSingleBlanks(std::string const& text)
     return joined;
 }
 
-void add(Facts& facts, std::string const& name, json const& value)
+void add(Facts& facts, std::string const& name, Json const& value)
 {
     std::string const text = value.is_string() ? value.get<std::string>() : value.dump();
     if (!value.is_null() && !text.empty())
@@ -77,7 +76,7 @@ Figures memoryByFree()
 
 Figures memoryByProgram()
 {
-    json const memory = readByProgram("memory").at("memory");
+    Json const memory = readByProgram("memory").at("memory");
     Figures figures;
     std::pair<char const*, char const*> const keys[] = {{"total", "total_bytes"},
         {"used", "used_bytes"}, {"free", "free_bytes"}, {"buffers", "buffers_bytes"},
@@ -85,21 +84,21 @@ Figures memoryByProgram()
         {"swap total", "swap_total_bytes"}, {"swap used", "swap_used_bytes"}};
     for (auto const& [name, key] : keys)
         if (!memory.at(key).is_null())
-            figures[name] = memory.at(key);
+            figures[name] = memory.at(key).get<uint64_t>();
     return figures;
 }
 
 namespace {
 
 /** Some versions of lscpu(1) put fields below others. */
-void addLscpuFields(Facts& facts, json const& fields)
+void addLscpuFields(Facts& facts, Json const& fields)
 {
-    for (json const& field : fields) {
+    for (Json const& field : fields) {
         if (field.at("field") == "Model name:")
             add(facts, "model", withSingleBlanks(field.at("data").get<std::string>()));
         if (field.at("field") == "NUMA node(s):")
             add(facts, "nodes", field.at("data"));
-        addLscpuFields(facts, field.value("children", json::array()));
+        addLscpuFields(facts, field.value("children", Json::array()));
     }
 }
 
@@ -133,31 +132,31 @@ Facts processorsByLscpu()
     add(facts, "processors", std::to_string(count));
     add(facts, "sockets", std::to_string(sockets.size()));
     add(facts, "cores", std::to_string(cores.size()));
-    addLscpuFields(facts, json::parse(outputOf("lscpu -J")).at("lscpu"));
+    addLscpuFields(facts, Json::parse(outputOf("lscpu -J")).at("lscpu"));
     return facts;
 }
 
 namespace {
 
 /** lscpu(1) writes MHz. */
-json inMegahertz(json const& hertz)
+Json inMegahertz(Json const& hertz)
 {
     constexpr uint64_t MEGA = 1'000'000;
-    return hertz.is_null() ? hertz : json(hertz.get<uint64_t>() / MEGA);
+    return hertz.is_null() ? hertz : Json(hertz.get<uint64_t>() / MEGA);
 }
 
 }
 
 Facts processorsByProgram()
 {
-    json const processors = readByProgram("cpus --no-usage").at("processors");
+    Json const processors = readByProgram("cpus --no-usage").at("processors");
     Facts facts;
     add(facts, "processors", processors.at("count"));
     add(facts, "sockets", processors.at("sockets"));
     add(facts, "cores", processors.at("cores"));
     add(facts, "nodes", processors.at("numa_nodes"));
     add(facts, "model", processors.at("model"));
-    for (json const& processor : processors.at("list")) {
+    for (Json const& processor : processors.at("list")) {
         std::string const name = "processor " + processor.at("number").dump();
         add(facts, name + ": socket", processor.at("socket"));
         add(facts, name + ": core", processor.at("core"));
@@ -182,7 +181,7 @@ Facts systemByTools()
 
 Facts systemByProgram()
 {
-    json const system = readByProgram("system").at("system");
+    Json const system = readByProgram("system").at("system");
     Facts facts;
     add(facts, "kernel", system.at("kernel"));
     add(facts, "architecture", system.at("architecture"));
@@ -194,7 +193,7 @@ Facts systemByProgram()
 
 namespace {
 
-std::string stateByFlags(json const& flags)
+std::string stateByFlags(Json const& flags)
 {
     bool const isUp = std::find(flags.begin(), flags.end(), "UP") != flags.end();
     bool const noCarrier = std::find(flags.begin(), flags.end(), "NO-CARRIER") != flags.end();
@@ -202,11 +201,11 @@ std::string stateByFlags(json const& flags)
 }
 
 /** The gateways of the default routes, by adapter; a route may have several next hops. */
-void addGateways(std::map<std::string, std::set<std::string>>& gateways, json const& routes)
+void addGateways(std::map<std::string, std::set<std::string>>& gateways, Json const& routes)
 {
-    for (json const& route : routes) {
-        json const hops = route.value("nexthops", json::array({route}));
-        for (json const& hop : hops)
+    for (Json const& route : routes) {
+        Json const hops = route.value("nexthops", Json::array({route}));
+        for (Json const& hop : hops)
             if (hop.contains("gateway"))
                 gateways[hop.at("dev")].insert(hop.at("gateway").get<std::string>());
             else if (hop.contains("via"))
@@ -223,10 +222,10 @@ Facts adaptersByIp()
         std::string const routes =
             outputOf(std::string("ip -json ") + family + " route show default");
         if (!routes.empty())
-            addGateways(gateways, json::parse(routes));
+            addGateways(gateways, Json::parse(routes));
     }
     Facts facts;
-    for (json const& link : json::parse(outputOf("ip -json address"))) {
+    for (Json const& link : Json::parse(outputOf("ip -json address"))) {
         // ip(8) writes an empty object for an adapter that goes in between.
         if (!link.contains("ifname"))
             continue;
@@ -236,12 +235,12 @@ Facts adaptersByIp()
         if (link.at("link_type") == "ether")
             add(facts, name + ": mac", link.at("address"));
         std::multiset<std::string> addresses;
-        for (json const& info : link.at("addr_info"))
+        for (Json const& info : link.at("addr_info"))
             if (info.contains("local"))
                 addresses.insert(info.at("local").get<std::string>() + "/"
                     + info.at("prefixlen").dump() + " " + info.at("scope").get<std::string>());
-        add(facts, name + ": addresses", json(addresses).dump());
-        add(facts, name + ": gateways", json(gateways[name]).dump());
+        add(facts, name + ": addresses", Json(addresses).dump());
+        add(facts, name + ": gateways", Json(gateways[name]).dump());
     }
     return facts;
 }
@@ -249,8 +248,8 @@ Facts adaptersByIp()
 Facts adaptersByProgram()
 {
     Facts facts;
-    json const machine = readByProgram("networks").at("networks");
-    for (json const& adapter : machine.at("adapters")) {
+    Json const machine = readByProgram("networks").at("networks");
+    for (Json const& adapter : machine.at("adapters")) {
         auto const name = adapter.at("name").get<std::string>();
         add(facts, name + ": mtu", adapter.at("mtu_bytes"));
         add(facts, name + ": state", adapter.at("state"));
@@ -258,13 +257,13 @@ Facts adaptersByProgram()
         if (adapter.at("kind") != "tunnel")
             add(facts, name + ": mac", adapter.at("mac"));
         std::multiset<std::string> addresses;
-        for (json const& address : adapter.at("addresses"))
+        for (Json const& address : adapter.at("addresses"))
             addresses.insert(address.at("address").get<std::string>() + "/"
                 + address.at("prefix_length").dump() + " "
                 + address.at("scope").get<std::string>());
-        add(facts, name + ": addresses", json(addresses).dump());
+        add(facts, name + ": addresses", Json(addresses).dump());
         add(facts, name + ": gateways",
-            json(adapter.at("gateways").get<std::set<std::string>>()).dump());
+            Json(adapter.at("gateways").get<std::set<std::string>>()).dump());
     }
     return facts;
 }

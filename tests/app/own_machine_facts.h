@@ -1,6 +1,6 @@
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
+#include "tests/support/Json.h"
 
 #include <cstdint>
 #include <map>
@@ -47,10 +47,10 @@ std::string lineOf(std::string const& command);
 std::string quoted(std::string const& text);
 
 /** @param command a subject and its options. @return the program's document. */
-nlohmann::json readByProgram(std::string const& command);
+testkit::Json readByProgram(std::string const& command);
 
 /** Adds a fact; null and an empty string are unknown. */
-void add(Facts& facts, std::string const& name, nlohmann::json const& value);
+void add(Facts& facts, std::string const& name, testkit::Json const& value);
 
 std::string withSingleBlanks(std::string const& text);
 

@@ -4,12 +4,11 @@
 #include "tests/app/LoopDisk.h"
 #include "tests/app/Program.h"
 #include "tests/app/own_machine_facts.h"
+#include "tests/support/Json.h"
 #include "tests/support/SystemFailure.h"
 #include "tests/support/commands.h"
 #include "tests/support/system_path.h"
 #include "tests/support/user_namespace.h"
-
-#include <nlohmann/json.hpp>
 
 #include <gtest/gtest.h>
 
@@ -29,7 +28,7 @@
 #include <system_error>
 
 using namespace app_test;
-using nlohmann::json;
+using testkit::Json;
 using testkit::outputOf;
 using testkit::runs;
 
@@ -315,15 +314,15 @@ TEST_F(OwnDisks, mayBeMountedTwiceAndHidden)
         inFolder + "umount below && umount deep && umount deep/er && umount other && umount below");
     ASSERT_TRUE(
         runs(inFolder + "mount -t tmpfs none deep && mkdir deep/er && mount -t tmpfs none below"));
-    std::map<std::string, json> mounts;
-    json const document = readByProgram("mounts");
-    for (json const& mount : document.at("mounts"))
+    std::map<std::string, Json> mounts;
+    Json const document = readByProgram("mounts");
+    for (Json const& mount : document.at("mounts"))
         mounts[mount.at("mount_point").get<std::string>()] = mount;
-    json const& hidden = mounts[path + "/deep/er"];
+    Json const& hidden = mounts[path + "/deep/er"];
     EXPECT_EQ(hidden.at("hidden_by"), path + "/deep");
     EXPECT_EQ(hidden.at("same_as"), path + "/other");
     EXPECT_EQ(hidden.at("size_bytes"), mounts[path + "/other"].at("size_bytes"));
-    json const& below = mounts[path + "/below"];
+    Json const& below = mounts[path + "/below"];
     EXPECT_EQ(below.at("hidden_by"), path + "/below");
     EXPECT_TRUE(below.at("size_bytes").is_null());
     expectSame(mountsByProgram, mountsByDf);
@@ -412,11 +411,11 @@ TEST_F(OwnOptionalAdapter, hasTheScopeThatAnAddressWasGiven)
 
 TEST_F(OwnAdapters, haveNoFactsOfAnotherNetworkNamespace)
 {
-    json const document = json::parse(outputOf("unshare --net sh -c 'ip link add va type veth peer"
+    Json const document = Json::parse(outputOf("unshare --net sh -c 'ip link add va type veth peer"
                                                " name other && ip link set va mtu 1234 && "
         + std::string(DOVREL_PROGRAM) + " networks --json'"));
     std::set<std::string> names;
-    for (json const& adapter : document.at("networks").at("adapters")) {
+    for (Json const& adapter : document.at("networks").at("adapters")) {
         names.insert(adapter.at("name").get<std::string>());
         EXPECT_TRUE(adapter.at("mtu_bytes").is_null()) << adapter;
     }

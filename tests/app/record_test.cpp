@@ -36,6 +36,24 @@ TEST(Record, saysThatTheObjectCannotBePreloaded)
     EXPECT_FALSE(exists(folder.path() / "machine.tar.gz"));
 }
 
+TEST(Record, saysThatTheProgramIsNotInstalledCompletely)
+{
+    Folder const folder;
+    Folder const empty;
+    std::filesystem::path const object = DOVREL_RECORDING_OBJECT;
+    for (char const* const command : {"record", "replay"}) {
+        Program program({command, folder.path() / "machine.tar.gz"});
+        program.replaced[object.parent_path()] = empty.path();
+
+        Outcome const outcome = program.run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_INTERNAL);
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: " + object.string()
+                + ": No such file or directory; the program is not installed completely\n");
+    }
+}
+
 TEST(Replay, startsOnceWhereTheObjectCannotBePreloaded)
 {
     Folder const folder;

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "tests/support/Json.h"
 #include "tests/support/text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <string>
 
@@ -19,9 +18,9 @@ inline std::string recorded(std::string const& name)
 }
 
 /** @return the JSON document of the whole machine. */
-inline nlohmann::json recordedDocument(std::string const& machine)
+inline testkit::Json recordedDocument(std::string const& machine)
 {
-    return nlohmann::json::parse(recorded(machine + ".json")).at("dovrel-sysinfo").at("document");
+    return testkit::Json::parse(recorded(machine + ".json")).at("dovrel-sysinfo").at("document");
 }
 
 }

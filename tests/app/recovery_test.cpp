@@ -1,9 +1,9 @@
 #include "app/exit_status.h"
 #include "tests/app/RecoveryMachine.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -14,9 +14,9 @@ using app_test::linesOf;
 using app_test::Outcome;
 using app_test::Program;
 using app_test::RecoveryMachine;
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testkit::Json;
 
 namespace {
 
@@ -28,12 +28,12 @@ constexpr char const* TIMES = "RecoverStart=24-03-2026 14:00:00\n"
                               "RestoreEnd=24-03-2026 14:05:50\n";
 
 /** The recovery in the output of `recovery --json`. */
-json recoveryOn(RecoveryMachine const& machine)
+Json recoveryOn(RecoveryMachine const& machine)
 {
     Outcome const outcome = machine.program({"recovery", "--json"}).run();
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OK);
     EXPECT_EQ(outcome.err, "");
-    return json::parse(outcome.out).at("recovery");
+    return Json::parse(outcome.out).at("recovery");
 }
 
 std::string stateLine(RecoveryMachine const& machine)
@@ -87,12 +87,13 @@ TEST(Recovery, isWrittenForScriptsInFull)
     machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
 
     EXPECT_EQ(recoveryOn(machine),
-        (json{{"state", "restoring"}, {"operation", 5000}, {"done_ratio", 0.37}, {"files_done", 50},
-            {"files_total", 200}, {"bytes_done", 500 * MIB}, {"bytes_total", 1000 * MIB},
-            {"bytes_per_second", 10 * MIB}, {"recover_start", "2026-03-24T14:00:00+00:00"},
-            {"recover_end", "2026-03-24T14:12:00+00:00"},
-            {"restore_start", "2026-03-24T14:05:00+00:00"},
-            {"restore_end", "2026-03-24T14:05:50+00:00"}}));
+        Json::object(
+            {{"state", "restoring"}, {"operation", 5000}, {"done_ratio", 0.37}, {"files_done", 50},
+                {"files_total", 200}, {"bytes_done", 500 * MIB}, {"bytes_total", 1000 * MIB},
+                {"bytes_per_second", 10 * MIB}, {"recover_start", "2026-03-24T14:00:00+00:00"},
+                {"recover_end", "2026-03-24T14:12:00+00:00"},
+                {"restore_start", "2026-03-24T14:05:00+00:00"},
+                {"restore_end", "2026-03-24T14:05:50+00:00"}}));
 }
 
 TEST(Recovery, hasItsTimesInTheZoneOfTheMachine)
@@ -102,7 +103,7 @@ TEST(Recovery, hasItsTimesInTheZoneOfTheMachine)
     Program program = machine.program({"recovery", "--json"});
     program.environment["TZ"] = "IST-5:30";
 
-    json const recovery = json::parse(program.run().out).at("recovery");
+    Json const recovery = Json::parse(program.run().out).at("recovery");
     program.arguments = {"recovery"};
 
     EXPECT_EQ(recovery.at("restore_start"), "2026-03-24T14:05:00+05:30");
@@ -116,11 +117,11 @@ TEST(Recovery, thatRunsHasNoEnd)
         machine.status(RecoveryMachine::restore(
             "5000", "RestoreStart=" + engineTime(-100) + "\n" + line, 50, 500));
 
-        json const recovery = recoveryOn(machine);
+        Json const recovery = recoveryOn(machine);
 
         EXPECT_FALSE(recovery.at("restore_start").is_null());
         EXPECT_TRUE(recovery.at("restore_end").is_null()) << recovery;
-        EXPECT_THAT(recovery.at("bytes_per_second"), testing::AnyOf(json(5 * MIB), json(4 * MIB)));
+        EXPECT_THAT(recovery.at("bytes_per_second"), testing::AnyOf(Json(5 * MIB), Json(4 * MIB)));
         EXPECT_THAT(machine.program({"recovery"}).run().out, HasSubstr("Restore ended     -\n"));
     }
 }
@@ -145,10 +146,10 @@ TEST_P(RecoveryState, isNamedWithItsOperation)
     RecoveryMachine machine;
     machine.status(RecoveryMachine::restore(status, TIMES, 50, 500));
 
-    json const recovery = recoveryOn(machine);
+    Json const recovery = recoveryOn(machine);
 
     EXPECT_EQ(recovery.at("state"), name);
-    EXPECT_EQ(recovery.at("operation"), json::parse(status));
+    EXPECT_EQ(recovery.at("operation"), Json::parse(status));
     EXPECT_EQ(stateLine(machine), std::string("State             ") + shown);
 }
 
@@ -175,7 +176,7 @@ TEST(Recovery, isAFinalSyncWhereTheOperatorHasAskedForOne)
     machine.status(RecoveryMachine::restore("5000", TIMES, 50, 500));
     machine.answers("[AdvancedOptions]\nFinalSync=1\n");
 
-    json const recovery = recoveryOn(machine);
+    Json const recovery = recoveryOn(machine);
 
     EXPECT_EQ(recovery.at("state"), "final_sync");
     EXPECT_EQ(recovery.at("operation"), 5500);
@@ -189,7 +190,7 @@ TEST(Recovery, hasNoFiguresBeforeTheRestore)
         machine.status(RecoveryMachine::restore(
             status, "RecoverStart=24-03-2026 14:00:00\nRestoreStart=24-03-2026 14:05:00\n", 5, 5));
 
-        json const recovery = recoveryOn(machine);
+        Json const recovery = recoveryOn(machine);
 
         EXPECT_EQ(recovery.at("recover_start"), "2026-03-24T14:00:00+00:00");
         for (char const* const unknown : {"done_ratio", "files_done", "files_total", "bytes_done",
@@ -226,7 +227,7 @@ TEST(Recovery, withoutCountersAndTimesIsAllUnknown)
             "Recovery ended    -", //
             "Restore started   -", //
             "Restore ended     -"));
-    json const recovery = recoveryOn(machine);
+    Json const recovery = recoveryOn(machine);
     for (auto const& [key, value] : recovery.items())
         EXPECT_EQ(value.is_null(), key != "state" && key != "operation") << key;
 }
@@ -236,17 +237,18 @@ TEST(Recovery, isDifferentWhereTheLibraryReportsATotalOf0As1)
     RecoveryMachine machine;
     machine.status("[Main]\nStatus=5000\n[RestoreStatus]\nTotalFiles=00\n");
     auto const differences = [&machine](std::string const& fact) {
-        json const document = json::parse(machine.program({"recovery", "--json"}).run().out);
-        for (json const& difference : document.at("differences"))
+        Json const document = Json::parse(machine.program({"recovery", "--json"}).run().out);
+        for (Json const& difference : document.at("differences"))
             if (difference.at("fact") == fact)
                 return difference;
-        return json();
+        return Json();
     };
     EXPECT_EQ(differences("files_total"),
-        (json{{"subject", "recovery"}, {"item", nullptr}, {"fact", "files_total"}, {"library", 1},
-            {"reason", "the engine's file has 0, which the library reports as 1"}}));
+        Json::object(
+            {{"subject", "recovery"}, {"item", nullptr}, {"fact", "files_total"}, {"library", 1},
+                {"reason", "the engine's file has 0, which the library reports as 1"}}));
     machine.status("[Main]\nStatus=5000\n[RestoreStatus]\nTotalFiles=7\n");
-    EXPECT_EQ(differences("files_total"), json());
+    EXPECT_EQ(differences("files_total"), Json());
 }
 
 TEST(Recovery, withAnEmptyTimeIsUnknownWestAndEastOfGreenwich)
@@ -257,7 +259,7 @@ TEST(Recovery, withAnEmptyTimeIsUnknownWestAndEastOfGreenwich)
         Program program = machine.program({"recovery", "--json"});
         program.environment["TZ"] = zone;
 
-        json const recovery = json::parse(program.run().out).at("recovery");
+        Json const recovery = Json::parse(program.run().out).at("recovery");
 
         for (char const* const unknown :
             {"recover_start", "recover_end", "restore_start", "restore_end", "bytes_per_second"})
@@ -286,7 +288,7 @@ TEST_P(RecoveryCounter, leavesItsFactsUnknownWhereItIsNoCount)
         machine.status(
             std::string(whole).replace(line, end - line, value.empty() ? "" : name + value));
 
-        json const recovery = recoveryOn(machine);
+        Json const recovery = recoveryOn(machine);
 
         for (auto const& [key, fact] : recovery.items())
             EXPECT_EQ(fact.is_null(), facts.count(key) == 1) << value << key << " " << recovery;
@@ -307,7 +309,7 @@ TEST(Recovery, ofNoBytesIsKnownToHaveNone)
     machine.status(std::string("[Main]\nStatus=5000\n") + TIMES
         + "[RestoreStatus]\nTotalFiles=4\nFilesDone=1\nTotalBytes=0\nBytesDone=0\n");
 
-    json const recovery = recoveryOn(machine);
+    Json const recovery = recoveryOn(machine);
 
     EXPECT_EQ(recovery.at("bytes_total"), 0);
     EXPECT_EQ(recovery.at("bytes_per_second"), 0);
@@ -333,7 +335,7 @@ TEST(Recovery, thatHasNotBeenStartedIsASentenceAndAStatusOfItsOwn)
     EXPECT_EQ(table.out, "no recovery has been started on this machine\n");
     EXPECT_EQ(table.err, "");
     EXPECT_EQ(document.status, app::EXIT_STATUS_NO_RECOVERY);
-    EXPECT_EQ(json::parse(document.out).at("recovery").at("state"), "none");
+    EXPECT_EQ(Json::parse(document.out).at("recovery").at("state"), "none");
     EXPECT_EQ(document.err, "");
 }
 
@@ -363,8 +365,8 @@ TEST(Recovery, withoutAStateHasFailed)
     Outcome const outcome = machine.program({"recovery", "--json"}).run();
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
-    EXPECT_TRUE(json::parse(outcome.out).at("recovery").is_null());
-    EXPECT_EQ(json::parse(outcome.out).at("problems").size(), 1U);
+    EXPECT_TRUE(Json::parse(outcome.out).at("recovery").is_null());
+    EXPECT_EQ(Json::parse(outcome.out).at("problems").size(), 1U);
     EXPECT_EQ(machine.program({"recovery"}).run().out, "");
     EXPECT_EQ(outcome.err,
         "dovrel-sysinfo: cannot read the recovery from /etc/dovrel/status.ini: "
@@ -401,7 +403,7 @@ TEST(Recovery, hasThePlaceOfItsOwnDocumentInThatOfTheSummary)
 {
     RecoveryMachine const machine;
     auto const inSummary = [&machine] {
-        return json::parse(machine.program({"--no-usage", "--json"}).run().out).at("recovery");
+        return Json::parse(machine.program({"--no-usage", "--json"}).run().out).at("recovery");
     };
 
     EXPECT_EQ(inSummary().at("state"), "none");

@@ -3,10 +3,10 @@
 #include "app/exit_status.h"
 #include "tests/app/WatchedProgram.h"
 #include "tests/app/watched_recovery.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <chrono>
 #include <csignal>
@@ -21,11 +21,11 @@ using app_test::Outcome;
 using app_test::RecoveryMachine;
 using app_test::screenAfter;
 using app_test::WatchedProgram;
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
+using testkit::Json;
 namespace watched = app_test::watched;
 
 namespace {
@@ -108,7 +108,7 @@ TEST(RecoveryWatch, endsWhenTheStatusIsGone)
                    "([0-9]+):([0-5][0-9]):([0-5][0-9]), at (.*)")));
     EXPECT_EQ((std::stol(parts[1]) * 60 + std::stol(parts[2])) * 60 + std::stol(parts[3]),
         momentOf(parts[4], "%Y-%m-%d %H:%M:%S") - momentOf(start, "%d-%m-%Y %H:%M:%S"));
-    EXPECT_EQ(json::parse(linesOf(scripts.output()).back()).at("recovery").at("state"), "none");
+    EXPECT_EQ(Json::parse(linesOf(scripts.output()).back()).at("recovery").at("state"), "none");
 }
 
 TEST(RecoveryWatch, goesOnAfterTheEndOfAnEarlierOne)

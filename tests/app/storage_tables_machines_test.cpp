@@ -1,6 +1,7 @@
 // The tables of the fake machines: disks, their tree, and mounts.
 
 #include "tests/app/MachineTables.h"
+#include "tests/support/Json.h"
 
 #include <gtest/gtest.h>
 
@@ -13,22 +14,22 @@ using app_test::ScreenCells;
 using app_test::ScreenNotes;
 using app_test::ScreenRow;
 using app_test::shown;
-using nlohmann::json;
+using testkit::Json;
 using Texts = std::vector<std::string>;
 
 TEST_P(MachineTables, ofTheDisksHaveTheFactsOfTheJson)
 {
     ScreenNotes const notes(m_document, "disks");
-    std::vector<json> disks;
+    std::vector<Json> disks;
     for (bool const physical : {true, false})
-        for (json const& disk : m_document.at("disks"))
+        for (Json const& disk : m_document.at("disks"))
             if ((disk.at("type") == "disk" || disk.at("type") == "rom") == physical
                 && disk.at("parent").is_null() && disk.at("type") != "loop")
                 disks.push_back(disk);
     auto const rows = app_test::rowsOf(command("disks").blocks.at(0));
     ASSERT_EQ(rows.size(), disks.size());
     for (size_t i = 0; i < rows.size(); ++i) {
-        json const& disk = disks[i];
+        Json const& disk = disks[i];
         SCOPED_TRACE(disk);
         ScreenCells row(rows[i]);
         row.text("NAME", disk.at("label"));
@@ -38,7 +39,7 @@ TEST_P(MachineTables, ofTheDisksHaveTheFactsOfTheJson)
         row.list("ON", beneath(disk), "");
         row.equals("NOTE", notes.marks(disk.at("name")));
         if (disk.at("type") == "disk" || disk.at("type") == "rom") {
-            json const& kind = disk.at("kind");
+            Json const& kind = disk.at("kind");
             row.text("KIND", kind == "hdd" ? "HDD" : kind == "ssd" ? "SSD" : kind);
             row.text("TRAN", disk.at("transport"));
             row.text("MODEL", disk.at("model"));
@@ -58,14 +59,14 @@ TEST_P(MachineTables, ofTheDeviceTreeHaveTheFactsOfTheJson)
     ScreenNotes const notes(m_document, "disks");
     using Edges = std::set<std::pair<std::string, std::string>>;
     Edges expected;
-    std::map<std::string, json> disks;
-    for (json const& disk : m_document.at("disks")) {
+    std::map<std::string, Json> disks;
+    for (Json const& disk : m_document.at("disks")) {
         std::string const label = shown(disk.at("label"));
         disks[label] = disk;
-        json lower = beneath(disk);
+        Json lower = beneath(disk);
         if (lower.empty() || lower.front() == disk.at("label")) // A damaged /sys has circles.
             lower = {""};
-        for (json const& one : lower)
+        for (Json const& one : lower)
             expected.insert({shown(one), label});
     }
     Edges edges;
@@ -87,9 +88,9 @@ TEST_P(MachineTables, ofTheDeviceTreeHaveTheFactsOfTheJson)
         above.push_back(label);
 
         ASSERT_EQ(disks.count(label), 1U) << label;
-        json const& disk = disks.at(label);
-        json places = json::array();
-        for (json const& mount : m_document.at("mounts"))
+        Json const& disk = disks.at(label);
+        Json places = Json::array();
+        for (Json const& mount : m_document.at("mounts"))
             if (mount.at("device") == disk.at("name"))
                 places.push_back(mount.at("mount_point"));
         ScreenCells row(screenRow);
@@ -109,7 +110,7 @@ TEST_P(MachineTables, ofTheMountsHaveTheFactsOfTheJson)
     auto const rows = app_test::rowsOf(command("mounts").blocks.at(0));
     std::map<std::string, std::string> further;
     size_t next = 0;
-    for (json const& mount : m_document.at("mounts")) {
+    for (Json const& mount : m_document.at("mounts")) {
         SCOPED_TRACE(mount);
         std::string const place = shown(mount.at("mount_point"));
         if (!mount.at("same_as").is_null()) {

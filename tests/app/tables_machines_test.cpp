@@ -1,6 +1,7 @@
 // The tables of the fake machines but those of the storage.
 
 #include "tests/app/MachineTables.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +15,7 @@ using app_test::MachineTables;
 using app_test::ScreenCells;
 using app_test::ScreenNotes;
 using app_test::shown;
-using nlohmann::json;
+using testkit::Json;
 using Texts = std::vector<std::string>;
 
 namespace {
@@ -22,20 +23,20 @@ namespace {
 constexpr uint64_t UNITS_OF_A_MEGA = 1'000'000;
 
 /** The share of a part; null where one of the two is unknown. */
-json shareOf(json const& part, json const& whole)
+Json shareOf(Json const& part, Json const& whole)
 {
     if (part.is_null() || whole.is_null())
         return {};
     return part.get<double>() / whole.get<double>();
 }
 
-void compareAdapterRow(ScreenCells& row, json const& adapter, json const& address)
+void compareAdapterRow(ScreenCells& row, Json const& adapter, Json const& address)
 {
     row.text("NAME", adapter.at("name"));
     row.text("KIND", adapter.at("kind"));
-    json const& state = adapter.at("state");
+    Json const& state = adapter.at("state");
     row.equals("STATE", state == "no_carrier" ? "no carrier" : state.is_null() ? "-" : state);
-    json const length = address.is_null() ? json() : address.at("prefix_length");
+    Json const length = address.is_null() ? Json() : address.at("prefix_length");
     row.equals("ADDRESS",
         address.is_null() ? "none"
                           : address.at("address").get<std::string>()
@@ -46,7 +47,7 @@ void compareAdapterRow(ScreenCells& row, json const& adapter, json const& addres
     if (adapter.at("mac").is_null())
         EXPECT_THAT(mac, testing::AnyOf("-", "none"));
     else
-        EXPECT_EQ(json(mac), adapter.at("mac"));
+        EXPECT_EQ(Json(mac), adapter.at("mac"));
     row.number("MBIT", adapter.at("speed_bits_per_second"), UNITS_OF_A_MEGA);
     row.number("MTU", adapter.at("mtu_bytes"));
     row.list("GATEWAY", adapter.at("gateways"), "none");
@@ -56,7 +57,7 @@ void compareAdapterRow(ScreenCells& row, json const& adapter, json const& addres
 
 TEST_P(MachineTables, ofTheSystemHaveTheFactsOfTheJson)
 {
-    json const& system = m_document.at("system");
+    Json const& system = m_document.at("system");
     ScreenCells facts(app_test::labelsIn(command("system").blocks.at(0)));
     facts.equals("SYSTEM", "");
     for (auto const& [label, key] : std::map<std::string, std::string>{{"Host name", "host_name"},
@@ -66,13 +67,13 @@ TEST_P(MachineTables, ofTheSystemHaveTheFactsOfTheJson)
         facts.text(label, system.at(key));
     std::string firmware;
     for (char const* const key : {"vendor", "version", "date"})
-        if (json const& part = system.at("firmware").at(key); !part.is_null())
+        if (Json const& part = system.at("firmware").at(key); !part.is_null())
             firmware += (firmware.empty() ? "" : " ") + shown(part);
     facts.equals("Firmware", firmware.empty() ? "-" : firmware);
     facts.time("Booted", system.at("boot_time"));
     std::string const uptime = facts.take("Uptime");
     std::smatch parts;
-    if (json const& seconds = system.at("uptime_seconds"); seconds.is_null()) {
+    if (Json const& seconds = system.at("uptime_seconds"); seconds.is_null()) {
         EXPECT_EQ(uptime, "-");
     } else {
         ASSERT_TRUE(
@@ -86,12 +87,12 @@ TEST_P(MachineTables, ofTheSystemHaveTheFactsOfTheJson)
 
 TEST_P(MachineTables, ofTheProcessorsHaveTheFactsOfTheJson)
 {
-    json const& processors = m_document.at("processors");
+    Json const& processors = m_document.at("processors");
     ScreenNotes const notes(m_document, "processors");
     auto const rows = app_test::rowsOf(command("cpus").blocks.at(0));
     ASSERT_EQ(rows.size(), processors.at("list").size());
     for (size_t i = 0; i < rows.size(); ++i) {
-        json const& processor = processors.at("list").at(i);
+        Json const& processor = processors.at("list").at(i);
         SCOPED_TRACE(processor);
         ScreenCells row(rows[i]);
         row.number("CPU", processor.at("number"));
@@ -113,7 +114,7 @@ TEST_P(MachineTables, ofTheProcessorsHaveTheFactsOfTheJson)
 
 TEST_P(MachineTables, ofTheMemoryHaveTheFactsOfTheJson)
 {
-    json const& memory = m_document.at("memory");
+    Json const& memory = m_document.at("memory");
     if (memory.is_null()) {
         EXPECT_THAT(command("memory").blocks, testing::IsEmpty());
         return;
@@ -129,7 +130,7 @@ TEST_P(MachineTables, ofTheMemoryHaveTheFactsOfTheJson)
         SCOPED_TRACE(names[i]);
         bool const isWhole = names[i] == "Total" || names[i] == "Swap";
         char const* const whole = i < 6 ? "total_bytes" : "swap_total_bytes";
-        json const& bytes = memory.at(keys.at(i) + "_bytes");
+        Json const& bytes = memory.at(keys.at(i) + "_bytes");
         ScreenCells row(rows[i]);
         row.equals("MEMORY", names[i]);
         if (noSwap && names[i] == "Swap")
@@ -141,17 +142,17 @@ TEST_P(MachineTables, ofTheMemoryHaveTheFactsOfTheJson)
         else
             row.percent("SHARE", shareOf(bytes, memory.at(whole)));
     }
-    json const& modules = memory.at("modules");
+    Json const& modules = memory.at("modules");
     if (modules.is_array() && !modules.empty()) {
         auto const moduleRows = app_test::rowsOf(command("memory").blocks.at(1));
         ASSERT_EQ(moduleRows.size(), modules.size());
         for (size_t i = 0; i < modules.size(); ++i) {
-            json const& module = modules.at(i);
+            Json const& module = modules.at(i);
             SCOPED_TRACE(module);
             ScreenCells row(moduleRows[i]);
             row.text("MODULE", module.at("slot"));
             bool const empty = module.at("size_bytes") == 0;
-            json const& speed = module.at("transfers_per_second");
+            Json const& speed = module.at("transfers_per_second");
             if (empty)
                 row.equals("SIZE", "empty");
             else
@@ -169,15 +170,15 @@ TEST_P(MachineTables, ofTheMemoryHaveTheFactsOfTheJson)
 
 TEST_P(MachineTables, ofTheNetworksHaveTheFactsOfTheJson)
 {
-    json const& networks = m_document.at("networks");
+    Json const& networks = m_document.at("networks");
     ScreenNotes const notes(m_document, "networks");
     auto const rows = app_test::rowsOf(command("networks").blocks.at(0));
     size_t next = 0;
-    for (json const& adapter : networks.at("adapters")) {
-        json addresses = adapter.at("addresses");
+    for (Json const& adapter : networks.at("adapters")) {
+        Json addresses = adapter.at("addresses");
         if (addresses.empty())
             addresses.push_back(nullptr);
-        for (json const& address : addresses) {
+        for (Json const& address : addresses) {
             SCOPED_TRACE(adapter.at("name"));
             ASSERT_LT(next, rows.size());
             ScreenCells row(rows[next++]);
@@ -194,7 +195,7 @@ TEST_P(MachineTables, ofTheNetworksHaveTheFactsOfTheJson)
 
 TEST_P(MachineTables, ofTheRecoveryHaveTheFactsOfTheJson)
 {
-    json const& recovery = m_document.at("recovery");
+    Json const& recovery = m_document.at("recovery");
     CommandText const& text = command("recovery");
     if (recovery.is_null()) {
         EXPECT_THAT(text.blocks, testing::IsEmpty());
@@ -228,12 +229,12 @@ TEST_P(MachineTables, ofTheRecoveryHaveTheFactsOfTheJson)
 
 TEST_P(MachineTables, haveTheErrorsAndTheStatusOfTheJson)
 {
-    json const documents = json::parse(app_test::recorded(m_name + ".json"));
+    Json const documents = Json::parse(app_test::recorded(m_name + ".json"));
     for (auto const& [name, text] : m_commands) {
         SCOPED_TRACE(name);
-        json const& document = documents.at("dovrel-sysinfo" + (name.empty() ? "" : " " + name));
-        EXPECT_EQ(json(text.errors), document.at("errors"));
-        EXPECT_EQ(json(text.status), document.at("status"));
+        Json const& document = documents.at("dovrel-sysinfo" + (name.empty() ? "" : " " + name));
+        EXPECT_EQ(Json(text.errors), document.at("errors"));
+        EXPECT_EQ(Json(text.status), document.at("status"));
     }
 }
 

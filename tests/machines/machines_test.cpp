@@ -8,6 +8,7 @@
 #include "tests/machines/build_entry.h"
 #include "tests/machines/screen.h"
 #include "tests/page/Page.h"
+#include "tests/support/Json.h"
 #include "tests/support/Machine.h"
 #include "tests/support/SystemFailure.h"
 #include "tests/support/capabilities.h"
@@ -335,7 +336,7 @@ TEST_P(Pages, areWellFormedAndHaveTheFactsOfJson)
     EXPECT_EQ(page.status(), json.status());
     EXPECT_EQ(page.errors(), json.errors());
     EXPECT_EQ(
-        page::differencesFromJson(page::Page(page.output()), nlohmann::json::parse(json.output())),
+        page::differencesFromJson(page::Page(page.output()), testkit::Json::parse(json.output())),
         std::vector<std::string>());
     if (char const* const folder = std::getenv("DOVREL_PAGES")) {
         RealRoot const root;

@@ -4,12 +4,12 @@
 #include "tests/machines/MachineFile.h"
 #include "tests/machines/ProgramRun.h"
 #include "tests/machines/RunningMachine.h"
+#include "tests/support/Json.h"
 #include "tests/support/Machine.h"
 #include "tests/support/text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <sched.h>
 #include <sys/utsname.h>
@@ -66,7 +66,7 @@ protected:
      */
     static std::vector<std::string> limited(std::vector<std::string> arguments)
     {
-        char const* const limit = GetParam() == std::string("broken") ? "5" : "50";
+        char const* const limit = GetParam() == std::string("broken") ? "3" : "50";
         arguments.insert(arguments.end(), {"--tool-limit", limit});
         return arguments;
     }
@@ -97,7 +97,7 @@ private:
 };
 
 /** Adds the texts at a key of a document, wherever it is. */
-void addTexts(nlohmann::json const& value, std::string const& key, std::set<std::string>& texts)
+void addTexts(testkit::Json const& value, std::string const& key, std::set<std::string>& texts)
 {
     for (auto const& [name, member] : value.items()) {
         if (value.is_object() && name == key && member.is_string())
@@ -111,7 +111,7 @@ void addTexts(nlohmann::json const& value, std::string const& key, std::set<std:
 std::set<std::string> identifyingTexts(std::string const& document)
 {
     std::set<std::string> texts;
-    auto const facts = nlohmann::json::parse(document);
+    auto const facts = testkit::Json::parse(document);
     for (char const* const key : {"host_name", "serial", "mac", "wwn"})
         addTexts(facts, key, texts);
     texts.erase("00:00:00:00:00:00");
@@ -153,7 +153,7 @@ bool hasWord(std::string const& text, std::string const& word)
 class RecordedRouter : public Recordings { };
 
 /** Adds the values of a document that tell one machine from another. */
-void addFacts(nlohmann::json const& value, std::string const& key, std::set<std::string>& facts)
+void addFacts(testkit::Json const& value, std::string const& key, std::set<std::string>& facts)
 {
     static std::set<std::string> const KEYS = {"host_name", "kernel", "architecture", "boot_time",
         "os", "model", "serial", "total_bytes", "size_bytes", "name", "mount_point", "source",
@@ -178,7 +178,7 @@ std::set<std::string> hostFacts(std::string const& otherDocument)
     ProgramRun host({"all", "--json", "--no-usage"}, std::nullopt, ProgramRun::REAL);
     EXPECT_TRUE(ProgramRun::finish({&host}, LIMIT));
     std::set<std::string> facts;
-    addFacts(nlohmann::json::parse(host.output()), "", facts);
+    addFacts(testkit::Json::parse(host.output()), "", facts);
     std::string const statistics = testkit::contentsOf("/proc/stat");
     size_t const bootTime = statistics.find("btime ") + 6;
     facts.insert(statistics.substr(bootTime, statistics.find('\n', bootTime) - bootTime));
@@ -202,11 +202,8 @@ TEST_P(Recordings, replayTheMachinesOwnDocument)
 
     EXPECT_EQ(replay.output(), document) << replay.errors();
     EXPECT_EQ(check.status(), 0) << check.output() << check.errors();
-}
 
-TEST_P(Recordings, haveOneVariableOfTheFirstProcess)
-{
-    record({});
+    // One variable of the first process. Here, as a recording of a broken machine takes long.
     std::string const everything = everythingIn(archive);
     EXPECT_EQ(everything.find("PASSWORD"), std::string::npos);
     EXPECT_NE(everything.find(std::string_view("\ncontainer=lxc\0\n", 16)), std::string::npos);
@@ -225,15 +222,7 @@ TEST_P(Recordings, areConsistentWhereRedacted)
     std::ofstream(file, std::ios::binary) << archive;
     ProgramRun check({"replay", "--check", file}, std::nullopt, ProgramRun::REAL);
     ASSERT_TRUE(ProgramRun::finish({&check}, LIMIT));
-    if (GetParam() == std::string("broken")) {
-        // The document has other bytes of a name that is no UTF-8, and gets another replacement.
-        std::istringstream lines(check.output());
-        for (std::string line; std::getline(lines, line);)
-            EXPECT_EQ(line.find("/disks/"), 0U) << line;
-        EXPECT_EQ(check.status(), 4);
-    } else {
-        EXPECT_EQ(check.status(), 0) << check.output() << check.errors();
-    }
+    EXPECT_EQ(check.status(), 0) << check.output() << check.errors();
 }
 
 TEST_P(RecordedRouter, replaysWithoutFactsOfTheHost)

@@ -128,9 +128,9 @@ void collect(Element const& element, std::string const& tag, std::vector<Element
 }
 
 /** "disks.0.name" as JSON's own pointer, "/disks/0/name". */
-nlohmann::json::json_pointer pointerOf(std::string const& key)
+std::string pointerOf(std::string const& key)
 {
-    return nlohmann::json::json_pointer("/" + std::regex_replace(key, std::regex("\\."), "/"));
+    return "/" + std::regex_replace(key, std::regex("\\."), "/");
 }
 
 /** @return the bytes at a place that a page shows as U+FFFD, or that are one; 0 for others. */
@@ -164,7 +164,7 @@ std::string comparable(std::string const& text)
     return shown;
 }
 
-bool isSame(std::string const& shown, nlohmann::json const& value)
+bool isSame(std::string const& shown, testkit::Json const& value)
 {
     if (value.is_number_float())
         return std::stod(shown) == value.get<double>();
@@ -205,7 +205,7 @@ Element const& Page::withId(std::string const& id) const
     return *found;
 }
 
-std::vector<std::string> differencesFromJson(Page const& page, nlohmann::json const& document)
+std::vector<std::string> differencesFromJson(Page const& page, testkit::Json const& document)
 {
     std::vector<std::string> lines;
     size_t facts = 0;
@@ -217,12 +217,13 @@ std::vector<std::string> differencesFromJson(Page const& page, nlohmann::json co
         bool const isKnown = element->attributes.count("value") != 0;
         std::string const shown = element->attribute("value");
         auto const pointer = pointerOf(key);
-        if (!document.contains(pointer))
+        if (!document.hasPointer(pointer))
             lines.push_back(key + " is not in JSON");
-        else if (isKnown == document.at(pointer).is_null())
+        else if (isKnown == document.atPointer(pointer).is_null())
             lines.push_back(key + " is unknown in one of the two");
-        else if (isKnown && !isSame(shown, document.at(pointer)))
-            lines.push_back(key + " is " + shown + ", in JSON " + document.at(pointer).dump());
+        else if (isKnown && !isSame(shown, document.atPointer(pointer)))
+            lines.push_back(
+                key + " is " + shown + ", in JSON " + document.atPointer(pointer).dump());
     }
     if (facts == 0)
         lines.emplace_back("the page has no facts");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include "tests/support/Json.h"
 
 #include <map>
 #include <memory>
@@ -41,6 +41,6 @@ private:
 
 /** @return a line for each fact of the page that differs from the one in JSON, and one where there
  * are no facts. */
-std::vector<std::string> differencesFromJson(Page const& page, nlohmann::json const& document);
+std::vector<std::string> differencesFromJson(Page const& page, testkit::Json const& document);
 
 }

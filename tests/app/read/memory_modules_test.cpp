@@ -159,6 +159,13 @@ TEST(ModuleQuery, reportsAToolThatIsNotInstalled)
     EXPECT_EQ(reasonOf(query()), "dmidecode is not installed");
 }
 
+TEST(ModuleQuery, reportsAToolThatCannotBeExecuted)
+{
+    FakeCalls const calls;
+    machine.file("/usr/sbin/dmidecode", "#!/bin/sh\n"); // Nobody may execute it.
+    EXPECT_EQ(reasonOf(query()), "dmidecode cannot be executed");
+}
+
 TEST(ModuleQuery, reportsAToolThatHangs)
 {
     FakeCalls const calls;

@@ -114,6 +114,20 @@ TEST(System, isUnknownWhereTheKernelReportsNothing)
     EXPECT_EQ(system.uptimeSeconds, std::nullopt);
 }
 
+TEST(System, hasNoHostNameWhereItIsEmpty)
+{
+    FakeCalls calls;
+    calls.hostName = "";
+    Machine found;
+    app::readSystem(found);
+    EXPECT_EQ(found.system->hostName, std::nullopt);
+    EXPECT_THAT(found.problems, testing::IsEmpty());
+    auto const isHostName = [](app::Problem const& one) { return one.fact == "the host name"; };
+    auto const host = std::find_if(found.unavailable.begin(), found.unavailable.end(), isHostName);
+    ASSERT_NE(host, found.unavailable.end());
+    EXPECT_EQ(host->reason, "it is empty");
+}
+
 TEST(System, hasBootTimeAndUptime)
 {
     machine.file("/proc/stat", "cpu  1 2\nbtime 1700000000\nprocesses 5\n");

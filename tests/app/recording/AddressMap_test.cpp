@@ -109,7 +109,8 @@ TEST(AddressMap, privateBlocksMapIntoThemselves)
 {
     for (int i = 0; i < 20; ++i) {
         Addresses addresses({"10.1.2.3", "172.31.2.3", "192.168.7.9", "169.254.3.4", "100.100.1.2",
-            "239.1.2.3", "fd12:3456:789a::7", "fe80::1234:5678:9abc:def0", "ff05::1:3"});
+            "239.1.2.3", "fc12:3456:789a::7", "fd12:3456:789a::7", "fe80::1234:5678:9abc:def0",
+            "ff05::1:3"});
         addresses.map().choose();
         EXPECT_THAT(addresses["10.1.2.3"], StartsWith("10."));
         EXPECT_EQ(static_cast<unsigned char>(ipBytes(addresses["172.31.2.3"])[1]) / 16, 1);
@@ -118,6 +119,7 @@ TEST(AddressMap, privateBlocksMapIntoThemselves)
         EXPECT_THAT(addresses["169.254.3.4"], StartsWith("169.254."));
         EXPECT_EQ(static_cast<unsigned char>(ipBytes(addresses["100.100.1.2"])[1]) / 64, 1);
         EXPECT_THAT(addresses["239.1.2.3"], StartsWith("239."));
+        EXPECT_THAT(addresses["fc12:3456:789a::7"], StartsWith("fc"));
         EXPECT_THAT(addresses["fd12:3456:789a::7"], StartsWith("fd"));
         EXPECT_THAT(addresses["fe80::1234:5678:9abc:def0"], StartsWith("fe80::"));
         EXPECT_THAT(addresses["ff05::1:3"], StartsWith("ff05::"));
@@ -143,7 +145,7 @@ TEST(AddressMap, addressesThatIdentifyNobodyStay)
 {
     std::vector<std::string> const texts = {"0.0.0.0", "127.0.0.1", "127.0.1.1", "255.255.255.255",
         "255.255.240.0", "255.0.0.0", "192.0.2.7", "198.51.100.9", "203.0.113.200", "224.0.0.251",
-        "::", "::1", "2001:db8:1::5", "ff02::1", "169.254.169.254"};
+        "::", "::1", "2001:db8:1::5", "3fff:abc::5", "ff02::1", "169.254.169.254"};
     Addresses addresses(texts);
     addresses.map().choose();
     for (std::string const& text : texts)

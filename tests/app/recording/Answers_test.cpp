@@ -71,10 +71,20 @@ TEST(Answers, haveTheMessagesOfANetlinkRequestInTheirOrder)
     EXPECT_TRUE(answers.routes.at({22, 2}).messages.empty());
 }
 
+TEST(Answers, haveTheRuleOfATimeZone)
+{
+    for (std::string const rule : {"EST5", "EST+5EDT", "<-03>3", "JST-9", "LMT-1:02:03",
+             "EST5EDT4:30,M3.2.0/2,M11.1.0", "AAA3BBB,J60/-3:30,300"})
+        EXPECT_EQ(answersOf({"zone " + rule}).timeZone, rule);
+}
+
 TEST(Answers, areRefusedWhereALineIsWrong)
 {
+    std::string const longRule = "zone " + std::string(200, 'A') + "5";
     for (char const* const line :
-        {"", "reboot", "uname 6.8", "uname 6.8 x86_64 more", "statvfs / 1 2 3", "sector /dev/sda x",
+        {longRule.c_str(), "zone", "zone /etc/passwd", "zone :EST5", "zone EST", "zone ../EST5",
+            "zone 5", "zone EST5,M3.2.0", "zone \"EST5 \"", "zone EST5/../x", "", "reboot",
+            "uname 6.8", "uname 6.8 x86_64 more", "statvfs / 1 2 3", "sector /dev/sda x",
             "statvfs / 99999999999999999999999 1 1 1 1 1 1", "adapter eth0 2 sideways",
             "address eth0 192.0.2.7/33", "address eth0 2001:db8::7/129", "hostname \"open",
             "netlink 26 0 zz", "netlink 26 0 123"}) {

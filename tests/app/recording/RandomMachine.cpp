@@ -1,5 +1,7 @@
 #include "tests/app/recording/RandomMachine.h"
 
+#include "app/recording/redaction/redaction.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
@@ -173,6 +175,15 @@ void addAdapter(RandomMachine& machine, size_t i)
         + "\" 4096 4096 1 1 1 1 1");
 }
 
+/** The bytes as dmidecode prints those of unknown structures. */
+std::string bytePairs(std::string const& text)
+{
+    std::string pairs;
+    for (char const c : text)
+        pairs += upper(hexText({c})) + " ";
+    return pairs;
+}
+
 /** The tables of all values. */
 void addTables(RandomMachine& machine)
 {
@@ -192,7 +203,12 @@ void addTables(RandomMachine& machine)
         mounts += host + ":/export /srv/nfs" + n + " nfs4 rw,addr=" + machine.ipv4[i] + " 0 0\n"
             + "/dev/disk" + n + " " + point + " vfat rw,uid=1" + n
             + "7,username=" + machine.users[i] + " 0 0\n//" + machine.hosts[i] + "/share /home/"
-            + machine.users[i] + "/share cifs rw 0 0\n";
+            + machine.users[i] + "/share cifs rw 0 0\n" + machine.pools[i] + "/data /"
+            + machine.pools[i] + " zfs rw 0 0\noverlay /var/lib/docker/overlay2/"
+            + machine.containers[i] + "/merged overlay rw,upperdir=/home/" + machine.users[i] + "/"
+            + machine.folders[i] + " 0 0\n" + machine.ipv4[i] + ":6789," + machine.hosts[i]
+            + ":3300:/x /mnt/ceph" + n + " ceph rw,name=" + machine.users[i]
+            + ",mon_addr=" + machine.ipv4[i] + ":6789,fs=" + machine.labels[i] + " 0 0\n";
         info += "30 29 8:" + n + " / " + point + " rw shared:1 - vfat /dev/disk" + n + " rw\n";
         std::string const reversedHex = upper(hexText(reversed(ipBytes(machine.ipv4[i]))));
         routes += "eth" + n + "\t" + reversedHex + "\t00000000\t0001\t0\t0\t0\tFFFFFFFF\t0\n"
@@ -240,6 +256,11 @@ void addTools(RandomMachine& machine)
     for (size_t i = 0; i < RandomMachine::COUNT; ++i) {
         std::string const n = std::to_string(i);
         std::string const& address = machine.ipv4[i];
+        firmware += "\nHandle 0x2, DMI type 2, 15 bytes\nBase Board Information\n"
+                    "\tLocation In Chassis: "
+            + machine.notes[i] + "\n\nHandle 0x3, DMI type 216, 9 bytes\nOEM-specific Type\n"
+            + "\tHeader and Data:\n\t\tD8 09 03 00 " + bytePairs(machine.notes[i])
+            + "\n\tStrings:\n\t\t" + machine.notes[i] + "\n";
         firmware +=
             "\nHandle 0x1, DMI type 17, 92 bytes\nMemory Device\n\tSize: 8 GB\n\tSerial Number: "
             + machine.serials[i] + "\n\tAsset Tag: " + lower(machine.serials[i])
@@ -269,6 +290,10 @@ void addTools(RandomMachine& machine)
     tools.push_back(tool({"route", "-n"}, routes));
     tools.push_back(tool({"pvdisplay", "-c"}, volumes));
     tools.back().errors = "No access to /dev/disk/by-id/ata-ACME_DISK_" + machine.serials[7] + "\n";
+    for (size_t i = 0; i < RandomMachine::COUNT; ++i)
+        tools.back().errors += "cannot open /mnt/" + machine.notes[i]
+            + "/x: no such file\nunknown host " + machine.hosts[i] + "\n";
+    tools.back().errorsSize = tools.back().errors.size();
     tools.push_back(tool({"cat", "/dev/disk/by-uuid/" + machine.uuids[3]}, ""));
 }
 
@@ -324,6 +349,14 @@ std::string contentOf(app::Recording const& recording, std::string const& path)
         if (one.path == path)
             return one.content;
     return "no file " + path;
+}
+
+std::string redactedText(std::string const& path, std::string const& content)
+{
+    app::Recording recording;
+    recording.files = {file(path, content)};
+    app::redact(recording);
+    return recording.files[0].content;
 }
 
 std::string outputOf(app::Recording const& recording, std::string const& name)
@@ -422,6 +455,10 @@ RandomMachine::RandomMachine()
     hosts = different([](size_t i) { return random(LOWER, 8 + i % 5); });
     users = different([](size_t i) { return random(LOWER, 8 + i % 3); });
     wwns = different([](size_t) { return "5" + random(HEX, 15); });
+    folders = different([](size_t i) { return random(LOWER, 8 + i % 4); });
+    pools = different([](size_t i) { return random(LOWER, 9 + i % 4); });
+    containers = different([](size_t) { return "a1" + random(HEX, 62); });
+    notes = different([](size_t i) { return random(ALL, 10 + i % 4); });
     labels = different([](size_t i) { return random(ALL, 9 + i % 5) + "q"; });
     for (size_t i = 0; i < COUNT; ++i) {
         addDisk(*this, i);

@@ -22,6 +22,10 @@ struct RandomMachine {
     std::vector<std::string> users;
     std::vector<std::string> wwns; ///< 16 hexadecimal digits
     std::vector<std::string> labels;
+    std::vector<std::string> folders; ///< of users
+    std::vector<std::string> pools; ///< of zfs
+    std::vector<std::string> containers; ///< 64 hexadecimal digits
+    std::vector<std::string> notes; ///< free text of the firmware and of errors
     app::Recording recording;
 
     RandomMachine();
@@ -34,6 +38,9 @@ app::RecordedTool tool(std::vector<std::string> const& command, std::string cons
 /** @return the content of a file, or its output of a tool whose first word it is. */
 std::string contentOf(app::Recording const& recording, std::string const& path);
 std::string outputOf(app::Recording const& recording, std::string const& tool);
+
+/** @return the content of a file after the redaction of a recording that has only this file. */
+std::string redactedText(std::string const& path, std::string const& content);
 
 /** All texts of a recording in lower case, a line each at least. */
 std::string allTexts(app::Recording const& recording);

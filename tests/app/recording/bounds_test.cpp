@@ -153,6 +153,28 @@ TEST(RecordingBounds, areKeptByTools)
     expectUnwritable(recording, "the tool: it has no command");
 }
 
+TEST(RecordingBounds, refuseMoreProcessorsThanLinuxHas)
+{
+    auto const processors = [](std::string const& begin, std::string const& end, unsigned count) {
+        std::string text;
+        for (unsigned i = 0; i < count; ++i)
+            text += begin + std::to_string(i) + end;
+        return text;
+    };
+    constexpr unsigned MOST = 8192;
+    for (auto const& [begin, end] : {std::pair{"cpu", " 1 2 3 4\n"},
+             std::pair{"processor\t: ", "\ncpu family\t: 6\ncpu MHz\t: 2394.374\n\n"},
+             std::pair{" cpu", ""}}) {
+        EXPECT_NO_THROW(
+            app::archiveOf(withFiles({regularFile("/proc/stat", processors(begin, end, MOST))})));
+        expectUnwritable(withFiles({regularFile("/proc/stat", processors(begin, end, MOST + 1))}),
+            "/proc/stat: it has 8193 processors, more than 8192");
+    }
+    Recording recording = withFiles({recordedLink("/proc/stat", "../elsewhere")});
+    recording.later = {regularFile("/elsewhere", processors("cpu", "\n", MOST + 1))};
+    expectUnwritable(recording, "/elsewhere: it has 8193 processors");
+}
+
 TEST(RecordingBounds, allowTheLargestRecordingInTimeAndMemory)
 {
     Recording recording;
@@ -196,4 +218,19 @@ TEST(RecordingBounds, countValuesOfTheManifest)
     for (unsigned i = 0; i < 390'000; ++i)
         object += ",\"a key that is long: " + std::to_string(i) + "\":\"\"";
     expectRefused(withAnswers(object + "}"), "manifest.json: its \"answers\" is not an array");
+}
+
+/** `replay --check` compares it with another one, which needs several times its memory. */
+TEST(RecordingBounds, countValuesOfTheDocument)
+{
+    PackedArchive archive(smallRecording());
+    std::string& document = archive.member("document.json").content;
+    for (document = "[0"; document.size() < 16'000'000;)
+        document += ",0,0,0,0,0,0,0,0";
+    document += ']';
+    expectRefused(archive.packed(), "document.json: it has too many values");
+    document.assign(33, '[');
+    expectRefused(archive.packed(), "document.json: its values are nested too deep");
+    document.assign(32, '[').append(32, ']');
+    EXPECT_EQ(readInChild(archive.packed()).message, "read");
 }

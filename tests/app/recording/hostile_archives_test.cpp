@@ -259,6 +259,23 @@ TEST(HostileArchive, isRefusedOrTheSameWhereAByteIsDamaged)
     EXPECT_GE(refused, whole.size() - 20);
 }
 
+/** A stream that fails behind its first bytes, as that of a file on a broken disk. */
+TEST(HostileArchive, isRefusedWhereItCannotBeReadToItsEnd)
+{
+    struct BrokenDisk : std::stringbuf {
+        using std::stringbuf::stringbuf;
+        int_type underflow() override { throw std::runtime_error("Input/output error"); }
+    };
+    BrokenDisk disk(app::archiveOf(smallRecording()).substr(0, 100));
+    std::istream stream(&disk);
+    try {
+        (void)app::readRecording(stream);
+        ADD_FAILURE() << "it was read";
+    } catch (app::ArchiveError const& error) {
+        EXPECT_THAT(error.what(), testing::EndsWith(": the file cannot be read"));
+    }
+}
+
 TEST(HostileArchive, isRefusedWhereDataFollowsIt)
 {
     std::string const whole = app::archiveOf(smallRecording());

@@ -2,6 +2,7 @@
 
 #include "app/exit_status.h"
 #include "tests/app/Program.h"
+#include "tests/app/SyscallFilter.h"
 #include "tests/support/Channel.h"
 #include "tests/support/text.h"
 #include "tests/support/user_namespace.h"
@@ -13,6 +14,8 @@
 #include <csignal>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
 #include <thread>
 
 using app_test::Folder;
@@ -81,6 +84,19 @@ public:
 private:
     std::string m_folder;
 };
+
+/** Nothing is covered: the folder may have the program. */
+void makeReadOnly(char const* folder)
+{
+    struct statvfs status;
+    if (statvfs(folder, &status) != 0)
+        testkit::fail("statvfs", folder);
+    // A mount of another user namespace keeps these.
+    unsigned long const kept = status.f_flag & (ST_NOSUID | ST_NODEV | ST_NOEXEC);
+    if (mount(folder, folder, nullptr, MS_BIND | MS_REC, nullptr) != 0
+        || mount(nullptr, folder, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | kept, nullptr) != 0)
+        testkit::fail("mount", folder);
+}
 
 }
 
@@ -166,6 +182,38 @@ TEST(RecordRun, reportsAMissingFolderForTemporaryFiles)
     EXPECT_THAT(namesIn(folders.output.path()), IsEmpty());
 }
 
+TEST(RecordRun, keepsTemporaryFilesInTmpWhereTMPDIRIsEmpty)
+{
+    RecordingFolders const folders; // They are removed outside.
+    inPrivateMounts([&folders] {
+        makeReadOnly("/tmp");
+        SmallDisk const writable(folders.output.path(), "");
+        Program recorder = folders.recorder();
+        recorder.environment["TMPDIR"] = "";
+
+        EXPECT_EQ(recorder.run().err,
+            "dovrel-sysinfo: cannot make a folder in /tmp: Read-only file system\n");
+    });
+}
+
+TEST(RecordRun, namesTheFileForWhichTheDiskHasNoInode)
+{
+    for (auto const& [inodes, name] :
+        {std::pair{"nr_inodes=2", "tools"}, std::pair{"nr_inodes=3", "complete"}})
+        inPrivateMounts([inodes = inodes, name = name] {
+            RecordingFolders const folders;
+            SmallDisk const disk(folders.temporary.path(), inodes);
+
+            Outcome const outcome = folders.recorder().run();
+
+            EXPECT_EQ(outcome.status, app::EXIT_STATUS_INTERNAL);
+            EXPECT_THAT(outcome.err,
+                MatchesRegex("dovrel-sysinfo: " + folders.temporary.path().string()
+                    + "/dovrel-sysinfo-[^/]*/" + name + ": No space left on device\n"));
+            EXPECT_THAT(namesIn(folders.temporary.path()), IsEmpty());
+        });
+}
+
 TEST(RecordRun, leavesNothingOnAFullDisk)
 {
     inPrivateMounts([] {
@@ -201,6 +249,54 @@ TEST(RecordRun, failsWhereTheTemporaryFilesFillTheirDisk)
         });
 }
 
+/** A query may run out of memory, for example. */
+TEST(RecordRun, namesTheQueryThatWasKilled)
+{
+    RecordingFolders const folders;
+    Program recorder = folders.recorder();
+    // A query calls setpgid(2) for each process that queries the library; record itself does not.
+    recorder.prepare = [] { app_test::filterSyscalls({{SYS_setpgid, SECCOMP_RET_KILL_PROCESS}}); };
+
+    Outcome const outcome = recorder.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_INTERNAL);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "dovrel-sysinfo: the query of the system was killed\n");
+    EXPECT_THAT(namesIn(folders.output.path()), IsEmpty());
+    EXPECT_THAT(namesIn(folders.temporary.path()), IsEmpty());
+}
+
+TEST(RecordRun, keepsTheFileWhereItsReportCannotBeWritten)
+{
+    RecordingFolders const folders;
+    Program recorder = folders.recorder();
+    recorder.outputFile = "/dev/full";
+
+    Outcome const outcome = recorder.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_OUTPUT);
+    EXPECT_EQ(
+        outcome.err, "dovrel-sysinfo: cannot write to standard output: No space left on device\n");
+    EXPECT_THAT(namesIn(folders.output.path()), ElementsAre("machine.tar.gz"));
+}
+
+TEST(RecordRun, reportsAFileThatIsTooLargeToBeRecordedWhole)
+{
+    RecordingFolders const folders;
+    constexpr size_t SIZE = 1'100'000;
+    Folder const machine;
+    Program recorder = folders.recorder();
+    recorder.replaced["/proc/cpuinfo"] =
+        machine.file("cpuinfo", "processor : 0\n" + std::string(SIZE - 14, 'x'));
+
+    Outcome const outcome = recorder.run();
+
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out,
+        testing::HasSubstr("\nonly the first 1048576 of " + std::to_string(SIZE)
+            + " bytes of /proc/cpuinfo are recorded\n"));
+}
+
 TEST(RecordRun, leavesNothingWhereASignalEndsIt)
 {
     for (int const signal : {SIGTERM, SIGINT, SIGHUP}) {
@@ -232,10 +328,25 @@ TEST(RecordRun, refusesOptionsThatItDoesNotHave)
                 "--tool-limit must stand after 'record'"},
             {{"record", "/nonexistent/a", "b"}, "unexpected argument 'b'"},
             {{"record"}, "record needs a FILE"},
+            {{"record", "-"}, "record needs the name of a file, not -"},
         }) {
         Outcome const outcome = Program(arguments).run();
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_USAGE) << message;
         EXPECT_THAT(outcome.err, testing::HasSubstr(message));
         EXPECT_EQ(outcome.out, "");
     }
+}
+
+TEST(RecordRun, listsInItsHelpTheExitStatusesThatItCanHave)
+{
+    auto const statusesOf = [](char const* command) {
+        std::vector<int> statuses;
+        for (std::string const& line : testkit::linesOf(Program({command, "--help"}).run().out))
+            if (line.size() > 6 && line.substr(4, 2) == "  " && line[3] != ' ' && line[0] == ' ')
+                statuses.push_back(std::atoi(line.c_str()));
+        return statuses;
+    };
+    EXPECT_THAT(statusesOf("record"), ElementsAre(0, 64, 70, 74));
+    EXPECT_THAT(statusesOf("replay"), ElementsAre(0, 1, 2, 4, 64, 65, 69, 70, 74));
+    EXPECT_THAT(statusesOf("disks"), ElementsAre(0, 1, 2, 3, 4, 64, 65, 69, 70, 74, 130));
 }

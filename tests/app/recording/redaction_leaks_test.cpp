@@ -1,10 +1,9 @@
 #include "app/recording/redaction/redaction.h"
 #include "tests/app/recording/RandomMachine.h"
+#include "tests/support/Json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstring>
@@ -214,6 +213,26 @@ TEST(RedactionLeaks, volumeLabelsDoNotRemain)
     EXPECT_THAT(leaksOf(redacted().machine.labels), IsEmpty());
 }
 
+TEST(RedactionLeaks, namesInMountsAndErrorsDoNotRemain)
+{
+    EXPECT_THAT(leaksOf(redacted().machine.folders), IsEmpty());
+    EXPECT_THAT(leaksOf(redacted().machine.pools), IsEmpty());
+    EXPECT_THAT(leaksOf(redacted().machine.containers), IsEmpty());
+}
+
+TEST(RedactionLeaks, textsOfTheFirmwareDoNotRemain)
+{
+    EXPECT_THAT(leaksOf(redacted().machine.notes), IsEmpty());
+    std::vector<std::string> bytes;
+    for (std::string const& note : redacted().machine.notes) {
+        std::string pairs;
+        for (char const c : note)
+            pairs += hexText({c}) + " ";
+        bytes.push_back(pairs);
+    }
+    EXPECT_THAT(leaksOf(bytes), IsEmpty());
+}
+
 TEST(RedactionLeaks, replacementsAreCountedByKind)
 {
     std::map<std::string, app::Replacement> kinds;
@@ -230,7 +249,7 @@ TEST(RedactionLeaks, replacementsAreCountedByKind)
 
 TEST(RedactionLeaks, theDocumentStaysJson)
 {
-    auto const document = nlohmann::json::parse(redacted().recording.document);
+    auto const document = testkit::Json::parse(redacted().recording.document);
     EXPECT_THAT(document["disks"], SizeIs(RandomMachine::COUNT));
     EXPECT_NE(document["disks"][0]["serial"], redacted().machine.serials[0]);
 }

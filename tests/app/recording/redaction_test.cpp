@@ -146,7 +146,7 @@ TEST(Redaction, theParsersReadTheSameNumberOfRecords)
         EXPECT_EQ(ipBytes(gateway).size(), 4U) << gateway;
     EXPECT_THAT(gatewaysOf(outputOf(recording, "route")), SizeIs(RandomMachine::COUNT));
     EXPECT_THAT(app::parseMounts(contentOf(recording, "/proc/self/mounts")).entries,
-        SizeIs(3 * RandomMachine::COUNT));
+        SizeIs(6 * RandomMachine::COUNT));
     EXPECT_THAT(app::parseMountInfo(contentOf(recording, "/proc/self/mountinfo")).entries,
         SizeIs(RandomMachine::COUNT));
 
@@ -244,6 +244,35 @@ TEST(Redaction, namesThatThePathsOfQueriesConsistOfStay)
     EXPECT_THAT(contentOf(recording, "/run/udev/data/b8:0"), StartsWith("E:ID_FS_LABEL="));
     EXPECT_EQ(contentOf(recording, "/sys/class/block/sda/size"), "1\n");
     EXPECT_NE(contentOf(recording, "/etc/hostname"), "block\n");
+}
+
+TEST(Redaction, theWordsThatToolsPrintStay)
+{
+    app::Recording recording;
+    std::string const firmware =
+        "Handle 0x1100, DMI type 17, 84 bytes\nMemory Device\n\tSize: 16 GB\n\tLocator: A1\n";
+    std::string const adapters = "eth0: flags=4163<UP>  mtu 1500\n        inet 192.0.2.1  netmask "
+                                 "255.255.255.0\n";
+    recording.tools = {tool({"dmidecode"}, firmware), tool({"ifconfig", "-a"}, adapters)};
+    recording.files = {file("/etc/hostname", "size\n"), file("/proc/meminfo", "MemTotal: 4 kB\n"),
+        file("/run/udev/data/b8:1",
+            "E:ID_FS_LABEL=Locator\nE:ID_FS_LABEL=netmask\nE:ID_FS_LABEL=memtotal\n")};
+    app::redact(recording);
+    EXPECT_EQ(recording.tools[0].output, firmware);
+    EXPECT_EQ(recording.tools[1].output, adapters);
+    EXPECT_EQ(contentOf(recording, "/proc/meminfo"), "MemTotal: 4 kB\n");
+    EXPECT_NE(contentOf(recording, "/etc/hostname"), "size\n");
+    for (char const* const label : {"=Locator", "=netmask", "=memtotal"})
+        EXPECT_THAT(contentOf(recording, "/run/udev/data/b8:1"), Not(HasSubstr(label)));
+}
+
+TEST(Redaction, aTopLevelDomainOfOnesOwnIsReplaced)
+{
+    EXPECT_THAT(redactedContent("/etc/hostname", "qhost.quux.muppets\n"),
+        MatchesRegex("[a-z]{5}.[a-z]{4}.[a-z]{7}\n"));
+    EXPECT_THAT(
+        redactedContent("/etc/hostname", "qhost.quux.muppets\n"), Not(HasSubstr("muppets")));
+    EXPECT_THAT(redactedContent("/etc/hostname", "qhost.quux.net\n"), MatchesRegex(".*[.]net\n"));
 }
 
 TEST(Redaction, whatNobodySetStays)
@@ -400,6 +429,35 @@ TEST(Redaction, addressesAndNextHopsOfNetlinkAreReplaced)
     EXPECT_THAT(messages[0], HasSubstr(network + "\xff")) << "the broadcast address";
     EXPECT_THAT(messages[1], HasSubstr(network + "\1")) << "the gateway is in the network";
     EXPECT_EQ(messages[2].size(), sizeof(nlmsghdr)) << "the header alone";
+}
+
+TEST(Redaction, theHardwareAddressOfATunnelIsAnIpAddress)
+{
+    std::string const address = ipBytes("10.1.2.77");
+    ifinfomsg const tunnel{};
+    ifaddrmsg local{};
+    local.ifa_family = AF_INET;
+    local.ifa_prefixlen = 24;
+    auto const messages = redactedMessages(
+        {messageBytes(RTM_NEWLINK, objectBytes(tunnel) + attributeBytes(IFLA_ADDRESS, address)),
+            messageBytes(RTM_NEWADDR, objectBytes(local) + attributeBytes(IFA_LOCAL, address))});
+    auto const last = [&](std::string const& message) {
+        return message.substr(message.size() - address.size());
+    };
+    EXPECT_NE(last(messages[0]), address);
+    EXPECT_EQ(last(messages[0]), last(messages[1]));
+}
+
+TEST(Redaction, theHardwareAddressOfALinkIsReplacedAndItsNameStays)
+{
+    std::string const address("\x02\x11\x22\x33\x44\x55", 6);
+    std::string const name("qport0\0", 7);
+    std::string const message = redactedMessages({messageBytes(RTM_NEWLINK,
+        objectBytes(ifinfomsg{}) + attributeBytes(IFLA_IFNAME, name)
+            + attributeBytes(IFLA_ADDRESS, address))})[0];
+    EXPECT_THAT(message, HasSubstr(name));
+    EXPECT_THAT(message, HasSubstr(address.substr(0, 3)));
+    EXPECT_THAT(message, Not(HasSubstr(address.substr(3))));
 }
 
 TEST(Redaction, aMessageThatIsCutShortIsNoError)

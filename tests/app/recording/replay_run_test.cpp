@@ -4,17 +4,21 @@
 #include "tests/app/Program.h"
 #include "tests/app/SyscallFilter.h"
 #include "tests/app/WatchedProgram.h"
+#include "tests/support/capabilities.h"
 #include "tests/support/commands.h"
 #include "tests/support/text.h"
 #include "tests/support/user_namespace.h"
 
-#include <nlohmann/json.hpp>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
+#include <cstring>
+#include <filesystem>
 #include <functional>
 #include <memory>
+#include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
@@ -33,6 +37,13 @@ using testkit::runs;
 namespace {
 
 constexpr char const* EQUAL = "The replay equals what the recorded machine reported.\n";
+
+/** @return an item of the manifest that has no content. */
+json itemOf(std::string const& path, std::string const& kind)
+{
+    return {{"path", path}, {"kind", kind}, {"mode", "0644"}, {"size", 0}, {"opened", false},
+        {"queries", json::array()}};
+}
 
 /** An ordinary user of a user namespace, who owns the files of the test's user. */
 void becomeOrdinaryUser()
@@ -226,6 +237,45 @@ TEST_F(ReplayRun, hasTheTimesOfTheRecordedZone)
     EXPECT_EQ(program.run().out, s_text);
 }
 
+TEST_F(ReplayRun, namesAnItemThatIsCut)
+{
+    Folder const folder;
+    size_t recorded = 0;
+    std::string const file = withManifest(folder, [&recorded](json& manifest) {
+        for (json& item : manifest.at("files"))
+            if (item.at("path") == "/proc/meminfo") {
+                recorded = item.at("stored_size");
+                item.at("size") = recorded + 1;
+            }
+    });
+    std::string const line = "dovrel-sysinfo: only the first " + std::to_string(recorded) + " of "
+        + std::to_string(recorded + 1) + " bytes of /proc/meminfo are recorded\n";
+
+    Outcome const check = Program({"replay", "--check", file}).run();
+    Outcome const all = Program({"replay", file, "all", "--json"}).run();
+
+    EXPECT_EQ(check.err, line);
+    EXPECT_EQ(check.out, EQUAL);
+    EXPECT_EQ(all.err, line);
+    EXPECT_EQ(all.out, s_text);
+}
+
+TEST_F(ReplayRun, countsTheOtherItemsThatAreCut)
+{
+    Folder const folder;
+    std::string const file = withManifest(folder, [](json& manifest) {
+        for (json& item : manifest.at("files"))
+            for (char const* const path : {"/proc/cpuinfo", "/proc/meminfo", "/proc/stat"})
+                if (item.at("path") == path)
+                    item.at("size") = item.at("stored_size").get<size_t>() + 1;
+    });
+
+    Outcome const outcome = Program({"replay", file, "system"}).run();
+
+    EXPECT_THAT(outcome.err,
+        HasSubstr(" bytes of /proc/cpuinfo are recorded, and 2 other items in part\n"));
+}
+
 TEST_F(ReplayRun, refusesAnAddressOfNoAdapter)
 {
     Folder const folder;
@@ -249,14 +299,76 @@ TEST_F(ReplayRun, isNotBlockedByAFifoInPlaceOfTheTimeZone)
         for (size_t i = files.size(); i-- > 0;)
             if (files[i].at("path").get<std::string>() == "/etc/localtime")
                 files.erase(i);
-        files.push_back({{"path", "/etc/localtime"}, {"kind", "other"}, {"mode", "0644"},
-            {"size", 0}, {"opened", false}, {"queries", json::array()}});
+        files.push_back(itemOf("/etc/localtime", "other"));
     });
 
     Outcome const outcome = Program({"replay", file, "system", "--json"}).run();
 
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_THAT(outcome.out, HasSubstr("+00:00\""));
+}
+
+/** The comparison with the library takes the square of the number of mounts. */
+TEST_F(ReplayRun, endsWhereItNeedsTooMuchOfTheProcessor)
+{
+    Folder const folder;
+    std::string mounts;
+    std::string mountinfo;
+    for (unsigned i = 0; i < 14'000; ++i) {
+        std::string const number = std::to_string(i);
+        mounts += "/dev/d" + number + " /m" + number + " ext4 rw 0 0\n";
+        mountinfo +=
+            number + " 1 8:" + number + " / /m" + number + " rw - ext4 /dev/d" + number + " rw\n";
+    }
+    std::string const file = withManifest(folder, [&](json& manifest) {
+        for (json& item : manifest.at("files"))
+            for (auto const& [path, content] : {std::pair{"/proc/self/mounts", mounts},
+                     std::pair{"/proc/self/mountinfo", mountinfo}})
+                if (item.at("path") == path) {
+                    folder.file("unpacked/" + item.at("member").get<std::string>(), content);
+                    item.at("size") = item.at("stored_size") = content.size();
+                }
+    });
+    for (std::vector<std::string> const& arguments : std::vector<std::vector<std::string>>{
+             {"replay", file, "all", "--json"}, {"replay", "--check", file}}) {
+        Program program(arguments);
+        program.prepare = [] {
+            rlimit const limit = {2, RLIM_INFINITY};
+            setrlimit(RLIMIT_CPU, &limit);
+        };
+
+        Outcome const outcome = program.run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: the recording has too much: its replay needs more than 2 s of the "
+            "processor\n");
+    }
+}
+
+/** The comparison of two lists takes the square of their difference in length. */
+TEST_F(ReplayRun, endsWhereTheDocumentNeedsTooMuchOfTheProcessor)
+{
+    Folder const folder;
+    std::string document = "{\"disks\": [0";
+    for (unsigned i = 0; i < 700'000; ++i)
+        document += ",0";
+    folder.file("document.json", document + "]}");
+    std::string const place = folder.path();
+    ASSERT_TRUE(runs("mkdir " + place + "/unpacked && cd " + place + "/unpacked && tar -xzf "
+        + s_file + " && mv ../document.json . && tar --format=ustar -czf ../changed.tar.gz *"));
+    Program program({"replay", "--check", place + "/changed.tar.gz"});
+    program.prepare = [] {
+        rlimit const limit = {2, RLIM_INFINITY};
+        setrlimit(RLIMIT_CPU, &limit);
+    };
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, HasSubstr("its replay needs more than 2 s of the processor\n"));
 }
 
 TEST_F(ReplayRun, refusesAFileThatIsNoRecording)
@@ -300,20 +412,133 @@ TEST_F(ReplayRun, isDoneByAnOrdinaryUser)
 
 TEST_F(ReplayRun, hasTheTimeZoneOfTheRecording)
 {
-    for (char const* const zone :
-        {"Asia/Tokyo", ":/usr/share/zoneinfo/America/New_York", "JST-9"}) {
+    for (auto const& [zone, offset] : {std::pair{"Asia/Tokyo", "+09:00"},
+             std::pair{":/usr/share/zoneinfo/America/New_York", "-0"}, std::pair{"JST-9", "+09:00"},
+             std::pair{":EST5", "-05:00"}, std::pair{"<-03>3", "-03:00"}, std::pair{"", "+00:00"},
+             std::pair{":", "+00:00"}, std::pair{"no zone", "+00:00"}}) {
         Folder const folder;
         std::string const file = folder.path() / "zone.tar.gz";
         Program record({"record", file, "--tool-limit", "50"});
         record.environment["TZ"] = zone;
         Program check({"replay", "--check", file});
         check.environment["TZ"] = "Europe/Rome";
+        Program all({"replay", file, "all", "--json"});
+        all.environment["TZ"] = "Europe/Rome";
 
         Outcome const recorded = record.run();
 
         EXPECT_EQ(recorded.status, 0) << recorded.err;
         EXPECT_EQ(check.run().out, EQUAL) << zone;
+        std::string const time = json::parse(all.run().out).at("time");
+        EXPECT_EQ(time.substr(time.size() - 6, std::strlen(offset)), offset) << zone;
     }
+}
+
+TEST_F(ReplayRun, refusesARuleOfATimeZoneThatIsAFile)
+{
+    Folder const folder;
+    std::string const file = withManifest(folder,
+        [](json& manifest) { manifest.at("answers").push_back("zone ../../../etc/passwd"); });
+
+    Outcome const outcome = Program({"replay", file, "system"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
+    EXPECT_EQ(outcome.err,
+        "dovrel-sysinfo: the answer zone ../../../etc/passwd: no call has this answer\n");
+}
+
+/** The C library reads a file of the rule's name first, and would wait for a FIFO. */
+TEST_F(ReplayRun, isNotBlockedByAFifoOfTheNameOfATimeZone)
+{
+    Folder const folder;
+    std::string const file = withManifest(folder, [](json& manifest) {
+        manifest.at("answers").push_back("zone EST5");
+        manifest.at("files").push_back(itemOf("/usr/share/zoneinfo/EST5", "other"));
+    });
+
+    EXPECT_EQ(Program({"replay", file, "system", "--json"}).run().status, 0);
+}
+
+TEST_F(ReplayRun, hasItsOwnDeviceWhereTheRecordingHasAFile)
+{
+    Folder const folder;
+    std::string const file = withManifest(folder, [](json& manifest) {
+        for (char const* const path : {"/dev/null", "/dev/pts/7", "/dev/ptmx"})
+            manifest.at("files").push_back(itemOf(path, "other"));
+    });
+
+    Outcome const outcome = Program({"replay", file, "all", "--json"}).run();
+
+    EXPECT_EQ(outcome.out, s_text) << outcome.err;
+}
+
+TEST_F(ReplayRun, namesAPathThatIsTooLong)
+{
+    Folder const folder;
+    std::string const name(300, 'n');
+    std::string const file = withManifest(folder, [&name](json& manifest) {
+        manifest.at("files").push_back(itemOf("/" + name + "/below", "other"));
+    });
+
+    Outcome const outcome = Program({"replay", file, "system"}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
+    EXPECT_THAT(outcome.err, StartsWith("dovrel-sysinfo: /nnn"));
+    EXPECT_THAT(outcome.err, EndsWith(": File name too long\n"));
+}
+
+/** The second reading of a path may find nothing, or a link. */
+TEST_F(ReplayRun, hasTheKindThatAnItemHadLater)
+{
+    for (auto const& [kind, reason] :
+        {std::pair{"absent", "No such file or directory"}, std::pair{"link", ""}}) {
+        Folder const folder;
+        std::string const file = withManifest(folder, [&, kind = kind](json& manifest) {
+            runs("rm -rf " + (folder.path() / "unpacked/later").string());
+            json item = itemOf("/proc/stat", kind);
+            if (kind == std::string("link")) {
+                item["target"] = "stat-of-another-time";
+                json& files = manifest.at("files");
+                for (json& first : files)
+                    if (first.at("path") == "/proc/stat") {
+                        json second = first;
+                        first = item;
+                        second["path"] = "/proc/stat-of-another-time";
+                        files.push_back(second);
+                        break;
+                    }
+            }
+            manifest.at("later") = json::array({item});
+        });
+
+        Outcome const outcome = Program({"replay", file, "cpus"}).run();
+
+        EXPECT_EQ(outcome.status, *reason == '\0' ? 0 : 1);
+        EXPECT_EQ(outcome.err,
+            *reason == '\0' ? ""
+                            : "dovrel-sysinfo: cannot read the processors' loads from /proc/stat: "
+                    + std::string(reason) + "\n");
+    }
+}
+
+/** ld.so(8) separates the objects of LD_PRELOAD at blanks and colons. */
+TEST_F(ReplayRun, worksBelowAFolderWithBlanksAndColons)
+{
+    Folder const folder;
+    std::filesystem::path const place = folder.path() / "odd: place $LIB";
+    std::filesystem::path const program = DOVREL_PROGRAM;
+    std::filesystem::path const build = program.parent_path().parent_path();
+    create_directories(place / program.parent_path().filename());
+    std::filesystem::copy(program, place / program.parent_path().filename() / program.filename());
+    create_directories(place / "lib/dovrel-sysinfo");
+    std::filesystem::copy(
+        build / "lib/dovrel-sysinfo/recording.so", place / "lib/dovrel-sysinfo/recording.so");
+    std::string const command = "LD_LIBRARY_PATH='" + (build / "lib").string() + "' '"
+        + (place / program.parent_path().filename() / program.filename()).string() + "' ";
+    std::string const file = folder.path() / "odd.tar.gz";
+
+    EXPECT_TRUE(runs(command + "record " + file + " --tool-limit 50 >/dev/null"));
+    EXPECT_TRUE(runs(command + "replay --check " + file + " >/dev/null"));
 }
 
 TEST_F(ReplayRun, namesTheSettingThatForbidsIt)
@@ -335,6 +560,96 @@ TEST_F(ReplayRun, namesTheSettingThatForbidsIt)
         EXPECT_EQ(outcome.status, app::EXIT_STATUS_NO_NAMESPACE);
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err, message + reason + "\n");
+    }
+}
+
+/** A container's filter may allow the namespaces alone. */
+TEST_F(ReplayRun, namesAFilterThatForbidsThePrivateRoot)
+{
+    constexpr unsigned NOT_PERMITTED = SECCOMP_RET_ERRNO | EPERM;
+    constexpr unsigned FLAGS = 3; // The argument of mount(2).
+    for (app_test::SyscallRule const rule :
+        {app_test::SyscallRule{SYS_mount, NOT_PERMITTED, FLAGS, unsigned{MS_PRIVATE}},
+            app_test::SyscallRule{SYS_mount, NOT_PERMITTED, FLAGS, unsigned{MS_NODEV}},
+            app_test::SyscallRule{SYS_mount, NOT_PERMITTED, FLAGS, unsigned{MS_BIND}},
+            app_test::SyscallRule{SYS_chroot, NOT_PERMITTED},
+            app_test::SyscallRule{SYS_capset, NOT_PERMITTED}}) {
+        Program filtered = replayer({"system"});
+        filtered.prepare = [rule] { app_test::filterSyscalls({rule}); };
+
+        Outcome const outcome = filtered.run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_NO_NAMESPACE) << rule.number;
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: replay needs a user namespace, which this machine forbids: Operation "
+            "not permitted; a container's filter of system calls may forbid it\n");
+    }
+}
+
+TEST_F(ReplayRun, namesTheSettingsOfDistributionsThatForbidIt)
+{
+    for (auto const& [name, value] : {std::pair{"unprivileged_userns_clone", "0"},
+             std::pair{"apparmor_restrict_unprivileged_userns", "1"}}) {
+        Folder const folder;
+        folder.file(name, std::string(value) + "\n");
+        Program program = replayer({"all", "--json"});
+        program.replaced["/proc/sys/kernel"] = folder.path();
+        program.prepare = [] {
+            app_test::filterSyscalls({{SYS_unshare, SECCOMP_RET_ERRNO | EPERM}});
+        };
+
+        Outcome const outcome = program.run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_NO_NAMESPACE);
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: replay needs a user namespace, which this machine forbids: kernel."
+                + std::string(name) + " is " + value + "\n");
+    }
+}
+
+TEST_F(ReplayRun, leavesTheFileOfOutputAsItWasWhereItCannotReplay)
+{
+    Folder const folder;
+    std::string const output = folder.file("all.json", "former\n");
+    std::string const file = withManifest(folder,
+        [](json& manifest) { manifest.at("answers").push_back("address none 192.0.2.7/24"); });
+
+    Outcome const outcome = Program({"replay", file, "all", "--json", "--output", output}).run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
+    EXPECT_EQ(contentsOf(output), "former\n");
+}
+
+TEST_F(ReplayRun, reportsAFileThatItMayNotRead)
+{
+    Folder const folder;
+    std::string const file = folder.file("machine.tar.gz", "");
+    EXPECT_EQ(chmod(file.c_str(), 0), 0);
+    Program program({"replay", file});
+    program.prepare = [] {
+        testkit::enterNamespaces(CLONE_NEWUSER);
+        testkit::dropFilePrivilegesOfChildren();
+    };
+
+    Outcome const outcome = program.run();
+
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
+    EXPECT_EQ(outcome.err, "dovrel-sysinfo: cannot read " + file + ": Permission denied\n");
+}
+
+TEST_F(ReplayRun, reportsThatStandardOutputIsFull)
+{
+    for (std::vector<std::string> const& arguments : std::vector<std::vector<std::string>>{
+             {"replay", "--check", s_file}, {"replay", s_file, "disks"}}) {
+        Program program(arguments);
+        program.outputFile = "/dev/full";
+
+        Outcome const outcome = program.run();
+
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_OUTPUT);
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: cannot write to standard output: No space left on device\n");
     }
 }
 
