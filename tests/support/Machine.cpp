@@ -68,6 +68,8 @@ void writeFile(std::string const& path, std::string_view text, mode_t mode)
         fail("close", path);
 }
 
+/** @param type "none" for a bind; the kernel would take a null pointer, but valgrind(1) reports it.
+ */
 void mountOrFail(char const* source, std::string const& target, char const* type,
     unsigned long flags, char const* options)
 {
@@ -98,8 +100,10 @@ void Machine::prepare()
     int const recorded = openSource(DOVREL_RECORDED_FOLDER);
     char const* const capturesFolder = std::getenv("DOVREL_CAPTURES");
     int const captures = capturesFolder ? openSource(capturesFolder) : -1;
+    char const* const profilesFolder = std::getenv("DOVREL_PROFILES");
+    int const profiles = profilesFolder ? openSource(profilesFolder) : -1;
 
-    mountOrFail(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+    mountOrFail(nullptr, "/", "none", MS_REC | MS_PRIVATE, nullptr);
     mountOrFail("testkit", m_root, "tmpfs", MS_NOSUID, "mode=0755");
 
     for (char const* folder : FOLDERS) {
@@ -110,10 +114,12 @@ void Machine::prepare()
     bindTools();
     makeShell();
     makeDevices();
-    bind(build, DOVREL_BUILD_FOLDER);
-    bind(recorded, "/testkit/recorded");
+    bindReadOnly(build, DOVREL_BUILD_FOLDER);
+    bindReadOnly(recorded, "/testkit/recorded");
     if (captures >= 0)
-        bind(captures, "/testkit/captures");
+        bindReadOnly(captures, "/testkit/captures");
+    if (profiles >= 0)
+        bind(profiles, profilesFolder);
 
     // The library looks up tools in PATH.
     ::setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
@@ -126,11 +132,17 @@ void Machine::bind(int source, std::string const& target)
     std::string const place = m_root + target;
     fs::create_directories(place);
     // MS_REC: in a user namespace, mounts below the source are locked to it.
-    mountOrFail(("/proc/self/fd/" + std::to_string(source)).c_str(), place, nullptr,
+    mountOrFail(("/proc/self/fd/" + std::to_string(source)).c_str(), place, "none",
         MS_BIND | MS_REC, nullptr);
     ::close(source);
-    protectFromWriting(place);
     keep(target);
+}
+
+/** Closes @p source. */
+void Machine::bindReadOnly(int source, std::string const& target)
+{
+    bind(source, target);
+    protectFromWriting(m_root + target);
 }
 
 void Machine::bindLibraries()
@@ -142,16 +154,16 @@ void Machine::bindLibraries()
             fs::create_symlink(fs::read_symlink(name), m_root + name);
             keep(name);
         } else if (fs::is_directory(name)) {
-            bind(openSource(name), name);
+            bindReadOnly(openSource(name), name);
         }
     }
 }
 
 void Machine::bindTools()
 {
-    bind(openSource("/usr/bin"), "/testkit/bin");
+    bindReadOnly(openSource("/usr/bin"), "/testkit/bin");
     if (!fs::is_symlink("/bin"))
-        bind(openSource("/bin"), "/testkit/rootbin");
+        bindReadOnly(openSource("/bin"), "/testkit/rootbin");
 }
 
 void Machine::makeShell()
@@ -167,7 +179,7 @@ void Machine::makeDevices()
         "newinstance,ptmxmode=0666");
     fs::create_symlink("pts/ptmx", m_root + "/dev/ptmx");
     writeFile(m_root + "/dev/null", "", 0666);
-    mountOrFail("/dev/null", m_root + "/dev/null", nullptr, MS_BIND, nullptr);
+    mountOrFail("/dev/null", m_root + "/dev/null", "none", MS_BIND, nullptr);
     for (char const* kept : {"/dev/pts", "/dev/ptmx", "/dev/null"})
         keep(kept);
 }

@@ -24,8 +24,9 @@ namespace testkit {
  * - `/testkit/recorded`, the folder `tests/recorded/`, and `/testkit/captures`, the folder that the
  *   environment variable `DOVREL_CAPTURES` names, where it is set.
  *
- * Everything from the real machine is mounted read-only. The program is user 0 but obeys file
- * permissions: it cannot open a file of mode 0.
+ * Everything from the real machine is mounted read-only. Only the folder that the environment
+ * variable `DOVREL_PROFILES` names, where it is set, can be written: `tools/coverage` counts there.
+ * The program is user 0 but obeys file permissions: it cannot open a file of mode 0.
  *
  * Errors: an operation that fails throws `std::system_error`, which names the path. Threads: call
  * `prepare` before any thread starts; the other operations do not lock.
@@ -66,6 +67,7 @@ public:
 
 private:
     void bind(int source, std::string const& target);
+    void bindReadOnly(int source, std::string const& target);
     void bindLibraries();
     void bindTools();
     void makeShell();

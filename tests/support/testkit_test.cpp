@@ -251,7 +251,7 @@ TEST(SystemCalls, returnsTheRealTimeUnlessATestSetsOne)
 TEST(CapturedTrace, collectsUpToItsLevelUntilItIsDestroyed)
 {
     auto const say = [](unsigned level, char const* word) {
-        TRACE_SCOPE("void scope()");
+        DOVREL_TRACE_SCOPE("void scope()");
         trace.write(level, "word: %s", word);
     };
     {

@@ -12,7 +12,7 @@ using dovrel::macaddress_cpp;
 
 namespace {
 
-macaddress_cpp address(std::array<uint8_t, 8> const& bytes)
+macaddress_cpp macAddress(std::array<uint8_t, 8> const& bytes)
 {
     macaddress_cpp made;
     for (unsigned i = 0; i < bytes.size(); ++i)
@@ -31,7 +31,7 @@ std::wstring written(macaddress_cpp const& value)
 std::wstring readFrom(wchar_t const* text)
 {
     std::wistringstream in(text);
-    macaddress_cpp value = address({0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE});
+    macaddress_cpp value = macAddress({0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE});
     in >> value;
     return written(value) + (in.good() ? L"" : L" bad");
 }
@@ -46,7 +46,7 @@ TEST(MacAddress, isZeroByDefault)
 
 TEST(MacAddress, comparesAllEightBytes)
 {
-    macaddress_cpp const value = address({1, 2, 3, 4, 5, 6, 7, 8});
+    macaddress_cpp const value = macAddress({1, 2, 3, 4, 5, 6, 7, 8});
     for (unsigned i = 0; i < macaddress_cpp::SIZE; ++i) {
         macaddress_cpp other = value;
         EXPECT_TRUE(other == value);
@@ -59,9 +59,9 @@ TEST(MacAddress, comparesAllEightBytes)
 
 TEST(MacAddressWriter, writesEightPairsOfHexDigits)
 {
-    EXPECT_EQ(
-        written(address({0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E, 0, 0})), L"00:1a:2b:3c:4d:5e:00:00");
-    EXPECT_EQ(written(address({0xFF, 0x80, 0x7F, 0x0F, 0xF0, 0xAB, 0xCD, 0xEF})),
+    EXPECT_EQ(written(macAddress({0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E, 0, 0})),
+        L"00:1a:2b:3c:4d:5e:00:00");
+    EXPECT_EQ(written(macAddress({0xFF, 0x80, 0x7F, 0x0F, 0xF0, 0xAB, 0xCD, 0xEF})),
         L"ff:80:7f:0f:f0:ab:cd:ef");
 }
 
@@ -71,7 +71,7 @@ TEST(MacAddressWriter, ignoresAndKeepsTheStreamsFormat)
     out << std::uppercase << std::showbase << std::oct << std::left << std::setfill(L'*')
         << std::setw(40);
     auto const flags = out.flags();
-    out << address({0x0A, 0xBC, 0, 0, 0, 0, 0, 0xFF});
+    out << macAddress({0x0A, 0xBC, 0, 0, 0, 0, 0, 0xFF});
     EXPECT_EQ(out.str(), L"0a:bc:00:00:00:00:00:ff");
     EXPECT_EQ(out.flags(), flags);
     EXPECT_EQ(out.fill(), L'*');
@@ -79,7 +79,7 @@ TEST(MacAddressWriter, ignoresAndKeepsTheStreamsFormat)
 
 TEST(MacAddressWriter, isReadBackByTheReader)
 {
-    macaddress_cpp const value = address({0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0xF0});
+    macaddress_cpp const value = macAddress({0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0xF0});
     EXPECT_EQ(readFrom(written(value).c_str()), written(value));
 }
 
@@ -167,14 +167,14 @@ TEST(MacAddressReader, keepsTheStreamsFlagsWhenItFails)
 
 TEST(MacAddressCast, returnsTheDefaultWhenThereIsNoAddress)
 {
-    macaddress_cpp const fallback = address({1, 1, 1, 1, 1, 1, 1, 1});
+    macaddress_cpp const fallback = macAddress({1, 1, 1, 1, 1, 1, 1, 1});
     for (wchar_t const* text : {L"", L"none", L"11:22:33:44:55", L"11:22:33:44:55:66:77"})
         EXPECT_TRUE(dovrel::literal_cast<macaddress_cpp>(text, fallback) == fallback);
 }
 
 TEST(MacAddressCast, readsAddresses)
 {
-    macaddress_cpp const fallback = address({1, 1, 1, 1, 1, 1, 1, 1});
+    macaddress_cpp const fallback = macAddress({1, 1, 1, 1, 1, 1, 1, 1});
     EXPECT_EQ(written(dovrel::literal_cast<macaddress_cpp>(L" 00:1a:2b:3c:4d:5e", fallback)),
         L"00:1a:2b:3c:4d:5e:00:00");
     EXPECT_EQ(written(dovrel::literal_cast<macaddress_cpp>(L"00:1a:2b:3c:4d:5e:6f:70", fallback)),

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <iomanip>
 #include <map>
 #include <sstream>
@@ -63,6 +64,55 @@ TEST(String, movesByAssignmentBetweenShortAndLong)
             EXPECT_EQ(target.length(), std::wstring(from).length());
         }
     }
+}
+
+// Not the operators of `string`, which also keep the narrow copy up to date.
+TEST(BasicString, isAssignedAppendedAndSwapped)
+{
+    dovrel::basic_string a;
+    a = L"long enough for a block";
+    EXPECT_STREQ(a.c_str(), L"long enough for a block");
+    dovrel::basic_string b(L"short");
+    b += a;
+    EXPECT_STREQ(b.c_str(), L"shortlong enough for a block");
+    b += b;
+    EXPECT_EQ(b.length(), 56U);
+    b = L"";
+    EXPECT_TRUE(b.empty());
+    swap(a, b);
+    EXPECT_TRUE(a.empty());
+    EXPECT_STREQ(b.c_str(), L"long enough for a block");
+}
+
+TEST(BasicString, isEmptyAfterItsTextWasMoved)
+{
+    dovrel::basic_string source(L"long enough for a block");
+    dovrel::basic_string const moved(std::move(source));
+    EXPECT_STREQ(moved.c_str(), L"long enough for a block");
+    EXPECT_TRUE(source.empty());
+    EXPECT_EQ(source.length(), 0U);
+    EXPECT_STREQ(source.c_str(), L"");
+}
+
+TEST(BasicString, endsACopyWithATerminator)
+{
+    dovrel::basic_string const source(L"long enough for a block");
+    size_t const size = source.length() + 1;
+    auto* const former = new wchar_t[size];
+    std::wmemset(former, L'#', size);
+    delete[] former; // The next block of this size has its contents.
+    dovrel::basic_string const copied(source);
+    EXPECT_EQ(copied.c_str()[source.length()], L'\0');
+}
+
+TEST(BasicString, appendsToAShortTextInTheBlockOfAFormerLongOne)
+{
+    dovrel::basic_string text(L"long enough for a block");
+    text = L"short";
+    AllocationCounter const counter;
+    text += dovrel::basic_string(L" text");
+    EXPECT_STREQ(text.c_str(), L"short text");
+    EXPECT_EQ(counter.calls(), 0U);
 }
 
 TEST(String, swapsShortAndLongStrings)

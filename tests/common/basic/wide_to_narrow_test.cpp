@@ -1,13 +1,11 @@
 #include "common/basic/wide_string.h"
 #include "tests/common/basic/locale_scope.h"
 #include "tests/common/basic/random_below.h"
+#include "tests/common/basic/recursive_wcstombs.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <climits>
-#include <cstring>
-#include <cwchar>
 #include <iterator>
 #include <random>
 #include <string>
@@ -46,55 +44,6 @@ Outcome measure(Converter converter, std::wstring const& text, unsigned room, un
     Outcome outcome{-1, FRESH, {}};
     outcome.code = converter(&outcome.result, nullptr, room, text.c_str(), count);
     return outcome;
-}
-
-/** Calls wcsnrtombs(3) once, with a fresh state. The count includes no more than the terminator,
- * and no zero byte precedes the buffer: glibc may abort otherwise. */
-size_t attempt(char* dest, unsigned destSize, wchar_t const* src, unsigned count)
-{
-    size_t const limit = std::min<size_t>(count, std::wcslen(src) + 1);
-    size_t const room = dest ? destSize : limit * MB_LEN_MAX;
-    std::string guarded(1 + room, '#');
-    std::mbstate_t state{};
-    wchar_t const* next = src;
-    size_t const bytes = wcsnrtombs(guarded.data() + 1, &next, limit, room, &state);
-    if (dest && bytes != static_cast<size_t>(-1))
-        std::memcpy(dest, guarded.data() + 1, next ? bytes : bytes + 1);
-    return bytes;
-}
-
-/** A recursive reference implementation that shares no code with the library's. */
-int recursiveReference(
-    unsigned* result, char* dest, unsigned destSize, wchar_t const* src, unsigned count)
-{
-    unsigned tried = count;
-    for (;;) {
-        size_t const bytes = attempt(dest, destSize, src, tried);
-        if (bytes != static_cast<size_t>(-1)) {
-            *result = static_cast<unsigned>(bytes) + 1;
-            if (tried == count || bytes + 1 == destSize)
-                return 0;
-            unsigned rest = 0;
-            int const code = recursiveReference(&rest, dest ? dest + bytes : nullptr,
-                destSize - std::min(destSize, static_cast<unsigned>(bytes)), src + tried,
-                count - tried);
-            *result = rest + static_cast<unsigned>(bytes);
-            return code;
-        }
-        *result = 0xFFFFFFFF;
-        if (tried == UP_TO_TERMINATOR)
-            tried = std::min(static_cast<unsigned>(std::wcslen(src)), destSize / 2);
-        tried /= 2;
-        if (tried == 0)
-            break;
-    }
-    if (dest)
-        *dest = '?';
-    unsigned rest = 0;
-    int const code = recursiveReference(&rest, dest ? dest + 1 : nullptr,
-        destSize - std::min(destSize, 1U), src + 1, count == UP_TO_TERMINATOR ? count : count - 1);
-    *result = rest + 1;
-    return code;
 }
 
 std::string converted(std::wstring const& text)
@@ -269,10 +218,10 @@ TEST_P(WideToNarrowInLocale, agreesWithTheRecursiveReference)
         unsigned const count = counts[below(random, 3)];
         unsigned const room = below(random, 4) ? below(random, 64) : 400;
         ASSERT_EQ(convert(safe_wcstombs_s, text, room, count),
-            convert(recursiveReference, text, room, count))
+            convert(recursiveWcstombs, text, room, count))
             << "round " << round << ", room " << room << ", count " << count;
         ASSERT_EQ(measure(safe_wcstombs_s, text, room, count),
-            measure(recursiveReference, text, room, count))
+            measure(recursiveWcstombs, text, room, count))
             << "round " << round << ", no destination, room " << room << ", count " << count;
     }
 }

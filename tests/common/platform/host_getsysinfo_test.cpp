@@ -40,9 +40,9 @@ TEST_F(HostGetsysinfo, isFoundBeforeTheLibrarysWeakFunction)
 {
     auto const found = reinterpret_cast<Identify>(dlsym(RTLD_DEFAULT, "getsysinfo"));
     EXPECT_EQ(found, &getsysinfo);
-    char vendor[GETSYSINFO_TEXT_SIZE];
-    char product[GETSYSINFO_TEXT_SIZE];
-    char version[GETSYSINFO_TEXT_SIZE];
+    char vendor[DOVREL_GETSYSINFO_TEXT_SIZE];
+    char product[DOVREL_GETSYSINFO_TEXT_SIZE];
+    char version[DOVREL_GETSYSINFO_TEXT_SIZE];
     int code = 0;
     ASSERT_EQ(found(vendor, product, version, &code), 0);
     EXPECT_STREQ(vendor, "Host vendor");

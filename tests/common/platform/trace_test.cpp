@@ -197,7 +197,7 @@ TEST(Trace, endsEachLineWithOneNewline)
 
 void inner()
 {
-    TRACE_SCOPE("void inner()");
+    DOVREL_TRACE_SCOPE("void inner()");
     trace.write(1, "two");
 }
 
@@ -205,7 +205,7 @@ TEST(Trace, passesLevelAndScopeToTheSink)
 {
     SinkRecorder recorder(5);
     {
-        TRACE_SCOPE("bool outer(int) const");
+        DOVREL_TRACE_SCOPE("bool outer(int) const");
         trace.write(4, "one");
         inner();
         trace.write(2, "three");

@@ -77,7 +77,8 @@ TEST(CommandTimeOut, comesWhenAtMostOneStepIsLeft)
         SCOPED_TRACE(std::to_string(totalMs) + " ms in steps of " + std::to_string(stepMs));
         FakeCommand command;
         RecordedSleeps const recorded;
-        auto const exception = exceptionOf([&] { command.exitCode(totalMs, stepMs); });
+        auto const exception =
+            exceptionOf([&, total = totalMs, step = stepMs] { command.exitCode(total, step); });
         ASSERT_TRUE(exception);
         EXPECT_EQ(exception->reason(), dovrel::REASON_NOT_EXITED);
         EXPECT_NE(exception->line(), 0U);

@@ -36,7 +36,7 @@ template <class Function> Function next(char const* name)
     return function;
 }
 
-std::string outputOf(std::string const& command)
+std::string textOfCommand(std::string const& command)
 {
     pistream stream(command);
     return child::readAll(stream);
@@ -67,7 +67,7 @@ protected:
     static void expectRead(std::string const& text)
     {
         show(text);
-        EXPECT_EQ(outputOf("show"), text) << "of size " << text.size();
+        EXPECT_EQ(textOfCommand("show"), text) << "of size " << text.size();
     }
 
     /** Makes a tool that prints its output in five pieces. @return the output. */
@@ -126,7 +126,7 @@ TEST_F(CommandOutput, isTheOutputOfAShellCommandLine)
 {
     machine.tool("/bin/count", "wc -l");
     show("a\nb\nc\n");
-    EXPECT_EQ(outputOf("X=1; show | count && echo \"$X done\""), "3\n1 done\n");
+    EXPECT_EQ(textOfCommand("X=1; show | count && echo \"$X done\""), "3\n1 done\n");
     EXPECT_EQ(started, std::vector<std::string>{"X=1; show | count && echo \"$X done\"|re"});
 }
 
@@ -139,7 +139,7 @@ TEST_F(CommandOutput, isReadCompletelyAcrossRefills)
 TEST_F(CommandOutput, isReadCompletelyFromASlowCommand)
 {
     std::string const text = makeSlowTool();
-    EXPECT_EQ(outputOf("slow"), text);
+    EXPECT_EQ(textOfCommand("slow"), text);
 }
 
 TEST_F(CommandOutput, endsAtAByteFFAtTheStartOfARefillKept)
@@ -147,7 +147,7 @@ TEST_F(CommandOutput, endsAtAByteFFAtTheStartOfARefillKept)
     for (size_t const place : {0U, 128U, 256U, 12'800U}) {
         std::string const before = longText(place);
         show(before + '\xff' + longText(200));
-        EXPECT_EQ(outputOf("show"), before) << place;
+        EXPECT_EQ(textOfCommand("show"), before) << place;
     }
 }
 
@@ -184,7 +184,7 @@ TEST_F(CommandOutput, isEmptyWhenTheCommandPrintsNothing)
 TEST_F(CommandOutput, isEmptyWhenTheCommandIsMissing)
 {
     // The shell's message goes to the host's error output.
-    EXPECT_EQ(outputOf("exec 2>/dev/null; missing"), "");
+    EXPECT_EQ(textOfCommand("exec 2>/dev/null; missing"), "");
     ASSERT_EQ(ended.size(), 1U);
     EXPECT_EQ(WEXITSTATUS(ended[0]), 127);
 }
@@ -206,9 +206,9 @@ TEST_F(CommandOutput, isEmptyWhenPopenFailsAndPcloseIsNotCalled)
 TEST_F(CommandOutput, doesNotDependOnTheCommandsStatus)
 {
     machine.tool("/bin/failing", "echo text; exit 3");
-    EXPECT_EQ(outputOf("failing"), "text\n");
+    EXPECT_EQ(textOfCommand("failing"), "text\n");
     machine.tool("/bin/killed", "echo text; kill -9 $$");
-    EXPECT_EQ(outputOf("exec killed"), "text\n");
+    EXPECT_EQ(textOfCommand("exec killed"), "text\n");
     ASSERT_EQ(ended.size(), 2U);
     EXPECT_EQ(WEXITSTATUS(ended[0]), 3);
     EXPECT_TRUE(WIFSIGNALED(ended[1]));
@@ -254,7 +254,7 @@ TEST_F(CommandOutput, isReadCompletelyDespiteRepeatedSignals)
     std::string const text = makeSlowTool();
     RepeatedAlarm const alarm(1000);
     auto const before = RepeatedAlarm::delivered;
-    EXPECT_EQ(outputOf("slow"), text);
+    EXPECT_EQ(textOfCommand("slow"), text);
     EXPECT_GE(RepeatedAlarm::delivered, before + 10) << "there were no signals";
     EXPECT_EQ(ended, std::vector<int>{0}) << "pclose must return the status";
 }
@@ -265,7 +265,7 @@ TEST_F(CommandOutput, isReadCompletelyWhenTheHostIgnoresSigchld)
     show(text);
     inForkedProcess([&] {
         ::signal(SIGCHLD, SIG_IGN);
-        EXPECT_EQ(outputOf("show"), text);
+        EXPECT_EQ(textOfCommand("show"), text);
         EXPECT_EQ(ended, std::vector<int>{-1});
     });
 }
@@ -275,7 +275,7 @@ TEST_F(CommandOutput, isReadCompletelyWhenTheHostHasClosed0To2)
     std::string const text = longText(1000);
     show(text);
     withStandardDescriptorsClosed(
-        [&](std::vector<int> const& /*closed*/) { EXPECT_EQ(outputOf("show"), text); });
+        [&](std::vector<int> const& /*closed*/) { EXPECT_EQ(textOfCommand("show"), text); });
 }
 
 TEST_F(CommandOutput, isParsedWithTheClassicLocale)
@@ -292,6 +292,6 @@ TEST_F(CommandOutput, leavesNoDescriptorsAndNoChildren)
 {
     testkit::DescriptorGuard const guard;
     for (unsigned i = 0; i < 200; ++i)
-        EXPECT_EQ(outputOf("echo $((6 * 7))"), "42\n");
+        EXPECT_EQ(textOfCommand("echo $((6 * 7))"), "42\n");
     testkit::expectNoChildren();
 }
