@@ -1,6 +1,7 @@
 #include "tests/support/DescriptorGuard.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 
 namespace testkit {
 
@@ -31,6 +33,23 @@ DescriptorGuard::DescriptorGuard() : m_before(openDescriptors())
 DescriptorGuard::~DescriptorGuard()
 {
     EXPECT_EQ(openDescriptors(), m_before) << "the open descriptors are not those of before";
+}
+
+void reapKilledChildren()
+{
+    constexpr int LOOKS = 1000;
+    constexpr int MILLISECONDS_BETWEEN = 5;
+    for (int look = 0; look < LOOKS; ++look) {
+        siginfo_t child{};
+        if (::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) != 0)
+            return;
+        if (child.si_pid == 0)
+            ::poll(nullptr, 0, MILLISECONDS_BETWEEN);
+        else if (child.si_code == CLD_KILLED && child.si_status == SIGKILL)
+            ::waitpid(child.si_pid, nullptr, 0);
+        else
+            return;
+    }
 }
 
 void expectNoChildren()

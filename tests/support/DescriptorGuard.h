@@ -23,6 +23,14 @@ private:
     std::vector<int> m_before;
 };
 
+/**
+ * Waits for children that SIGKILL ends, for five seconds at most.
+ *
+ * The program waits a tenth of a second for a child that it kills, since one in an uninterruptible
+ * call may stay. On a busy machine the kernel takes longer to remove it.
+ */
+void reapKilledChildren();
+
 /** Adds a failure if the program has a child, running or not yet waited for. */
 void expectNoChildren();
 

@@ -31,6 +31,7 @@ class FreshStart : public testing::EmptyTestEventListener {
     void OnTestEnd(testing::TestInfo const& /*test*/) override
     {
         m_guard.reset();
+        testkit::reapKilledChildren();
         testkit::expectNoChildren();
     }
 

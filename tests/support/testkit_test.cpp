@@ -6,6 +6,7 @@
 #include "tests/support/commands.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +16,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -201,6 +203,31 @@ TEST(ChildGuard, reportsAChildThatWasNotWaitedFor)
     EXPECT_NONFATAL_FAILURE(testkit::expectNoChildren(), "child");
     EXPECT_EQ(::waitpid(child, nullptr, 0), child);
     testkit::expectNoChildren();
+}
+
+TEST(ChildGuard, waitsForAChildThatIsBeingKilled)
+{
+    pid_t const child = ::fork();
+    if (child == 0) {
+        ::poll(nullptr, 0, 100);
+        ::raise(SIGKILL);
+    }
+    ASSERT_GT(child, 0);
+    testkit::reapKilledChildren();
+    testkit::expectNoChildren();
+}
+
+TEST(ChildGuard, reportsAChildThatEndsByItselfLater)
+{
+    pid_t const child = ::fork();
+    if (child == 0) {
+        ::poll(nullptr, 0, 100);
+        ::_exit(0);
+    }
+    ASSERT_GT(child, 0);
+    testkit::reapKilledChildren();
+    EXPECT_NONFATAL_FAILURE(testkit::expectNoChildren(), "child");
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
 }
 
 TEST(SystemCalls, endsAbsoluteSleepsAtOnceAndRecordsThem)

@@ -110,27 +110,30 @@ TEST(RedactionOfMounts, readsTheTableOfMountinfoToo)
 {
     app::Recording recording;
     recording.files = {file("/proc/self/mountinfo",
-        "30 29 0:52 /@home/gerda/work /mnt/w rw,relatime shared:1 master:2 - btrfs /dev/sda1 rw\n"
+        "30 29 0:52 /@home/gerda/workbench /mnt/w rw,relatime shared:1 master:2 - btrfs /dev/sda1 "
+        "rw\n"
         "31 29 0:53 / /mnt/z rw,relatime - zfs depot/ledgers rw,xattr\n")};
     app::redact(recording);
-    expectNone(recording, {"gerda", "/work", "depot", "ledgers"});
+    expectNone(recording, {"gerda", "/workbench", "depot", "ledgers"});
 }
 
 TEST(RedactionOfMounts, replacesTheServersOfEachKindOfFilesystem)
 {
-    auto const recording = redactedMounts(
-        "qnas1,qnas2:/x /mnt/a nfs4 rw,addr=10.9.8.7 0 0\n"
-        "gerda@qssh:docs /mnt/b fuse.sshfs rw,user_id=1000,group_id=1000 0 0\n"
-        "qmds1@tcp:qmds2@tcp1:/papers /mnt/c lustre rw 0 0\n"
-        "qglu:/ledgers /mnt/d fuse.glusterfs rw,backup-volfile-servers=qglu2:qglu3 0 0\n"
-        "https://gerda@qdav.quux.net/x /mnt/e fuse rw 0 0\n"
-        "//server/x /mnt/f cifs rw,unc=\\134\\134server\\134x 0 0\n"
-        "depotshare /mnt/g 9p rw,trans=virtio 0 0\n"
-        "ldap:ou=auto.misc,dc=quuxly,dc=net /misc autofs rw,fd=6,gid=5 0 0\n"
-        "cgroup /sys/fs/cgroup/systemd cgroup rw,name=systemd 0 0\n");
+    auto const recording =
+        redactedMounts("qnasstore1,qnasstore2:/x /mnt/a nfs4 rw,addr=10.9.8.7 0 0\n"
+                       "gerda@qsshstore:docs /mnt/b fuse.sshfs rw,user_id=1000,group_id=1000 0 0\n"
+                       "qmdstore1@tcp:qmdstore2@tcp1:/papers /mnt/c lustre rw 0 0\n"
+                       "qglustore:/ledgers /mnt/d fuse.glusterfs "
+                       "rw,backup-volfile-servers=qglustore2:qglustore3 0 0\n"
+                       "https://gerda@qdavstore.quuxstore.net/x /mnt/e fuse rw 0 0\n"
+                       "//server/x /mnt/f cifs rw,unc=\\134\\134server\\134x 0 0\n"
+                       "depotshare /mnt/g 9p rw,trans=virtio 0 0\n"
+                       "ldap:ou=auto.misc,dc=quuxlystore,dc=net /misc autofs rw,fd=6,gid=5 0 0\n"
+                       "cgroup /sys/fs/cgroup/systemd cgroup rw,name=systemd 0 0\n");
     expectNone(recording,
-        {"qnas1", "qnas2", "gerda", "qssh", "=1000", "qmds1", "qmds2", "papers", "qglu", "ledgers",
-            "qglu2", "qglu3", "qdav", "quux", "//server", "134server", "depotshare", "quuxly"});
+        {"qnasstore1", "qnasstore2", "gerda", "qsshstore", "=1000", "qmdstore1", "qmdstore2",
+            "papers", "qglustore", "ledgers", "qglustore2", "qglustore3", "qdavstore", "quuxstore",
+            "//server", "134server", "depotshare", "quuxlystore"});
     EXPECT_THAT(contentOf(recording, "/proc/self/mounts"),
         testing::AllOf(HasSubstr(" cgroup rw,name=systemd 0 0\n"), HasSubstr("@tcp:"),
             HasSubstr("@tcp1:/"), HasSubstr(" autofs rw,fd=6,gid=5 0 0\n")));
