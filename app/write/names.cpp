@@ -163,7 +163,8 @@ std::string timeText(std::optional<int64_t> seconds)
     auto const time = static_cast<std::time_t>(seconds.value_or(0));
     std::tm local{};
     std::array<char, 64> text;
-    if (!seconds || !localtime_r(&time, &local)
+    // A time_t of 32 bits ends in 2038.
+    if (!seconds || time != *seconds || !localtime_r(&time, &local)
         || std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local) == 0)
         return UNKNOWN;
     return text.data();

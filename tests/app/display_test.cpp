@@ -1,8 +1,10 @@
 #include "app/write/display.h"
+#include "app/write/names.h"
 #include "tests/app/LocaleFor.h"
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <locale>
 
 using app::bar;
@@ -112,4 +114,21 @@ TEST(Display, colorsTextOnlyWhereItIsWanted)
     EXPECT_EQ(app::colored("text", app::Color::BOLD, true), "\x1B[1mtext\x1B[0m");
     EXPECT_EQ(app::colored("text", app::Color::BOLD, false), "text");
     EXPECT_EQ(app::colored("", app::Color::BOLD, true), "");
+}
+
+TEST(Display, hasADashForATimeThatIsUnknownOrTooLate)
+{
+    EXPECT_EQ(app::timeText(std::nullopt), "-");
+    EXPECT_EQ(app::timeText(std::numeric_limits<int64_t>::max()), "-");
+    EXPECT_EQ(app::timeText(std::numeric_limits<int64_t>::min()), "-");
+}
+
+TEST(Display, givesAnUptimeInDaysHoursAndMinutes)
+{
+    EXPECT_EQ(app::uptimeText(std::nullopt), "-");
+    EXPECT_EQ(app::uptimeText(59), "0:00");
+    EXPECT_EQ(app::uptimeText(300), "0:05");
+    EXPECT_EQ(app::uptimeText(86'399), "23:59");
+    EXPECT_EQ(app::uptimeText(86'400), "1 day 0:00");
+    EXPECT_EQ(app::uptimeText(200'000), "2 days 7:33");
 }
