@@ -312,6 +312,70 @@ TEST(Summary, showsTheFactsThatAreKnown)
     EXPECT_THAT(linesBehind("Recovery", lines), ElementsAre("restoring, 37 %"));
 }
 
+TEST(Summary, hasBoldLabelsWhereColorsAreWanted)
+{
+    Machine const machine = knownMachine({Subject::MEMORY});
+    app::Layout layout;
+    layout.colors = true;
+
+    EXPECT_THAT(summaryOf(machine, layout),
+        ElementsAre("\x1B[1mMemory      \x1B[0m16.0 GiB, used 12.0 GiB (75.0 %)",
+            "            available 4.0 GiB, no swap"));
+    layout.columns = 20;
+    EXPECT_THAT(summaryOf(machine, layout),
+        ElementsAre("\x1B[1mMemory\x1B[0m", testing::StartsWith("  16.0 GiB"),
+            testing::StartsWith("  available")));
+}
+
+TEST(Summary, drawsABarForAKnownShareOnATerminal)
+{
+    Machine machine = knownMachine({Subject::MEMORY});
+    EXPECT_EQ(linesBehind("Memory", summaryOf(machine, terminal(80))).front(),
+        "16.0 GiB, used 12.0 GiB (75.0 %)  ########..");
+    machine.memory->available.reset();
+    EXPECT_EQ(
+        linesBehind("Memory", summaryOf(machine, terminal(80))).front(), "16.0 GiB, used - (-)");
+}
+
+TEST(Summary, namesTheVirtualMachineAndTheContainer)
+{
+    Machine machine = knownMachine({Subject::SYSTEM});
+    auto const line = [&machine] { return linesBehind("System", summaryOf(machine)).front(); };
+    std::string const make = "file?server, Acme?[2J Rocket 9000";
+
+    machine.system->container = "none";
+    EXPECT_EQ(line(), make);
+    machine.system->container = "podman";
+    EXPECT_EQ(line(), make + ", podman container");
+    machine.system->virtualMachine = "other";
+    EXPECT_EQ(line(), make + ", virtual machine, podman container");
+    machine.system->virtualMachine = "KVM";
+    EXPECT_EQ(line(), make + ", KVM virtual machine, podman container");
+    machine.system->virtualMachine.reset();
+    EXPECT_EQ(line(), make + ", podman container");
+}
+
+TEST(Summary, namesAVendorOnceWhereTheProductHasItsName)
+{
+    Machine machine = knownMachine({Subject::SYSTEM});
+    machine.system->vendor = "Acme Rocket";
+    machine.system->product = "Rocket";
+    machine.system->version = "Mk 2";
+    EXPECT_EQ(linesBehind("System", summaryOf(machine)).front(), "file?server, Acme Rocket Mk 2");
+}
+
+TEST(Summary, saysThatTheMakeAndTheModelAreUnknown)
+{
+    Machine machine = knownMachine({Subject::SYSTEM, Subject::PROCESSORS});
+    machine.system = app::System();
+    machine.processors = app::Processors();
+    machine.processors->list.resize(2);
+
+    EXPECT_THAT(linesBehind("System", summaryOf(machine)),
+        ElementsAre("unknown make", "unknown operating system"));
+    EXPECT_THAT(linesBehind("Processors", summaryOf(machine)), ElementsAre("2 x unknown model"));
+}
+
 TEST(Summary, saysThatSwapIsUnknownWhereTheKernelDoesNotReportIt)
 {
     Machine machine = knownMachine();
