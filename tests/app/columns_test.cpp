@@ -217,3 +217,21 @@ TEST(ColumnOption, listsTheColumns)
     EXPECT_THAT(linesOf(Program({"mounts", "--list-columns", "--no-headings"}).run().out).front(),
         StartsWith("MOUNTPOINT "));
 }
+
+TEST(Columns, haveADashForTheShareOfInodesThatAreUnknownOrDoNotFit)
+{
+    app::Machine machine = knownMachine({Subject::MOUNTS});
+    machine.mounts->resize(1);
+    app::Mount& mount = machine.mounts->front();
+    app::TableOptions options;
+    options.columns = "INODES,IUSE";
+    auto const row = [&] { return tablesOf(machine, options).at(1); };
+
+    EXPECT_EQ(row(), "     -     -");
+    mount.inodes = 10;
+    EXPECT_EQ(row(), "    10     -");
+    mount.freeInodes = 4;
+    EXPECT_EQ(row(), "    10  60.0 %");
+    mount.freeInodes = 11;
+    EXPECT_EQ(row(), "    10     -");
+}

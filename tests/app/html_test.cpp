@@ -487,6 +487,38 @@ TEST(HtmlTree, cutsWordsThatWouldRunOverTheSizes)
     EXPECT_THAT(htmlTextOf(machine), HasSubstr(std::string(254, 'p'))) << "in the row's title";
 }
 
+TEST(HtmlTree, cutsNamesBetweenLetters)
+{
+    std::string const letter = "\xC3\xA9";
+    std::string letters;
+    for (unsigned i = 0; i < 100; ++i)
+        letters += letter;
+    for (std::string const place : {"/", "/a"}) {
+        Machine machine = mirroredMachine();
+        machine.mounts->front().mountPoint = place + letters;
+        EXPECT_THAT(htmlTextOf(machine),
+            AllOf(HasSubstr(letter + "\xE2\x80\xA6" + letter), Not(HasSubstr("\xEF\xBF\xBD"))))
+            << "the sign of half a letter";
+    }
+}
+
+TEST(HtmlTree, hasAFewLettersOfANameOnManyDevices)
+{
+    Machine machine = knownMachine({Subject::DISKS});
+    machine.disks = {diskOf("sda")};
+    for (unsigned i = 10; i < 60; ++i) {
+        app::Disk volume = diskOf("a-volume-with-number-" + std::to_string(i));
+        volume.type = app::Disk::LOGICAL_VOLUME;
+        volume.slaves = {machine.disks->back().name};
+        machine.disks->push_back(volume);
+    }
+    Page const page = pageOf(machine);
+    auto const names = textsIn(*page.all("svg").front(), "tspan");
+
+    EXPECT_THAT(names, testing::Contains("a-vo\xE2\x80\xA6-59"));
+    EXPECT_THAT(names, Not(testing::Contains("a-volume-with-number-59")));
+}
+
 TEST(HtmlTree, endsForDevicesInACircle)
 {
     Machine machine = knownMachine({Subject::DISKS});

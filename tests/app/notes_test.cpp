@@ -216,3 +216,34 @@ TEST(FactText, isTheKeyInWords)
     EXPECT_EQ(app::factText("highest_hertz"), "highest MHz");
     EXPECT_EQ(app::factText("mac"), "MAC address");
 }
+
+TEST(FurtherPlaces, areTenOnATerminalAndAllInAPipe)
+{
+    std::vector<app::Mount> mounts = {mountOf("/data", 50)};
+    std::string places;
+    for (unsigned i = 1; i <= 12; ++i) {
+        mounts.push_back(mountOf("/m" + std::to_string(i), 50));
+        mounts.back().sameAs = "/data";
+        places += (i == 1 ? "/m" : ", /m") + std::to_string(i);
+        if (i == 10) {
+            EXPECT_THAT(app::furtherPlaces(mounts, app_test::terminal(80)),
+                ElementsAre("/data is also mounted on " + places + "."));
+        }
+    }
+
+    EXPECT_THAT(app::furtherPlaces(mounts, app_test::terminal(80)),
+        ElementsAre("/data is also mounted on /m1, /m2, /m3, /m4, /m5, /m6, /m7, /m8, /m9, /m10 "
+                    "and on 2 more."));
+    EXPECT_THAT(app::furtherPlaces(mounts, app::Layout()),
+        ElementsAre("/data is also mounted on " + places + "."));
+}
+
+TEST(FurtherPlaces, areNotThoseOfAHiddenMount)
+{
+    std::vector<app::Mount> mounts = {mountOf("/data", 50), mountOf("/other", 50)};
+    mounts[1].sameAs = "/data";
+    EXPECT_THAT(
+        app::furtherPlaces(mounts, app::Layout()), ElementsAre("/data is also mounted on /other."));
+    mounts[0].hiddenBy = "/data";
+    EXPECT_THAT(app::furtherPlaces(mounts, app::Layout()), IsEmpty());
+}
