@@ -125,6 +125,26 @@ TEST(LibraryQueries, reportTheRecordsOfTheNetworks)
     EXPECT_EQ(answer.records[0].get<std::string>("getHostname"), "machine");
 }
 
+TEST(LibraryQueries, reportAnAddressThatIsNone)
+{
+    FakeCalls const calls;
+    networkTools("echo 'eth0      Link encap:Ethernet  HWaddr 00:0c:29:aa:bb:cc'\n"
+                 "echo '          inet addr:10.0.0.999  Mask:255.255.255.0'\n");
+    EXPECT_EQ(answerTo(Subject::NETWORKS).records.at(0).get<std::vector<std::string>>("getIPAddrs"),
+        std::vector<std::string>{"<invalid>"});
+}
+
+TEST(LibraryQueries, reportAllEightBytesOfAHardwareAddressThatHasThem)
+{
+    FakeCalls const calls;
+    for (std::string const address : {"80:00:02:08:fe:80:00:01", "80:00:02:08:fe:80:01:00"}) {
+        networkTools("echo 'ib0       Link encap:UNSPEC  HWaddr " + address + "'\n");
+        LibraryAnswer const answer = answerTo(Subject::NETWORKS);
+        ASSERT_THAT(answer.records, SizeIs(1));
+        EXPECT_EQ(answer.records[0].get<std::string>("getMACAddr"), address);
+    }
+}
+
 TEST(LibraryQueries, reportTheRecordOfTheSystem)
 {
     FakeCalls calls;
@@ -161,9 +181,11 @@ TEST(LibraryQueries, reportWhyTheMemoryWasNotFound)
     EXPECT_EQ(answerTo(Subject::MEMORY).reason, "/proc/meminfo cannot be read");
     machine.file("/proc/meminfo", "MemTotal: 1 kB\n");
     EXPECT_EQ(answerTo(Subject::MEMORY).reason, "/proc/meminfo has no MemFree");
-    machine.file("/proc/meminfo", "total: used:\nMemTotal: 1 kB\nMemFree: 1 kB\n");
-    EXPECT_EQ(answerTo(Subject::MEMORY).reason,
-        "/proc/meminfo has lines of another form before MemTotal or MemFree");
+    for (char const* const before : {"total: used:\n", "MemTotal: 1 kB\ntotal: used:\n"}) {
+        machine.file("/proc/meminfo", std::string(before) + "MemTotal: 1 kB\nMemFree: 1 kB\n");
+        EXPECT_EQ(answerTo(Subject::MEMORY).reason,
+            "/proc/meminfo has lines of another form before MemTotal or MemFree");
+    }
 }
 
 TEST(LibraryQueries, nameTheToolsThatAreMissing)
@@ -171,6 +193,14 @@ TEST(LibraryQueries, nameTheToolsThatAreMissing)
     machine.tool("/sbin/route", "exit 0");
     EXPECT_EQ(answerTo(Subject::NETWORKS).reason,
         "/bin, /sbin, /usr/sbin and /usr/bin have no ifconfig and no cat");
+}
+
+TEST(LibraryQueries, nameTheToolThatWritesTooMuch)
+{
+    networkTools("exec yes eth0");
+    LibraryAnswer const answer = answerTo(Subject::NETWORKS);
+    EXPECT_EQ(answer.outcome, LibraryAnswer::RETURNED_FALSE);
+    EXPECT_THAT(answer.reason, testing::HasSubstr("/sbin/ifconfig"));
 }
 
 TEST(LibraryQueries, reportTheReasonOfAnExceptionWithTheFactsFoundBeforeIt)

@@ -211,11 +211,23 @@ TEST(UnreadableFiles, includeThoseWithoutANumber)
 TEST(UnreadableFiles, areNoFilesWithoutAValue)
 {
     machine.file("/sys/speed", "1");
-    testkit::ReadCalls reads("/sys/speed");
-    reads.failBehind(0, EINVAL);
+    for (int const error : {EINVAL, ENODATA, EOPNOTSUPP, EBUSY, ENODEV, ENXIO}) {
+        testkit::ReadCalls reads("/sys/speed");
+        reads.failBehind(0, error);
+        app::UnreadableFiles const unreadable;
+        EXPECT_EQ(app::readFile("/sys/speed"), std::nullopt);
+        EXPECT_EQ(errno, error);
+        EXPECT_TRUE(unreadable.files.empty()) << error;
+    }
+}
+
+TEST(UnreadableFiles, areNoneBelowAFile)
+{
+    machine.file("/sys/speed", "1");
     app::UnreadableFiles const unreadable;
-    EXPECT_EQ(app::readFile("/sys/speed"), std::nullopt);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(app::readFile("/sys/speed/unit"), std::nullopt);
+    EXPECT_EQ(app::namesIn("/sys/speed"), std::nullopt);
+    EXPECT_EQ(errno, ENOTDIR);
     EXPECT_TRUE(unreadable.files.empty());
 }
 

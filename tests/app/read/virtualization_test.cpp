@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using app::container;
 using app::virtualMachine;
 using app_read_test::Files;
@@ -146,6 +148,15 @@ TEST(Container, isNamedByTheEnvironmentOfTheFirstProcess)
     EXPECT_EQ(container(), "lxc");
     machine.file("/proc/1/environ", "mycontainer=x\0container="s);
     EXPECT_EQ(container(), "none");
+}
+
+TEST(Container, isUnknownWhereTheEnvironmentOfTheFirstProcessIsHidden)
+{
+    machine.file("/proc/1/environ", "A=1");
+    ASSERT_EQ(chmod("/proc/1/environ", 0), 0);
+    EXPECT_EQ(container(), std::nullopt);
+    machine.folder("/run/systemd/system");
+    EXPECT_EQ(container(), "none") << "systemd would have left its file";
 }
 
 TEST(Container, isNoneWithoutASign)
