@@ -502,6 +502,16 @@ TEST(HtmlTree, cutsNamesBetweenLetters)
     }
 }
 
+TEST(HtmlTree, leavesOutANameWithoutWholeLetters)
+{
+    Machine machine = knownMachine({Subject::DISKS});
+    machine.disks = {diskOf("dm-0")};
+    machine.disks->front().label = std::string(200, '\x80');
+    Page const page = pageOf(machine);
+
+    EXPECT_THAT(textsIn(*page.all("svg").front(), "tspan"), testing::Contains("\xE2\x80\xA6"));
+}
+
 TEST(HtmlTree, hasAFewLettersOfANameOnManyDevices)
 {
     Machine machine = knownMachine({Subject::DISKS});

@@ -238,6 +238,17 @@ TEST(FurtherPlaces, areTenOnATerminalAndAllInAPipe)
         ElementsAre("/data is also mounted on " + places + "."));
 }
 
+TEST(FurtherPlaces, areOtherOnesThanTheMountsOwn)
+{
+    std::vector<app::Mount> mounts = {
+        mountOf("/data", 50), mountOf("/data", 50), mountOf("/other", 50)};
+    mounts[1].sameAs = "/data";
+    mounts[2].sameAs = "/data";
+    EXPECT_THAT(
+        app::furtherPlaces(mounts, app::Layout()), ElementsAre("/data is also mounted on /other."))
+        << "mounted twice at one place";
+}
+
 TEST(FurtherPlaces, areNotThoseOfAHiddenMount)
 {
     std::vector<app::Mount> mounts = {mountOf("/data", 50), mountOf("/other", 50)};

@@ -164,6 +164,32 @@ TEST(RecoveryWatch, followsTheWidthOfItsTerminal)
         37U);
 }
 
+TEST(RecoveryWatch, leavesNothingOfAWiderBarBehindANarrowerOne)
+{
+    RecoveryMachine const machine;
+    machine.status(watched::restore(50, 500));
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 80);
+    program.waitFor(" 37 %");
+    machine.status(watched::EARLY);
+    program.waitFor("\rbefore the restore (operation 4000)");
+    program.waitFor("\rbefore the restore (operation 4000)"); // The first may miss its blanks.
+
+    EXPECT_THAT(screenAfter(program.output(), 80),
+        ElementsAre(MatchesRegex("before the restore \\(operation 4000\\) *")));
+}
+
+TEST(RecoveryWatch, endsWithoutALineOfARecoveryThatCouldNeverBeRead)
+{
+    RecoveryMachine const machine;
+    machine.status(watched::restore(50, 500));
+    machine.hideStatus();
+    WatchedProgram program(machine.program({"recovery", "--watch", "0.1"}), 80);
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_QUERY_FAILED);
+    EXPECT_EQ(linesOf(program.output()).size(), 2U);
+    EXPECT_THAT(program.output(), testing::StartsWith("dovrel-sysinfo: cannot read the recovery"));
+}
+
 TEST(RecoveryWatch, goesThroughARecoveryFromBeforeItsStartToItsEnd)
 {
     RecoveryMachine const machine;

@@ -199,6 +199,27 @@ TEST(Summary, hasASignForTheUnknownFactsOfADisk)
         ElementsAre("5 x disk of unknown size"));
 }
 
+TEST(Summary, hasAMultipathDiskInPlaceOfItsPaths)
+{
+    Disk disk = diskOf("mpatha");
+    disk.type = Disk::MULTIPATH;
+    disk.slaves = {"sda", "sdb"};
+    EXPECT_THAT(
+        linesBehind("Disks",
+            summaryOf(machineWithDisks({diskOf("sda"), diskOf("sdb"), disk, diskOf("sdc")}))),
+        ElementsAre("mpatha  1.0 TiB  multipath", "sdc     1.0 TiB  HDD"));
+}
+
+TEST(Summary, countsAllDisksWhereTheyHaveFourSizes)
+{
+    std::vector<Disk> disks = {solidDisk("sda", GIB)};
+    for (uint64_t i = 1; i <= 4; ++i)
+        disks.push_back(solidDisk("nvme" + std::to_string(i), i * GIB));
+
+    EXPECT_THAT(linesBehind("Disks", summaryOf(machineWithDisks(disks))),
+        ElementsAre("1 x 4.0 GiB SSD", "1 x 3.0 GiB SSD", "2 x 1.0 GiB SSD", "1 x 2.0 GiB SSD"));
+}
+
 TEST(Summary, countsTheRestOfDisksOfManySizes)
 {
     std::vector<Disk> disks;
@@ -227,6 +248,28 @@ TEST(Summary, showsTheFullestOfManyMountsInTheirOrder)
     machine.mounts->push_back(mountOf("/f", 5));
     EXPECT_EQ(linesBehind("Mounts", summaryOf(machine)).back(),
         "and 2 more, less full: dovrel-sysinfo mounts");
+}
+
+TEST(Summary, showsHiddenMountsAndImagesLast)
+{
+    Machine machine = knownMachine({Subject::MOUNTS});
+    machine.mounts = {mountOf("/hidden", 95), mountOf("/a", 50), mountOf("/b", 10),
+        mountOf("/image", 100), mountOf("/c", 20), mountOf("/other", 100)};
+    machine.mounts->at(0).hiddenBy = "/a";
+    machine.mounts->at(3).readOnly = true;
+    machine.mounts->at(5).readOnly = true;
+
+    EXPECT_THAT(linesBehind("Mounts", summaryOf(machine)),
+        ElementsAre("/hidden  100.0 GiB  used 95.0 %", "/a       100.0 GiB  used 50.0 %",
+            "/b       100.0 GiB  used 10.0 %", "/c       100.0 GiB  used 20.0 %",
+            "and 2 more, less full or read-only: dovrel-sysinfo mounts"));
+    machine.mounts->at(1).readOnly = true;
+    std::swap(machine.mounts->at(0), machine.mounts->at(3));
+    EXPECT_THAT(linesBehind("Mounts", summaryOf(machine)),
+        ElementsAre("/image  100.0 GiB  used 100.0 %", "/a      100.0 GiB  used 50.0 %",
+            "/b      100.0 GiB  used 10.0 %", "/c      100.0 GiB  used 20.0 %",
+            "and 2 more, less full or read-only: dovrel-sysinfo mounts"))
+        << "images where there is nothing else, the first ones";
 }
 
 TEST(Summary, showsAdaptersWithAddressesAndCountsTheOthersByTheirStems)
@@ -374,6 +417,15 @@ TEST(Summary, saysThatTheMakeAndTheModelAreUnknown)
     EXPECT_THAT(linesBehind("System", summaryOf(machine)),
         ElementsAre("unknown make", "unknown operating system"));
     EXPECT_THAT(linesBehind("Processors", summaryOf(machine)), ElementsAre("2 x unknown model"));
+}
+
+TEST(Summary, hasTheSwapInUse)
+{
+    Machine machine = knownMachine({Subject::MEMORY});
+    machine.memory->swapTotal = 2 * GIB;
+    machine.memory->swapFree = GIB / 2;
+    EXPECT_EQ(linesBehind("Memory", summaryOf(machine)).back(),
+        "available 4.0 GiB, swap 2.0 GiB, used 1.5 GiB");
 }
 
 TEST(Summary, saysThatSwapIsUnknownWhereTheKernelDoesNotReportIt)
