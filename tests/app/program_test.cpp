@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 using app_test::linesOf;
 using app_test::Outcome;
 using app_test::Program;
@@ -105,6 +107,19 @@ TEST(Program, aClosedOutputIsAnOutputError)
 
     EXPECT_EQ(outcome.status, app::EXIT_STATUS_OUTPUT);
     EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: Bad file descriptor"));
+}
+
+TEST(Program, givesToolsAStandardErrorWhereItHasNone)
+{
+    WholeMachine const machine;
+    auto const file = (machine.folder().path() / "result").string();
+    machine.tool("ifconfig",
+        "[ /proc/self/fd/2 -ef /dev/null ] && echo error >&2 && echo written >'" + file + "'\n");
+    Program program = machine.program({"networks", "--trace", "1"});
+    program.prepare = [] { close(STDERR_FILENO); };
+
+    EXPECT_EQ(program.run().status, app::EXIT_STATUS_OK);
+    EXPECT_EQ(testkit::contentsOf(file), "written\n");
 }
 
 namespace {

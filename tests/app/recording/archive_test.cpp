@@ -144,7 +144,7 @@ TEST(Archive, mayHaveItsMembersInAnyOrder)
 {
     PackedArchive archive(oddRecording());
     std::vector<app_test::PackedMember> members(archive.members.rbegin(), archive.members.rend());
-    for (char const* const folder : {"./", "./root/", "root", "root/proc/"})
+    for (char const* const folder : {"./", ".", "./root/", "root", "root/proc/"})
         members.insert(members.begin(), {folder, "", app::TAR_FOLDER, "", {}});
     members.push_back({"./manifest.json", archive.manifest.dump(), app::TAR_OLD_FILE, "", {}});
 

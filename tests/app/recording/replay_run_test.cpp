@@ -283,12 +283,15 @@ TEST_F(ReplayRun, refusesAnAddressOfNoAdapter)
         manifest.at("answers").push_back("address none%1B[31m 192.0.2.7/24");
     });
 
-    Outcome const outcome = Program({"replay", file, "networks"}).run();
+    for (std::vector<std::string> const& arguments :
+        {std::vector<std::string>{"replay", file, "networks"}, {"replay", "--check", file}}) {
+        Outcome const outcome = Program(arguments).run();
 
-    EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err,
-        "dovrel-sysinfo: the address 192.0.2.7: it has no adapter \"none\\033[31m\"\n");
+        EXPECT_EQ(outcome.status, app::EXIT_STATUS_ARCHIVE);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err,
+            "dovrel-sysinfo: the address 192.0.2.7: it has no adapter \"none\\033[31m\"\n");
+    }
 }
 
 TEST_F(ReplayRun, isNotBlockedByAFifoInPlaceOfTheTimeZone)
@@ -432,6 +435,24 @@ TEST_F(ReplayRun, hasTheTimeZoneOfTheRecording)
         std::string const time = json::parse(all.run().out).at("time");
         EXPECT_EQ(time.substr(time.size() - 6, std::strlen(offset)), offset) << zone;
     }
+}
+
+TEST_F(ReplayRun, hasUtcWhereTheFileOfTheTimeZoneIsTooLargeToBeRecorded)
+{
+    Folder const folder;
+    folder.file(
+        "zone", contentsOf("/usr/share/zoneinfo/Asia/Tokyo") + std::string(1024 * 1024, ' '));
+    std::string const file = folder.path() / "zone.tar.gz";
+    Program record({"record", file, "--tool-limit", "50"});
+    record.environment["TZ"] = folder.path() / "zone";
+
+    Outcome const recorded = record.run();
+
+    EXPECT_EQ(recorded.status, 0) << recorded.err;
+    EXPECT_EQ(Program({"replay", "--check", file}).run().out, EQUAL);
+    std::string const time =
+        json::parse(Program({"replay", file, "all", "--json"}).run().out).at("time");
+    EXPECT_THAT(time, EndsWith("+00:00"));
 }
 
 TEST_F(ReplayRun, refusesARuleOfATimeZoneThatIsAFile)
