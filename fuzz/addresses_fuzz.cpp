@@ -1,4 +1,4 @@
-// Addresses with and without a port or a prefix, and netmasks, agree with a parser of their own.
+// Addresses with and without a port or a prefix, and netmasks, agree with a separate parser.
 
 #include "common/basic/NetworkError.h"
 #include "common/basic/inet_address.h"

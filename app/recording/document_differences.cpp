@@ -40,7 +40,7 @@ void sortLists(Json& value)
 std::vector<std::vector<char const*>> const NAMES = {
     {"name"}, {"mount_point"}, {"number"}, {"slot"}, {"address"}, {"subject", "item", "fact"}};
 
-/** @return the names of a list's items in their order; none where an item has no name of its own.
+/** @return the names of a list's items in their order; none where an item has no name.
  */
 std::vector<std::string> namesOf(Json const& list, std::vector<char const*> const& keys)
 {

@@ -62,7 +62,7 @@ public:
     void add(RedactedKind kind, std::string_view text, std::string_view before = {},
         std::string_view behind = {});
 
-    /** Adds a text that is replaced between @p before and @p behind alone, unless another source
+    /** Adds a string that is replaced between @p before and @p behind alone, unless another source
      * names it as a value. */
     void addFreeText(RedactedKind kind, std::string_view text, std::string_view before,
         std::string_view behind = {});
