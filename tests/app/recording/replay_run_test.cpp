@@ -229,6 +229,24 @@ TEST_F(ReplayRun, reportsADifferentDocument)
     EXPECT_EQ(outcome.err, "");
 }
 
+/** Redaction changes the names by which lists are sorted. */
+TEST_F(ReplayRun, mayHaveListsInAnotherOrderWhereTheRecordingIsRedacted)
+{
+    json document = s_document;
+    std::swap(document.at("subjects").front(), document.at("subjects").back());
+    auto const checked = [&document](bool redacted) {
+        Folder const folder;
+        std::string const file = withManifest(folder, [&](json& manifest) {
+            manifest["redacted"] = redacted;
+            folder.file("unpacked/document.json", document.dump());
+        });
+        return Program({"replay", "--check", file}).run();
+    };
+
+    EXPECT_EQ(checked(true).out, EQUAL);
+    EXPECT_EQ(checked(false).status, app::EXIT_STATUS_DIFFERENT);
+}
+
 TEST_F(ReplayRun, hasTheTimesOfTheRecordedZone)
 {
     Program program = replayer({"all", "--json"});
