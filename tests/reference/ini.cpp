@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cwctype>
+#include <locale>
 #include <set>
 #include <sstream>
 #include <vector>
@@ -66,6 +67,23 @@ std::wstring wide(dovrel::string const& text)
     return {text.c_str(), text.length()};
 }
 
+/** @return whether the functions for each type return @p expected. A number is what a stream
+ * reads. */
+bool hasTypes(dovrel::IniFile const& file, dovrel::string const& section, dovrel::string const& key,
+    std::wstring const& expected)
+{
+    constexpr long FALLBACK = -77;
+    std::wistringstream in(expected);
+    in.imbue(std::locale::classic());
+    long number = 0;
+    if (!(in >> number))
+        number = FALLBACK;
+    bool const truth = lower(expected) == L"true" || expected == L"1";
+    return wide(file.ReadString(section, key, L"former")) == expected
+        && file.ReadInt(section, key, FALLBACK) == number
+        && file.ReadBool(section, key, !truth) == truth;
+}
+
 }
 
 bool Ini::Before::operator()(Place const& a, Place const& b) const
@@ -118,6 +136,9 @@ std::string Ini::differenceFrom(dovrel::IniFile const& file) const
             if (wide(found) != value)
                 return '[' + printable(section) + "] " + printable(key) + " is "
                     + printable(wide(found)) + ", expected " + printable(value);
+            if (!hasTypes(file, section.c_str(), key.c_str(), value))
+                return '[' + printable(section) + "] " + printable(key)
+                    + " is another string, number or truth value than " + printable(value);
         }
     }
     std::set<std::wstring> namesOfFile;
