@@ -25,16 +25,12 @@ function(dovrel_precompiled_headers first)
     endforeach()
 endfunction()
 
-option(DOVREL_BATCHES "Compile several sources at once; OFF for tools that read each source by itself" ON)
-
 # Compiles several sources at once: most of the time goes into what they all include. The anonymous namespaces of a batch
 # are one, so their names must differ.
 function(dovrel_compiled_in_batches target size)
-    if(DOVREL_BATCHES)
-        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${size})
-        # GCC gives these where one source includes another, as a batch does.
-        target_compile_options(${target} PRIVATE -Wno-subobject-linkage -Wno-shadow)
-    endif()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${size})
+    # GCC gives these where one source includes another, as a batch does.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage -Wno-shadow)
 endfunction()
 
 # One folder of the library's sources. All folders are linked into one file; tools/gates/layers checks their includes.
