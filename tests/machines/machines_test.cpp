@@ -13,6 +13,7 @@
 #include "tests/support/SystemFailure.h"
 #include "tests/support/capabilities.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -348,6 +349,26 @@ TEST_P(Pages, areWellFormedAndHaveTheFactsOfJson)
 
 INSTANTIATE_TEST_SUITE_P(All, Pages,
     testing::Combine(testing::ValuesIn(MACHINES), testing::Values("html")),
+    [](auto const& test) { return std::string(std::get<0>(test.param)); });
+
+/** The library gives dmidecode 0.2 s to write and 0.1 s to end. */
+class SlowTools : public Machines { };
+
+TEST_P(SlowTools, areWaitedFor)
+{
+    m_file->build();
+    RunningMachine const running;
+    ProgramRun quick(patient({"memory"}), std::nullopt);
+    ASSERT_TRUE(ProgramRun::finish({&quick}, HANG_GUARD));
+    machine.tool("/usr/sbin/dmidecode", "sleep 0.7; exec cat /testkit/output/dmidecode");
+    ProgramRun slow(patient({"memory"}), std::nullopt);
+    ASSERT_TRUE(ProgramRun::finish({&slow}, HANG_GUARD));
+
+    EXPECT_THAT(quick.output(), testing::HasSubstr("the sum of the installed modules"));
+    EXPECT_EQ(slow.output(), quick.output());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SlowTools, testing::Values(std::tuple("laptop", "pipe")),
     [](auto const& test) { return std::string(std::get<0>(test.param)); });
 
 INSTANTIATE_TEST_SUITE_P(All, Machines,
