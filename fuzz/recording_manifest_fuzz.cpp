@@ -1,8 +1,10 @@
-// A manifest is refused with a message, or its recording is the same after it was written and read.
+// A manifest or its recording is refused with a message, or the recording is the same after it was
+// written and read.
 
 #include "app/recording/archive/ArchiveError.h"
 #include "app/recording/archive/manifest.h"
 #include "app/recording/archive/member_names.h"
+#include "app/recording/archive/recording_check.h"
 #include "fuzz/expect.h"
 
 #include <cstdint>
@@ -44,6 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
     app::Recording recording;
     try {
         recording = app::recordingOf(input, take);
+        recording.document = "{}";
+        app::checkRecording(recording);
     } catch (app::ArchiveError const& error) {
         fuzz::expect(std::string(error.what()).find(": ") != std::string::npos);
         return 0;
