@@ -351,7 +351,7 @@ INSTANTIATE_TEST_SUITE_P(All, Pages,
     testing::Combine(testing::ValuesIn(MACHINES), testing::Values("html")),
     [](auto const& test) { return std::string(std::get<0>(test.param)); });
 
-/** The library gives dmidecode 0.2 s to write and 0.1 s to end. */
+/** The library gives dmidecode 0.2 s to write. */
 class SlowTools : public Machines { };
 
 TEST_P(SlowTools, areWaitedFor)

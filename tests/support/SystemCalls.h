@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -7,6 +8,9 @@
 #include <vector>
 
 namespace testkit {
+
+/** @return whether this process has children of which none has ended. */
+bool isChildRunning();
 
 /**
  * Replaces the C library's functions for sleeps and time.
@@ -31,6 +35,11 @@ public:
     /** Passes all sleeps to the C library until the test ends. */
     void sleepForReal();
 
+    /** Makes the library's waits for a tool last twenty times as long, but not beyond its end
+     * or its output, until the test ends: for tests of tools that a busy machine may keep. */
+    void waitForTools();
+    bool waitsForTools() const { return m_waitsForTools; }
+
     /** @return the microseconds of each sleep that ended at once since the test began, in order. */
     std::vector<int64_t> sleeps() const;
 
@@ -54,6 +63,7 @@ private:
     std::function<void(int64_t)> m_onSleep;
     std::vector<int64_t> m_sleeps;
     bool m_sleepsAreReal = false;
+    std::atomic<bool> m_waitsForTools = false;
     std::function<time_t()> m_onTime;
 };
 

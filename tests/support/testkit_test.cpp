@@ -259,6 +259,26 @@ TEST(SystemCalls, sleepForRealPassesAbsoluteSleepsToTheCLibrary)
     EXPECT_TRUE(calls.sleeps().empty());
 }
 
+TEST(SystemCalls, endsRelativeSleepsWithAChildWhereATestWaitsForTools)
+{
+    // The child takes longer than one sleep, and a fraction of twenty.
+    for (bool const waits : {false, true}) {
+        if (waits)
+            calls.waitForTools();
+        pid_t const child = ::fork();
+        ASSERT_GE(child, 0);
+        timespec const second{1, 0};
+        if (child == 0) {
+            ::nanosleep(&second, nullptr);
+            ::_exit(0);
+        }
+        timespec const length{0, 200'000'000};
+        EXPECT_EQ(::clock_nanosleep(CLOCK_MONOTONIC, 0, &length, nullptr), 0);
+        EXPECT_EQ(testkit::isChildRunning(), !waits);
+        ::waitpid(child, nullptr, 0);
+    }
+}
+
 TEST(SystemCalls, returnsTheRealTimeUnlessATestSetsOne)
 {
     timespec real{};

@@ -1,3 +1,4 @@
+#include "tests/support/SystemCalls.h"
 #include "tests/sysinfo/FaultStandIns.h"
 
 #include <fcntl.h>
@@ -22,13 +23,6 @@ namespace {
 
 /** Longer than a child takes on a busy machine. */
 constexpr int PATIENCE_MS = 20'000;
-
-/** @return whether the program has no child that still runs. */
-bool childHasEnded()
-{
-    siginfo_t child{};
-    return ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) != 0 || child.si_pid != 0;
-}
 
 void waitOneMillisecond()
 {
@@ -128,7 +122,7 @@ int poll(pollfd* fds, nfds_t count, int timeout)
     if (faultCalls.fails("poll"))
         return -1;
     for (int left = PATIENCE_MS; fds && left > 0; --left) {
-        bool const ended = childHasEnded();
+        bool const ended = !testkit::isChildRunning();
         if (int const ready = found(fds, count, 0); ready != 0 || ended)
             return ready;
         waitOneMillisecond();
@@ -143,7 +137,7 @@ int clock_nanosleep(clockid_t /*clock*/, int flags, timespec const* /*length*/, 
     if ((flags & TIMER_ABSTIME) != 0)
         ::rename("/proc/stat.then", "/proc/stat");
     else
-        for (int left = PATIENCE_MS; left > 0 && !childHasEnded(); --left)
+        for (int left = PATIENCE_MS; left > 0 && testkit::isChildRunning(); --left)
             waitOneMillisecond();
     return 0;
 }

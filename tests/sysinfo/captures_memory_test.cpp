@@ -5,6 +5,7 @@
 #include "tests/reference/proc_meminfo.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/sysinfo/CountingListener.h"
 #include "tests/sysinfo/captures.h"
 #include "tests/sysinfo/memory_trace.h"
@@ -88,6 +89,7 @@ TEST_F(Captures, ofDmidecodeMatchTheReferenceParser)
 
 TEST_F(Captures, ofDmidecodeLoseOnlyLinesThatStraddleTwoReads)
 {
+    testkit::calls.waitForTools();
     size_t straddling = 0;
     for (CaptureSource const& source : sourcesOf("dmidecode", ".txt")) {
         SCOPED_TRACE(source.path);

@@ -5,6 +5,7 @@
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/CapturedTrace.h"
 #include "tests/support/Machine.h"
+#include "tests/support/SystemCalls.h"
 
 #include <gtest/gtest.h>
 
@@ -49,6 +50,7 @@ struct Result {
 
 void expectResult(bool known, uint64_t total, uint64_t free)
 {
+    testkit::calls.waitForTools();
     Result const result;
     EXPECT_FALSE(result.thrown);
     EXPECT_EQ(result.known, known);

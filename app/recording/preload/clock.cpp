@@ -1,16 +1,13 @@
-// The time of a recording, and the sleeps between two samples of the kernel's counters and beside
-// tools.
+// The time of a recording, and the sleep between two samples of the kernel's counters.
 
 #include "app/recording/preload/clock.h"
 #include "app/recording/preload/answers.h"
 #include "app/recording/preload/stage.h"
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <ctime>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace preload {
@@ -35,17 +32,6 @@ bool isBetweenSamples(timespec const& length)
 bool endsAtOnce(timespec const& length)
 {
     return isBetweenSamples(length) && answersCalls();
-}
-
-/** @return whether this process has children of which none has ended. */
-bool isToolRunning()
-{
-    int const former = errno;
-    siginfo_t child{};
-    bool const isRunning =
-        waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0 && child.si_pid == 0;
-    errno = former;
-    return isRunning;
 }
 
 }
@@ -108,17 +94,7 @@ ANSWERED int clock_nanosleep(clockid_t clock, int flags, timespec const* end, ti
         if (length.tv_nsec < 0)
             length = {length.tv_sec - 1, length.tv_nsec + SECOND_NS};
     }
-    if (length.tv_sec >= 0 && preload::endsAtOnce(length))
-        return 0;
-    int result = next(clock, flags, end, left);
-    // The library gives a tool a few sleeps to write and to end. Here they are longer while it
-    // runs: that this machine is busy must not change the answers of another.
-    constexpr int MOST_SLEEPS = 20;
-    bool const mayBeLonger = answersCalls() && (flags & TIMER_ABSTIME) == 0;
-    for (int slept = 1;
-         mayBeLonger && slept < MOST_SLEEPS && result == 0 && preload::isToolRunning(); ++slept)
-        result = next(clock, flags, end, left);
-    return result;
+    return length.tv_sec >= 0 && preload::endsAtOnce(length) ? 0 : next(clock, flags, end, left);
 }
 
 ANSWERED int usleep(useconds_t length)

@@ -378,9 +378,23 @@ ANSWERED ssize_t read(int file, void* out, size_t size)
         errno = error;
         return -1;
     }
-    ssize_t const count = next(file, out, size);
+    ssize_t count = next(file, out, size);
+    int const error = errno;
+    bool const mayFollow = count > 0 || (count < 0 && error == EAGAIN);
     int number = 0;
-    if (count <= 0 || !answersCalls() || ioctl(file, TIOCGPTN, &number) != 0)
+    if (!mayFollow || !answersCalls() || ioctl(file, TIOCGPTN, &number) != 0) {
+        errno = error;
         return count;
+    }
+    if (count < 0) {
+        // The library gives a tool 0.2 s to write, in ten rounds. That this machine is busy must
+        // not change the answers of another.
+        constexpr int PAUSE_MS = 200;
+        pollfd wait = {file, POLLIN, 0};
+        (void)poll(&wait, 1, PAUSE_MS);
+        count = next(file, out, size);
+        if (count <= 0)
+            return count;
+    }
     return fillFromTerminal(file, static_cast<char*>(out), size, static_cast<size_t>(count));
 }
