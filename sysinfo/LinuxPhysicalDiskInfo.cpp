@@ -31,11 +31,9 @@ std::optional<int> queryDevice(char const* path, unsigned long request)
 {
     int const fd = dovrel::retryInterrupted(
         [path] { return ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); });
-    if (fd == -1)
-        return std::nullopt;
     auto const owner = dovrel::autohandle(fd, ::close);
     int value = 0;
-    if (::ioctl(fd, request, &value) != 0)
+    if (fd == -1 || ::ioctl(fd, request, &value) != 0)
         return std::nullopt;
     return value;
 }

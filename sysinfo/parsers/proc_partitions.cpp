@@ -6,8 +6,7 @@ namespace sysinfo {
 
 namespace {
 
-/** Extracts a word as `>>` does and drops it, which takes half of the time.
- * @return false if none is left. */
+/** Extracts a word as `>>` does, without a copy. @return false if none is left. */
 bool skipWord(std::istream& text)
 {
     std::istream::sentry const blanksAreSkipped(text);

@@ -288,22 +288,25 @@ int readError(int file)
 
 /**
  * Fills the buffer where it reads from a tool's pseudo-terminal: the library ignores a line of the
- * modules that lies in two pieces, and the pieces would depend on who is faster.
+ * modules that lies in two pieces, and the pieces would depend on who is faster. Waits for the
+ * first byte, too: the library does so for ten rounds of 20 ms, too short on a busy machine.
+ * @return the bytes; -1 if there are none, with the reason in `errno`
  */
 ssize_t fillFromTerminal(int file, char* text, size_t size, size_t filled)
 {
     static auto* const next = real<ssize_t(int, void*, size_t)>("read");
     while (filled < size) {
+        constexpr int FIRST_PAUSE_MS = 200;
         constexpr int PAUSE_MS = 1000; // The tool waits for something: what has come is all.
         pollfd wait = {file, POLLIN, 0};
-        if (poll(&wait, 1, PAUSE_MS) <= 0)
+        if (poll(&wait, 1, filled == 0 ? FIRST_PAUSE_MS : PAUSE_MS) <= 0)
             break;
         ssize_t const count = next(file, text + filled, size - filled);
         if (count <= 0)
             break;
         filled += static_cast<size_t>(count);
     }
-    return static_cast<ssize_t>(filled);
+    return filled > 0 ? static_cast<ssize_t>(filled) : next(file, text, size);
 }
 
 }
@@ -378,23 +381,13 @@ ANSWERED ssize_t read(int file, void* out, size_t size)
         errno = error;
         return -1;
     }
-    ssize_t count = next(file, out, size);
+    ssize_t const count = next(file, out, size);
     int const error = errno;
     bool const mayFollow = count > 0 || (count < 0 && error == EAGAIN);
     int number = 0;
-    if (!mayFollow || !answersCalls() || ioctl(file, TIOCGPTN, &number) != 0) {
-        errno = error;
-        return count;
-    }
-    if (count < 0) {
-        // The library gives a tool 0.2 s to write, in ten rounds. That this machine is busy must
-        // not change the answers of another.
-        constexpr int PAUSE_MS = 200;
-        pollfd wait = {file, POLLIN, 0};
-        (void)poll(&wait, 1, PAUSE_MS);
-        count = next(file, out, size);
-        if (count <= 0)
-            return count;
-    }
-    return fillFromTerminal(file, static_cast<char*>(out), size, static_cast<size_t>(count));
+    if (mayFollow && answersCalls() && ioctl(file, TIOCGPTN, &number) == 0)
+        return fillFromTerminal(
+            file, static_cast<char*>(out), size, count > 0 ? static_cast<size_t>(count) : 0);
+    errno = error;
+    return count;
 }
