@@ -3,6 +3,7 @@
 #include "tests/support/Channel.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
+#include "tests/support/SystemCalls.h"
 
 #include <poll.h>
 #include <sys/resource.h>
@@ -38,6 +39,8 @@ long largestKiB()
 std::string observe(HostileCase const& hostile)
 {
     HostileRun found;
+    if (!hostile.leavesTool)
+        calls.waitForTools();
     makeGoodMachine();
     std::shared_ptr<void> hostility = hostile.make();
     std::vector<int> const descriptors = openDescriptors();
