@@ -47,7 +47,7 @@ OrderedJson fileOf(RecordedFile const& file, std::string const& folder, size_t i
     OrderedJson json = {{"path", escaped(file.path)}, {"kind", KIND_WORDS.at(file.kind)},
         {"mode", octalOf(file.mode)}, {"size", file.size}, {"opened", file.opened}};
     if (auto const member = memberOf(file, folder, index)) {
-        json["member"] = *member;
+        json["member"] = escaped(*member);
         json["stored_size"] = file.content.size();
     }
     if (file.kind == RecordedFile::LINK)

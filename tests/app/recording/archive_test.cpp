@@ -64,6 +64,17 @@ TEST(Archive, keepsEachFieldOfARecording)
     expectSame(Recording(), readBack(archiveOf(Recording())));
 }
 
+TEST(Archive, keepsPathsWithPercentSigns)
+{
+    Recording recording;
+    recording.files = {regularFile("/sys/%41", "one"), regularFile("/sys/100%", "two"),
+        regularFile("/sys/A", "three")};
+    std::string const archive = archiveOf(recording);
+
+    EXPECT_THAT(namesOf(PackedArchive(recording)), Contains("root/sys/100%"));
+    expectSame(recording, readBack(archive));
+}
+
 TEST(Archive, isTheSameForTheSameRecording)
 {
     std::string const archive = archiveOf(oddRecording());
