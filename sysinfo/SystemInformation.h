@@ -36,10 +36,11 @@
  * holder releases the lease or the kernel breaks it. The kernel does so after the number of seconds
  * in /proc/sys/fs/lease-break-time, 45 by default. A file counts as unreadable after 60 seconds.
  *
- * **Sizes.** A file above 64 MiB counts as unreadable. The output of a tool has a bound, too: 16
- * MiB for `dmidecode`, 1 GiB for `route`, 64 MiB for the others. The operations state what follows.
- * No real source is as large. So a source that never ends neither takes the host's memory nor holds
- * the query.
+ * **Sizes.** At most 64 MiB of a file are read. A query that needs all of a larger file counts it
+ * as unreadable. The output of a tool has a bound, too: 16 MiB for `dmidecode`, 1 GiB of the lines
+ * of `route` that have the adapter's name, 64 MiB for the others and for one line. The operations
+ * state what follows. No real source is as large. So a file that never ends neither takes the
+ * host's memory nor holds the query, and output that never ends does not take the host's memory.
  *
  * **Time.** Each operation states the longest time that it can hold its caller, apart from leases,
  * and the reason. A host with less patience makes its queries in a child process, docs/README.md.
@@ -54,7 +55,9 @@
  * variables and LANGUAGE from its environment before the first query.
  *
  * `pvdisplay` and the network tools have no time-out: a tool that neither writes nor ends blocks
- * its caller for ever.
+ * its caller for ever. So does one that writes beyond its bound and does not end when it cannot
+ * write any more (SIGPIPE, or `EPIPE` where the host ignores that signal), and `route` while it
+ * writes no line with the adapter's name.
  *
  * The order of the virtual operations is part of the binary interface, docs/abi.md.
  *
@@ -207,8 +210,8 @@ public:
      *
      * @return false, with @p adapters unchanged, if `ifconfig`, `route` or `cat` is in none of
      * /bin, /sbin, /usr/sbin and /usr/bin, or if `ifconfig` prints more than 64 MiB. False, with
-     * all adapters but the last, if `cat` prints more than 64 MiB or `route` more than 1 GiB. True
-     * even if a tool prints nothing.
+     * all adapters but the last, if `cat` prints more than 64 MiB or `route` more than 1 GiB of the
+     * adapter's lines. True even if a tool prints nothing.
      * @throws std::out_of_range if a line of `route -n` or of /etc/resolv.conf ends before the
      * column that is read. Its message and the trace contain the tool, the line and the column. The
      * list then contains the adapters except the last.
@@ -233,7 +236,8 @@ public:
     virtual bool getSystemInfo(std::string& vendor, std::string& product, std::string& version,
         HypervisorType& hypervisor) const = 0;
 
-    /** @return a new service object for the running platform. @throws std::bad_alloc */
+    /** @return a new service object for the running platform, at once: it reads nothing.
+     * @throws std::bad_alloc */
     static dovrel::value_ptr<SystemInformation> create();
 
     /**
@@ -314,18 +318,19 @@ public:
 class DOVREL_EXPORT SystemInformation::CPUInfo : public Info, public dovrel::Cloneable<CPUInfo> {
 public:
     /** @return the highest clock speed in MHz that the firmware allows; 0 if it sets no limit or
-     * the kernel does not report it, as on most machines. */
+     * the kernel does not report it, as on most machines. Takes one read of a kernel's file. */
     virtual unsigned int getMaxSpeedInMHZ() const = 0;
 
-    /** @return the current clock speed in MHz; 0 if the kernel does not report it. */
+    /** @return the current clock speed in MHz; 0 if the kernel does not report it. Takes one read
+     * of a kernel's file, in which some drivers measure for some milliseconds. */
     virtual unsigned int getCurrentSpeedInMHZ() const = 0;
 
     /**
      * The load in percent.
      *
      * Samples the counters of /proc/stat (proc(5)) every second until the busy counter has moved.
-     * Takes one second on a busy processor and up to 101 seconds on an idle one. Signals do not
-     * shorten it.
+     * Takes one second on a busy processor and up to 101 seconds on an idle one, and the time of
+     * up to 102 reads of that file. Signals do not shorten it.
      *
      * @return 0 if /proc/stat cannot be read or the processor stayed idle; not-a-number if no
      * counter moved; a value outside 0 to 100 if a counter went back or the processor went offline

@@ -12,10 +12,11 @@ namespace sysinfo {
 
 /**
  * The output of a tool, as `pistream` reads it, with bounds that no real tool reaches. A tool that
- * writes without end must neither take the host's memory nor hold the query.
+ * writes without end must not take the host's memory.
  *
  * Reading beyond a bound throws `TooLarge`. The destructor closes the pipe and waits until the tool
- * ends, without a limit: a tool that writes ends by SIGPIPE, one that is silent holds the caller.
+ * ends, without a limit. A tool that writes gets SIGPIPE, or `EPIPE` where the host ignores that
+ * signal, as children inherit this. One that is silent, or goes on all the same, holds the caller.
  */
 class ToolOutput : public std::istream {
 public:

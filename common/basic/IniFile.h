@@ -26,8 +26,9 @@ namespace dovrel {
  *
  * Errors: if the file cannot be read, there are no entries; see `savedError` and `errorText`.
  * Look-ups never fail. Time: if another process has a lease on the file, fcntl(2), the constructor
- * waits up to 60 seconds. Threads: after construction, any number of threads may look up at once.
- * The constructing thread must not be cancelled, pthread_cancel(3), in the constructor.
+ * waits up to 60 seconds, and without a limit while the file's disk hangs. Threads: after
+ * construction, any number of threads may look up at once. The constructing thread must not be
+ * cancelled, pthread_cancel(3), in the constructor.
  */
 class DOVREL_EXPORT IniFile {
 public:

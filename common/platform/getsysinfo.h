@@ -17,6 +17,9 @@
  * two UTF-8 characters. The code is derived from the firmware's strings and from the processor's
  * hypervisor leaves, CPUID 0x40000000 and up.
  *
+ * At most 4,096 bytes of each string are read, as much as the kernel writes. Takes some reads of
+ * the kernel's files, without a wait. Any number of threads may call it at once.
+ *
  * The symbol is weak, so that a host can define its own function.
  *
  * @return 0 on success; another value, with empty strings and code 0, if neither source can be
