@@ -63,41 +63,41 @@ template <class Element> std::string shown(std::vector<Element> const& elements)
     return all;
 }
 
-template <class Value> void add(Answer& answer, char const* key, Value const& value)
+template <class Value> void add(Result& result, char const* key, Value const& value)
 {
     Undisturbed const undisturbed;
-    answer.records.back()[key] = shown(value);
+    result.records.back()[key] = shown(value);
 }
 
-void beginRecord(Answer& answer)
+void beginRecord(Result& result)
 {
     Undisturbed const undisturbed;
-    answer.records.emplace_back();
+    result.records.emplace_back();
 }
 
-Answer create()
+Result create()
 {
-    Answer answer;
+    Result result;
     auto const machine = SystemInformation::create();
-    answer.known = static_cast<bool>(machine);
-    beginRecord(answer);
-    add(answer, "lastError", machine->getLastError());
-    return answer;
+    result.known = static_cast<bool>(machine);
+    beginRecord(result);
+    add(result, "lastError", machine->getLastError());
+    return result;
 }
 
-Answer memory()
+Result memory()
 {
-    Answer answer;
+    Result result;
     uint64_t total = 0;
     uint64_t free = 0;
-    answer.known = LinuxSystemInformation().getMemoryInfo(total, free);
-    beginRecord(answer);
-    add(answer, "total", total);
-    add(answer, "free", free);
-    return answer;
+    result.known = LinuxSystemInformation().getMemoryInfo(total, free);
+    beginRecord(result);
+    add(result, "total", total);
+    add(result, "free", free);
+    return result;
 }
 
-Answer processors()
+Result processors()
 {
     {
         Undisturbed const undisturbed;
@@ -108,119 +108,119 @@ Answer processors()
             "cpu  95 0 0 350 0 0 0\ncpu0 75 0 0 175 0 0 0\ncpu1 20 0 0 175 0 0 0\n"
             "intr 12345678 12345 1234 12 1 0 0 0 0 0 0 0\n");
     }
-    Answer answer;
+    Result result;
     std::vector<dovrel::value_ptr<SystemInformation::CPUInfo>> processors;
-    answer.known = LinuxSystemInformation().getCPUsInternal(processors);
+    result.known = LinuxSystemInformation().getCPUsInternal(processors);
     for (auto const& processor : processors) {
-        beginRecord(answer);
-        add(answer, "maximum", processor->getMaxSpeedInMHZ());
-        add(answer, "current", processor->getCurrentSpeedInMHZ());
+        beginRecord(result);
+        add(result, "maximum", processor->getMaxSpeedInMHZ());
+        add(result, "current", processor->getCurrentSpeedInMHZ());
     }
     if (processors.empty())
-        return answer;
+        return result;
     // Of one processor, as the machine has one pair of samples.
     float const usage = processors.front()->getCurrentUsage();
     Undisturbed const undisturbed;
-    answer.records.front()["usage"] = shown(usage);
-    return answer;
+    result.records.front()["usage"] = shown(usage);
+    return result;
 }
 
-Answer physicalDisks()
+Result physicalDisks()
 {
-    Answer answer;
+    Result result;
     std::vector<dovrel::value_ptr<SystemInformation::PhysicalDiskInfo>> disks;
-    answer.known = LinuxSystemInformation().getPhysicalDisksInternal(disks);
+    result.known = LinuxSystemInformation().getPhysicalDisksInternal(disks);
     for (auto const& disk : disks) {
-        beginRecord(answer);
-        add(answer, "name", disk->getDiskID());
-        add(answer, "partitions", disk->getDiskNumberOfPartitions());
-        add(answer, "size", disk->getDiskTotalSizeInBytes());
-        add(answer, "caption", disk->getDiskCaption());
-        add(answer, "text", disk->toString());
+        beginRecord(result);
+        add(result, "name", disk->getDiskID());
+        add(result, "partitions", disk->getDiskNumberOfPartitions());
+        add(result, "size", disk->getDiskTotalSizeInBytes());
+        add(result, "caption", disk->getDiskCaption());
+        add(result, "text", disk->toString());
     }
-    return answer;
+    return result;
 }
 
-Answer mountedDisks()
+Result mountedDisks()
 {
-    Answer answer;
+    Result result;
     std::vector<dovrel::value_ptr<SystemInformation::DiskInfo>> disks;
-    answer.known = LinuxSystemInformation().getDisksInternal(disks);
+    result.known = LinuxSystemInformation().getDisksInternal(disks);
     for (auto const& disk : disks) {
-        beginRecord(answer);
-        add(answer, "name", disk->getDiskName());
-        add(answer, "size", disk->getDiskSizeInBytes());
-        add(answer, "free", disk->getDiskFreeInBytes());
-        add(answer, "parents", disk->getParentDisks());
+        beginRecord(result);
+        add(result, "name", disk->getDiskName());
+        add(result, "size", disk->getDiskSizeInBytes());
+        add(result, "free", disk->getDiskFreeInBytes());
+        add(result, "parents", disk->getParentDisks());
     }
-    return answer;
+    return result;
 }
 
-Answer rootDevices()
+Result rootDevices()
 {
-    Answer answer;
+    Result result;
     std::set<std::string> const disks = sysinfo::getRootDevices("/dev/dm-0");
-    answer.known = true;
+    result.known = true;
     for (std::string const& disk : disks) {
-        beginRecord(answer);
-        add(answer, "name", disk);
+        beginRecord(result);
+        add(result, "name", disk);
     }
-    return answer;
+    return result;
 }
 
-Answer networks()
+Result networks()
 {
-    Answer answer;
+    Result result;
     std::vector<dovrel::value_ptr<SystemInformation::NetworkInfo>> adapters;
-    answer.known = LinuxSystemInformation().getNetworksInternal(adapters);
+    result.known = LinuxSystemInformation().getNetworksInternal(adapters);
     for (auto const& adapter : adapters) {
-        beginRecord(answer);
-        add(answer, "name", adapter->getName());
-        add(answer, "host", adapter->getHostname());
-        add(answer, "mac", adapter->getMACAddr());
-        add(answer, "addresses", adapter->getIPAddrs());
-        add(answer, "masks", adapter->getNetmasks());
-        add(answer, "servers", adapter->getDNSAddrs());
-        add(answer, "text", adapter->toString());
+        beginRecord(result);
+        add(result, "name", adapter->getName());
+        add(result, "host", adapter->getHostname());
+        add(result, "mac", adapter->getMACAddr());
+        add(result, "addresses", adapter->getIPAddrs());
+        add(result, "masks", adapter->getNetmasks());
+        add(result, "servers", adapter->getDNSAddrs());
+        add(result, "text", adapter->toString());
     }
-    return answer;
+    return result;
 }
 
-Answer summary()
+Result summary()
 {
-    Answer answer;
+    Result result;
     std::string vendor;
     std::string product;
     std::string version;
     SystemInformation::HypervisorType hypervisor{};
-    answer.known = LinuxSystemInformation().getSystemInfo(vendor, product, version, hypervisor);
-    beginRecord(answer);
-    add(answer, "vendor", vendor);
-    add(answer, "product", product);
-    add(answer, "version", version);
-    add(answer, "hypervisor", static_cast<int>(hypervisor));
-    return answer;
+    result.known = LinuxSystemInformation().getSystemInfo(vendor, product, version, hypervisor);
+    beginRecord(result);
+    add(result, "vendor", vendor);
+    add(result, "product", product);
+    add(result, "version", version);
+    add(result, "hypervisor", static_cast<int>(hypervisor));
+    return result;
 }
 
-Answer recovery()
+Result recovery()
 {
-    Answer answer;
+    Result result;
     bool unavailable = false;
     auto const state = LinuxSystemInformation().getCloneInfo(unavailable);
-    answer.known = static_cast<bool>(state);
+    result.known = static_cast<bool>(state);
     if (!state)
-        return answer;
-    beginRecord(answer);
-    add(answer, "operation", state->getOperationID());
-    add(answer, "progress", state->getOperationProgress());
-    add(answer, "totalFiles", state->getTotalFiles());
-    add(answer, "filesDone", state->getFilesDone());
-    add(answer, "totalMB", state->getTotalMBytes());
-    add(answer, "MBdone", state->getMBytesDone());
-    add(answer, "start", state->getRestoreStartTime());
-    add(answer, "end", state->getRestoreEndTime());
-    add(answer, "throughput", state->getThroughput());
-    return answer;
+        return result;
+    beginRecord(result);
+    add(result, "operation", state->getOperationID());
+    add(result, "progress", state->getOperationProgress());
+    add(result, "totalFiles", state->getTotalFiles());
+    add(result, "filesDone", state->getFilesDone());
+    add(result, "totalMB", state->getTotalMBytes());
+    add(result, "MBdone", state->getMBytesDone());
+    add(result, "start", state->getRestoreStartTime());
+    add(result, "end", state->getRestoreEndTime());
+    add(result, "throughput", state->getThroughput());
+    return result;
 }
 
 void fillDisks()

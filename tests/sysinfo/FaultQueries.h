@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/sysinfo/FaultAnswer.h"
+#include "tests/sysinfo/FaultResult.h"
 
 #include <ostream>
 #include <vector>
@@ -10,7 +10,7 @@ namespace testkit {
 /** A query with all getters of its records. */
 struct Query {
     char const* name;
-    Answer (*run)();
+    Result (*run)();
 };
 
 /** For the names of tests. */

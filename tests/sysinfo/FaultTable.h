@@ -24,7 +24,7 @@ extern std::vector<FaultyCall> const FAULTY_CALLS;
 
 /**
  * @return the results that a fault of the call may have in that query: "right", "false", the name
- * of an exception, or what the answer lacks: the name of a field, "fewer" records, or "more", which
+ * of an exception, or what the result lacks: the name of a field, "fewer" records, or "more", which
  * the library can then not leave out. Empty if the query does not make the call.
  */
 std::set<std::string> statedResults(std::string const& query, std::string const& call);

@@ -28,12 +28,12 @@
 #include <string>
 #include <vector>
 
-using testkit::Answer;
 using testkit::Fault;
 using testkit::FaultCalls;
 using testkit::faultCalls;
 using testkit::FaultyCall;
 using testkit::Query;
+using testkit::Result;
 
 namespace {
 
@@ -51,18 +51,18 @@ std::set<std::string> wordsOf(std::string const& result)
     return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
 }
 
-/** The results of a query, but what an answer lacks. */
+/** The words of results that lack nothing. */
 constexpr char const* NOT_LACKING[] = {
     "right", "false", "bad_alloc", "ProcessException", "filesystem_error"};
 
-/** @return a word for the result of the query, or words for all that its answer lacks. */
-std::string resultOf(Fault const& fault, Query const& query, Answer const& right)
+/** @return a word for the result of the query, or words for all that it lacks. */
+std::string wordsFor(Fault const& fault, Query const& query, Result const& right)
 {
-    Answer answer;
+    Result result;
     faultCalls.begin(fault);
     char const* exception = nullptr;
     try {
-        answer = query.run();
+        result = query.run();
     } catch (std::bad_alloc const&) {
         exception = "bad_alloc";
     } catch (dovrel::ProcessException const&) {
@@ -73,9 +73,9 @@ std::string resultOf(Fault const& fault, Query const& query, Answer const& right
     faultCalls.end();
     if (exception)
         return exception;
-    if (answer == right)
+    if (result == right)
         return "right";
-    return answer.known ? joined(testkit::lackingIn(answer, right)) : "false";
+    return result.known ? joined(testkit::lackingIn(result, right)) : "false";
 }
 
 /** A descriptor that stays open changes it. */
@@ -154,7 +154,7 @@ protected:
         std::fflush(stdout);
     }
 
-    Answer m_right;
+    Result m_right;
     std::map<std::string, unsigned> m_counts;
     std::set<std::string> m_met;
 
@@ -166,7 +166,7 @@ private:
         std::string result;
         result.reserve(200); // Its block is not the query's.
         long const before = FaultCalls::liveBlocks();
-        result = resultOf(fault, GetParam(), m_right);
+        result = wordsFor(fault, GetParam(), m_right);
         // Fewer: the C library drops the time zone that it keeps, if it cannot copy it.
         EXPECT_LE(FaultCalls::liveBlocks(), before) << "A block is leaked.";
         EXPECT_EQ(lowestFreeDescriptor(), descriptor);
@@ -201,7 +201,7 @@ TEST_P(Faults, ofEachCallHaveTheStatedResults)
     print("calls");
 }
 
-TEST_P(Faults, ofInterruptedCallsAndShortReadsChangeNoAnswer)
+TEST_P(Faults, ofInterruptedCallsAndShortReadsChangeNoResult)
 {
     constexpr unsigned BURST = 20;
     constexpr unsigned ALL = std::numeric_limits<unsigned>::max();

@@ -8,23 +8,23 @@
 namespace testkit {
 
 /** A query's result: whether it succeeded, and each record's getters as text. */
-struct Answer {
+struct Result {
     using Record = std::map<std::string, std::string>;
 
     bool known = false;
     std::vector<Record> records;
 
-    bool operator==(Answer const& other) const = default;
+    bool operator==(Result const& other) const = default;
 };
 
-/** @return the answer for people. */
-std::string textOf(Answer const& answer);
+/** @return the result for people. */
+std::string textOf(Result const& result);
 
 /**
- * @return how @p answer falls short of @p right: the names of fields that are empty, zero or cut,
+ * @return how @p result falls short of @p right: the names of fields that are empty, zero or cut,
  * "fewer" and "more" for records. A field with another value also has its value, which no test
  * expects.
  */
-std::set<std::string> lackingIn(Answer const& answer, Answer const& right);
+std::set<std::string> lackingIn(Result const& result, Result const& right);
 
 }

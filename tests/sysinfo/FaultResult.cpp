@@ -1,4 +1,4 @@
-#include "tests/sysinfo/FaultAnswer.h"
+#include "tests/sysinfo/FaultResult.h"
 
 #include <algorithm>
 #include <iterator>
@@ -32,13 +32,13 @@ bool isLacking(std::string const& key, std::string const& value, std::string con
         != std::end(VALUES_OF_FAULTS);
 }
 
-std::string nameOf(Answer::Record const& record)
+std::string nameOf(Result::Record const& record)
 {
     auto const name = record.find("name");
     return name == record.end() ? "" : name->second;
 }
 
-void compare(Answer::Record const& record, Answer::Record const& right, std::set<std::string>& out)
+void compare(Result::Record const& record, Result::Record const& right, std::set<std::string>& out)
 {
     for (auto const& [key, value] : record) {
         std::string const& expected = right.at(key);
@@ -50,10 +50,10 @@ void compare(Answer::Record const& record, Answer::Record const& right, std::set
 
 }
 
-std::string textOf(Answer const& answer)
+std::string textOf(Result const& result)
 {
-    std::string text = answer.known ? "true" : "false";
-    for (Answer::Record const& record : answer.records) {
+    std::string text = result.known ? "true" : "false";
+    for (Result::Record const& record : result.records) {
         text += " {";
         for (auto const& [key, value] : record)
             text.append(" ").append(key).append("=").append(value);
@@ -62,13 +62,13 @@ std::string textOf(Answer const& answer)
     return text;
 }
 
-std::set<std::string> lackingIn(Answer const& answer, Answer const& right)
+std::set<std::string> lackingIn(Result const& result, Result const& right)
 {
     std::set<std::string> lacking;
     auto next = right.records.begin();
-    for (Answer::Record const& record : answer.records) {
+    for (Result::Record const& record : result.records) {
         auto const found = std::find_if(next, right.records.end(),
-            [&](Answer::Record const& other) { return nameOf(other) == nameOf(record); });
+            [&](Result::Record const& other) { return nameOf(other) == nameOf(record); });
         if (found == right.records.end()) {
             lacking.insert("more");
             continue;
