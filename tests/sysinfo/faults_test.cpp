@@ -12,7 +12,7 @@
 
 #include <boost/filesystem.hpp>
 
-#include <unistd.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -78,13 +78,25 @@ std::string wordsFor(Fault const& fault, Query const& query, Result const& right
     return result.known ? joined(testkit::lackingIn(result, right)) : "false";
 }
 
-/** A descriptor that stays open changes it. */
-int lowestFreeDescriptor()
-{
-    int const descriptor = ::dup(STDOUT_FILENO);
-    ::close(descriptor);
-    return descriptor;
-}
+/** While it lives, descriptors are below 64, so that `openDescriptors` tries few numbers. */
+class FewDescriptors {
+public:
+    FewDescriptors()
+    {
+        ::getrlimit(RLIMIT_NOFILE, &m_former);
+        rlimit const few{std::min<rlim_t>(m_former.rlim_cur, ENOUGH), m_former.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+    }
+
+    FewDescriptors(FewDescriptors const&) = delete;
+    FewDescriptors& operator=(FewDescriptors const&) = delete;
+    ~FewDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_former); }
+
+private:
+    static constexpr rlim_t ENOUGH = 64;
+
+    rlimit m_former{};
+};
 
 /** tools/faults sets it: all errors, not one for each branch of the library. */
 bool const allErrors = std::getenv("DOVREL_FAULTS") != nullptr;
@@ -162,18 +174,19 @@ private:
     /** Runs the query with the fault. Nothing may be left behind. */
     std::string run(Fault const& fault)
     {
-        int const descriptor = lowestFreeDescriptor();
+        std::vector<int> const descriptors = testkit::openDescriptors();
         std::string result;
         result.reserve(200); // Its block is not the query's.
         long const before = FaultCalls::liveBlocks();
         result = wordsFor(fault, GetParam(), m_right);
         // Fewer: the C library drops the time zone that it keeps, if it cannot copy it.
         EXPECT_LE(FaultCalls::liveBlocks(), before) << "A block is leaked.";
-        EXPECT_EQ(lowestFreeDescriptor(), descriptor);
+        EXPECT_EQ(testkit::openDescriptors(), descriptors) << "A descriptor is leaked.";
         testkit::expectNoChildren();
         return result;
     }
 
+    FewDescriptors m_fewDescriptors;
     unsigned m_faults = 0;
     std::map<std::string, unsigned> m_results;
 };
