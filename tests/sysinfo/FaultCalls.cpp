@@ -29,6 +29,7 @@ struct FaultCalls::State {
     std::atomic<bool> isActive;
     std::atomic<bool> isPaused;
     Fault fault;
+    Fault cause;
     std::atomic<char const*> names[LARGEST];
     std::atomic<unsigned> counts[LARGEST];
 };
@@ -42,11 +43,12 @@ FaultCalls::FaultCalls()
     m_state = new (memory) State{};
 }
 
-void FaultCalls::begin(Fault const& fault) noexcept
+void FaultCalls::begin(Fault const& fault, Fault const& cause) noexcept
 {
     for (auto& count : m_state->counts)
         count = 0;
     m_state->fault = fault;
+    m_state->cause = cause;
     m_state->isPaused = false;
     m_state->isActive = true;
 }
@@ -77,11 +79,11 @@ int FaultCalls::errorOf(char const* call) noexcept
     if (!m_state || !m_state->isActive || m_state->isPaused)
         return 0;
     unsigned const number = ++m_state->countOf(call);
-    Fault const& fault = m_state->fault;
-    if (std::strcmp(call, fault.call) != 0 || number < fault.nth
-        || number - fault.nth >= fault.times)
-        return 0;
-    return fault.error;
+    for (Fault const* fault : {&m_state->fault, &m_state->cause})
+        if (std::strcmp(call, fault->call) == 0 && number >= fault->nth
+            && number - fault->nth < fault->times)
+            return fault->error;
+    return 0;
 }
 
 bool FaultCalls::fails(char const* call) noexcept

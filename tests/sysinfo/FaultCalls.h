@@ -7,7 +7,7 @@ struct Fault {
     /** The function's name; MEMORY for an allocation. */
     char const* call;
 
-    /** The value of `errno`; SHORT_READ makes a read return one byte. */
+    /** The value of `errno`; ONE_BYTE makes a read or write transfer one byte. */
     int error;
 
     /** Counted from 1. */
@@ -18,7 +18,8 @@ struct Fault {
 };
 
 constexpr char MEMORY[] = "memory";
-constexpr int SHORT_READ = -1;
+constexpr int ONE_BYTE = -1;
+constexpr Fault NO_FAULT{"", 0, 0, 0};
 
 /**
  * Makes calls of the library fail, as Fault describes, and counts them.
@@ -38,8 +39,8 @@ class FaultCalls {
 public:
     FaultCalls();
 
-    /** The faults begin. */
-    void begin(Fault const& fault) noexcept;
+    /** The faults begin. @param cause a fault of the machine, besides the injected one. */
+    void begin(Fault const& fault, Fault const& cause) noexcept;
 
     /** Calls up to `resume` are neither counted nor made to fail. */
     void pause() noexcept;

@@ -53,7 +53,18 @@ ssize_t read(int fd, void* buffer, size_t size)
         errno = error;
         return -1;
     }
-    return found(fd, buffer, error == testkit::SHORT_READ ? std::min<size_t>(size, 1) : size);
+    return found(fd, buffer, error == testkit::ONE_BYTE ? std::min<size_t>(size, 1) : size);
+}
+
+ssize_t write(int fd, void const* data, size_t size)
+{
+    static auto const found = theRealOne<ssize_t (*)(int, void const*, size_t)>("write");
+    int const error = faultCalls.errorOf("write");
+    if (error > 0) {
+        errno = error;
+        return -1;
+    }
+    return found(fd, data, error == testkit::ONE_BYTE ? std::min<size_t>(size, 1) : size);
 }
 
 int ioctl(int fd, unsigned long request, ...) noexcept

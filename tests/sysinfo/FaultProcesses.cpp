@@ -53,6 +53,9 @@ FAULT_CALL(int, tcsetattr, "tcsetattr", -1, (int fd, int when, termios const* mo
     (fd, when, mode), noexcept)
 FAULT_CALL(int, mincore, "mincore", -1, (void* pages, size_t size, unsigned char* out),
     (pages, size, out), noexcept)
+FAULT_CALL(void*, mmap, "mmap64", MAP_FAILED,
+    (void* address, size_t size, int protection, int flags, int fd, off_t offset),
+    (address, size, protection, flags, fd, offset), noexcept)
 FAULT_CALL(int, shutdown, "shutdown", -1, (int fd, int how), (fd, how), noexcept)
 
 int ptsname_r(int fd, char* name, size_t size) noexcept
@@ -97,7 +100,7 @@ size_t fread_unlocked(void* buffer, size_t size, size_t count, FILE* stream)
         return 0;
     }
     return found(
-        buffer, size, error == testkit::SHORT_READ ? std::min<size_t>(count, 1) : count, stream);
+        buffer, size, error == testkit::ONE_BYTE ? std::min<size_t>(count, 1) : count, stream);
 }
 
 // Reaps the child before it reports that there is none, as another part of the host would.

@@ -1,6 +1,8 @@
 #include "tests/sysinfo/FaultQueries.h"
 
+#include "common/basic/processstream/src/process_exception.h"
 #include "common/basic/text_cast.h"
+#include "common/platform/getsysinfo.h"
 #include "sysinfo/LinuxSystemInformation.h"
 #include "tests/support/Machine.h"
 #include "tests/support/narrow.h"
@@ -8,7 +10,11 @@
 
 #include <boost/filesystem.hpp>
 
+#include <cerrno>
+#include <limits>
 #include <set>
+#include <unistd.h>
+#include <utility>
 
 using sysinfo::LinuxSystemInformation;
 using sysinfo::SystemInformation;
@@ -59,7 +65,7 @@ template <class Element> std::string shown(std::vector<Element> const& elements)
 {
     std::string all;
     for (Element const& element : elements)
-        all += shown(element) + ' ';
+        all += shown(element) + ',';
     return all;
 }
 
@@ -73,6 +79,12 @@ void beginRecord(Result& result)
 {
     Undisturbed const undisturbed;
     result.records.emplace_back();
+}
+
+void setException(Result& result, char const* name)
+{
+    Undisturbed const undisturbed;
+    result.exception = name;
 }
 
 Result create()
@@ -90,11 +102,49 @@ Result memory()
     Result result;
     uint64_t total = 0;
     uint64_t free = 0;
-    result.known = LinuxSystemInformation().getMemoryInfo(total, free);
     beginRecord(result);
+    try {
+        result.known = LinuxSystemInformation().getMemoryInfo(total, free);
+    } catch (dovrel::ProcessException const& failure) {
+        setException(result, "ProcessException");
+        add(result, "reason", static_cast<int>(failure.reason()));
+        add(result, "code", failure.code());
+        add(result, "line", failure.line());
+    }
     add(result, "total", total);
     add(result, "free", free);
     return result;
+}
+
+/** While it lives, the environment has more variables than a child has room for without mmap(2). */
+class LargeEnvironment {
+public:
+    LargeEnvironment()
+    {
+        static char variable[] = "VARIABLE=value";
+        Undisturbed const undisturbed;
+        m_entries.assign(VARIABLES, variable);
+        for (char** entry = environ; *entry; ++entry)
+            m_entries.push_back(*entry);
+        m_entries.push_back(nullptr);
+        m_former = std::exchange(environ, m_entries.data());
+    }
+
+    LargeEnvironment(LargeEnvironment const&) = delete;
+    LargeEnvironment& operator=(LargeEnvironment const&) = delete;
+    ~LargeEnvironment() { environ = m_former; }
+
+private:
+    static constexpr size_t VARIABLES = 600;
+
+    std::vector<char*> m_entries;
+    char** m_former = nullptr;
+};
+
+Result memoryOfLargeEnvironment()
+{
+    LargeEnvironment const environment;
+    return memory();
 }
 
 Result processors()
@@ -186,6 +236,16 @@ Result networks()
     return result;
 }
 
+/** @return the hypervisor of the real processor and the firmware's strings. */
+int hypervisorWithoutAdapters()
+{
+    Undisturbed const undisturbed;
+    char texts[3][DOVREL_GETSYSINFO_TEXT_SIZE];
+    int code = 0;
+    ::getsysinfo(texts[0], texts[1], texts[2], &code);
+    return code;
+}
+
 Result summary()
 {
     Result result;
@@ -198,7 +258,8 @@ Result summary()
     add(result, "vendor", vendor);
     add(result, "product", product);
     add(result, "version", version);
-    add(result, "hypervisor", static_cast<int>(hypervisor));
+    add(result, "hypervisor",
+        hypervisor == hypervisorWithoutAdapters() ? "getsysinfo" : std::to_string(hypervisor));
     return result;
 }
 
@@ -275,6 +336,8 @@ std::vector<Query> const QUERIES = {
     {"networks", networks},
     {"summary", summary},
     {"recovery", recovery},
+    {"large environment", memoryOfLargeEnvironment},
+    {"failing child", memory, {"dup2", EPERM, 1, std::numeric_limits<unsigned>::max()}},
 };
 
 void fillFaultMachine()

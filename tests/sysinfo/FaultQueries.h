@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/sysinfo/FaultCalls.h"
 #include "tests/sysinfo/FaultResult.h"
 
 #include <ostream>
@@ -11,6 +12,7 @@ namespace testkit {
 struct Query {
     char const* name;
     Result (*run)();
+    Fault cause = NO_FAULT; ///< A fault that the machine always has.
 };
 
 /** For the names of tests. */

@@ -12,6 +12,7 @@ struct Result {
     using Record = std::map<std::string, std::string>;
 
     bool known = false;
+    std::string exception; ///< The name of what the query threw; usually empty.
     std::vector<Record> records;
 
     bool operator==(Result const& other) const = default;
@@ -21,10 +22,10 @@ struct Result {
 std::string textOf(Result const& result);
 
 /**
- * @return how @p result falls short of @p right: the names of fields that are empty, zero or cut,
- * "fewer" and "more" for records. A field with another value also has its value, which no test
- * expects.
+ * @return "right", "false", the name of another exception with its "code=N" if it has one, or all
+ * that @p result lacks: the names of fields that are empty, zero or missing, "fewer" for records. A
+ * field with another value is "name=value", a record that is not in @p right is "more".
  */
-std::set<std::string> lackingIn(Result const& result, Result const& right);
+std::set<std::string> wordsFor(Result const& result, Result const& right);
 
 }

@@ -13,19 +13,22 @@ struct FaultyCall {
     /** An error for each branch of the library. */
     std::vector<int> branches;
 
-    /** The page's other errors. EFAULT and what needs a wrong argument are left out. */
+    /** The page's other errors. EFAULT and what needs a wrong argument or another kind of file are
+     * left out. */
     std::vector<int> others;
 
     bool isInterruptible = false; ///< EINTR.
-    bool readsShort = false;
+    bool isShort = false; ///< It may transfer less than it is asked to.
 };
 
 extern std::vector<FaultyCall> const FAULTY_CALLS;
 
 /**
- * @return the results that a fault of the call may have in that query: "right", "false", the name
- * of an exception, or what the result lacks: the name of a field, "fewer" records, or "more", which
- * the library can then not leave out. Empty if the query does not make the call.
+ * @return the results that a fault of the call may have in that query, in the words of `wordsFor`.
+ * Empty if the query does not make the call.
+ *
+ * For a single short transfer the call is "short read", for example, and for one byte at a time
+ * "short reads"; without a row they are "right".
  */
 std::set<std::string> statedResults(std::string const& query, std::string const& call);
 

@@ -1,7 +1,6 @@
 // Every call of every query fails in turn, with each error of its manual page, until none is left:
-// allocations, calls of the C library, interrupted calls and short reads. Prints a table.
+// allocations, calls of the C library, interrupted calls, short reads and writes. Prints a table.
 
-#include "common/basic/processstream/src/process_exception.h"
 #include "tests/support/DescriptorGuard.h"
 #include "tests/support/Machine.h"
 #include "tests/sysinfo/FaultCalls.h"
@@ -26,6 +25,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 using testkit::Fault;
@@ -51,31 +51,23 @@ std::set<std::string> wordsOf(std::string const& result)
     return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
 }
 
-/** The words of results that lack nothing. */
-constexpr char const* NOT_LACKING[] = {
-    "right", "false", "bad_alloc", "ProcessException", "filesystem_error"};
-
-/** @return a word for the result of the query, or words for all that it lacks. */
-std::string wordsFor(Fault const& fault, Query const& query, Result const& right)
+/** Makes the query with the fault. @return its result, exceptions included. */
+Result resultOf(Query const& query, Fault const& fault)
 {
     Result result;
-    faultCalls.begin(fault);
-    char const* exception = nullptr;
+    faultCalls.begin(fault, query.cause);
+    char const* exception = "";
     try {
         result = query.run();
     } catch (std::bad_alloc const&) {
         exception = "bad_alloc";
-    } catch (dovrel::ProcessException const&) {
-        exception = "ProcessException";
     } catch (boost::filesystem::filesystem_error const&) {
         exception = "filesystem_error";
     }
     faultCalls.end();
-    if (exception)
-        return exception;
-    if (result == right)
-        return "right";
-    return result.known ? joined(testkit::lackingIn(result, right)) : "false";
+    if (*exception)
+        result.exception = exception;
+    return result;
 }
 
 /** While it lives, descriptors are below 64, so that `openDescriptors` tries few numbers. */
@@ -106,18 +98,18 @@ protected:
     Faults()
     {
         testkit::fillFaultMachine();
-        GetParam().run(); // What the process keeps, such as the time zone, is allocated now.
-        m_right = GetParam().run();
+        undisturbed(); // What the process keeps, such as the time zone, is allocated now.
+        m_right = undisturbed();
         m_counts = countCalls();
     }
+
+    static Result undisturbed() { return resultOf(GetParam(), testkit::NO_FAULT); }
 
     /** @return how often the undisturbed query makes each of the calls. */
     static std::map<std::string, unsigned> countCalls()
     {
         std::map<std::string, unsigned> counts;
-        faultCalls.begin({"", 0, 0});
-        GetParam().run();
-        faultCalls.end();
+        undisturbed();
         counts[testkit::MEMORY] = faultCalls.countOf(testkit::MEMORY);
         for (FaultyCall const& call : testkit::FAULTY_CALLS)
             counts[call.name] = faultCalls.countOf(call.name);
@@ -135,7 +127,7 @@ protected:
     void inject(Fault const& fault, std::set<std::string> const& stated)
     {
         SCOPED_TRACE(std::string(fault.call) + " number " + std::to_string(fault.nth) + ": "
-            + (fault.error == testkit::SHORT_READ ? "short read" : std::strerror(fault.error)));
+            + (fault.error == testkit::ONE_BYTE ? "one byte" : std::strerror(fault.error)));
         std::string const result = run(fault);
         // A query that waits for its tool may make a call less often.
         if (faultCalls.countOf(fault.call) < fault.nth)
@@ -146,23 +138,26 @@ protected:
             EXPECT_TRUE(stated.count(word) != 0) << word;
             m_met.insert(word);
         }
-        EXPECT_EQ(textOf(GetParam().run()), textOf(m_right)) << "The next query is disturbed.";
+        EXPECT_EQ(textOf(undisturbed()), textOf(m_right)) << "The next query is disturbed.";
     }
 
     void print(char const* kind)
     {
-        unsigned const right = m_results["right"];
-        unsigned const outOfMemory = m_results["bad_alloc"];
-        unsigned const thrown = m_results["ProcessException"] + m_results["filesystem_error"];
-        unsigned const failed = m_results["false"];
+        unsigned const right = std::exchange(m_results["right"], 0);
+        unsigned const outOfMemory = std::exchange(m_results["bad_alloc"], 0);
+        unsigned const failed = std::exchange(m_results["false"], 0);
+        unsigned thrown = 0;
+        unsigned less = 0;
         std::set<std::string> lacking;
-        for (auto const& [result, count] : m_results)
-            lacking.merge(wordsOf(result));
-        for (char const* other : NOT_LACKING)
-            lacking.erase(other);
-        std::printf("| %-14s | %-9s | %6u | %5u | %9u | %15u | %5u | %4u | %s |\n", GetParam().name,
-            kind, m_faults, right, outOfMemory, thrown, failed,
-            m_faults - right - outOfMemory - thrown - failed, joined(lacking).c_str());
+        for (auto const& [result, count] : m_results) {
+            bool const isException =
+                result.starts_with("ProcessException") || result == "filesystem_error";
+            (isException ? thrown : less) += count;
+            if (!isException && count != 0)
+                lacking.merge(wordsOf(result));
+        }
+        std::printf("| %-17s | %-9s | %6u | %5u | %9u | %15u | %5u | %4u | %s |\n", GetParam().name,
+            kind, m_faults, right, outOfMemory, thrown, failed, less, joined(lacking).c_str());
         std::fflush(stdout);
     }
 
@@ -178,12 +173,19 @@ private:
         std::string result;
         result.reserve(200); // Its block is not the query's.
         long const before = FaultCalls::liveBlocks();
-        result = wordsFor(fault, GetParam(), m_right);
+        result = joined(wordsFor(fault));
         // Fewer: the C library drops the time zone that it keeps, if it cannot copy it.
         EXPECT_LE(FaultCalls::liveBlocks(), before) << "A block is leaked.";
         EXPECT_EQ(testkit::openDescriptors(), descriptors) << "A descriptor is leaked.";
         testkit::expectNoChildren();
         return result;
+    }
+
+    std::set<std::string> wordsFor(Fault const& fault) const
+    {
+        std::set<std::string> words = testkit::wordsFor(resultOf(GetParam(), fault), m_right);
+        words.erase("code=" + std::to_string(fault.error)); // An exception has the fault's error.
+        return words;
     }
 
     FewDescriptors m_fewDescriptors;
@@ -214,25 +216,35 @@ TEST_P(Faults, ofEachCallHaveTheStatedResults)
     print("calls");
 }
 
-TEST_P(Faults, ofInterruptedCallsAndShortReadsChangeNoResult)
+TEST_P(Faults, ofInterruptedCallsChangeNoResult)
 {
     constexpr unsigned BURST = 20;
-    constexpr unsigned ALL = std::numeric_limits<unsigned>::max();
     for (FaultyCall const& call : testkit::FAULTY_CALLS) {
-        if (call.isInterruptible) {
-            injectEach(call.name, EINTR, {"right"});
-            injectEach(call.name, EINTR, {"right"}, BURST);
-        }
-        if (!call.readsShort || m_counts[call.name] == 0)
+        if (!call.isInterruptible)
             continue;
-        injectEach(call.name, testkit::SHORT_READ, {"right"});
-        // Kept: of dmidecode, a line that does not come with one read is ignored.
-        std::set<std::string> const stated = std::string(GetParam().name) == "memory"
-            ? std::set<std::string>{"total"}
-            : std::set<std::string>{"right"};
-        inject({call.name, testkit::SHORT_READ, 1, ALL}, stated);
+        injectEach(call.name, EINTR, {"right"});
+        injectEach(call.name, EINTR, {"right"}, BURST);
     }
     print("signals");
+}
+
+TEST_P(Faults, ofShortReadsAndWritesHaveTheStatedResults)
+{
+    constexpr unsigned ALL = std::numeric_limits<unsigned>::max();
+    for (FaultyCall const& call : testkit::FAULTY_CALLS) {
+        if (!call.isShort || m_counts[call.name] == 0)
+            continue;
+        std::string const name = std::string("short ") + call.name;
+        m_met.clear();
+        std::set<std::string> const one = testkit::statedResults(GetParam().name, name);
+        injectEach(call.name, testkit::ONE_BYTE, one);
+        EXPECT_EQ(joined(m_met), joined(one)) << name;
+        m_met.clear();
+        std::set<std::string> const all = testkit::statedResults(GetParam().name, name + "s");
+        inject({call.name, testkit::ONE_BYTE, 1, ALL}, all);
+        EXPECT_EQ(joined(m_met), joined(all)) << name << "s";
+    }
+    print("short");
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, Faults, testing::ValuesIn(testkit::QUERIES),
