@@ -28,9 +28,9 @@ public:
      *
      * Kept: the tool has a tenth of a second to end after its output.
      *
-     * A tool that is still writing after 60 seconds or 16 MiB is given up: the query throws as for
-     * one that hangs. With two seconds for the start and one for the end, it holds its caller for
-     * at most about 64 seconds.
+     * A tool that is still writing after 60 seconds, or has written 16 MiB, is given up: the query
+     * throws as for one that hangs. With two seconds for the start and one for the end, it holds
+     * its caller for at most about 64 seconds.
      *
      * @throws dovrel::ProcessException see `SystemInformation::getMemoryInfo`. A trace message of
      * level 1 contains the reason. The outputs are as `UNIXSystemInformation::getMemoryInfo` leaves

@@ -14,7 +14,8 @@ namespace sysinfo {
 
 /**
  * The names in /dev/disk/by-id that do not begin with "wwn"; udev(7). Each is looked up once,
- * however many devices are queried.
+ * however many devices are queried. A search that fails for want of memory, or because the folder
+ * cannot be opened, leaves nothing behind: the next one begins anew.
  */
 class PersistentNames {
 public:
@@ -29,18 +30,24 @@ public:
      *
      * Kept: a dangling link ends the search.
      *
-     * @return the name; empty if there is none among the first 2^18 names.
+     * @return the name; empty if there is none among the first 2^18 entries of the folder.
+     * @throws std::bad_alloc
      */
     std::string firstOf(char const* device);
 
 private:
+    struct Walk {
+        bool hasEnded = false;
+        size_t count = 0; ///< Of the entries read.
+        std::unique_ptr<DIR, int (*)(DIR*)> folder{nullptr, ::closedir};
+        std::map<std::pair<dev_t, ino_t>, std::vector<std::string>> names; ///< By file.
+    };
+
+    std::string search(char const* device);
     bool readOneMore();
 
     bool const m_isForList;
-    bool m_begun = false;
-    size_t m_count = 0; ///< Of the names read.
-    std::unique_ptr<DIR, int (*)(DIR*)> m_folder{nullptr, ::closedir}; ///< Null at the end.
-    std::map<std::pair<dev_t, ino_t>, std::vector<std::string>> m_names; ///< By file.
+    Walk m_walk;
 };
 
 }

@@ -176,8 +176,8 @@ public:
      *
      * @return false, with @p disks unchanged, if /proc/mounts or the physical disks cannot be read.
      * @throws boost::filesystem::filesystem_error if a device-mapper node is mounted and
-     * /dev/mapper cannot be read or contains a dangling link. The list then contains the records of
-     * the mount points before.
+     * /dev/mapper cannot be read, contains a dangling link, or has 2^17 names before the node's.
+     * The list then contains the records of the mount points before.
      * @see docs/queries/mounted-disks.md
      */
     virtual bool getDisksInternal(std::vector<dovrel::value_ptr<DiskInfo>>& disks) const = 0;
@@ -368,7 +368,7 @@ public:
 
 /** A snapshot of a recovery. Times are seconds since the epoch. Sizes are MB of 1,048,576 bytes.
  * Figures beyond 32 bits wrap. A time that the engine has not written is below 0, except for the
- * restore's end. */
+ * restore's end, and for its start in a record with an operation below 5000. */
 class DOVREL_EXPORT SystemInformation::CloneInfo : public Info,
                                                    public dovrel::Cloneable<CloneInfo> {
 public:

@@ -55,8 +55,8 @@ public:
      * Total and free memory in KiB as the kernel reports them: "MemTotal:" and "MemFree:" in
      * /proc/meminfo, proc(5). Runs no tool: takes one read of that file.
      *
-     * @return false if the file cannot be opened, lacks one of the figures, or has no end. An
-     * output whose figure is missing is unchanged.
+     * @return false if the file cannot be opened or lacks one of the figures in its first 64 MiB.
+     * An output whose figure is missing is unchanged.
      */
     bool getMemoryInfo(uint64_t& totalKiB, uint64_t& freeKiB) const override;
 

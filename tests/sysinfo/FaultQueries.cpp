@@ -293,8 +293,11 @@ void fillDisks()
         machine.file(std::string("/dev/") + device, "a disk's bus");
     machine.file("/dev/sdc", "USB");
     machine.folder("/proc/scsi/usb-storage/3");
-    machine.link("/dev/disk/by-id/ata-A_DISK_WITH_A_LONG_NAME_1", "../../sda");
-    machine.link("/dev/disk/by-id/ata-A_DISK_WITH_A_LONG_NAME_2", "../../sdb");
+    // Two for each disk: without the first, the second must not pass for it.
+    for (std::string const bus : {"ata", "scsi"}) {
+        machine.link("/dev/disk/by-id/" + bus + "-A_DISK_WITH_A_LONG_NAME_1_" + bus, "../../sda");
+        machine.link("/dev/disk/by-id/" + bus + "-A_DISK_WITH_A_LONG_NAME_2_" + bus, "../../sdb");
+    }
     machine.link("/dev/disk/by-id/wwn-0x5002538d40a0b0c0", "../../sda");
     machine.link("/dev/mapper/group-data", "../dm-0");
     machine.file("/proc/mounts",

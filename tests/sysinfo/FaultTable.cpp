@@ -109,7 +109,7 @@ constexpr StatedResult STATED_RESULTS[] = {
     {"physical disks", "open", "false more right size"},
     {"physical disks", "close", "right"},
     {"physical disks", "closedir", "right"},
-    {"physical disks", "fstatat", "caption"},
+    {"physical disks", "fstatat", "caption right"},
     {"physical disks", "opendir", "caption"},
     {"physical disks", "read", "fewer right"},
     {"physical disks", "readdir", "caption right"},

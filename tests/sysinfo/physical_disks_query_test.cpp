@@ -112,6 +112,25 @@ TEST_F(PhysicalDisksQuery, givesEachDiskTheCaptionThatItsRecordAloneHas)
     }
 }
 
+TEST_F(PhysicalDisksQuery, looksForTheNamesAgainWhereTheFolderCouldNotBeOpened)
+{
+    showDevices({"sda", "sdb", "sdc"});
+    dovrel::trace::setSink(
+        [](void*, unsigned, char const*, dovrel::string const& line) {
+            if (line == L"Found disk: /dev/sdb\n")
+                machine.link("/dev/disk/by-id/ata-MODEL", "../../sdb");
+        },
+        nullptr);
+    dovrel::trace::setDetailLevel(3);
+    std::string const found = query();
+    dovrel::trace::setDetailLevel(0);
+    dovrel::trace::setSink(nullptr, nullptr);
+    EXPECT_EQ(found,
+        "sda () 1024 bytes in  0 partitions \n"
+        "sdb (MODEL) 1024 bytes in  0 partitions \n"
+        "sdc () 1024 bytes in  0 partitions \n");
+}
+
 TEST_F(PhysicalDisksQuery, readsAllSizesWithTwoFreeDescriptors)
 {
     showDevices({"sda", "sdb", "sdc"});
