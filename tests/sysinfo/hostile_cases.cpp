@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
-#include <map>
 
 namespace testkit {
 
@@ -19,8 +19,9 @@ namespace {
 
 using Keeper = std::shared_ptr<void>;
 
-constexpr double LIMIT = 120; // Of seconds, also on a machine that is busy otherwise.
+constexpr double LIMIT = LONGEST_SECONDS;
 constexpr char SPEED[] = "/sys/devices/system/cpu/cpu0/cpufreq/bios_limit";
+constexpr char CURRENT_SPEED[] = "/sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq";
 constexpr char VENDOR[] = "/sys/class/dmi/id/sys_vendor";
 
 Keeper replacedByFifo(std::string const& path, bool withWriter)
@@ -68,18 +69,22 @@ Keeper madeOneLongLine(std::string const& path, std::string const& text)
     return nullptr;
 }
 
-/** The file has @p text some thousand times, and changes after the first piece is read. */
+/** The file has @p text and changes after its first piece is read. */
 Keeper changedWhileRead(
     std::string const& path, std::string const& text, std::function<void()> const& change)
 {
-    std::string all;
-    while (all.size() < 40'000)
-        all += text;
-    machine.file(path, all);
+    machine.file(path, text);
     auto calls = std::make_shared<ReadCalls>(path);
     calls->beforeSecondRead(change);
     return calls;
 }
+
+/** In which run a source is large, which takes a while. */
+enum class Large {
+    ALWAYS,
+    IN_WHOLE_TABLE, ///< Where another row has the same code of the library.
+    NEVER
+};
 
 /** A file that the library reads itself, a query that reads it, and the query's results. */
 struct File {
@@ -89,6 +94,7 @@ struct File {
     std::string empty; ///< The result without data, as from a FIFO or a directory.
     std::string unreadable; ///< The result without the file, or if it has no end.
     std::string longLine; ///< The result for `line` and 64 MiB of zeros.
+    Large large = Large::ALWAYS;
 };
 
 std::vector<File> files()
@@ -99,14 +105,24 @@ std::vector<File> files()
         {"getCPUsInternal", "/proc/stat", "cpu0 1 2 3 4\n", "true 0", "false 0", "true 1"},
         {"getCurrentUsage", "/proc/stat", "cpu9 1 2 3 4\n", "nan", "0", "nan"},
         {"getMaxSpeedInMHZ", SPEED, "\n", "0", "0", "0"},
+        {"getCurrentSpeedInMHZ", CURRENT_SPEED, "\n", "0", "0", "0", Large::IN_WHOLE_TABLE},
         {"getPhysicalDisksInternal", "/proc/partitions", "8 0 1 sda\n", "true 0", "false 0",
             "true 0"},
-        {"getDisksInternal", "/proc/partitions", "8 0 1 sda\n", "true 2", "false 0", "true 2"},
+        {"getDisksInternal", "/proc/partitions", "8 0 1 sda\n", "true 2", "false 0", "true 2",
+            Large::IN_WHOLE_TABLE},
         {"getDisksInternal", "/proc/mounts", "/dev/sda1 / ext4\n", "true 0", "false 0", "true 1"},
         {"getCloneInfo", RECOVERY_STATUS, "; a comment\n", "null", "null", "null"},
         {"getCloneInfo", RECOVERY_ANSWERS, "; a comment\n", "5000 73", "5000 73", "5000 73"},
         {"getCloneInfo", RECOVERY_PERCENT, "\n", "5500 100", "5500 100", "5500 100"},
-        {"getSystemInfo", VENDOR, "\n", "true []", "true []", "true []"},
+        {"getSystemInfo", VENDOR, "\n", "true [ Box 1]", "true [ Box 1]", "true [ Box 1]"},
+        {"getSystemInfo", "/sys/class/dmi/id/product_name", "\n", "true [Acme  1]",
+            "true [Acme  1]", "true [Acme  1]", Large::IN_WHOLE_TABLE},
+        {"getSystemInfo", "/sys/class/dmi/id/product_version", "\n", "true [Acme Box ]",
+            "true [Acme Box ]", "true [Acme Box ]", Large::IN_WHOLE_TABLE},
+        {"getSystemInfo", "/sys/class/dmi/id/chassis_asset_tag", "\n", "true [Acme Box 1]",
+            "true [Acme Box 1]", "true [Acme Box 1]", Large::IN_WHOLE_TABLE},
+        // Opened and not read.
+        {"getPhysicalDisksInternal", "/dev/sda", "", "true 2", "true 2", "", Large::NEVER},
     };
 }
 
@@ -122,6 +138,8 @@ void addFile(std::vector<HostileCase>& cases, File const& file, bool all)
     add("a FIFO with a silent writer", file.empty, [=] { return replacedByFifo(path, true); });
     add("a directory", file.empty, [=] { return replacedByDirectory(path); });
     add("a circle", file.unreadable, [=] { return replacedByCircle(path); });
+    if (file.large == Large::NEVER || (file.large == Large::IN_WHOLE_TABLE && !all))
+        return;
     add("endless zeros", file.unreadable, [=] { return madeEndless(path, std::string(1, '\0')); });
     add("endless lines", file.unreadable, [=] { return madeEndless(path, line); });
     if (all || file.query != "getCurrentUsage") // Reads the line a hundred times.
@@ -147,19 +165,20 @@ struct Tool {
     std::string result;
     std::string noise; ///< A line that the query ignores.
     std::string unlimited; ///< The result of endless output.
+    Large large = Large::ALWAYS;
 };
 
 std::vector<Tool> tools()
 {
     return {
         {"getDisksInternal", "/sbin/pvdisplay", "echo /dev/mapper/vault:/dev/sda2:8", "true 2",
-            "noise", "true 2"},
+            "noise", "true 2", Large::IN_WHOLE_TABLE},
         {"getRootDevices", "/sbin/pvdisplay", "echo /dev/mapper/vault:/dev/sda2:8", "[sda2:]",
             "noise", "[]"},
         {"getNetworksInternal", "/sbin/ifconfig", "printf 'eth0:\n\nlo:\n'", "true 2 1",
             "    noise", "false 0 0"},
-        {"getSystemInfo", "/sbin/ifconfig", "printf 'eth0:\n\nlo:\n'", "true [Acme]", "    noise",
-            "true [Acme]"},
+        {"getSystemInfo", "/sbin/ifconfig", "printf 'eth0:\n\nlo:\n'", "true [Acme Box 1]",
+            "    noise", "true [Acme Box 1]", Large::IN_WHOLE_TABLE},
         {"getNetworksInternal", "/bin/cat", "echo nameserver 127.0.0.1", "true 2 1", "noise",
             "false 1 0"},
     };
@@ -168,8 +187,8 @@ std::vector<Tool> tools()
 void addTool(std::vector<HostileCase>& cases, Tool const& tool, bool all)
 {
     auto const add = [&](std::string const& hostility, std::string const& script,
-                         std::string const& result, double seconds = LIMIT) {
-        cases.push_back({tool.query, tool.path, hostility, result, seconds, [=] {
+                         std::string const& result) {
+        cases.push_back({tool.query, tool.path, hostility, result, LIMIT, [=] {
                              machine.tool(tool.path, script);
                              return Keeper();
                          }});
@@ -178,20 +197,39 @@ void addTool(std::vector<HostileCase>& cases, Tool const& tool, bool all)
         ? (tool.path == "/bin/cat" ? "true 2 0" : "true 0 0")
         : tool.unlimited;
     add("killed", "kill -9 $$", nothing);
-    add("10 MiB of noise", "yes '" + tool.noise + "' | head -c 10485760; echo; " + tool.good,
-        tool.result);
     add("endless lines", "exec yes '" + tool.noise + "'", tool.unlimited);
-    add("an endless line", "yes '" + tool.noise + "' | tr -d '\n'", tool.unlimited);
+    if (all || tool.large == Large::ALWAYS) {
+        add("10 MiB of noise", "yes '" + tool.noise + "' | head -c 10485760; echo; " + tool.good,
+            tool.result);
+        add("an endless line", "yes '" + tool.noise + "' | tr -d '\n'", tool.unlimited);
+    }
     // Kept: popen(3) has no time-out. The hosts limit such a query.
-    add("silent", "exec sleep 1000", HELD, all ? 10 : 0.5);
+    add("silent", "exec sleep 1000", HELD);
+}
+
+/** Tools of a host that ignores SIGPIPE, which they inherit. */
+void addIgnoredSignal(std::vector<HostileCase>& cases)
+{
+    auto const add = [&](std::string const& hostility, std::string const& script,
+                         std::string const& result) {
+        cases.push_back({"getNetworksInternal", "/sbin/ifconfig", hostility, result, LIMIT, [=] {
+                             machine.tool("/sbin/ifconfig", "exec 2>/dev/null; " + script);
+                             ::signal(SIGPIPE, SIG_IGN);
+                             return Keeper(nullptr, [](void*) { ::signal(SIGPIPE, SIG_DFL); });
+                         }});
+    };
+    add("endless lines, SIGPIPE is ignored", "exec yes noise", "false 0 0"); // Ends at the error.
+    // Its `echo` fails and it goes on, while the library waits in pclose(3).
+    add("a loop of echo, SIGPIPE is ignored",
+        "line=$(printf %100000d 1); while :; do echo \"$line\"; done", HELD);
 }
 
 /** `route`, whose output is not kept in memory and so has a larger bound. */
 void addRoute(std::vector<HostileCase>& cases, bool all)
 {
     auto const add = [&](std::string const& hostility, std::string const& script,
-                         std::string const& result, double seconds = LIMIT) {
-        cases.push_back({"getNetworksInternal", "/sbin/route", hostility, result, seconds, [=] {
+                         std::string const& result) {
+        cases.push_back({"getNetworksInternal", "/sbin/route", hostility, result, LIMIT, [=] {
                              machine.tool("/sbin/route", script);
                              return Keeper();
                          }});
@@ -201,7 +239,10 @@ void addRoute(std::vector<HostileCase>& cases, bool all)
     add("10 MiB of noise", "yes '" + route + "' | head -c 10485760", "true 2 1");
     if (all)
         add("endless lines", "exec yes '" + route + "'", "false 1 0");
-    add("silent", "exec sleep 1000", HELD, all ? 10 : 0.5);
+    add("silent", "exec sleep 1000", HELD);
+    // The bounds are those of grep's output: it drops these lines, and keeps that line in memory.
+    add("endless lines without the adapter", "exec yes 0.0.0.0", HELD);
+    add("an endless line", "while :; do printf %1000000d 1; sleep 0.1; done", HELD);
 }
 
 /** Moves the clock a minute ahead when the query has read three lines. */
@@ -226,9 +267,9 @@ void addFirmwareDump(std::vector<HostileCase>& cases, bool all)
     std::string const noise(100, 'n');
     auto const add = [&](
                          std::string const& hostility, std::string const& script,
-                         std::string const& result, bool leavesTool = false, double seconds = LIMIT,
+                         std::string const& result, bool leavesTool = false,
                          std::function<Keeper()> const& clock = [] { return Keeper(); }) {
-        cases.push_back({"getMemoryInfo", "dmidecode", hostility, result, seconds,
+        cases.push_back({"getMemoryInfo", "dmidecode", hostility, result, LIMIT,
             [=] {
                 machine.tool("/usr/sbin/dmidecode", script);
                 return clock();
@@ -243,23 +284,28 @@ void addFirmwareDump(std::vector<HostileCase>& cases, bool all)
     add("silent", "exec sleep 1000", notEnded, true);
     add("silent after its output", good + "; exec sleep 1000", notEnded, true);
     std::string const drip = "while :; do echo noise || exit; sleep 0.1; done";
-    add("a line each 0.1 s, and the clock moves", drip, notEnded, false, LIMIT, passedMinute);
+    add("a line each 0.1 s, and the clock moves", drip, notEnded, false, passedMinute);
     if (all)
         add("a line each 0.1 s", drip, notEnded);
 }
 
-/** /etc/resolv.conf, which `cat` reads. */
-void addResolverFile(std::vector<HostileCase>& cases, bool all)
+/** Files that a tool or the C library reads for the query, without O_NONBLOCK. */
+void addForeignFiles(std::vector<HostileCase>& cases)
 {
-    std::string const path = "/etc/resolv.conf";
-    auto const add = [&](std::string const& hostility, std::string const& result, double seconds,
-                         std::function<Keeper()> const& make) {
-        cases.push_back({"getNetworksInternal", path, hostility, result, seconds, make});
+    auto const add = [&](std::string const& query, std::string const& path,
+                         std::string const& unreadable) {
+        auto const addOne = [&](std::string const& hostility, std::string const& result,
+                                std::function<Keeper()> const& make) {
+            cases.push_back({query, path, hostility, result, LIMIT, make});
+        };
+        addOne("a FIFO", HELD, [=] { return replacedByFifo(path, false); });
+        addOne("a FIFO with a silent writer", HELD, [=] { return replacedByFifo(path, true); });
+        addOne("a directory", unreadable, [=] { return replacedByDirectory(path); });
+        addOne("a circle", unreadable, [=] { return replacedByCircle(path); });
+        addOne("a line of 64 MiB", unreadable, [=] { return madeOneLongLine(path, "noise"); });
     };
-    add("a FIFO", HELD, all ? 10 : 0.5, [=] { return replacedByFifo(path, false); });
-    add("a directory", "true 2 0", LIMIT, [=] { return replacedByDirectory(path); });
-    add("a circle", "true 2 0", LIMIT, [=] { return replacedByCircle(path); });
-    add("a line of 64 MiB", "true 2 0", LIMIT, [=] { return madeOneLongLine(path, "noise"); });
+    add("getNetworksInternal", "/etc/resolv.conf", "true 2 0"); // `cat`
+    add("getCloneInfo", "/etc/localtime", "5500 73"); // mktime(3)
 }
 
 /** The folders of links to disks. */
@@ -291,20 +337,41 @@ void addChanges(std::vector<HostileCase>& cases)
         std::string query;
         std::string path;
         std::string text;
+        std::string more; ///< The file grows by it.
         std::string truncated;
-        std::string replaced;
+        std::string replaced; ///< As without the change: the library has opened the former file.
         std::string grown;
     };
-    for (Changed const& file : std::vector<Changed>{
-             {"getCPUsInternal", "/proc/stat", "cpu0 1 2 3 4 5 6 7 8\n", "true 390", "true 1905",
-                 "true 1906"},
-             {"getPhysicalDisksInternal", "/proc/partitions", "8 0 1000 sda\n8 16 1000 sdb\n",
-                 "true 302", "true 2963", "true 2965"},
-             {"getDisksInternal", "/proc/mounts", "/dev/sda1 / ext4 rw 0 0\n", "true 1", "true 1",
-                 "true 1"},
-             {"getCloneInfo", RECOVERY_STATUS, "[Main]\nStatus=5000\n", "5500 73", "5500 73",
-                 "5500 73"},
-         }) {
+    auto const many = [](std::string const& line) {
+        std::string all;
+        while (all.size() < 40'000)
+            all += line;
+        return all;
+    };
+    std::string const cpu = "cpu0 1 2 3 4 5 6 7 8\n";
+    std::string const partitions = "8 0 1000 sda\n8 16 1000 sdb\n";
+    std::string const comment = "; a comment\n";
+    for (Changed const& file :
+        std::vector<Changed>{
+            {"getMemoryInfo", "/proc/meminfo", many("Label: 1 kB\n") + "MemTotal: 9 kB\nMemFree: 7",
+                "1 kB\n", "false 2097152 0", "true 2097152 7", "true 2097152 71"},
+            {"getCPUsInternal", "/proc/stat", many(cpu), cpu, "true 390", "true 1905", "true 1906"},
+            {"getMaxSpeedInMHZ", SPEED, many("\n") + "240000", "0\n", "0", "240", "2400"},
+            {"getPhysicalDisksInternal", "/proc/partitions", many(partitions), partitions,
+                "true 302", "true 2963", "true 2965"},
+            {"getDisksInternal", "/proc/mounts",
+                many("/dev/sda1 / ext4 rw 0 0\n") + "/dev/sda1 /a ext4 rw 0 0\n",
+                "/dev/sda1 /b ext4 rw 0 0\n", "true 1", "true 2", "true 3"},
+            {"getCloneInfo", RECOVERY_STATUS, many(comment) + "[Main]\nStatus=500", "0\n", "null",
+                "500 0", "5500 73"},
+            {"getCloneInfo", RECOVERY_ANSWERS, many(comment) + "[AdvancedOptions]\nFinalSync=1\n",
+                comment, "5000 73", "5500 73", "5500 73"},
+            {"getCloneInfo", RECOVERY_PERCENT, many("\n") + "4", "2\n", "5500 100", "5500 4",
+                "5500 42"},
+            // Less than the page that the library reads at once.
+            {"getSystemInfo", VENDOR, "Ac", "me\n", "true [Ac Box 1]", "true [Ac Box 1]",
+                "true [Acme Box 1]"},
+        }) {
         auto const add = [&](std::string const& hostility, std::string const& result,
                              std::function<void()> const& change) {
             cases.push_back({file.query, file.path, hostility, result, LIMIT,
@@ -313,13 +380,13 @@ void addChanges(std::vector<HostileCase>& cases)
                 }});
         };
         std::string const path = file.path;
-        std::string const text = file.text;
+        std::string const more = file.more;
         add("truncated", file.truncated, [=] {
             if (::truncate(path.c_str(), 0) != 0)
                 fail("truncate", path);
         });
         add("replaced", file.replaced, [=] { machine.file(path, "other"); });
-        add("grown", file.grown, [=] { append(path, text); });
+        add("grown", file.grown, [=] { append(path, more); });
     }
 }
 
@@ -334,11 +401,15 @@ std::vector<HostileCase> hostileCases(bool all)
         addLongValue(cases);
     addChanges(cases);
     addFolders(cases, all);
-    addResolverFile(cases, all);
+    addForeignFiles(cases);
     addFirmwareDump(cases, all);
     addRoute(cases, all);
     for (Tool const& tool : tools())
         addTool(cases, tool, all);
+    addIgnoredSignal(cases);
+    for (HostileCase& hostile : cases)
+        if (hostile.result == HELD)
+            hostile.seconds = all ? 10 : 0.3;
     return cases;
 }
 

@@ -11,6 +11,7 @@
 #include <boost/filesystem/exception.hpp>
 
 #include <cmath>
+#include <cstdlib>
 #include <exception>
 #include <map>
 
@@ -22,6 +23,7 @@ namespace testkit {
 std::map<std::string, std::string> const GOOD_RESULTS = {
     {"getCPUsInternal", "true 2"},
     {"getCloneInfo", "5500 73"},
+    {"getCurrentSpeedInMHZ", "1200"},
     {"getCurrentUsage", "nan"},
     {"getDisksInternal", "true 2"},
     {"getMaxSpeedInMHZ", "2400"},
@@ -29,7 +31,7 @@ std::map<std::string, std::string> const GOOD_RESULTS = {
     {"getNetworksInternal", "true 2 1"},
     {"getPhysicalDisksInternal", "true 2"},
     {"getRootDevices", "[sda2:]"},
-    {"getSystemInfo", "true [Acme]"},
+    {"getSystemInfo", "true [Acme Box 1]"},
 };
 
 namespace {
@@ -65,6 +67,11 @@ std::string load()
 std::string speed()
 {
     return std::to_string(LinuxSystemInformation::UNIXCPUInfo(0).getMaxSpeedInMHZ());
+}
+
+std::string currentSpeed()
+{
+    return std::to_string(LinuxSystemInformation::UNIXCPUInfo(0).getCurrentSpeedInMHZ());
 }
 
 std::string disks()
@@ -105,7 +112,7 @@ std::string summary()
     SystemInformation::HypervisorType hypervisor{};
     bool const result =
         LinuxSystemInformation().getSystemInfo(vendor, product, version, hypervisor);
-    return text(result) + " [" + vendor.substr(0, vendor.find('\n')) + ']';
+    return text(result) + " [" + vendor + ' ' + product + ' ' + version + ']';
 }
 
 std::string recovery()
@@ -119,6 +126,7 @@ std::string recovery()
 std::map<std::string, std::string (*)()> const queries = {
     {"getCPUsInternal", processors},
     {"getCloneInfo", recovery},
+    {"getCurrentSpeedInMHZ", currentSpeed},
     {"getCurrentUsage", load},
     {"getDisksInternal", disks},
     {"getMaxSpeedInMHZ", speed},
@@ -137,6 +145,7 @@ void makeGoodMachine()
     machine.tool("/usr/sbin/dmidecode", "printf 'Memory Device\\n\\tSize: 2 GB\\n'");
     machine.file("/proc/stat", "cpu  1 2 3 4\ncpu0 1 2 3 4\ncpu1 1 2 3 4\n");
     machine.file("/sys/devices/system/cpu/cpu0/cpufreq/bios_limit", "2400000\n");
+    machine.file("/sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "1200000\n");
     machine.file("/proc/partitions",
         "major minor  #blocks  name\n\n   8 0 1000 sda\n   8 1 500 sda1\n   8 16 1000 sdb\n");
     machine.file(
@@ -153,6 +162,11 @@ void makeGoodMachine()
     for (char const* tool : {"cat", "grep"})
         machine.link(std::string("/bin/") + tool, std::string("/testkit/bin/") + tool);
     machine.file("/sys/class/dmi/id/sys_vendor", "Acme\n");
+    machine.file("/sys/class/dmi/id/product_name", "Box\n");
+    machine.file("/sys/class/dmi/id/product_version", "1\n");
+    machine.file("/sys/class/dmi/id/chassis_asset_tag", "A1\n");
+    machine.file("/etc/localtime", "");
+    ::unsetenv("TZ"); // The C library would not read that file.
     machine.file(RECOVERY_STATUS, "[Main]\nStatus=5000\n");
     machine.file(RECOVERY_ANSWERS, "[AdvancedOptions]\nFinalSync=1\n");
     machine.file(RECOVERY_PERCENT, "73\n");
