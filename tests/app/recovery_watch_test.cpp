@@ -203,3 +203,19 @@ TEST(RecoveryWatch, isEndedBySignalsInThePipeToo)
         EXPECT_EQ(program.output(), std::string(watched::WAITING) + "\n");
     }
 }
+
+TEST(RecoveryWatch, isNotEndedByASignalThatItsCallerIgnores)
+{
+    RecoveryMachine const machine;
+    machine.status(watched::restore(50, 500));
+    auto ignoring = machine.program({"recovery", "--watch", "0.1"});
+    ignoring.prepare = [] { std::signal(SIGHUP, SIG_IGN); }; // nohup(1)
+    WatchedProgram program(ignoring);
+    program.waitFor("37 %");
+
+    program.signal(SIGHUP);
+    machine.status(watched::ended(200, 1000));
+
+    EXPECT_EQ(program.waitForEnd(), app::EXIT_STATUS_OK);
+    EXPECT_EQ(linesOf(program.output()).back(), watched::FINISHED);
+}

@@ -131,6 +131,24 @@ TEST_F(ReplayRun, writesTheRecordedMachinesJson)
     EXPECT_EQ(json::parse(disks.out).at("disks"), s_document.at("disks"));
 }
 
+TEST_F(ReplayRun, saysWhyTheRecordedMachineHadNoAddresses)
+{
+    Folder const folder;
+    std::string const file = withManifest(folder, [](json& manifest) {
+        json answers = {"adapters EACCES"};
+        for (std::string const line : manifest.at("answers"))
+            if (!line.starts_with("adapter ") && !line.starts_with("address "))
+                answers.push_back(line);
+        manifest["answers"] = answers;
+    });
+
+    Outcome const outcome = Program({"replay", file, "networks"}).run();
+
+    EXPECT_EQ(outcome.err,
+        "dovrel-sysinfo: cannot read the addresses from getifaddrs: Permission denied\n");
+    EXPECT_EQ(outcome.status, app::EXIT_STATUS_QUERY_FAILED);
+}
+
 TEST_F(ReplayRun, writesTablesAndTheSummary)
 {
     Outcome const summary = replay({});
