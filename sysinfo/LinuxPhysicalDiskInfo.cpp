@@ -47,6 +47,11 @@ bool isUSBStorage(string const& path)
     return ::access(folder, F_OK) == 0;
 }
 
+string pathOf(string const& name)
+{
+    return string(L"/dev/") + name;
+}
+
 /** @return `MODEL_SERIAL` for `ata-MODEL_SERIAL`. */
 string withoutBus(string const& name)
 {
@@ -62,22 +67,22 @@ LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
 {
     dovrel::CancellationBlock const block;
     PersistentNames names(false);
-    readDevice(names);
+    readDevice(pathOf(name), names);
 }
 
-LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(
-    string const& name, uint64_t blocks, unsigned int partitions, PersistentNames& names)
+LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo(string const& name,
+    string const& path, uint64_t blocks, unsigned int partitions, PersistentNames& names)
     : m_name(name), m_blocks(blocks), m_sectorSize(0), m_partitions(partitions)
 {
-    readDevice(names);
+    readDevice(path, names);
 }
 
-void LinuxSystemInformation::LinuxPhysicalDiskInfo::readDevice(PersistentNames& names)
+void LinuxSystemInformation::LinuxPhysicalDiskInfo::readDevice(
+    string const& path, PersistentNames& names)
 {
     DOVREL_TRACE_SCOPE(
         "sysinfo::LinuxSystemInformation::LinuxPhysicalDiskInfo::LinuxPhysicalDiskInfo("
         "const dovrel::string&, uint64_t, unsigned int)");
-    string const path = string(L"/dev/") + m_name;
     m_sectorSize = static_cast<uint64_t>(queryDevice(path, BLKSSZGET).value_or(0));
     try {
         m_caption = withoutBus(names.firstOf(path));
@@ -129,13 +134,14 @@ bool LinuxSystemInformation::getPhysicalDisksInternal(
     };
     auto const diskFound = [&](DiskEntry const& disk) {
         string const name = disk.name;
-        if (isUSBStorage(string(L"/dev/") + name)) {
+        string const path = pathOf(name);
+        if (isUSBStorage(path)) {
             trace.write(3, "Found (and ignoring) usb disk: /dev/%s", name);
             return;
         }
         trace.write(3, "Found disk: /dev/%s", name);
         disks.push_back(dovrel::value_ptr<PhysicalDiskInfo>(
-            new LinuxPhysicalDiskInfo(name, disk.blocks, disk.partitions, names)));
+            new LinuxPhysicalDiskInfo(name, path, disk.blocks, disk.partitions, names)));
     };
     readPartitions(file, partitionFound, diskFound);
     trace.write(3, "Returning: %d disks", disks.size());

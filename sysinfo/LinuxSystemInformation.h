@@ -86,10 +86,10 @@ public:
 private:
     friend class LinuxSystemInformation;
 
-    // For a list: no host calls these.
-    DOVREL_HIDDEN LinuxPhysicalDiskInfo(dovrel::string const& name, uint64_t blocks,
-        unsigned int partitions, PersistentNames& names);
-    DOVREL_HIDDEN void readDevice(PersistentNames& names);
+    // For a list: no host calls these. The path is that of the device.
+    DOVREL_HIDDEN LinuxPhysicalDiskInfo(dovrel::string const& name, dovrel::string const& path,
+        uint64_t blocks, unsigned int partitions, PersistentNames& names);
+    DOVREL_HIDDEN void readDevice(dovrel::string const& path, PersistentNames& names);
 
     dovrel::string m_name;
     uint64_t m_blocks;
