@@ -277,7 +277,8 @@ void addFirmwareDump(std::vector<HostileCase>& cases, bool all)
             leavesTool});
     };
     add("killed", "kill -9 $$", "true 1000 100");
-    // The pause ends a piece of the output: a size line that is cut by the end of one does not count.
+    // The pause ends a piece of the output: a size line that is cut by the end of one does not
+    // count.
     add("10 MiB of noise", "yes " + noise + " | head -c 10485760; echo; sleep 1; " + good,
         "true 2097152 100");
     add("endless lines", "exec yes " + noise, notEnded);
